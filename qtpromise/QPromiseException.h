@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QtCore/QException>
+#include <QtCore/qglobal.h>
+
+// Errors are matched by type across shared libraries, and per-thread data is meant to be one for all of them, so both stay
+// visible when everything else is hidden. Windows knows neither weak symbols nor hidden ones.
+#ifdef Q_OS_WIN
+#define QTPROMISE_VISIBLE
+#else
+#define QTPROMISE_VISIBLE Q_DECL_EXPORT
+#endif
+
+namespace QtPromise
+{
+
+/// What `timeout()` rejects with when the time is over before the promise settles.
+class QTPROMISE_VISIBLE QPromiseTimeoutException : public QException
+{
+public:
+    void raise() const override { throw *this; }
+    QPromiseTimeoutException *clone() const override { return new QPromiseTimeoutException(*this); }
+    const char *what() const noexcept override { return "the promise did not settle in time"; }
+};
+
+} // namespace QtPromise

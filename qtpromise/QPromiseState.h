@@ -1,0 +1,644 @@
+#pragma once
+
+#include "QPromiseException.h"
+
+#include <QtCore/QAbstractEventDispatcher>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEvent>
+#include <QtCore/QEventLoop>
+#include <QtCore/QObject>
+#include <QtCore/QThread>
+
+#include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+
+/// The machinery behind QPromise: what promises share, the queue of handlers of each thread, and waiting. Not for direct use.
+///
+/// Locks. Each state and each queue has its own mutex; a state's may be held while a queue's is taken, never the other way
+/// round. Neither is held while a handler runs or is destroyed. Settled outcomes are written once, under the state's mutex,
+/// and read without it by those who learned under a mutex that they are there.
+///
+/// Memory. Whatever settling needs (the job, its event) is allocated when a handler is attached, so settling cannot fail.
+namespace QtPromise
+{
+namespace Detail
+{
+
+class HandlerQueue;
+class State;
+
+/// What a promise is settled with: an error, else the value (null for void).
+struct Outcome {
+    std::shared_ptr<const void> value;
+    /// The error, when it arises here.
+    std::exception_ptr thrown;
+    /// The error, when another promise owns it. Errors are handed on this way because the standard library counts the
+    /// references to an exception where ThreadSanitizer does not look.
+    std::shared_ptr<const std::exception_ptr> passed;
+    /// A promise to await first; its rejection replaces this outcome, its fulfilment only if `keep` is not set.
+    std::shared_ptr<State> awaited;
+    bool keep = false;
+
+    static Outcome rejected(std::exception_ptr error)
+    {
+        Outcome outcome;
+        outcome.thrown = error ? std::move(error) : std::make_exception_ptr(std::bad_exception());
+        return outcome;
+    }
+};
+
+/// Something to do once a promise (its source) has settled; its result settles another promise (its target), if it has one.
+/// Belongs to the source until that has settled, then to the queue of the thread that is to run it.
+class Job
+{
+public:
+    Job(std::shared_ptr<HandlerQueue> runsIn, std::shared_ptr<State> settles)
+        : event(runsIn ? new QEvent(eventType()) : nullptr), queue(std::move(runsIn)), target(std::move(settles))
+    {
+    }
+    virtual ~Job() = default;
+    virtual Outcome run(const std::shared_ptr<State> &settled) noexcept = 0;
+
+    static QEvent::Type eventType()
+    {
+        static const int type = QEvent::registerEventType();
+        return static_cast<QEvent::Type>(type);
+    }
+
+    std::unique_ptr<QEvent> event;
+    /// Null: the job runs no foreign code and is done at once by whoever settles the source.
+    std::shared_ptr<HandlerQueue> queue;
+    /// Set only when the source has let go of the job, so they never keep each other alive.
+    std::shared_ptr<State> source;
+    std::shared_ptr<State> target;
+    Job *next = nullptr;
+
+    Q_DISABLE_COPY(Job)
+};
+
+template <typename Function>
+class FunctionJob final : public Job
+{
+public:
+    FunctionJob(std::shared_ptr<HandlerQueue> runsIn, std::shared_ptr<State> settles, Function what)
+        : Job(std::move(runsIn), std::move(settles)), m_what(std::move(what))
+    {
+    }
+    Outcome run(const std::shared_ptr<State> &settled) noexcept override { return m_what(settled); }
+
+private:
+    Function m_what;
+};
+
+/// `what` takes the settled source and returns an Outcome; it must not throw.
+template <typename Function>
+std::unique_ptr<Job> makeJob(std::shared_ptr<HandlerQueue> runsIn, std::shared_ptr<State> settles, Function what)
+{
+    return std::unique_ptr<Job>(
+        new FunctionJob<Function>(std::move(runsIn), std::move(settles), std::move(what)));
+}
+
+/// First in, first out; owns its jobs and never allocates.
+class JobList
+{
+public:
+    JobList() = default;
+    ~JobList() { clear(); }
+
+    Job &append(std::unique_ptr<Job> job) noexcept
+    {
+        Job *added = job.release();
+        *(m_first ? &m_last->next : &m_first) = added;
+        m_last = added;
+        return *added;
+    }
+
+    std::unique_ptr<Job> takeFirst() noexcept
+    {
+        std::unique_ptr<Job> job(m_first);
+        if (job) {
+            m_first = job->next;
+            job->next = nullptr;
+        }
+        return job;
+    }
+
+    Job *first() const noexcept { return m_first; }
+
+    void swap(JobList &other) noexcept
+    {
+        std::swap(m_first, other.m_first);
+        std::swap(m_last, other.m_last);
+    }
+
+    /// Destroying a job may destroy its target and with it further jobs: a long chain of promises that nobody settled.
+    /// They all join the list of the outermost call, so that the stack does not grow with the chain.
+    void clear() noexcept
+    {
+        static thread_local JobList *dying = nullptr;
+        if (!m_first)
+            return;
+        if (dying) {
+            *(dying->m_first ? &dying->m_last->next : &dying->m_first) = m_first;
+            dying->m_last = m_last;
+            m_first = nullptr;
+            return;
+        }
+        JobList chain;
+        chain.swap(*this);
+        dying = &chain;
+        while (chain.m_first)
+            chain.takeFirst();
+        dying = nullptr;
+    }
+
+private:
+    Job *m_first = nullptr;
+    Job *m_last = nullptr;
+
+    Q_DISABLE_COPY(JobList)
+};
+
+/// One wait() in progress; lives on the stack of the thread that waits.
+class WaitFrame
+{
+public:
+    explicit WaitFrame(HandlerQueue &queue);
+    ~WaitFrame();
+
+    bool isSettled() const noexcept { return m_settled.load(std::memory_order_acquire); }
+    /// From any thread, with the state's mutex held, which keeps the frame alive meanwhile.
+    void settled() noexcept;
+    /// Handles what there is to handle and sleeps until there is more.
+    void processEvents();
+
+    WaitFrame *nextInState = nullptr;
+
+private:
+    friend class HandlerQueue;
+
+    HandlerQueue &m_queue;
+    QAbstractEventDispatcher *const m_dispatcher;
+    WaitFrame *const m_outer;
+    const int m_loopLevel;
+    std::atomic<bool> m_settled{false};
+
+    Q_DISABLE_COPY(WaitFrame)
+};
+
+/// What all copies of a promise share.
+class State : public std::enable_shared_from_this<State>
+{
+public:
+    enum class Status { Pending, Fulfilled, Rejected };
+
+    State() = default;
+
+    Status status() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_status;
+    }
+
+    /// For those who know that the promise has settled.
+    bool isFailed() const noexcept { return m_thrown || m_passed; }
+    template <typename T>
+    const T &value() const noexcept
+    {
+        return *static_cast<const T *>(m_value.get());
+    }
+    const std::shared_ptr<const void> &anyValue() const noexcept { return m_value; }
+    const std::exception_ptr &error() const noexcept { return m_passed ? *m_passed : m_thrown; }
+
+    /// The outcome once more, for another promise; the value and the error stay shared.
+    Outcome outcome() const noexcept
+    {
+        Outcome same;
+        same.value = m_value;
+        if (m_passed)
+            same.passed = m_passed;
+        else if (m_thrown)
+            same.passed = std::shared_ptr<const std::exception_ptr>(shared_from_this(), &m_thrown);
+        return same;
+    }
+
+    /// Handlers are handed out in the order of attaching. While one thread hands out, others only append; otherwise a
+    /// handler attached just after settling could overtake the earlier ones.
+    void attach(std::unique_ptr<Job> job) noexcept
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_jobs.append(std::move(job));
+            if (m_status == Status::Pending || m_handingOut)
+                return;
+            m_handingOut = true;
+        }
+        handOut();
+    }
+
+    /// Only the first call has an effect.
+    void settle(Outcome outcome) noexcept
+    {
+        if (outcome.awaited) {
+            try {
+                await(outcome);
+                return;
+            } catch (...) {
+                outcome = Outcome::rejected(std::current_exception());
+            }
+        }
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_status != Status::Pending)
+                return;
+            m_value = std::move(outcome.value);
+            m_thrown = std::move(outcome.thrown);
+            m_passed = std::move(outcome.passed);
+            m_status = isFailed() ? Status::Rejected : Status::Fulfilled;
+            m_handingOut = true;
+            for (WaitFrame *frame = m_waiting; frame; frame = frame->nextInState)
+                frame->settled();
+        }
+        handOut();
+    }
+
+    /// Does a job whose source has settled. The handler is gone before the target settles: whoever learns of the result
+    /// finds everything that the handler held released.
+    static void perform(std::unique_ptr<Job> job) noexcept
+    {
+        Outcome outcome = job->run(job->source);
+        const std::shared_ptr<State> target = std::move(job->target);
+        job.reset();
+        if (target)
+            target->settle(std::move(outcome));
+    }
+
+    void enrol(WaitFrame &frame)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        frame.nextInState = m_waiting;
+        m_waiting = &frame;
+        if (m_status != Status::Pending)
+            frame.settled();
+    }
+
+    void withdraw(WaitFrame &frame) noexcept
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        for (WaitFrame **place = &m_waiting; *place; place = &(*place)->nextInState) {
+            if (*place == &frame) {
+                *place = frame.nextInState;
+                return;
+            }
+        }
+    }
+
+private:
+    void await(Outcome &outcome)
+    {
+        if (outcome.awaited.get() == this)
+            throw std::logic_error("a promise cannot wait for itself");
+        const std::shared_ptr<State> awaited = std::move(outcome.awaited);
+        if (outcome.keep) {
+            awaited->attach(makeJob(nullptr, shared_from_this(),
+                                    [kept = std::move(outcome)](const std::shared_ptr<State> &settled) mutable {
+                                        return settled->isFailed() ? settled->outcome() : std::move(kept);
+                                    }));
+        } else {
+            awaited->attach(makeJob(nullptr, shared_from_this(),
+                                    [](const std::shared_ptr<State> &settled) { return settled->outcome(); }));
+        }
+    }
+
+    void handOut() noexcept;
+
+    /// Doing a job may settle a further promise, which hands out its jobs in turn. Those join the list of the outermost
+    /// call, so that the stack does not grow with the chain.
+    static void performSoon(std::unique_ptr<Job> job) noexcept
+    {
+        static thread_local JobList *ready = nullptr;
+        if (ready) {
+            ready->append(std::move(job));
+            return;
+        }
+        JobList chain;
+        chain.append(std::move(job));
+        ready = &chain;
+        while (std::unique_ptr<Job> next = chain.takeFirst())
+            perform(std::move(next));
+        ready = nullptr;
+    }
+
+    mutable std::mutex m_mutex;
+    Status m_status = Status::Pending;
+    bool m_handingOut = false;
+    std::shared_ptr<const void> m_value;
+    std::exception_ptr m_thrown;
+    std::shared_ptr<const std::exception_ptr> m_passed;
+    JobList m_jobs;
+    WaitFrame *m_waiting = nullptr;
+
+    Q_DISABLE_COPY(State)
+};
+
+/// The handlers that one thread has still to run. Each is announced to the thread's event dispatcher by one posted event, so
+/// that it takes its turn among all other events. The handlers themselves travel here, under a standard mutex.
+///
+/// Where nothing can be posted, because there is no application or no memory, the handlers stay here unannounced; the
+/// thread's next announced handler or its wait() runs them.
+class HandlerQueue : public std::enable_shared_from_this<HandlerQueue>
+{
+public:
+    HandlerQueue() = default;
+
+    /// The calling thread's own queue, connected to its event dispatcher, which is made if there is none yet.
+    static std::shared_ptr<HandlerQueue> current();
+
+    void post(std::unique_ptr<Job> job) noexcept
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (!m_closed) {
+            announce(m_jobs.append(std::move(job)));
+            return;
+        }
+        lock.unlock();
+        job.reset();
+    }
+
+    void runAnnounced() noexcept
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        std::unique_ptr<Job> job = m_jobs.takeFirst();
+        lock.unlock();
+        if (job)
+            State::perform(std::move(job));
+        runUnannounced();
+    }
+
+    void runUnannounced() noexcept
+    {
+        for (;;) {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            if (m_unannounced == 0)
+                return;
+            --m_unannounced;
+            std::unique_ptr<Job> job = m_jobs.takeFirst();
+            lock.unlock();
+            if (job)
+                State::perform(std::move(job));
+        }
+    }
+
+    /// The thread is ending: drops its handlers, those to come as well. Called in that thread.
+    void close() noexcept
+    {
+        JobList dropped;
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_closed = true;
+        m_receiver = nullptr;
+        m_dispatcher = nullptr;
+        m_unannounced = 0;
+        dropped.swap(m_jobs);
+    }
+
+private:
+    friend class WaitFrame;
+
+    /// Child of the dispatcher, so it lives in the queue's thread and ends with it.
+    class Receiver final : public QObject
+    {
+    public:
+        Receiver(std::shared_ptr<HandlerQueue> queue, QAbstractEventDispatcher *dispatcher)
+            : QObject(dispatcher), m_queue(std::move(queue))
+        {
+        }
+        ~Receiver() override { m_queue->close(); }
+
+    protected:
+        void customEvent(QEvent *) override
+        {
+            const std::shared_ptr<HandlerQueue> queue = m_queue;
+            queue->runAnnounced();
+        }
+
+    private:
+        const std::shared_ptr<HandlerQueue> m_queue;
+    };
+
+    bool isClosed()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_closed;
+    }
+
+    void connectToDispatcher()
+    {
+        if (m_receiver || !QCoreApplication::instance())
+            return;
+        if (!QAbstractEventDispatcher::instance())
+            QEventLoop makesDispatcher;
+        QAbstractEventDispatcher *dispatcher = QAbstractEventDispatcher::instance();
+        if (!dispatcher)
+            return;
+        auto *receiver = new Receiver(shared_from_this(), dispatcher);
+        // Before the dispatcher goes, not with it: another thread may be posting to it.
+        QObject::connect(
+            QThread::currentThread(), &QThread::finished, receiver, [this] { close(); }, Qt::DirectConnection);
+        QObject::connect(
+            dispatcher, &QAbstractEventDispatcher::aboutToBlock, receiver, [this] { aboutToSleep(); },
+            Qt::DirectConnection);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_receiver = receiver;
+        m_dispatcher = dispatcher;
+        m_unannounced = 0;
+        for (Job *job = m_jobs.first(); job; job = job->next)
+            announce(*job);
+    }
+
+    /// With the mutex held, which keeps the receiver alive.
+    void announce(Job &job) noexcept
+    {
+        if (m_receiver && job.event) {
+            try {
+                QCoreApplication::postEvent(m_receiver, job.event.release());
+                return;
+            } catch (...) {
+                m_dispatcher->wakeUp();
+            }
+        }
+        ++m_unannounced;
+        m_work.notify_all();
+    }
+
+    /// A wake-up is lost to the innermost wait when something else of this thread took it: a wait nested in a handler, or a
+    /// handler that processed events itself. So the last look before sleeping is here, after all handlers. An event loop
+    /// that a handler runs on top of the wait sleeps as it likes.
+    void aboutToSleep() noexcept
+    {
+        if (m_top && m_top->isSettled() && m_top->m_loopLevel == QThread::currentThread()->loopLevel())
+            m_dispatcher->wakeUp();
+    }
+
+    void sleepWithoutDispatcher(const WaitFrame &frame)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_work.wait(lock, [&] { return m_unannounced > 0 || frame.isSettled(); });
+    }
+
+    void wakeWithoutDispatcher() noexcept
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_work.notify_all();
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_work;
+    JobList m_jobs;
+    int m_unannounced = 0;
+    bool m_closed = false;
+    Receiver *m_receiver = nullptr;
+    QAbstractEventDispatcher *m_dispatcher = nullptr;
+    /// The innermost wait; touched by the queue's own thread only.
+    WaitFrame *m_top = nullptr;
+
+    Q_DISABLE_COPY(HandlerQueue)
+};
+
+struct ThreadData {
+    std::shared_ptr<HandlerQueue> queue;
+    bool &isOver;
+    ~ThreadData()
+    {
+        isOver = true;
+        if (queue)
+            queue->close();
+    }
+};
+
+/// The calling thread's own; null once it has been destroyed with the thread. Visible, so that all shared libraries of a
+/// process find the same one. Where they do not, each has its own, and the only loss is that a wait nested in one of another
+/// library may keep the processor busy.
+QTPROMISE_VISIBLE inline ThreadData *threadData()
+{
+    static thread_local bool isOver = false;
+    static thread_local ThreadData data{nullptr, isOver};
+    return isOver ? nullptr : &data;
+}
+
+inline std::shared_ptr<HandlerQueue> HandlerQueue::current()
+{
+    ThreadData *data = threadData();
+    if (!data) {
+        auto closed = std::make_shared<HandlerQueue>();
+        closed->close();
+        return closed;
+    }
+    if (!data->queue || data->queue->isClosed())
+        data->queue = std::make_shared<HandlerQueue>();
+    data->queue->connectToDispatcher();
+    return data->queue;
+}
+
+inline void State::handOut() noexcept
+{
+    for (;;) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        std::unique_ptr<Job> job = m_jobs.takeFirst();
+        if (!job) {
+            m_handingOut = false;
+            return;
+        }
+        lock.unlock();
+        job->source = shared_from_this();
+        if (const std::shared_ptr<HandlerQueue> queue = job->queue)
+            queue->post(std::move(job));
+        else
+            performSoon(std::move(job));
+    }
+}
+
+inline WaitFrame::WaitFrame(HandlerQueue &queue)
+    : m_queue(queue), m_dispatcher(queue.m_dispatcher), m_outer(queue.m_top),
+      m_loopLevel(QThread::currentThread()->loopLevel())
+{
+    m_queue.m_top = this;
+}
+
+inline WaitFrame::~WaitFrame()
+{
+    m_queue.m_top = m_outer;
+    // Whatever runs below this wait may have been woken, or told to end, while this one took the wake-ups.
+    if (m_dispatcher)
+        m_dispatcher->wakeUp();
+}
+
+inline void WaitFrame::settled() noexcept
+{
+    m_settled.store(true, std::memory_order_release);
+    if (m_dispatcher)
+        m_dispatcher->wakeUp();
+    else
+        m_queue.wakeWithoutDispatcher();
+}
+
+inline void WaitFrame::processEvents()
+{
+    m_queue.runUnannounced();
+    if (!m_dispatcher) {
+        m_queue.sleepWithoutDispatcher(*this);
+        return;
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    if (!isSettled())
+        m_dispatcher->processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+}
+
+/// Returns once the promise has settled. Every settling wakes the event dispatchers of the threads that wait for it; a
+/// wake-up sent between the look and the sleep is kept by the dispatcher, so none is missed.
+inline void waitFor(const std::shared_ptr<State> &state)
+{
+    if (state->status() != State::Status::Pending)
+        return;
+    // The promise that was waited on may be gone before the wait is over.
+    const std::shared_ptr<State> kept = state;
+    const std::shared_ptr<HandlerQueue> queue = HandlerQueue::current();
+    WaitFrame frame(*queue);
+    struct Enrolment {
+        State &state;
+        WaitFrame &frame;
+        ~Enrolment() { state.withdraw(frame); }
+    };
+    kept->enrol(frame);
+    const Enrolment enrolment{*kept, frame};
+    while (!frame.isSettled())
+        frame.processEvents();
+}
+
+/// A handle that settles a promise once; shared by all copies of the functors that settle that promise. It lets go of the
+/// promise when it is used, so a functor that is kept for long keeps nothing alive.
+class Settler
+{
+public:
+    explicit Settler(std::shared_ptr<State> state) : m_state(std::move(state)) {}
+
+    /// The promise for the first caller, null for all others.
+    std::shared_ptr<State> take() noexcept
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return std::move(m_state);
+    }
+
+private:
+    std::mutex m_mutex;
+    std::shared_ptr<State> m_state;
+
+    Q_DISABLE_COPY(Settler)
+};
+
+} // namespace Detail
+} // namespace QtPromise

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <service/ServiceGlobal.h>
+
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+namespace Quorvex {
+namespace Communicator {
+namespace HttpDevice {
+
+/// One discovered controller device.
+struct HttpDeviceInfo {
+    QString key;   ///< The device key: first argument of every device-service call.
+    QString label; ///< What the discovery's log lines show.
+};
+
+/// Device discovery. The host provides the definitions (and runs moc on this header).
+class CORRECTION_SERVICE_API HttpProxy : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The process-wide instance; stays owned by the service.
+    static HttpProxy *getInstance();
+
+    /// Starts (true) the search for devices.
+    void initialize(bool enable);
+    /// The devices present now, in the order in which they are to be visited.
+    QList<HttpDeviceInfo> getDeviceList();
+
+Q_SIGNALS:
+    /// A device appeared or vanished. Emitted on whatever thread the discovery works on.
+    void deviceChanged();
+};
+
+} // namespace HttpDevice
+} // namespace Communicator
+} // namespace Quorvex
