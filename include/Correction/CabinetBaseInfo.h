@@ -1,0 +1,33 @@
+#pragma once
+
+#include <Correction/Global.h>
+
+#include <QtCore/QList>
+#include <QtCore/QVariant>
+
+namespace Correction {
+
+class RvCardInfo;
+
+/// Feature switches of a cabinet's hardware, as its device reports them.
+class CORRECTION_EXPORT CabinetBaseInfo
+{
+public:
+    CabinetBaseInfo();
+    CabinetBaseInfo(const CabinetBaseInfo &other);
+    /// Declared for the interface's sake and not defined: a call cannot link.
+    CabinetBaseInfo(const RvCardInfo &card);
+    CabinetBaseInfo &operator=(const CabinetBaseInfo &other);
+
+    /// Fills the five switches from the first map of a base-information reply (its map "functionTable"); a missing key gives
+    /// false or 0, further maps are not looked at. Returns false, with a critical line and no change, for an empty list.
+    bool pasrseJson(QList<QVariant> &reply);
+
+    bool multilayercorrection;
+    quint8 multilayerCorrectionLayer; ///< Kept modulo 256.
+    bool fineGrayscale;
+    bool xBitPlus;
+    bool magicGray;
+};
+
+} // namespace Correction

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <Correction/Global.h>
+
+#include <QtCore/QString>
+
+namespace Correction {
+
+/// A flag to be written to one module. Both texts travel unchanged.
+class CORRECTION_EXPORT CabinetsModuleFlag
+{
+public:
+    CabinetsModuleFlag();
+    CabinetsModuleFlag(const CabinetsModuleFlag &other);
+    CabinetsModuleFlag &operator=(const CabinetsModuleFlag &other);
+
+    QString id;
+    QString flag;
+};
+
+} // namespace Correction

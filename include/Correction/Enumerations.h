@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QtCore/QMetaType>
+
+/// The library's result codes and choices. The numbers are part of the interface: callers compare them, and several travel
+/// to the device service unchanged. Every enumeration has the underlying type int, so that any number a device answers can
+/// be held.
+namespace Correction {
+
+/// Result of an operation. Every non-zero result comes with a log line where it arose, except where an operation says that it
+/// keeps silent.
+enum EnumErrorCode : int {
+    enSuccess = 0,          ///< The operation completed.
+    enArgumentMismatch = 1, ///< An argument does not suit its target: kind of a grid, place in a cabinet, an empty list.
+    enOutOfRange = 2,       ///< A rectangle outside the screen, or a value count that does not match a grid's size.
+    enInvalidParameter = 3, ///< A needed object or datum is missing, or a rectangle does not fit into a grid.
+    enFileError = 4,        ///< A cabinet's configuration file could not be opened, read or written in full.
+    enTimeout = 5,          ///< A device did not answer in time or refused; also a read that nobody answered.
+    enNoDevice = 6,         ///< Discovery found no device at all.
+    enNotSupported = 7,     ///< A kind that the operation or the device does not support.
+    enCabinetNotFound = 8,  ///< A screen places a cabinet that its device does not list.
+};
+
+/// Kind of a coefficient grid: what its `getType()` returns.
+enum EnumCoefficientType : int {
+    enCommonCoefficient = 0,     ///< Chroma: `Coefficient`.
+    enMultilayerCoefficient = 1, ///< Multilayer: `MultilayerCoefficient`.
+    enLowgrayCoefficient = 2,    ///< Low-gray: `LowGrayCoefficient`.
+};
+
+/// Coefficient store that a save or a solid fill addresses. The numbers coincide with `EnumCoefficientType`.
+enum EnumSaveType : int {
+    enSaveCommonCoefficient = 0,
+    enSaveMultilayerCoefficient = 1,
+    enSaveLowgrayCoefficient = 2,
+};
+
+/// Channel of a gamma table.
+enum EnumGammaType : int {
+    enRedGamma = 0,
+    enGreenGamma = 1,
+    enBlueGamma = 2,
+};
+
+/// Correction effect mode. The numbers are the device's; the library passes them through unchanged and unchecked:
+/// `EnumEffectMode(3)`.
+enum EnumEffectMode : int {};
+
+/// X-bit mode. The numbers are the device's; the library passes them through unchanged and unchecked: `EnumXBitMode(1)`.
+enum EnumXBitMode : int {};
+
+} // namespace Correction
+
+Q_DECLARE_METATYPE(Correction::EnumErrorCode)
+Q_DECLARE_METATYPE(Correction::EnumCoefficientType)
+Q_DECLARE_METATYPE(Correction::EnumSaveType)
+Q_DECLARE_METATYPE(Correction::EnumGammaType)
+Q_DECLARE_METATYPE(Correction::EnumEffectMode)
+Q_DECLARE_METATYPE(Correction::EnumXBitMode)
