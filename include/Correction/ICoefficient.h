@@ -1,0 +1,46 @@
+#pragma once
+
+#include <Correction/Enumerations.h>
+#include <Correction/Global.h>
+
+#include <QtCore/QRect>
+#include <QtCore/QString>
+
+namespace Correction {
+
+/// A rectangle of LED pixels with a fixed number of correction values for each.
+///
+/// The values stand row by row, pixel by pixel: value k of the pixel in column c and row r has the index
+/// (r * columns + c) * getPixelLength() + k. A grid is valid while the number of its values is rows * columns * length.
+///
+/// Grids have no virtual destructor: who owns one releases it by its own class, most easily with `CoefficientPtr`. A host may
+/// derive grids of its own from the three kinds' interfaces.
+class CORRECTION_EXPORT ICoefficient
+{
+public:
+    virtual int getPixelRow() = 0;
+    /// Stores the number alone: the values are neither resized nor cleared, so that the grid may be invalid until a
+    /// `setCoefficient` of the new size succeeds.
+    virtual void setPixelRow(int pixelRow) = 0;
+    virtual int getPixelCol() = 0;
+    /// As `setPixelRow`.
+    virtual void setPixelCol(int pixelCol) = 0;
+    /// Values for one pixel.
+    virtual int getPixelLength() = 0;
+    /// A new grid of the same size and values that the caller owns.
+    virtual ICoefficient *getCopy() = 0;
+    virtual EnumCoefficientType getType() = 0;
+    /// Pastes a grid of the same kind over `rect` (pixels of this grid). 0; 1 when `source` is of another kind; 3 when `rect`
+    /// ends right of or below this grid, or this grid is invalid. `source` must hold at least rect's number of values; values
+    /// that it lacks, or whose place lies outside this grid, are left alone with one warning line.
+    virtual EnumErrorCode setPartCoefficient(const QRect &rect, ICoefficient &source) = 0;
+    /// A new grid that the caller owns, cut out at `rect` (pixels of this grid), or null when `rect` ends right of or below
+    /// this grid, has a negative size, or does not fit into memory as one block. Values that would come from outside this
+    /// grid are 0, with one warning line.
+    virtual ICoefficient *tryGetPart(const QRect &rect) = 0;
+    /// The values as bytes (16-bit values low byte first) in base64 with padding (RFC 4648, section 4). Empty for an empty
+    /// grid, and, with a critical line, for one whose text would not fit into a QString.
+    virtual QString toBase64() = 0;
+};
+
+} // namespace Correction

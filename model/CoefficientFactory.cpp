@@ -1,0 +1,35 @@
+#include <Correction/CoefficientFactory.h>
+
+#include <Correction/Coefficient.h>
+#include <Correction/MultilayerCoefficient.h>
+
+#include "model/Grid.h"
+
+namespace Correction {
+namespace {
+
+/// Null, not an invalid grid, for a size that cannot be held.
+template <class Grid, class Values>
+ICoefficient *make(int pixelRow, int pixelCol, int pixelLength)
+{
+    if (Correction::Grid::valueCount<Values>({pixelCol, pixelRow, pixelLength}) < 0)
+        return nullptr;
+    return new Grid(pixelCol, pixelRow);
+}
+
+} // namespace
+
+ICoefficient *CoefficientFactory::getCoefficient(EnumCoefficientType type, int pixelRow, int pixelCol)
+{
+    switch (type) {
+    case enCommonCoefficient:
+        return make<Coefficient, QVector<unsigned short>>(pixelRow, pixelCol, 9);
+    case enMultilayerCoefficient:
+        return make<MultilayerCoefficient, QByteArray>(pixelRow, pixelCol, 16);
+    case enLowgrayCoefficient: // left to those who know their device takes it: LowGrayCoefficient(columns, rows)
+        break;
+    }
+    return nullptr;
+}
+
+} // namespace Correction

@@ -1,0 +1,205 @@
+#pragma once
+
+#include "model/Arithmetic.h"
+#include "model/Logging.h"
+
+#include <Correction/Enumerations.h>
+
+#include <QtCore/QDebug>
+#include <QtCore/QRect>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+/// What the three kinds of grids have in common. `Values` is QVector<unsigned short> or QByteArray.
+namespace Correction {
+namespace Grid {
+
+/// How the three logging operations of a kind are called in log lines.
+struct Names {
+    const char *setCoefficient;
+    const char *setPartCoefficient;
+    const char *tryGetPart;
+};
+
+struct Shape {
+    int columns;
+    int rows;
+    int length; ///< values for one pixel
+};
+
+/// Qt's containers hold a little less than 2 GiB, their own header included.
+constexpr qint64 maxContainerBytes = std::numeric_limits<int>::max() - 64;
+
+/// Number of values of a shape, or -1 when it has a negative size or its values do not fit into one container.
+inline int valueCount(const Shape &shape, qint64 bytesPerValue)
+{
+    if (shape.columns < 0 || shape.rows < 0 || shape.length < 0)
+        return -1;
+    const qint64 limit = maxContainerBytes / bytesPerValue;
+    const qint64 pixels = qint64(shape.columns) * shape.rows;
+    if (pixels == 0 || shape.length == 0)
+        return 0;
+    return pixels <= limit / shape.length ? static_cast<int>(pixels * shape.length) : -1;
+}
+
+template <class Values>
+int valueCount(const Shape &shape)
+{
+    return valueCount(shape, sizeof(typename Values::value_type));
+}
+
+template <class Values>
+bool isValid(const Shape &shape, const Values &values)
+{
+    return valueCount<Values>(shape) == values.size();
+}
+
+/// The values of a fresh grid: zeros, or none for a shape that cannot be held.
+template <class Values>
+Values zeros(const Shape &shape)
+{
+    return Values(std::max(valueCount<Values>(shape), 0), 0);
+}
+
+/// Replaces all values of a grid.
+template <class Values>
+EnumErrorCode assign(const Names &names, const Shape &shape, Values &values, const Values &replacement)
+{
+    if (!isValid(shape, replacement)) {
+        qCDebug(lcCorrection) << names.setCoefficient << "coefficient count:" << values.size()
+                              << "m_pixelCol:" << shape.columns << "m_pixelRow:" << shape.rows;
+        return enOutOfRange;
+    }
+    values = replacement;
+    return enSuccess;
+}
+
+/// A part rectangle as numbers, with the log items that every message about it ends in.
+struct Block {
+    int x;
+    int y;
+    int w;
+    int h;
+
+    explicit Block(const QRect &rect) : x(rect.x()), y(rect.y()), w(widthOf(rect)), h(heightOf(rect)) {}
+
+    bool endsInside(const Shape &shape) const
+    {
+        return qint64(x) + w <= shape.columns && qint64(y) + h <= shape.rows;
+    }
+
+    void log(QDebug &stream, const Shape &shape) const
+    {
+        stream << "x:" << x << "y:" << y << "w:" << w << "h:" << h << "m_pixelCol:" << shape.columns
+               << "m_pixelRow:" << shape.rows;
+    }
+};
+
+/// Rows of a block between a grid and a dense buffer.
+///
+/// Row i of the block stands at pixel x + (y + i) * columns of the grid, and at pixel i * w of the buffer: the part test lets
+/// negative positions through, so a row may begin before the grid's first value or reach into the neighbouring row. Calls
+/// `copy(gridIndex, bufferIndex, count)` for the stretch of each row that lies inside both, and visits no other row, however
+/// large the block is. Returns whether that was the whole block.
+template <class Copy>
+bool forEachRow(const Shape &shape, const Block &block, qint64 gridValues, qint64 bufferValues, Copy copy)
+{
+    if (block.w <= 0 || block.h <= 0 || shape.length <= 0)
+        return true;
+    const qint64 length = shape.length;
+    const qint64 columns = shape.columns;
+    const qint64 gridPixels = (gridValues + length - 1) / length;
+    const qint64 first = block.x + block.y * columns;
+
+    // The rows whose pixels [first + i * columns, ... + w) meet [0, gridPixels) ...
+    const auto floorDivide = [](qint64 a, qint64 b) { return a / b - (a % b != 0 && (a < 0) != (b < 0) ? 1 : 0); };
+    qint64 begin = 0;
+    qint64 end = block.h;
+    if (columns > 0) {
+        begin = std::max(begin, floorDivide(-first - block.w, columns) + 1);
+        end = std::min(end, floorDivide(gridPixels - first - 1, columns) + 1);
+    } else if (columns < 0) {
+        begin = std::max(begin, floorDivide(first - gridPixels, -columns) + 1);
+        end = std::min(end, floorDivide(first + block.w - 1, -columns) + 1);
+    } else if (first + block.w <= 0 || first >= gridPixels) {
+        end = 0;
+    }
+    // ... and whose place in the buffer begins inside it.
+    const qint64 rowLength = block.w * length;
+    end = std::min(end, (bufferValues + rowLength - 1) / rowLength);
+
+    bool whole = begin == 0 && end == block.h;
+    for (qint64 i = begin; i < end; ++i) {
+        const qint64 inGrid = (first + i * columns) * length;
+        const qint64 inBuffer = i * rowLength;
+        const qint64 from = std::max<qint64>(0, -inGrid);
+        const qint64 to = std::min({rowLength, gridValues - inGrid, bufferValues - inBuffer});
+        whole = whole && from == 0 && to == rowLength;
+        if (from < to)
+            copy(inGrid + from, inBuffer + from, to - from);
+    }
+    return whole;
+}
+
+/// Pastes a block, given row by row, into a grid.
+template <class Values>
+EnumErrorCode paste(const Names &names, const Shape &shape, bool valid, Values &values, const QRect &rect,
+                    const Values &source)
+{
+    const Block block(rect);
+    if (!block.endsInside(shape) || !valid) {
+        if (lcCorrection().isCriticalEnabled())
+            block.log(qCritical(lcCorrection) << "x + w > m_pixelCol || y + h > m_pixelRow:", shape);
+        return enInvalidParameter;
+    }
+    if (lcCorrection().isDebugEnabled())
+        block.log(qDebug(lcCorrection) << names.setPartCoefficient, shape);
+
+    using Value = typename Values::value_type;
+    Value *const to = values.data();
+    const Value *const from = source.constData();
+    const bool whole = forEachRow(shape, block, values.size(), source.size(),
+                                  [=](qint64 inGrid, qint64 inBlock, qint64 count) {
+                                      std::memmove(to + inGrid, from + inBlock, size_t(count) * sizeof(Value));
+                                  });
+    if (!whole && lcCorrection().isWarningEnabled())
+        block.log(qWarning(lcCorrection) << names.setPartCoefficient << "values left alone:" << source.size(), shape);
+    return enSuccess;
+}
+
+/// Cuts a block out of a grid into `part`. False when there is no such block.
+template <class Values>
+bool cut(const Names &names, const Shape &shape, const Values &values, const QRect &rect, Values &part)
+{
+    const Block block(rect);
+    const Shape partShape{block.w, block.h, shape.length};
+    const bool inside = block.endsInside(shape);
+    if (!inside || valueCount<Values>(partShape) < 0) {
+        if (lcCorrection().isCriticalEnabled()) {
+            block.log(qCritical(lcCorrection)
+                          << names.tryGetPart
+                          << (inside ? "no block of this size:" : "x + w > m_pixelCol || y + h > m_pixelRow:"),
+                      shape);
+        }
+        return false;
+    }
+    if (lcCorrection().isDebugEnabled())
+        block.log(qDebug(lcCorrection) << names.tryGetPart, shape);
+
+    using Value = typename Values::value_type;
+    part = zeros<Values>(partShape);
+    Value *const to = part.data();
+    const Value *const from = values.constData();
+    const bool whole = forEachRow(shape, block, values.size(), part.size(),
+                                  [=](qint64 inGrid, qint64 inBlock, qint64 count) {
+                                      std::memcpy(to + inBlock, from + inGrid, size_t(count) * sizeof(Value));
+                                  });
+    if (!whole && lcCorrection().isWarningEnabled())
+        block.log(qWarning(lcCorrection) << names.tryGetPart << "reaches outside the values:" << values.size(), shape);
+    return true;
+}
+
+} // namespace Grid
+} // namespace Correction

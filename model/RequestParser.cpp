@@ -1,0 +1,98 @@
+#include <Correction/RequestParser.h>
+
+#include <Correction/IChromaCoefficient.h>
+#include <Correction/IMultilayerCoefficient.h>
+
+#include "model/Arithmetic.h"
+#include "model/Base64.h"
+#include "model/Grid.h"
+#include "model/Logging.h"
+
+#include <QtCore/QMap>
+
+namespace Correction {
+namespace {
+
+QRect areaOf(const QVariantMap &block)
+{
+    return rectOf(block.value(QStringLiteral("area.point.x")).toInt(), block.value(QStringLiteral("area.point.y")).toInt(),
+                  block.value(QStringLiteral("area.size.width")).toInt(),
+                  block.value(QStringLiteral("area.size.height")).toInt());
+}
+
+QString textOf(const QVariantMap &block)
+{
+    return block.value(QStringLiteral("coefficients")).toString();
+}
+
+/// Pastes block after block, as `paste` decodes and places each, until one fails.
+template <class Paste>
+EnumErrorCode pasteBlocks(const QList<QVariant> &reply, Paste paste)
+{
+    for (const QVariant &element : reply) {
+        const EnumErrorCode code = paste(element.toMap());
+        if (code != enSuccess)
+            return code;
+    }
+    return enSuccess;
+}
+
+EnumErrorCode reportPaste(EnumErrorCode code)
+{
+    if (code != enSuccess)
+        qCCritical(lcCorrection) << "set part of coefficient error \n";
+    return code;
+}
+
+} // namespace
+
+EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList<QVariant> &reply, ICoefficient &target)
+{
+    if (target.getType() != enCommonCoefficient)
+        return enArgumentMismatch;
+    auto *const grid = dynamic_cast<IChromaCoefficient *>(&target);
+    if (!grid)
+        return enArgumentMismatch;
+
+    const Grid::Shape shape{widthOf(cabinetRect), heightOf(cabinetRect), grid->getPixelLength()};
+    if (Grid::valueCount<QVector<unsigned short>>(shape) < 0) {
+        logFailure("no grid of the cabinet's size. w:%1 h:%2", shape.columns, shape.rows);
+        return enInvalidParameter;
+    }
+    grid->setPixelCol(shape.columns);
+    grid->setPixelRow(shape.rows);
+    {
+        auto zeros = Grid::zeros<QVector<unsigned short>>(shape);
+        grid->setCoefficient(zeros);
+    } // released before the first paste, which would otherwise have to copy what the grid shares with it
+
+    return pasteBlocks(reply, [grid](const QVariantMap &block) -> EnumErrorCode {
+        QVector<unsigned short> values = Base64::decodeValues(textOf(block));
+        if (values.isEmpty()) {
+            qCCritical(lcCorrection) << "invalid coefficient data \n";
+            return enArgumentMismatch;
+        }
+        return reportPaste(grid->setPartCoefficient(areaOf(block), values));
+    });
+}
+
+EnumErrorCode RequestParser::toCabinetMultilayerCoefficient(QRect cabinetRect, QList<QVariant> &reply,
+                                                            ICoefficient &target)
+{
+    // The kind that is let through is the chroma kind: devices answer multilayer reads in a form that no product reads yet,
+    // and callers rely on the refusal.
+    if (target.getType() != enCommonCoefficient)
+        return enArgumentMismatch;
+    auto *const grid = dynamic_cast<IMultilayerCoefficient *>(&target);
+    if (!grid)
+        return enArgumentMismatch;
+
+    grid->setPixelCol(widthOf(cabinetRect));
+    grid->setPixelRow(heightOf(cabinetRect));
+    return pasteBlocks(reply, [grid](const QVariantMap &block) {
+        QByteArray bytes = Base64::decodeBytes(textOf(block));
+        return reportPaste(grid->setPartCoefficient(areaOf(block), bytes));
+    });
+}
+
+} // namespace Correction
