@@ -1,0 +1,102 @@
+#pragma once
+
+#include "model/Logging.h"
+
+#include <Correction/Enumerations.h>
+#include <service/Correctionop.h>
+
+#include <QtCore/QMap>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+#include <new>
+#include <utility>
+
+/// The one way in which cabinets, groups and sub-screens talk to a device: fetch the service, call one operation, turn its
+/// answer into a result code, and say so when it failed. An operation of the library reads as its own row:
+///
+///     return callDevice(FailureLine{"setXBit timeout. device:%1", m_deviceKey},       // the message
+///                       &Correctionop::setScreenXBit, m_deviceKey, wholeDevice,       // the call
+///                       QVariantMap{{QStringLiteral("mode"), int(mode)}, ...},        // the request
+///                       IgnoredReply());                                              // the answer
+namespace Correction {
+
+/// The critical line for a failed call: `message` with `%1` for `subject` (a device key or a cabinet id).
+struct FailureLine {
+    const char *message;
+    const QString &subject;
+
+    void operator()() const { logFailure(message, subject); }
+};
+
+/// For calls whose failure is told by the result code alone.
+struct Quietly {
+    void operator()() const {}
+};
+
+/// Stands for a reply map that nobody reads.
+class IgnoredReply
+{
+public:
+    operator QVariantMap &() { return m_reply; }
+
+private:
+    QVariantMap m_reply;
+};
+
+namespace detail {
+void logMissingService();
+void logServiceException();
+} // namespace detail
+
+/// Runs `call` on the service. False when it answers false, when the host has no such service, and when it throws anything but
+/// std::bad_alloc: no other exception leaves the library.
+template <class Service, class Call>
+bool askService(Call call)
+{
+    try {
+        if (Service *const service = Service::getInstance())
+            return call(*service);
+        detail::logMissingService();
+    } catch (const std::bad_alloc &) {
+        throw;
+    } catch (...) {
+        detail::logServiceException();
+    }
+    return false;
+}
+
+/// One call: 0 when the device answered true, else 5 after `onFailure()`.
+template <class OnFailure, class Service, class... Parameters, class... Arguments>
+EnumErrorCode callDevice(const OnFailure &onFailure, bool (Service::*operation)(Parameters...), Arguments &&...arguments)
+{
+    if (askService<Service>([&](Service &service) { return (service.*operation)(std::forward<Arguments>(arguments)...); }))
+        return enSuccess;
+    onFailure();
+    return enTimeout;
+}
+
+/// Operations on the coefficient stores of many cabinets, which differ by kind.
+using StoreOperation = bool (Correctionop::*)(const QString &, const QVariantMap &, QVariantMap &);
+
+struct StoreRow {
+    int kind; ///< a number of EnumCoefficientType or EnumSaveType: they coincide
+    StoreOperation operation;
+    const char *message; ///< `%1` stands for the subject of the failure
+};
+
+/// Sends {"cids": ids} with the operation of the row of `kind`; 7 without a call when there is none.
+template <class Rows>
+EnumErrorCode callStore(const Rows &rows, int kind, const QString &deviceKey, const QVariantList &ids,
+                        const QString &subject)
+{
+    for (const StoreRow &row : rows) {
+        if (row.kind == kind) {
+            return callDevice(FailureLine{row.message, subject}, row.operation, deviceKey,
+                              QVariantMap{{QStringLiteral("cids"), ids}}, IgnoredReply());
+        }
+    }
+    return enNotSupported;
+}
+
+} // namespace Correction
