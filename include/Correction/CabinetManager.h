@@ -1,0 +1,49 @@
+#pragma once
+
+#include <Correction/Global.h>
+#include <Correction/ICabinet.h>
+#include <Correction/ICabinets.h>
+
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QString>
+
+namespace Correction {
+
+/// The process-wide registry of cabinets by id. `ScreenManager::refreshScreen` empties and fills it, which invalidates every
+/// cabinet and group handed out before. No lock: it is used on the threads of its callers.
+///
+/// Removing a cabinet releases its storage alone and runs no destructor, since `ICabinet` has no virtual one: a registered
+/// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records at the next refresh).
+class CORRECTION_EXPORT CabinetManager
+{
+public:
+    /// Copies copy the pointers, never the cabinets.
+    CabinetManager();
+    CabinetManager(const CabinetManager &other);
+    CabinetManager(CabinetManager &&other) noexcept;
+    CabinetManager &operator=(const CabinetManager &other);
+    CabinetManager &operator=(CabinetManager &&other) noexcept;
+    ~CabinetManager();
+
+    /// Made at the first call (unsynchronised), lives until the process ends.
+    static CabinetManager *getInstance();
+
+    /// Takes ownership of `cabinet` and answers true. False, with nothing taken, for null and for an id that is present.
+    bool addCabinet(const QString &id, ICabinet *cabinet);
+    /// False when `id` is absent.
+    bool removeCabinet(const QString &id);
+    void removeCabinets();
+    /// The cabinet, still owned by the registry, or null.
+    ICabinet *tryGetCabinet(const QString &id);
+    /// A new group of these cabinets, in this order, that the caller owns; null, with a critical line, at the first unknown id.
+    ICabinets *tryGetCabinets(const QList<QString> &ids);
+    /// Inserts every cabinet's flag under its id. False, with a critical line, at the first cabinet that does not give its
+    /// flag; entries inserted before it stay.
+    bool getMapping(QMap<QString, QString> &mapping);
+
+private:
+    QMap<QString, ICabinet *> m_cabinets;
+};
+
+} // namespace Correction

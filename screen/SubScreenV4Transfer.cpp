@@ -1,0 +1,187 @@
+// Coefficients by rectangle. Three frames meet here: a cabinet's own, the sub-screen's (the union of its cabinets), and the
+// request's. Reading fills the caller's grid in the sub-screen's frame, writing takes blocks out of it in the request's.
+
+#include <Correction/SubScreenV4.h>
+
+#include <Correction/CoefficientFactory.h>
+#include <Correction/CoefficientPtr.h>
+
+#include "cabinet/DeviceCall.h"
+#include "model/Arithmetic.h"
+#include "model/Logging.h"
+#include "screen/SubScreenCabinets.h"
+
+#include <QtCore/QThread>
+
+#include <memory>
+
+namespace Correction {
+namespace {
+
+using AsyncUpload = QtPromise::QPromise<bool> (Correctionop::*)(const QString &, const QVariantList &);
+
+struct AsyncUploadRow {
+    EnumCoefficientType kind;
+    AsyncUpload operation;
+    const char *failure;
+};
+
+constexpr AsyncUploadRow asyncUploadRows[] = {
+    {enCommonCoefficient, &Correctionop::uploadCoefficientAsync, "call uploadCoefficientAsync() timeout. device:%1"},
+    {enMultilayerCoefficient, &Correctionop::uploadMultilayerCoefficientAsync,
+     "call uploadMultilayerCoefficientAsync() timeout. device:%1"},
+    {enLowgrayCoefficient, &Correctionop::uploadLowGrayCoefficientAsync,
+     "call uploadLowGrayCoefficientAsync() timeout. device:%1"},
+};
+
+/// The block of a write that falls on one cabinet, or null with the critical line.
+CoefficientPtr cutBlock(ICoefficient &coefficient, const QRect &overlap, const QRect &rect, const QString &id,
+                        const CabinetInfo &info)
+{
+    CoefficientPtr block(coefficient.tryGetPart(relativeTo(overlap, rect.topLeft())));
+    if (!block)
+        logFailure("Failed to get part coefficient. sreenId:%1 cabinetId:%2", id, info.id);
+    return block;
+}
+
+/// Where a block lies in its cabinet.
+QPoint pointIn(const CabinetInfo &info, const QRect &overlap)
+{
+    return relativeTo(overlap, info.rect.topLeft()).topLeft();
+}
+
+QVariantMap uploadOf(const CabinetInfo &info, const QPoint &point, ICoefficient &block)
+{
+    const QVariantMap size{{QStringLiteral("height"), block.getPixelRow()},
+                           {QStringLiteral("width"), block.getPixelCol()}};
+    const QVariantMap area{
+        {QStringLiteral("size"), size},
+        {QStringLiteral("point"), QVariantMap{{QStringLiteral("x"), point.x()}, {QStringLiteral("y"), point.y()}}}};
+    const QVariantMap entry{{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), block.toBase64()}};
+    return {{QStringLiteral("cid"), info.id.toLongLong()}, {QStringLiteral("coefficientList"), QVariantList{entry}}};
+}
+
+void logRect(const char *label, const QRect &rect)
+{
+    qCDebug(lcCorrection) << label << rect.x() << rect.y() << widthOf(rect) << heightOf(rect);
+}
+
+/// One upload for the whole device; waits until it has settled.
+EnumErrorCode upload(const QString &deviceKey, const QVariantList &request, EnumCoefficientType kind)
+{
+    if (request.isEmpty()) {
+        qCDebug(lcCorrection) << "setCoefficientsAsync cid is 0 ";
+        return enSuccess;
+    }
+    for (const AsyncUploadRow &row : asyncUploadRows) {
+        if (row.kind != kind)
+            continue;
+        if (kind == enMultilayerCoefficient && lcCorrection().isDebugEnabled()) {
+            const auto thread = reinterpret_cast<quintptr>(QThread::currentThreadId());
+            qDebug(lcCorrection).noquote() << QStringLiteral("setCoefficientsAsync thread id =%1").arg(thread);
+        }
+        const bool taken = askService<Correctionop>([&](Correctionop &service) {
+            const auto fulfilled = std::make_shared<bool>(false); // stays false when the upload is rejected
+            (service.*row.operation)(deviceKey, request).then([fulfilled](bool value) { *fulfilled = value; }).wait();
+            return *fulfilled;
+        });
+        if (taken)
+            return enSuccess;
+        logFailure(row.failure, deviceKey);
+        return enTimeout;
+    }
+    return enNotSupported;
+}
+
+} // namespace
+
+EnumErrorCode SubScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &coefficient)
+{
+    QRect subScreen;
+    const EnumErrorCode code = tryGetRect(subScreen);
+    if (code != enSuccess) {
+        logFailure("Failed to get screen rect. id:%1", m_deviceKey);
+        return code;
+    }
+    return forEachDescription(
+        m_cabinets, m_deviceKey, [&](const QString &id, ICabinet &cabinet, const CabinetInfo &info) -> EnumErrorCode {
+            if (!info.rect.intersects(rect))
+                return enSuccess;
+            const QRect overlap = info.rect.intersected(rect);
+            qCDebug(lcCorrection) << "Correction::SubScreenV4::tryGetCoefficients" << "insRect x:" << overlap.x()
+                                  << "y:" << overlap.y() << "w:" << widthOf(overlap) << "h" << heightOf(overlap);
+
+            const EnumCoefficientType type = coefficient.getType();
+            const CoefficientPtr grid(
+                CoefficientFactory::getCoefficient(type, heightOf(info.rect), widthOf(info.rect)));
+            if (!grid) {
+                logFailure("Failed to create coefficient. cabinet key: %1 Coefficient type:%2", id, type);
+                return enNotSupported;
+            }
+            const EnumErrorCode read = cabinet.tryGetCoefficients(*grid);
+            if (read != enSuccess) {
+                logFailure("Failed to get coefficient. cabinet key: %1 code: %2", id, read);
+                return read;
+            }
+            const CoefficientPtr block(grid->tryGetPart(relativeTo(overlap, info.rect.topLeft())));
+            if (!block) {
+                qCCritical(lcCorrection) << "Failed to tryGetPart";
+                return enInvalidParameter;
+            }
+            const EnumErrorCode pasted =
+                coefficient.setPartCoefficient(relativeTo(overlap, subScreen.topLeft()), *block);
+            if (pasted != enSuccess)
+                logFailure("Failed to set part of coefficient. cabinet key: %1", id);
+            return pasted;
+        });
+}
+
+EnumErrorCode SubScreenV4::setCoefficients(const QRect &rect, ICoefficient &coefficient)
+{
+    QRect subScreen;
+    const EnumErrorCode code = tryGetRect(subScreen);
+    if (code != enSuccess) {
+        logFailure("Cabinet info is empty. id:%1", m_deviceKey);
+        return code;
+    }
+    return forEachDescription(
+        m_cabinets, m_deviceKey, [&](const QString &id, ICabinet &cabinet, const CabinetInfo &info) -> EnumErrorCode {
+            if (!info.rect.intersects(rect))
+                return enSuccess;
+            const QRect overlap = info.rect.intersected(rect);
+            const CoefficientPtr block = cutBlock(coefficient, overlap, rect, id, info);
+            if (!block)
+                return enInvalidParameter;
+            const EnumErrorCode written = cabinet.setCoefficients(pointIn(info, overlap), *block);
+            if (written != enSuccess)
+                logFailure("Failed to set cabinet coefficient. sreenId:%1 cabinetId:%2", id, info.id);
+            return written;
+        });
+}
+
+QtPromise::QPromise<EnumErrorCode> SubScreenV4::setCoefficientsAsync(const QRect &rect, ICoefficient &coefficient)
+{
+    QRect subScreen;
+    if (tryGetRect(subScreen) != enSuccess) {
+        logFailure("Cabinet info is empty. id:%1", m_deviceKey);
+        return QtPromise::resolve(enInvalidParameter);
+    }
+    QVariantList request;
+    const EnumErrorCode code = forEachDescription(
+        m_cabinets, m_deviceKey, [&](const QString &id, ICabinet &, const CabinetInfo &info) -> EnumErrorCode {
+            logRect(" cabInfo.rect.intersects ", info.rect);
+            if (!info.rect.intersects(rect))
+                return enSuccess;
+            const QRect overlap = info.rect.intersected(rect);
+            logRect(" inRect", overlap);
+            logRect(" yuan Rect", rect);
+            const CoefficientPtr block = cutBlock(coefficient, overlap, rect, id, info);
+            if (!block)
+                return enInvalidParameter;
+            request.append(uploadOf(info, pointIn(info, overlap), *block));
+            return enSuccess;
+        });
+    return QtPromise::resolve(code == enSuccess ? upload(m_deviceKey, request, coefficient.getType()) : code);
+}
+
+} // namespace Correction
