@@ -1,0 +1,492 @@
+#include <Correction/ScreenV4.h>
+
+#include <Correction/CoefficientFactory.h>
+#include <Correction/CoefficientPtr.h>
+
+#include "cabinet/DeviceCall.h"
+#include "model/Arithmetic.h"
+#include "model/Logging.h"
+
+#include <service/HWInfo.h>
+
+#include <QtCore/QThread>
+
+#include <exception>
+#include <memory>
+
+namespace Correction {
+namespace {
+
+using SubScreens = QMap<QString, ISubScreen *>;
+
+constexpr const char *emptySubScreen = "Object Subscreen is Empty. SubScreen key: %1";
+/// Saving, applying and filling share their text.
+constexpr const char *saveFailure = "Failed to save subscreen parameter. SubScreen key: %1 code: %2 save type: %3";
+
+/// Setters: one operation on every sub-screen, in key order, until one fails; `onFailure(key, code)` then says so.
+template <class Operation, class OnFailure>
+EnumErrorCode fanOut(const SubScreens &subScreens, Operation operation, OnFailure onFailure,
+                     const char *emptyMessage = emptySubScreen)
+{
+    for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
+        if (!entry.value()) {
+            logFailure(emptyMessage, entry.key());
+            return enInvalidParameter;
+        }
+        const EnumErrorCode code = operation(*entry.value());
+        if (code != enSuccess) {
+            onFailure(entry.key(), code);
+            return code;
+        }
+    }
+    return enSuccess;
+}
+
+/// The usual failure line: `%1` the key, `%2` the code.
+struct CodeLine {
+    const char *message;
+
+    void operator()(const QString &key, EnumErrorCode code) const { logFailure(message, key, code); }
+};
+
+/// The same with the operation's argument as `%3`.
+struct CodeAndValueLine {
+    const char *message;
+    int value;
+
+    void operator()(const QString &key, EnumErrorCode code) const { logFailure(message, key, code, value); }
+};
+
+/// Getters: the first sub-screen that answers 0. Without one, the last code goes into `message` and 5 comes back.
+template <class Getter>
+EnumErrorCode firstAnswer(const SubScreens &subScreens, const char *message, Getter getter)
+{
+    EnumErrorCode code = enTimeout;
+    for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
+        if (!entry.value()) {
+            logFailure(emptySubScreen, entry.key());
+            return enInvalidParameter;
+        }
+        code = getter(*entry.value());
+        if (code == enSuccess)
+            return enSuccess;
+    }
+    logFailure(message, code);
+    return enTimeout;
+}
+
+bool divides(int divisor, int length, int rest)
+{
+    return (qint64(length) - rest) % divisor == 0;
+}
+
+quint64 currentThread()
+{
+    return reinterpret_cast<quintptr>(QThread::currentThreadId());
+}
+
+/// Rejects the list of sub-screens.
+struct NullSubScreen {
+};
+
+/// What becomes of a screen write. Kept alive by its promises, since it must outlast a wait that memory ran out in.
+struct WriteOutcome {
+    int codes = enSuccess; ///< bitwise OR
+    bool rejected = false;
+    std::exception_ptr exhausted;
+};
+
+} // namespace
+
+// The interface's vtable lives here.
+IScreen::IScreen() = default;
+IScreen::~IScreen() = default;
+
+ScreenV4::ScreenV4() = default;
+
+ScreenV4::~ScreenV4()
+{
+    qDeleteAll(m_subScreens);
+}
+
+ISubScreen *ScreenV4::tryGetSubScreen(const QString &key)
+{
+    const auto entry = m_subScreens.constFind(key);
+    if (entry == m_subScreens.cend()) {
+        logFailure("Cannot find SubScreen. SubScreen key: %1", key);
+        return nullptr;
+    }
+    return entry.value();
+}
+
+bool ScreenV4::addSubScreen(const QString &key, ISubScreen *subScreen)
+{
+    if (m_subScreens.contains(key)) {
+        logFailure("Subscreen is already exist. SubScreen key: %1", key);
+        return false;
+    }
+    m_subScreens.insert(key, subScreen);
+    return true;
+}
+
+bool ScreenV4::removeSubScreen(const QString &key)
+{
+    const auto entry = m_subScreens.find(key);
+    if (entry == m_subScreens.end()) {
+        logFailure("Cannot find SubScreen. SubScreen key: %1", key);
+        return false;
+    }
+    delete entry.value();
+    m_subScreens.erase(entry);
+    return true;
+}
+
+void ScreenV4::removeSubScreens()
+{
+    qCDebug(lcCorrection) << "removeSubScreens";
+    qDeleteAll(m_subScreens);
+    m_subScreens.clear();
+}
+
+void ScreenV4::setName(const QString &name)
+{
+    m_name = name;
+}
+
+QString ScreenV4::getName()
+{
+    return m_name;
+}
+
+void ScreenV4::setID(const QString &id)
+{
+    m_id = id;
+}
+
+QString ScreenV4::getID()
+{
+    return m_id;
+}
+
+EnumErrorCode ScreenV4::setABLEnable(bool enable)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setABLEnable(enable); },
+        [=](const QString &key, EnumErrorCode) {
+            logFailure("Failed to set subscreen abl enable. SubScreen key: %1 enable: %2", key, enable);
+        });
+}
+
+EnumErrorCode ScreenV4::setXBit(EnumXBitMode mode, bool enable)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setXBit(mode, enable); },
+        [=](const QString &key, EnumErrorCode) {
+            logFailure("Failed to set subscreen abl enable. SubScreen key: %1 code: %2 save type: %3", key, mode,
+                       enable);
+        });
+}
+
+EnumErrorCode ScreenV4::lock()
+{
+    return fanOut(
+        m_subScreens, [](ISubScreen &subScreen) { return subScreen.lock(); },
+        CodeLine{"Failed to lock. SubScreen key: %1 code: %2"});
+}
+
+EnumErrorCode ScreenV4::unLock()
+{
+    return fanOut(
+        m_subScreens, [](ISubScreen &subScreen) { return subScreen.unLock(); },
+        CodeLine{"Failed to unlock. SubScreen key: %1 code: %2"});
+}
+
+EnumErrorCode ScreenV4::tryGetRect(QRect &rect)
+{
+    return fanOut(
+        m_subScreens, [&](ISubScreen &subScreen) { return subScreen.tryGetRect(rect); },
+        CodeLine{"Failed to get subScreen rect. SubScreen key: %1 code: %2"});
+}
+
+EnumErrorCode ScreenV4::tryGetAllCabinetInfoList(QList<CabinetInfo> &list)
+{
+    return fanOut(
+        m_subScreens,
+        [&](ISubScreen &subScreen) {
+            QList<CabinetInfo> ofSubScreen;
+            const EnumErrorCode code = subScreen.tryGetAllCabinetInfoList(ofSubScreen);
+            if (code == enSuccess)
+                list.append(ofSubScreen);
+            return code;
+        },
+        CodeLine{"Failed to set correction mode. SubScreen key: %1 code: %2"});
+}
+
+EnumErrorCode ScreenV4::setPixelImage(DrawingParameter param)
+{
+    return fanOut(
+        m_subScreens, [&](ISubScreen &subScreen) { return subScreen.setPixelImage(param); },
+        CodeLine{"Failed to draw. SubScreen key: %1 code: %2"});
+}
+
+EnumErrorCode ScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
+{
+    if (param.colors.size() < 2 || param.squareW == 0 || param.squareH == 0 || param.lastSquareColumnW == 0
+        || param.lastSquareRowH == 0 || !divides(param.squareW, widthOf(param.regionRect), param.lastSquareColumnW)
+        || !divides(param.squareH, heightOf(param.regionRect), param.lastSquareRowH))
+        return enArgumentMismatch;
+    return fanOut(
+        m_subScreens, [&](ISubScreen &subScreen) { return subScreen.setCheckerboardlImage(param); },
+        CodeLine{"call ScreenV4::setCheckerboardlImage() Failed to draw. SubScreen key: %1 code: %2"},
+        "call ScreenV4::setCheckerboardlImage() Object Subscreen is Empty. SubScreen key: %1");
+}
+
+EnumErrorCode ScreenV4::setPixelImageMode(unsigned char mode)
+{
+    qCDebug(lcCorrection) << "Correction::ScreenV4::setPixelImageMode" << ": begin!";
+    const EnumErrorCode code = fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setPixelImageMode(mode); },
+        CodeLine{"Failed to set Image enable. SubScreen key: %1 code:%2"});
+    qCDebug(lcCorrection) << "Correction::ScreenV4::setPixelImageMode" << ": end!";
+    return code;
+}
+
+EnumErrorCode ScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &coefficient)
+{
+    QRect screen;
+    const EnumErrorCode code = tryGetRect(screen);
+    if (code != enSuccess) {
+        qCCritical(lcCorrection) << "Get screen rect error";
+        return code;
+    }
+    if (!screen.contains(rect)) {
+        logFailure("Out of sreen range. screen x=%1 y=%2 w=%3 h=%4 rect x=%5 y=%6 w=%7 h=%8", screen.x(), screen.y(),
+                   widthOf(screen), heightOf(screen), rect.x(), rect.y(), widthOf(rect), heightOf(rect));
+        return enOutOfRange;
+    }
+    for (auto entry = m_subScreens.cbegin(); entry != m_subScreens.cend(); ++entry) {
+        const QString &key = entry.key();
+        ISubScreen *const subScreen = entry.value();
+        if (!subScreen) {
+            logFailure(emptySubScreen, key);
+            return enInvalidParameter;
+        }
+        QRect subScreenRect;
+        const EnumErrorCode located = subScreen->tryGetRect(subScreenRect);
+        if (located != enSuccess) {
+            logFailure("Failed to get subScreen rect. SubScreen key: %1 code: %2", key, located);
+            return located;
+        }
+        qCDebug(lcCorrection) << "Correction::ScreenV4::tryGetCoefficients" << "subScreenRect x:" << subScreenRect.x()
+                              << "y:" << subScreenRect.y() << "w:" << widthOf(subScreenRect)
+                              << "h:" << heightOf(subScreenRect);
+        if (!subScreenRect.intersects(rect))
+            continue;
+        const QRect part = subScreenRect.intersected(rect);
+        const EnumCoefficientType type = coefficient.getType();
+        const CoefficientPtr grid(CoefficientFactory::getCoefficient(type, heightOf(part), widthOf(part)));
+        if (!grid) {
+            logFailure("Failed to create coefficient. SubScreen key: %1 Coefficient type:%2", key, type);
+            return enNotSupported;
+        }
+        const EnumErrorCode read = subScreen->tryGetCoefficients(part, *grid);
+        if (read != enSuccess) {
+            logFailure("try get Coefficients failed. SubScreen key: %1 code: %2", key, read);
+            return read;
+        }
+        const EnumErrorCode pasted = coefficient.setPartCoefficient(relativeTo(part, rect.topLeft()), *grid);
+        if (pasted != enSuccess) {
+            logFailure("Failed to set part of coefficient. SubScreen key: %1", key);
+            return pasted;
+        }
+    }
+    return enSuccess;
+}
+
+QtPromise::QPromise<QList<ISubScreen *>> ScreenV4::tryGetSubScreenList(SubScreens &subScreens)
+{
+    using List = QList<ISubScreen *>;
+    return QtPromise::QPromise<List>([&subScreens](const QtPromise::QPromiseResolve<List> &resolve,
+                                                   const QtPromise::QPromiseReject<List> &reject) {
+        List list;
+        for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
+            qCDebug(lcCorrection) << Q_FUNC_INFO << "deviceKey:" << entry.key();
+            if (!entry.value()) {
+                logFailure(emptySubScreen, entry.key());
+                reject(NullSubScreen());
+                return;
+            }
+            list.append(entry.value());
+        }
+        resolve(list);
+    });
+}
+
+EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coefficient)
+{
+    const auto outcome = std::make_shared<WriteOutcome>();
+    // Each write blocks in a wait of its own until its device has settled. As a turn of its own it is started by the event loop
+    // of the wait before it, so that all devices work at the same time. A rejected write must not end the chain while the
+    // others still use `rect` and `coefficient`, so it is noted and the others are waited for.
+    const auto write = [&rect, &coefficient, outcome](ISubScreen *subScreen, int index) {
+        qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
+        qCDebug(lcCorrection) << Q_FUNC_INFO << QStringLiteral("pSubScreens:%1").arg(index);
+        return QtPromise::resolve()
+            .then([subScreen, &rect, &coefficient] { return subScreen->setCoefficientsAsync(rect, coefficient); })
+            .fail([outcome](const std::bad_alloc &) {
+                outcome->exhausted = std::current_exception();
+                return enTimeout;
+            })
+            .fail([outcome, index] {
+                logFailure("write of a subscreen rejected. pSubScreens:%1", index);
+                outcome->rejected = true;
+                return enTimeout;
+            });
+    };
+    tryGetSubScreenList(m_subScreens)
+        .map(write)
+        .each([outcome](EnumErrorCode code, int) { outcome->codes |= code; })
+        .fail([outcome](const NullSubScreen &) {
+            outcome->codes = enInvalidParameter;
+            return QVector<EnumErrorCode>();
+        })
+        .fail([outcome](const std::bad_alloc &) {
+            outcome->exhausted = std::current_exception();
+            return QVector<EnumErrorCode>();
+        })
+        .wait();
+    if (outcome->exhausted)
+        std::rethrow_exception(outcome->exhausted);
+
+    const auto result = outcome->rejected ? enTimeout : EnumErrorCode(outcome->codes);
+    qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
+    qCDebug(lcCorrection) << "Correction::ScreenV4::setCoefficients" << QStringLiteral("pSubScreens:%1").arg(result);
+    return result;
+}
+
+EnumErrorCode ScreenV4::saveParameter(EnumSaveType type)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.saveParameter(type); },
+        CodeAndValueLine{saveFailure, type});
+}
+
+EnumErrorCode ScreenV4::applyCoeffcient(EnumCoefficientType type)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.applyCoeffcient(type); },
+        CodeAndValueLine{saveFailure, type});
+}
+
+EnumErrorCode ScreenV4::setMutiCabinetSolid(EnumSaveType type)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setMutiCabinetSolid(type); },
+        CodeAndValueLine{saveFailure, type});
+}
+
+EnumErrorCode ScreenV4::clearCoefficient(EnumCoefficientType type)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.clearCoefficient(type); },
+        CodeAndValueLine{"Failed to clear subscreen parameter. SubScreen key: %1 code: %2 save type: %3", type});
+}
+
+EnumErrorCode ScreenV4::setEffectMode(EnumEffectMode mode)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setEffectMode(mode); },
+        CodeLine{"Failed to set correction mode. SubScreen key: %1 code:%2"});
+}
+
+EnumErrorCode ScreenV4::tryGetEffectMode(EnumEffectMode &mode)
+{
+    return firstAnswer(m_subScreens, "Failed to get effect mode. code:%2",
+                       [&](ISubScreen &subScreen) { return subScreen.tryGetEffectMode(mode); });
+}
+
+EnumErrorCode ScreenV4::setBrightness(int brightness)
+{
+    return fanOut(
+        m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setBrightness(brightness); },
+        CodeLine{"Failed to set brightness. SubScreen key: %1 code:%2"});
+}
+
+EnumErrorCode ScreenV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
+{
+    return firstAnswer(m_subScreens, "Failed to get gamma table. code:%2",
+                       [&](ISubScreen &subScreen) { return subScreen.getGammaTable(table); });
+}
+
+EnumErrorCode ScreenV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &table)
+{
+    return fanOut(
+        m_subScreens, [&](ISubScreen &subScreen) { return subScreen.setGammaTable(table); },
+        CodeLine{"Failed to set gamma table. SubScreen key: %1 code:%2"});
+}
+
+EnumErrorCode ScreenV4::setMultilayerParameter(const MultilayerParam &param)
+{
+    return fanOut(
+        m_subScreens, [&](ISubScreen &subScreen) { return subScreen.setMultilayerParameter(param); },
+        CodeLine{"Failed to set multilayer parameter. SubScreen key: %1 code:%2"});
+}
+
+EnumErrorCode ScreenV4::setMultilayerParameterV2(const MultilayerParamV2 &param)
+{
+    return fanOut(
+        m_subScreens, [&](ISubScreen &subScreen) { return subScreen.setMultilayerParameterV2(param); },
+        CodeLine{"Failed to set setMultilayerParameterV2 parameter. SubScreen key: %1 code:%2"});
+}
+
+EnumErrorCode ScreenV4::getBrightnessRange(BrightnessRange &range)
+{
+    return firstAnswer(m_subScreens, "Failed to get brightness range. code:%2",
+                       [&](ISubScreen &subScreen) { return subScreen.getBrightnessRange(range); });
+}
+
+EnumErrorCode ScreenV4::getSubScreenNames(QMap<QString, QString> names)
+{
+    for (auto entry = m_subScreens.cbegin(); entry != m_subScreens.cend(); ++entry) {
+        QVariantMap reply;
+        const auto onFailure = [] { qCCritical(lcCorrection) << "getHWInfo error"; };
+        if (callDevice(onFailure, &HWInfo::getHWInfo, entry.key(), reply, false) != enSuccess)
+            return enInvalidParameter;
+        names[entry.key()] = reply.value(QStringLiteral("customName")).toString();
+    }
+    return enSuccess;
+}
+
+EnumErrorCode ScreenV4::getFeatures(QMap<QString, bool> &features)
+{
+    const QString checkerboard = QStringLiteral("checkerBoardltFeature");
+    features[checkerboard] = true;
+    for (auto entry = m_subScreens.cbegin(); entry != m_subScreens.cend(); ++entry) {
+        if (!entry.value()) {
+            logFailure("call ScreenV4::getFeatures() Object Subscreen is Empty. SubScreen key: %1", entry.key());
+            return enInvalidParameter;
+        }
+        if (entry.value()->isCheckerboardlImage() != enSuccess) {
+            features[checkerboard] = false;
+            break;
+        }
+    }
+    return enSuccess;
+}
+
+EnumErrorCode ScreenV4::getScreenSupport(QVector<CabinetBaseInfo> &list)
+{
+    return fanOut(
+        m_subScreens,
+        [&](ISubScreen &subScreen) {
+            QVector<CabinetBaseInfo> ofSubScreen;
+            const EnumErrorCode code = subScreen.getScreenSupport(ofSubScreen);
+            if (code == enSuccess)
+                list.append(ofSubScreen);
+            return code;
+        },
+        CodeLine{"Failed to set getScreenSupport parameter. SubScreen key: %1 code:%2"},
+        "Object getScreenSupport is Empty. SubScreen key: %1");
+}
+
+} // namespace Correction
