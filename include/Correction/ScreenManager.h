@@ -1,0 +1,56 @@
+#pragma once
+
+#include <Correction/CabinetInfo.h>
+#include <Correction/Enumerations.h>
+#include <Correction/Global.h>
+#include <Correction/IScreen.h>
+
+#include <QtCore/QMap>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+namespace Correction {
+
+/// The entry point: discovers the screens and owns them.
+///
+/// Usage: `getInstance()`, `init()`, `refreshScreen()`, and `refreshScreen()` again whenever `signal_screenChanged()` arrives.
+/// Every refresh that finds a device invalidates all screen, sub-screen, cabinet and group pointers handed out before it.
+class CORRECTION_EXPORT ScreenManager : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Made at the first call. Unsynchronised: make the first call before other threads use it.
+    static ScreenManager *getInstance();
+    /// Deletes the manager alone. Screens already handed out stay valid until their holder deletes them or, with a new
+    /// manager, for ever; a host that wants them gone refreshes or deletes them before.
+    static void releaseInstance();
+
+    /// Starts the device discovery and relays its notifications. Call once.
+    void init();
+    /// Takes the device list, drops everything and builds it anew from the devices' replies. 0, also when some devices did not
+    /// answer (one critical line each; they are left out); 6 without any device (everything stays as it was); 8 when a screen
+    /// places a cabinet that its device does not list (what was built so far stays).
+    EnumErrorCode refreshScreen();
+    /// Screen id -> screen name.
+    QMap<QString, QString> getNameMapping();
+    /// The screen, still owned by the manager, or null.
+    IScreen *tryGetScreen(const QString &id);
+
+Q_SIGNALS:
+    /// A device appeared or vanished. Emitted on the discovery service's thread.
+    void signal_screenChanged();
+    /// A device's screen was renamed. Emitted on the device service's thread.
+    void signal_screenNameChanged(QString deviceKey, QString name);
+
+private:
+    ScreenManager();
+    ~ScreenManager() override;
+
+    EnumErrorCode getCurruntDeviceCabinetInfos(const QString &deviceKey, QMap<QString, CabinetInfo *> &cabinetInfos);
+    void removeAllScreen();
+
+    QMap<QString, IScreen *> m_screens; // owned, by screen id
+};
+
+} // namespace Correction

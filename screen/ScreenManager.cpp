@@ -1,0 +1,286 @@
+#include <Correction/ScreenManager.h>
+
+#include <Correction/CabinetManager.h>
+#include <Correction/CabinetV4.h>
+#include <Correction/ScreenV4.h>
+#include <Correction/SubScreenV4.h>
+
+#include "cabinet/DeviceCall.h"
+#include "model/Arithmetic.h"
+#include "model/Logging.h"
+
+#include <service/CabinetInfoOperator.h>
+#include <service/HWInfo.h>
+#include <service/HttpProxy.h>
+#include <service/ScreenInfo.h>
+
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace Correction {
+namespace {
+
+using Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
+using Quorvex::Communicator::HttpDevice::HttpProxy;
+
+ScreenManager *instance = nullptr;
+
+/// The records that the last refresh made. Registered cabinets refer to them, and the registry releases a cabinet without its
+/// record; so they are kept until the next refresh has emptied the registry. Never destroyed: cabinets may be used until the
+/// process ends.
+std::vector<std::unique_ptr<CabinetInfo>> &refreshRecords()
+{
+    static auto *const records = new std::vector<std::unique_ptr<CabinetInfo>>;
+    return *records;
+}
+
+/// Releases a cabinet that did not get into the registry the way the registry would: without its record.
+struct StorageDeleter {
+    void operator()(CabinetV4 *cabinet) const noexcept { ::operator delete(static_cast<void *>(cabinet)); }
+};
+
+QString textOf(const QVariantMap &map, const QString &key)
+{
+    return map.value(key).toString();
+}
+
+int numberOf(const QVariantMap &map, const QString &key)
+{
+    return map.value(key).toInt();
+}
+
+QPoint positionOf(const QVariantMap &map)
+{
+    return QPoint(numberOf(map, QStringLiteral("position.x")), numberOf(map, QStringLiteral("position.y")));
+}
+
+QPoint sum(const QPoint &a, const QPoint &b)
+{
+    return QPoint(wrapAdd(a.x(), b.x()), wrapAdd(a.y(), b.y()));
+}
+
+/// A receiving card or a module of a flags reply.
+template <class Record>
+std::unique_ptr<Record> partOf(const QVariantMap &reply)
+{
+    auto record = std::make_unique<Record>();
+    record->id = textOf(reply, QStringLiteral("id"));
+    record->flag = textOf(reply, QStringLiteral("flag"));
+    record->rect = rectOf(numberOf(reply, QStringLiteral("x")), numberOf(reply, QStringLiteral("y")),
+                          numberOf(reply, QStringLiteral("width")), numberOf(reply, QStringLiteral("height")));
+    return record;
+}
+
+template <class Record>
+void appendOwned(QList<Record *> &list, std::unique_ptr<Record> record)
+{
+    list.append(record.get());
+    record.release();
+}
+
+/// Cabinet and output id, as a cabinet is known to the layout and to the cabinet list.
+QString placementKey(const QString &cabinetId, const QString &outputId)
+{
+    return cabinetId + QLatin1Char('-') + outputId;
+}
+
+void registerCabinet(CabinetInfo *record)
+{
+    std::unique_ptr<CabinetV4, StorageDeleter> cabinet(new CabinetV4(record));
+    if (CabinetManager::getInstance()->addCabinet(record->id, cabinet.get()))
+        cabinet.release();
+}
+
+/// One refresh: what its devices have in common.
+struct Refresh {
+    QMap<QString, QString> placements; ///< placement key -> cabinet id
+    QMap<QString, CabinetInfo *> records;
+};
+
+/// Places a device's cabinets on its sub-screen; 8 at one that no device listed.
+EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device, const QVariantMap &screenReply,
+                            ISubScreen &target)
+{
+    const QPoint screenOrigin = positionOf(screenReply);
+    const QVariantList subScreens = screenReply.value(QStringLiteral("subScreens")).toList();
+    for (const QVariant &subScreenElement : subScreens) {
+        const QVariantMap subScreen = subScreenElement.toMap();
+        const QPoint subScreenOrigin = sum(screenOrigin, positionOf(subScreen));
+        const QVariantList cabinets = subScreen.value(QStringLiteral("cabinets")).toList();
+        for (const QVariant &cabinetElement : cabinets) {
+            const QVariantMap cabinet = cabinetElement.toMap();
+            const QString cid = textOf(cabinet, QStringLiteral("cabinetID"));
+            const QString placement = placementKey(cid, textOf(cabinet, QStringLiteral("outputID")));
+            if (!refresh.placements.contains(placement)) {
+                qCCritical(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "screenInfo:  " << placement;
+                return enCabinetNotFound;
+            }
+            CabinetInfo *const record = refresh.records.value(cid);
+            if (!record)
+                continue;
+            const QPoint origin = sum(subScreenOrigin, positionOf(cabinet));
+            const int width = numberOf(cabinet, QStringLiteral("size.width"));
+            const int height = numberOf(cabinet, QStringLiteral("size.height"));
+            record->rect = rectOf(origin.x(), origin.y(), width, height);
+            qCDebug(lcCorrection) << "\n" << cid << "cabinet rect" << "x:" << origin.x() << "y:" << origin.y()
+                                  << "w:" << width << "h:" << height << "\n";
+            registerCabinet(record);
+            target.addCabinet(record->id, record->flag);
+        }
+    }
+    return enSuccess;
+}
+
+} // namespace
+
+ScreenManager::ScreenManager() = default;
+ScreenManager::~ScreenManager() = default;
+
+ScreenManager *ScreenManager::getInstance()
+{
+    if (!instance)
+        instance = new ScreenManager;
+    return instance;
+}
+
+void ScreenManager::releaseInstance()
+{
+    delete instance;
+    instance = nullptr;
+}
+
+void ScreenManager::init()
+{
+    askService<HttpProxy>([this](HttpProxy &proxy) {
+        proxy.initialize(true);
+        connect(&proxy, &HttpProxy::deviceChanged, this, &ScreenManager::signal_screenChanged);
+        return true;
+    });
+    if (ScreenInfo *const screenInfo = ScreenInfo::getInstance())
+        connect(screenInfo, &ScreenInfo::signal_screenNameChanged, this, &ScreenManager::signal_screenNameChanged);
+}
+
+EnumErrorCode ScreenManager::refreshScreen()
+{
+    qCDebug(lcCorrection) << "start getDeviceList";
+    QList<HttpDeviceInfo> devices;
+    askService<HttpProxy>([&devices](HttpProxy &proxy) {
+        devices = proxy.getDeviceList();
+        return true;
+    });
+    if (devices.isEmpty()) {
+        qCCritical(lcCorrection) << "hwList.isEmpty()";
+        return enNoDevice;
+    }
+
+    qCDebug(lcCorrection) << "start removeAllScreen";
+    removeAllScreen();
+    qCDebug(lcCorrection) << "start CabinetManager removeAllScreen";
+    CabinetManager::getInstance()->removeCabinets();
+    refreshRecords().clear(); // no registered cabinet refers to them any more
+
+    Refresh refresh;
+    for (const HttpDeviceInfo &device : qAsConst(devices)) {
+        const QString &deviceKey = device.key;
+        qCDebug(lcCorrection) << "start getScreens";
+        QVariantMap hardware;
+        askService<HWInfo>([&](HWInfo &service) { return service.getHWInfo(deviceKey, hardware, true); });
+
+        QVariantMap screenReply;
+        const auto noScreens = [&] { qCCritical(lcCorrection) << "getScreens error" << deviceKey; };
+        if (callDevice(noScreens, &ScreenInfo::getScreens, deviceKey, screenReply, true) != enSuccess)
+            continue;
+
+        QVariantList cabinets;
+        const auto noCabinets = [&] { qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey; };
+        if (callDevice(noCabinets, &CabinetInfoOperator::getAllCabinetsInfo, deviceKey, cabinets, true) != enSuccess)
+            continue;
+        for (const QVariant &element : qAsConst(cabinets)) {
+            const QVariantMap cabinet = element.toMap();
+            const QString id = textOf(cabinet, QStringLiteral("id"));
+            const QString placement = placementKey(id, textOf(cabinet, QStringLiteral("outputID")));
+            refresh.placements.insert(placement, id);
+            qCDebug(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "cabinet:  " << placement;
+        }
+
+        qCDebug(lcCorrection) << "start getCurruntDeviceCabinetInfos";
+        if (getCurruntDeviceCabinetInfos(deviceKey, refresh.records) != enSuccess)
+            continue;
+
+        const QString screenId = textOf(screenReply, QStringLiteral("screenUUID"));
+        IScreen *screen = m_screens.value(screenId);
+        if (!screen) {
+            auto created = std::make_unique<ScreenV4>();
+            created->setID(screenId);
+            const bool ownName = screenReply.value(QStringLiteral("expendInfo.isAllowSingleDev")).toBool();
+            created->setName(ownName ? textOf(screenReply, QStringLiteral("screenName"))
+                                     : textOf(hardware, QStringLiteral("customName")));
+            m_screens.insert(screenId, created.get());
+            screen = created.release();
+        }
+        ISubScreen *subScreen = screen->tryGetSubScreen(deviceKey);
+        if (!subScreen) {
+            auto created = std::make_unique<SubScreenV4>(deviceKey);
+            screen->addSubScreen(deviceKey, created.get());
+            subScreen = created.release();
+        }
+        const EnumErrorCode code = placeCabinets(refresh, device, screenReply, *subScreen);
+        if (code != enSuccess)
+            return code;
+    }
+    return enSuccess;
+}
+
+QMap<QString, QString> ScreenManager::getNameMapping()
+{
+    QMap<QString, QString> names;
+    for (auto entry = m_screens.cbegin(); entry != m_screens.cend(); ++entry) {
+        if (entry.value())
+            names.insert(entry.key(), entry.value()->getName());
+    }
+    return names;
+}
+
+IScreen *ScreenManager::tryGetScreen(const QString &id)
+{
+    return m_screens.value(id);
+}
+
+EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceKey,
+                                                          QMap<QString, CabinetInfo *> &cabinetInfos)
+{
+    QVariantList reply;
+    const auto onFailure = [&] { qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey; };
+    if (callDevice(onFailure, &CabinetInfoOperator::getCabAllFlags, deviceKey, reply) != enSuccess)
+        return enInvalidParameter;
+    for (const QVariant &element : qAsConst(reply)) {
+        const QVariantMap cabinet = element.toMap();
+        refreshRecords().push_back(std::make_unique<CabinetInfo>());
+        CabinetInfo *const record = refreshRecords().back().get();
+        record->id = textOf(cabinet, QStringLiteral("id"));
+        record->flag = textOf(cabinet, QStringLiteral("flag"));
+        record->deviceKey = deviceKey;
+        const QVariantList cards = cabinet.value(QStringLiteral("recvcardflags")).toList();
+        for (const QVariant &cardElement : cards) {
+            const QVariantMap card = cardElement.toMap();
+            appendOwned(record->rvCardList, partOf<RvCardInfo>(card));
+            const QVariantList modules = card.value(QStringLiteral("moduleflags")).toList();
+            for (const QVariant &moduleElement : modules)
+                appendOwned(record->moduleList, partOf<ModuleInfo>(moduleElement.toMap()));
+        }
+        cabinetInfos.insert(record->id, record);
+    }
+    return enSuccess;
+}
+
+void ScreenManager::removeAllScreen()
+{
+    while (!m_screens.isEmpty()) {
+        const auto entry = m_screens.begin();
+        delete entry.value();
+        m_screens.erase(entry);
+    }
+}
+
+} // namespace Correction
