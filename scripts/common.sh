@@ -1,0 +1,41 @@
+# What the scripts share. Sourced, never run.
+# shellcheck shell=bash
+
+set -euo pipefail
+
+# The repository's root, from wherever a script was called.
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+export LC_ALL=C.UTF-8
+
+say() { printf '\n== %s\n' "$*"; }
+
+# Installs the Debian packages that are missing. As root, or with sudo.
+need() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  say "Installing ${missing[*]}"
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q </dev/null
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" </dev/null
+}
+
+# Configures and builds a preset: build_preset NAME [targets]
+build_preset() {
+  local preset=$1
+  shift
+  cmake --preset "$preset" >"$(log_of "$preset")" || { cat "$(log_of "$preset")"; return 1; }
+  cmake --build --preset "$preset" ${*:+--target "$@"}
+}
+
+log_of() {
+  mkdir -p build
+  printf 'build/%s-configure.log' "$1"
+}
+
+# What every build needs.
+build_packages=(cmake g++ ninja-build qtbase5-dev)

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+namespace Simulator
+{
+
+/// One recorded call of the device service or of the device discovery.
+struct Call {
+    QString operation;   ///< Class and name, such as "Correctionop::loadCoefficient". The setCheckerBoardImage with
+                         ///< headers is "ScreenInfo::setCheckerBoardImage(responseHeader)".
+    QString deviceKey;   ///< Null for discovery's operations, else never null.
+    QString target;      ///< The cabinet id or screen selector; null for an operation that takes neither.
+    QVariant request;    ///< The request, a map or a list; invalid for an operation that takes none.
+    QVariant extra;      ///< The trailing bool or int argument; invalid for an operation that takes none.
+    bool result = false; ///< What was answered. Of an upload with a promise: its value, false until it is settled.
+    QVariant reply;      ///< The reply, a map or a list; invalid for an operation without one.
+    QString note;        ///< Why the wall refused the call, or what else was wrong with it; empty if all is well.
+};
+
+} // namespace Simulator

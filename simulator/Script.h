@@ -1,0 +1,76 @@
+#pragma once
+
+#include <simulator/Call.h>
+#include <simulator/SimulatorGlobal.h>
+
+#include <QtCore/QMap>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+#include <exception>
+#include <functional>
+#include <memory>
+
+namespace Simulator
+{
+
+class Wall;
+struct ScriptData;
+
+/// What happens when a certain operation is called, made by VirtualWall::on(). A script with an answer replaces the
+/// wall's own behaviour: the call is recorded, but nothing changes on the wall. Of several answers the last one given
+/// counts. Every function may be called from any thread; a call sees the script as it is at that moment.
+class SIMULATOR_API Script
+{
+public:
+    ~Script();
+    Script(const Script &) = delete;
+    Script &operator=(const Script &) = delete;
+
+    /// Serves only `count` calls; after that older scripts, or the wall, answer again. Default: no limit.
+    Script &times(int count);
+    /// Leaves the first `count` calls that match to older scripts or the wall. All matching calls since on() count,
+    /// whoever answered them.
+    Script &after(int count);
+
+    /// The operation answers false with an empty reply; an upload's promise is fulfilled with false; discovery lists
+    /// nothing.
+    Script &answerFalse();
+    /// The operation answers true with exactly this reply (a map or a list, as the operation has it). Discovery lists
+    /// the devices of a list of maps with "key" and "label".
+    Script &answer(const QVariant &reply);
+    /// The operation answers false but fills the reply all the same.
+    Script &answerFalseWith(const QVariant &reply);
+    /// Response headers for the operation that has them, together with any answer or instead of the wall's own headers.
+    Script &responseHeader(const QMap<QString, QString> &headers);
+
+    /// An upload's promise stays pending until VirtualWall::settle() or rejectPending(). Only for the uploads with a
+    /// promise, as are the next three.
+    Script &settleLater();
+    /// The promise is fulfilled with `value`.
+    Script &resolveWith(bool value);
+    /// The promise is rejected with a std::runtime_error.
+    Script &reject();
+    Script &rejectWith(std::exception_ptr error);
+
+    /// The operation itself throws.
+    Script &throwException(std::exception_ptr error);
+
+    /// Called when the operation is called, before it is answered, on the caller's thread, with the call as far as it
+    /// is known. The hook may use the wall freely, also the service. Without an answer the wall acts as usual
+    /// afterwards.
+    Script &run(std::function<void(const Call &)> hook);
+    /// Called with the reply that is about to be given (also the wall's own), for changing it. Only after true.
+    Script &editReply(std::function<void(QVariant &)> hook);
+
+private:
+    friend class Wall;
+    template <typename Change>
+    Script &change(Change change);
+    Script(Wall &wall, const QString &operation, const QString &deviceKey, const QString &target);
+
+    Wall &m_wall;
+    std::unique_ptr<ScriptData> d;
+};
+
+} // namespace Simulator

@@ -1,0 +1,493 @@
+#include <simulator/VirtualWall.h>
+
+#include "Describe.h"
+#include "Pictures.h"
+#include "Wall.h"
+
+#include <service/HttpProxy.h>
+#include <service/ScreenInfo.h>
+
+#include <algorithm>
+
+namespace Simulator
+{
+
+namespace
+{
+
+constexpr int longestShortText = 64;
+
+int longest(VirtualWall::TranscriptForm form)
+{
+    return form == VirtualWall::Shorten ? longestShortText : -1;
+}
+
+void emitDeviceChanged()
+{
+    Q_EMIT Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->deviceChanged();
+}
+
+/// What `access` says about a device, or a default value when there is no such device.
+template <typename Access>
+auto ofDevice(const Wall &wall, const QString &deviceKey, Access access)
+{
+    return wall.with([&](const WallState &state) {
+        const DeviceState *const device = state.device(deviceKey);
+        return device ? access(*device) : decltype(access(*device)){};
+    });
+}
+
+/// The same for a cabinet.
+template <typename Access>
+auto ofCabinet(const Wall &wall, const QString &deviceKey, const QString &cabinetId, Access access)
+{
+    return wall.with([&](const WallState &state) {
+        const CabinetState *const cabinet = state.cabinet(deviceKey, cabinetId);
+        return cabinet ? access(*cabinet) : decltype(access(*cabinet)){};
+    });
+}
+
+/// Lets `change` alter a cabinet; false for an unknown one.
+template <typename Change>
+bool changeCabinet(Wall &wall, const QString &deviceKey, const QString &cabinetId, Change change)
+{
+    return wall.with([&](WallState &state) {
+        CabinetState *const cabinet = state.cabinet(deviceKey, cabinetId);
+        return cabinet && change(*cabinet);
+    });
+}
+
+QVector<quint16> toValues(const QByteArray &bytes)
+{
+    QVector<quint16> values;
+    values.reserve(bytes.size() / 2);
+    for (int i = 0; i + 1 < bytes.size(); i += 2)
+        values += static_cast<quint16>(static_cast<uchar>(bytes[i]) | static_cast<uchar>(bytes[i + 1]) << 8);
+    return values;
+}
+
+QByteArray toBytes(const QVector<quint16> &values)
+{
+    QByteArray bytes;
+    bytes.reserve(2 * values.size());
+    for (const quint16 value : values) {
+        bytes += static_cast<char>(value & 0xff);
+        bytes += static_cast<char>(value >> 8);
+    }
+    return bytes;
+}
+
+std::size_t index(Channel channel)
+{
+    return static_cast<std::size_t>(channel);
+}
+
+} // namespace
+
+VirtualWall::VirtualWall() : d(std::make_unique<Wall>()) {}
+
+VirtualWall::~VirtualWall() = default;
+
+VirtualWall &VirtualWall::instance()
+{
+    static VirtualWall *const wall = new VirtualWall;
+    return *wall;
+}
+
+void VirtualWall::reset()
+{
+    d->reset();
+}
+
+// Devices
+
+void VirtualWall::setDevices(const QList<Device> &devices)
+{
+    d->with([&](WallState &state) {
+        state.devices.clear();
+        for (const Device &device : devices)
+            state.devices += DeviceState(device);
+    });
+    emitDeviceChanged();
+}
+
+void VirtualWall::addDevice(const Device &device)
+{
+    d->with([&](WallState &state) {
+        if (DeviceState *const known = state.device(device.key))
+            *known = DeviceState(device);
+        else
+            state.devices += DeviceState(device);
+    });
+    emitDeviceChanged();
+}
+
+bool VirtualWall::removeDevice(const QString &deviceKey)
+{
+    const bool removed = d->with([&](WallState &state) {
+        const auto end = std::remove_if(state.devices.begin(), state.devices.end(),
+                                        [&](const DeviceState &device) { return device.description.key == deviceKey; });
+        const bool found = end != state.devices.end();
+        state.devices.erase(end, state.devices.end());
+        return found;
+    });
+    if (removed)
+        emitDeviceChanged();
+    return removed;
+}
+
+bool VirtualWall::renameScreen(const QString &deviceKey, const QString &name)
+{
+    const bool renamed = d->with([&](WallState &state) {
+        DeviceState *const device = state.device(deviceKey);
+        if (device)
+            device->description.screenName = name;
+        return device != nullptr;
+    });
+    if (renamed)
+        Q_EMIT ScreenInfo::getInstance()->signal_screenNameChanged(deviceKey, name);
+    return renamed;
+}
+
+QList<Device> VirtualWall::devices() const
+{
+    return std::as_const(*d).with([](const WallState &state) {
+        QList<Device> devices;
+        for (const DeviceState &device : state.devices)
+            devices += device.description;
+        return devices;
+    });
+}
+
+QStringList VirtualWall::screenIds() const
+{
+    QStringList ids;
+    const QList<Device> all = devices();
+    for (const Device &device : all)
+        ids += device.screenId;
+    ids.removeDuplicates();
+    return ids;
+}
+
+// Journal
+
+QList<Call> VirtualWall::calls() const
+{
+    return d->calls();
+}
+
+void VirtualWall::clearCalls()
+{
+    d->clearCalls();
+}
+
+void VirtualWall::setJournalLimit(int limit)
+{
+    d->setJournalLimit(limit);
+}
+
+QStringList VirtualWall::transcript(TranscriptForm form) const
+{
+    QStringList lines;
+    const QList<Call> all = calls();
+    for (const Call &call : all)
+        lines += describe(call, form);
+    return lines;
+}
+
+QStringList VirtualWall::notes() const
+{
+    QStringList lines;
+    const QList<Call> all = calls();
+    for (const Call &call : all) {
+        if (!call.note.isEmpty())
+            lines += describe(call) + QStringLiteral(" -- ") + call.note;
+    }
+    return lines;
+}
+
+QString VirtualWall::describe(const Call &call, TranscriptForm form)
+{
+    QStringList arguments;
+    for (const QString &text : {call.deviceKey, call.target}) {
+        if (!text.isNull())
+            arguments += describeText(text, longest(form));
+    }
+    for (const QVariant &value : {call.request, call.extra}) {
+        if (value.isValid())
+            arguments += describe(value, form);
+    }
+    return call.operation + QLatin1Char('(') + arguments.join(QLatin1String(", ")) + QLatin1Char(')');
+}
+
+QString VirtualWall::describe(const QVariant &value, TranscriptForm form)
+{
+    return describeValue(value, longest(form));
+}
+
+// Scripts
+
+Script &VirtualWall::on(const QString &operation, const QString &deviceKey, const QString &target)
+{
+    return d->on(operation, deviceKey, target);
+}
+
+void VirtualWall::clearScripts()
+{
+    d->clearScripts();
+}
+
+int VirtualWall::pendingUploads() const
+{
+    return d->pendingDevices().size();
+}
+
+QStringList VirtualWall::pendingUploadDevices() const
+{
+    return d->pendingDevices();
+}
+
+bool VirtualWall::settle(const QString &deviceKey, bool value)
+{
+    return d->fulfil(deviceKey, value);
+}
+
+bool VirtualWall::rejectPending(const QString &deviceKey)
+{
+    return d->reject(deviceKey);
+}
+
+// Settings
+
+void VirtualWall::setReplyBlockHeight(int rows)
+{
+    d->with([&](WallState &state) { state.replyBlockHeight = rows; });
+}
+
+void VirtualWall::setDefaultPixel(Kind kind, const QByteArray &pixel)
+{
+    d->with([&](WallState &state) { state.defaultPixels[static_cast<std::size_t>(kind)] = pixel; });
+}
+
+// State
+
+QByteArray VirtualWall::plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store) const
+{
+    return std::as_const(*d).with([&](const WallState &state) {
+        const CabinetState *const cabinet = state.cabinet(deviceKey, cabinetId);
+        return cabinet ? cabinet->planes(kind).bytes(store, state.defaultPixel(kind)) : QByteArray();
+    });
+}
+
+QVector<quint16> VirtualWall::chroma(const QString &deviceKey, const QString &cabinetId, Store store) const
+{
+    return toValues(plane(deviceKey, cabinetId, Kind::Chroma, store));
+}
+
+QVector<quint16> VirtualWall::lowGray(const QString &deviceKey, const QString &cabinetId, Store store) const
+{
+    return toValues(plane(deviceKey, cabinetId, Kind::LowGray, store));
+}
+
+QByteArray VirtualWall::multilayer(const QString &deviceKey, const QString &cabinetId, Store store) const
+{
+    return plane(deviceKey, cabinetId, Kind::Multilayer, store);
+}
+
+bool VirtualWall::setPlane(const QString &deviceKey, const QString &cabinetId, Kind kind, const QByteArray &bytes,
+                           Store store)
+{
+    return changeCabinet(*d, deviceKey, cabinetId,
+                         [&](CabinetState &cabinet) { return cabinet.planes(kind).setBytes(store, bytes); });
+}
+
+bool VirtualWall::setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
+                            Store store)
+{
+    return setPlane(deviceKey, cabinetId, Kind::Chroma, toBytes(values), store);
+}
+
+bool VirtualWall::setLowGray(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
+                             Store store)
+{
+    return setPlane(deviceKey, cabinetId, Kind::LowGray, toBytes(values), store);
+}
+
+bool VirtualWall::setMultilayer(const QString &deviceKey, const QString &cabinetId, const QByteArray &values,
+                                Store store)
+{
+    return setPlane(deviceKey, cabinetId, Kind::Multilayer, values, store);
+}
+
+Store VirtualWall::shown(const QString &deviceKey, const QString &cabinetId, Kind kind) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId,
+                     [&](const CabinetState &cabinet) { return cabinet.planes(kind).shown(); });
+}
+
+int VirtualWall::brightness(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.brightness; });
+}
+
+int VirtualWall::brightness(const QString &deviceKey, const QString &cabinetId) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId, [](const CabinetState &cabinet) { return cabinet.brightness; });
+}
+
+QList<int> VirtualWall::gamma(const QString &deviceKey, Channel channel) const
+{
+    return ofDevice(*d, deviceKey, [&](const DeviceState &device) { return device.gamma[index(channel)]; });
+}
+
+QList<int> VirtualWall::gamma(const QString &deviceKey, const QString &cabinetId, Channel channel) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId,
+                     [&](const CabinetState &cabinet) { return cabinet.gamma[index(channel)]; });
+}
+
+bool VirtualWall::setGamma(const QString &deviceKey, Channel channel, const QList<int> &table)
+{
+    return d->with([&](WallState &state) {
+        DeviceState *const device = state.device(deviceKey);
+        if (device)
+            device->gamma[index(channel)] = table;
+        return device != nullptr;
+    });
+}
+
+bool VirtualWall::setGamma(const QString &deviceKey, const QString &cabinetId, Channel channel, const QList<int> &table)
+{
+    return changeCabinet(*d, deviceKey, cabinetId, [&](CabinetState &cabinet) {
+        cabinet.gamma[index(channel)] = table;
+        return true;
+    });
+}
+
+int VirtualWall::effectMode(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.effectMode; });
+}
+
+int VirtualWall::effectMode(const QString &deviceKey, const QString &cabinetId) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId, [](const CabinetState &cabinet) { return cabinet.effectMode; });
+}
+
+int VirtualWall::xBitMode(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.xBitMode; });
+}
+
+bool VirtualWall::isXBitEnabled(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.xBitEnabled; });
+}
+
+bool VirtualWall::isAblEnabled(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.ablEnabled; });
+}
+
+int VirtualWall::imageMode(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.imageMode; });
+}
+
+QString VirtualWall::lockOwner(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.lockOwner; });
+}
+
+Pattern VirtualWall::pattern(const QString &deviceKey) const
+{
+    return ofDevice(*d, deviceKey, [](const DeviceState &device) { return device.pattern; });
+}
+
+QMap<QString, QVariant> VirtualWall::multilayerParameter(const QString &deviceKey, const QString &cabinetId) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId, [](const CabinetState &cabinet) { return cabinet.multilayerParameter; });
+}
+
+QList<QVariant> VirtualWall::multilayerParameters(const QString &deviceKey, const QString &cabinetId) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId,
+                     [](const CabinetState &cabinet) { return cabinet.multilayerParameters; });
+}
+
+QByteArray VirtualWall::configFile(const QString &deviceKey, const QString &cabinetId) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId, [](const CabinetState &cabinet) { return cabinet.configFile; });
+}
+
+bool VirtualWall::setConfigFile(const QString &deviceKey, const QString &cabinetId, const QByteArray &bytes)
+{
+    return changeCabinet(*d, deviceKey, cabinetId, [&](CabinetState &cabinet) {
+        cabinet.configFile = bytes;
+        return true;
+    });
+}
+
+QString VirtualWall::flag(const QString &deviceKey, const QString &cabinetId) const
+{
+    return d->with([&](WallState &state) {
+        DeviceState *const device = state.device(deviceKey);
+        const Cabinet *const cabinet = device ? device->describedCabinet(cabinetId) : nullptr;
+        return cabinet ? cabinet->flag : QString();
+    });
+}
+
+QString VirtualWall::moduleFlag(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const
+{
+    return d->with([&](WallState &state) {
+        DeviceState *const device = state.device(deviceKey);
+        const Module *const module = device ? device->describedModule(cabinetId, moduleId) : nullptr;
+        return module ? module->flag : QString();
+    });
+}
+
+int VirtualWall::flashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const
+{
+    return ofCabinet(*d, deviceKey, cabinetId,
+                     [&](const CabinetState &cabinet) { return cabinet.flashCheckCodes.value(moduleId); });
+}
+
+bool VirtualWall::setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId,
+                                    int code)
+{
+    return d->with([&](WallState &state) {
+        DeviceState *const device = state.device(deviceKey);
+        const bool known = device && device->describedModule(cabinetId, moduleId);
+        if (known)
+            device->cabinets[cabinetId].flashCheckCodes[moduleId] = code;
+        return known;
+    });
+}
+
+bool VirtualWall::isDiscovering() const
+{
+    return std::as_const(*d).with([](const WallState &state) { return state.discovering; });
+}
+
+// Pictures
+
+QImage VirtualWall::layoutPicture(const QString &screenId) const
+{
+    return drawLayout(devicesOf(devices(), screenId));
+}
+
+QImage VirtualWall::coefficientPicture(const QString &screenId, int channel, Kind kind) const
+{
+    const QList<Device> shown = devicesOf(devices(), screenId);
+    return drawCoefficients(shown, kind, channel, [&](const Device &device, const Cabinet &cabinet) {
+        return plane(device.key, cabinet.id, kind, Store::Working);
+    });
+}
+
+QImage VirtualWall::patternPicture(const QString &screenId) const
+{
+    const QList<Device> shown = devicesOf(devices(), screenId);
+    return drawPatterns(shown, [&](const Device &device) { return pattern(device.key); });
+}
+
+} // namespace Simulator

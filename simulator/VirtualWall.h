@@ -1,0 +1,243 @@
+#pragma once
+
+#include <simulator/Call.h>
+#include <simulator/Script.h>
+#include <simulator/SimulatorGlobal.h>
+#include <simulator/WallDescription.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVariant>
+#include <QtCore/QVector>
+#include <QtGui/QImage>
+
+#include <memory>
+
+/// A virtual LED wall: the device service and the device discovery, held in memory. A program that links this library
+/// instead of a real service talks to the wall through the classes of `<service/...>`.
+namespace Simulator
+{
+
+class Wall;
+
+/// Coefficient kinds. A chroma or low-gray pixel has 9 unsigned 16-bit values; a multilayer pixel has
+/// Device::multilayerBytesPerPixel bytes.
+enum class Kind { Chroma = 0, Multilayer = 1, LowGray = 2 };
+
+/// The places where a cabinet keeps coefficients of one kind.
+enum class Store {
+    Working, ///< What the cabinet uses: uploads write it, loads read it.
+    User,    ///< Written by the save operations, cleared by the clear operations.
+    Factory, ///< Written by saveCabinetsFactoryCoefficient. Chroma only.
+    Module,  ///< Written by saveCabinetsModuleCoefficient. Chroma only.
+    Flash    ///< The modules' flash memory, written by CabinetInfoOperator::saveModuleCoefficient. Chroma only.
+};
+
+/// Colour channels of a gamma table.
+enum class Channel { Red, Green, Blue };
+
+/// The test image that a device was last asked for.
+struct Pattern {
+    enum Type {
+        None,     ///< Nothing was asked for yet: dark.
+        Pixels,   ///< ScreenInfo::setPixelImage
+        Checkers, ///< ScreenInfo::setCheckerBoardImage
+        Clear     ///< ScreenInfo::setCorrectClearImage: dark
+    };
+    Type type = None;
+    QMap<QString, QVariant> request; ///< The request as it came; empty for None and Clear.
+};
+
+/// The wall. One in a process, created on first use.
+///
+/// Threads: every function may be called from any thread, and so may the service's operations. The wall holds no lock
+/// while it emits a signal, runs a hook or settles a promise; each of these happens on the thread that caused it.
+///
+/// Behaviour of an operation without a script: the wall acts on its state, as follows.
+/// - Uploads decode the blocks and paste them into Store::Working, all or nothing for one request. Loads answer
+///   Store::Working, in one block or in bands (setReplyBlockHeight()).
+/// - save... copies Working to User (saveCabinetsFactoryCoefficient to Factory, saveCabinetsModuleCoefficient to
+///   Module); setMutiCabinetSolid saves the kind that its "type" names. show... and applyCabinetsLowgrayCoeffcient copy
+///   the store to Working. clear... sets Working and User to the default pixel (all zero, see setDefaultPixel()).
+/// - CabinetInfoOperator::saveModuleCoefficient copies Working to Flash, reloadModuleCoefficient Flash to Working,
+///   clearModuleCoefficient sets Flash to the default pixel. Their "type" and allowance are recorded only.
+/// - A brightness or effect mode of the device goes to all its cabinets as well; a gamma table of the device stays the
+///   device's. The cabinets number their gamma channels 0 red, 1 blue, 2 green; the devices 0 red, 1 green, 2 blue.
+///   Cabinets answer a table as `QList<int>`, devices as a list of variants.
+/// - lock() remembers the owner and always succeeds, as does unLock().
+/// - setCheckerBoardImage with response headers and an empty request is a question: nothing is drawn. It answers the
+///   status "200" and a "Content-Type", or false with "404" when the device does not support the checkerboard.
+/// - A request that no device would accept changes nothing and is answered false: an unknown device or cabinet, a
+///   missing, additional or wrongly typed entry, a text that is not base64, a block outside its cabinet or of another
+///   size than its text, a brightness out of range. Call::note says why. Cabinet ids may be texts or signed or unsigned
+///   64-bit integers.
+class SIMULATOR_API VirtualWall
+{
+public:
+    using Call = Simulator::Call;
+
+    enum TranscriptForm {
+        Full,   ///< Every text in full.
+        Shorten ///< Texts of more than 64 characters are cut, their length added: for people.
+    };
+
+    /// The wall; lives until the process ends.
+    static VirtualWall &instance();
+
+    VirtualWall(const VirtualWall &) = delete;
+    VirtualWall &operator=(const VirtualWall &) = delete;
+
+    /// Back to an empty wall: no devices, scripts, calls or settings. Pending uploads are rejected. Emits nothing.
+    void reset();
+
+    // Devices
+
+    /// Replaces all devices; emits HttpProxy::deviceChanged once. A device whose key was there before starts afresh.
+    void setDevices(const QList<Device> &devices);
+    /// Appends a device, or replaces the one with its key; emits HttpProxy::deviceChanged.
+    void addDevice(const Device &device);
+    /// Unplugs a device; emits HttpProxy::deviceChanged. False, and nothing emitted, for an unknown key. Its pending
+    /// uploads stay pending.
+    bool removeDevice(const QString &deviceKey);
+    /// Changes the screen name of a device; emits ScreenInfo::signal_screenNameChanged. False, and nothing emitted, for
+    /// an unknown key.
+    bool renameScreen(const QString &deviceKey, const QString &name);
+    /// The devices in the order in which discovery lists them, with the flags and screen names that were set since.
+    QList<Device> devices() const;
+    /// The screens' ids, in the order in which the devices name them.
+    QStringList screenIds() const;
+
+    // Journal
+
+    /// All calls since the last clearCalls() or reset(), in the order in which they began.
+    QList<Call> calls() const;
+    void clearCalls();
+    /// Keeps only the newest `limit` calls, for long-running hosts. Negative, the default, keeps all.
+    void setJournalLimit(int limit);
+    /// The calls as lines, each exact and typed:
+    /// `Correctionop::setScreenXBit("A", "255", {"mode": int 3, "xbitEnable": bool true})`. Replies are not part of a
+    /// line.
+    QStringList transcript(TranscriptForm form = Full) const;
+    /// The lines of the calls that have a note, each followed by " -- " and the note. Empty when nothing was wrong.
+    QStringList notes() const;
+    /// One call as a line of the transcript.
+    static QString describe(const Call &call, TranscriptForm form = Full);
+    /// A value as text: texts in double quotes (with \\, \", \n, \r, \t and \uXXXX escapes), maps as {"key": value} in
+    /// key order, variant lists as [value, value], an invalid variant as `invalid`, everything else with its type name:
+    /// `int 3`, `QList<int> [1, 2]`, `QStringList ["a"]`, an enumeration by its type name and number.
+    static QString describe(const QVariant &value, TranscriptForm form = Full);
+
+    // Scripts
+
+    /// Adds a script for an operation, at a device, for a target (cabinet id or screen selector); a null text stands
+    /// for any. An upload with a promise has no target. Of the scripts that apply to a call the one added last wins.
+    /// The reference stays valid until clearScripts() or reset().
+    Script &on(const QString &operation, const QString &deviceKey = QString(), const QString &target = QString());
+    void clearScripts();
+
+    /// Uploads that a script's settleLater() keeps open.
+    int pendingUploads() const;
+    /// Their devices' keys, oldest upload first; a device with two of them is listed twice.
+    QStringList pendingUploadDevices() const;
+    /// Settles the oldest pending upload of a device; with true its blocks are pasted before. False if there was none.
+    bool settle(const QString &deviceKey, bool value);
+    /// Rejects the oldest pending upload of a device with a std::runtime_error. False if there was none.
+    bool rejectPending(const QString &deviceKey);
+
+    // Settings
+
+    /// Splits loaded coefficients into bands of this many rows, the last one lower if need be. 0, the default: one
+    /// block.
+    void setReplyBlockHeight(int rows);
+    /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty
+    /// array stands for zeros; shorter ones are filled up with zeros, longer ones cut.
+    void setDefaultPixel(Kind kind, const QByteArray &pixel);
+
+    // State
+    // Everything below answers empty, 0 or false for an unknown device or cabinet; a setter's false means just that.
+
+    /// A plane, row by row: 9 values for each pixel.
+    QVector<quint16> chroma(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
+    QVector<quint16> lowGray(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
+    /// A plane, row by row: Device::multilayerBytesPerPixel bytes for each pixel.
+    QByteArray multilayer(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
+    /// A plane of any kind as raw bytes, 16-bit values low byte first.
+    QByteArray plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store = Store::Working) const;
+    /// Replaces a plane, past journal and scripts. False unless the number of values fits the cabinet.
+    bool setPlane(const QString &deviceKey, const QString &cabinetId, Kind kind, const QByteArray &bytes,
+                  Store store = Store::Working);
+    bool setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
+                   Store store = Store::Working);
+    bool setLowGray(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
+                    Store store = Store::Working);
+    bool setMultilayer(const QString &deviceKey, const QString &cabinetId, const QByteArray &values,
+                       Store store = Store::Working);
+    /// Where the values of Store::Working come from: the store that was last shown, applied or reloaded, or Working
+    /// itself after an upload or a clear.
+    Store shown(const QString &deviceKey, const QString &cabinetId, Kind kind = Kind::Chroma) const;
+
+    int brightness(const QString &deviceKey) const;
+    int brightness(const QString &deviceKey, const QString &cabinetId) const;
+    /// Gamma tables, initially empty.
+    QList<int> gamma(const QString &deviceKey, Channel channel) const;
+    QList<int> gamma(const QString &deviceKey, const QString &cabinetId, Channel channel) const;
+    bool setGamma(const QString &deviceKey, Channel channel, const QList<int> &table);
+    bool setGamma(const QString &deviceKey, const QString &cabinetId, Channel channel, const QList<int> &table);
+    int effectMode(const QString &deviceKey) const;
+    int effectMode(const QString &deviceKey, const QString &cabinetId) const;
+    int xBitMode(const QString &deviceKey) const;
+    bool isXBitEnabled(const QString &deviceKey) const;
+    bool isAblEnabled(const QString &deviceKey) const;
+    int imageMode(const QString &deviceKey) const;
+    /// The application that holds the lock; empty when nobody does.
+    QString lockOwner(const QString &deviceKey) const;
+    Pattern pattern(const QString &deviceKey) const;
+
+    /// The "param" map that the cabinet got last, or empty.
+    QMap<QString, QVariant> multilayerParameter(const QString &deviceKey, const QString &cabinetId) const;
+    /// The "multilayerParams" list that the cabinet got last, or empty.
+    QList<QVariant> multilayerParameters(const QString &deviceKey, const QString &cabinetId) const;
+    QByteArray configFile(const QString &deviceKey, const QString &cabinetId) const;
+    bool setConfigFile(const QString &deviceKey, const QString &cabinetId, const QByteArray &bytes);
+    QString flag(const QString &deviceKey, const QString &cabinetId) const;
+    QString moduleFlag(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const;
+    /// Flash check code of a module; 0, the initial value, is good.
+    int flashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const;
+    bool setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId, int code);
+    /// Whether HttpProxy::initialize(true) was the last word. Devices are listed in any case.
+    bool isDiscovering() const;
+
+    // Pictures
+    // One picture pixel for each pixel of the screen, 32-bit RGB; the origin is the top-left corner of the screen's
+    // devices. They need no GUI application and no fonts. A null image for an unknown screen or one too large for an
+    // image.
+
+    /// The cabinets' rectangles, each with its id and in its device's colour.
+    QImage layoutPicture(const QString &screenId) const;
+    /// Heat map of the working values at index `channel` (0 to 8; for multilayer the byte's index) of every pixel, with
+    /// a legend below: the colour scale between the least and the greatest value of the screen. Null for a channel that
+    /// the pixels do not have.
+    QImage coefficientPicture(const QString &screenId, int channel, Kind kind = Kind::Chroma) const;
+    /// What the screen shows: every device draws from the request that it received, and nothing else, onto its
+    /// cabinets.
+    /// - Pixels: black; inside "regionrect" (frame: Device::rect()) blocks of the size of "singlerect" in "color". The
+    /// first
+    ///   lies at singlerect's x and y within the region; they repeat to the right and downwards every width *
+    ///   (intervalX + 1) and height * (intervalY + 1) pixels.
+    /// - Checkers: black; inside "regionRect" squares. The first column is firstSquareW wide and the last
+    /// lastSquareColumnW;
+    ///   those between them squareW; rows alike. The square at column c and row r has colour number (c + r) mod N.
+    QImage patternPicture(const QString &screenId) const;
+
+private:
+    VirtualWall();
+    ~VirtualWall();
+
+    friend class Wall;
+    std::unique_ptr<Wall> d;
+};
+
+} // namespace Simulator

@@ -1,0 +1,169 @@
+#include "WallStore.h"
+
+#include <cstring>
+
+namespace Simulator
+{
+
+namespace
+{
+
+/// What one byte array can hold for certain.
+constexpr int largestPlane = 0x7fffff00;
+
+/// `bytes` bytes made of copies of a pixel of `bytesPerPixel` bytes.
+QByteArray filled(int bytes, int bytesPerPixel, QByteArray pixel)
+{
+    QByteArray result(bytes, '\0');
+    if (pixel.isEmpty())
+        return result;
+    const int given = pixel.size();
+    pixel.resize(bytesPerPixel);
+    for (int i = given; i < bytesPerPixel; ++i)
+        pixel[i] = '\0';
+    for (int i = 0; i < bytes; i += bytesPerPixel)
+        std::memcpy(result.data() + i, pixel.constData(), static_cast<std::size_t>(bytesPerPixel));
+    return result;
+}
+
+} // namespace
+
+Planes::Planes(const QSize &size, int bytesPerPixel) : m_size(size), m_bytesPerPixel(bytesPerPixel)
+{
+    const bool fits = size.isValid() && bytesPerPixel > 0 &&
+                      (size.isEmpty() || size.width() <= largestPlane / bytesPerPixel / size.height());
+    if (!fits)
+        m_size = QSize(0, 0);
+}
+
+QByteArray Planes::bytes(Store store, const QByteArray &pixel) const
+{
+    const QByteArray &plane = at(store);
+    return plane.isEmpty() ? filled(m_size.width() * m_size.height() * m_bytesPerPixel, m_bytesPerPixel, pixel) : plane;
+}
+
+QByteArray Planes::band(int firstRow, int rows, const QByteArray &pixel) const
+{
+    const int stride = m_size.width() * m_bytesPerPixel;
+    const QByteArray &plane = at(Store::Working);
+    return plane.isEmpty() ? filled(rows * stride, m_bytesPerPixel, pixel)
+                           : plane.mid(firstRow * stride, rows * stride);
+}
+
+bool Planes::setBytes(Store store, const QByteArray &bytes)
+{
+    if (bytes.size() != m_size.width() * m_size.height() * m_bytesPerPixel)
+        return false;
+    at(store) = bytes;
+    if (store == Store::Working)
+        m_shown = Store::Working;
+    return true;
+}
+
+void Planes::paste(const QRect &rect, const QByteArray &block, const QByteArray &pixel)
+{
+    QByteArray &plane = at(Store::Working);
+    if (plane.isEmpty())
+        plane = bytes(Store::Working, pixel);
+    const int stride = rect.width() * m_bytesPerPixel;
+    for (int row = 0; row < rect.height(); ++row) {
+        const int target = ((rect.y() + row) * m_size.width() + rect.x()) * m_bytesPerPixel;
+        std::memcpy(plane.data() + target, block.constData() + row * stride, static_cast<std::size_t>(stride));
+    }
+    m_shown = Store::Working;
+}
+
+void Planes::copy(Store from, Store to)
+{
+    at(to) = at(from);
+    if (to == Store::Working)
+        m_shown = from;
+}
+
+void Planes::clear()
+{
+    clear(Store::Working);
+    clear(Store::User);
+}
+
+void Planes::clear(Store store)
+{
+    at(store).clear();
+    if (store == Store::Working)
+        m_shown = Store::Working;
+}
+
+DeviceState::DeviceState(const Device &device) : description(device), brightness(device.brightnessDefault)
+{
+    for (const SubScreen &subScreen : device.subScreens) {
+        for (const Cabinet &cabinet : subScreen.cabinets) {
+            CabinetState state;
+            state.planes(Kind::Chroma) = Planes(cabinet.size, 2 * valuesPerPixel);
+            state.planes(Kind::LowGray) = Planes(cabinet.size, 2 * valuesPerPixel);
+            state.planes(Kind::Multilayer) = Planes(cabinet.size, device.multilayerBytesPerPixel);
+            state.brightness = device.brightnessDefault;
+            cabinets.insert(cabinet.id, state);
+        }
+    }
+}
+
+Cabinet *DeviceState::describedCabinet(const QString &cabinetId)
+{
+    for (SubScreen &subScreen : description.subScreens) {
+        for (Cabinet &cabinet : subScreen.cabinets) {
+            if (cabinet.id == cabinetId)
+                return &cabinet;
+        }
+    }
+    return nullptr;
+}
+
+Module *DeviceState::describedModule(const QString &cabinetId, const QString &moduleId)
+{
+    Cabinet *cabinet = describedCabinet(cabinetId);
+    if (!cabinet)
+        return nullptr;
+    for (ReceivingCard &card : cabinet->receivingCards) {
+        for (Module &module : card.modules) {
+            if (module.id == moduleId)
+                return &module;
+        }
+    }
+    return nullptr;
+}
+
+DeviceState *WallState::device(const QString &deviceKey)
+{
+    for (DeviceState &device : devices) {
+        if (device.description.key == deviceKey)
+            return &device;
+    }
+    return nullptr;
+}
+
+const DeviceState *WallState::device(const QString &deviceKey) const
+{
+    for (const DeviceState &device : devices) {
+        if (device.description.key == deviceKey)
+            return &device;
+    }
+    return nullptr;
+}
+
+CabinetState *WallState::cabinet(const QString &deviceKey, const QString &cabinetId)
+{
+    DeviceState *const state = device(deviceKey);
+    const auto it = state ? state->cabinets.find(cabinetId) : QMap<QString, CabinetState>::iterator();
+    return state && it != state->cabinets.end() ? &it.value() : nullptr;
+}
+
+const CabinetState *WallState::cabinet(const QString &deviceKey, const QString &cabinetId) const
+{
+    const DeviceState *const state = device(deviceKey);
+    if (!state)
+        return nullptr;
+    const auto it = state->cabinets.constFind(cabinetId);
+    return it != state->cabinets.constEnd() ? &it.value() : nullptr;
+}
+
+} // namespace Simulator
