@@ -32,6 +32,12 @@ QString text(const QRect &rect)
     return QStringLiteral("%1x%2 at (%3, %4)").arg(rect.width()).arg(rect.height()).arg(rect.x()).arg(rect.y());
 }
 
+/// The library's log lines, set apart from what the demo itself says.
+void printLogLine(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    out() << "   log: " << message << Qt::endl;
+}
+
 /// What the demo found wrong: every check goes through here, and the exit code follows it.
 class Checks
 {
@@ -200,6 +206,7 @@ int run(const QDir &folder)
     checks.succeeds(screen->tryGetRect(screenRect), QStringLiteral("screen rectangle"));
     QList<CabinetInfo> cabinets;
     checks.succeeds(screen->tryGetAllCabinetInfoList(cabinets), QStringLiteral("cabinet list"));
+    out() << "   (Discovery logs each new sub-screen as not found before it makes it.)\n";
     printTree(*screen, cabinets, screenRect);
 
     const QRect part(64, 64, 640, 384);
@@ -268,6 +275,7 @@ int run(const QDir &folder)
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
+    qInstallMessageHandler(printLogLine);
     QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false"));
     const QStringList arguments = application.arguments();
     const int failures = run(QDir(arguments.value(1, QStringLiteral("."))));
