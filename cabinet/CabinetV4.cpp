@@ -138,7 +138,7 @@ EnumErrorCode checkModuleFlash(const ModuleFlashRow &row, ICabinet &cabinet, con
 
 EnumErrorCode callModuleFlash(const ModuleFlashRow &row, const CabinetInfo &cabinet, int type, int allowance)
 {
-    QVariantMap request{{QStringLiteral("cids"), onlyId(cabinet.id.toULongLong())}, {QStringLiteral("type"), type}};
+    QVariantMap request = variantMap({{QStringLiteral("cids"), onlyId(cabinet.id.toULongLong())}, {QStringLiteral("type"), type}});
     QVariantMap reply;
     const EnumErrorCode code = callDevice(FailureLine{row.failure, cabinet.deviceKey}, row.operation, cabinet.deviceKey,
                                           request, reply, allowanceForType(allowance, type));
@@ -199,12 +199,12 @@ EnumErrorCode CabinetV4::setCoefficients(const QPoint &position, ICoefficient &c
         || qint64(position.y()) + coefficient.getPixelRow() > heightOf(m_pCabinet->rect))
         return enArgumentMismatch;
 
-    const QVariantMap size{{QStringLiteral("height"), coefficient.getPixelRow()},
-                           {QStringLiteral("width"), coefficient.getPixelCol()}};
-    const QVariantMap point{{QStringLiteral("x"), position.x()}, {QStringLiteral("y"), position.y()}};
-    const QVariantMap block{
-        {QStringLiteral("area"), QVariantMap{{QStringLiteral("size"), size}, {QStringLiteral("point"), point}}},
-        {QStringLiteral("coefficients"), coefficient.toBase64()}};
+    const QVariantMap size = variantMap({{QStringLiteral("height"), coefficient.getPixelRow()},
+                           {QStringLiteral("width"), coefficient.getPixelCol()}});
+    const QVariantMap point = variantMap({{QStringLiteral("x"), position.x()}, {QStringLiteral("y"), position.y()}});
+    const QVariantMap block = variantMap({
+        {QStringLiteral("area"), variantMap({{QStringLiteral("size"), size}, {QStringLiteral("point"), point}})},
+        {QStringLiteral("coefficients"), coefficient.toBase64()}});
     const QVariantList request{block};
     qCDebug(lcCorrection) << "Correction::CabinetV4::setCoefficients" << "deviceKey:" << m_pCabinet->deviceKey;
 
@@ -244,7 +244,7 @@ EnumErrorCode CabinetV4::setEffectMode(EnumEffectMode mode)
     if (!m_pCabinet)
         return enInvalidParameter;
     return callDevice(Quietly(), &Correctionop::setCabinetEffectMode, m_pCabinet->deviceKey, m_pCabinet->id,
-                      QVariantMap{{QStringLiteral("type"), int(mode)}}, IgnoredReply());
+                      variantMap({{QStringLiteral("type"), int(mode)}}), IgnoredReply());
 }
 
 EnumErrorCode CabinetV4::tryGetEffectMode(EnumEffectMode &mode)
@@ -263,7 +263,7 @@ EnumErrorCode CabinetV4::setBrightness(int brightness)
 {
     if (!m_pCabinet)
         return enInvalidParameter;
-    QVariantMap request{{QStringLiteral("value"), brightness}};
+    QVariantMap request = variantMap({{QStringLiteral("value"), brightness}});
     // Brightness follows a slider: a value that got lost is overtaken by the next one.
     callDevice(Quietly(), &CabinetInfoOperator::setCabSingleBrightness, m_pCabinet->deviceKey, m_pCabinet->id, request,
                IgnoredReply());
@@ -294,9 +294,11 @@ EnumErrorCode CabinetV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
                                           m_pCabinet->deviceKey, m_pCabinet->id, reply);
     if (code == enSuccess) {
         // A cabinet's own tables come back with green and blue exchanged.
-        table[enRedGamma] = reply.value(QStringLiteral("redGamma")).value<QList<int>>();
-        table[enGreenGamma] = reply.value(QStringLiteral("blueGamma")).value<QList<int>>();
-        table[enBlueGamma] = reply.value(QStringLiteral("greenGamma")).value<QList<int>>();
+        auto filled = table;
+        filled[enRedGamma] = reply.value(QStringLiteral("redGamma")).value<QList<int>>();
+        filled[enGreenGamma] = reply.value(QStringLiteral("blueGamma")).value<QList<int>>();
+        filled[enBlueGamma] = reply.value(QStringLiteral("greenGamma")).value<QList<int>>();
+        table.swap(filled);
     }
     return code;
 }
@@ -306,8 +308,8 @@ EnumErrorCode CabinetV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &ta
     if (!m_pCabinet)
         return enInvalidParameter;
     for (auto channel = table.cbegin(); channel != table.cend(); ++channel) {
-        const QVariantMap request{{QStringLiteral("type"), int(channel.key())},
-                                  {QStringLiteral("gammaTable"), QVariant::fromValue(channel.value())}};
+        const QVariantMap request = variantMap({{QStringLiteral("type"), int(channel.key())},
+                                  {QStringLiteral("gammaTable"), QVariant::fromValue(channel.value())}});
         const EnumErrorCode code = callDevice(Quietly(), &CabinetInfoOperator::setCabinetGammaCustomValue,
                                               m_pCabinet->deviceKey, m_pCabinet->id, request, IgnoredReply());
         if (code != enSuccess)
@@ -344,13 +346,16 @@ EnumErrorCode CabinetV4::setConfigFile(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return enFileError;
-    const QByteArray config = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
+    // A file that is too large is cut short without an error, either here or as a text. Special files may well hold more than
+    // the size they report.
+    const QByteArray bytes = file.readAll();
+    const QString config = Base64::encode(bytes);
+    if (file.error() != QFileDevice::NoError || bytes.size() < file.size() || config.isEmpty() != bytes.isEmpty()) {
         logFailure("cannot read the configuration file %1: %2", path, file.errorString());
         return enFileError;
     }
-    const QVariantMap request{{QStringLiteral("idList"), onlyId(m_pCabinet->id.toULongLong())},
-                              {QStringLiteral("config"), Base64::encode(config)}};
+    const QVariantMap request = variantMap({{QStringLiteral("idList"), onlyId(m_pCabinet->id.toULongLong())},
+                              {QStringLiteral("config"), config}});
     return callDevice(FailureLine{"call setSingleConfigFile() fail. timeout. device:%1", m_pCabinet->deviceKey},
                       &CabinetInfoOperator::setSingleConfigFile, m_pCabinet->deviceKey, m_pCabinet->id, request,
                       IgnoredReply());
@@ -360,7 +365,7 @@ EnumErrorCode CabinetV4::setFlag(const QString &flag)
 {
     if (!m_pCabinet)
         return enInvalidParameter;
-    QVariantMap request{{QStringLiteral("flag"), flag}};
+    QVariantMap request = variantMap({{QStringLiteral("flag"), flag}});
     const EnumErrorCode code = callDevice(Quietly(), &CabinetInfoOperator::setCabinetFlag, m_pCabinet->deviceKey,
                                           m_pCabinet->id, request, IgnoredReply());
     if (code == enSuccess)
@@ -381,7 +386,7 @@ EnumErrorCode CabinetV4::setCabinetflags(const QString &flag)
     if (!m_pCabinet)
         return enInvalidParameter;
     const QVariantList request{
-        QVariantMap{{QStringLiteral("id"), m_pCabinet->id.toULongLong()}, {QStringLiteral("flag"), flag}}};
+        variantMap({{QStringLiteral("id"), m_pCabinet->id.toULongLong()}, {QStringLiteral("flag"), flag}})};
     QVariantMap reply;
     const EnumErrorCode code =
         callDevice(FailureLine{"call setCabinetSnflags() fail. timeout. device:%1", m_pCabinet->deviceKey},
@@ -416,6 +421,7 @@ EnumErrorCode CabinetV4::getFlashCheckInfo(QList<RxCardFlashCheckInfo> &list)
                    &Correctionop::getFlashCheckCode, m_pCabinet->deviceKey, m_pCabinet->id, QVariantMap(), reply);
     if (code != enSuccess)
         return code;
+    QList<RxCardFlashCheckInfo> cards;
     for (const QVariant &element : qAsConst(reply)) {
         const QVariantMap cardReply = element.toMap();
         RxCardFlashCheckInfo card;
@@ -432,8 +438,9 @@ EnumErrorCode CabinetV4::getFlashCheckInfo(QList<RxCardFlashCheckInfo> &list)
             module.resutlt = moduleReply.value(QStringLiteral("checkCode")).toInt() == 0;
             card.flashList.append(module);
         }
-        list.append(card);
+        cards.append(card);
     }
+    list.append(cards);
     if (lcCorrection().isDebugEnabled()) {
         for (const RxCardFlashCheckInfo &card : qAsConst(list)) {
             qCDebug(lcCorrection) << "getFlashCheckCode " << "deviceKey:" << m_pCabinet->deviceKey
@@ -483,9 +490,9 @@ EnumErrorCode CabinetV4::setModuleflags(QList<CabinetsModuleFlag> &flags)
         return enArgumentMismatch;
     QVariantList modules;
     for (const CabinetsModuleFlag &module : qAsConst(flags))
-        modules.append(QVariantMap{{QStringLiteral("id"), module.id}, {QStringLiteral("flag"), module.flag}});
-    const QVariantList request{QVariantMap{{QStringLiteral("id"), m_pCabinet->id.toULongLong()},
-                                           {QStringLiteral("moduleflags"), modules}}};
+        modules.append(variantMap({{QStringLiteral("id"), module.id}, {QStringLiteral("flag"), module.flag}}));
+    const QVariantList request{variantMap({{QStringLiteral("id"), m_pCabinet->id.toULongLong()},
+                                           {QStringLiteral("moduleflags"), modules}})};
     QVariantMap reply;
     const EnumErrorCode code =
         callDevice(FailureLine{"call setModuleflags() fail. timeout. device:%1", m_pCabinet->deviceKey},

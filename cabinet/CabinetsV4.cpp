@@ -11,7 +11,7 @@ EnumErrorCode callGroup(const char *operation, StoreOperation store, const char 
                         const QVariantList &ids)
 {
     const auto onFailure = [=] { qCCritical(lcCorrection) << operation << message; };
-    return callDevice(onFailure, store, deviceKey, QVariantMap{{QStringLiteral("cids"), ids}}, IgnoredReply());
+    return callDevice(onFailure, store, deviceKey, variantMap({{QStringLiteral("cids"), ids}}), IgnoredReply());
 }
 
 } // namespace

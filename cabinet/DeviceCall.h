@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/Logging.h"
+#include "model/VariantMap.h"
 
 #include <Correction/Enumerations.h>
 #include <service/Correctionop.h>
@@ -9,6 +10,7 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+#include <cxxabi.h>
 #include <new>
 #include <utility>
 
@@ -17,7 +19,7 @@
 ///
 ///     return callDevice(FailureLine{"setXBit timeout. device:%1", m_deviceKey},       // the message
 ///                       &Correctionop::setScreenXBit, m_deviceKey, wholeDevice,       // the call
-///                       QVariantMap{{QStringLiteral("mode"), int(mode)}, ...},        // the request
+///                       variantMap({{QStringLiteral("mode"), int(mode)}, ...}),       // the request
 ///                       IgnoredReply());                                              // the answer
 namespace Correction {
 
@@ -60,6 +62,8 @@ bool askService(Call call)
         detail::logMissingService();
     } catch (const std::bad_alloc &) {
         throw;
+    } catch (const abi::__forced_unwind &) {
+        throw; // not an error: the thread is being cancelled, and the C library insists on seeing it through
     } catch (...) {
         detail::logServiceException();
     }
@@ -93,7 +97,7 @@ EnumErrorCode callStore(const Rows &rows, int kind, const QString &deviceKey, co
     for (const StoreRow &row : rows) {
         if (row.kind == kind) {
             return callDevice(FailureLine{row.message, subject}, row.operation, deviceKey,
-                              QVariantMap{{QStringLiteral("cids"), ids}}, IgnoredReply());
+                              variantMap({{QStringLiteral("cids"), ids}}), IgnoredReply());
         }
     }
     return enNotSupported;

@@ -15,7 +15,7 @@ int main(int argc, char **argv)
         return 1;
     Correction::IScreen *const screen = manager->tryGetScreen(manager->getNameMapping().firstKey());
 
-    const QRect part(100, 40, 300, 150); // screen pixels, over six cabinets
+    const QRect part(100, 40, 300, 150); // screen pixels, over eight cabinets
     Correction::Coefficient grid(part.width(), part.height());
     QVector<unsigned short> values(part.width() * part.height() * 9, 32768);
     grid.setCoefficient(values);

@@ -62,6 +62,8 @@ int Coefficient::getPixelLength()
 
 ICoefficient *Coefficient::getCopy()
 {
+    if (valid())
+        return new Coefficient(*this); // shares the values
     auto copy = std::make_unique<Coefficient>(m_pixelCol, m_pixelRow);
     copy->setCoefficient(m_coefficients);
     return copy.release();

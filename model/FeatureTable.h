@@ -6,7 +6,7 @@ namespace Correction {
 
 class CabinetBaseInfo;
 
-/// Fills the five switches from one map of a base-information reply (its map "functionTable"); a missing key gives false or 0.
-void readFeatureTable(const QVariant &element, CabinetBaseInfo &info);
+/// The five switches of one map of a base-information reply (its map "functionTable"); a missing key gives false or 0.
+CabinetBaseInfo featuresOf(const QVariant &element);
 
 } // namespace Correction

@@ -158,10 +158,10 @@ EnumErrorCode paste(const Names &names, const Shape &shape, bool valid, Values &
         block.log(qDebug(lcCorrection) << names.setPartCoefficient, shape);
 
     using Value = typename Values::value_type;
-    Value *const to = values.data();
     const Value *const from = source.constData();
     const bool whole = forEachRow(shape, block, values.size(), source.size(),
-                                  [=](qint64 inGrid, qint64 inBlock, qint64 count) {
+                                  [&](qint64 inGrid, qint64 inBlock, qint64 count) {
+                                      Value *const to = values.data(); // here, so that only a row detaches
                                       std::memmove(to + inGrid, from + inBlock, size_t(count) * sizeof(Value));
                                   });
     if (!whole && lcCorrection().isWarningEnabled())

@@ -59,6 +59,8 @@ int LowGrayCoefficient::getPixelLength()
 
 ICoefficient *LowGrayCoefficient::getCopy()
 {
+    if (valid())
+        return new LowGrayCoefficient(*this); // shares the values
     auto copy = std::make_unique<LowGrayCoefficient>(m_pixelCol, m_pixelRow);
     copy->setCoefficient(m_coefficients);
     return copy.release();

@@ -60,6 +60,8 @@ int MultilayerCoefficient::getPixelLength()
 
 ICoefficient *MultilayerCoefficient::getCopy()
 {
+    if (valid() && m_pixelLength == defaultPixelLength)
+        return new MultilayerCoefficient(*this); // shares the values
     auto copy = std::make_unique<MultilayerCoefficient>(m_pixelCol, m_pixelRow);
     copy->setCoefficient(m_coefficients);
     return copy.release();

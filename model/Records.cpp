@@ -12,9 +12,6 @@
 
 #include <QtCore/QMap>
 
-#include <memory>
-#include <vector>
-
 namespace Correction {
 namespace {
 
@@ -24,21 +21,32 @@ QString emptyText()
     return QStringLiteral("");
 }
 
+/// Deep copies of a record's cards or modules, owned by this object.
 template <class Record>
-void replaceByCopies(QList<Record *> &records, const QList<Record *> &others)
+class Copies
 {
-    // Owned until the last allocation is done: nothing leaks when memory runs out in between.
-    std::vector<std::unique_ptr<Record>> copies;
-    copies.reserve(size_t(others.size()));
-    for (const Record *other : others)
-        copies.push_back(other ? std::make_unique<Record>(*other) : nullptr);
-    QList<Record *> list;
-    list.reserve(others.size());
-    for (std::unique_ptr<Record> &copy : copies)
-        list.append(copy.release());
-    records.swap(list);
-    qDeleteAll(list);
-}
+public:
+    explicit Copies(const QList<Record *> &records)
+    {
+        m_copies.reserve(records.size());
+        try {
+            for (const Record *record : records)
+                m_copies.append(record ? new Record(*record) : nullptr);
+        } catch (...) {
+            qDeleteAll(m_copies);
+            throw;
+        }
+    }
+    ~Copies() { qDeleteAll(m_copies); }
+    Copies(const Copies &) = delete;
+    Copies &operator=(const Copies &) = delete;
+
+    /// Hands the copies over and takes the old records to be deleted.
+    void exchange(QList<Record *> &records) noexcept { m_copies.swap(records); }
+
+private:
+    QList<Record *> m_copies;
+};
 
 } // namespace
 
@@ -61,12 +69,15 @@ CabinetInfo &CabinetInfo::operator=(const CabinetInfo &other)
 {
     if (this == &other)
         return *this;
+    // Everything that takes memory comes first: when it runs out, this record is still whole.
+    Copies<ModuleInfo> modules(other.moduleList);
+    Copies<RvCardInfo> cards(other.rvCardList);
     id = other.id;
     deviceKey = other.deviceKey;
     reserved = other.reserved;
     rect = other.rect;
-    replaceByCopies(moduleList, other.moduleList);
-    replaceByCopies(rvCardList, other.rvCardList);
+    modules.exchange(moduleList);
+    cards.exchange(rvCardList);
     return *this;
 }
 
@@ -89,12 +100,13 @@ bool CabinetBaseInfo::pasrseJson(QList<QVariant> &reply)
         qCCritical(lcCorrection) << "call getScreenBaseInfo() fail. result.length()<=0 ";
         return false;
     }
-    readFeatureTable(reply.constFirst(), *this);
+    *this = featuresOf(reply.constFirst());
     return true;
 }
 
-void readFeatureTable(const QVariant &element, CabinetBaseInfo &info)
+CabinetBaseInfo featuresOf(const QVariant &element)
 {
+    CabinetBaseInfo info;
     const QVariantMap table = element.toMap().value(QStringLiteral("functionTable")).toMap();
     info.multilayercorrection = table.value(QStringLiteral("multilayercorrection")).toBool();
     info.multilayerCorrectionLayer =
@@ -102,6 +114,7 @@ void readFeatureTable(const QVariant &element, CabinetBaseInfo &info)
     info.fineGrayscale = table.value(QStringLiteral("fineGrayscale")).toBool();
     info.xBitPlus = table.value(QStringLiteral("xBitPlus")).toBool();
     info.magicGray = table.value(QStringLiteral("magicGray")).toBool();
+    return info;
 }
 
 FlashCheckInfo::FlashCheckInfo() : resutlt(false) {}

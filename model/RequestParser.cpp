@@ -59,10 +59,10 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
         logFailure("no grid of the cabinet's size. w:%1 h:%2", shape.columns, shape.rows);
         return enInvalidParameter;
     }
-    grid->setPixelCol(shape.columns);
-    grid->setPixelRow(shape.rows);
     {
         auto zeros = Grid::zeros<QVector<unsigned short>>(shape);
+        grid->setPixelCol(shape.columns);
+        grid->setPixelRow(shape.rows);
         grid->setCoefficient(zeros);
     } // released before the first paste, which would otherwise have to copy what the grid shares with it
 

@@ -1,6 +1,7 @@
 #include "screen/Drawing.h"
 
 #include "model/Arithmetic.h"
+#include "model/VariantMap.h"
 
 namespace Correction {
 namespace {
@@ -67,7 +68,9 @@ bool Drawing::hasPhase(const DrawingCheckerboard &board)
 
 QVariantMap Drawing::colorMap(const QColor &color)
 {
-    return {{QStringLiteral("r"), color.red()}, {QStringLiteral("g"), color.green()}, {QStringLiteral("b"), color.blue()}};
+    return variantMap({{QStringLiteral("r"), color.red()},
+                       {QStringLiteral("g"), color.green()},
+                       {QStringLiteral("b"), color.blue()}});
 }
 
 void DrawingCheckerboard::CalcRegionWH(int absX, int absY, int &firstSquareW, int &firstSquareH, int &lastColumnW,

@@ -9,6 +9,8 @@
 #include <service/HWInfo.h>
 #include <service/ScreenInfo.h>
 
+#include <algorithm>
+
 namespace Correction {
 namespace {
 
@@ -125,21 +127,21 @@ EnumErrorCode SubScreenV4::tryGetEffectMode(EnumEffectMode &mode)
 EnumErrorCode SubScreenV4::setABLEnable(bool enable)
 {
     return callDevice(FailureLine{"setABLEnable timeout. device:%1", m_deviceKey}, &Correctionop::setScreenABLEnable,
-                      m_deviceKey, wholeDevice, QVariantMap{{QStringLiteral("enable"), enable}}, IgnoredReply());
+                      m_deviceKey, wholeDevice, variantMap({{QStringLiteral("enable"), enable}}), IgnoredReply());
 }
 
 EnumErrorCode SubScreenV4::setXBit(EnumXBitMode mode, bool enable)
 {
     return callDevice(
         FailureLine{"setXBit timeout. device:%1", m_deviceKey}, &Correctionop::setScreenXBit, m_deviceKey, wholeDevice,
-        QVariantMap{{QStringLiteral("mode"), int(mode)}, {QStringLiteral("xbitEnable"), enable}}, IgnoredReply());
+        variantMap({{QStringLiteral("mode"), int(mode)}, {QStringLiteral("xbitEnable"), enable}}), IgnoredReply());
 }
 
 EnumErrorCode SubScreenV4::lock()
 {
     const QVariantList applications{QString(applicationId + m_deviceKey)};
     return callDevice(FailureLine{"lock timeout. device:%1", m_deviceKey}, &HWInfo::lock, m_deviceKey,
-                      QVariantMap{{QStringLiteral("appids"), applications}}, IgnoredReply());
+                      variantMap({{QStringLiteral("appids"), applications}}), IgnoredReply());
 }
 
 EnumErrorCode SubScreenV4::unLock()
@@ -153,13 +155,13 @@ EnumErrorCode SubScreenV4::unLock()
 EnumErrorCode SubScreenV4::setEffectMode(EnumEffectMode mode)
 {
     return callDevice(FailureLine{"setBrightness timeout. device:%1", m_deviceKey}, &Correctionop::setScreenEffectMode,
-                      m_deviceKey, wholeDevice, QVariantMap{{QStringLiteral("mode"), int(mode)}}, IgnoredReply());
+                      m_deviceKey, wholeDevice, variantMap({{QStringLiteral("mode"), int(mode)}}), IgnoredReply());
 }
 
 EnumErrorCode SubScreenV4::setBrightness(int brightness)
 {
     return callDevice(FailureLine{"setBrightness timeout. device:%1", m_deviceKey}, &ScreenInfo::setBrightness,
-                      m_deviceKey, wholeDevice, QVariantMap{{QStringLiteral("brightness"), brightness}});
+                      m_deviceKey, wholeDevice, variantMap({{QStringLiteral("brightness"), brightness}}));
 }
 
 EnumErrorCode SubScreenV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &table)
@@ -181,23 +183,25 @@ EnumErrorCode SubScreenV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
                                           &ScreenInfo::getGammaAllList, m_deviceKey, gammaSelector, reply);
     if (code != enSuccess)
         return code;
+    auto filled = table;
     const auto read = [&](EnumGammaType channel, const QString &key) {
         QList<int> curve;
         const QVariantList values = reply.value(key).toList();
         curve.reserve(values.size());
         for (const QVariant &value : values)
             curve.append(value.toInt());
-        table.insert(channel, curve);
+        filled.insert(channel, curve);
     };
     read(enRedGamma, QStringLiteral("redGamma"));
     read(enGreenGamma, QStringLiteral("greenGamma"));
     read(enBlueGamma, QStringLiteral("blueGamma"));
+    table.swap(filled);
     return enSuccess;
 }
 
 EnumErrorCode SubScreenV4::setMultilayerParameter(const MultilayerParam &param)
 {
-    const QVariantMap values{
+    const QVariantMap values = variantMap({
         {QStringLiteral("inLayer1"), param.inLayer1},
         {QStringLiteral("inLayer2"), param.inLayer2},
         {QStringLiteral("inLayer3"), param.inLayer3},
@@ -206,10 +210,10 @@ EnumErrorCode SubScreenV4::setMultilayerParameter(const MultilayerParam &param)
         {QStringLiteral("inVldBitLayer12"), int(param.inVldBitLayer12)},
         {QStringLiteral("inVldBitLayer23"), int(param.inVldBitLayer23)},
         {QStringLiteral("inVldBitLayer34"), int(param.inVldBitLayer34)},
-    };
+    });
     return callDevice(FailureLine{"setCabinetsMultilayerParameter timeout. device:%1", m_deviceKey},
                       &Correctionop::setCabinetsMultilayerParameter, m_deviceKey,
-                      QVariantMap{{QStringLiteral("cids"), numericIds(m_cabinets)}, {QStringLiteral("param"), values}},
+                      variantMap({{QStringLiteral("cids"), numericIds(m_cabinets)}, {QStringLiteral("param"), values}}),
                       IgnoredReply());
 }
 
@@ -222,13 +226,13 @@ EnumErrorCode SubScreenV4::setMultilayerParameterV2(const MultilayerParamV2 &par
     QVariantList layers;
     layers.reserve(param.params.size());
     for (const MultilayerParamInfo &layer : param.params) {
-        layers.append(QVariantMap{{QStringLiteral("inLayer"), layer.inLayer},
-                                  {QStringLiteral("inVldBitLayer"), int(layer.inVldBitLayer)}});
+        layers.append(variantMap({{QStringLiteral("inLayer"), layer.inLayer},
+                                  {QStringLiteral("inVldBitLayer"), int(layer.inVldBitLayer)}}));
     }
     return callDevice(
         FailureLine{"setCabinetsMultilayerParameterV2 timeout. device:%1", m_deviceKey},
         &Correctionop::setCabinetsMultilayerParameterV2, m_deviceKey,
-        QVariantMap{{QStringLiteral("cids"), numericIds(m_cabinets)}, {QStringLiteral("multilayerParams"), layers}},
+        variantMap({{QStringLiteral("cids"), numericIds(m_cabinets)}, {QStringLiteral("multilayerParams"), layers}}),
         IgnoredReply());
 }
 
@@ -236,8 +240,8 @@ EnumErrorCode SubScreenV4::setMutiCabinetSolid(EnumSaveType type)
 {
     return callDevice(FailureLine{"setMutiCabinetSolid timeout. device:%1", m_deviceKey},
                       &Correctionop::setMutiCabinetSolid, m_deviceKey,
-                      QVariantMap{{QStringLiteral("idList"), numericIds(m_cabinets)},
-                                  {QStringLiteral("type"), QVariant::fromValue(type)}},
+                      variantMap({{QStringLiteral("idList"), numericIds(m_cabinets)},
+                                  {QStringLiteral("type"), QVariant::fromValue(type)}}),
                       IgnoredReply());
 }
 
@@ -286,11 +290,9 @@ EnumErrorCode SubScreenV4::getScreenSupport(QVector<CabinetBaseInfo> &list)
                    &CabinetInfoOperator::getCabinetsBaseInfo, m_deviceKey, reply);
     if (code != enSuccess)
         return code;
-    for (const QVariant &element : qAsConst(reply)) {
-        CabinetBaseInfo info;
-        readFeatureTable(element, info);
-        list.append(info);
-    }
+    QVector<CabinetBaseInfo> infos(reply.size());
+    std::transform(reply.cbegin(), reply.cend(), infos.begin(), featuresOf);
+    list.append(infos);
     return enSuccess;
 }
 

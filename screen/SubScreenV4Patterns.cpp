@@ -15,10 +15,10 @@ namespace {
 
 QVariantMap rectMap(const QRect &rect)
 {
-    return {{QStringLiteral("x"), rect.x()},
-            {QStringLiteral("y"), rect.y()},
-            {QStringLiteral("width"), widthOf(rect)},
-            {QStringLiteral("height"), heightOf(rect)}};
+    return variantMap({{QStringLiteral("x"), rect.x()},
+                       {QStringLiteral("y"), rect.y()},
+                       {QStringLiteral("width"), widthOf(rect)},
+                       {QStringLiteral("height"), heightOf(rect)}});
 }
 
 /// A rectangle as log items: its numbers with their labels.
@@ -76,14 +76,14 @@ EnumErrorCode SubScreenV4::setPixelImage(DrawingParameter param)
         firstBlock = QPoint(wrapAdd(*phaseX, block.x()), wrapAdd(*phaseY, block.y()));
         color = param.color;
     }
-    const QVariantMap request{
+    const QVariantMap request = variantMap({
         {QStringLiteral("regionrect"), rectMap(region)},
         {QStringLiteral("singlerect"),
          rectMap(rectOf(firstBlock.x(), firstBlock.y(), widthOf(block), heightOf(block)))},
         {QStringLiteral("color"), Drawing::colorMap(color)},
         {QStringLiteral("intervalX"), param.pixelBlockIntervalX},
         {QStringLiteral("intervalY"), param.pixelBlockIntervalY},
-    };
+    });
     return callDevice(FailureLine{"setPixelImage timeout. device:%1", m_deviceKey}, &ScreenInfo::setPixelImage,
                       m_deviceKey, request, IgnoredReply());
 }
@@ -126,7 +126,7 @@ EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
                           << "firstSquareH:" << firstSquareH << "lastSquareColumnW:" << lastSquareColumnW
                           << "lastSquareRowH:" << lastSquareRowH;
 
-    const QVariantMap request{
+    const QVariantMap request = variantMap({
         {QStringLiteral("regionRect"), rectMap(relativeTo(part, subScreen.topLeft()))},
         {QStringLiteral("firstSquareW"), firstSquareW},
         {QStringLiteral("firstSquareH"), firstSquareH},
@@ -135,7 +135,7 @@ EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
         {QStringLiteral("squareH"), param.squareH},
         {QStringLiteral("lastSquareColumnW"), lastSquareColumnW},
         {QStringLiteral("lastSquareRowH"), lastSquareRowH},
-    };
+    });
     return callDevice(FailureLine{"call setCheckerBoardImage() fail. timeout. device:%1", m_deviceKey},
                       drawCheckerboard, m_deviceKey, request, IgnoredReply());
 }
@@ -143,7 +143,7 @@ EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
 EnumErrorCode SubScreenV4::setPixelImageMode(unsigned char mode)
 {
     return callDevice(FailureLine{"setPixelImageMode timeout. device:%1", m_deviceKey}, &ScreenInfo::setPixelImageMode,
-                      m_deviceKey, QVariantMap{{QStringLiteral("mode"), int(mode)}}, IgnoredReply());
+                      m_deviceKey, variantMap({{QStringLiteral("mode"), int(mode)}}), IgnoredReply());
 }
 
 } // namespace Correction

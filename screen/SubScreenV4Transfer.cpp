@@ -52,13 +52,14 @@ QPoint pointIn(const CabinetInfo &info, const QRect &overlap)
 
 QVariantMap uploadOf(const CabinetInfo &info, const QPoint &point, ICoefficient &block)
 {
-    const QVariantMap size{{QStringLiteral("height"), block.getPixelRow()},
-                           {QStringLiteral("width"), block.getPixelCol()}};
-    const QVariantMap area{
+    const QVariantMap size = variantMap({{QStringLiteral("height"), block.getPixelRow()},
+                           {QStringLiteral("width"), block.getPixelCol()}});
+    const QVariantMap area = variantMap({
         {QStringLiteral("size"), size},
-        {QStringLiteral("point"), QVariantMap{{QStringLiteral("x"), point.x()}, {QStringLiteral("y"), point.y()}}}};
-    const QVariantMap entry{{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), block.toBase64()}};
-    return {{QStringLiteral("cid"), info.id.toLongLong()}, {QStringLiteral("coefficientList"), QVariantList{entry}}};
+        {QStringLiteral("point"), variantMap({{QStringLiteral("x"), point.x()}, {QStringLiteral("y"), point.y()}})}});
+    const QVariantMap entry = variantMap({{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), block.toBase64()}});
+    return variantMap({{QStringLiteral("cid"), info.id.toLongLong()},
+                       {QStringLiteral("coefficientList"), QVariantList{entry}}});
 }
 
 void logRect(const char *label, const QRect &rect)
