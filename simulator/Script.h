@@ -42,6 +42,7 @@ public:
     /// The operation answers false but fills the reply all the same.
     Script &answerFalseWith(const QVariant &reply);
     /// Response headers for the operation that has them, together with any answer or instead of the wall's own headers.
+    /// Without them answer() comes with the headers of a success and answerFalse() with none.
     Script &responseHeader(const QMap<QString, QString> &headers);
 
     /// An upload's promise stays pending until VirtualWall::settle() or rejectPending(). Only for the uploads with a

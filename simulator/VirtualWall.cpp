@@ -8,6 +8,8 @@
 #include <service/ScreenInfo.h>
 
 #include <algorithm>
+#include <chrono>
+#include <utility>
 
 namespace Simulator
 {
@@ -245,6 +247,11 @@ int VirtualWall::pendingUploads() const
 QStringList VirtualWall::pendingUploadDevices() const
 {
     return d->pendingDevices();
+}
+
+bool VirtualWall::waitForPendingUploads(int count, int milliseconds) const
+{
+    return d->waitForPending(count, std::chrono::milliseconds(milliseconds));
 }
 
 bool VirtualWall::settle(const QString &deviceKey, bool value)

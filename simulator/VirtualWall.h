@@ -142,6 +142,9 @@ public:
     int pendingUploads() const;
     /// Their devices' keys, oldest upload first; a device with two of them is listed twice.
     QStringList pendingUploadDevices() const;
+    /// Blocks the calling thread until at least `count` uploads are pending, for a thread that settles what another one
+    /// waits for. False when that has not come about after `milliseconds`.
+    bool waitForPendingUploads(int count, int milliseconds = 10000) const;
     /// Settles the oldest pending upload of a device; with true its blocks are pasted before. False if there was none.
     bool settle(const QString &deviceKey, bool value);
     /// Rejects the oldest pending upload of a device with a std::runtime_error. False if there was none.

@@ -42,6 +42,7 @@ QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
                 const std::lock_guard<std::mutex> lock(m_mutex);
                 m_pending.push_back({begun.serial, call, act, [resolve](bool value) { resolve(value); },
                                      [reject](const std::exception_ptr &error) { reject(error); }});
+                m_pendingAdded.notify_all();
             });
     case Action::Reject:
         addNote(begun.serial, QStringLiteral("rejected"));
@@ -226,6 +227,13 @@ QStringList Wall::pendingDevices() const
     for (const Pending &upload : m_pending)
         keys += upload.call.deviceKey;
     return keys;
+}
+
+bool Wall::waitForPending(int count, std::chrono::milliseconds time) const
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_pendingAdded.wait_for(lock, time,
+                                   [&] { return m_pending.size() >= static_cast<std::size_t>(std::max(count, 0)); });
 }
 
 std::optional<Wall::Pending> Wall::takePending(const QString &deviceKey)

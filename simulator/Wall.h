@@ -6,6 +6,8 @@
 
 #include <QtPromise>
 
+#include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -88,6 +90,8 @@ public:
     void setJournalLimit(int limit);
 
     QStringList pendingDevices() const;
+    /// False when fewer than `count` uploads are pending after `time`.
+    bool waitForPending(int count, std::chrono::milliseconds time) const;
     bool fulfil(const QString &deviceKey, bool value);
     bool reject(const QString &deviceKey);
 
@@ -135,6 +139,7 @@ private:
     std::optional<Pending> takePending(const QString &deviceKey);
 
     mutable std::mutex m_mutex;
+    mutable std::condition_variable m_pendingAdded;
     WallState m_state;
     std::deque<Entry> m_journal;
     int m_journalLimit = -1;

@@ -1,0 +1,1 @@
+correction_test(simulator/tst_virtualwall.cpp)
