@@ -26,20 +26,29 @@ struct PairTable {
     }
 };
 
-constexpr quint8 foreign = 0xff;
+constexpr quint32 foreign = 0x80000000;
 
-/// The six bits of every character of the alphabet.
+/// The six bits of every character of the alphabet, at each of the four places of a group of 24 bits; `foreign` for others.
 struct DigitTable {
-    std::array<quint8, 128> digits{};
+    std::array<std::array<quint32, 128>, 4> places{};
 
     DigitTable()
     {
-        digits.fill(foreign);
-        for (quint8 digit = 0; digit < 64; ++digit)
-            digits[size_t(alphabet[digit])] = digit;
+        for (size_t place = 0; place < places.size(); ++place) {
+            places[place].fill(foreign);
+            for (quint32 digit = 0; digit < 64; ++digit)
+                places[place][size_t(alphabet[digit])] = digit << (18 - 6 * place);
+        }
     }
 
-    quint8 operator[](ushort character) const { return character < digits.size() ? digits[character] : foreign; }
+    /// The 24 bits of four characters, or something with `foreign` in it.
+    quint32 group(const ushort *text) const
+    {
+        if ((text[0] | text[1] | text[2] | text[3]) >= 128)
+            return foreign;
+        return places[0][text[0]] | places[1][text[1]] | places[2][text[2]] | places[3][text[3]];
+    }
+    quint32 digit(ushort character) const { return character < 128 ? places[3][character] : foreign; }
 };
 
 /// `size` bytes, read three at a time in the order in which they travel.
@@ -84,13 +93,9 @@ bool decodeClean(const ushort *text, qint64 length, uchar *out)
 
     qint64 i = 0;
     for (; i + 4 <= length; i += 4) {
-        const unsigned a = table[text[i]];
-        const unsigned b = table[text[i + 1]];
-        const unsigned c = table[text[i + 2]];
-        const unsigned d = table[text[i + 3]];
-        if ((a | b | c | d) & 0x80u)
+        const quint32 group = table.group(text + i);
+        if (group & foreign)
             return false;
-        const unsigned group = a << 18 | b << 12 | c << 6 | d;
         out[0] = uchar(group >> 16);
         out[1] = uchar(group >> 8);
         out[2] = uchar(group);
@@ -99,7 +104,7 @@ bool decodeClean(const ushort *text, qint64 length, uchar *out)
     unsigned group = 0;
     int bits = 0;
     for (; i < length; ++i) {
-        const unsigned digit = table[text[i]];
+        const quint32 digit = table.digit(text[i]);
         if (digit == foreign)
             return false;
         group = group << 6 | digit;

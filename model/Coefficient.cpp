@@ -1,13 +1,13 @@
 #include <Correction/Coefficient.h>
 
+#include <Correction/CoefficientPtr.h>
+
 #include "model/Base64.h"
 #include "model/Grid.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <memory>
-
+#include <cstring>
 namespace Correction {
 namespace {
 
@@ -15,6 +15,45 @@ constexpr Grid::Names names{"Correction::Coefficient::setCoefficient", "Correcti
                             "Correction::Coefficient::tryGetPart"};
 
 constexpr int pixelLength = 9;
+
+/// The last four decimal digits of a number, for every group of four.
+class DecimalTable
+{
+public:
+    DecimalTable()
+    {
+        for (unsigned number = 0; number < 10000; ++number) {
+            char16_t *const group = &m_groups[number * 4];
+            group[0] = char16_t(u'0' + number / 1000);
+            group[1] = char16_t(u'0' + number / 100 % 10);
+            group[2] = char16_t(u'0' + number / 10 % 10);
+            group[3] = char16_t(u'0' + number % 10);
+        }
+    }
+
+    static int digitsOf(unsigned short value)
+    {
+        return 1 + (value >= 10) + (value >= 100) + (value >= 1000) + (value >= 10000);
+    }
+
+    /// Writes a number and gives the place behind it. Up to three characters more may be overwritten, never at or behind `end`.
+    char16_t *write(unsigned short value, char16_t *out, const char16_t *end) const
+    {
+        const int digits = digitsOf(value);
+        if (digits == 5)
+            *out++ = char16_t(u'0' + value / 10000);
+        const int inGroup = std::min(digits, 4);
+        const char16_t *const group = &m_groups[size_t(value % 10000 * 4 + 4 - inGroup)];
+        if (end - out >= 4)
+            std::memcpy(out, group, 4 * sizeof(char16_t)); // a single move, unlike the right number of characters
+        else
+            std::copy_n(group, inGroup, out);
+        return out + inGroup;
+    }
+
+private:
+    std::array<char16_t, 10000 * 4 + 3> m_groups{}; ///< three more: a short number's copy reaches into the next group
+};
 
 } // namespace
 
@@ -64,9 +103,10 @@ ICoefficient *Coefficient::getCopy()
 {
     if (valid())
         return new Coefficient(*this); // shares the values
-    auto copy = std::make_unique<Coefficient>(m_pixelCol, m_pixelRow);
+    auto *const copy = new Coefficient(m_pixelCol, m_pixelRow);
+    CoefficientPtr owner(copy);
     copy->setCoefficient(m_coefficients);
-    return copy.release();
+    return owner.release();
 }
 
 EnumCoefficientType Coefficient::getType()
@@ -90,11 +130,11 @@ ICoefficient *Coefficient::tryGetPart(const QRect &rect)
     QVector<unsigned short> values;
     if (!Grid::cut(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, rect, values))
         return nullptr;
-    auto part = std::make_unique<Coefficient>(0, 0);
+    auto *const part = new Coefficient(0, 0);
     part->m_pixelCol = widthOf(rect);
     part->m_pixelRow = heightOf(rect);
     part->m_coefficients.swap(values);
-    return part.release();
+    return part;
 }
 
 QString Coefficient::toBase64()
@@ -109,14 +149,28 @@ EnumErrorCode Coefficient::tryGetAvg(QVector<unsigned short> &average)
                               << "m_pixelCol:" << m_pixelCol << "m_pixelRow:" << m_pixelRow;
         return enInvalidParameter;
     }
-    // A sum of 16-bit values is exact in 64 bits, and so close to no multiple of the count that a division of doubles would
-    // round it up to the next integer: integers give the same result.
+    // A sum of 16-bit values is exact in integers, and so close to no multiple of the count that a division of doubles would
+    // round it up to the next integer: both give the same result.
     std::array<quint64, pixelLength> sums{};
     const unsigned short *value = m_coefficients.constData();
     const unsigned short *const end = value + m_coefficients.size();
-    while (value != end) {
-        for (quint64 &sum : sums)
-            sum += *value++;
+    // Rows of many pixels are added up in 32 bits, which the compiler turns into vector instructions, for as many rows as these
+    // hold.
+    constexpr int rowLength = 16 * pixelLength;
+    constexpr qint64 rowsAtOnce = 0xffffffff / 0xffff;
+    while (end - value >= rowLength) {
+        std::array<quint32, rowLength> partial{};
+        for (qint64 rows = std::min<qint64>((end - value) / rowLength, rowsAtOnce); rows > 0; --rows) {
+            for (int i = 0; i < rowLength; ++i)
+                partial[size_t(i)] += value[i];
+            value += rowLength;
+        }
+        for (size_t i = 0; i < partial.size(); ++i)
+            sums[i % pixelLength] += partial[i];
+    }
+    for (; value != end; value += pixelLength) {
+        for (size_t i = 0; i < sums.size(); ++i)
+            sums[i] += value[i];
     }
     const quint64 pixels = std::max<quint64>(1, quint64(m_coefficients.size()) / pixelLength);
     QVector<unsigned short> means(pixelLength);
@@ -148,24 +202,22 @@ EnumErrorCode Coefficient::setPartCoefficient(const QRect &rect, QVector<unsigne
 
 QString Coefficient::toJsonData()
 {
-    const auto digitsOf = [](unsigned value) {
-        return value < 10 ? 1 : value < 100 ? 2 : value < 1000 ? 3 : value < 10000 ? 4 : 5;
-    };
+    static const DecimalTable table;
+
     qint64 length = m_coefficients.isEmpty() ? 2 : 1 + qint64(m_coefficients.size()); // brackets and separators
     for (const unsigned short value : qAsConst(m_coefficients))
-        length += digitsOf(value);
+        length += DecimalTable::digitsOf(value);
     if (length * qint64(sizeof(QChar)) > Grid::maxContainerBytes) {
         logFailure("JSON text too long. values:%1", m_coefficients.size());
         return QString();
     }
     QString json(static_cast<int>(length), Qt::Uninitialized);
-    QChar *out = json.data();
-    *out++ = QLatin1Char('[');
+    auto *out = reinterpret_cast<char16_t *>(json.data());
+    const auto *const end = out + length;
+    *out++ = u'[';
     for (const unsigned short value : qAsConst(m_coefficients)) {
-        std::array<char, 5> digits;
-        const char *const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-        out = std::transform<const char *>(digits.data(), end, out, [](char digit) { return QLatin1Char(digit); });
-        *out++ = QLatin1Char(',');
+        out = table.write(value, out, end);
+        *out++ = u',';
     }
     json[json.size() - 1] = QLatin1Char(']'); // in the place of the last separator
     return json;

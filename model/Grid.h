@@ -63,6 +63,23 @@ Values zeros(const Shape &shape)
     return Values(std::max(valueCount<Values>(shape), 0), 0);
 }
 
+/// A container of `count` values that are about to be overwritten: filling them first would cost as much as a cut itself.
+inline QVector<unsigned short> unfilled(int count, const QVector<unsigned short> &)
+{
+    using Storage = QTypedArrayData<unsigned short>;
+    if (count == 0)
+        return {};
+    Storage *const storage = Storage::allocate(size_t(count));
+    Q_CHECK_PTR(storage);
+    storage->size = count;
+    return QVector<unsigned short>(QArrayDataPointerRef<unsigned short>{storage});
+}
+
+inline QByteArray unfilled(int count, const QByteArray &)
+{
+    return QByteArray(count, Qt::Uninitialized);
+}
+
 /// Replaces all values of a grid.
 template <class Values>
 EnumErrorCode assign(const Names &names, const Shape &shape, Values &values, const Values &replacement)
@@ -189,7 +206,9 @@ bool cut(const Names &names, const Shape &shape, const Values &values, const QRe
         block.log(qDebug(lcCorrection) << names.tryGetPart, shape);
 
     using Value = typename Values::value_type;
-    part = zeros<Values>(partShape);
+    // Only a block that lies in the grid as a whole is overwritten as a whole.
+    const bool covered = isValid(shape, values) && block.x >= 0 && block.y >= 0;
+    part = covered ? unfilled(valueCount<Values>(partShape), values) : zeros<Values>(partShape);
     Value *const to = part.data();
     const Value *const from = values.constData();
     const bool whole = forEachRow(shape, block, values.size(), part.size(),

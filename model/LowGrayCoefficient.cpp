@@ -1,9 +1,9 @@
 #include <Correction/LowGrayCoefficient.h>
 
+#include <Correction/CoefficientPtr.h>
+
 #include "model/Base64.h"
 #include "model/Grid.h"
-
-#include <memory>
 
 namespace Correction {
 namespace {
@@ -61,9 +61,10 @@ ICoefficient *LowGrayCoefficient::getCopy()
 {
     if (valid())
         return new LowGrayCoefficient(*this); // shares the values
-    auto copy = std::make_unique<LowGrayCoefficient>(m_pixelCol, m_pixelRow);
+    auto *const copy = new LowGrayCoefficient(m_pixelCol, m_pixelRow);
+    CoefficientPtr owner(copy);
     copy->setCoefficient(m_coefficients);
-    return copy.release();
+    return owner.release();
 }
 
 EnumCoefficientType LowGrayCoefficient::getType()
@@ -87,11 +88,11 @@ ICoefficient *LowGrayCoefficient::tryGetPart(const QRect &rect)
     QVector<unsigned short> values;
     if (!Grid::cut(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, rect, values))
         return nullptr;
-    auto part = std::make_unique<LowGrayCoefficient>(0, 0);
+    auto *const part = new LowGrayCoefficient(0, 0);
     part->m_pixelCol = widthOf(rect);
     part->m_pixelRow = heightOf(rect);
     part->m_coefficients.swap(values);
-    return part.release();
+    return part;
 }
 
 QString LowGrayCoefficient::toBase64()

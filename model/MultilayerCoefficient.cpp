@@ -1,9 +1,9 @@
 #include <Correction/MultilayerCoefficient.h>
 
+#include <Correction/CoefficientPtr.h>
+
 #include "model/Base64.h"
 #include "model/Grid.h"
-
-#include <memory>
 
 namespace Correction {
 namespace {
@@ -62,9 +62,10 @@ ICoefficient *MultilayerCoefficient::getCopy()
 {
     if (valid() && m_pixelLength == defaultPixelLength)
         return new MultilayerCoefficient(*this); // shares the values
-    auto copy = std::make_unique<MultilayerCoefficient>(m_pixelCol, m_pixelRow);
+    auto *const copy = new MultilayerCoefficient(m_pixelCol, m_pixelRow);
+    CoefficientPtr owner(copy);
     copy->setCoefficient(m_coefficients);
-    return copy.release();
+    return owner.release();
 }
 
 EnumCoefficientType MultilayerCoefficient::getType()
@@ -88,11 +89,11 @@ ICoefficient *MultilayerCoefficient::tryGetPart(const QRect &rect)
     QByteArray values;
     if (!Grid::cut(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, rect, values))
         return nullptr;
-    auto part = std::make_unique<MultilayerCoefficient>(0, 0, m_pixelLength);
+    auto *const part = new MultilayerCoefficient(0, 0, m_pixelLength);
     part->m_pixelCol = widthOf(rect);
     part->m_pixelRow = heightOf(rect);
     part->m_coefficients.swap(values);
-    return part.release();
+    return part;
 }
 
 QString MultilayerCoefficient::toBase64()

@@ -35,6 +35,23 @@ std::vector<std::unique_ptr<CabinetInfo>> &refreshRecords()
     return *records;
 }
 
+/// Counts the refreshes in progress: a service call may run the event loop, and a host may refresh from there.
+class RefreshScope
+{
+public:
+    RefreshScope() { ++depth; }
+    ~RefreshScope() { --depth; }
+    RefreshScope(const RefreshScope &) = delete;
+    RefreshScope &operator=(const RefreshScope &) = delete;
+
+    static bool isOutermost() { return depth == 1; }
+
+private:
+    static int depth;
+};
+
+int RefreshScope::depth = 0;
+
 /// Releases a cabinet that did not get into the registry the way the registry would: without its record.
 struct StorageDeleter {
     void operator()(CabinetV4 *cabinet) const noexcept { ::operator delete(static_cast<void *>(cabinet)); }
@@ -152,13 +169,17 @@ void ScreenManager::releaseInstance()
 
 void ScreenManager::init()
 {
-    askService<HttpProxy>([this](HttpProxy &proxy) {
+    askService<HttpProxy>([](HttpProxy &proxy) {
         proxy.initialize(true);
-        connect(&proxy, &HttpProxy::deviceChanged, this, &ScreenManager::signal_screenChanged);
         return true;
     });
-    if (ScreenInfo *const screenInfo = ScreenInfo::getInstance())
-        connect(screenInfo, &ScreenInfo::signal_screenNameChanged, this, &ScreenManager::signal_screenNameChanged);
+    askService<HttpProxy>([this](HttpProxy &proxy) {
+        return bool(connect(&proxy, &HttpProxy::deviceChanged, this, &ScreenManager::signal_screenChanged));
+    });
+    askService<ScreenInfo>([this](ScreenInfo &screenInfo) {
+        return bool(connect(&screenInfo, &ScreenInfo::signal_screenNameChanged, this,
+                            &ScreenManager::signal_screenNameChanged));
+    });
 }
 
 EnumErrorCode ScreenManager::refreshScreen()
@@ -178,7 +199,9 @@ EnumErrorCode ScreenManager::refreshScreen()
     removeAllScreen();
     qCDebug(lcCorrection) << "start CabinetManager removeAllScreen";
     CabinetManager::getInstance()->removeCabinets();
-    refreshRecords().clear(); // no registered cabinet refers to them any more
+    const RefreshScope scope;
+    if (RefreshScope::isOutermost())
+        refreshRecords().clear(); // nobody refers to them any more
 
     Refresh refresh;
     for (const HttpDeviceInfo &device : qAsConst(devices)) {

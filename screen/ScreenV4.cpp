@@ -89,11 +89,35 @@ quint64 currentThread()
 struct NullSubScreen {
 };
 
-/// What becomes of a screen write. Kept alive by its promises, since it must outlast a wait that memory ran out in.
-struct WriteOutcome {
+/// A screen write. Its turns share it, since one may be left in the event queue when memory runs out before the wait.
+struct ScreenWrite {
+    ScreenWrite(const QRect &where, ICoefficient &grid) : rect(where), coefficient(grid) {}
+
+    const QRect rect;
+    ICoefficient &coefficient; ///< the caller's: nobody's once the write is over
+    bool over = false;
     int codes = enSuccess; ///< bitwise OR
     bool rejected = false;
     std::exception_ptr exhausted;
+
+    /// One sub-screen's write, which waits until its device has settled.
+    QtPromise::QPromise<EnumErrorCode> start(ISubScreen &subScreen) const
+    {
+        return over ? QtPromise::resolve(enTimeout) : subScreen.setCoefficientsAsync(rect, coefficient);
+    }
+};
+
+/// Ends the write however its function is left.
+class WriteScope
+{
+public:
+    explicit WriteScope(ScreenWrite &write) : m_write(write) {}
+    ~WriteScope() { m_write.over = true; }
+    WriteScope(const WriteScope &) = delete;
+    WriteScope &operator=(const WriteScope &) = delete;
+
+private:
+    ScreenWrite &m_write;
 };
 
 } // namespace
@@ -324,41 +348,47 @@ QtPromise::QPromise<QList<ISubScreen *>> ScreenV4::tryGetSubScreenList(SubScreen
 
 EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coefficient)
 {
-    const auto outcome = std::make_shared<WriteOutcome>();
+    const auto write = std::make_shared<ScreenWrite>(rect, coefficient);
+    const WriteScope scope(*write);
     // Each write blocks in a wait of its own until its device has settled. As a turn of its own it is started by the event loop
     // of the wait before it, so that all devices work at the same time. A rejected write must not end the chain while the
-    // others still use `rect` and `coefficient`, so it is noted and the others are waited for.
-    const auto write = [&rect, &coefficient, outcome](ISubScreen *subScreen, int index) {
+    // others still use the grid, so it is noted and the others are waited for.
+    const auto startOne = [write](ISubScreen *subScreen, int index) {
         qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
         qCDebug(lcCorrection) << Q_FUNC_INFO << QStringLiteral("pSubScreens:%1").arg(index);
         return QtPromise::resolve()
-            .then([subScreen, &rect, &coefficient] { return subScreen->setCoefficientsAsync(rect, coefficient); })
-            .fail([outcome](const std::bad_alloc &) {
-                outcome->exhausted = std::current_exception();
+            .then([write, subScreen] { return write->start(*subScreen); })
+            .fail([write](const std::bad_alloc &) {
+                write->exhausted = std::current_exception();
                 return enTimeout;
             })
-            .fail([outcome, index] {
-                logFailure("write of a subscreen rejected. pSubScreens:%1", index);
-                outcome->rejected = true;
+            .fail([write] {
+                write->rejected = true;
                 return enTimeout;
             });
     };
     tryGetSubScreenList(m_subScreens)
-        .map(write)
-        .each([outcome](EnumErrorCode code, int) { outcome->codes |= code; })
-        .fail([outcome](const NullSubScreen &) {
-            outcome->codes = enInvalidParameter;
+        .map(startOne)
+        .each([write](EnumErrorCode code, int) { write->codes |= code; })
+        .fail([write](const NullSubScreen &) {
+            write->codes = enInvalidParameter;
             return QVector<EnumErrorCode>();
         })
-        .fail([outcome](const std::bad_alloc &) {
-            outcome->exhausted = std::current_exception();
+        .fail([write](const std::bad_alloc &) {
+            write->exhausted = std::current_exception();
+            return QVector<EnumErrorCode>();
+        })
+        .fail([write] {
+            write->rejected = true;
             return QVector<EnumErrorCode>();
         })
         .wait();
-    if (outcome->exhausted)
-        std::rethrow_exception(outcome->exhausted);
+    if (write->exhausted)
+        std::rethrow_exception(write->exhausted);
+    if (write->rejected)
+        qCCritical(lcCorrection) << "the write of a subscreen was rejected";
 
-    const auto result = outcome->rejected ? enTimeout : EnumErrorCode(outcome->codes);
+    const auto result = write->rejected ? enTimeout : EnumErrorCode(write->codes);
     qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
     qCDebug(lcCorrection) << "Correction::ScreenV4::setCoefficients" << QStringLiteral("pSubScreens:%1").arg(result);
     return result;

@@ -10,6 +10,7 @@
 #include <service/ScreenInfo.h>
 
 #include <algorithm>
+#include <new>
 
 namespace Correction {
 namespace {
@@ -19,7 +20,7 @@ const QString wholeDevice = QStringLiteral("255");
 const QString gammaSelector = QStringLiteral("0");
 
 /// The application that a lock is held for, followed by the device key.
-constexpr QLatin1String applicationId("Mirelo");
+const QLatin1String applicationId("Mirelo");
 
 /// The ids as numbers; one that is none becomes 0.
 QVariantList numericIds(const QMap<QString, QString> &cabinets)
@@ -68,7 +69,11 @@ SubScreenV4::SubScreenV4(const QString &deviceKey) : m_deviceKey(deviceKey) {}
 
 SubScreenV4::~SubScreenV4()
 {
-    qCDebug(lcCorrection) << "SubScreenV4";
+    try {
+        qCDebug(lcCorrection) << "SubScreenV4";
+    } catch (const std::bad_alloc &) {
+        // A line of the log is not worth the process.
+    }
 }
 
 bool SubScreenV4::addCabinet(QString cabinetId, QString cabinetFlag)

@@ -41,12 +41,12 @@ EnumErrorCode SubScreenV4::setPixelImage(DrawingParameter param)
 {
     const QRect &pattern = param.screenPartRect;
     const QRect &block = param.pixelBlockInRect;
-    QRect subScreen;
-    const EnumErrorCode code = tryGetRect(subScreen);
     qCDebug(lcCorrection) << "call setPixelImage() start  " << "param.screenPartRect " << Labelled{pattern}
                           << "pixelBlockIntervalX:" << param.pixelBlockIntervalX
                           << "pixelBlockIntervalY:" << param.pixelBlockIntervalY;
     qCDebug(lcCorrection) << "call setPixelImage() start  " << "param.pixelBlockInRect " << Labelled{block};
+    QRect subScreen;
+    const EnumErrorCode code = tryGetRect(subScreen);
     qCDebug(lcCorrection) << "call setPixelImage() " << "subScreen " << Labelled{subScreen};
     if (code != enSuccess) {
         logFailure("Failed to get screen rect. id:%1", m_deviceKey);
@@ -91,7 +91,8 @@ EnumErrorCode SubScreenV4::setPixelImage(DrawingParameter param)
 EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
 {
     const QRect &board = param.regionRect;
-    qCDebug(lcCorrection) << "call SubScreenV4::setCheckerboardlImage() start  " << "param.regionRect " << Labelled{board};
+    qCDebug(lcCorrection) << "call SubScreenV4::setCheckerboardlImage() start  " << "param.regionRect " << board.x()
+                          << "y:" << board.y() << "w:" << widthOf(board) << "h:" << heightOf(board);
     QRect subScreen;
     const EnumErrorCode code = tryGetRect(subScreen);
     if (code != enSuccess) {

@@ -14,7 +14,8 @@ namespace Correction {
 /// cabinet and group handed out before. No lock: it is used on the threads of its callers.
 ///
 /// Removing a cabinet releases its storage alone and runs no destructor, since `ICabinet` has no virtual one: a registered
-/// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records at the next refresh).
+/// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records at the next refresh, so
+/// never delete a cabinet that it made).
 class CORRECTION_EXPORT CabinetManager
 {
 public:

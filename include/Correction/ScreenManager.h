@@ -38,9 +38,11 @@ public:
     IScreen *tryGetScreen(const QString &id);
 
 Q_SIGNALS:
-    /// A device appeared or vanished. Emitted on the discovery service's thread.
+    /// A device appeared or vanished. It may well arrive while an operation runs the event loop (a screen write does):
+    /// remember it then, and refresh when the operation has returned. Emitted at once when the discovery service tells so on this object's thread; told on
+    /// another thread, it is queued to this object's, whose event loop must run to deliver it.
     void signal_screenChanged();
-    /// A device's screen was renamed. Emitted on the device service's thread.
+    /// A device's screen was renamed. Threads as above.
     void signal_screenNameChanged(QString deviceKey, QString name);
 
 private:
