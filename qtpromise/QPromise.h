@@ -11,9 +11,10 @@
 namespace QtPromise
 {
 
-/// Fulfils its promise when called, with a value or with another promise, which is then followed. Copies belong to the same
-/// promise; the first call of any of them, or of its QPromiseReject, counts and later ones are ignored. May be called from
-/// any thread and outlive the promise. A promise whose functors are all gone without a call stays pending for ever.
+/// Fulfils its promise when called, with a value or with another promise, which is then followed. Copies belong to the
+/// same promise; the first call of any of them, or of its QPromiseReject, counts and later ones are ignored. May be
+/// called from any thread and outlive the promise. A promise whose functors are all gone without a call stays pending
+/// for ever.
 template <typename T>
 class QPromiseResolve
 {
@@ -88,14 +89,16 @@ private:
 
 /// What QPromise<T> has for every T.
 ///
-/// A promise is a handle: copies are cheap and share one state, which is freed with the last handle, handler or functor that
-/// can still settle it. Every member may be called from any thread. A moved-from promise may only be assigned or destroyed.
+/// A promise is a handle: copies are cheap and share one state, which is freed with the last handle, handler or functor
+/// that can still settle it. Every member may be called from any thread. A moved-from promise may only be assigned or
+/// destroyed.
 ///
 /// Handlers never run inside the call that attaches them. They are posted to the event dispatcher of the thread that
-/// attached them, one event each, and run there in the order of attaching, also when the promise has settled before. That
-/// thread has to process events (an event loop, or `wait()`); when it ends, its handlers are dropped, and the promises that
-/// they would have settled stay pending. A handler is destroyed right after it has run. The thread's event dispatcher is
-/// made if it has none, which takes a QCoreApplication; without one, handlers run inside the thread's `wait()` only.
+/// attached them, one event each, and run there in the order of attaching, also when the promise has settled before.
+/// That thread has to process events (an event loop, or `wait()`); when it ends, its handlers are dropped, and the
+/// promises that they would have settled stay pending. A handler is destroyed right after it has run. The thread's
+/// event dispatcher is made if it has none, which takes a QCoreApplication; without one, handlers run inside the
+/// thread's `wait()` only.
 ///
 /// What a handler returns settles the promise given back; a returned promise is followed, a thrown exception rejects.
 template <typename T>
@@ -105,8 +108,8 @@ public:
     /// What the promise holds.
     using Type = T;
 
-    /// Runs `resolver` at once, with a QPromiseResolve<T> and, if it takes two arguments, a QPromiseReject<T>. An exception
-    /// that leaves it rejects the promise, unless that has been settled already.
+    /// Runs `resolver` at once, with a QPromiseResolve<T> and, if it takes two arguments, a QPromiseReject<T>. An
+    /// exception that leaves it rejects the promise, unless that has been settled already.
     template <typename Resolver,
               std::enable_if_t<Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value, int> = 0>
     explicit QPromiseBase(Resolver &&resolver) : m_state(std::make_shared<Detail::State>())
@@ -116,8 +119,8 @@ public:
         });
     }
     template <typename Resolver,
-              std::enable_if_t<Detail::IsCallable<Resolver &, QPromiseResolve<T>>::value
-                                   && !Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value,
+              std::enable_if_t<Detail::IsCallable<Resolver &, QPromiseResolve<T>>::value &&
+                                   !Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value,
                                int> = 0,
               typename = void>
     explicit QPromiseBase(Resolver &&resolver) : m_state(std::make_shared<Detail::State>())
@@ -141,10 +144,10 @@ public:
     bool operator==(const QPromiseBase &other) const { return m_state == other.m_state; }
     bool operator!=(const QPromiseBase &other) const { return m_state != other.m_state; }
 
-    /// Calls one of the handlers once the promise has settled. `onFulfilled` takes the value or nothing and decides the type
-    /// of the promise given back. `onRejected` takes an error, by value or by reference, and is called for errors of that
-    /// type only; one without argument takes all. An outcome without a handler (null, or an error of another type) is the
-    /// outcome of the promise given back.
+    /// Calls one of the handlers once the promise has settled. `onFulfilled` takes the value or nothing and decides the
+    /// type of the promise given back. `onRejected` takes an error, by value or by reference, and is called for errors
+    /// of that type only; one without argument takes all. An outcome without a handler (null, or an error of another
+    /// type) is the outcome of the promise given back.
     template <typename Fulfilled, typename Rejected>
     QPromise<typename Detail::HandlerResult<std::decay_t<Fulfilled>, T>::type> then(Fulfilled &&onFulfilled,
                                                                                     Rejected &&onRejected) const
@@ -170,8 +173,8 @@ public:
         return then(nullptr, std::forward<Rejected>(onRejected));
     }
 
-    /// Calls `handler`, which takes nothing, for every outcome. The outcome stays the same, unless the handler throws or
-    /// returns a promise that is rejected; a returned promise is awaited.
+    /// Calls `handler`, which takes nothing, for every outcome. The outcome stays the same, unless the handler throws
+    /// or returns a promise that is rejected; a returned promise is awaited.
     template <typename Handler>
     QPromise<T> finally(Handler &&handler) const
     {
@@ -203,22 +206,24 @@ public:
         });
     }
 
-    /// Fulfils `msec` milliseconds after this promise, at once if negative; a rejection passes without delay. The calling
-    /// thread keeps the time, so it needs a QCoreApplication and has to process events.
+    /// Fulfils `msec` milliseconds after this promise, at once if negative; a rejection passes without delay. The
+    /// calling thread keeps the time, so it needs a QCoreApplication and has to process events.
     QPromise<T> delay(int msec) const;
 
     /// Settles like this promise, but is rejected with QPromiseTimeoutException if that takes longer than `msec`
     /// milliseconds from now. The time is kept as with `delay()`; this promise itself is left alone.
     QPromise<T> timeout(int msec) const;
 
-    /// Returns this promise once it has settled. Until then processes the calling thread's events of every kind and posted
-    /// deferred deletions, so anything may happen meanwhile, also further waits on top of this one; each returns when its
-    /// own promise has settled and those on top of it have returned. Sleeps while there is nothing to do. Without a
-    /// QCoreApplication no events are processed, only handlers run. Does not return for a promise that never settles.
+    /// Returns this promise once it has settled. Until then processes the calling thread's events of every kind and
+    /// posted deferred deletions, so anything may happen meanwhile, also further waits on top of this one; each returns
+    /// when its own promise has settled and those on top of it have returned. Sleeps while there is nothing to do.
+    /// Without a QCoreApplication no events are processed, only handlers run. Does not return for a promise that never
+    /// settles.
     QPromise<T> wait() const
     {
+        // This handle may be gone before the wait is over.
         const QPromise<T> self = Detail::Access::promise<T>(m_state);
-        Detail::waitFor(m_state);
+        Detail::waitFor(*Detail::Access::state(self));
         return self;
     }
 
@@ -305,7 +310,7 @@ template <typename F>
 void startTimer(int msec, F fn)
 {
     HandlerQueue::current(); // makes the event dispatcher that the timer needs
-    QTimer::singleShot(msec < 0 ? 0 : msec, std::move(fn));
+    QTimer::singleShot(msec < 0 ? 0 : msec, Qt::PreciseTimer, std::move(fn)); // the coarse one may be early
 }
 
 } // namespace Detail
@@ -314,9 +319,8 @@ template <typename T>
 QPromise<T> QPromiseBase<T>::delay(int msec) const
 {
     return tap([msec] {
-        return QPromise<void>([msec](const QPromiseResolve<void> &resolve) {
-            Detail::startTimer(msec, [resolve] { resolve(); });
-        });
+        return QPromise<void>(
+            [msec](const QPromiseResolve<void> &resolve) { Detail::startTimer(msec, [resolve] { resolve(); }); });
     });
 }
 

@@ -3,8 +3,8 @@
 #include <QtCore/QException>
 #include <QtCore/qglobal.h>
 
-// Errors are matched by type across shared libraries, and per-thread data is meant to be one for all of them, so both stay
-// visible when everything else is hidden. Windows knows neither weak symbols nor hidden ones.
+// Errors are matched by type across shared libraries, and per-thread data is meant to be one for all of them, so both
+// stay visible when everything else is hidden. Windows knows neither weak symbols nor hidden ones.
 #ifdef Q_OS_WIN
 #define QTPROMISE_VISIBLE
 #else

@@ -29,17 +29,20 @@ QPromise<T> resolve(QPromise<T> promise)
     return promise;
 }
 
-inline QPromise<void> resolve() { return QPromise<void>::resolve(); }
+inline QPromise<void> resolve()
+{
+    return QPromise<void>::resolve();
+}
 
-/// Calls `fn` with the arguments at once. The promise takes what `fn` returns: a value, a promise that is followed, or the
-/// exception that leaves it.
+/// Calls `fn` with the arguments at once. The promise takes what `fn` returns: a value, a promise that is followed, or
+/// the exception that leaves it.
 template <typename F, typename... Args>
 auto attempt(F &&fn, Args &&...args)
     -> QPromise<Detail::Unwrapped<decltype(std::forward<F>(fn)(std::forward<Args>(args)...))>>
 {
     using T = Detail::Unwrapped<decltype(std::forward<F>(fn)(std::forward<Args>(args)...))>;
-    return Detail::settledPromise<T>(Detail::outcomeOf<T>(
-        [&]() -> decltype(auto) { return std::forward<F>(fn)(std::forward<Args>(args)...); }));
+    return Detail::settledPromise<T>(
+        Detail::outcomeOf<T>([&]() -> decltype(auto) { return std::forward<F>(fn)(std::forward<Args>(args)...); }));
 }
 
 namespace Detail
@@ -110,8 +113,9 @@ private:
 
 } // namespace Detail
 
-/// Fulfilled with all values, in the order of the sequence, when every promise of it is fulfilled; rejected as soon as one of
-/// them is, with its error. An empty sequence is fulfilled at once. Promises of nothing give a promise of nothing.
+/// Fulfilled with all values, in the order of the sequence, when every promise of it is fulfilled; rejected as soon as
+/// one of them is, with its error. An empty sequence is fulfilled at once. Promises of nothing give a promise of
+/// nothing.
 template <typename Sequence>
 QPromise<Detail::Gathered<Detail::Unwrapped<Detail::ElementOf<Sequence>>>> all(const Sequence &promises)
 {
@@ -132,8 +136,9 @@ QPromise<Detail::Gathered<Detail::Unwrapped<Detail::ElementOf<Sequence>>>> all(c
     return Detail::Access::promise<Detail::Gathered<R>>(std::move(state));
 }
 
-/// Calls `fn(value, index)`, or `fn(value)`, for each element, in order and at once, and collects what it returns, in the same
-/// order; returned promises are followed. The first rejection or exception rejects, but every element has its call.
+/// Calls `fn(value, index)`, or `fn(value)`, for each element, in order and at once, and collects what it returns, in
+/// the same order; returned promises are followed. The first rejection or exception rejects, but every element has its
+/// call.
 template <typename Sequence, typename F>
 QPromise<QVector<Detail::MappedElement<Sequence, F>>> map(const Sequence &sequence, F fn)
 {
@@ -143,16 +148,15 @@ QPromise<QVector<Detail::MappedElement<Sequence, F>>> map(const Sequence &sequen
     std::vector<QPromise<R>> results;
     int index = 0;
     for (const V &value : sequence) {
-        results.push_back(attempt([&]() -> decltype(auto) {
-            return Detail::callForElement(fn, value, index, Detail::TakesIndex<F, V>());
-        }));
+        results.push_back(attempt(
+            [&]() -> decltype(auto) { return Detail::callForElement(fn, value, index, Detail::TakesIndex<F, V>()); }));
         ++index;
     }
     return all(results);
 }
 
-/// Calls `fn` like `map()`, but leaves the values that it returns aside and gives the sequence itself, once every promise
-/// that it returned is fulfilled.
+/// Calls `fn` like `map()`, but leaves the values that it returns aside and gives the sequence itself, once every
+/// promise that it returned is fulfilled.
 template <typename Sequence, typename F>
 QPromise<Sequence> each(const Sequence &sequence, F fn)
 {
@@ -163,9 +167,8 @@ QPromise<Sequence> each(const Sequence &sequence, F fn)
     std::vector<QPromise<void>> done;
     int index = 0;
     for (const V &value : sequence) {
-        done.push_back(Detail::settledPromise<void>(Detail::outcomeOf<void>([&]() -> decltype(auto) {
-            return Detail::callForElement(fn, value, index, Detail::TakesIndex<F, V>());
-        })));
+        done.push_back(Detail::settledPromise<void>(Detail::outcomeOf<void>(
+            [&]() -> decltype(auto) { return Detail::callForElement(fn, value, index, Detail::TakesIndex<F, V>()); })));
         ++index;
     }
     outcome.awaited = Detail::Access::state(all(done));

@@ -17,13 +17,15 @@
 #include <stdexcept>
 #include <utility>
 
-/// The machinery behind QPromise: what promises share, the queue of handlers of each thread, and waiting. Not for direct use.
+/// The machinery behind QPromise: what promises share, the queue of handlers of each thread, and waiting. Not for
+/// direct use.
 ///
-/// Locks. Each state and each queue has its own mutex; a state's may be held while a queue's is taken, never the other way
-/// round. Neither is held while a handler runs or is destroyed. Settled outcomes are written once, under the state's mutex,
-/// and read without it by those who learned under a mutex that they are there.
+/// Locks. Each state and each queue has its own mutex; a state's may be held while a queue's is taken, never the other
+/// way round. Neither is held while a handler runs or is destroyed. Settled outcomes are written once, under the
+/// state's mutex, and read without it by those who learned under a mutex that they are there.
 ///
-/// Memory. Whatever settling needs (the job, its event) is allocated when a handler is attached, so settling cannot fail.
+/// Memory. Whatever settling needs (the job, its event) is allocated when a handler is attached, so settling cannot
+/// fail.
 namespace QtPromise
 {
 namespace Detail
@@ -52,8 +54,8 @@ struct Outcome {
     }
 };
 
-/// Something to do once a promise (its source) has settled; its result settles another promise (its target), if it has one.
-/// Belongs to the source until that has settled, then to the queue of the thread that is to run it.
+/// Something to do once a promise (its source) has settled; its result settles another promise (its target), if it has
+/// one. Belongs to the source until that has settled, then to the queue of the thread that is to run it.
 class Job
 {
 public:
@@ -99,8 +101,7 @@ private:
 template <typename Function>
 std::unique_ptr<Job> makeJob(std::shared_ptr<HandlerQueue> runsIn, std::shared_ptr<State> settles, Function what)
 {
-    return std::unique_ptr<Job>(
-        new FunctionJob<Function>(std::move(runsIn), std::move(settles), std::move(what)));
+    return std::unique_ptr<Job>(new FunctionJob<Function>(std::move(runsIn), std::move(settles), std::move(what)));
 }
 
 /// First in, first out; owns its jobs and never allocates.
@@ -346,8 +347,9 @@ private:
     Q_DISABLE_COPY(State)
 };
 
-/// The handlers that one thread has still to run. Each is announced to the thread's event dispatcher by one posted event, so
-/// that it takes its turn among all other events. The handlers themselves travel here, under a standard mutex.
+/// The handlers that one thread has still to run. Each is announced to the thread's event dispatcher by one posted
+/// event, so that it takes its turn among all other events. The handlers themselves travel here, under a standard
+/// mutex.
 ///
 /// Where nothing can be posted, because there is no application or no memory, the handlers stay here unannounced; the
 /// thread's next announced handler or its wait() runs them.
@@ -475,9 +477,9 @@ private:
         m_work.notify_all();
     }
 
-    /// A wake-up is lost to the innermost wait when something else of this thread took it: a wait nested in a handler, or a
-    /// handler that processed events itself. So the last look before sleeping is here, after all handlers. An event loop
-    /// that a handler runs on top of the wait sleeps as it likes.
+    /// A wake-up is lost to the innermost wait when something else of this thread took it: a wait nested in a handler,
+    /// or a handler that processed events itself. So the last look before sleeping is here, after all handlers. An
+    /// event loop that a handler runs on top of the wait sleeps as it likes.
     void aboutToSleep() noexcept
     {
         if (m_top && m_top->isSettled() && m_top->m_loopLevel == QThread::currentThread()->loopLevel())
@@ -520,9 +522,9 @@ struct ThreadData {
     }
 };
 
-/// The calling thread's own; null once it has been destroyed with the thread. Visible, so that all shared libraries of a
-/// process find the same one. Where they do not, each has its own, and the only loss is that a wait nested in one of another
-/// library may keep the processor busy.
+/// The calling thread's own; null once it has been destroyed with the thread. Visible, so that all shared libraries of
+/// a process find the same one. Where they do not, each has its own, and the only loss is that a wait nested in one of
+/// another library may keep the processor busy.
 QTPROMISE_VISIBLE inline ThreadData *threadData()
 {
     static thread_local bool isOver = false;
@@ -593,19 +595,27 @@ inline void WaitFrame::processEvents()
         m_queue.sleepWithoutDispatcher(*this);
         return;
     }
+    // Deferred deletions of this wait's own level come only when asked for, and then overtake all other posted events.
+    // So they are asked for when nothing else is left, lest an object miss what was posted to it before; but not never,
+    // if a timer keeps the dispatcher busy all the time.
+    for (int round = 0; round < 100 && m_dispatcher->processEvents(QEventLoop::AllEvents); ++round) {
+        if (isSettled())
+            return;
+    }
+    if (isSettled())
+        return;
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     if (!isSettled())
         m_dispatcher->processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
 }
 
 /// Returns once the promise has settled. Every settling wakes the event dispatchers of the threads that wait for it; a
-/// wake-up sent between the look and the sleep is kept by the dispatcher, so none is missed.
-inline void waitFor(const std::shared_ptr<State> &state)
+/// wake-up sent between the look and the sleep is kept by the dispatcher, so none is missed. The caller keeps the state
+/// alive.
+inline void waitFor(State &awaited)
 {
-    if (state->status() != State::Status::Pending)
+    if (awaited.status() != State::Status::Pending)
         return;
-    // The promise that was waited on may be gone before the wait is over.
-    const std::shared_ptr<State> kept = state;
     const std::shared_ptr<HandlerQueue> queue = HandlerQueue::current();
     WaitFrame frame(*queue);
     struct Enrolment {
@@ -613,14 +623,14 @@ inline void waitFor(const std::shared_ptr<State> &state)
         WaitFrame &frame;
         ~Enrolment() { state.withdraw(frame); }
     };
-    kept->enrol(frame);
-    const Enrolment enrolment{*kept, frame};
+    awaited.enrol(frame);
+    const Enrolment enrolment{awaited, frame};
     while (!frame.isSettled())
         frame.processEvents();
 }
 
-/// A handle that settles a promise once; shared by all copies of the functors that settle that promise. It lets go of the
-/// promise when it is used, so a functor that is kept for long keeps nothing alive.
+/// A handle that settles a promise once; shared by all copies of the functors that settle that promise. It lets go of
+/// the promise when it is used, so a functor that is kept for long keeps nothing alive.
 class Settler
 {
 public:

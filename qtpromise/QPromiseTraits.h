@@ -96,16 +96,16 @@ Outcome evaluate(Call &call, GivesPromise)
     return outcome;
 }
 
-/// What a promise of T settles with when it takes the result of `call`: value, promise or exception. For void any result will
-/// do.
+/// What a promise of T settles with when it takes the result of `call`: value, promise or exception. For void any
+/// result will do.
 template <typename T, typename Call>
 Outcome outcomeOf(Call call) noexcept
 {
     using R = std::decay_t<decltype(call())>;
     using Given = Unwrapped<R>;
     static_assert(std::is_void<T>::value || !std::is_void<Given>::value, "the handler has to return a value");
-    static_assert(std::is_void<T>::value || std::is_same<Given, T>::value
-                      || (!IsPromise<R>::value && std::is_convertible<Given, T>::value),
+    static_assert(std::is_void<T>::value || std::is_same<Given, T>::value ||
+                      (!IsPromise<R>::value && std::is_convertible<Given, T>::value),
                   "the handler returns the wrong type for this promise");
     using Kind = std::conditional_t<IsPromise<R>::value, GivesPromise,
                                     std::conditional_t<std::is_void<T>::value, GivesNothing, GivesValue>>;
@@ -221,13 +221,13 @@ template <typename F>
 struct ErrorArgument<F *, void> : ArgumentOf<F *> {
 };
 
-template <typename E>
+/// How an error is caught for a handler. Pointers by value: clang looks for a pointer caught by reference in the wrong
+/// place when the exception was rethrown from a std::exception_ptr.
+template <typename Arg>
 struct Caught {
-    using type = const std::decay_t<E> &;
-};
-template <typename E>
-struct Caught<E &> {
-    using type = E &;
+    using E = std::decay_t<Arg>;
+    using Reference = std::conditional_t<std::is_lvalue_reference<Arg>::value, Arg, const E &>;
+    using type = std::conditional_t<std::is_pointer<E>::value, E, Reference>;
 };
 
 template <typename Target, typename F>
@@ -281,7 +281,10 @@ std::exception_ptr errorPointer(E &&error)
 {
     return std::make_exception_ptr(std::decay_t<E>(std::forward<E>(error)));
 }
-inline std::exception_ptr errorPointer(std::exception_ptr error) { return error; }
+inline std::exception_ptr errorPointer(std::exception_ptr error)
+{
+    return error;
+}
 
 template <typename Sequence>
 using ElementOf = std::decay_t<decltype(*std::begin(std::declval<const Sequence &>()))>;
@@ -303,8 +306,8 @@ using TakesIndex = typename IsCallable<F &, const V &, int>::type;
 
 /// What `map` collects from one call.
 template <typename Sequence, typename F>
-using MappedElement = Unwrapped<decltype(callForElement(std::declval<F &>(), std::declval<const ElementOf<Sequence> &>(), 0,
-                                                        TakesIndex<F, ElementOf<Sequence>>()))>;
+using MappedElement = Unwrapped<decltype(callForElement(
+    std::declval<F &>(), std::declval<const ElementOf<Sequence> &>(), 0, TakesIndex<F, ElementOf<Sequence>>()))>;
 
 } // namespace Detail
 } // namespace QtPromise

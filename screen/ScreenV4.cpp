@@ -98,6 +98,7 @@ struct ScreenWrite {
     bool over = false;
     int codes = enSuccess; ///< bitwise OR
     bool rejected = false;
+    int rejectedIndex = -1; ///< of the sub-screen; the last one's where there are several
     std::exception_ptr exhausted;
 
     /// One sub-screen's write, which waits until its device has settled.
@@ -362,8 +363,9 @@ EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coeffic
                 write->exhausted = std::current_exception();
                 return enTimeout;
             })
-            .fail([write] {
+            .fail([write, index] {
                 write->rejected = true;
+                write->rejectedIndex = index;
                 return enTimeout;
             });
     };
@@ -386,7 +388,7 @@ EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coeffic
     if (write->exhausted)
         std::rethrow_exception(write->exhausted);
     if (write->rejected)
-        qCCritical(lcCorrection) << "the write of a subscreen was rejected";
+        logFailure("write of a subscreen rejected. pSubScreens:%1", write->rejectedIndex);
 
     const auto result = write->rejected ? enTimeout : EnumErrorCode(write->codes);
     qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
