@@ -222,7 +222,7 @@ public:
     QPromise<T> wait() const
     {
         // This handle may be gone before the wait is over.
-        const QPromise<T> self = Detail::Access::promise<T>(m_state);
+        QPromise<T> self = Detail::Access::promise<T>(m_state);
         Detail::waitFor(*Detail::Access::state(self));
         return self;
     }

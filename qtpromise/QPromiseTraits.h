@@ -243,7 +243,7 @@ Outcome onErrorOf(F &handler, const std::shared_ptr<State> &source, E *) noexcep
     using Catch = typename Caught<typename ErrorArgument<F>::type>::type;
     try {
         std::rethrow_exception(source->error());
-    } catch (Catch error) {
+    } catch (Catch error) { // NOLINT(cert-err09-cpp,cert-err61-cpp): by value for pointers only, see Caught
         return outcomeOf<Target>([&]() -> decltype(auto) { return handler(error); });
     } catch (...) {
         return source->outcome();

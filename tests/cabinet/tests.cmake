@@ -1,0 +1,5 @@
+correction_test(cabinet/tst_cabinetframe.cpp)
+correction_test(cabinet/tst_cabinetcoefficients.cpp)
+correction_test(cabinet/tst_cabinetparameters.cpp)
+correction_test(cabinet/tst_cabinetmoduleflash.cpp)
+correction_test(cabinet/tst_cabinets.cpp)

@@ -1,0 +1,36 @@
+correction_test(interface/tst_slotorders.cpp)
+
+set(interface_dir "${CMAKE_CURRENT_LIST_DIR}")
+cmake_host_system_information(RESULT interface_cores QUERY NUMBER_OF_LOGICAL_CORES)
+
+# Every public header by itself, in both language standards and with both compilers, whatever this build uses.
+if(QTPROMISE_INCLUDE_DIR)
+  set(interface_promise -isystem "${QTPROMISE_INCLUDE_DIR}")
+else()
+  set(interface_promise -I "${PROJECT_SOURCE_DIR}/qtpromise")
+endif()
+foreach(compiler IN ITEMS g++ clang++)
+  foreach(standard IN ITEMS 14 17)
+    set(name headers_stand_alone_${compiler}_${standard})
+    add_test(NAME ${name}
+      COMMAND "${interface_dir}/headers_stand_alone.sh" ${compiler} ${standard} "${PROJECT_SOURCE_DIR}" ${interface_promise}
+        -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Core,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
+        -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Gui,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
+      COMMAND_EXPAND_LISTS)
+    # It keeps all cores busy by itself.
+    set_tests_properties(${name} PROPERTIES PROCESSORS ${interface_cores})
+  endforeach()
+endforeach()
+
+add_test(NAME exported_symbols
+  COMMAND "${interface_dir}/exported_symbols.sh" "${CMAKE_NM}" "${CMAKE_READELF}" "$<TARGET_FILE:correction>"
+    "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-simulator>")
+
+add_test(NAME consumer
+  COMMAND "${interface_dir}/consumer.sh" "${CMAKE_COMMAND}" "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}"
+    "${CMAKE_CURRENT_BINARY_DIR}/consumer" "${PROJECT_VERSION}" "${CMAKE_GENERATOR}" "${CMAKE_CXX_COMPILER}"
+    "${CMAKE_BUILD_TYPE}" "${CMAKE_CXX_FLAGS}")
+set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores})
+
+add_test(NAME house COMMAND "${interface_dir}/house.sh" "${PROJECT_SOURCE_DIR}")
+add_test(NAME house_finds_faults COMMAND "${interface_dir}/house_finds_faults.sh" "${PROJECT_SOURCE_DIR}")

@@ -1,0 +1,8 @@
+correction_test(model/tst_enumerations.cpp)
+correction_test(model/tst_records.cpp)
+correction_test(model/tst_grids.cpp)
+correction_test(model/tst_encodings.cpp)
+correction_test(model/tst_requestparser.cpp)
+correction_test(model/tst_cabinetavgcoefficient.cpp)
+correction_test(model/tst_coefficientptr.cpp)
+correction_test(model/tst_exhaustion.cpp)

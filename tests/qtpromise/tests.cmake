@@ -1,0 +1,2 @@
+correction_test(qtpromise/tst_qpromise.cpp)
+correction_test(qtpromise/tst_qpromise_threads.cpp)

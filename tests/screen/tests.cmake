@@ -1,0 +1,8 @@
+correction_test(screen/tst_cabinetmanager.cpp)
+correction_test(screen/tst_screenstructure.cpp)
+correction_test(screen/tst_subscreentransfer.cpp)
+correction_test(screen/tst_subscreenparameters.cpp)
+correction_test(screen/tst_discovery.cpp)
+correction_test(screen/tst_testpatterns.cpp)
+correction_test(screen/tst_screenoperations.cpp)
+correction_test(screen/tst_screenwrite.cpp)
