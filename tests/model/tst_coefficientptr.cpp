@@ -15,8 +15,9 @@ using namespace Correction;
 namespace
 {
 
-/// What `::operator new` has handed out and not taken back; allocations of Qt's containers go past it.
-int liveBlocks = 0;
+/// What `::operator new` has handed out on this thread and not taken back (Qt Test has a thread of its own); allocations of
+/// Qt's containers go past it.
+thread_local int liveBlocks = 0;
 
 } // namespace
 

@@ -917,6 +917,7 @@ private Q_SLOTS:
         for (int round = 0; round < 100; ++round) {
             const Deferred<int> deferred;
             Gate attached;
+            std::unique_ptr<QThread> thread; // goes after the settler has been joined
             const Worker settler([&] {
                 attached.pass();
                 (*deferred.resolve)(5);
@@ -928,7 +929,7 @@ private Q_SLOTS:
                 attached.open();
             };
             if (round % 2) {
-                const std::unique_ptr<QThread> thread(QThread::create(work));
+                thread.reset(QThread::create(work));
                 thread->start();
                 attached.pass();
                 QVERIFY(thread->wait());
