@@ -24,8 +24,7 @@ QVariantList onlyId(const QVariant &id)
 }
 
 constexpr StoreRow saveRows[] = {
-    {enSaveCommonCoefficient, &Correctionop::saveCabinetsCoeffcient,
-     "saveParameter enCommonCoefficient timeout. cid:%1"},
+    {enSaveCommonCoefficient, &Correctionop::saveCabinetsCoeffcient, "saveParameter enCommonCoefficient timeout. cid:%1"},
     {enSaveMultilayerCoefficient, &Correctionop::saveCabinetsMultilayerCoeffcient,
      "saveParameter enCommonCoefficient timeout. cid:%1"}, // the chroma text serves both
     {enSaveLowgrayCoefficient, &Correctionop::saveCabinetsLowgrayCoeffcient,
@@ -100,21 +99,19 @@ constexpr ModuleFlashRow clearRow{"clearModuleCoefficient ",
                                   nullptr,
                                   nullptr};
 
-constexpr ModuleFlashRow reloadRow{
-    "reloadModuleCoefficient ",
-    &CabinetInfoOperator::reloadModuleCoefficient,
-    "call reloadModuleCoefficient() fail. timeout. device:%1",
-    "call reloadModuleCoefficient.getFlashCheckInfo() fail. timeout. device:%1",
-    "call reloadModuleCoefficient.getFlashCheckInfo().lenth == 0  fail device:%1",
-    "call reloadModuleCoefficient.getFlashCheckInfo().flashList.lenth == 0  fail device:%1"};
+constexpr ModuleFlashRow reloadRow{"reloadModuleCoefficient ",
+                                   &CabinetInfoOperator::reloadModuleCoefficient,
+                                   "call reloadModuleCoefficient() fail. timeout. device:%1",
+                                   "call reloadModuleCoefficient.getFlashCheckInfo() fail. timeout. device:%1",
+                                   "call reloadModuleCoefficient.getFlashCheckInfo().lenth == 0  fail device:%1",
+                                   "call reloadModuleCoefficient.getFlashCheckInfo().flashList.lenth == 0  fail device:%1"};
 
-constexpr ModuleFlashRow saveRow{
-    "saveModuleCoefficient ",
-    &CabinetInfoOperator::saveModuleCoefficient,
-    "call saveModuleCoefficient() fail. timeout. device:%1",
-    "call saveModuleCoefficient.getFlashCheckInfo() fail. timeout. device:%1",
-    "call saveModuleCoefficient.getFlashCheckInfo().lenth == 0  fail device:%1",
-    "call saveModuleCoefficient.getFlashCheckInfo().flashList.lenth == 0  fail device:%1"};
+constexpr ModuleFlashRow saveRow{"saveModuleCoefficient ",
+                                 &CabinetInfoOperator::saveModuleCoefficient,
+                                 "call saveModuleCoefficient() fail. timeout. device:%1",
+                                 "call saveModuleCoefficient.getFlashCheckInfo() fail. timeout. device:%1",
+                                 "call saveModuleCoefficient.getFlashCheckInfo().lenth == 0  fail device:%1",
+                                 "call saveModuleCoefficient.getFlashCheckInfo().flashList.lenth == 0  fail device:%1"};
 
 /// Makes sure that the flash check lists a card with a module first. What the check says about them does not matter here.
 EnumErrorCode checkModuleFlash(const ModuleFlashRow &row, ICabinet &cabinet, const QString &deviceKey,
@@ -138,7 +135,8 @@ EnumErrorCode checkModuleFlash(const ModuleFlashRow &row, ICabinet &cabinet, con
 
 EnumErrorCode callModuleFlash(const ModuleFlashRow &row, const CabinetInfo &cabinet, int type, int allowance)
 {
-    QVariantMap request = variantMap({{QStringLiteral("cids"), onlyId(cabinet.id.toULongLong())}, {QStringLiteral("type"), type}});
+    QVariantMap request =
+        variantMap({{QStringLiteral("cids"), onlyId(cabinet.id.toULongLong())}, {QStringLiteral("type"), type}});
     QVariantMap reply;
     const EnumErrorCode code = callDevice(FailureLine{row.failure, cabinet.deviceKey}, row.operation, cabinet.deviceKey,
                                           request, reply, allowanceForType(allowance, type));
@@ -199,14 +197,15 @@ EnumErrorCode CabinetV4::setCoefficients(const QPoint &position, ICoefficient &c
         || qint64(position.y()) + coefficient.getPixelRow() > heightOf(m_pCabinet->rect))
         return enArgumentMismatch;
 
-    const QVariantMap size = variantMap({{QStringLiteral("height"), coefficient.getPixelRow()},
-                           {QStringLiteral("width"), coefficient.getPixelCol()}});
+    const QVariantMap size = variantMap(
+        {{QStringLiteral("height"), coefficient.getPixelRow()}, {QStringLiteral("width"), coefficient.getPixelCol()}});
     const QVariantMap point = variantMap({{QStringLiteral("x"), position.x()}, {QStringLiteral("y"), position.y()}});
-    const QVariantMap block = variantMap({
-        {QStringLiteral("area"), variantMap({{QStringLiteral("size"), size}, {QStringLiteral("point"), point}})},
-        {QStringLiteral("coefficients"), coefficient.toBase64()}});
+    const QVariantMap block =
+        variantMap({{QStringLiteral("area"), variantMap({{QStringLiteral("size"), size}, {QStringLiteral("point"), point}})},
+                    {QStringLiteral("coefficients"), coefficient.toBase64()}});
     const QVariantList request{block};
-    qCDebug(lcCorrection) << "Correction::CabinetV4::setCoefficients" << "deviceKey:" << m_pCabinet->deviceKey;
+    qCDebug(lcCorrection) << "Correction::CabinetV4::setCoefficients"
+                          << "deviceKey:" << m_pCabinet->deviceKey;
 
     bool (Correctionop::*upload)(const QString &, const QString &, const QVariantList &, QVariantMap &) = nullptr;
     switch (coefficient.getType()) {
@@ -275,8 +274,8 @@ EnumErrorCode CabinetV4::getBrightnessRange(BrightnessRange &range)
     if (!m_pCabinet)
         return enInvalidParameter;
     QVariantMap reply;
-    const EnumErrorCode code = callDevice(Quietly(), &CabinetInfoOperator::getCabinetBrightnessRange,
-                                          m_pCabinet->deviceKey, m_pCabinet->id, reply);
+    const EnumErrorCode code =
+        callDevice(Quietly(), &CabinetInfoOperator::getCabinetBrightnessRange, m_pCabinet->deviceKey, m_pCabinet->id, reply);
     if (code == enSuccess) {
         range.max = reply.value(QStringLiteral("brightness.max")).toUInt();
         range.min = reply.value(QStringLiteral("brightness.min")).toUInt();
@@ -290,8 +289,8 @@ EnumErrorCode CabinetV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
     if (!m_pCabinet)
         return enInvalidParameter;
     QVariantMap reply;
-    const EnumErrorCode code = callDevice(Quietly(), &CabinetInfoOperator::getCabinetGammaCustomValue,
-                                          m_pCabinet->deviceKey, m_pCabinet->id, reply);
+    const EnumErrorCode code = callDevice(Quietly(), &CabinetInfoOperator::getCabinetGammaCustomValue, m_pCabinet->deviceKey,
+                                          m_pCabinet->id, reply);
     if (code == enSuccess) {
         // A cabinet's own tables come back with green and blue exchanged.
         auto filled = table;
@@ -309,7 +308,7 @@ EnumErrorCode CabinetV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &ta
         return enInvalidParameter;
     for (auto channel = table.cbegin(); channel != table.cend(); ++channel) {
         const QVariantMap request = variantMap({{QStringLiteral("type"), int(channel.key())},
-                                  {QStringLiteral("gammaTable"), QVariant::fromValue(channel.value())}});
+                                                {QStringLiteral("gammaTable"), QVariant::fromValue(channel.value())}});
         const EnumErrorCode code = callDevice(Quietly(), &CabinetInfoOperator::setCabinetGammaCustomValue,
                                               m_pCabinet->deviceKey, m_pCabinet->id, request, IgnoredReply());
         if (code != enSuccess)
@@ -346,16 +345,16 @@ EnumErrorCode CabinetV4::setConfigFile(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return enFileError;
-    // A file that is too large is cut short without an error, either here or as a text. Special files may well hold more than
-    // the size they report.
+    // A file that is too large is cut short without an error, either here or as a text. Special files may well hold more
+    // than the size they report.
     const QByteArray bytes = file.readAll();
     const QString config = Base64::encode(bytes);
     if (file.error() != QFileDevice::NoError || bytes.size() < file.size() || config.isEmpty() != bytes.isEmpty()) {
         logFailure("cannot read the configuration file %1: %2", path, file.errorString());
         return enFileError;
     }
-    const QVariantMap request = variantMap({{QStringLiteral("idList"), onlyId(m_pCabinet->id.toULongLong())},
-                              {QStringLiteral("config"), config}});
+    const QVariantMap request =
+        variantMap({{QStringLiteral("idList"), onlyId(m_pCabinet->id.toULongLong())}, {QStringLiteral("config"), config}});
     return callDevice(FailureLine{"call setSingleConfigFile() fail. timeout. device:%1", m_pCabinet->deviceKey},
                       &CabinetInfoOperator::setSingleConfigFile, m_pCabinet->deviceKey, m_pCabinet->id, request,
                       IgnoredReply());
@@ -392,7 +391,8 @@ EnumErrorCode CabinetV4::setCabinetflags(const QString &flag)
         callDevice(FailureLine{"call setCabinetSnflags() fail. timeout. device:%1", m_pCabinet->deviceKey},
                    &CabinetInfoOperator::setCabinetSnflags, m_pCabinet->deviceKey, request, reply);
     if (code == enSuccess)
-        qCDebug(lcCorrection) << "setCabinetflags " << "deviceKey:" << m_pCabinet->deviceKey << " res :" << reply;
+        qCDebug(lcCorrection) << "setCabinetflags "
+                              << "deviceKey:" << m_pCabinet->deviceKey << " res :" << reply;
     return code;
 }
 
@@ -443,11 +443,13 @@ EnumErrorCode CabinetV4::getFlashCheckInfo(QList<RxCardFlashCheckInfo> &list)
     list.append(cards);
     if (lcCorrection().isDebugEnabled()) {
         for (const RxCardFlashCheckInfo &card : qAsConst(list)) {
-            qCDebug(lcCorrection) << "getFlashCheckCode " << "deviceKey:" << m_pCabinet->deviceKey
-                                  << " out.outPutId : " << card.outPutId << "out.rxcardId:" << card.rxcardId;
+            qCDebug(lcCorrection) << "getFlashCheckCode "
+                                  << "deviceKey:" << m_pCabinet->deviceKey << " out.outPutId : " << card.outPutId
+                                  << "out.rxcardId:" << card.rxcardId;
             for (const FlashCheckInfo &module : card.flashList) {
-                qCDebug(lcCorrection) << "getFlashCheckCode.flashList " << "x: " << module.point.x()
-                                      << "y: " << module.point.y() << " checkInfo.resutlt :" << module.resutlt;
+                qCDebug(lcCorrection) << "getFlashCheckCode.flashList "
+                                      << "x: " << module.point.x() << "y: " << module.point.y()
+                                      << " checkInfo.resutlt :" << module.resutlt;
             }
         }
     }
@@ -491,14 +493,15 @@ EnumErrorCode CabinetV4::setModuleflags(QList<CabinetsModuleFlag> &flags)
     QVariantList modules;
     for (const CabinetsModuleFlag &module : qAsConst(flags))
         modules.append(variantMap({{QStringLiteral("id"), module.id}, {QStringLiteral("flag"), module.flag}}));
-    const QVariantList request{variantMap({{QStringLiteral("id"), m_pCabinet->id.toULongLong()},
-                                           {QStringLiteral("moduleflags"), modules}})};
+    const QVariantList request{
+        variantMap({{QStringLiteral("id"), m_pCabinet->id.toULongLong()}, {QStringLiteral("moduleflags"), modules}})};
     QVariantMap reply;
     const EnumErrorCode code =
         callDevice(FailureLine{"call setModuleflags() fail. timeout. device:%1", m_pCabinet->deviceKey},
                    &CabinetInfoOperator::setModuleflags, m_pCabinet->deviceKey, request, reply);
     if (code == enSuccess)
-        qCDebug(lcCorrection) << "setModuleflags " << "deviceKey:" << m_pCabinet->deviceKey << " res :" << reply;
+        qCDebug(lcCorrection) << "setModuleflags "
+                              << "deviceKey:" << m_pCabinet->deviceKey << " res :" << reply;
     return code;
 }
 

@@ -24,7 +24,8 @@ bool CabinetsV4::toDeviceCabinetsMap(QMap<QString, QList<ICabinet *>> &devices)
 {
     for (ICabinet *cabinet : qAsConst(m_cabinets)) {
         if (!cabinet) {
-            qCCritical(lcCorrection) << "Correction::CabinetsV4::toDeviceCabinetsMap" << "nullptr == it";
+            qCCritical(lcCorrection) << "Correction::CabinetsV4::toDeviceCabinetsMap"
+                                     << "nullptr == it";
             return false;
         }
         devices[cabinet->getDeviceKey()].append(cabinet);
@@ -36,14 +37,16 @@ EnumErrorCode CabinetsV4::send(PerDevice perDevice)
 {
     QMap<QString, QList<ICabinet *>> devices;
     if (!toDeviceCabinetsMap(devices)) {
-        qCCritical(lcCorrection) << "Correction::CabinetsV4::send" << "cannot convert to cabinet map!";
+        qCCritical(lcCorrection) << "Correction::CabinetsV4::send"
+                                 << "cannot convert to cabinet map!";
         return enInvalidParameter;
     }
     for (auto device = devices.cbegin(); device != devices.cend(); ++device) {
         QVariantList ids;
         for (ICabinet *cab : device.value()) {
             if (nullptr == cab) {
-                qCCritical(lcCorrection) << "Correction::CabinetsV4::send" << "nullptr == cab";
+                qCCritical(lcCorrection) << "Correction::CabinetsV4::send"
+                                         << "nullptr == cab";
                 return enInvalidParameter;
             }
             ids.append(cab->getID());
@@ -76,9 +79,8 @@ EnumErrorCode CabinetsV4::saveUserCoefficient()
 EnumErrorCode CabinetsV4::saveFactoryCoefficient()
 {
     return send([](const QString &deviceKey, QVariantList &ids) {
-        return callGroup("Correction::CabinetsV4::saveFactoryCoefficient",
-                         &Correctionop::saveCabinetsFactoryCoefficient, "save cabinets factory coefficient timeout!",
-                         deviceKey, ids);
+        return callGroup("Correction::CabinetsV4::saveFactoryCoefficient", &Correctionop::saveCabinetsFactoryCoefficient,
+                         "save cabinets factory coefficient timeout!", deviceKey, ids);
     });
 }
 
@@ -93,9 +95,8 @@ EnumErrorCode CabinetsV4::showUserCoefficient()
 EnumErrorCode CabinetsV4::showFactoryCoefficient()
 {
     return send([](const QString &deviceKey, QVariantList &ids) {
-        return callGroup("Correction::CabinetsV4::showFactoryCoefficient",
-                         &Correctionop::showCabinetsFactoryCoefficient, "show cabinets user coefficient timeout!",
-                         deviceKey, ids);
+        return callGroup("Correction::CabinetsV4::showFactoryCoefficient", &Correctionop::showCabinetsFactoryCoefficient,
+                         "show cabinets user coefficient timeout!", deviceKey, ids);
     });
 }
 

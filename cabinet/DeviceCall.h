@@ -51,8 +51,8 @@ void logMissingService();
 void logServiceException();
 } // namespace detail
 
-/// Runs `call` on the service. False when it answers false, when the host has no such service, and when it throws anything but
-/// std::bad_alloc: no other exception leaves the library.
+/// Runs `call` on the service. False when it answers false, when the host has no such service, and when it throws anything
+/// but std::bad_alloc: no other exception leaves the library.
 template <class Service, class Call>
 bool askService(Call call)
 {

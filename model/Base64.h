@@ -4,8 +4,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
-/// Base64 (RFC 4648, section 4: standard alphabet, padded) between grid values and the UTF-16 text in which they travel, in one
-/// pass and without an intermediate byte array. 16-bit values stand low byte first.
+/// Base64 (RFC 4648, section 4: standard alphabet, padded) between grid values and the UTF-16 text in which they travel, in
+/// one pass and without an intermediate byte array. 16-bit values stand low byte first.
 namespace Correction {
 namespace Base64 {
 

@@ -36,7 +36,8 @@ public:
         return 1 + (value >= 10) + (value >= 100) + (value >= 1000) + (value >= 10000);
     }
 
-    /// Writes a number and gives the place behind it. Up to three characters more may be overwritten, never at or behind `end`.
+    /// Writes a number and gives the place behind it. Up to three characters more may be overwritten, never at or behind
+    /// `end`.
     char16_t *write(unsigned short value, char16_t *out, const char16_t *end) const
     {
         const int digits = digitsOf(value);
@@ -59,8 +60,7 @@ private:
 
 Coefficient::Coefficient(int pixelCol, int pixelRow)
     : m_pixelRow(pixelRow), m_pixelCol(pixelCol), m_pixelLength(pixelLength),
-      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, pixelLength})),
-      m_type(enCommonCoefficient)
+      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, pixelLength})), m_type(enCommonCoefficient)
 {
 }
 
@@ -145,8 +145,9 @@ QString Coefficient::toBase64()
 EnumErrorCode Coefficient::tryGetAvg(QVector<unsigned short> &average)
 {
     if (!valid()) {
-        qCDebug(lcCorrection) << "Correction::Coefficient::tryGetAvg" << "coefficient count:" << m_coefficients.size()
-                              << "m_pixelCol:" << m_pixelCol << "m_pixelRow:" << m_pixelRow;
+        qCDebug(lcCorrection) << "Correction::Coefficient::tryGetAvg"
+                              << "coefficient count:" << m_coefficients.size() << "m_pixelCol:" << m_pixelCol
+                              << "m_pixelRow:" << m_pixelRow;
         return enInvalidParameter;
     }
     // A sum of 16-bit values is exact in integers, and so close to no multiple of the count that a division of doubles would
@@ -154,8 +155,8 @@ EnumErrorCode Coefficient::tryGetAvg(QVector<unsigned short> &average)
     std::array<quint64, pixelLength> sums{};
     const unsigned short *value = m_coefficients.constData();
     const unsigned short *const end = value + m_coefficients.size();
-    // Rows of many pixels are added up in 32 bits, which the compiler turns into vector instructions, for as many rows as these
-    // hold.
+    // Rows of many pixels are added up in 32 bits, which the compiler turns into vector instructions, for as many rows as
+    // these hold.
     constexpr int rowLength = 16 * pixelLength;
     constexpr qint64 rowsAtOnce = 0xffffffff / 0xffff;
     while (end - value >= rowLength) {

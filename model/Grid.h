@@ -102,10 +102,7 @@ struct Block {
 
     explicit Block(const QRect &rect) : x(rect.x()), y(rect.y()), w(widthOf(rect)), h(heightOf(rect)) {}
 
-    bool endsInside(const Shape &shape) const
-    {
-        return qint64(x) + w <= shape.columns && qint64(y) + h <= shape.rows;
-    }
+    bool endsInside(const Shape &shape) const { return qint64(x) + w <= shape.columns && qint64(y) + h <= shape.rows; }
 
     void log(QDebug &stream, const Shape &shape) const
     {
@@ -116,10 +113,10 @@ struct Block {
 
 /// Rows of a block between a grid and a dense buffer.
 ///
-/// Row i of the block stands at pixel x + (y + i) * columns of the grid, and at pixel i * w of the buffer: the part test lets
-/// negative positions through, so a row may begin before the grid's first value or reach into the neighbouring row. Calls
-/// `copy(gridIndex, bufferIndex, count)` for the stretch of each row that lies inside both, and visits no other row, however
-/// large the block is. Returns whether that was the whole block.
+/// Row i of the block stands at pixel x + (y + i) * columns of the grid, and at pixel i * w of the buffer: the part test
+/// lets negative positions through, so a row may begin before the grid's first value or reach into the neighbouring row.
+/// Calls `copy(gridIndex, bufferIndex, count)` for the stretch of each row that lies inside both, and visits no other row,
+/// however large the block is. Returns whether that was the whole block.
 template <class Copy>
 bool forEachRow(const Shape &shape, const Block &block, qint64 gridValues, qint64 bufferValues, Copy copy)
 {
@@ -176,11 +173,11 @@ EnumErrorCode paste(const Names &names, const Shape &shape, bool valid, Values &
 
     using Value = typename Values::value_type;
     const Value *const from = source.constData();
-    const bool whole = forEachRow(shape, block, values.size(), source.size(),
-                                  [&](qint64 inGrid, qint64 inBlock, qint64 count) {
-                                      Value *const to = values.data(); // here, so that only a row detaches
-                                      std::memmove(to + inGrid, from + inBlock, size_t(count) * sizeof(Value));
-                                  });
+    const bool whole =
+        forEachRow(shape, block, values.size(), source.size(), [&](qint64 inGrid, qint64 inBlock, qint64 count) {
+            Value *const to = values.data(); // here, so that only a row detaches
+            std::memmove(to + inGrid, from + inBlock, size_t(count) * sizeof(Value));
+        });
     if (!whole && lcCorrection().isWarningEnabled())
         block.log(qWarning(lcCorrection) << names.setPartCoefficient << "values left alone:" << source.size(), shape);
     return enSuccess;
@@ -211,10 +208,10 @@ bool cut(const Names &names, const Shape &shape, const Values &values, const QRe
     part = covered ? unfilled(valueCount<Values>(partShape), values) : zeros<Values>(partShape);
     Value *const to = part.data();
     const Value *const from = values.constData();
-    const bool whole = forEachRow(shape, block, values.size(), part.size(),
-                                  [=](qint64 inGrid, qint64 inBlock, qint64 count) {
-                                      std::memcpy(to + inBlock, from + inGrid, size_t(count) * sizeof(Value));
-                                  });
+    const bool whole =
+        forEachRow(shape, block, values.size(), part.size(), [=](qint64 inGrid, qint64 inBlock, qint64 count) {
+            std::memcpy(to + inBlock, from + inGrid, size_t(count) * sizeof(Value));
+        });
     if (!whole && lcCorrection().isWarningEnabled())
         block.log(qWarning(lcCorrection) << names.tryGetPart << "reaches outside the values:" << values.size(), shape);
     return true;

@@ -9,8 +9,14 @@ namespace Correction {
 const QLoggingCategory &lcCorrection();
 
 namespace detail {
-inline const QString &toText(const QString &text) { return text; }
-inline QString toText(int number) { return QString::number(number); }
+inline const QString &toText(const QString &text)
+{
+    return text;
+}
+inline QString toText(int number)
+{
+    return QString::number(number);
+}
 
 void logFailureText(const QString &text);
 } // namespace detail

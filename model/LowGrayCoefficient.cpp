@@ -8,7 +8,8 @@
 namespace Correction {
 namespace {
 
-constexpr Grid::Names names{"Correction::LowGrayCoefficient::setCoefficient", "Correction::LowGrayCoefficient::setPartCoefficient",
+constexpr Grid::Names names{"Correction::LowGrayCoefficient::setCoefficient",
+                            "Correction::LowGrayCoefficient::setPartCoefficient",
                             "Correction::LowGrayCoefficient::tryGetPart"};
 
 constexpr int pixelLength = 9;
@@ -17,8 +18,7 @@ constexpr int pixelLength = 9;
 
 LowGrayCoefficient::LowGrayCoefficient(int pixelCol, int pixelRow)
     : m_pixelRow(pixelRow), m_pixelCol(pixelCol), m_pixelLength(pixelLength),
-      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, pixelLength})),
-      m_type(enLowgrayCoefficient)
+      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, pixelLength})), m_type(enLowgrayCoefficient)
 {
 }
 

@@ -8,14 +8,18 @@
 namespace Correction {
 namespace {
 
-constexpr Grid::Names names{"Correction::MultilayerCoefficient::setCoefficient", "Correction::MultilayerCoefficient::setPartCoefficient",
+constexpr Grid::Names names{"Correction::MultilayerCoefficient::setCoefficient",
+                            "Correction::MultilayerCoefficient::setPartCoefficient",
                             "Correction::MultilayerCoefficient::tryGetPart"};
 
 constexpr int defaultPixelLength = 16;
 
 } // namespace
 
-MultilayerCoefficient::MultilayerCoefficient(int pixelCol, int pixelRow) : MultilayerCoefficient(pixelCol, pixelRow, defaultPixelLength) {}
+MultilayerCoefficient::MultilayerCoefficient(int pixelCol, int pixelRow)
+    : MultilayerCoefficient(pixelCol, pixelRow, defaultPixelLength)
+{
+}
 
 MultilayerCoefficient::MultilayerCoefficient(int pixelCol, int pixelRow, int pixelLength)
     : m_pixelRow(pixelRow), m_pixelCol(pixelCol), m_pixelLength(pixelLength),

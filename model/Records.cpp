@@ -109,8 +109,7 @@ CabinetBaseInfo featuresOf(const QVariant &element)
     CabinetBaseInfo info;
     const QVariantMap table = element.toMap().value(QStringLiteral("functionTable")).toMap();
     info.multilayercorrection = table.value(QStringLiteral("multilayercorrection")).toBool();
-    info.multilayerCorrectionLayer =
-        static_cast<quint8>(table.value(QStringLiteral("multilayerCorrectionLayer")).toUInt());
+    info.multilayerCorrectionLayer = static_cast<quint8>(table.value(QStringLiteral("multilayerCorrectionLayer")).toUInt());
     info.fineGrayscale = table.value(QStringLiteral("fineGrayscale")).toBool();
     info.xBitPlus = table.value(QStringLiteral("xBitPlus")).toBool();
     info.magicGray = table.value(QStringLiteral("magicGray")).toBool();

@@ -77,8 +77,7 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
     });
 }
 
-EnumErrorCode RequestParser::toCabinetMultilayerCoefficient(QRect cabinetRect, QList<QVariant> &reply,
-                                                            ICoefficient &target)
+EnumErrorCode RequestParser::toCabinetMultilayerCoefficient(QRect cabinetRect, QList<QVariant> &reply, ICoefficient &target)
 {
     // The kind that is let through is the chroma kind: devices answer multilayer reads in a form that no product reads yet,
     // and callers rely on the refusal.

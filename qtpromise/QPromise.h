@@ -8,8 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace QtPromise
-{
+namespace QtPromise {
 
 /// Fulfils its promise when called, with a value or with another promise, which is then followed. Copies belong to the
 /// same promise; the first call of any of them, or of its QPromiseReject, counts and later ones are ignored. May be
@@ -119,8 +118,8 @@ public:
         });
     }
     template <typename Resolver,
-              std::enable_if_t<Detail::IsCallable<Resolver &, QPromiseResolve<T>>::value &&
-                                   !Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value,
+              std::enable_if_t<Detail::IsCallable<Resolver &, QPromiseResolve<T>>::value
+                                   && !Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value,
                                int> = 0,
               typename = void>
     explicit QPromiseBase(Resolver &&resolver) : m_state(std::make_shared<Detail::State>())
@@ -201,8 +200,7 @@ public:
     {
         return attach<T>([call = std::decay_t<Handler>(std::forward<Handler>(handler))](
                              const std::shared_ptr<Detail::State> &source) mutable {
-            return source->isFailed() ? Detail::keptOutcome(source, Detail::onError<void>(call, source))
-                                      : source->outcome();
+            return source->isFailed() ? Detail::keptOutcome(source, Detail::onError<void>(call, source)) : source->outcome();
         });
     }
 
@@ -302,8 +300,7 @@ private:
     explicit QPromise(std::shared_ptr<Detail::State> state) : QPromiseBase<void>(std::move(state)) {}
 };
 
-namespace Detail
-{
+namespace Detail {
 
 /// Calls `fn` later in this thread, unless that ends before.
 template <typename F>

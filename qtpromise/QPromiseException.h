@@ -11,8 +11,7 @@
 #define QTPROMISE_VISIBLE Q_DECL_EXPORT
 #endif
 
-namespace QtPromise
-{
+namespace QtPromise {
 
 /// What `timeout()` rejects with when the time is over before the promise settles.
 class QTPROMISE_VISIBLE QPromiseTimeoutException : public QException

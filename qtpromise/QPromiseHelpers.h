@@ -12,8 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace QtPromise
-{
+namespace QtPromise {
 
 /// A fulfilled promise of the value's plain type.
 template <typename T, std::enable_if_t<!Detail::IsPromise<T>::value, int> = 0>
@@ -45,8 +44,7 @@ auto attempt(F &&fn, Args &&...args)
         Detail::outcomeOf<T>([&]() -> decltype(auto) { return std::forward<F>(fn)(std::forward<Args>(args)...); }));
 }
 
-namespace Detail
-{
+namespace Detail {
 
 template <typename R>
 struct GatheredType {
@@ -126,8 +124,8 @@ QPromise<Detail::Gathered<Detail::Unwrapped<Detail::ElementOf<Sequence>>>> all(c
     const auto gathering = std::make_shared<Detail::Gathering<R>>(count, state);
     std::size_t index = 0;
     for (const auto &promise : promises) {
-        Detail::Access::state(promise)->attach(Detail::makeJob(
-            nullptr, nullptr, [gathering, index](const std::shared_ptr<Detail::State> &source) noexcept {
+        Detail::Access::state(promise)->attach(
+            Detail::makeJob(nullptr, nullptr, [gathering, index](const std::shared_ptr<Detail::State> &source) noexcept {
                 gathering->take(index, source);
                 return Detail::Outcome();
             }));

@@ -26,10 +26,8 @@
 ///
 /// Memory. Whatever settling needs (the job, its event) is allocated when a handler is attached, so settling cannot
 /// fail.
-namespace QtPromise
-{
-namespace Detail
-{
+namespace QtPromise {
+namespace Detail {
 
 class HandlerQueue;
 class State;
@@ -452,8 +450,7 @@ private:
         QObject::connect(
             QThread::currentThread(), &QThread::finished, receiver, [this] { close(); }, Qt::DirectConnection);
         QObject::connect(
-            dispatcher, &QAbstractEventDispatcher::aboutToBlock, receiver, [this] { aboutToSleep(); },
-            Qt::DirectConnection);
+            dispatcher, &QAbstractEventDispatcher::aboutToBlock, receiver, [this] { aboutToSleep(); }, Qt::DirectConnection);
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_receiver = receiver;
         m_dispatcher = dispatcher;

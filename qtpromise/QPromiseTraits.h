@@ -12,14 +12,12 @@
 #include <utility>
 
 /// How handlers are called and what becomes of their results. Not for direct use.
-namespace QtPromise
-{
+namespace QtPromise {
 
 template <typename T>
 class QPromise;
 
-namespace Detail
-{
+namespace Detail {
 
 template <typename...>
 struct MakeVoid {
@@ -104,8 +102,8 @@ Outcome outcomeOf(Call call) noexcept
     using R = std::decay_t<decltype(call())>;
     using Given = Unwrapped<R>;
     static_assert(std::is_void<T>::value || !std::is_void<Given>::value, "the handler has to return a value");
-    static_assert(std::is_void<T>::value || std::is_same<Given, T>::value ||
-                      (!IsPromise<R>::value && std::is_convertible<Given, T>::value),
+    static_assert(std::is_void<T>::value || std::is_same<Given, T>::value
+                      || (!IsPromise<R>::value && std::is_convertible<Given, T>::value),
                   "the handler returns the wrong type for this promise");
     using Kind = std::conditional_t<IsPromise<R>::value, GivesPromise,
                                     std::conditional_t<std::is_void<T>::value, GivesNothing, GivesValue>>;
@@ -160,9 +158,8 @@ struct HandlerResult<std::nullptr_t, T> {
 template <typename Source, typename Target, typename F>
 Outcome onValue(F &handler, const std::shared_ptr<State> &source) noexcept
 {
-    return outcomeOf<Target>([&]() -> decltype(auto) {
-        return callWithValue<Source>(handler, *source, typename TakesValue<F, Source>::type());
-    });
+    return outcomeOf<Target>(
+        [&]() -> decltype(auto) { return callWithValue<Source>(handler, *source, typename TakesValue<F, Source>::type()); });
 }
 
 template <typename Source, typename Target>
@@ -306,8 +303,8 @@ using TakesIndex = typename IsCallable<F &, const V &, int>::type;
 
 /// What `map` collects from one call.
 template <typename Sequence, typename F>
-using MappedElement = Unwrapped<decltype(callForElement(
-    std::declval<F &>(), std::declval<const ElementOf<Sequence> &>(), 0, TakesIndex<F, ElementOf<Sequence>>()))>;
+using MappedElement = Unwrapped<decltype(callForElement(std::declval<F &>(), std::declval<const ElementOf<Sequence> &>(), 0,
+                                                        TakesIndex<F, ElementOf<Sequence>>()))>;
 
 } // namespace Detail
 } // namespace QtPromise

@@ -68,9 +68,8 @@ bool Drawing::hasPhase(const DrawingCheckerboard &board)
 
 QVariantMap Drawing::colorMap(const QColor &color)
 {
-    return variantMap({{QStringLiteral("r"), color.red()},
-                       {QStringLiteral("g"), color.green()},
-                       {QStringLiteral("b"), color.blue()}});
+    return variantMap(
+        {{QStringLiteral("r"), color.red()}, {QStringLiteral("g"), color.green()}, {QStringLiteral("b"), color.blue()}});
 }
 
 void DrawingCheckerboard::CalcRegionWH(int absX, int absY, int &firstSquareW, int &firstSquareH, int &lastColumnW,
@@ -92,8 +91,7 @@ void DrawingCheckerboard::CalcRegionColorToWH(int absX, int absY, QList<QVariant
     if (!Drawing::hasPhase(*this))
         return;
     const int count = colors.size();
-    const int column =
-        phaseOf(absX, widthOf(partRect), widthOf(regionRect), squareW, lastSquareColumnW, count);
+    const int column = phaseOf(absX, widthOf(partRect), widthOf(regionRect), squareW, lastSquareColumnW, count);
     const int row = phaseOf(absY, heightOf(partRect), heightOf(regionRect), squareH, lastSquareRowH, count);
     if (column < 0 || column >= count || row < 0 || row >= count)
         return;

@@ -26,9 +26,9 @@ using Quorvex::Communicator::HttpDevice::HttpProxy;
 
 ScreenManager *instance = nullptr;
 
-/// The records that the last refresh made. Registered cabinets refer to them, and the registry releases a cabinet without its
-/// record; so they are kept until the next refresh has emptied the registry. Never destroyed: cabinets may be used until the
-/// process ends.
+/// The records that the last refresh made. Registered cabinets refer to them, and the registry releases a cabinet without
+/// its record; so they are kept until the next refresh has emptied the registry. Never destroyed: cabinets may be used until
+/// the process ends.
 std::vector<std::unique_ptr<CabinetInfo>> &refreshRecords()
 {
     static auto *const records = new std::vector<std::unique_ptr<CabinetInfo>>;
@@ -140,8 +140,9 @@ EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device
             const int width = numberOf(cabinet, QStringLiteral("size.width"));
             const int height = numberOf(cabinet, QStringLiteral("size.height"));
             record->rect = rectOf(origin.x(), origin.y(), width, height);
-            qCDebug(lcCorrection) << "\n" << cid << "cabinet rect" << "x:" << origin.x() << "y:" << origin.y()
-                                  << "w:" << width << "h:" << height << "\n";
+            qCDebug(lcCorrection) << "\n"
+                                  << cid << "cabinet rect"
+                                  << "x:" << origin.x() << "y:" << origin.y() << "w:" << width << "h:" << height << "\n";
             registerCabinet(record);
             target.addCabinet(record->id, record->flag);
         }
@@ -177,8 +178,8 @@ void ScreenManager::init()
         return bool(connect(&proxy, &HttpProxy::deviceChanged, this, &ScreenManager::signal_screenChanged));
     });
     askService<ScreenInfo>([this](ScreenInfo &screenInfo) {
-        return bool(connect(&screenInfo, &ScreenInfo::signal_screenNameChanged, this,
-                            &ScreenManager::signal_screenNameChanged));
+        return bool(
+            connect(&screenInfo, &ScreenInfo::signal_screenNameChanged, this, &ScreenManager::signal_screenNameChanged));
     });
 }
 

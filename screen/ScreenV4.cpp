@@ -207,8 +207,7 @@ EnumErrorCode ScreenV4::setXBit(EnumXBitMode mode, bool enable)
     return fanOut(
         m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setXBit(mode, enable); },
         [=](const QString &key, EnumErrorCode) {
-            logFailure("Failed to set subscreen abl enable. SubScreen key: %1 code: %2 save type: %3", key, mode,
-                       enable);
+            logFailure("Failed to set subscreen abl enable. SubScreen key: %1 code: %2 save type: %3", key, mode, enable);
         });
 }
 
@@ -268,11 +267,13 @@ EnumErrorCode ScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
 
 EnumErrorCode ScreenV4::setPixelImageMode(unsigned char mode)
 {
-    qCDebug(lcCorrection) << "Correction::ScreenV4::setPixelImageMode" << ": begin!";
+    qCDebug(lcCorrection) << "Correction::ScreenV4::setPixelImageMode"
+                          << ": begin!";
     const EnumErrorCode code = fanOut(
         m_subScreens, [=](ISubScreen &subScreen) { return subScreen.setPixelImageMode(mode); },
         CodeLine{"Failed to set Image enable. SubScreen key: %1 code:%2"});
-    qCDebug(lcCorrection) << "Correction::ScreenV4::setPixelImageMode" << ": end!";
+    qCDebug(lcCorrection) << "Correction::ScreenV4::setPixelImageMode"
+                          << ": end!";
     return code;
 }
 
@@ -302,9 +303,9 @@ EnumErrorCode ScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &coef
             logFailure("Failed to get subScreen rect. SubScreen key: %1 code: %2", key, located);
             return located;
         }
-        qCDebug(lcCorrection) << "Correction::ScreenV4::tryGetCoefficients" << "subScreenRect x:" << subScreenRect.x()
-                              << "y:" << subScreenRect.y() << "w:" << widthOf(subScreenRect)
-                              << "h:" << heightOf(subScreenRect);
+        qCDebug(lcCorrection) << "Correction::ScreenV4::tryGetCoefficients"
+                              << "subScreenRect x:" << subScreenRect.x() << "y:" << subScreenRect.y()
+                              << "w:" << widthOf(subScreenRect) << "h:" << heightOf(subScreenRect);
         if (!subScreenRect.intersects(rect))
             continue;
         const QRect part = subScreenRect.intersected(rect);
@@ -331,29 +332,29 @@ EnumErrorCode ScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &coef
 QtPromise::QPromise<QList<ISubScreen *>> ScreenV4::tryGetSubScreenList(SubScreens &subScreens)
 {
     using List = QList<ISubScreen *>;
-    return QtPromise::QPromise<List>([&subScreens](const QtPromise::QPromiseResolve<List> &resolve,
-                                                   const QtPromise::QPromiseReject<List> &reject) {
-        List list;
-        for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
-            qCDebug(lcCorrection) << Q_FUNC_INFO << "deviceKey:" << entry.key();
-            if (!entry.value()) {
-                logFailure(emptySubScreen, entry.key());
-                reject(NullSubScreen());
-                return;
+    return QtPromise::QPromise<List>(
+        [&subScreens](const QtPromise::QPromiseResolve<List> &resolve, const QtPromise::QPromiseReject<List> &reject) {
+            List list;
+            for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
+                qCDebug(lcCorrection) << Q_FUNC_INFO << "deviceKey:" << entry.key();
+                if (!entry.value()) {
+                    logFailure(emptySubScreen, entry.key());
+                    reject(NullSubScreen());
+                    return;
+                }
+                list.append(entry.value());
             }
-            list.append(entry.value());
-        }
-        resolve(list);
-    });
+            resolve(list);
+        });
 }
 
 EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coefficient)
 {
     const auto write = std::make_shared<ScreenWrite>(rect, coefficient);
     const WriteScope scope(*write);
-    // Each write blocks in a wait of its own until its device has settled. As a turn of its own it is started by the event loop
-    // of the wait before it, so that all devices work at the same time. A rejected write must not end the chain while the
-    // others still use the grid, so it is noted and the others are waited for.
+    // Each write blocks in a wait of its own until its device has settled. As a turn of its own it is started by the event
+    // loop of the wait before it, so that all devices work at the same time. A rejected write must not end the chain while
+    // the others still use the grid, so it is noted and the others are waited for.
     const auto startOne = [write](ISubScreen *subScreen, int index) {
         qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
         qCDebug(lcCorrection) << Q_FUNC_INFO << QStringLiteral("pSubScreens:%1").arg(index);

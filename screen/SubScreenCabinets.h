@@ -10,8 +10,8 @@
 
 namespace Correction {
 
-/// Visits a sub-screen's cabinets in id order: `visit(id, cabinet)` answers a code, and `done(code)` says whether it ends the
-/// walk with that code. An id that the registry does not hold ends it with 3. The last code otherwise, `initial` without
+/// Visits a sub-screen's cabinets in id order: `visit(id, cabinet)` answers a code, and `done(code)` says whether it ends
+/// the walk with that code. An id that the registry does not hold ends it with 3. The last code otherwise, `initial` without
 /// cabinets.
 template <class Visit, class Done>
 EnumErrorCode walkCabinets(const QMap<QString, QString> &cabinets, const QString &deviceKey, EnumErrorCode initial,

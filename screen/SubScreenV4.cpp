@@ -137,9 +137,9 @@ EnumErrorCode SubScreenV4::setABLEnable(bool enable)
 
 EnumErrorCode SubScreenV4::setXBit(EnumXBitMode mode, bool enable)
 {
-    return callDevice(
-        FailureLine{"setXBit timeout. device:%1", m_deviceKey}, &Correctionop::setScreenXBit, m_deviceKey, wholeDevice,
-        variantMap({{QStringLiteral("mode"), int(mode)}, {QStringLiteral("xbitEnable"), enable}}), IgnoredReply());
+    return callDevice(FailureLine{"setXBit timeout. device:%1", m_deviceKey}, &Correctionop::setScreenXBit, m_deviceKey,
+                      wholeDevice, variantMap({{QStringLiteral("mode"), int(mode)}, {QStringLiteral("xbitEnable"), enable}}),
+                      IgnoredReply());
 }
 
 EnumErrorCode SubScreenV4::lock()
@@ -151,8 +151,7 @@ EnumErrorCode SubScreenV4::lock()
 
 EnumErrorCode SubScreenV4::unLock()
 {
-    return callDevice(FailureLine{"unlock timeout. device:%1", m_deviceKey}, &HWInfo::unLock, m_deviceKey,
-                      QVariantMap());
+    return callDevice(FailureLine{"unlock timeout. device:%1", m_deviceKey}, &HWInfo::unLock, m_deviceKey, QVariantMap());
 }
 
 // Effect mode and gamma tables log the brightness text: they belong to the same settings of the device.
@@ -165,8 +164,8 @@ EnumErrorCode SubScreenV4::setEffectMode(EnumEffectMode mode)
 
 EnumErrorCode SubScreenV4::setBrightness(int brightness)
 {
-    return callDevice(FailureLine{"setBrightness timeout. device:%1", m_deviceKey}, &ScreenInfo::setBrightness,
-                      m_deviceKey, wholeDevice, variantMap({{QStringLiteral("brightness"), brightness}}));
+    return callDevice(FailureLine{"setBrightness timeout. device:%1", m_deviceKey}, &ScreenInfo::setBrightness, m_deviceKey,
+                      wholeDevice, variantMap({{QStringLiteral("brightness"), brightness}}));
 }
 
 EnumErrorCode SubScreenV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &table)
@@ -177,8 +176,8 @@ EnumErrorCode SubScreenV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &
         request.insert(QStringLiteral("type"), int(table.lastKey()));
         request.insert(QStringLiteral("gammaTable"), QVariant::fromValue(table.last()));
     }
-    return callDevice(FailureLine{"setBrightness timeout. device:%1", m_deviceKey}, &ScreenInfo::setGammaTable,
-                      m_deviceKey, wholeDevice, request);
+    return callDevice(FailureLine{"setBrightness timeout. device:%1", m_deviceKey}, &ScreenInfo::setGammaTable, m_deviceKey,
+                      wholeDevice, request);
 }
 
 EnumErrorCode SubScreenV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
@@ -231,8 +230,8 @@ EnumErrorCode SubScreenV4::setMultilayerParameterV2(const MultilayerParamV2 &par
     QVariantList layers;
     layers.reserve(param.params.size());
     for (const MultilayerParamInfo &layer : param.params) {
-        layers.append(variantMap({{QStringLiteral("inLayer"), layer.inLayer},
-                                  {QStringLiteral("inVldBitLayer"), int(layer.inVldBitLayer)}}));
+        layers.append(variantMap(
+            {{QStringLiteral("inLayer"), layer.inLayer}, {QStringLiteral("inVldBitLayer"), int(layer.inVldBitLayer)}}));
     }
     return callDevice(
         FailureLine{"setCabinetsMultilayerParameterV2 timeout. device:%1", m_deviceKey},
@@ -243,8 +242,8 @@ EnumErrorCode SubScreenV4::setMultilayerParameterV2(const MultilayerParamV2 &par
 
 EnumErrorCode SubScreenV4::setMutiCabinetSolid(EnumSaveType type)
 {
-    return callDevice(FailureLine{"setMutiCabinetSolid timeout. device:%1", m_deviceKey},
-                      &Correctionop::setMutiCabinetSolid, m_deviceKey,
+    return callDevice(FailureLine{"setMutiCabinetSolid timeout. device:%1", m_deviceKey}, &Correctionop::setMutiCabinetSolid,
+                      m_deviceKey,
                       variantMap({{QStringLiteral("idList"), numericIds(m_cabinets)},
                                   {QStringLiteral("type"), QVariant::fromValue(type)}}),
                       IgnoredReply());
@@ -290,9 +289,8 @@ EnumErrorCode SubScreenV4::isCheckerboardlImage()
 EnumErrorCode SubScreenV4::getScreenSupport(QVector<CabinetBaseInfo> &list)
 {
     QVariantList reply;
-    const EnumErrorCode code =
-        callDevice(FailureLine{"call getScreenSupport() fail. timeout. device:%1", m_deviceKey},
-                   &CabinetInfoOperator::getCabinetsBaseInfo, m_deviceKey, reply);
+    const EnumErrorCode code = callDevice(FailureLine{"call getScreenSupport() fail. timeout. device:%1", m_deviceKey},
+                                          &CabinetInfoOperator::getCabinetsBaseInfo, m_deviceKey, reply);
     if (code != enSuccess)
         return code;
     QVector<CabinetBaseInfo> infos(reply.size());

@@ -32,8 +32,8 @@ QDebug operator<<(QDebug stream, const Labelled &labelled)
     return stream << "x:" << rect.x() << "y:" << rect.y() << "w:" << widthOf(rect) << "h:" << heightOf(rect);
 }
 
-bool (ScreenInfo::*const drawCheckerboard)(const QString &, const QVariantMap &, QVariantMap &) =
-    &ScreenInfo::setCheckerBoardImage;
+bool (ScreenInfo::*const drawCheckerboard)(const QString &, const QVariantMap &,
+                                           QVariantMap &) = &ScreenInfo::setCheckerBoardImage;
 
 } // namespace
 
@@ -41,13 +41,16 @@ EnumErrorCode SubScreenV4::setPixelImage(DrawingParameter param)
 {
     const QRect &pattern = param.screenPartRect;
     const QRect &block = param.pixelBlockInRect;
-    qCDebug(lcCorrection) << "call setPixelImage() start  " << "param.screenPartRect " << Labelled{pattern}
+    qCDebug(lcCorrection) << "call setPixelImage() start  "
+                          << "param.screenPartRect " << Labelled{pattern}
                           << "pixelBlockIntervalX:" << param.pixelBlockIntervalX
                           << "pixelBlockIntervalY:" << param.pixelBlockIntervalY;
-    qCDebug(lcCorrection) << "call setPixelImage() start  " << "param.pixelBlockInRect " << Labelled{block};
+    qCDebug(lcCorrection) << "call setPixelImage() start  "
+                          << "param.pixelBlockInRect " << Labelled{block};
     QRect subScreen;
     const EnumErrorCode code = tryGetRect(subScreen);
-    qCDebug(lcCorrection) << "call setPixelImage() " << "subScreen " << Labelled{subScreen};
+    qCDebug(lcCorrection) << "call setPixelImage() "
+                          << "subScreen " << Labelled{subScreen};
     if (code != enSuccess) {
         logFailure("Failed to get screen rect. id:%1", m_deviceKey);
         return code;
@@ -57,17 +60,16 @@ EnumErrorCode SubScreenV4::setPixelImage(DrawingParameter param)
     QPoint firstBlock;
     QColor color;
     if (!subScreen.intersects(pattern)) {
-        qCDebug(lcCorrection) << "call setPixelImage intersects() not find  subScreen " << "w:" << widthOf(subScreen)
-                              << "h:" << heightOf(subScreen);
+        qCDebug(lcCorrection) << "call setPixelImage intersects() not find  subScreen "
+                              << "w:" << widthOf(subScreen) << "h:" << heightOf(subScreen);
         region = rectOf(0, 0, widthOf(subScreen), heightOf(subScreen));
         color = QColor(0, 0, 0);
     } else {
         const QRect part = subScreen.intersected(pattern);
-        qCDebug(lcCorrection) << "call setPixelImage() partRect " << "partRect " << Labelled{part};
-        const auto phaseX =
-            Drawing::blockPhase(wrapSub(part.x(), pattern.x()), widthOf(block), param.pixelBlockIntervalX);
-        const auto phaseY =
-            Drawing::blockPhase(wrapSub(part.y(), pattern.y()), heightOf(block), param.pixelBlockIntervalY);
+        qCDebug(lcCorrection) << "call setPixelImage() partRect "
+                              << "partRect " << Labelled{part};
+        const auto phaseX = Drawing::blockPhase(wrapSub(part.x(), pattern.x()), widthOf(block), param.pixelBlockIntervalX);
+        const auto phaseY = Drawing::blockPhase(wrapSub(part.y(), pattern.y()), heightOf(block), param.pixelBlockIntervalY);
         if (!phaseX || !phaseY) {
             logFailure("pixel image without a period. device:%1", m_deviceKey);
             return enArgumentMismatch;
@@ -78,21 +80,21 @@ EnumErrorCode SubScreenV4::setPixelImage(DrawingParameter param)
     }
     const QVariantMap request = variantMap({
         {QStringLiteral("regionrect"), rectMap(region)},
-        {QStringLiteral("singlerect"),
-         rectMap(rectOf(firstBlock.x(), firstBlock.y(), widthOf(block), heightOf(block)))},
+        {QStringLiteral("singlerect"), rectMap(rectOf(firstBlock.x(), firstBlock.y(), widthOf(block), heightOf(block)))},
         {QStringLiteral("color"), Drawing::colorMap(color)},
         {QStringLiteral("intervalX"), param.pixelBlockIntervalX},
         {QStringLiteral("intervalY"), param.pixelBlockIntervalY},
     });
-    return callDevice(FailureLine{"setPixelImage timeout. device:%1", m_deviceKey}, &ScreenInfo::setPixelImage,
-                      m_deviceKey, request, IgnoredReply());
+    return callDevice(FailureLine{"setPixelImage timeout. device:%1", m_deviceKey}, &ScreenInfo::setPixelImage, m_deviceKey,
+                      request, IgnoredReply());
 }
 
 EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
 {
     const QRect &board = param.regionRect;
-    qCDebug(lcCorrection) << "call SubScreenV4::setCheckerboardlImage() start  " << "param.regionRect " << board.x()
-                          << "y:" << board.y() << "w:" << widthOf(board) << "h:" << heightOf(board);
+    qCDebug(lcCorrection) << "call SubScreenV4::setCheckerboardlImage() start  "
+                          << "param.regionRect " << board.x() << "y:" << board.y() << "w:" << widthOf(board)
+                          << "h:" << heightOf(board);
     QRect subScreen;
     const EnumErrorCode code = tryGetRect(subScreen);
     if (code != enSuccess) {
@@ -107,12 +109,13 @@ EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
     }
 
     QRect part = subScreen.intersected(board);
-    qCDebug(lcCorrection) << "call SubScreenV4::setCheckerboardlImage() partRect " << "partRect " << Labelled{part};
+    qCDebug(lcCorrection) << "call SubScreenV4::setCheckerboardlImage() partRect "
+                          << "partRect " << Labelled{part};
     const int absX = wrapSub(part.x(), board.x());
     const int absY = wrapSub(part.y(), board.y());
-    qCDebug(lcCorrection) << " " << "absX:" << absX << "absY:" << absY << "squareW:" << param.squareW
-                          << "squareH:" << param.squareH << "lastSquareColumnW:" << param.lastSquareColumnW
-                          << "lastSquareRowH:" << param.lastSquareRowH;
+    qCDebug(lcCorrection) << " "
+                          << "absX:" << absX << "absY:" << absY << "squareW:" << param.squareW << "squareH:" << param.squareH
+                          << "lastSquareColumnW:" << param.lastSquareColumnW << "lastSquareRowH:" << param.lastSquareRowH;
     if (!Drawing::hasPhase(param)) {
         logFailure("checkerboard without colours or squares. device:%1", m_deviceKey);
         return enArgumentMismatch;
@@ -123,9 +126,9 @@ EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
     int lastSquareRowH = 0;
     QVariantList regionColor;
     param.CalcRegionWH(absX, absY, firstSquareW, firstSquareH, lastSquareColumnW, lastSquareRowH, part, regionColor);
-    qCDebug(lcCorrection) << "call CalcRegionWH() " << "firstSquareW:" << firstSquareW
-                          << "firstSquareH:" << firstSquareH << "lastSquareColumnW:" << lastSquareColumnW
-                          << "lastSquareRowH:" << lastSquareRowH;
+    qCDebug(lcCorrection) << "call CalcRegionWH() "
+                          << "firstSquareW:" << firstSquareW << "firstSquareH:" << firstSquareH
+                          << "lastSquareColumnW:" << lastSquareColumnW << "lastSquareRowH:" << lastSquareRowH;
 
     const QVariantMap request = variantMap({
         {QStringLiteral("regionRect"), rectMap(relativeTo(part, subScreen.topLeft()))},
@@ -137,8 +140,8 @@ EnumErrorCode SubScreenV4::setCheckerboardlImage(DrawingCheckerboard param)
         {QStringLiteral("lastSquareColumnW"), lastSquareColumnW},
         {QStringLiteral("lastSquareRowH"), lastSquareRowH},
     });
-    return callDevice(FailureLine{"call setCheckerBoardImage() fail. timeout. device:%1", m_deviceKey},
-                      drawCheckerboard, m_deviceKey, request, IgnoredReply());
+    return callDevice(FailureLine{"call setCheckerBoardImage() fail. timeout. device:%1", m_deviceKey}, drawCheckerboard,
+                      m_deviceKey, request, IgnoredReply());
 }
 
 EnumErrorCode SubScreenV4::setPixelImageMode(unsigned char mode)

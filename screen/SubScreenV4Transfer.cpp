@@ -52,14 +52,15 @@ QPoint pointIn(const CabinetInfo &info, const QRect &overlap)
 
 QVariantMap uploadOf(const CabinetInfo &info, const QPoint &point, ICoefficient &block)
 {
-    const QVariantMap size = variantMap({{QStringLiteral("height"), block.getPixelRow()},
-                           {QStringLiteral("width"), block.getPixelCol()}});
-    const QVariantMap area = variantMap({
-        {QStringLiteral("size"), size},
-        {QStringLiteral("point"), variantMap({{QStringLiteral("x"), point.x()}, {QStringLiteral("y"), point.y()}})}});
-    const QVariantMap entry = variantMap({{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), block.toBase64()}});
-    return variantMap({{QStringLiteral("cid"), info.id.toLongLong()},
-                       {QStringLiteral("coefficientList"), QVariantList{entry}}});
+    const QVariantMap size =
+        variantMap({{QStringLiteral("height"), block.getPixelRow()}, {QStringLiteral("width"), block.getPixelCol()}});
+    const QVariantMap area = variantMap(
+        {{QStringLiteral("size"), size},
+         {QStringLiteral("point"), variantMap({{QStringLiteral("x"), point.x()}, {QStringLiteral("y"), point.y()}})}});
+    const QVariantMap entry =
+        variantMap({{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), block.toBase64()}});
+    return variantMap(
+        {{QStringLiteral("cid"), info.id.toLongLong()}, {QStringLiteral("coefficientList"), QVariantList{entry}}});
 }
 
 void logRect(const char *label, const QRect &rect)
@@ -109,12 +110,12 @@ EnumErrorCode SubScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &c
             if (!info.rect.intersects(rect))
                 return enSuccess;
             const QRect overlap = info.rect.intersected(rect);
-            qCDebug(lcCorrection) << "Correction::SubScreenV4::tryGetCoefficients" << "insRect x:" << overlap.x()
-                                  << "y:" << overlap.y() << "w:" << widthOf(overlap) << "h" << heightOf(overlap);
+            qCDebug(lcCorrection) << "Correction::SubScreenV4::tryGetCoefficients"
+                                  << "insRect x:" << overlap.x() << "y:" << overlap.y() << "w:" << widthOf(overlap) << "h"
+                                  << heightOf(overlap);
 
             const EnumCoefficientType type = coefficient.getType();
-            const CoefficientPtr grid(
-                CoefficientFactory::getCoefficient(type, heightOf(info.rect), widthOf(info.rect)));
+            const CoefficientPtr grid(CoefficientFactory::getCoefficient(type, heightOf(info.rect), widthOf(info.rect)));
             if (!grid) {
                 logFailure("Failed to create coefficient. cabinet key: %1 Coefficient type:%2", id, type);
                 return enNotSupported;
@@ -129,8 +130,7 @@ EnumErrorCode SubScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &c
                 qCCritical(lcCorrection) << "Failed to tryGetPart";
                 return enInvalidParameter;
             }
-            const EnumErrorCode pasted =
-                coefficient.setPartCoefficient(relativeTo(overlap, subScreen.topLeft()), *block);
+            const EnumErrorCode pasted = coefficient.setPartCoefficient(relativeTo(overlap, subScreen.topLeft()), *block);
             if (pasted != enSuccess)
                 logFailure("Failed to set part of coefficient. cabinet key: %1", id);
             return pasted;
@@ -145,19 +145,19 @@ EnumErrorCode SubScreenV4::setCoefficients(const QRect &rect, ICoefficient &coef
         logFailure("Cabinet info is empty. id:%1", m_deviceKey);
         return code;
     }
-    return forEachDescription(
-        m_cabinets, m_deviceKey, [&](const QString &id, ICabinet &cabinet, const CabinetInfo &info) -> EnumErrorCode {
-            if (!info.rect.intersects(rect))
-                return enSuccess;
-            const QRect overlap = info.rect.intersected(rect);
-            const CoefficientPtr block = cutBlock(coefficient, overlap, rect, id, info);
-            if (!block)
-                return enInvalidParameter;
-            const EnumErrorCode written = cabinet.setCoefficients(pointIn(info, overlap), *block);
-            if (written != enSuccess)
-                logFailure("Failed to set cabinet coefficient. sreenId:%1 cabinetId:%2", id, info.id);
-            return written;
-        });
+    return forEachDescription(m_cabinets, m_deviceKey,
+                              [&](const QString &id, ICabinet &cabinet, const CabinetInfo &info) -> EnumErrorCode {
+                                  if (!info.rect.intersects(rect))
+                                      return enSuccess;
+                                  const QRect overlap = info.rect.intersected(rect);
+                                  const CoefficientPtr block = cutBlock(coefficient, overlap, rect, id, info);
+                                  if (!block)
+                                      return enInvalidParameter;
+                                  const EnumErrorCode written = cabinet.setCoefficients(pointIn(info, overlap), *block);
+                                  if (written != enSuccess)
+                                      logFailure("Failed to set cabinet coefficient. sreenId:%1 cabinetId:%2", id, info.id);
+                                  return written;
+                              });
 }
 
 QtPromise::QPromise<EnumErrorCode> SubScreenV4::setCoefficientsAsync(const QRect &rect, ICoefficient &coefficient)

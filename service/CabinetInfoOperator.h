@@ -29,20 +29,20 @@ public:
 
     bool setCabinetGammaCustomValue(const QString &deviceKey, const QString &cabinetId,
                                     const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
-    bool setSingleConfigFile(const QString &deviceKey, const QString &cabinetId,
-                             const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
+    bool setSingleConfigFile(const QString &deviceKey, const QString &cabinetId, const QMap<QString, QVariant> &request,
+                             QMap<QString, QVariant> &reply);
 
     bool setCabinetSnflags(const QString &deviceKey, const QList<QVariant> &request, QMap<QString, QVariant> &reply);
     bool setModuleflags(const QString &deviceKey, const QList<QVariant> &request, QMap<QString, QVariant> &reply);
 
     /// Module flash. The request names the cabinet under "cids" and passes "type"; `allowance` is how long the device may
     /// take, in the service's own time unit.
-    bool clearModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request,
-                                QMap<QString, QVariant> &reply, int allowance);
-    bool saveModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request,
-                               QMap<QString, QVariant> &reply, int allowance);
-    bool reloadModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request,
-                                 QMap<QString, QVariant> &reply, int allowance);
+    bool clearModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply,
+                                int allowance);
+    bool saveModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply,
+                               int allowance);
+    bool reloadModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply,
+                                 int allowance);
 
     /// Feature switches: one map for each cabinet kind, its switches in the map "functionTable".
     bool getCabinetsBaseInfo(const QString &deviceKey, QList<QVariant> &reply);

@@ -39,8 +39,7 @@ public:
     /// "coefficientList" (a list of one map: "area" as above, "coefficient" base64 text). The promise is fulfilled with
     /// true when the device took everything; it may settle on any thread.
     QtPromise::QPromise<bool> uploadCoefficientAsync(const QString &deviceKey, const QList<QVariant> &request);
-    QtPromise::QPromise<bool> uploadMultilayerCoefficientAsync(const QString &deviceKey,
-                                                               const QList<QVariant> &request);
+    QtPromise::QPromise<bool> uploadMultilayerCoefficientAsync(const QString &deviceKey, const QList<QVariant> &request);
     QtPromise::QPromise<bool> uploadLowGrayCoefficientAsync(const QString &deviceKey, const QList<QVariant> &request);
 
     /// Operations on many cabinets of one device; the request names them in a list under "cids" ("idList" for
@@ -85,8 +84,8 @@ public:
                              QMap<QString, QVariant> &reply);
 
     /// Correction effect mode of one cabinet: written under "type", read under "mode" (int).
-    bool setCabinetEffectMode(const QString &deviceKey, const QString &cabinetId,
-                              const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
+    bool setCabinetEffectMode(const QString &deviceKey, const QString &cabinetId, const QMap<QString, QVariant> &request,
+                              QMap<QString, QVariant> &reply);
     bool getCabinetEffectMode(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &reply);
 
     /// Flash check codes: one map for each receiving card with "rvcardId", "outputId" and "flashCheckResults", a list of

@@ -27,10 +27,8 @@ public:
     bool setBrightness(const QString &deviceKey, const QString &screen, const QMap<QString, QVariant> &request);
     bool setGammaTable(const QString &deviceKey, const QString &screen, const QMap<QString, QVariant> &request);
 
-    bool setPixelImage(const QString &deviceKey, const QMap<QString, QVariant> &request,
-                       QMap<QString, QVariant> &reply);
-    bool setPixelImageMode(const QString &deviceKey, const QMap<QString, QVariant> &request,
-                           QMap<QString, QVariant> &reply);
+    bool setPixelImage(const QString &deviceKey, const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
+    bool setPixelImageMode(const QString &deviceKey, const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
     bool setCheckerBoardImage(const QString &deviceKey, const QMap<QString, QVariant> &request,
                               QMap<QString, QVariant> &reply);
     /// The same with the response headers of the device's answer, its status under "HttpResponse_StateCode".

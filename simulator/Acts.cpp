@@ -5,8 +5,7 @@
 
 #include <QtCore/QVector>
 
-namespace Simulator
-{
+namespace Simulator {
 
 QMap<QString, QString> okHeaders()
 {
@@ -16,11 +15,9 @@ QMap<QString, QString> okHeaders()
 
 } // namespace Simulator
 
-namespace Simulator::Acts
-{
+namespace Simulator::Acts {
 
-namespace
-{
+namespace {
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
@@ -75,8 +72,8 @@ QVariant only(const List &list, const char *what)
 
 QByteArray decoded(const QString &text, const QString &what)
 {
-    const auto result = QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::Base64Encoding |
-                                                                            QByteArray::AbortOnBase64DecodingErrors);
+    const auto result = QByteArray::fromBase64Encoding(text.toLatin1(),
+                                                       QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
     if (!result)
         throw Refusal{what + QLatin1String(" is not base64"), {}};
     return *result;
@@ -116,8 +113,8 @@ Block block(const DeviceState &device, Kind kind, const QString &id, const QVari
     const QSize whole = planes.size();
     if (x < 0 || y < 0 || width <= 0 || height <= 0 || x + width > whole.width() || y + height > whole.height()) {
         throw Refusal{QStringLiteral("block %1,%2 %3x%4 outside cabinet %5 of %6x%7")
-                          .arg(QString::number(x), QString::number(y), QString::number(width), QString::number(height),
-                               id, QString::number(whole.width()), QString::number(whole.height())),
+                          .arg(QString::number(x), QString::number(y), QString::number(width), QString::number(height), id,
+                               QString::number(whole.width()), QString::number(whole.height())),
                       {}};
     }
     const qint64 expected = width * height * planes.bytesPerPixel();
@@ -292,8 +289,7 @@ Answer saveSolid(WallState &, DeviceState *device, const Call &call)
     const List ids = entries.list("idList");
     const QVariant type = entries.any("type");
     entries.done();
-    if (!(QMetaType(type.userType()).flags() & QMetaType::IsEnumeration) || type.toInt() < 0 ||
-        type.toInt() >= kindCount)
+    if (!(QMetaType(type.userType()).flags() & QMetaType::IsEnumeration) || type.toInt() < 0 || type.toInt() >= kindCount)
         throw Refusal{QStringLiteral("type is %1, which is no kind").arg(describeValue(type, 64)), {}};
     changePlanes(*device, static_cast<Kind>(type.toInt()), ids,
                  [](Planes &planes) { planes.copy(Store::Working, Store::User); });
@@ -495,8 +491,7 @@ Answer setModuleFlags(WallState &, DeviceState *device, const Call &call)
             moduleEntries.done();
             Module *const module = device->describedModule(id, moduleId);
             if (!module) {
-                throw Refusal{QStringLiteral("unknown module %1 of cabinet %2").arg(describeText(moduleId, 64), id),
-                              {}};
+                throw Refusal{QStringLiteral("unknown module %1 of cabinet %2").arg(describeText(moduleId, 64), id), {}};
             }
             flags.append(qMakePair(module, flag));
         }
@@ -637,8 +632,7 @@ Answer setCheckerboard(WallState &, DeviceState *device, const Call &call)
         throw Refusal{QStringLiteral("no checkerboard on this device"), {}};
     Entries entries(call.request);
     entries.takeRect("regionRect");
-    for (const char *key :
-         {"firstSquareW", "firstSquareH", "squareW", "squareH", "lastSquareColumnW", "lastSquareRowH"}) {
+    for (const char *key : {"firstSquareW", "firstSquareH", "squareW", "squareH", "lastSquareColumnW", "lastSquareRowH"}) {
         if (entries.take<int>(key) <= 0)
             throw Refusal{QStringLiteral("%1 is not positive").arg(entries.path(key)), {}};
     }
@@ -690,8 +684,7 @@ Answer deviceList(WallState &state, DeviceState *, const Call &)
 {
     List devices;
     for (const DeviceState &device : qAsConst(state.devices)) {
-        devices +=
-            Map{{QStringLiteral("key"), device.description.key}, {QStringLiteral("label"), device.description.label}};
+        devices += Map{{QStringLiteral("key"), device.description.key}, {QStringLiteral("label"), device.description.label}};
     }
     return withReply(devices);
 }

@@ -3,8 +3,7 @@
 #include "Wall.h"
 
 /// The wall's own behaviour, operation by operation. VirtualWall tells what each does.
-namespace Simulator::Acts
-{
+namespace Simulator::Acts {
 
 // Coefficients.
 Act load(Kind kind);

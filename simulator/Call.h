@@ -3,8 +3,7 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
-namespace Simulator
-{
+namespace Simulator {
 
 /// One recorded call of the device service or of the device discovery.
 struct Call {

@@ -6,11 +6,9 @@
 #include <QtCore/QSequentialIterable>
 #include <QtCore/QStringList>
 
-namespace Simulator
-{
+namespace Simulator {
 
-namespace
-{
+namespace {
 
 QString escaped(const QString &text)
 {

@@ -3,8 +3,7 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
-namespace Simulator
-{
+namespace Simulator {
 
 /// A value as exact, typed text; the rules are those of VirtualWall::describe(). Texts of more than `longest`
 /// characters are cut; a negative `longest` cuts none.

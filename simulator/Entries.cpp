@@ -2,8 +2,7 @@
 
 #include "Describe.h"
 
-namespace Simulator
-{
+namespace Simulator {
 
 Entries::Entries(const QVariant &map, const QString &path) : m_map(map.toMap()), m_path(path)
 {

@@ -5,8 +5,7 @@
 #include <QtCore/QLatin1String>
 #include <QtCore/QMetaType>
 
-namespace Simulator
-{
+namespace Simulator {
 
 /// Reads the entries of a request's map strictly: whatever is missing, wrongly typed or too much is a Refusal.
 class Entries

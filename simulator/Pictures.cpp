@@ -8,11 +8,9 @@
 #include <array>
 #include <limits>
 
-namespace Simulator
-{
+namespace Simulator {
 
-namespace
-{
+namespace {
 
 constexpr QRgb black = 0xff000000;
 constexpr QRgb white = 0xffffffff;
@@ -185,9 +183,8 @@ QVector<int> axis(int length, int regionStart, int regionLength, SquareAt square
 QVector<int> blocks(int length, int regionStart, int regionLength, int first, int block, int interval)
 {
     const qint64 period = qint64(block) * (qint64(interval) + 1);
-    return axis(length, regionStart, regionLength, [=](qint64 i) {
-        return block > 0 && period > 0 && i >= first && (i - first) % period < block ? 0 : dark;
-    });
+    return axis(length, regionStart, regionLength,
+                [=](qint64 i) { return block > 0 && period > 0 && i >= first && (i - first) % period < block ? 0 : dark; });
 }
 
 /// Squares: the first, those of the ordinary size, the last.
@@ -220,9 +217,8 @@ Drawing drawing(const Pattern &pattern, const QSize &frame)
         result.columns =
             squares(frame.width(), number(region, "x"), number(region, "width"), number(request, "firstSquareW"),
                     number(request, "squareW"), number(request, "lastSquareColumnW"));
-        result.rows =
-            squares(frame.height(), number(region, "y"), number(region, "height"), number(request, "firstSquareH"),
-                    number(request, "squareH"), number(request, "lastSquareRowH"));
+        result.rows = squares(frame.height(), number(region, "y"), number(region, "height"), number(request, "firstSquareH"),
+                              number(request, "squareH"), number(request, "lastSquareRowH"));
         const QList<QVariant> colors = request.value(QStringLiteral("regionColor")).toList();
         for (const QVariant &each : colors)
             result.colors += color(each);
@@ -250,8 +246,8 @@ QImage drawLayout(const QList<Device> &devices)
         eachCabinet(devices[i], screen, [&](const Cabinet &cabinet, const QRect &rect) {
             fill(image, rect, white);
             fill(image, rect.adjusted(0, 0, -1, -1), deviceColor(i));
-            const int scale = std::min(
-                {(rect.width() - 3) / std::max(textWidth(cabinet.id, 1), 1), (rect.height() - 3) / glyphHeight, 3});
+            const int scale =
+                std::min({(rect.width() - 3) / std::max(textWidth(cabinet.id, 1), 1), (rect.height() - 3) / glyphHeight, 3});
             if (scale > 0) {
                 const QSize size(textWidth(cabinet.id, scale), glyphHeight * scale);
                 const QPoint place((rect.width() - size.width()) / 2, (rect.height() - size.height()) / 2);

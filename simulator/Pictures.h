@@ -8,8 +8,7 @@
 #include <functional>
 
 /// The pictures of VirtualWall, drawn from descriptions. All devices of a list are on one screen.
-namespace Simulator
-{
+namespace Simulator {
 
 QList<Device> devicesOf(const QList<Device> &devices, const QString &screenId);
 

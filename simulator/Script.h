@@ -11,8 +11,7 @@
 #include <functional>
 #include <memory>
 
-namespace Simulator
-{
+namespace Simulator {
 
 class Wall;
 struct ScriptData;

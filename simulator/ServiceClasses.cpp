@@ -14,8 +14,7 @@ using namespace Simulator;
 using Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
 
-namespace
-{
+namespace {
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
@@ -40,8 +39,7 @@ Call call(const char *operation, const QString &deviceKey, const QVariant &reque
 }
 
 /// The call of an operation with a cabinet id or a screen selector.
-Call callFor(const QString &target, const char *operation, const QString &deviceKey,
-             const QVariant &request = QVariant())
+Call callFor(const QString &target, const char *operation, const QString &deviceKey, const QVariant &request = QVariant())
 {
     Call result = call(operation, deviceKey, request);
     result.target = present(target);
@@ -99,8 +97,7 @@ bool Correctionop::loadMultilayerCoefficient(const QString &deviceKey, const QSt
                  reply);
 }
 
-bool Correctionop::uploadCoefficient(const QString &deviceKey, const QString &cabinetId, const List &request,
-                                     Map &reply)
+bool Correctionop::uploadCoefficient(const QString &deviceKey, const QString &cabinetId, const List &request, Map &reply)
 {
     return serve(callFor(cabinetId, "Correctionop::uploadCoefficient", deviceKey, request), Acts::upload(Kind::Chroma),
                  reply);
@@ -122,8 +119,7 @@ bool Correctionop::uploadLowgrayCoefficient(const QString &deviceKey, const QStr
 
 QtPromise::QPromise<bool> Correctionop::uploadCoefficientAsync(const QString &deviceKey, const List &request)
 {
-    return serveUpload(call("Correctionop::uploadCoefficientAsync", deviceKey, request),
-                       Acts::uploadMany(Kind::Chroma));
+    return serveUpload(call("Correctionop::uploadCoefficientAsync", deviceKey, request), Acts::uploadMany(Kind::Chroma));
 }
 
 QtPromise::QPromise<bool> Correctionop::uploadMultilayerCoefficientAsync(const QString &deviceKey, const List &request)
@@ -164,14 +160,13 @@ bool Correctionop::applyCabinetsLowgrayCoeffcient(const QString &deviceKey, cons
 
 bool Correctionop::clearCabinetsUserCoefficient(const QString &deviceKey, const Map &request, Map &reply)
 {
-    return serve(call("Correctionop::clearCabinetsUserCoefficient", deviceKey, request), Acts::clear(Kind::Chroma),
-                 reply);
+    return serve(call("Correctionop::clearCabinetsUserCoefficient", deviceKey, request), Acts::clear(Kind::Chroma), reply);
 }
 
 bool Correctionop::clearCabinetsMultilayerCoefficient(const QString &deviceKey, const Map &request, Map &reply)
 {
-    return serve(call("Correctionop::clearCabinetsMultilayerCoefficient", deviceKey, request),
-                 Acts::clear(Kind::Multilayer), reply);
+    return serve(call("Correctionop::clearCabinetsMultilayerCoefficient", deviceKey, request), Acts::clear(Kind::Multilayer),
+                 reply);
 }
 
 bool Correctionop::clearCabinetsLowgrayCoefficient(const QString &deviceKey, const Map &request, Map &reply)
@@ -218,8 +213,8 @@ bool Correctionop::setCabinetsMultilayerParameter(const QString &deviceKey, cons
 
 bool Correctionop::setCabinetsMultilayerParameterV2(const QString &deviceKey, const Map &request, Map &reply)
 {
-    return serve(call("Correctionop::setCabinetsMultilayerParameterV2", deviceKey, request),
-                 Acts::setMultilayerParameters, reply);
+    return serve(call("Correctionop::setCabinetsMultilayerParameterV2", deviceKey, request), Acts::setMultilayerParameters,
+                 reply);
 }
 
 bool Correctionop::setMutiCabinetSolid(const QString &deviceKey, const Map &request, Map &reply)
@@ -239,15 +234,13 @@ bool Correctionop::setScreenXBit(const QString &deviceKey, const QString &screen
 
 bool Correctionop::setScreenEffectMode(const QString &deviceKey, const QString &screen, const Map &request, Map &reply)
 {
-    return serve(callFor(screen, "Correctionop::setScreenEffectMode", deviceKey, request), Acts::setScreenEffectMode,
-                 reply);
+    return serve(callFor(screen, "Correctionop::setScreenEffectMode", deviceKey, request), Acts::setScreenEffectMode, reply);
 }
 
-bool Correctionop::setCabinetEffectMode(const QString &deviceKey, const QString &cabinetId, const Map &request,
-                                        Map &reply)
+bool Correctionop::setCabinetEffectMode(const QString &deviceKey, const QString &cabinetId, const Map &request, Map &reply)
 {
-    return serve(callFor(cabinetId, "Correctionop::setCabinetEffectMode", deviceKey, request),
-                 Acts::setCabinetEffectMode, reply);
+    return serve(callFor(cabinetId, "Correctionop::setCabinetEffectMode", deviceKey, request), Acts::setCabinetEffectMode,
+                 reply);
 }
 
 bool Correctionop::getCabinetEffectMode(const QString &deviceKey, const QString &cabinetId, Map &reply)
@@ -255,11 +248,9 @@ bool Correctionop::getCabinetEffectMode(const QString &deviceKey, const QString 
     return serve(callFor(cabinetId, "Correctionop::getCabinetEffectMode", deviceKey), Acts::cabinetEffectMode, reply);
 }
 
-bool Correctionop::getFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const Map &request,
-                                     List &reply)
+bool Correctionop::getFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const Map &request, List &reply)
 {
-    return serve(callFor(cabinetId, "Correctionop::getFlashCheckCode", deviceKey, request), Acts::flashCheckCodes,
-                 reply);
+    return serve(callFor(cabinetId, "Correctionop::getFlashCheckCode", deviceKey, request), Acts::flashCheckCodes, reply);
 }
 
 // CabinetInfoOperator
@@ -278,8 +269,7 @@ bool CabinetInfoOperator::setCabSingleBrightness(const QString &deviceKey, const
 
 bool CabinetInfoOperator::setCabinetFlag(const QString &deviceKey, const QString &cabinetId, Map &request, Map &reply)
 {
-    return serve(callFor(cabinetId, "CabinetInfoOperator::setCabinetFlag", deviceKey, request), Acts::setCabinetFlag,
-                 reply);
+    return serve(callFor(cabinetId, "CabinetInfoOperator::setCabinetFlag", deviceKey, request), Acts::setCabinetFlag, reply);
 }
 
 bool CabinetInfoOperator::getCabinetBrightnessRange(const QString &deviceKey, const QString &cabinetId, Map &reply)
@@ -299,8 +289,8 @@ bool CabinetInfoOperator::getConfigFile(const QString &deviceKey, const QString 
     return serve(callFor(cabinetId, "CabinetInfoOperator::getConfigFile", deviceKey), Acts::configFile, reply);
 }
 
-bool CabinetInfoOperator::setCabinetGammaCustomValue(const QString &deviceKey, const QString &cabinetId,
-                                                     const Map &request, Map &reply)
+bool CabinetInfoOperator::setCabinetGammaCustomValue(const QString &deviceKey, const QString &cabinetId, const Map &request,
+                                                     Map &reply)
 {
     return serve(callFor(cabinetId, "CabinetInfoOperator::setCabinetGammaCustomValue", deviceKey, request),
                  Acts::setCabinetGamma, reply);
@@ -309,8 +299,8 @@ bool CabinetInfoOperator::setCabinetGammaCustomValue(const QString &deviceKey, c
 bool CabinetInfoOperator::setSingleConfigFile(const QString &deviceKey, const QString &cabinetId, const Map &request,
                                               Map &reply)
 {
-    return serve(callFor(cabinetId, "CabinetInfoOperator::setSingleConfigFile", deviceKey, request),
-                 Acts::setConfigFile, reply);
+    return serve(callFor(cabinetId, "CabinetInfoOperator::setSingleConfigFile", deviceKey, request), Acts::setConfigFile,
+                 reply);
 }
 
 bool CabinetInfoOperator::setCabinetSnflags(const QString &deviceKey, const List &request, Map &reply)
@@ -400,8 +390,8 @@ bool ScreenInfo::setCheckerBoardImage(const QString &deviceKey, const Map &reque
 
 bool ScreenInfo::setCheckerBoardImage(const QString &deviceKey, const Map &request, Map &reply, Headers &responseHeader)
 {
-    return serve(call("ScreenInfo::setCheckerBoardImage(responseHeader)", deviceKey, request), Acts::askCheckerboard,
-                 reply, &responseHeader);
+    return serve(call("ScreenInfo::setCheckerBoardImage(responseHeader)", deviceKey, request), Acts::askCheckerboard, reply,
+                 &responseHeader);
 }
 
 bool ScreenInfo::setCorrectClearImage(const QString &deviceKey, const Map &request)

@@ -11,11 +11,9 @@
 #include <chrono>
 #include <utility>
 
-namespace Simulator
-{
+namespace Simulator {
 
-namespace
-{
+namespace {
 
 constexpr int longestShortText = 64;
 
@@ -308,28 +306,24 @@ bool VirtualWall::setPlane(const QString &deviceKey, const QString &cabinetId, K
                          [&](CabinetState &cabinet) { return cabinet.planes(kind).setBytes(store, bytes); });
 }
 
-bool VirtualWall::setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
-                            Store store)
+bool VirtualWall::setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values, Store store)
 {
     return setPlane(deviceKey, cabinetId, Kind::Chroma, toBytes(values), store);
 }
 
-bool VirtualWall::setLowGray(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
-                             Store store)
+bool VirtualWall::setLowGray(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values, Store store)
 {
     return setPlane(deviceKey, cabinetId, Kind::LowGray, toBytes(values), store);
 }
 
-bool VirtualWall::setMultilayer(const QString &deviceKey, const QString &cabinetId, const QByteArray &values,
-                                Store store)
+bool VirtualWall::setMultilayer(const QString &deviceKey, const QString &cabinetId, const QByteArray &values, Store store)
 {
     return setPlane(deviceKey, cabinetId, Kind::Multilayer, values, store);
 }
 
 Store VirtualWall::shown(const QString &deviceKey, const QString &cabinetId, Kind kind) const
 {
-    return ofCabinet(*d, deviceKey, cabinetId,
-                     [&](const CabinetState &cabinet) { return cabinet.planes(kind).shown(); });
+    return ofCabinet(*d, deviceKey, cabinetId, [&](const CabinetState &cabinet) { return cabinet.planes(kind).shown(); });
 }
 
 int VirtualWall::brightness(const QString &deviceKey) const
@@ -349,8 +343,7 @@ QList<int> VirtualWall::gamma(const QString &deviceKey, Channel channel) const
 
 QList<int> VirtualWall::gamma(const QString &deviceKey, const QString &cabinetId, Channel channel) const
 {
-    return ofCabinet(*d, deviceKey, cabinetId,
-                     [&](const CabinetState &cabinet) { return cabinet.gamma[index(channel)]; });
+    return ofCabinet(*d, deviceKey, cabinetId, [&](const CabinetState &cabinet) { return cabinet.gamma[index(channel)]; });
 }
 
 bool VirtualWall::setGamma(const QString &deviceKey, Channel channel, const QList<int> &table)
@@ -418,8 +411,7 @@ QMap<QString, QVariant> VirtualWall::multilayerParameter(const QString &deviceKe
 
 QList<QVariant> VirtualWall::multilayerParameters(const QString &deviceKey, const QString &cabinetId) const
 {
-    return ofCabinet(*d, deviceKey, cabinetId,
-                     [](const CabinetState &cabinet) { return cabinet.multilayerParameters; });
+    return ofCabinet(*d, deviceKey, cabinetId, [](const CabinetState &cabinet) { return cabinet.multilayerParameters; });
 }
 
 QByteArray VirtualWall::configFile(const QString &deviceKey, const QString &cabinetId) const
@@ -459,8 +451,7 @@ int VirtualWall::flashCheckCode(const QString &deviceKey, const QString &cabinet
                      [&](const CabinetState &cabinet) { return cabinet.flashCheckCodes.value(moduleId); });
 }
 
-bool VirtualWall::setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId,
-                                    int code)
+bool VirtualWall::setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId, int code)
 {
     return d->with([&](WallState &state) {
         DeviceState *const device = state.device(deviceKey);

@@ -18,8 +18,7 @@
 
 /// A virtual LED wall: the device service and the device discovery, held in memory. A program that links this library
 /// instead of a real service talks to the wall through the classes of `<service/...>`.
-namespace Simulator
-{
+namespace Simulator {
 
 class Wall;
 

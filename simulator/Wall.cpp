@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-namespace Simulator
-{
+namespace Simulator {
 
-namespace
-{
+namespace {
 
 bool matches(const QString &pattern, const QString &text)
 {
@@ -37,13 +35,12 @@ QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
     const Begun begun = begin(call);
     switch (begun.action.type) {
     case Action::Later:
-        return Promise(
-            [&](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
-                const std::lock_guard<std::mutex> lock(m_mutex);
-                m_pending.push_back({begun.serial, call, act, [resolve](bool value) { resolve(value); },
-                                     [reject](const std::exception_ptr &error) { reject(error); }});
-                m_pendingAdded.notify_all();
-            });
+        return Promise([&](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_pending.push_back({begun.serial, call, act, [resolve](bool value) { resolve(value); },
+                                 [reject](const std::exception_ptr &error) { reject(error); }});
+            m_pendingAdded.notify_all();
+        });
     case Action::Reject:
         addNote(begun.serial, QStringLiteral("rejected"));
         return Promise::reject(begun.action.error);
@@ -70,8 +67,8 @@ Wall::Begun Wall::begin(const Call &call)
         ScriptData *winner = nullptr;
         for (const std::unique_ptr<Script> &script : m_scripts) {
             ScriptData &data = *script->d;
-            if (!matches(data.operation, call.operation) || !matches(data.deviceKey, call.deviceKey) ||
-                !matches(data.target, call.target))
+            if (!matches(data.operation, call.operation) || !matches(data.deviceKey, call.deviceKey)
+                || !matches(data.target, call.target))
                 continue;
             ++data.seen;
             if (!winner && data.seen > data.skip && (data.limit < 0 || data.served < data.limit))

@@ -16,8 +16,7 @@
 #include <optional>
 #include <stdexcept>
 
-namespace Simulator
-{
+namespace Simulator {
 
 /// What an operation answers.
 struct Answer {

@@ -1,7 +1,6 @@
 #include <simulator/WallDescription.h>
 
-namespace Simulator
-{
+namespace Simulator {
 
 QRect Device::rect() const
 {

@@ -9,8 +9,7 @@
 #include <QtCore/QString>
 
 /// What a virtual wall is made of. Plain values, all lengths in pixels; a description handed to the wall is copied.
-namespace Simulator
-{
+namespace Simulator {
 
 /// A module of a receiving card.
 struct Module {
@@ -29,7 +28,7 @@ struct ReceivingCard {
 
 /// A cabinet. Its coefficient planes have exactly `size`.
 struct Cabinet {
-    QString id; ///< A decimal number, unique within its device. Compared by number where a request holds a number.
+    QString id;       ///< A decimal number, unique within its device. Compared by number where a request holds a number.
     QString outputId; ///< The device's output that it hangs on; flash check replies give it as a number.
     QPoint position;  ///< Relative to its sub-screen.
     QSize size;
@@ -77,7 +76,7 @@ struct Device {
 /// up from `firstCabinetId`, row by row; row r hangs on output r + 1 ("1", "2", ...). Each cabinet has one receiving
 /// card "0" over its whole area with 2 x 2 modules "0" to "3". Screen id "screen", screen name "Screen"; label and
 /// custom name are made from the key.
-SIMULATOR_API Device gridDevice(const QString &key, const QPoint &origin, int columns, int rows,
-                                const QSize &cabinetSize, int firstCabinetId = 1);
+SIMULATOR_API Device gridDevice(const QString &key, const QPoint &origin, int columns, int rows, const QSize &cabinetSize,
+                                int firstCabinetId = 1);
 
 } // namespace Simulator

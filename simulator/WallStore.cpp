@@ -2,11 +2,9 @@
 
 #include <cstring>
 
-namespace Simulator
-{
+namespace Simulator {
 
-namespace
-{
+namespace {
 
 /// What one byte array can hold for certain.
 constexpr int largestPlane = 0x7fffff00;
@@ -30,8 +28,8 @@ QByteArray filled(int bytes, int bytesPerPixel, QByteArray pixel)
 
 Planes::Planes(const QSize &size, int bytesPerPixel) : m_size(size), m_bytesPerPixel(bytesPerPixel)
 {
-    const bool fits = size.isValid() && bytesPerPixel > 0 &&
-                      (size.isEmpty() || size.width() <= largestPlane / bytesPerPixel / size.height());
+    const bool fits = size.isValid() && bytesPerPixel > 0
+                      && (size.isEmpty() || size.width() <= largestPlane / bytesPerPixel / size.height());
     if (!fits)
         m_size = QSize(0, 0);
 }
@@ -46,8 +44,7 @@ QByteArray Planes::band(int firstRow, int rows, const QByteArray &pixel) const
 {
     const int stride = m_size.width() * m_bytesPerPixel;
     const QByteArray &plane = at(Store::Working);
-    return plane.isEmpty() ? filled(rows * stride, m_bytesPerPixel, pixel)
-                           : plane.mid(firstRow * stride, rows * stride);
+    return plane.isEmpty() ? filled(rows * stride, m_bytesPerPixel, pixel) : plane.mid(firstRow * stride, rows * stride);
 }
 
 bool Planes::setBytes(Store store, const QByteArray &bytes)

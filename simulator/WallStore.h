@@ -5,8 +5,7 @@
 #include <array>
 
 /// What a wall remembers: plain values without locks.
-namespace Simulator
-{
+namespace Simulator {
 
 constexpr int valuesPerPixel = 9;
 constexpr int kindCount = 3;

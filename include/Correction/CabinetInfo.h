@@ -41,18 +41,18 @@ public:
     CabinetInfo();
     /// As the assignment to a record whose texts are all null: `flag` of the copy is null.
     CabinetInfo(const CabinetInfo &other);
-    /// Copies everything but `flag`, which stays what it was: it says what this record's holder knows of the cabinet's state.
-    /// The cards and modules are deep copies; those that this record owned before are deleted. Assigning a record to itself
-    /// changes nothing.
+    /// Copies everything but `flag`, which stays what it was: it says what this record's holder knows of the cabinet's
+    /// state. The cards and modules are deep copies; those that this record owned before are deleted. Assigning a record to
+    /// itself changes nothing.
     CabinetInfo &operator=(const CabinetInfo &other);
     /// Deletes every record in both lists.
     ~CabinetInfo();
 
-    QString id;        ///< Decimal number as text.
-    QString flag;      ///< Its meaning is the device's.
-    QString deviceKey; ///< The device that drives the cabinet.
-    QString reserved;  ///< Free for the host; discovery leaves it empty.
-    QRect rect;        ///< Place and size on the screen, in screen pixels.
+    QString id;                     ///< Decimal number as text.
+    QString flag;                   ///< Its meaning is the device's.
+    QString deviceKey;              ///< The device that drives the cabinet.
+    QString reserved;               ///< Free for the host; discovery leaves it empty.
+    QRect rect;                     ///< Place and size on the screen, in screen pixels.
     QList<RvCardInfo *> rvCardList; ///< Owned; in the order of the device's reply.
     QList<ModuleInfo *> moduleList; ///< Owned; the modules of all cards, card after card.
 };

@@ -37,7 +37,8 @@ public:
     void removeCabinets();
     /// The cabinet, still owned by the registry, or null.
     ICabinet *tryGetCabinet(const QString &id);
-    /// A new group of these cabinets, in this order, that the caller owns; null, with a critical line, at the first unknown id.
+    /// A new group of these cabinets, in this order, that the caller owns; null, with a critical line, at the first unknown
+    /// id.
     ICabinets *tryGetCabinets(const QList<QString> &ids);
     /// Inserts every cabinet's flag under its id. False, with a critical line, at the first cabinet that does not give its
     /// flag; entries inserted before it stay.

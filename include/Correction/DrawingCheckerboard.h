@@ -23,11 +23,11 @@ public:
 
     /// Sizes of the first and last squares of a piece of the board, and its colours.
     ///
-    /// `absX`, `absY`: the piece's top-left corner, counted from the board's. `partRect`: the piece; only its size counts. The
-    /// four sizes are set; the colours are appended to `regionColor` as `CalcRegionColorToWH` does. With a square width or
-    /// height of 0 the sizes are left alone and nothing is appended.
-    void CalcRegionWH(int absX, int absY, int &firstSquareW, int &firstSquareH, int &lastSquareColumnW,
-                      int &lastSquareRowH, QRect &partRect, QList<QVariant> &regionColor);
+    /// `absX`, `absY`: the piece's top-left corner, counted from the board's. `partRect`: the piece; only its size counts.
+    /// The four sizes are set; the colours are appended to `regionColor` as `CalcRegionColorToWH` does. With a square width
+    /// or height of 0 the sizes are left alone and nothing is appended.
+    void CalcRegionWH(int absX, int absY, int &firstSquareW, int &firstSquareH, int &lastSquareColumnW, int &lastSquareRowH,
+                      QRect &partRect, QList<QVariant> &regionColor);
 
     /// Appends the colour sequence of a piece, beginning with the colour of its top-left square: one map "r", "g", "b" (int,
     /// 0 to 255) for each entry of `colors`. Appends nothing when there are no colours, when a square size is 0, or when the

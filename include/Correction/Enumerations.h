@@ -7,8 +7,8 @@
 /// be held.
 namespace Correction {
 
-/// Result of an operation. Every non-zero result comes with a log line where it arose, except where an operation says that it
-/// keeps silent.
+/// Result of an operation. Every non-zero result comes with a log line where it arose, except where an operation says that
+/// it keeps silent.
 enum EnumErrorCode : int {
     enSuccess = 0,          ///< The operation completed.
     enArgumentMismatch = 1, ///< An argument does not suit its target: kind of a grid, place in a cabinet, an empty list.

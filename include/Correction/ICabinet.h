@@ -18,19 +18,19 @@ namespace Correction {
 
 /// One cabinet: the smallest unit that talks to hardware.
 ///
-/// Every operation runs on the caller's thread and blocks until the device has answered. Results, where nothing else is said:
-/// 0; 3 when the cabinet has no description (nothing is sent); 5 when the device did not answer in time or refused. A key
-/// that a device's reply lacks reads as 0, empty or false. No virtual destructor.
+/// Every operation runs on the caller's thread and blocks until the device has answered. Results, where nothing else is
+/// said: 0; 3 when the cabinet has no description (nothing is sent); 5 when the device did not answer in time or refused. A
+/// key that a device's reply lacks reads as 0, empty or false. No virtual destructor.
 class CORRECTION_EXPORT ICabinet
 {
 public:
     /// Assigns the description to `info`, whose own `flag` stays (see `CabinetInfo`). Asks no device. 0 or 3.
     virtual EnumErrorCode GetCabinetInfo(CabinetInfo &info) = 0;
-    /// Fills a chroma grid with the cabinet's coefficients, resizing it to the cabinet. 7 for a low-gray grid; otherwise also
-    /// the codes of `RequestParser` (1 for every `MultilayerCoefficient`).
+    /// Fills a chroma grid with the cabinet's coefficients, resizing it to the cabinet. 7 for a low-gray grid; otherwise
+    /// also the codes of `RequestParser` (1 for every `MultilayerCoefficient`).
     virtual EnumErrorCode tryGetCoefficients(ICoefficient &coefficient) = 0;
-    /// Uploads a grid of any kind with its top-left pixel at `position` (pixels, cabinet frame). 1 when it would end right of
-    /// or below the cabinet; 7 for an unknown kind. What is uploaded shows at once and is lost at power-off unless saved.
+    /// Uploads a grid of any kind with its top-left pixel at `position` (pixels, cabinet frame). 1 when it would end right
+    /// of or below the cabinet; 7 for an unknown kind. What is uploaded shows at once and is lost at power-off unless saved.
     virtual EnumErrorCode setCoefficients(const QPoint &position, ICoefficient &coefficient) = 0;
     /// Makes the device store the uploaded coefficients of a kind. 7 for an unknown kind.
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;
@@ -44,8 +44,8 @@ public:
     /// Sends channel after channel, in ascending order, and stops at the first that fails.
     virtual EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &table) = 0;
     virtual EnumErrorCode getBrightnessRange(BrightnessRange &range) = 0;
-    /// Reads the cabinet's configuration file from the device into the local file `path`, replacing it. 4 when that cannot be
-    /// opened or written in full (the device has been asked by then).
+    /// Reads the cabinet's configuration file from the device into the local file `path`, replacing it. 4 when that cannot
+    /// be opened or written in full (the device has been asked by then).
     virtual EnumErrorCode getConfigFile(const QString &path) = 0;
     /// Sends the local file `path` as the cabinet's configuration. 4 when it cannot be opened or read (nothing is sent).
     virtual EnumErrorCode setConfigFile(const QString &path) = 0;

@@ -13,8 +13,8 @@ namespace Correction {
 /// The values stand row by row, pixel by pixel: value k of the pixel in column c and row r has the index
 /// (r * columns + c) * getPixelLength() + k. A grid is valid while the number of its values is rows * columns * length.
 ///
-/// Grids have no virtual destructor: who owns one releases it by its own class, most easily with `CoefficientPtr`. A host may
-/// derive grids of its own from the three kinds' interfaces.
+/// Grids have no virtual destructor: who owns one releases it by its own class, most easily with `CoefficientPtr`. A host
+/// may derive grids of its own from the three kinds' interfaces.
 class CORRECTION_EXPORT ICoefficient
 {
 public:
@@ -30,9 +30,9 @@ public:
     /// A new grid of the same size and values that the caller owns.
     virtual ICoefficient *getCopy() = 0;
     virtual EnumCoefficientType getType() = 0;
-    /// Pastes a grid of the same kind over `rect` (pixels of this grid). 0; 1 when `source` is of another kind; 3 when `rect`
-    /// ends right of or below this grid, or this grid is invalid. `source` must hold at least rect's number of values; values
-    /// that it lacks, or whose place lies outside this grid, are left alone with one warning line.
+    /// Pastes a grid of the same kind over `rect` (pixels of this grid). 0; 1 when `source` is of another kind; 3 when
+    /// `rect` ends right of or below this grid, or this grid is invalid. `source` must hold at least rect's number of
+    /// values; values that it lacks, or whose place lies outside this grid, are left alone with one warning line.
     virtual EnumErrorCode setPartCoefficient(const QRect &rect, ICoefficient &source) = 0;
     /// A new grid that the caller owns, cut out at `rect` (pixels of this grid), or null when `rect` ends right of or below
     /// this grid, has a negative size, or does not fit into memory as one block. Values that would come from outside this

@@ -6,9 +6,9 @@ namespace Correction {
 
 /// One screen: a named set of sub-screens, one for each device, ordered by device key.
 ///
-/// Every operation runs on the caller's thread. Setters visit the sub-screens in order and stop at the first that fails, whose
-/// code they answer: those before it keep the change. Getters take the first answer of 0 and answer 5 when there is none. A
-/// null sub-screen gives 3. Each failure writes one critical line. Rectangles are in screen pixels.
+/// Every operation runs on the caller's thread. Setters visit the sub-screens in order and stop at the first that fails,
+/// whose code they answer: those before it keep the change. Getters take the first answer of 0 and answer 5 when there is
+/// none. A null sub-screen gives 3. Each failure writes one critical line. Rectangles are in screen pixels.
 class CORRECTION_EXPORT IScreen
 {
 public:
@@ -24,17 +24,17 @@ public:
     /// Appends every cabinet's description.
     virtual EnumErrorCode tryGetAllCabinetInfoList(QList<CabinetInfo> &list) = 0;
     virtual EnumErrorCode setPixelImage(DrawingParameter param) = 0;
-    /// 1, with nothing drawn, unless the board has at least two colours, squares of some size, and a last column and row that
-    /// make its width and height come out even.
+    /// 1, with nothing drawn, unless the board has at least two colours, squares of some size, and a last column and row
+    /// that make its width and height come out even.
     virtual EnumErrorCode setCheckerboardlImage(DrawingCheckerboard param) = 0;
     virtual EnumErrorCode setPixelImageMode(unsigned char mode) = 0;
-    /// Reads the coefficients of `rect` into `coefficient`, a grid laid out over `rect`. 2 when `rect` lies outside the screen;
-    /// 7 for a kind that cannot be made. Each sub-screen fills a grid of the size of its part, in its own frame: a part that
-    /// does not begin at its sub-screen's top-left corner lands shifted or fails with 3, so read such parts through whole
-    /// sub-screens. Pixels that no sub-screen covers are left alone.
+    /// Reads the coefficients of `rect` into `coefficient`, a grid laid out over `rect`. 2 when `rect` lies outside the
+    /// screen; 7 for a kind that cannot be made. Each sub-screen fills a grid of the size of its part, in its own frame: a
+    /// part that does not begin at its sub-screen's top-left corner lands shifted or fails with 3, so read such parts
+    /// through whole sub-screens. Pixels that no sub-screen covers are left alone.
     virtual EnumErrorCode tryGetCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
-    /// Writes `coefficient`, a grid laid out over `rect`, through all sub-screens at once: every device is started before the
-    /// first is waited for. The event loop of the calling thread runs meanwhile; the screen must not change. Answers the
+    /// Writes `coefficient`, a grid laid out over `rect`, through all sub-screens at once: every device is started before
+    /// the first is waited for. The event loop of the calling thread runs meanwhile; the screen must not change. Answers the
     /// bitwise OR of all codes; 3 for a null sub-screen (no device is contacted), 5 for a write that is rejected.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;

@@ -22,9 +22,9 @@ namespace Correction {
 
 /// The part of a screen that one device drives.
 ///
-/// Every operation runs on the caller's thread and blocks until the device has answered. Results, where nothing else is said:
-/// 0; 5 when the device did not answer in time or refused. Operations that visit the cabinets do so in ascending order of
-/// their ids and answer 3 at one that the registry does not hold; what they wrote to the caller's output before stays.
+/// Every operation runs on the caller's thread and blocks until the device has answered. Results, where nothing else is
+/// said: 0; 5 when the device did not answer in time or refused. Operations that visit the cabinets do so in ascending order
+/// of their ids and answer 3 at one that the registry does not hold; what they wrote to the caller's output before stays.
 /// Rectangles are in screen pixels.
 class CORRECTION_EXPORT ISubScreen
 {
@@ -49,10 +49,11 @@ public:
     virtual EnumErrorCode setCheckerboardlImage(DrawingCheckerboard param) = 0;
     virtual EnumErrorCode setPixelImageMode(unsigned char mode) = 0;
     /// Reads the cabinets that meet `rect` and pastes their overlaps into `coefficient`, a grid laid out over this
-    /// sub-screen's bounding rectangle. 7 for a kind that cannot be read; otherwise also the codes of the grid and the cabinet.
+    /// sub-screen's bounding rectangle. 7 for a kind that cannot be read; otherwise also the codes of the grid and the
+    /// cabinet.
     virtual EnumErrorCode tryGetCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
-    /// Writes `coefficient`, a grid laid out over `rect`, to the cabinets that meet `rect`, cabinet by cabinet. 3 when a block
-    /// cannot be cut; otherwise also the cabinet's codes. Cabinets written before a failure keep what they got.
+    /// Writes `coefficient`, a grid laid out over `rect`, to the cabinets that meet `rect`, cabinet by cabinet. 3 when a
+    /// block cannot be cut; otherwise also the cabinet's codes. Cabinets written before a failure keep what they got.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// The same in one upload for the whole device. The promise is settled when this returns, and never rejected: while the
     /// upload is pending the calling thread's event loop runs. 7 for an unknown kind.
@@ -61,8 +62,8 @@ public:
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;
     /// Applies the stored low-gray coefficients. 7 for every other kind.
     virtual EnumErrorCode applyCoeffcient(EnumCoefficientType type) = 0;
-    /// Clears the user's coefficients of a kind. 7 for an unknown kind. For multilayer the answer is 0 even when the device did
-    /// not answer (a critical line tells).
+    /// Clears the user's coefficients of a kind. 7 for an unknown kind. For multilayer the answer is 0 even when the device
+    /// did not answer (a critical line tells).
     virtual EnumErrorCode clearCoefficient(EnumCoefficientType type) = 0;
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
     virtual EnumErrorCode setBrightness(int brightness) = 0;

@@ -13,8 +13,9 @@ namespace Correction {
 
 /// The entry point: discovers the screens and owns them.
 ///
-/// Usage: `getInstance()`, `init()`, `refreshScreen()`, and `refreshScreen()` again whenever `signal_screenChanged()` arrives.
-/// Every refresh that finds a device invalidates all screen, sub-screen, cabinet and group pointers handed out before it.
+/// Usage: `getInstance()`, `init()`, `refreshScreen()`, and `refreshScreen()` again whenever `signal_screenChanged()`
+/// arrives. Every refresh that finds a device invalidates all screen, sub-screen, cabinet and group pointers handed out
+/// before it.
 class CORRECTION_EXPORT ScreenManager : public QObject
 {
     Q_OBJECT
@@ -28,9 +29,9 @@ public:
 
     /// Starts the device discovery and relays its notifications. Call once.
     void init();
-    /// Takes the device list, drops everything and builds it anew from the devices' replies. 0, also when some devices did not
-    /// answer (one critical line each; they are left out); 6 without any device (everything stays as it was); 8 when a screen
-    /// places a cabinet that its device does not list (what was built so far stays).
+    /// Takes the device list, drops everything and builds it anew from the devices' replies. 0, also when some devices did
+    /// not answer (one critical line each; they are left out); 6 without any device (everything stays as it was); 8 when a
+    /// screen places a cabinet that its device does not list (what was built so far stays).
     EnumErrorCode refreshScreen();
     /// Screen id -> screen name.
     QMap<QString, QString> getNameMapping();
@@ -39,8 +40,8 @@ public:
 
 Q_SIGNALS:
     /// A device appeared or vanished. It may well arrive while an operation runs the event loop (a screen write does):
-    /// remember it then, and refresh when the operation has returned. Emitted at once when the discovery service tells so on this object's thread; told on
-    /// another thread, it is queued to this object's, whose event loop must run to deliver it.
+    /// remember it then, and refresh when the operation has returned. Emitted at once when the discovery service tells so on
+    /// this object's thread; told on another thread, it is queued to this object's, whose event loop must run to deliver it.
     void signal_screenChanged();
     /// A device's screen was renamed. Threads as above.
     void signal_screenNameChanged(QString deviceKey, QString name);

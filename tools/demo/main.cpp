@@ -211,8 +211,7 @@ int run(const QDir &folder)
 
     const QRect part(64, 64, 640, 384);
     out() << "2. Writing a seam correction over " << text(part) << ", across both controllers" << Qt::endl;
-    const CoefficientPtr made(
-        CoefficientFactory::getCoefficient(enCommonCoefficient, part.height(), part.width()));
+    const CoefficientPtr made(CoefficientFactory::getCoefficient(enCommonCoefficient, part.height(), part.width()));
     auto &grid = dynamic_cast<IChromaCoefficient &>(*made);
     QVector<unsigned short> values;
     values.reserve(part.width() * part.height() * valuesPerPixel);
@@ -261,8 +260,8 @@ int run(const QDir &folder)
     out() << '\n';
     if (checks.failures() == 0) {
         out() << "All good: " << cabinets.size() << " cabinets on " << devicesOf(cabinets).size()
-              << " controllers took a correction of " << part.width() * part.height() << " pixels ("
-              << values.size() << " values),\nsaved it and gave every value back; the checkerboard runs over the border"
+              << " controllers took a correction of " << part.width() * part.height() << " pixels (" << values.size()
+              << " values),\nsaved it and gave every value back; the checkerboard runs over the border"
               << " between the controllers without a seam." << Qt::endl;
     } else {
         out() << checks.failures() << " checks FAILED, see above." << Qt::endl;
