@@ -22,7 +22,7 @@ class DecimalTable
 public:
     DecimalTable()
     {
-        for (unsigned number = 0; number < 10000; ++number) {
+        for (size_t number = 0; number < 10000; ++number) {
             char16_t *const group = &m_groups[number * 4];
             group[0] = char16_t(u'0' + number / 1000);
             group[1] = char16_t(u'0' + number / 100 % 10);

@@ -92,8 +92,8 @@ std::unique_ptr<Record> partOf(const QVariantMap &reply)
 template <class Record>
 void appendOwned(QList<Record *> &list, std::unique_ptr<Record> record)
 {
-    list.append(record.get());
-    record.release();
+    list.append(nullptr); // may run out of memory, which the next line cannot
+    list.last() = record.release();
 }
 
 /// Cabinet and output id, as a cabinet is known to the layout and to the cabinet list.
@@ -106,7 +106,7 @@ void registerCabinet(CabinetInfo *record)
 {
     std::unique_ptr<CabinetV4, StorageDeleter> cabinet(new CabinetV4(record));
     if (CabinetManager::getInstance()->addCabinet(record->id, cabinet.get()))
-        cabinet.release();
+        static_cast<void>(cabinet.release());
 }
 
 /// One refresh: what its devices have in common.

@@ -17,8 +17,7 @@
 #include <memory>
 
 /// What the tests of the cabinet layer share.
-namespace CabinetTests
-{
+namespace CabinetTests {
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;

@@ -15,8 +15,7 @@ using namespace CabinetTests;
 
 Q_DECLARE_METATYPE(QVector<unsigned short>)
 
-namespace
-{
+namespace {
 
 constexpr int least = std::numeric_limits<int>::min();
 constexpr int greatest = std::numeric_limits<int>::max();
@@ -82,10 +81,10 @@ QVector<unsigned short> pasted(int columns, int rows, const QRect &area, const Q
 
 QString refusal(int x, int y, int width, int height, int columns, int rows)
 {
-    return row({QLatin1String(tooLarge), QStringLiteral("x:"), QString::number(x), QStringLiteral("y:"),
-                QString::number(y), QStringLiteral("w:"), QString::number(width), QStringLiteral("h:"),
-                QString::number(height), QStringLiteral("m_pixelCol:"), QString::number(columns),
-                QStringLiteral("m_pixelRow:"), QString::number(rows)});
+    return row({QLatin1String(tooLarge), QStringLiteral("x:"), QString::number(x), QStringLiteral("y:"), QString::number(y),
+                QStringLiteral("w:"), QString::number(width), QStringLiteral("h:"), QString::number(height),
+                QStringLiteral("m_pixelCol:"), QString::number(columns), QStringLiteral("m_pixelRow:"),
+                QString::number(rows)});
 }
 
 QString uploadLine(const char *operation, int x, int y, int columns, int rows, const QString &text)
@@ -233,8 +232,8 @@ void CabinetCoefficientsTest::aBlockOutsideTheCabinetEndsTheLoadAndKeepsTheBlock
     const auto first = ramp(4);
     wall()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
-        .answer(List{block(0, 0, 4, 1, base64(first)), block(2, 1, 3, 1, base64(ramp(3))),
-                     block(0, 2, 4, 1, base64(first))});
+        .answer(
+            List{block(0, 0, 4, 1, base64(first)), block(2, 1, 3, 1, base64(ramp(3))), block(0, 2, 4, 1, base64(first))});
     CabinetV4 cabinet(description().release());
     Coefficient grid;
     QCOMPARE(cabinet.tryGetCoefficients(grid), enInvalidParameter);
@@ -315,9 +314,7 @@ void CabinetCoefficientsTest::aBlockLeftOfOrAboveTheCabinetTouchesNothingElse()
 
 void CabinetCoefficientsTest::aFalseLoadLeavesTheGridAsItIs()
 {
-    wall()
-        .on(QStringLiteral("Correctionop::loadCoefficient"))
-        .answerFalseWith(listOf(block(0, 0, 1, 1, base64(ramp(1)))));
+    wall().on(QStringLiteral("Correctionop::loadCoefficient")).answerFalseWith(listOf(block(0, 0, 1, 1, base64(ramp(1)))));
     CabinetV4 cabinet(description().release());
     Coefficient grid(2, 1);
     auto values = ramp(2);
@@ -446,7 +443,8 @@ void CabinetCoefficientsTest::cabinetsOfNegativeSizeRefuseEveryBlock()
     QCOMPARE(cabinet.tryGetCoefficients(grid), enSuccess);
     QVERIFY(grid.getPixelCol() < 0);
 
-    wall().on(QStringLiteral("Correctionop::loadCoefficient"))
+    wall()
+        .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(List{Map{{QStringLiteral("area.size.width"), 1},
                          {QStringLiteral("area.size.height"), 1},
                          {QStringLiteral("coefficients"), QStringLiteral("AQA=")}}});
@@ -540,8 +538,7 @@ void CabinetCoefficientsTest::theUploadOperationFollowsTheKind()
     wall().clearCalls();
     HostGrid foreign(kind, 3, 2);
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), foreign), answer ? enSuccess : enTimeout);
-    QCOMPARE(wall().transcript(),
-             QStringList(uploadLine(operation.toLatin1(), 0, 0, 3, 2, QStringLiteral("host text"))));
+    QCOMPARE(wall().transcript(), QStringList(uploadLine(operation.toLatin1(), 0, 0, 3, 2, QStringLiteral("host text"))));
 }
 
 void CabinetCoefficientsTest::anUploadSaysWhereItGoes()
@@ -744,8 +741,7 @@ void CabinetCoefficientsTest::idsAreAppliedAsSignedNumbers_data()
     QTest::newRow("a small number") << QStringLiteral("12") << QStringLiteral("12");
     QTest::newRow("leading zeros are decimal") << QStringLiteral("0017") << QStringLiteral("17");
     QTest::newRow("a negative number") << QStringLiteral("-5") << QStringLiteral("-5");
-    QTest::newRow("the greatest number") << QStringLiteral("9223372036854775807")
-                                         << QStringLiteral("9223372036854775807");
+    QTest::newRow("the greatest number") << QStringLiteral("9223372036854775807") << QStringLiteral("9223372036854775807");
     QTest::newRow("one more is no signed number") << QStringLiteral("9223372036854775808") << QStringLiteral("0");
     QTest::newRow("hexadecimal digits") << QStringLiteral("ff") << QStringLiteral("0");
     QTest::newRow("a null text") << QString() << QStringLiteral("0");
@@ -759,10 +755,9 @@ void CabinetCoefficientsTest::idsAreAppliedAsSignedNumbers()
     CabinetV4 cabinet(description(QStringLiteral("A"), id).release());
     QCOMPARE(cabinet.applyCoeffcient(enLowgrayCoefficient), enSuccess);
     QCOMPARE(cabinet.saveParameter(enSaveLowgrayCoefficient), enSuccess);
-    QCOMPARE(
-        wall().transcript(),
-        QStringList({quoted("Correctionop::applyCabinetsLowgrayCoeffcient('A', {'cids': [qlonglong %1]})").arg(number),
-                     quoted("Correctionop::saveCabinetsLowgrayCoeffcient('A', {'cids': ['%1']})").arg(id)}));
+    QCOMPARE(wall().transcript(),
+             QStringList({quoted("Correctionop::applyCabinetsLowgrayCoeffcient('A', {'cids': [qlonglong %1]})").arg(number),
+                          quoted("Correctionop::saveCabinetsLowgrayCoeffcient('A', {'cids': ['%1']})").arg(id)}));
 }
 
 QTEST_GUILESS_MAIN(CabinetCoefficientsTest)

@@ -4,6 +4,7 @@
 #include <Correction/CoefficientPtr.h>
 
 #include <QtCore/QFile>
+#include <QtCore/QSemaphore>
 #include <QtCore/QTemporaryDir>
 
 #include <functional>
@@ -12,8 +13,20 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include <pthread.h>
+#include <unistd.h>
+
 using namespace Correction;
 using namespace CabinetTests;
+
+// Sanitizers know nothing of the reference that a handler of a cancellation is given, which refers to nothing.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define CANNOT_CANCEL_THREADS
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define CANNOT_CANCEL_THREADS
+#endif
+#endif
 
 // One pointer beside the table of virtual operations; released by its own class.
 static_assert(std::is_abstract<ICabinet>::value, "");
@@ -23,8 +36,7 @@ static_assert(std::is_base_of<ICabinet, CabinetV4>::value, "");
 static_assert(sizeof(CabinetV4) == 2 * sizeof(void *), "");
 static_assert(std::is_constructible<CabinetV4, CabinetInfo *>::value, "");
 
-namespace
-{
+namespace {
 
 /// One way to call a cabinet that ends at the device. Texts hold <key>, <id> and <number> for the cabinet's device key
 /// and id.
@@ -102,6 +114,8 @@ private Q_SLOTS:
     void anExceptionOfNoStandardKindStaysInside();
     void exhaustedMemoryPassesThrough_data() { operations(); }
     void exhaustedMemoryPassesThrough();
+    void aThreadMayBeCancelledInACall_data() { operations(); }
+    void aThreadMayBeCancelledInACall();
     void everyCallIsMadeOnlyOnce_data() { operations(); }
     void everyCallIsMadeOnlyOnce();
     void unknownDevicesTimeOut_data() { operations(); }
@@ -158,8 +172,8 @@ void CabinetFrameTest::initTestCase()
              MultilayerCoefficient grid(2, 1);
              return cabinet.setCoefficients(QPoint(1, 2), grid);
          },
-         {QStringLiteral("Correctionop::uploadMultilayerCoefficient") +
-          upload.arg(QString(43, QLatin1Char('A')) + QLatin1Char('='))},
+         {QStringLiteral("Correctionop::uploadMultilayerCoefficient")
+          + upload.arg(QString(43, QLatin1Char('A')) + QLatin1Char('='))},
          Map(),
          {}},
         {"setCoefficients, low gray",
@@ -321,8 +335,7 @@ void CabinetFrameTest::initTestCase()
          {check, quoted("CabinetInfoOperator::reloadModuleCoefficient('<key>', "
                         "{'cids': [qulonglong <number>], 'type': int 0}, int 1636)")},
          Map(),
-         {checkFailure,
-          QStringLiteral("call reloadModuleCoefficient.getFlashCheckInfo() fail. timeout. device:<key>")}},
+         {checkFailure, QStringLiteral("call reloadModuleCoefficient.getFlashCheckInfo() fail. timeout. device:<key>")}},
         {"reloadModuleCoefficient, at the reload",
          "CabinetInfoOperator::reloadModuleCoefficient",
          [](ICabinet &cabinet) { return cabinet.reloadModuleCoefficient(0); },
@@ -659,8 +672,8 @@ void CabinetFrameTest::aServiceThatThrowsHasNotAnswered()
     const QStringList before = contentOf(*info);
 
     QCOMPARE(op.call(cabinet), op.onFalse);
-    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("the device service threw an exception")) +
-                                        filled(op.failures, QStringLiteral("A"), QStringLiteral("12"), QString()));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("the device service threw an exception"))
+                                        + filled(op.failures, QStringLiteral("A"), QStringLiteral("12"), QString()));
     QCOMPARE(contentOf(*info), before);
 
     // The next call is served as if nothing had happened.
@@ -676,8 +689,8 @@ void CabinetFrameTest::anExceptionOfNoStandardKindStaysInside()
     wall().on(QLatin1String(op.service)).throwException(std::make_exception_ptr(42));
     CabinetV4 cabinet(description().release());
     QCOMPARE(op.call(cabinet), op.onFalse);
-    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("the device service threw an exception")) +
-                                        filled(op.failures, QStringLiteral("A"), QStringLiteral("12"), QString()));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("the device service threw an exception"))
+                                        + filled(op.failures, QStringLiteral("A"), QStringLiteral("12"), QString()));
 }
 
 void CabinetFrameTest::exhaustedMemoryPassesThrough()
@@ -696,6 +709,46 @@ void CabinetFrameTest::exhaustedMemoryPassesThrough()
     wall().reset();
     answerAll(op);
     QCOMPARE(op.call(cabinet), enSuccess);
+}
+
+void CabinetFrameTest::aThreadMayBeCancelledInACall()
+{
+#if defined(CANNOT_CANCEL_THREADS)
+    QSKIP("this build's sanitizer does not follow a cancelled thread", "");
+#endif
+    // The thread leaves by an unwinding that ends the process if somebody on the way keeps it.
+    const Operation &op = operation();
+    answerAll(op);
+    QSemaphore called;
+    wall().on(QLatin1String(op.service)).run([&called](const Simulator::Call &) {
+        called.release();
+        for (;;)
+            pause();
+    });
+    struct Caller {
+        const Operation &operation;
+        CabinetV4 cabinet;
+        bool answered;
+    } caller{op, CabinetV4(description().release()), false};
+    const auto body = [](void *argument) -> void * {
+        auto &self = *static_cast<Caller *>(argument);
+        self.operation.call(self.cabinet);
+        self.answered = true;
+        return nullptr;
+    };
+    pthread_t thread;
+    QCOMPARE(pthread_create(&thread, nullptr, body, &caller), 0);
+    called.acquire();
+    QCOMPARE(pthread_cancel(thread), 0);
+    void *result = nullptr;
+    QCOMPARE(pthread_join(thread, &result), 0);
+    QCOMPARE(result, PTHREAD_CANCELED);
+    QVERIFY(!caller.answered);
+    VERIFY_NO_CRITICAL(*m_log);
+
+    wall().reset();
+    answerAll(op);
+    QCOMPARE(op.call(caller.cabinet), enSuccess);
 }
 
 void CabinetFrameTest::everyCallIsMadeOnlyOnce()
@@ -724,8 +777,8 @@ void CabinetFrameTest::unknownDevicesTimeOut()
     const Operation &op = operation();
     CabinetV4 cabinet(description(QStringLiteral("nowhere")).release());
     QCOMPARE(op.call(cabinet), op.onFalse);
-    QCOMPARE(wall().transcript(), filled(QStringList(op.sent.first()), QStringLiteral("nowhere"), QStringLiteral("12"),
-                                         QStringLiteral("12")));
+    QCOMPARE(wall().transcript(),
+             filled(QStringList(op.sent.first()), QStringLiteral("nowhere"), QStringLiteral("12"), QStringLiteral("12")));
     QCOMPARE(m_log->takeCritical().isEmpty(), op.failures.isEmpty());
 }
 

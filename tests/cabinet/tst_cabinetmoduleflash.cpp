@@ -10,8 +10,7 @@
 using namespace Correction;
 using namespace CabinetTests;
 
-namespace
-{
+namespace {
 
 constexpr int least = std::numeric_limits<int>::min();
 constexpr int greatest = std::numeric_limits<int>::max();
@@ -89,9 +88,9 @@ List checkReply(int width, int height, int modules)
 
 QString cardRow(const char *key, int output, int card)
 {
-    return row({QStringLiteral("getFlashCheckCode "), QStringLiteral("deviceKey:"),
-                quoted("'%1'").arg(QLatin1String(key)), QStringLiteral(" out.outPutId : "), QString::number(output),
-                QStringLiteral("out.rxcardId:"), QString::number(card)});
+    return row({QStringLiteral("getFlashCheckCode "), QStringLiteral("deviceKey:"), quoted("'%1'").arg(QLatin1String(key)),
+                QStringLiteral(" out.outPutId : "), QString::number(output), QStringLiteral("out.rxcardId:"),
+                QString::number(card)});
 }
 
 QString moduleRow(int x, int y, bool good)
@@ -224,8 +223,8 @@ private:
     /// "call <operation>.getFlashCheckInfo()<end>"
     static QString checkMessage(const char *end)
     {
-        return QStringLiteral("call ") + QLatin1String(current().name) + QStringLiteral(".getFlashCheckInfo()") +
-               QLatin1String(end);
+        return QStringLiteral("call ") + QLatin1String(current().name) + QStringLiteral(".getFlashCheckInfo()")
+               + QLatin1String(end);
     }
 
     /// The allowance that the last call of the journal was given; least when it was given none.
@@ -355,13 +354,13 @@ void CabinetModuleFlashTest::flashChecksOfOtherKinds_data()
         << QVariant(listOf(Map{{results, listOf(Map())}})) << QStringLiteral("0@0 0,0 0x0 good");
     QTest::newRow("a number instead of a module")
         << QVariant(listOf(Map{{results, List{5}}})) << QStringLiteral("0@0 0,0 0x0 good");
-    QTest::newRow("texts of numbers")
-        << QVariant(listOf(Map{{QStringLiteral("rvcardId"), QStringLiteral("3")},
-                               {QStringLiteral("outputId"), QStringLiteral("out")},
-                               {results, listOf(Map{{QStringLiteral("size.w"), QStringLiteral("4")},
-                                                    {QStringLiteral("point.y"), QStringLiteral("-5")},
-                                                    {QStringLiteral("checkCode"), QStringLiteral("6")}})}}))
-        << QStringLiteral("3@0 0,-5 4x0 bad");
+    QTest::newRow("texts of numbers") << QVariant(
+        listOf(Map{{QStringLiteral("rvcardId"), QStringLiteral("3")},
+                   {QStringLiteral("outputId"), QStringLiteral("out")},
+                   {results, listOf(Map{{QStringLiteral("size.w"), QStringLiteral("4")},
+                                        {QStringLiteral("point.y"), QStringLiteral("-5")},
+                                        {QStringLiteral("checkCode"), QStringLiteral("6")}})}}))
+                                      << QStringLiteral("3@0 0,-5 4x0 bad");
     QTest::newRow("nested maps instead of flat keys")
         << QVariant(listOf(Map{{results, listOf(Map{{QStringLiteral("size"), Map{{QStringLiteral("w"), 4}}}})}}))
         << QStringLiteral("0@0 0,0 0x0 good");
@@ -441,8 +440,7 @@ void CabinetModuleFlashTest::flashIsSupportedWhenEveryModuleIsGood_data()
         << QVariant(listOf(cardReply(0, 0, listOf(moduleReply(1, 1, 0, 0, -1))))) << 7 << QString();
     QTest::newRow("the last module is bad")
         << QVariant(List{cardReply(0, 0, List{good, good}), cardReply(1, 0, List{good, bad})}) << 7 << QString();
-    QTest::newRow("no card") << QVariant(List()) << 7
-                             << QStringLiteral("call IsSupportFlash().lenth == 0  fail device:%2");
+    QTest::newRow("no card") << QVariant(List()) << 7 << QStringLiteral("call IsSupportFlash().lenth == 0  fail device:%2");
     QTest::newRow("a card without modules") << QVariant(listOf(cardReply(0, 0, List()))) << 7 << noModules;
     QTest::newRow("a second card without modules")
         << QVariant(List{cardReply(0, 0, listOf(good)), cardReply(1, 0, List())}) << 7 << noModules;
@@ -637,9 +635,7 @@ void CabinetModuleFlashTest::savingCountsTheModulesOfTheFirstCard()
     List secondModules;
     for (int i = 0; i < second; ++i)
         secondModules.append(moduleReply(500, 500));
-    wall()
-        .on(QLatin1String(checkOperation))
-        .answer(List{cardReply(0, 0, firstModules), cardReply(1, 0, secondModules)});
+    wall().on(QLatin1String(checkOperation)).answer(List{cardReply(0, 0, firstModules), cardReply(1, 0, secondModules)});
     wall().on(QStringLiteral("CabinetInfoOperator::saveModuleCoefficient")).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.saveModuleCoefficient(0), enSuccess);
@@ -684,9 +680,8 @@ void CabinetModuleFlashTest::theReplyIsLogged()
     QStringList lines;
     if (current().checksFirst)
         lines << cardRow("%2", 1, 1) << moduleRow(0, 0, true);
-    lines +=
-        row({QLatin1String(current().name) + QLatin1Char(' '), QStringLiteral("deviceKey:"), QStringLiteral("\"%2\""),
-             QStringLiteral(" res :"), quoted("QMap(('a', QVariant(QString, 'x'))('b', QVariant(int, 2)))")});
+    lines += row({QLatin1String(current().name) + QLatin1Char(' '), QStringLiteral("deviceKey:"), QStringLiteral("\"%2\""),
+                  QStringLiteral(" res :"), quoted("QMap(('a', QVariant(QString, 'x'))('b', QVariant(int, 2)))")});
     QCOMPARE(m_log->takeDebug(), lines);
 }
 
@@ -696,8 +691,8 @@ void CabinetModuleFlashTest::aRefusalIsReported()
     wall().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QCOMPARE(run(cabinet, 0), enTimeout);
-    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call ") + QLatin1String(current().name) +
-                                                QStringLiteral("() fail. timeout. device:%2")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call ") + QLatin1String(current().name)
+                                                + QStringLiteral("() fail. timeout. device:%2")));
     const QStringList debug = m_log->takeDebug();
     QCOMPARE(debug.size(), current().checksFirst ? 2 : 0); // the check's own rows
     QCOMPARE(wall().transcript().size(), current().checksFirst ? 2 : 1);
@@ -819,8 +814,7 @@ void CabinetModuleFlashTest::idsAreSentAsUnsignedNumbers_data()
 {
     QTest::addColumn<QString>("id");
     QTest::addColumn<QString>("number");
-    QTest::newRow("the greatest number") << QStringLiteral("18446744073709551615")
-                                         << QStringLiteral("18446744073709551615");
+    QTest::newRow("the greatest number") << QStringLiteral("18446744073709551615") << QStringLiteral("18446744073709551615");
     QTest::newRow("one more is no number") << QStringLiteral("18446744073709551616") << QStringLiteral("0");
     QTest::newRow("leading zeros are decimal") << QStringLiteral("0017") << QStringLiteral("17");
     QTest::newRow("a word") << QStringLiteral("twelve") << QStringLiteral("0");
@@ -846,13 +840,13 @@ void CabinetModuleFlashTest::idsAreSentAsUnsignedNumbers()
     lines.removeAt(1);
     const QString begin = QStringLiteral("CabinetInfoOperator::");
     const QString request = quoted("('A', {'cids': [qulonglong %1], 'type': int 0}, ").arg(number);
-    QCOMPARE(lines,
-             QStringList({begin + QStringLiteral("clearModuleCoefficient") + request + QStringLiteral("int 2780)"),
-                          begin + QStringLiteral("saveModuleCoefficient") + request + QStringLiteral("int 2947)"),
-                          begin + QStringLiteral("reloadModuleCoefficient") + request + QStringLiteral("int 1636)"),
-                          begin + quoted("setModuleflags('A', [{'id': qulonglong %1, 'moduleflags': "
-                                         "[{'flag': '', 'id': ''}]}])")
-                                      .arg(number)}));
+    QCOMPARE(lines, QStringList({begin + QStringLiteral("clearModuleCoefficient") + request + QStringLiteral("int 2780)"),
+                                 begin + QStringLiteral("saveModuleCoefficient") + request + QStringLiteral("int 2947)"),
+                                 begin + QStringLiteral("reloadModuleCoefficient") + request + QStringLiteral("int 1636)"),
+                                 begin
+                                     + quoted("setModuleflags('A', [{'id': qulonglong %1, 'moduleflags': "
+                                              "[{'flag': '', 'id': ''}]}])")
+                                           .arg(number)}));
 }
 
 void CabinetModuleFlashTest::flashIsSavedReloadedAndClearedOnTheDevice()
@@ -930,10 +924,9 @@ void CabinetModuleFlashTest::moduleFlagsLogTheWholeReply()
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QList<CabinetsModuleFlag> flags{CabinetsModuleFlag()};
     QCOMPARE(cabinet.setModuleflags(flags), enSuccess);
-    QCOMPARE(m_log->takeDebug(),
-             QStringList(row({QStringLiteral("setModuleflags "), QStringLiteral("deviceKey:"), QStringLiteral("\"%2\""),
-                              QStringLiteral(" res :"),
-                              quoted("QMap(('a', QVariant(QString, 'x'))('b', QVariant(int, 2)))")})));
+    QCOMPARE(m_log->takeDebug(), QStringList(row({QStringLiteral("setModuleflags "), QStringLiteral("deviceKey:"),
+                                                  QStringLiteral("\"%2\""), QStringLiteral(" res :"),
+                                                  quoted("QMap(('a', QVariant(QString, 'x'))('b', QVariant(int, 2)))")})));
 }
 
 void CabinetModuleFlashTest::moduleFlagsReachTheModules()
@@ -945,8 +938,7 @@ void CabinetModuleFlashTest::moduleFlagsReachTheModules()
     flag.flag = QStringLiteral("replaced");
     QList<CabinetsModuleFlag> flags{flag};
     QCOMPARE(cabinet.setModuleflags(flags), enSuccess);
-    QCOMPARE(wall().moduleFlag(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("3")),
-             QStringLiteral("replaced"));
+    QCOMPARE(wall().moduleFlag(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("3")), QStringLiteral("replaced"));
     QCOMPARE(wall().notes(), QStringList());
 }
 
@@ -972,8 +964,8 @@ void CabinetModuleFlashTest::supportIsReadFromTheFirstMap_data()
                                        << QStringLiteral("0 0 0 1 0");
     QTest::newRow("one by one: magic gray")
         << QVariant(listOf(Map{{table, Map{{QStringLiteral("magicGray"), true}}}})) << QStringLiteral("0 0 0 0 1");
-    QTest::newRow("257 layers are one") << QVariant(listOf(
-                                               Map{{table, Map{{QStringLiteral("multilayerCorrectionLayer"), 257}}}}))
+    QTest::newRow("257 layers are one") << QVariant(
+        listOf(Map{{table, Map{{QStringLiteral("multilayerCorrectionLayer"), 257}}}}))
                                         << QStringLiteral("0 1 0 0 0");
     QTest::newRow("no table") << QVariant(listOf(Map())) << QStringLiteral("0 0 0 0 0");
     QTest::newRow("the keys beside the table") << QVariant(listOf(all)) << QStringLiteral("0 0 0 0 0");
@@ -1013,9 +1005,8 @@ void CabinetModuleFlashTest::anEmptySupportReplyIsRefused()
     QCOMPARE(cabinet.getCabinetSupport(support), enInvalidParameter);
     QCOMPARE(int(support.multilayerCorrectionLayer), 99);
     QVERIFY(support.magicGray);
-    QCOMPARE(
-        m_log->takeCritical(),
-        QStringList({QLatin1String(noBaseInfo), QStringLiteral("call getScreenSupport.pasrseJson() fail. device:%2")}));
+    QCOMPARE(m_log->takeCritical(),
+             QStringList({QLatin1String(noBaseInfo), QStringLiteral("call getScreenSupport.pasrseJson() fail. device:%2")}));
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 

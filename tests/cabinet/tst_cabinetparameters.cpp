@@ -22,8 +22,7 @@ struct DeviceCurve {
 Q_DECLARE_METATYPE(DeviceCurve)
 Q_DECLARE_METATYPE(Table)
 
-namespace
-{
+namespace {
 
 constexpr int least = std::numeric_limits<int>::min();
 constexpr int greatest = std::numeric_limits<int>::max();
@@ -85,6 +84,7 @@ private Q_SLOTS:
     void filesThatCannotBeOpenedAreFoundBeforeTheCall_data();
     void filesThatCannotBeOpenedAreFoundBeforeTheCall();
     void aFileThatCannotBeReadIsAFileError();
+    void aFileThatIsTooLargeIsAFileError();
     void aConfigurationTravelsThereAndBack();
 
     void aFlagIsStoredWhenTheDeviceTookIt_data();
@@ -112,8 +112,7 @@ void CabinetParametersTest::initTestCase()
     m_log.emplace();
     showDebugLines();
     QVERIFY(m_directory.isValid());
-    QVERIFY(
-        (QMetaType::registerConverter<DeviceCurve, QList<int>>([](const DeviceCurve &curve) { return curve.points; })));
+    QVERIFY((QMetaType::registerConverter<DeviceCurve, QList<int>>([](const DeviceCurve &curve) { return curve.points; })));
 }
 
 void CabinetParametersTest::init()
@@ -156,9 +155,8 @@ void CabinetParametersTest::brightnessIsSentAsItIs()
     wall().on(QStringLiteral("CabinetInfoOperator::setCabSingleBrightness")).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setBrightness(value), enSuccess);
-    QCOMPARE(
-        wall().transcript(),
-        QStringList(quoted("CabinetInfoOperator::setCabSingleBrightness('A', '12', {'value': int %1})").arg(value)));
+    QCOMPARE(wall().transcript(),
+             QStringList(quoted("CabinetInfoOperator::setCabSingleBrightness('A', '12', {'value': int %1})").arg(value)));
 }
 
 void CabinetParametersTest::aRefusedBrightnessIsNotReported()
@@ -182,13 +180,11 @@ void CabinetParametersTest::theBrightnessRangeIsRead_data()
     QTest::newRow("only the minimum") << QVariant(3) << QVariant() << QVariant() << 3u << 0u << 0u;
     QTest::newRow("only the maximum") << QVariant() << QVariant(3) << QVariant() << 0u << 3u << 0u;
     QTest::newRow("only the default") << QVariant() << QVariant() << QVariant(3) << 0u << 0u << 3u;
-    QTest::newRow("values beyond all signed integers")
-        << QVariant(4294967295u) << QVariant(qulonglong(4294967295u)) << QVariant(2147483648u) << 4294967295u
-        << 4294967295u << 2147483648u;
+    QTest::newRow("values beyond all signed integers") << QVariant(4294967295u) << QVariant(qulonglong(4294967295u))
+                                                       << QVariant(2147483648u) << 4294967295u << 4294967295u << 2147483648u;
     QTest::newRow("texts") << QVariant(QStringLiteral("7")) << QVariant(QStringLiteral("none"))
                            << QVariant(QStringLiteral("")) << 7u << 0u << 0u;
-    QTest::newRow("maps and lists") << QVariant(Map()) << QVariant(List{1}) << QVariant(QStringList()) << 0u << 0u
-                                    << 0u;
+    QTest::newRow("maps and lists") << QVariant(Map()) << QVariant(List{1}) << QVariant(QStringList()) << 0u << 0u << 0u;
 }
 
 void CabinetParametersTest::theBrightnessRangeIsRead()
@@ -244,8 +240,7 @@ void CabinetParametersTest::gammaTablesAreFiledWithGreenAndBlueExchanged()
     CabinetV4 cabinet(description().release());
     Table table{{enRedGamma, {9}}, {enGreenGamma, {9}}, {enBlueGamma, {9}}};
     QCOMPARE(cabinet.getGammaTable(table), enSuccess);
-    QCOMPARE(table,
-             (Table{{EnumGammaType(0), {1, 2, 3}}, {EnumGammaType(1), {greatest}}, {EnumGammaType(2), {4, least}}}));
+    QCOMPARE(table, (Table{{EnumGammaType(0), {1, 2, 3}}, {EnumGammaType(1), {greatest}}, {EnumGammaType(2), {4, least}}}));
     QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::getCabinetGammaCustomValue('A', '12')")));
 }
 
@@ -255,8 +250,7 @@ void CabinetParametersTest::gammaRepliesOfOtherKinds_data()
     QTest::addColumn<QList<int>>("expected");
     QTest::newRow("a list of integers") << QVariant::fromValue(QList<int>{1, 2}) << QList<int>{1, 2};
     QTest::newRow("an empty list of integers") << QVariant::fromValue(QList<int>()) << QList<int>();
-    QTest::newRow("something that can be converted")
-        << QVariant::fromValue(DeviceCurve{{5, 6, 7}}) << QList<int>{5, 6, 7};
+    QTest::newRow("something that can be converted") << QVariant::fromValue(DeviceCurve{{5, 6, 7}}) << QList<int>{5, 6, 7};
     QTest::newRow("a list of variants") << QVariant(List{1, 2}) << QList<int>();
     QTest::newRow("a text") << QVariant(QStringLiteral("1,2")) << QList<int>();
     QTest::newRow("a number") << QVariant(3) << QList<int>();
@@ -271,8 +265,7 @@ void CabinetParametersTest::gammaRepliesOfOtherKinds()
     const struct {
         QString key;
         int channel;
-    } channels[] = {
-        {QStringLiteral("redGamma"), 0}, {QStringLiteral("blueGamma"), 1}, {QStringLiteral("greenGamma"), 2}};
+    } channels[] = {{QStringLiteral("redGamma"), 0}, {QStringLiteral("blueGamma"), 1}, {QStringLiteral("greenGamma"), 2}};
     CabinetV4 cabinet(description().release());
     for (const auto &each : channels) {
         wall().on(QStringLiteral("CabinetInfoOperator::getCabinetGammaCustomValue")).answer(Map{{each.key, value}});
@@ -290,11 +283,9 @@ void CabinetParametersTest::gammaEntriesOfOtherChannelsStay()
     CabinetV4 cabinet(description().release());
     Table table{{EnumGammaType(-1), {1}}, {EnumGammaType(3), {2}}};
     QCOMPARE(cabinet.getGammaTable(table), enSuccess);
-    QCOMPARE(table, (Table{{EnumGammaType(-1), {1}},
-                           {enRedGamma, {}},
-                           {enGreenGamma, {}},
-                           {enBlueGamma, {}},
-                           {EnumGammaType(3), {2}}}));
+    QCOMPARE(
+        table,
+        (Table{{EnumGammaType(-1), {1}}, {enRedGamma, {}}, {enGreenGamma, {}}, {enBlueGamma, {}}, {EnumGammaType(3), {2}}}));
 }
 
 void CabinetParametersTest::failedGammaReadsChangeNothing()
@@ -323,10 +314,7 @@ void CabinetParametersTest::gammaTablesAreSentChannelByChannel_data()
                         quoted("{'gammaTable': QList<int> [2], 'type': int 1}"),
                         quoted("{'gammaTable': QList<int> [3], 'type': int 2}")});
     QTest::newRow("channels that the library does not know")
-        << Table{{EnumGammaType(greatest), {7}},
-                 {EnumGammaType(10), {6}},
-                 {EnumGammaType(-1), {5}},
-                 {EnumGammaType(9), {8}}}
+        << Table{{EnumGammaType(greatest), {7}}, {EnumGammaType(10), {6}}, {EnumGammaType(-1), {5}}, {EnumGammaType(9), {8}}}
         << QStringList({quoted("{'gammaTable': QList<int> [5], 'type': int -1}"),
                         quoted("{'gammaTable': QList<int> [8], 'type': int 9}"),
                         quoted("{'gammaTable': QList<int> [6], 'type': int 10}"),
@@ -616,8 +604,7 @@ void CabinetParametersTest::aFileThatCannotBeReadIsAFileError()
     const QString file = path("unreadable");
     QFile probe(memory);
     char byte = 0;
-    if (!probe.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || probe.read(&byte, 1) >= 0 ||
-        !QFile::link(memory, file))
+    if (!probe.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || probe.read(&byte, 1) >= 0 || !QFile::link(memory, file))
         QSKIP("this system has no file that opens and cannot be read", "");
     wall().on(QString()).answer(Map());
     CabinetV4 cabinet(description().release());
@@ -626,6 +613,26 @@ void CabinetParametersTest::aFileThatCannotBeReadIsAFileError()
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().contains(file), qPrintable(lines.first()));
     QCOMPARE(wall().transcript(), QStringList());
+}
+
+void CabinetParametersTest::aFileThatIsTooLargeIsAFileError()
+{
+    // More than one array holds: nothing of it is read, and that is not an error of the file itself.
+    const QString file = path("large");
+    QFile sparse(file);
+    QVERIFY(sparse.open(QIODevice::WriteOnly));
+    if (!sparse.resize(qint64(3) << 30))
+        QSKIP("this system has no sparse files", "");
+    sparse.close();
+    wall().on(QString()).answer(Map());
+    CabinetV4 cabinet(description().release());
+    QCOMPARE(cabinet.setConfigFile(file), enFileError);
+    const QStringList lines = m_log->takeCritical();
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines.first().startsWith(QStringLiteral("cannot read the configuration file %1: ").arg(file)),
+             qPrintable(lines.first()));
+    QCOMPARE(wall().transcript(), QStringList());
+    QVERIFY(QFile::remove(file));
 }
 
 void CabinetParametersTest::aConfigurationTravelsThereAndBack()
@@ -667,8 +674,8 @@ void CabinetParametersTest::aFlagIsStoredWhenTheDeviceTookIt()
     QCOMPARE(cabinet.getFlag(read), enSuccess);
     QCOMPARE(read, flag);
     QCOMPARE(wall().transcript(),
-             QStringList(QStringLiteral("CabinetInfoOperator::setCabinetFlag(\"A\", \"12\", {\"flag\": \"") + flag +
-                         QStringLiteral("\"})")));
+             QStringList(QStringLiteral("CabinetInfoOperator::setCabinetFlag(\"A\", \"12\", {\"flag\": \"") + flag
+                         + QStringLiteral("\"})")));
 }
 
 void CabinetParametersTest::aRefusedFlagIsNotStored()
@@ -678,8 +685,7 @@ void CabinetParametersTest::aRefusedFlagIsNotStored()
     CabinetV4 cabinet(info);
     QCOMPARE(cabinet.setFlag(QStringLiteral("new")), enTimeout);
     QCOMPARE(info->flag, QStringLiteral("old flag"));
-    QCOMPARE(wall().transcript(),
-             QStringList(quoted("CabinetInfoOperator::setCabinetFlag('A', '12', {'flag': 'new'})")));
+    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::setCabinetFlag('A', '12', {'flag': 'new'})")));
 }
 
 void CabinetParametersTest::theStoredFlagIsReadWithoutADevice()
@@ -716,17 +722,14 @@ void CabinetParametersTest::serialNumberFlagsLogTheWholeReply()
     QCOMPARE(cabinet.setCabinetflags(QStringLiteral("serial")), enSuccess);
     const QStringList begin{QStringLiteral("setCabinetflags "), QStringLiteral("deviceKey:"), QStringLiteral("\"%2\""),
                             QStringLiteral(" res :")};
-    QCOMPARE(
-        m_log->takeDebug(),
-        QStringList({row(begin + QStringList(quoted("QMap(('a', QVariant(QString, 'x'))('b', QVariant(int, 2)))"))),
-                     row(begin + QStringList(QStringLiteral("QMap()")))}));
+    QCOMPARE(m_log->takeDebug(),
+             QStringList({row(begin + QStringList(quoted("QMap(('a', QVariant(QString, 'x'))('b', QVariant(int, 2)))"))),
+                          row(begin + QStringList(QStringLiteral("QMap()")))}));
 }
 
 void CabinetParametersTest::aRefusedSerialNumberFlagIsReported()
 {
-    wall()
-        .on(QStringLiteral("CabinetInfoOperator::setCabinetSnflags"))
-        .answerFalseWith(Map{{QStringLiteral("code"), 1}});
+    wall().on(QStringLiteral("CabinetInfoOperator::setCabinetSnflags")).answerFalseWith(Map{{QStringLiteral("code"), 1}});
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QCOMPARE(cabinet.setCabinetflags(QStringLiteral("serial")), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call setCabinetSnflags() fail. timeout. device:%2")));
@@ -742,8 +745,7 @@ void CabinetParametersTest::idsAreSentAsUnsignedNumbers_data()
     QTest::newRow("leading zeros are decimal") << QStringLiteral("0017") << QStringLiteral("17");
     QTest::newRow("beyond all signed numbers")
         << QStringLiteral("9223372036854775808") << QStringLiteral("9223372036854775808");
-    QTest::newRow("the greatest number") << QStringLiteral("18446744073709551615")
-                                         << QStringLiteral("18446744073709551615");
+    QTest::newRow("the greatest number") << QStringLiteral("18446744073709551615") << QStringLiteral("18446744073709551615");
     QTest::newRow("one more is no number") << QStringLiteral("18446744073709551616") << QStringLiteral("0");
     QTest::newRow("hexadecimal digits") << QStringLiteral("ff") << QStringLiteral("0");
     QTest::newRow("a negative number") << QStringLiteral("-5") << QStringLiteral("0");

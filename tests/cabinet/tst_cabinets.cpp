@@ -20,8 +20,7 @@ static_assert(sizeof(ICabinets) == sizeof(void *), "");
 static_assert(std::is_base_of<ICabinets, CabinetsV4>::value, "");
 static_assert(sizeof(CabinetsV4) == sizeof(void *) + sizeof(QList<ICabinet *>), "");
 
-namespace
-{
+namespace {
 
 using GroupOperation = EnumErrorCode (ICabinets::*)();
 
@@ -35,8 +34,7 @@ struct Row {
 const Row rows[] = {
     {"clearUserCoefficient", &ICabinets::clearUserCoefficient, "clearCabinetsUserCoefficient",
      "save cabinets coefficient timeout!"},
-    {"saveUserCoefficient", &ICabinets::saveUserCoefficient, "saveCabinetsCoeffcient",
-     "save cabinets coefficient timeout!"},
+    {"saveUserCoefficient", &ICabinets::saveUserCoefficient, "saveCabinetsCoeffcient", "save cabinets coefficient timeout!"},
     {"saveFactoryCoefficient", &ICabinets::saveFactoryCoefficient, "saveCabinetsFactoryCoefficient",
      "save cabinets factory coefficient timeout!"},
     {"showUserCoefficient", &ICabinets::showUserCoefficient, "showCabinetsCoefficient",
@@ -190,8 +188,8 @@ QString CabinetsTest::line(const QString &key, const QStringList &ids)
     QStringList texts;
     for (const QString &id : ids)
         texts += QLatin1Char('"') + id + QLatin1Char('"');
-    return QStringLiteral("Correctionop::") + QLatin1String(current().service) + QStringLiteral("(\"") + key +
-           QStringLiteral("\", {\"cids\": [") + texts.join(QStringLiteral(", ")) + QStringLiteral("]})");
+    return QStringLiteral("Correctionop::") + QLatin1String(current().service) + QStringLiteral("(\"") + key
+           + QStringLiteral("\", {\"cids\": [") + texts.join(QStringLiteral(", ")) + QStringLiteral("]})");
 }
 
 void CabinetsTest::takeFailure()
@@ -418,8 +416,7 @@ void CabinetsTest::theGroupCopiesTheList()
     list.append(nullptr);
     wall().on(QString()).answer(Map());
     QCOMPARE(group.saveModuleCoefficient(), enSuccess);
-    QCOMPARE(wall().transcript(),
-             QStringList(quoted("Correctionop::saveCabinetsModuleCoefficient('A', {'cids': ['1']})")));
+    QCOMPARE(wall().transcript(), QStringList(quoted("Correctionop::saveCabinetsModuleCoefficient('A', {'cids': ['1']})")));
 }
 
 void CabinetsTest::theGroupOwnsNoCabinet()

@@ -21,8 +21,7 @@
 
 using namespace Correction;
 
-namespace
-{
+namespace {
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
@@ -32,150 +31,150 @@ using Values = QVector<unsigned short>;
 // The operations of each interface in slot order: OP(class, result, name, parameters). The same list serves the
 // interface and its implementation. The casts in ROW compile for exactly this signature only.
 
-#define COEFFICIENT_OPERATIONS(OP, C)                                                                                  \
-    OP(C, int, getPixelRow, ())                                                                                        \
-    OP(C, void, setPixelRow, (int))                                                                                    \
-    OP(C, int, getPixelCol, ())                                                                                        \
-    OP(C, void, setPixelCol, (int))                                                                                    \
-    OP(C, int, getPixelLength, ())                                                                                     \
-    OP(C, ICoefficient *, getCopy, ())                                                                                 \
-    OP(C, EnumCoefficientType, getType, ())                                                                            \
-    OP(C, EnumErrorCode, setPartCoefficient, (const QRect &, ICoefficient &))                                          \
-    OP(C, ICoefficient *, tryGetPart, (const QRect &))                                                                 \
+#define COEFFICIENT_OPERATIONS(OP, C)                                                                                       \
+    OP(C, int, getPixelRow, ())                                                                                             \
+    OP(C, void, setPixelRow, (int))                                                                                         \
+    OP(C, int, getPixelCol, ())                                                                                             \
+    OP(C, void, setPixelCol, (int))                                                                                         \
+    OP(C, int, getPixelLength, ())                                                                                          \
+    OP(C, ICoefficient *, getCopy, ())                                                                                      \
+    OP(C, EnumCoefficientType, getType, ())                                                                                 \
+    OP(C, EnumErrorCode, setPartCoefficient, (const QRect &, ICoefficient &))                                               \
+    OP(C, ICoefficient *, tryGetPart, (const QRect &))                                                                      \
     OP(C, QString, toBase64, ())
 
-#define CHROMA_OPERATIONS(OP, C)                                                                                       \
-    COEFFICIENT_OPERATIONS(OP, C)                                                                                      \
-    OP(C, EnumErrorCode, tryGetAvg, (Values &))                                                                        \
-    OP(C, EnumErrorCode, toByteArray, (QByteArray &))                                                                  \
-    OP(C, Values, getCoefficient, ())                                                                                  \
-    OP(C, EnumErrorCode, setCoefficient, (Values &))                                                                   \
-    OP(C, EnumErrorCode, setPartCoefficient, (const QRect &, Values &))                                                \
+#define CHROMA_OPERATIONS(OP, C)                                                                                            \
+    COEFFICIENT_OPERATIONS(OP, C)                                                                                           \
+    OP(C, EnumErrorCode, tryGetAvg, (Values &))                                                                             \
+    OP(C, EnumErrorCode, toByteArray, (QByteArray &))                                                                       \
+    OP(C, Values, getCoefficient, ())                                                                                       \
+    OP(C, EnumErrorCode, setCoefficient, (Values &))                                                                        \
+    OP(C, EnumErrorCode, setPartCoefficient, (const QRect &, Values &))                                                     \
     OP(C, QString, toJsonData, ())
 
-#define LOW_GRAY_OPERATIONS(OP, C)                                                                                     \
-    COEFFICIENT_OPERATIONS(OP, C)                                                                                      \
-    OP(C, Values, getCoefficient, ())                                                                                  \
-    OP(C, EnumErrorCode, setCoefficient, (Values &))                                                                   \
+#define LOW_GRAY_OPERATIONS(OP, C)                                                                                          \
+    COEFFICIENT_OPERATIONS(OP, C)                                                                                           \
+    OP(C, Values, getCoefficient, ())                                                                                       \
+    OP(C, EnumErrorCode, setCoefficient, (Values &))                                                                        \
     OP(C, EnumErrorCode, setPartCoefficient, (const QRect &, Values &))
 
-#define MULTILAYER_OPERATIONS(OP, C)                                                                                   \
-    COEFFICIENT_OPERATIONS(OP, C)                                                                                      \
-    OP(C, QByteArray, getCoefficient, ())                                                                              \
-    OP(C, EnumErrorCode, setCoefficient, (QByteArray &))                                                               \
+#define MULTILAYER_OPERATIONS(OP, C)                                                                                        \
+    COEFFICIENT_OPERATIONS(OP, C)                                                                                           \
+    OP(C, QByteArray, getCoefficient, ())                                                                                   \
+    OP(C, EnumErrorCode, setCoefficient, (QByteArray &))                                                                    \
     OP(C, EnumErrorCode, setPartCoefficient, (const QRect &, QByteArray &))
 
-#define CABINET_COEFFICIENT_OPERATIONS(OP, C)                                                                          \
-    OP(C, QString, getDeciceKey, ())                                                                                   \
-    OP(C, bool, add, (QRect, ICoefficient *))                                                                          \
-    OP(C, ICoefficient *, tryGetCoefficient, (QRect))                                                                  \
+#define CABINET_COEFFICIENT_OPERATIONS(OP, C)                                                                               \
+    OP(C, QString, getDeciceKey, ())                                                                                        \
+    OP(C, bool, add, (QRect, ICoefficient *))                                                                               \
+    OP(C, ICoefficient *, tryGetCoefficient, (QRect))                                                                       \
     OP(C, QString, toJsonData, ())
 
-#define CABINET_OPERATIONS(OP, C)                                                                                      \
-    OP(C, EnumErrorCode, GetCabinetInfo, (CabinetInfo &))                                                              \
-    OP(C, EnumErrorCode, tryGetCoefficients, (ICoefficient &))                                                         \
-    OP(C, EnumErrorCode, setCoefficients, (const QPoint &, ICoefficient &))                                            \
-    OP(C, EnumErrorCode, saveParameter, (EnumSaveType))                                                                \
-    OP(C, EnumErrorCode, applyCoeffcient, (EnumCoefficientType))                                                       \
-    OP(C, EnumErrorCode, setEffectMode, (EnumEffectMode))                                                              \
-    OP(C, EnumErrorCode, setBrightness, (int))                                                                         \
-    OP(C, EnumErrorCode, getGammaTable, (GammaTable &))                                                                \
-    OP(C, EnumErrorCode, setGammaTable, (const GammaTable &))                                                          \
-    OP(C, EnumErrorCode, getBrightnessRange, (BrightnessRange &))                                                      \
-    OP(C, EnumErrorCode, getConfigFile, (const QString &))                                                             \
-    OP(C, EnumErrorCode, setConfigFile, (const QString &))                                                             \
-    OP(C, EnumErrorCode, setFlag, (const QString &))                                                                   \
-    OP(C, EnumErrorCode, getFlag, (QString &))                                                                         \
-    OP(C, EnumErrorCode, tryGetEffectMode, (EnumEffectMode &))                                                         \
-    OP(C, EnumErrorCode, getFlashCheckInfo, (QList<RxCardFlashCheckInfo> &))                                           \
-    OP(C, QString, getID, ())                                                                                          \
-    OP(C, QString, getDeviceKey, ())                                                                                   \
-    OP(C, EnumErrorCode, setCabinetflags, (const QString &))                                                           \
-    OP(C, EnumErrorCode, setModuleflags, (QList<CabinetsModuleFlag> &))                                                \
-    OP(C, EnumErrorCode, clearModuleCoefficient, (int))                                                                \
-    OP(C, EnumErrorCode, saveModuleCoefficient, (int))                                                                 \
-    OP(C, EnumErrorCode, reloadModuleCoefficient, (int))                                                               \
-    OP(C, QList<ModuleInfo *>, getCabAllFlags, ())                                                                     \
-    OP(C, EnumErrorCode, IsSupportFlash, ())                                                                           \
+#define CABINET_OPERATIONS(OP, C)                                                                                           \
+    OP(C, EnumErrorCode, GetCabinetInfo, (CabinetInfo &))                                                                   \
+    OP(C, EnumErrorCode, tryGetCoefficients, (ICoefficient &))                                                              \
+    OP(C, EnumErrorCode, setCoefficients, (const QPoint &, ICoefficient &))                                                 \
+    OP(C, EnumErrorCode, saveParameter, (EnumSaveType))                                                                     \
+    OP(C, EnumErrorCode, applyCoeffcient, (EnumCoefficientType))                                                            \
+    OP(C, EnumErrorCode, setEffectMode, (EnumEffectMode))                                                                   \
+    OP(C, EnumErrorCode, setBrightness, (int))                                                                              \
+    OP(C, EnumErrorCode, getGammaTable, (GammaTable &))                                                                     \
+    OP(C, EnumErrorCode, setGammaTable, (const GammaTable &))                                                               \
+    OP(C, EnumErrorCode, getBrightnessRange, (BrightnessRange &))                                                           \
+    OP(C, EnumErrorCode, getConfigFile, (const QString &))                                                                  \
+    OP(C, EnumErrorCode, setConfigFile, (const QString &))                                                                  \
+    OP(C, EnumErrorCode, setFlag, (const QString &))                                                                        \
+    OP(C, EnumErrorCode, getFlag, (QString &))                                                                              \
+    OP(C, EnumErrorCode, tryGetEffectMode, (EnumEffectMode &))                                                              \
+    OP(C, EnumErrorCode, getFlashCheckInfo, (QList<RxCardFlashCheckInfo> &))                                                \
+    OP(C, QString, getID, ())                                                                                               \
+    OP(C, QString, getDeviceKey, ())                                                                                        \
+    OP(C, EnumErrorCode, setCabinetflags, (const QString &))                                                                \
+    OP(C, EnumErrorCode, setModuleflags, (QList<CabinetsModuleFlag> &))                                                     \
+    OP(C, EnumErrorCode, clearModuleCoefficient, (int))                                                                     \
+    OP(C, EnumErrorCode, saveModuleCoefficient, (int))                                                                      \
+    OP(C, EnumErrorCode, reloadModuleCoefficient, (int))                                                                    \
+    OP(C, QList<ModuleInfo *>, getCabAllFlags, ())                                                                          \
+    OP(C, EnumErrorCode, IsSupportFlash, ())                                                                                \
     OP(C, EnumErrorCode, getCabinetSupport, (CabinetBaseInfo &))
 
-#define CABINETS_OPERATIONS(OP, C)                                                                                     \
-    OP(C, EnumErrorCode, clearUserCoefficient, ())                                                                     \
-    OP(C, EnumErrorCode, saveUserCoefficient, ())                                                                      \
-    OP(C, EnumErrorCode, saveFactoryCoefficient, ())                                                                   \
-    OP(C, EnumErrorCode, showUserCoefficient, ())                                                                      \
-    OP(C, EnumErrorCode, showFactoryCoefficient, ())                                                                   \
-    OP(C, EnumErrorCode, setAvgCoefficient, (const QList<ICabinetCoefficient> &))                                      \
-    OP(C, EnumErrorCode, getAvgCoeffcient, (QList<ICabinetCoefficient> &))                                             \
-    OP(C, EnumErrorCode, showModuleCoefficient, ())                                                                    \
-    OP(C, EnumErrorCode, saveModuleCoefficient, ())                                                                    \
+#define CABINETS_OPERATIONS(OP, C)                                                                                          \
+    OP(C, EnumErrorCode, clearUserCoefficient, ())                                                                          \
+    OP(C, EnumErrorCode, saveUserCoefficient, ())                                                                           \
+    OP(C, EnumErrorCode, saveFactoryCoefficient, ())                                                                        \
+    OP(C, EnumErrorCode, showUserCoefficient, ())                                                                           \
+    OP(C, EnumErrorCode, showFactoryCoefficient, ())                                                                        \
+    OP(C, EnumErrorCode, setAvgCoefficient, (const QList<ICabinetCoefficient> &))                                           \
+    OP(C, EnumErrorCode, getAvgCoeffcient, (QList<ICabinetCoefficient> &))                                                  \
+    OP(C, EnumErrorCode, showModuleCoefficient, ())                                                                         \
+    OP(C, EnumErrorCode, saveModuleCoefficient, ())                                                                         \
     OP(C, EnumErrorCode, setMutiCabinetSolid, ())
 
-#define SUB_SCREEN_OPERATIONS(OP, C)                                                                                   \
-    OP(C, EnumErrorCode, setABLEnable, (bool))                                                                         \
-    OP(C, EnumErrorCode, setXBit, (EnumXBitMode, bool))                                                                \
-    OP(C, EnumErrorCode, lock, ())                                                                                     \
-    OP(C, EnumErrorCode, unLock, ())                                                                                   \
-    OP(C, EnumErrorCode, tryGetRect, (QRect &))                                                                        \
-    OP(C, EnumErrorCode, tryGetAllCabinetInfoList, (QList<CabinetInfo> &))                                             \
-    OP(C, EnumErrorCode, setPixelImage, (DrawingParameter))                                                            \
-    OP(C, EnumErrorCode, setCheckerboardlImage, (DrawingCheckerboard))                                                 \
-    OP(C, EnumErrorCode, setPixelImageMode, (unsigned char))                                                           \
-    OP(C, EnumErrorCode, tryGetCoefficients, (const QRect &, ICoefficient &))                                          \
-    OP(C, EnumErrorCode, setCoefficients, (const QRect &, ICoefficient &))                                             \
-    OP(C, QtPromise::QPromise<EnumErrorCode>, setCoefficientsAsync, (const QRect &, ICoefficient &))                   \
-    OP(C, EnumErrorCode, saveParameter, (EnumSaveType))                                                                \
-    OP(C, EnumErrorCode, applyCoeffcient, (EnumCoefficientType))                                                       \
-    OP(C, EnumErrorCode, clearCoefficient, (EnumCoefficientType))                                                      \
-    OP(C, EnumErrorCode, setEffectMode, (EnumEffectMode))                                                              \
-    OP(C, EnumErrorCode, setBrightness, (int))                                                                         \
-    OP(C, EnumErrorCode, getGammaTable, (GammaTable &))                                                                \
-    OP(C, EnumErrorCode, setGammaTable, (const GammaTable &))                                                          \
-    OP(C, EnumErrorCode, setMultilayerParameter, (const MultilayerParam &))                                            \
-    OP(C, EnumErrorCode, setMultilayerParameterV2, (const MultilayerParamV2 &))                                        \
-    OP(C, EnumErrorCode, getBrightnessRange, (BrightnessRange &))                                                      \
-    OP(C, EnumErrorCode, tryGetEffectMode, (EnumEffectMode &))                                                         \
-    OP(C, bool, addCabinet, (QString, QString))                                                                        \
-    OP(C, bool, removeCabinet, (const QString &))                                                                      \
-    OP(C, void, removeCabinets, ())                                                                                    \
-    OP(C, EnumErrorCode, setMutiCabinetSolid, (EnumSaveType))                                                          \
-    OP(C, EnumErrorCode, isCheckerboardlImage, ())                                                                     \
+#define SUB_SCREEN_OPERATIONS(OP, C)                                                                                        \
+    OP(C, EnumErrorCode, setABLEnable, (bool))                                                                              \
+    OP(C, EnumErrorCode, setXBit, (EnumXBitMode, bool))                                                                     \
+    OP(C, EnumErrorCode, lock, ())                                                                                          \
+    OP(C, EnumErrorCode, unLock, ())                                                                                        \
+    OP(C, EnumErrorCode, tryGetRect, (QRect &))                                                                             \
+    OP(C, EnumErrorCode, tryGetAllCabinetInfoList, (QList<CabinetInfo> &))                                                  \
+    OP(C, EnumErrorCode, setPixelImage, (DrawingParameter))                                                                 \
+    OP(C, EnumErrorCode, setCheckerboardlImage, (DrawingCheckerboard))                                                      \
+    OP(C, EnumErrorCode, setPixelImageMode, (unsigned char))                                                                \
+    OP(C, EnumErrorCode, tryGetCoefficients, (const QRect &, ICoefficient &))                                               \
+    OP(C, EnumErrorCode, setCoefficients, (const QRect &, ICoefficient &))                                                  \
+    OP(C, QtPromise::QPromise<EnumErrorCode>, setCoefficientsAsync, (const QRect &, ICoefficient &))                        \
+    OP(C, EnumErrorCode, saveParameter, (EnumSaveType))                                                                     \
+    OP(C, EnumErrorCode, applyCoeffcient, (EnumCoefficientType))                                                            \
+    OP(C, EnumErrorCode, clearCoefficient, (EnumCoefficientType))                                                           \
+    OP(C, EnumErrorCode, setEffectMode, (EnumEffectMode))                                                                   \
+    OP(C, EnumErrorCode, setBrightness, (int))                                                                              \
+    OP(C, EnumErrorCode, getGammaTable, (GammaTable &))                                                                     \
+    OP(C, EnumErrorCode, setGammaTable, (const GammaTable &))                                                               \
+    OP(C, EnumErrorCode, setMultilayerParameter, (const MultilayerParam &))                                                 \
+    OP(C, EnumErrorCode, setMultilayerParameterV2, (const MultilayerParamV2 &))                                             \
+    OP(C, EnumErrorCode, getBrightnessRange, (BrightnessRange &))                                                           \
+    OP(C, EnumErrorCode, tryGetEffectMode, (EnumEffectMode &))                                                              \
+    OP(C, bool, addCabinet, (QString, QString))                                                                             \
+    OP(C, bool, removeCabinet, (const QString &))                                                                           \
+    OP(C, void, removeCabinets, ())                                                                                         \
+    OP(C, EnumErrorCode, setMutiCabinetSolid, (EnumSaveType))                                                               \
+    OP(C, EnumErrorCode, isCheckerboardlImage, ())                                                                          \
     OP(C, EnumErrorCode, getScreenSupport, (QVector<CabinetBaseInfo> &))
 
-#define SCREEN_OPERATIONS(OP, C)                                                                                       \
-    OP(C, EnumErrorCode, setABLEnable, (bool))                                                                         \
-    OP(C, EnumErrorCode, setXBit, (EnumXBitMode, bool))                                                                \
-    OP(C, EnumErrorCode, lock, ())                                                                                     \
-    OP(C, EnumErrorCode, unLock, ())                                                                                   \
-    OP(C, EnumErrorCode, tryGetRect, (QRect &))                                                                        \
-    OP(C, EnumErrorCode, tryGetAllCabinetInfoList, (QList<CabinetInfo> &))                                             \
-    OP(C, EnumErrorCode, setPixelImage, (DrawingParameter))                                                            \
-    OP(C, EnumErrorCode, setCheckerboardlImage, (DrawingCheckerboard))                                                 \
-    OP(C, EnumErrorCode, setPixelImageMode, (unsigned char))                                                           \
-    OP(C, EnumErrorCode, tryGetCoefficients, (const QRect &, ICoefficient &))                                          \
-    OP(C, EnumErrorCode, setCoefficients, (const QRect &, ICoefficient &))                                             \
-    OP(C, EnumErrorCode, saveParameter, (EnumSaveType))                                                                \
-    OP(C, EnumErrorCode, applyCoeffcient, (EnumCoefficientType))                                                       \
-    OP(C, EnumErrorCode, clearCoefficient, (EnumCoefficientType))                                                      \
-    OP(C, EnumErrorCode, setEffectMode, (EnumEffectMode))                                                              \
-    OP(C, EnumErrorCode, tryGetEffectMode, (EnumEffectMode &))                                                         \
-    OP(C, EnumErrorCode, setBrightness, (int))                                                                         \
-    OP(C, EnumErrorCode, getGammaTable, (GammaTable &))                                                                \
-    OP(C, EnumErrorCode, setGammaTable, (const GammaTable &))                                                          \
-    OP(C, EnumErrorCode, setMultilayerParameter, (const MultilayerParam &))                                            \
-    OP(C, EnumErrorCode, setMultilayerParameterV2, (const MultilayerParamV2 &))                                        \
-    OP(C, EnumErrorCode, getBrightnessRange, (BrightnessRange &))                                                      \
-    OP(C, ISubScreen *, tryGetSubScreen, (const QString &))                                                            \
-    OP(C, bool, addSubScreen, (const QString &, ISubScreen *))                                                         \
-    OP(C, bool, removeSubScreen, (const QString &))                                                                    \
-    OP(C, void, removeSubScreens, ())                                                                                  \
-    OP(C, void, setName, (const QString &))                                                                            \
-    OP(C, QString, getName, ())                                                                                        \
-    OP(C, void, setID, (const QString &))                                                                              \
-    OP(C, QString, getID, ())                                                                                          \
-    OP(C, EnumErrorCode, getSubScreenNames, (QMap<QString, QString>))                                                  \
-    OP(C, EnumErrorCode, setMutiCabinetSolid, (EnumSaveType))                                                          \
-    OP(C, EnumErrorCode, getFeatures, (QMap<QString, bool> &))                                                         \
+#define SCREEN_OPERATIONS(OP, C)                                                                                            \
+    OP(C, EnumErrorCode, setABLEnable, (bool))                                                                              \
+    OP(C, EnumErrorCode, setXBit, (EnumXBitMode, bool))                                                                     \
+    OP(C, EnumErrorCode, lock, ())                                                                                          \
+    OP(C, EnumErrorCode, unLock, ())                                                                                        \
+    OP(C, EnumErrorCode, tryGetRect, (QRect &))                                                                             \
+    OP(C, EnumErrorCode, tryGetAllCabinetInfoList, (QList<CabinetInfo> &))                                                  \
+    OP(C, EnumErrorCode, setPixelImage, (DrawingParameter))                                                                 \
+    OP(C, EnumErrorCode, setCheckerboardlImage, (DrawingCheckerboard))                                                      \
+    OP(C, EnumErrorCode, setPixelImageMode, (unsigned char))                                                                \
+    OP(C, EnumErrorCode, tryGetCoefficients, (const QRect &, ICoefficient &))                                               \
+    OP(C, EnumErrorCode, setCoefficients, (const QRect &, ICoefficient &))                                                  \
+    OP(C, EnumErrorCode, saveParameter, (EnumSaveType))                                                                     \
+    OP(C, EnumErrorCode, applyCoeffcient, (EnumCoefficientType))                                                            \
+    OP(C, EnumErrorCode, clearCoefficient, (EnumCoefficientType))                                                           \
+    OP(C, EnumErrorCode, setEffectMode, (EnumEffectMode))                                                                   \
+    OP(C, EnumErrorCode, tryGetEffectMode, (EnumEffectMode &))                                                              \
+    OP(C, EnumErrorCode, setBrightness, (int))                                                                              \
+    OP(C, EnumErrorCode, getGammaTable, (GammaTable &))                                                                     \
+    OP(C, EnumErrorCode, setGammaTable, (const GammaTable &))                                                               \
+    OP(C, EnumErrorCode, setMultilayerParameter, (const MultilayerParam &))                                                 \
+    OP(C, EnumErrorCode, setMultilayerParameterV2, (const MultilayerParamV2 &))                                             \
+    OP(C, EnumErrorCode, getBrightnessRange, (BrightnessRange &))                                                           \
+    OP(C, ISubScreen *, tryGetSubScreen, (const QString &))                                                                 \
+    OP(C, bool, addSubScreen, (const QString &, ISubScreen *))                                                              \
+    OP(C, bool, removeSubScreen, (const QString &))                                                                         \
+    OP(C, void, removeSubScreens, ())                                                                                       \
+    OP(C, void, setName, (const QString &))                                                                                 \
+    OP(C, QString, getName, ())                                                                                             \
+    OP(C, void, setID, (const QString &))                                                                                   \
+    OP(C, QString, getID, ())                                                                                               \
+    OP(C, EnumErrorCode, getSubScreenNames, (QMap<QString, QString>))                                                       \
+    OP(C, EnumErrorCode, setMutiCabinetSolid, (EnumSaveType))                                                               \
+    OP(C, EnumErrorCode, getFeatures, (QMap<QString, bool> &))                                                              \
     OP(C, EnumErrorCode, getScreenSupport, (QVector<CabinetBaseInfo> &))
 
 /// Slot of a virtual operation, or -1 for one that is not virtual or belongs to a second base. In the Itanium ABI a
@@ -332,30 +331,28 @@ constexpr bool isCopied = std::is_copy_constructible<Class>::value &&std::is_cop
 /// constructed by themselves.
 static_assert(std::is_copy_assignable<ICoefficient>::value && std::is_move_assignable<ICoefficient>::value);
 static_assert(std::is_copy_assignable<IChromaCoefficient>::value && std::is_move_assignable<IChromaCoefficient>::value);
-static_assert(std::is_copy_assignable<ILowGrayCoefficient>::value &&
-              std::is_move_assignable<ILowGrayCoefficient>::value);
-static_assert(std::is_copy_assignable<IMultilayerCoefficient>::value &&
-              std::is_move_assignable<IMultilayerCoefficient>::value);
+static_assert(std::is_copy_assignable<ILowGrayCoefficient>::value && std::is_move_assignable<ILowGrayCoefficient>::value);
+static_assert(std::is_copy_assignable<IMultilayerCoefficient>::value
+              && std::is_move_assignable<IMultilayerCoefficient>::value);
 
 static_assert(isCopied<Coefficient> && isCopied<LowGrayCoefficient> && isCopied<MultilayerCoefficient>);
-static_assert(std::is_default_constructible<Coefficient>::value && std::is_convertible<int, Coefficient>::value &&
-              std::is_constructible<Coefficient, int, int>::value &&
-              !std::is_constructible<Coefficient, int, int, int>::value);
-static_assert(std::is_default_constructible<LowGrayCoefficient>::value &&
-              std::is_convertible<int, LowGrayCoefficient>::value &&
-              std::is_constructible<LowGrayCoefficient, int, int>::value &&
-              !std::is_constructible<LowGrayCoefficient, int, int, int>::value);
-static_assert(std::is_default_constructible<MultilayerCoefficient>::value &&
-              std::is_convertible<int, MultilayerCoefficient>::value &&
-              std::is_constructible<MultilayerCoefficient, int, int>::value &&
-              std::is_constructible<MultilayerCoefficient, int, int, int>::value);
+static_assert(std::is_default_constructible<Coefficient>::value && std::is_convertible<int, Coefficient>::value
+              && std::is_constructible<Coefficient, int, int>::value
+              && !std::is_constructible<Coefficient, int, int, int>::value);
+static_assert(std::is_default_constructible<LowGrayCoefficient>::value && std::is_convertible<int, LowGrayCoefficient>::value
+              && std::is_constructible<LowGrayCoefficient, int, int>::value
+              && !std::is_constructible<LowGrayCoefficient, int, int, int>::value);
+static_assert(std::is_default_constructible<MultilayerCoefficient>::value
+              && std::is_convertible<int, MultilayerCoefficient>::value
+              && std::is_constructible<MultilayerCoefficient, int, int>::value
+              && std::is_constructible<MultilayerCoefficient, int, int, int>::value);
 static_assert(std::is_constructible<CabinetAvgCoefficient, const QString &, const QString &>::value);
 static_assert(std::is_constructible<CabinetV4, CabinetInfo *>::value);
 static_assert(std::is_constructible<CabinetsV4, QList<ICabinet *> &>::value);
 static_assert(std::is_constructible<SubScreenV4, const QString &>::value);
 static_assert(std::is_default_constructible<ScreenV4>::value);
-static_assert(std::is_default_constructible<CabinetManager>::value && isCopied<CabinetManager> &&
-              std::is_destructible<CabinetManager>::value);
+static_assert(std::is_default_constructible<CabinetManager>::value
+              && isCopied<CabinetManager> && std::is_destructible<CabinetManager>::value);
 static_assert(std::is_copy_assignable<ArrayOpTool>::value && std::is_move_assignable<ArrayOpTool>::value);
 
 static_assert(std::is_same<CoefficientPtr::pointer, ICoefficient *>::value && sizeof(CoefficientPtr) == sizeof(void *));
@@ -365,11 +362,11 @@ static_assert(std::is_same<CabinetsPtr::pointer, ICabinets *>::value && sizeof(C
 
 /// A plain record: default construction and copies, nothing virtual, fields at fixed places.
 template <typename Record, std::size_t Size>
-constexpr bool isRecord = std::is_standard_layout<Record>::value && !std::is_polymorphic<Record>::value &&
-                          std::is_default_constructible<Record>::value && isCopied<Record> && sizeof(Record) == Size;
+constexpr bool isRecord = std::is_standard_layout<Record>::value && !std::is_polymorphic<Record>::value
+                          && std::is_default_constructible<Record>::value && isCopied<Record> && sizeof(Record) == Size;
 
-#define FIELD(Record, Type, name, offset)                                                                              \
-    static_assert(std::is_same<decltype(Record::name), Type>::value && offsetof(Record, name) == (offset),             \
+#define FIELD(Record, Type, name, offset)                                                                                   \
+    static_assert(std::is_same<decltype(Record::name), Type>::value && offsetof(Record, name) == (offset),                  \
                   #Record "::" #name " has another type or place")
 
 static_assert(isRecord<CabinetInfo, 64>);
@@ -454,11 +451,11 @@ FIELD(DrawingCheckerboard, int, lastSquareRowH, 36);
 
 // Operations without a slot
 
-#define OPERATION(Class, Result, name, Parameters)                                                                     \
-    static_assert(std::is_same<decltype(&Class::name), Result(Class::*) Parameters>::value,                            \
+#define OPERATION(Class, Result, name, Parameters)                                                                          \
+    static_assert(std::is_same<decltype(&Class::name), Result(Class::*) Parameters>::value,                                 \
                   #Class "::" #name " has another signature")
-#define STATIC_OPERATION(Class, Result, name, Parameters)                                                              \
-    static_assert(std::is_same<decltype(&Class::name), Result(*) Parameters>::value,                                   \
+#define STATIC_OPERATION(Class, Result, name, Parameters)                                                                   \
+    static_assert(std::is_same<decltype(&Class::name), Result(*) Parameters>::value,                                        \
                   #Class "::" #name " has another signature")
 
 STATIC_OPERATION(CoefficientFactory, ICoefficient *, getCoefficient, (EnumCoefficientType, int, int));
@@ -531,8 +528,7 @@ OPERATION(CabinetInfoOperator, bool, setCabinetFlag, (const QString &, const QSt
 OPERATION(CabinetInfoOperator, bool, getCabinetBrightnessRange, (const QString &, const QString &, Map &));
 OPERATION(CabinetInfoOperator, bool, getCabinetGammaCustomValue, (const QString &, const QString &, Map &));
 OPERATION(CabinetInfoOperator, bool, getConfigFile, (const QString &, const QString &, Map &));
-OPERATION(CabinetInfoOperator, bool, setCabinetGammaCustomValue,
-          (const QString &, const QString &, const Map &, Map &));
+OPERATION(CabinetInfoOperator, bool, setCabinetGammaCustomValue, (const QString &, const QString &, const Map &, Map &));
 OPERATION(CabinetInfoOperator, bool, setSingleConfigFile, (const QString &, const QString &, const Map &, Map &));
 OPERATION(CabinetInfoOperator, bool, setCabinetSnflags, (const QString &, const List &, Map &));
 OPERATION(CabinetInfoOperator, bool, setModuleflags, (const QString &, const List &, Map &));
@@ -556,8 +552,7 @@ OPERATION(ScreenInfo, void, signal_screenNameChanged, (QString, QString));
 using Draw = bool (ScreenInfo::*)(const QString &, const Map &, Map &);
 using DrawWithHeader = bool (ScreenInfo::*)(const QString &, const Map &, Map &, QMap<QString, QString> &);
 static_assert(std::is_same<decltype(static_cast<Draw>(&ScreenInfo::setCheckerBoardImage)), Draw>::value);
-static_assert(
-    std::is_same<decltype(static_cast<DrawWithHeader>(&ScreenInfo::setCheckerBoardImage)), DrawWithHeader>::value);
+static_assert(std::is_same<decltype(static_cast<DrawWithHeader>(&ScreenInfo::setCheckerBoardImage)), DrawWithHeader>::value);
 
 STATIC_OPERATION(HWInfo, HWInfo *, getInstance, ());
 OPERATION(HWInfo, bool, getHWInfo, (const QString &, Map &, bool));
@@ -687,9 +682,7 @@ void TestSlotOrders::gridsKeepTheirFieldsInOrder_data()
     QTest::addColumn<int>("pixelLength");
 
     // The leading words of a grid of 5 columns and 3 rows.
-    const auto head = [](const auto &grid) {
-        return QByteArray(reinterpret_cast<const char *>(std::addressof(grid)), 20);
-    };
+    const auto head = [](const auto &grid) { return QByteArray(reinterpret_cast<const char *>(std::addressof(grid)), 20); };
     QTest::newRow("chroma") << head(Coefficient(5, 3)) << 9;
     QTest::newRow("low-gray") << head(LowGrayCoefficient(5, 3)) << 9;
     QTest::newRow("multilayer") << head(MultilayerCoefficient(5, 3)) << 16;
@@ -782,8 +775,7 @@ void TestSlotOrders::signalsAreSignals()
     const auto signature = [](const QMetaMethod &method) {
         return method.methodType() == QMetaMethod::Signal ? method.methodSignature() : QByteArray();
     };
-    QCOMPARE(signature(QMetaMethod::fromSignal(&ScreenManager::signal_screenChanged)),
-             QByteArray("signal_screenChanged()"));
+    QCOMPARE(signature(QMetaMethod::fromSignal(&ScreenManager::signal_screenChanged)), QByteArray("signal_screenChanged()"));
     QCOMPARE(signature(QMetaMethod::fromSignal(&ScreenManager::signal_screenNameChanged)),
              QByteArray("signal_screenNameChanged(QString,QString)"));
     QCOMPARE(signature(QMetaMethod::fromSignal(&ScreenInfo::signal_screenNameChanged)),

@@ -8,8 +8,7 @@
 
 /// Grids of a host's own: they derive from the interfaces alone, note what they are asked to do, and may report any
 /// kind.
-namespace ForeignGrids
-{
+namespace ForeignGrids {
 
 template <class Interface, class ValuesType>
 class Base : public Interface

@@ -12,8 +12,7 @@
 
 using namespace Correction;
 
-namespace
-{
+namespace {
 
 /// What `::operator new` has handed out on this thread and not taken back (Qt Test has a thread of its own); allocations of
 /// Qt's containers go past it.
@@ -71,8 +70,7 @@ private:
     std::optional<TestSupport::LogCapture> m_log;
 };
 
-namespace
-{
+namespace {
 
 enum Kind { Chroma, LowGray, MultiLayer };
 

@@ -21,8 +21,7 @@ using namespace Correction;
 
 using Values = QVector<unsigned short>;
 
-namespace
-{
+namespace {
 
 QByteArray bytesOf(const Values &values)
 {

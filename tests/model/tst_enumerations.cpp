@@ -14,8 +14,7 @@
 
 using namespace Correction;
 
-namespace
-{
+namespace {
 
 /// Unscoped, of the size of an int, and able to hold every int.
 template <class Enum>

@@ -27,8 +27,7 @@
 #if defined(__GLIBC__) && !defined(OTHER_ALLOCATOR)
 #define CAN_FAIL_ALLOCATIONS
 
-namespace
-{
+namespace {
 
 // Of this thread alone: Qt Test has one of its own, which allocates when it likes.
 thread_local bool armed = false;
@@ -181,8 +180,7 @@ void tst_Exhaustion::exhaust(const std::function<void()> &operation, const std::
 #endif
 }
 
-namespace
-{
+namespace {
 
 Values counted(int count)
 {
@@ -330,8 +328,7 @@ void tst_Exhaustion::chromaReplies()
     QCOMPARE(target.getCoefficient(), counted(9) + counted(9));
 }
 
-namespace
-{
+namespace {
 
 template <class Part>
 void append(QList<Part *> &list, int count)

@@ -14,8 +14,7 @@
 
 using namespace Correction;
 
-namespace
-{
+namespace {
 
 constexpr int least = std::numeric_limits<int>::min();
 constexpr int greatest = std::numeric_limits<int>::max();
@@ -66,8 +65,8 @@ template <class Grid>
 constexpr bool isPlainGrid =
     std::is_copy_constructible<Grid>::value &&std::is_copy_assignable<Grid>::value &&std::is_nothrow_move_constructible<
         Grid>::value &&std::is_nothrow_move_assignable<Grid>::value &&std::is_convertible<int, Grid>::value
-        &&std::is_default_constructible<Grid>::value &&std::is_constructible<Grid, int, int>::value &&
-    !std::has_virtual_destructor<Grid>::value;
+        &&std::is_default_constructible<Grid>::value &&std::is_constructible<Grid, int, int>::value
+    && !std::has_virtual_destructor<Grid>::value;
 
 static_assert(isPlainGrid<Coefficient>, "interface");
 static_assert(isPlainGrid<LowGrayCoefficient>, "interface");
@@ -77,8 +76,8 @@ static_assert(!std::is_constructible<Coefficient, int, int, int>::value, "the pi
 static_assert(!std::is_constructible<LowGrayCoefficient, int, int, int>::value, "the pixel length is fixed");
 
 template <class Interface>
-constexpr bool isPureInterface = std::is_abstract<Interface>::value && sizeof(Interface) == sizeof(void *) &&
-                                 !std::has_virtual_destructor<Interface>::value;
+constexpr bool isPureInterface = std::is_abstract<Interface>::value && sizeof(Interface) == sizeof(void *)
+                                 && !std::has_virtual_destructor<Interface>::value;
 
 static_assert(isPureInterface<ICoefficient>, "holds no data");
 static_assert(isPureInterface<IChromaCoefficient>, "holds no data");
@@ -138,13 +137,14 @@ struct Area {
     bool fits(int columns, int rows) const { return qint64(x) + w <= columns && qint64(y) + h <= rows; }
     QString line(const QString &prefix, int columns, int rows) const
     {
-        return prefix + QStringLiteral(" x: %1 y: %2 w: %3 h: %4 m_pixelCol: %5 m_pixelRow: %6")
-                            .arg(x)
-                            .arg(y)
-                            .arg(w)
-                            .arg(h)
-                            .arg(columns)
-                            .arg(rows);
+        return prefix
+               + QStringLiteral(" x: %1 y: %2 w: %3 h: %4 m_pixelCol: %5 m_pixelRow: %6")
+                     .arg(x)
+                     .arg(y)
+                     .arg(w)
+                     .arg(h)
+                     .arg(columns)
+                     .arg(rows);
     }
 };
 
@@ -152,8 +152,8 @@ const QString bounds = QStringLiteral("x + w > m_pixelCol || y + h > m_pixelRow:
 
 QString countLine(const QString &operation, int count, int columns, int rows)
 {
-    return operation +
-           QStringLiteral(" coefficient count: %1 m_pixelCol: %2 m_pixelRow: %3").arg(count).arg(columns).arg(rows);
+    return operation
+           + QStringLiteral(" coefficient count: %1 m_pixelCol: %2 m_pixelRow: %3").arg(count).arg(columns).arg(rows);
 }
 
 /// Index of element j of row i of an area in the grid's values, or -1 for one outside them. Goes by pixels, since the
@@ -214,15 +214,15 @@ void kindRows()
 } // namespace
 
 /// Runs a test for the kind of the data row.
-#define FOR_THE_KIND(test)                                                                                             \
-    do {                                                                                                               \
-        QFETCH(int, kind);                                                                                             \
-        if (kind == Chroma::type)                                                                                      \
-            test<Chroma>();                                                                                            \
-        else if (kind == LowGray::type)                                                                                \
-            test<LowGray>();                                                                                           \
-        else                                                                                                           \
-            test<Multilayer>();                                                                                        \
+#define FOR_THE_KIND(test)                                                                                                  \
+    do {                                                                                                                    \
+        QFETCH(int, kind);                                                                                                  \
+        if (kind == Chroma::type)                                                                                           \
+            test<Chroma>();                                                                                                 \
+        else if (kind == LowGray::type)                                                                                     \
+            test<LowGray>();                                                                                                \
+        else                                                                                                                \
+            test<Multilayer>();                                                                                             \
     } while (false)
 
 class tst_Grids : public QObject
@@ -477,8 +477,7 @@ void tst_Grids::constructorTakesColumnsFirstOf()
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
-namespace
-{
+namespace {
 
 /// Sizes that no grid can hold, whatever its kind: negative, or more than 2 GiB of values.
 void badSizeRows()
@@ -727,8 +726,7 @@ void tst_Grids::valuesOfAWrongCountAreRefusedOf()
         QCOMPARE(grid.setCoefficient(others), enOutOfRange);
         QCOMPARE(grid.getCoefficient(), values);
         // The count is that of the grid's own values.
-        QCOMPARE(m_log->takeDebug(),
-                 QStringList{countLine(Kind::name() + QStringLiteral("setCoefficient"), count, 2, 3)});
+        QCOMPARE(m_log->takeDebug(), QStringList{countLine(Kind::name() + QStringLiteral("setCoefficient"), count, 2, 3)});
     }
 }
 
@@ -743,8 +741,7 @@ void tst_Grids::changedGridTakesValuesOfItsNewSizeOf()
     QCOMPARE(m_log->takeCritical(), QStringList{(Area{0, 0, 1, 1}.line(bounds, 5, 2))});
     auto old = counted<typename Kind::Values>(8 * length);
     QCOMPARE(grid.setCoefficient(old), enOutOfRange);
-    QCOMPARE(m_log->takeDebug(),
-             QStringList{countLine(Kind::name() + QStringLiteral("setCoefficient"), 8 * length, 5, 2)});
+    QCOMPARE(m_log->takeDebug(), QStringList{countLine(Kind::name() + QStringLiteral("setCoefficient"), 8 * length, 5, 2)});
     auto values = counted<typename Kind::Values>(10 * length);
     QCOMPARE(grid.setCoefficient(values), enSuccess);
     QCOMPARE(grid.setPartCoefficient(QRect(0, 0, 1, 1), pixel), enSuccess);
@@ -809,9 +806,8 @@ void tst_Grids::pasteBeyondTheEdgesIsRefusedOf()
     auto values = counted<typename Kind::Values>(12 * Kind::defaultLength, 100);
     grid.setCoefficient(values);
     auto block = counted<typename Kind::Values>(40 * Kind::defaultLength);
-    for (const Area &area :
-         {Area{0, 0, 5, 3}, Area{0, 0, 4, 4}, Area{3, 0, 2, 1}, Area{0, 2, 1, 2}, Area{4, 0, 1, 1}, Area{0, 3, 1, 1},
-          Area{-1, 0, 6, 1}, Area{5, 0, 0, 0}, Area{0, 4, 0, 0}, Area{7, 0, -2, 1}}) {
+    for (const Area &area : {Area{0, 0, 5, 3}, Area{0, 0, 4, 4}, Area{3, 0, 2, 1}, Area{0, 2, 1, 2}, Area{4, 0, 1, 1},
+                             Area{0, 3, 1, 1}, Area{-1, 0, 6, 1}, Area{5, 0, 0, 0}, Area{0, 4, 0, 0}, Area{7, 0, -2, 1}}) {
         QCOMPARE(grid.setPartCoefficient(area.rect(), block), enInvalidParameter);
         QCOMPARE(m_log->takeCritical(), QStringList{area.line(bounds, 4, 3)});
         QCOMPARE(grid.getCoefficient(), values);
@@ -965,14 +961,14 @@ void tst_Grids::pasteOfAForeignGridOf()
     source.m_values = counted<typename Kind::Values>(length);
     QCOMPARE(grid.setPartCoefficient(QRect(1, 0, 1, 1), source), enSuccess);
     QCOMPARE(source.m_calls, QStringList{QStringLiteral("getCoefficient()")});
-    QCOMPARE(grid.getCoefficient(), zeros<typename Kind::Values>(length) + counted<typename Kind::Values>(length) +
-                                        zeros<typename Kind::Values>(length));
+    QCOMPARE(grid.getCoefficient(), zeros<typename Kind::Values>(length) + counted<typename Kind::Values>(length)
+                                        + zeros<typename Kind::Values>(length));
 
     source.m_values = typename Kind::Values();
     QCOMPARE(grid.setPartCoefficient(QRect(0, 0, 3, 1), source), enSuccess);
     QCOMPARE(m_log->takeWarning().size(), 1);
-    QCOMPARE(grid.getCoefficient(), zeros<typename Kind::Values>(length) + counted<typename Kind::Values>(length) +
-                                        zeros<typename Kind::Values>(length));
+    QCOMPARE(grid.getCoefficient(), zeros<typename Kind::Values>(length) + counted<typename Kind::Values>(length)
+                                        + zeros<typename Kind::Values>(length));
 }
 
 template <class Kind>
@@ -1059,8 +1055,7 @@ void tst_Grids::cutBeyondTheEdgesIsRefusedOf()
                              Area{0, 3, 1, 1}, Area{-1, 0, 6, 1}, Area{5, 0, 0, 0}, Area{0, 4, 0, 0}}) {
         const CoefficientPtr part(grid.tryGetPart(area.rect()));
         QVERIFY(!part);
-        QCOMPARE(m_log->takeCritical(),
-                 QStringList{area.line(Kind::name() + QStringLiteral("tryGetPart ") + bounds, 4, 3)});
+        QCOMPARE(m_log->takeCritical(), QStringList{area.line(Kind::name() + QStringLiteral("tryGetPart ") + bounds, 4, 3)});
     }
     QCOMPARE(m_log->takeDebug(), QStringList());
     QCOMPARE(m_log->takeWarning(), QStringList());
@@ -1071,8 +1066,8 @@ void tst_Grids::cutOfANegativeSizeIsNullOf()
 {
     typename Kind::Grid grid(4, 3);
     auto block = counted<typename Kind::Values>(12 * Kind::defaultLength);
-    for (const Area &area : {Area{0, 0, -1, 1}, Area{0, 0, 1, -1}, Area{1, 1, -1, -1}, Area{0, 0, 0, -2},
-                             Area{3, 2, -3, -2}, Area{0, 0, least, least}}) {
+    for (const Area &area : {Area{0, 0, -1, 1}, Area{0, 0, 1, -1}, Area{1, 1, -1, -1}, Area{0, 0, 0, -2}, Area{3, 2, -3, -2},
+                             Area{0, 0, least, least}}) {
         const CoefficientPtr part(grid.tryGetPart(area.rect()));
         QVERIFY(!part);
         const QStringList lines = m_log->takeCritical();
@@ -1110,8 +1105,7 @@ void tst_Grids::cutOfAnInvalidGridFollowsTheIndexOf()
     grid.setPixelCol(3);
     const CoefficientPtr part(grid.tryGetPart(QRect(0, 0, 3, 2)));
     QVERIFY(bool(part));
-    QCOMPARE(static_cast<typename Kind::Grid &>(*part).getCoefficient(),
-             values + zeros<typename Kind::Values>(2 * length));
+    QCOMPARE(static_cast<typename Kind::Grid &>(*part).getCoefficient(), values + zeros<typename Kind::Values>(2 * length));
     const QStringList warnings = m_log->takeWarning();
     QCOMPARE(warnings.size(), 1);
     QVERIFY(warnings[0].startsWith(Kind::name() + QStringLiteral("tryGetPart")));
@@ -1186,8 +1180,7 @@ void tst_Grids::pasteMatches(typename Kind::Grid grid, int length, bool valid, c
     const bool whole = pasteByElement(expected, columns, length, area, block);
     QCOMPARE(code, enSuccess);
     QCOMPARE(grid.getCoefficient(), expected);
-    QCOMPARE(m_log->takeDebug(),
-             QStringList{area.line(Kind::name() + QStringLiteral("setPartCoefficient"), columns, rows)});
+    QCOMPARE(m_log->takeDebug(), QStringList{area.line(Kind::name() + QStringLiteral("setPartCoefficient"), columns, rows)});
     QCOMPARE(m_log->takeWarning().size(), whole ? 0 : 1);
     QCOMPARE(m_log->takeCritical(), QStringList());
 }
@@ -1349,9 +1342,8 @@ void tst_Grids::extremeRectanglesAreSafeOf()
     auto pixel = counted<typename Kind::Values>(length);
     QCOMPARE(grid.setPartCoefficient(area.rect(), pixel), accepted ? enSuccess : enInvalidParameter);
     QCOMPARE(m_log->takeCritical(), accepted ? QStringList() : QStringList{area.line(bounds, 4, 3)});
-    QCOMPARE(m_log->takeDebug(), accepted
-                                     ? QStringList{area.line(Kind::name() + QStringLiteral("setPartCoefficient"), 4, 3)}
-                                     : QStringList());
+    QCOMPARE(m_log->takeDebug(),
+             accepted ? QStringList{area.line(Kind::name() + QStringLiteral("setPartCoefficient"), 4, 3)} : QStringList());
     QCOMPARE(m_log->takeWarning().size(), accepted && w > 0 && h > 0 ? 1 : 0);
     QCOMPARE(grid.getCoefficient(), values);
 
@@ -1360,8 +1352,7 @@ void tst_Grids::extremeRectanglesAreSafeOf()
     if (part) {
         QCOMPARE(part->getPixelCol(), w);
         QCOMPARE(part->getPixelRow(), h);
-        QCOMPARE(static_cast<typename Kind::Grid &>(*part).getCoefficient(),
-                 zeros<typename Kind::Values>(w * h * length));
+        QCOMPARE(static_cast<typename Kind::Grid &>(*part).getCoefficient(), zeros<typename Kind::Values>(w * h * length));
         QCOMPARE(m_log->takeWarning().size(), w > 0 && h > 0 ? 1 : 0);
     } else {
         const QStringList lines = m_log->takeCritical();
@@ -1454,8 +1445,7 @@ void tst_Grids::copyOfAnInvalidGridHasZerosOf()
     QCOMPARE(copy->getPixelCol(), 5);
     QCOMPARE(copy->getPixelRow(), 2);
     QCOMPARE(static_cast<typename Kind::Grid &>(*copy).getCoefficient(), zeros<typename Kind::Values>(10 * length));
-    QCOMPARE(m_log->takeDebug(),
-             QStringList{countLine(Kind::name() + QStringLiteral("setCoefficient"), 10 * length, 5, 2)});
+    QCOMPARE(m_log->takeDebug(), QStringList{countLine(Kind::name() + QStringLiteral("setCoefficient"), 10 * length, 5, 2)});
     QCOMPARE(grid.getCoefficient(), values);
 }
 
@@ -1657,8 +1647,7 @@ void tst_Grids::averageOfAnInvalidGridIsRefused()
     QVector<unsigned short> average{1, 2, 3};
     QCOMPARE(grid.tryGetAvg(average), enInvalidParameter);
     QCOMPARE(average, (QVector<unsigned short>{1, 2, 3}));
-    QCOMPARE(m_log->takeDebug(),
-             QStringList{countLine(QStringLiteral("Correction::Coefficient::tryGetAvg"), 72, 5, 2)});
+    QCOMPARE(m_log->takeDebug(), QStringList{countLine(QStringLiteral("Correction::Coefficient::tryGetAvg"), 72, 5, 2)});
     QVector<unsigned short> values(90, 3);
     QCOMPARE(grid.setCoefficient(values), enSuccess);
     QCOMPARE(grid.tryGetAvg(average), enSuccess);

@@ -17,13 +17,12 @@
 
 using namespace Correction;
 
-namespace
-{
+namespace {
 
 template <class Record>
 constexpr bool isPlainRecord = std::is_default_constructible<Record>::value &&std::is_copy_constructible<Record>::value
-                                   &&std::is_copy_assignable<Record>::value &&
-                               !std::is_polymorphic<Record>::value;
+                                   &&std::is_copy_assignable<Record>::value
+                               && !std::is_polymorphic<Record>::value;
 
 static_assert(isPlainRecord<CabinetInfo>, "interface");
 static_assert(isPlainRecord<RvCardInfo>, "interface");
@@ -502,8 +501,7 @@ void tst_Records::brightnessRangeCopiesEveryField()
     QCOMPARE(target.defaultValue, 3u);
 }
 
-namespace
-{
+namespace {
 
 MultilayerParam sampleParam()
 {
@@ -596,9 +594,7 @@ void tst_Records::multilayerParametersMoveEveryField()
 void tst_Records::baseInfoIsReadFromAReply_data()
 {
     const auto key = [](const char *name) { return QString::fromLatin1(name); };
-    const auto reply = [&key](const QVariantMap &table) {
-        return QVariantList{QVariantMap{{key("functionTable"), table}}};
-    };
+    const auto reply = [&key](const QVariantMap &table) { return QVariantList{QVariantMap{{key("functionTable"), table}}}; };
     QTest::addColumn<QVariantList>("reply");
     QTest::addColumn<bool>("multilayercorrection");
     QTest::addColumn<int>("layer");
@@ -614,15 +610,13 @@ void tst_Records::baseInfoIsReadFromAReply_data()
                             << true << 4 << true << true << true;
     QTest::newRow("only multilayercorrection")
         << reply({{key("multilayercorrection"), true}}) << true << 0 << false << false << false;
-    QTest::newRow("only fineGrayscale") << reply({{key("fineGrayscale"), true}}) << false << 0 << true << false
-                                        << false;
+    QTest::newRow("only fineGrayscale") << reply({{key("fineGrayscale"), true}}) << false << 0 << true << false << false;
     QTest::newRow("only xBitPlus") << reply({{key("xBitPlus"), true}}) << false << 0 << false << true << false;
     QTest::newRow("only magicGray") << reply({{key("magicGray"), true}}) << false << 0 << false << false << true;
     QTest::newRow("an empty table") << reply({}) << false << 0 << false << false << false;
-    QTest::newRow("keys of another case") << reply({{key("multilayerCorrection"), true}, {key("xbitplus"), true}})
-                                          << false << 0 << false << false << false;
-    QTest::newRow("no table") << QVariantList{QVariantMap{{key("xBitPlus"), true}}} << false << 0 << false << false
-                              << false;
+    QTest::newRow("keys of another case") << reply({{key("multilayerCorrection"), true}, {key("xbitplus"), true}}) << false
+                                          << 0 << false << false << false;
+    QTest::newRow("no table") << QVariantList{QVariantMap{{key("xBitPlus"), true}}} << false << 0 << false << false << false;
     QTest::newRow("an empty map") << QVariantList{QVariantMap()} << false << 0 << false << false << false;
     QTest::newRow("a table that is no map")
         << QVariantList{QVariantMap{{key("functionTable"), 7}}} << false << 0 << false << false << false;
@@ -668,8 +662,7 @@ void tst_Records::baseInfoIsReadFromAReply()
     QCOMPARE(reply, before);
 }
 
-namespace
-{
+namespace {
 
 CabinetBaseInfo allOn()
 {

@@ -17,8 +17,7 @@ using Values = QVector<unsigned short>;
 
 Q_DECLARE_METATYPE(Values)
 
-namespace
-{
+namespace {
 
 constexpr int least = std::numeric_limits<int>::min();
 constexpr int greatest = std::numeric_limits<int>::max();
@@ -71,8 +70,7 @@ Values counted(int count, int first = 1)
 
 QString boundsLine(int x, int y, int w, int h, int columns, int rows)
 {
-    return QStringLiteral(
-               "x + w > m_pixelCol || y + h > m_pixelRow: x: %1 y: %2 w: %3 h: %4 m_pixelCol: %5 m_pixelRow: %6")
+    return QStringLiteral("x + w > m_pixelCol || y + h > m_pixelRow: x: %1 y: %2 w: %3 h: %4 m_pixelCol: %5 m_pixelRow: %6")
         .arg(x)
         .arg(y)
         .arg(w)
@@ -235,11 +233,10 @@ void tst_RequestParser::chromaReadsAreasAsIntegers_data()
     QTest::newRow("other numeric types") << block(1u, qint64(2), 3.0, quint64(4), text) << QRect(1, 2, 3, 4);
     QTest::newRow("lists and maps") << block(QVariantList{1}, QVariantMap(), QVariant(), 4, text) << QRect(0, 0, 0, 4);
     // Dotted names are whole keys, not paths.
-    QTest::newRow("a nested area") << QVariantMap{{QStringLiteral("area"),
-                                                   QVariantMap{{QStringLiteral("point"),
-                                                                QVariantMap{{QStringLiteral("x"), 1}}}}},
-                                                  {QStringLiteral("coefficients"), text}}
-                                   << QRect(0, 0, 0, 0);
+    QTest::newRow("a nested area") << QVariantMap{
+        {QStringLiteral("area"), QVariantMap{{QStringLiteral("point"), QVariantMap{{QStringLiteral("x"), 1}}}}},
+        {QStringLiteral("coefficients"),
+         text}} << QRect(0, 0, 0, 0);
 }
 
 void tst_RequestParser::chromaReadsAreasAsIntegers()
@@ -471,8 +468,9 @@ void tst_RequestParser::chromaFillsAForeignGrid()
     ForeignGrids::Chroma grid(enCommonCoefficient, 4);
     QList<QVariant> reply{valueBlock(1, 2, 3, 1, counted(5)), valueBlock(0, 0, 1, 1, counted(2))};
     QCOMPARE(RequestParser::toCabinetChromaCoefficient(QRect(9, 9, 5, 3), reply, grid), enSuccess);
-    QCOMPARE(grid.m_calls, callsOf(5, 3, 60) + QStringList({QStringLiteral("setPartCoefficient(1 2 3 1)"),
-                                                            QStringLiteral("setPartCoefficient(0 0 1 1)")}));
+    QCOMPARE(grid.m_calls, callsOf(5, 3, 60)
+                               + QStringList({QStringLiteral("setPartCoefficient(1 2 3 1)"),
+                                              QStringLiteral("setPartCoefficient(0 0 1 1)")}));
     QCOMPARE(grid.m_pastes[0].values, counted(5));
     QCOMPARE(grid.m_pastes[1].values, counted(2));
 }
@@ -537,7 +535,8 @@ void tst_RequestParser::chromaOfANegativeCabinetTakesNoBlock()
 
     QList<QVariant> reply{valueBlock(0, 0, 1, 1, counted(9, 50))};
     QCOMPARE(RequestParser::toCabinetChromaCoefficient(cabinet, reply, grid), enInvalidParameter);
-    QCOMPARE(m_log->takeCritical(), (QStringList{boundsLine(0, 0, 1, 1, grid.getPixelCol(), grid.getPixelRow()), pasteFailed}));
+    QCOMPARE(m_log->takeCritical(),
+             (QStringList{boundsLine(0, 0, 1, 1, grid.getPixelCol(), grid.getPixelRow()), pasteFailed}));
 }
 
 void tst_RequestParser::chromaOfAnEmptyCabinet()
@@ -623,8 +622,7 @@ void tst_RequestParser::multilayerFillsAForeignGridOfTheChromaKind()
     const QList<QVariant> before = reply;
     QCOMPARE(RequestParser::toCabinetMultilayerCoefficient(QRect(7, 8, 5, 3), reply, grid), enSuccess);
     const QStringList calls{QStringLiteral("setPixelCol(5)"), QStringLiteral("setPixelRow(3)"),
-                            QStringLiteral("setPartCoefficient(1 2 1 1)"),
-                            QStringLiteral("setPartCoefficient(0 0 2 1)")};
+                            QStringLiteral("setPartCoefficient(1 2 1 1)"), QStringLiteral("setPartCoefficient(0 0 2 1)")};
     QCOMPARE(grid.m_calls, calls);
     QCOMPARE(grid.m_values, QByteArray("kept"));
     QCOMPARE(grid.m_pastes[0].values, QByteArray("\0\1\2\xff", 4));

@@ -29,8 +29,7 @@ using QtPromise::QPromiseReject;
 using QtPromise::QPromiseResolve;
 using QtPromise::QPromiseTimeoutException;
 
-namespace
-{
+namespace {
 
 constexpr int tenMinutes = 600000;
 
@@ -185,8 +184,7 @@ private Q_SLOTS:
             << QStringLiteral("value 5");
         QTest::newRow("two arguments, a value from an lvalue") << IntPromise([] {
             const int five = 5;
-            return QPromise<int>(
-                [&](const QPromiseResolve<int> &resolve, const QPromiseReject<int> &) { resolve(five); });
+            return QPromise<int>([&](const QPromiseResolve<int> &resolve, const QPromiseReject<int> &) { resolve(five); });
         }) << QStringLiteral("value 5");
         QTest::newRow("two arguments, an error") << IntPromise([] {
             return QPromise<int>([](const QPromiseResolve<int> &, const QPromiseReject<int> &reject) { reject(7); });
@@ -381,9 +379,9 @@ private Q_SLOTS:
         QTest::newRow("by a value of another type") << IntPromise([] {
             return QtPromise::resolve(QStringLiteral("text")).then([](const QString &text) { return text.size(); });
         }) << QStringLiteral("value 4");
-        QTest::newRow("by a reference, which is copied") << IntPromise([] {
-            return QtPromise::resolve(5).then([](const int &value) -> const int & { return value; });
-        }) << QStringLiteral("value 5");
+        QTest::newRow("by a reference, which is copied")
+            << IntPromise([] { return QtPromise::resolve(5).then([](const int &value) -> const int & { return value; }); })
+            << QStringLiteral("value 5");
         QTest::newRow("by a promise") << IntPromise([] {
             return QtPromise::resolve(5).then([](int value) { return QtPromise::resolve(value + 1).delay(0); });
         }) << QStringLiteral("value 6");
@@ -422,9 +420,9 @@ private Q_SLOTS:
         QTest::newRow("the rejection handler, by an exception")
             << IntPromise([] { return QPromise<int>::reject(7).fail([](int) -> int { throw Refused("no"); }); })
             << QStringLiteral("error Refused no");
-        QTest::newRow("the first of two handlers") << IntPromise([] {
-            return QtPromise::resolve(5).then([](int value) { return value + 1; }, [] { return 0; });
-        }) << QStringLiteral("value 6");
+        QTest::newRow("the first of two handlers")
+            << IntPromise([] { return QtPromise::resolve(5).then([](int value) { return value + 1; }, [] { return 0; }); })
+            << QStringLiteral("value 6");
         QTest::newRow("the second of two handlers") << IntPromise([] {
             return QPromise<int>::reject(7).then([](int value) { return value + 1; }, [] { return 0; });
         }) << QStringLiteral("value 0");
@@ -475,8 +473,7 @@ private Q_SLOTS:
         QTest::newRow("the same type, by value")
             << IntPromise([=] { return seven.fail([](int error) { return error; }); }) << QStringLiteral("value 7");
         QTest::newRow("the same type, by constant reference")
-            << IntPromise([=] { return seven.fail([](const int &error) { return error; }); })
-            << QStringLiteral("value 7");
+            << IntPromise([=] { return seven.fail([](const int &error) { return error; }); }) << QStringLiteral("value 7");
         QTest::newRow("another type of number passes on")
             << IntPromise([=] { return seven.fail([](long) { return 0; }); }) << QStringLiteral("error int 7");
         QTest::newRow("a class passes on")
@@ -486,14 +483,12 @@ private Q_SLOTS:
             << IntPromise([=] { return seven.fail([] { return 1; }); }) << QStringLiteral("value 1");
         QTest::newRow("no argument takes a class")
             << IntPromise([=] { return refused.fail([] { return 1; }); }) << QStringLiteral("value 1");
-        QTest::newRow("the class itself")
-            << IntPromise([=] { return refused.fail([](const Refused &) { return 1; }); }) << QStringLiteral("value 1");
-        QTest::newRow("a base class") << IntPromise([=] {
-            return refused.fail([](const std::exception &) { return 1; });
-        }) << QStringLiteral("value 1");
+        QTest::newRow("the class itself") << IntPromise([=] { return refused.fail([](const Refused &) { return 1; }); })
+                                          << QStringLiteral("value 1");
+        QTest::newRow("a base class") << IntPromise([=] { return refused.fail([](const std::exception &) { return 1; }); })
+                                      << QStringLiteral("value 1");
         QTest::newRow("a base class, keeping the dynamic type") << IntPromise([=] {
-            return refused.fail(
-                [](const std::exception &error) { return dynamic_cast<const Refused *>(&error) ? 1 : 0; });
+            return refused.fail([](const std::exception &error) { return dynamic_cast<const Refused *>(&error) ? 1 : 0; });
         }) << QStringLiteral("value 1");
         QTest::newRow("a neighbouring class passes on")
             << IntPromise([=] { return refused.fail([](const std::logic_error &) { return 0; }); })
@@ -511,8 +506,7 @@ private Q_SLOTS:
             << IntPromise([=] { return seven.fail([count = 0](int error) mutable { return ++count + error; }); })
             << QStringLiteral("value 8");
         QTest::newRow("a handler that promises not to throw")
-            << IntPromise([=] { return seven.fail([](int error) noexcept { return error; }); })
-            << QStringLiteral("value 7");
+            << IntPromise([=] { return seven.fail([](int error) noexcept { return error; }); }) << QStringLiteral("value 7");
     }
 
     void aRejectionHandlerIsChosenByType()
@@ -551,9 +545,7 @@ private Q_SLOTS:
             ++*calls;
             throw Refused("no");
         };
-        const auto rejects = [calls] {
-            return QtPromise::resolve().delay(0).then([calls]() -> int { throw ++*calls; });
-        };
+        const auto rejects = [calls] { return QtPromise::resolve().delay(0).then([calls]() -> int { throw ++*calls; }); };
         const IntPromise five = [] { return QtPromise::resolve(5); };
         const IntPromise seven = [] { return QPromise<int>::reject(7); };
         const QString value = QStringLiteral("value 5");
@@ -667,10 +659,9 @@ private Q_SLOTS:
     {
         int one = 1;
         int two = 2;
-        const QPromise<QVector<int>> mapped =
-            QtPromise::resolve(QList<int *>{&one, &two}).map([](int *number, int index) {
-                return QtPromise::resolve(*number + 10 * index).delay(index == 0 ? 1 : 0);
-            });
+        const QPromise<QVector<int>> mapped = QtPromise::resolve(QList<int *>{&one, &two}).map([](int *number, int index) {
+            return QtPromise::resolve(*number + 10 * index).delay(index == 0 ? 1 : 0);
+        });
         QCOMPARE(settled(mapped), QStringLiteral("value 1,12"));
     }
 
@@ -678,8 +669,8 @@ private Q_SLOTS:
     {
         const Deferred<int> first;
         const Deferred<int> second;
-        const QPromise<QVector<int>> mapped = QtPromise::map(
-            QVector<int>{0, 1}, [&](int value, int) { return value == 0 ? first.promise : second.promise; });
+        const QPromise<QVector<int>> mapped =
+            QtPromise::map(QVector<int>{0, 1}, [&](int value, int) { return value == 0 ? first.promise : second.promise; });
         (*second.resolve)(2);
         runPosted();
         QVERIFY(mapped.isPending());
@@ -750,10 +741,9 @@ private Q_SLOTS:
     void eachCallsInOrderAndKeepsTheSequence()
     {
         QStringList calls;
-        const QPromise<QStringList> kept = QtPromise::resolve(QStringList{QStringLiteral("a"), QStringLiteral("b")})
-                                               .each([&](const QString &text, int index) {
-                                                   calls << QStringLiteral("%1 at %2").arg(text).arg(index);
-                                               });
+        const QPromise<QStringList> kept =
+            QtPromise::resolve(QStringList{QStringLiteral("a"), QStringLiteral("b")})
+                .each([&](const QString &text, int index) { calls << QStringLiteral("%1 at %2").arg(text).arg(index); });
         QCOMPARE(settled(kept), QStringLiteral("value a,b"));
         QCOMPARE(calls, QStringList({QStringLiteral("a at 0"), QStringLiteral("b at 1")}));
     }
@@ -780,9 +770,8 @@ private Q_SLOTS:
 
     void aRejectionOrExceptionRejectsEach()
     {
-        QCOMPARE(
-            settled(QtPromise::each(QVector<int>{1, 2}, [](int value, int) { return QPromise<void>::reject(value); })),
-            QStringLiteral("error int 1"));
+        QCOMPARE(settled(QtPromise::each(QVector<int>{1, 2}, [](int value, int) { return QPromise<void>::reject(value); })),
+                 QStringLiteral("error int 1"));
         QCOMPARE(settled(QtPromise::resolve(QVector<int>{1, 2}).each([](int value, int) {
                      if (value == 2)
                          throw Refused("no");
@@ -829,8 +818,7 @@ private Q_SLOTS:
     void allOfNothingAwaitsEveryPromise()
     {
         const Deferred<void> gate;
-        const QPromise<void> gathered =
-            QtPromise::all(QVector<QPromise<void>>{QPromise<void>::resolve(), gate.promise});
+        const QPromise<void> gathered = QtPromise::all(QVector<QPromise<void>>{QPromise<void>::resolve(), gate.promise});
         runPosted();
         QVERIFY(gathered.isPending());
         (*gate.resolve)();
@@ -905,10 +893,7 @@ private Q_SLOTS:
     void aTimeoutThatIsNotNeededKeepsNoValueAlive()
     {
         int number = 0;
-        QPromise<Counted>::resolve(Counted(5))
-            .timeout(tenMinutes)
-            .then([&](const Counted &c) { number = c.number; })
-            .wait();
+        QPromise<Counted>::resolve(Counted(5)).timeout(tenMinutes).then([&](const Counted &c) { number = c.number; }).wait();
         QCOMPARE(number, 5);
         QCOMPARE(Counted::living.load(), 0);
     }

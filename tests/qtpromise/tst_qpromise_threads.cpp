@@ -26,8 +26,7 @@ using QtPromise::QPromise;
 using QtPromise::QPromiseReject;
 using QtPromise::QPromiseResolve;
 
-namespace
-{
+namespace {
 
 constexpr int tenMinutes = 600000;
 
@@ -566,8 +565,8 @@ private Q_SLOTS:
             (*outer.resolve)(5);
             QObject context;
             connect(
-                QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, &context,
-                [&] { ++sleeps; }, Qt::DirectConnection);
+                QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, &context, [&] { ++sleeps; },
+                Qt::DirectConnection);
             QEventLoop loop;
             QTimer::singleShot(50, &context, [&] {
                 (*inner.resolve)(5);

@@ -23,8 +23,7 @@ using TestSupport::LogCapture;
 
 using Registered = QMap<QString, ICabinet *>;
 
-namespace
-{
+namespace {
 
 // Compile-time facts: removal can run no destructor, and a registry is its map and nothing else.
 static_assert(!std::has_virtual_destructor<ICabinet>::value, "");
@@ -86,8 +85,7 @@ void operator delete(void *object, std::size_t) noexcept
     release(object);
 }
 
-namespace Reach
-{
+namespace Reach {
 
 /// The registry's own map: its interface lets no null in, so that the lines for one are reached only past it.
 Registered &registered(CabinetManager &manager);
@@ -100,8 +98,7 @@ template struct Opened<&CabinetManager::m_cabinets>;
 
 } // namespace Reach
 
-namespace
-{
+namespace {
 
 /// What stands before the cabinet in a host's object, so that the interface is not the object's first part.
 class HostPart
@@ -515,10 +512,9 @@ void tst_CabinetManager::theMappingHoldsEveryFlag()
     QMap<QString, QString> mapping{{QStringLiteral("0"), QStringLiteral("stays")},
                                    {QStringLiteral("1"), QStringLiteral("is replaced")}};
     QVERIFY(registry.getMapping(mapping));
-    QCOMPARE(
-        mapping,
-        (QMap<QString, QString>{
-            {text("0"), text("stays")}, {text("1"), text("one")}, {text("2"), text("two")}, {text("3"), QString()}}));
+    QCOMPARE(mapping,
+             (QMap<QString, QString>{
+                 {text("0"), text("stays")}, {text("1"), text("one")}, {text("2"), text("two")}, {text("3"), QString()}}));
     QCOMPARE(m_wall.transcript(), QStringList());
     registry.removeCabinets();
 }

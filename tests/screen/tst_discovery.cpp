@@ -34,13 +34,11 @@ using CabinetInfos = QMap<QString, CabinetInfo *>;
 using NameMap = QMap<QString, QString>;
 using Screens = QMap<QString, IScreen *>;
 
-namespace
-{
+namespace {
 
 static_assert(std::is_base_of<QObject, ScreenManager>::value, "");
 static_assert(sizeof(ScreenManager) == sizeof(QObject) + sizeof(Screens), "");
-static_assert(!std::is_default_constructible<ScreenManager>::value && !std::is_copy_constructible<ScreenManager>::value,
-              "");
+static_assert(!std::is_default_constructible<ScreenManager>::value && !std::is_copy_constructible<ScreenManager>::value, "");
 
 /// The largest allocation that counts as an object of the tree; journals and the like take more.
 constexpr std::size_t largestObject = 64;
@@ -73,8 +71,7 @@ void operator delete(void *object, std::size_t) noexcept
     operator delete(object);
 }
 
-namespace Reach
-{
+namespace Reach {
 
 /// What the manager keeps to itself: its screens, and the step that reads a device's flags.
 Screens &screens(ScreenManager &manager);
@@ -92,8 +89,7 @@ template struct Opened<&ScreenManager::m_screens, &ScreenManager::getCurruntDevi
 
 } // namespace Reach
 
-namespace
-{
+namespace {
 
 constexpr int least = std::numeric_limits<int>::min();
 constexpr int most = std::numeric_limits<int>::max();
@@ -111,9 +107,8 @@ public:
     {
         current() = this;
         m_previous = qInstallMessageHandler(&Timeline::handle);
-        wall.on(QString()).run([this](const Simulator::Call &call) {
-            m_lines.append(text("call ") + Simulator::VirtualWall::describe(call));
-        });
+        wall.on(QString()).run(
+            [this](const Simulator::Call &call) { m_lines.append(text("call ") + Simulator::VirtualWall::describe(call)); });
     }
     ~Timeline() { qInstallMessageHandler(m_previous); }
     Timeline(const Timeline &) = delete;
@@ -162,8 +157,7 @@ QVariantMap place(const char *cabinetId, const char *outputId, int x, int y, int
 
 QVariantMap subScreenPlace(int x, int y, const QVariant &cabinets)
 {
-    return {
-        {QStringLiteral("position.x"), x}, {QStringLiteral("position.y"), y}, {QStringLiteral("cabinets"), cabinets}};
+    return {{QStringLiteral("position.x"), x}, {QStringLiteral("position.y"), y}, {QStringLiteral("cabinets"), cabinets}};
 }
 
 QVariantMap screen(const char *id, int x, int y, const QVariant &subScreens)
@@ -630,8 +624,7 @@ void tst_Discovery::everyDeviceIsAskedInTheOrderOfTheList()
 {
     m_wall.setDevices({smallDevice("C", QPoint(), 1), smallDevice("A", QPoint(), 3), smallDevice("B", QPoint(), 5)});
     QCOMPARE(manager().refreshScreen(), enSuccess);
-    QCOMPARE(m_wall.transcript(),
-             QStringList{listCall} + discoveryCalls("C") + discoveryCalls("A") + discoveryCalls("B"));
+    QCOMPARE(m_wall.transcript(), QStringList{listCall} + discoveryCalls("C") + discoveryCalls("A") + discoveryCalls("B"));
     QCOMPARE(m_wall.notes(), QStringList());
     QCOMPARE(m_log->takeCritical(), QStringList({newSubScreenLine("C"), newSubScreenLine("A"), newSubScreenLine("B")}));
 }
@@ -684,8 +677,8 @@ void tst_Discovery::theTreeHoldsWhatTheDevicesSay()
     m_wall.clearCalls();
     QCOMPARE(subScreen->saveParameter(enSaveCommonCoefficient), enSuccess);
     QCOMPARE(m_wall.transcript(),
-             QStringList{text(
-                 R"(Correctionop::saveCabinetsCoeffcient("A", {"cids": [qlonglong 1, qlonglong 10, qlonglong 2]}))")});
+             QStringList{
+                 text(R"(Correctionop::saveCabinetsCoeffcient("A", {"cids": [qlonglong 1, qlonglong 10, qlonglong 2]}))")});
 }
 
 void tst_Discovery::noDeviceLeavesEverything()
@@ -887,10 +880,8 @@ void tst_Discovery::theNameComesFromTheScreenOrTheDevice_data()
         << QVariant(false) << true << QVariantMap{{text("customName"), 17}} << text("17");
     QTest::newRow("its own, with a failed hardware request")
         << QVariant(true) << false << QVariantMap() << text("Name of screen");
-    QTest::newRow("the device's, with a failed hardware request")
-        << QVariant(false) << false << QVariantMap() << QString();
-    QTest::newRow("the device's, from a failed request's reply")
-        << QVariant(false) << false << custom << text("Custom");
+    QTest::newRow("the device's, with a failed hardware request") << QVariant(false) << false << QVariantMap() << QString();
+    QTest::newRow("the device's, from a failed request's reply") << QVariant(false) << false << custom << text("Custom");
 }
 
 void tst_Discovery::theNameComesFromTheScreenOrTheDevice()
@@ -939,10 +930,9 @@ void tst_Discovery::devicesWithOneScreenIdShareTheScreen()
     }
     m_wall.clearCalls();
     QCOMPARE(shared->setBrightness(7), enSuccess);
-    QCOMPARE(m_wall.transcript(),
-             QStringList({text(R"(ScreenInfo::setBrightness("A", "255", {"brightness": int 7}))"),
-                          text(R"(ScreenInfo::setBrightness("B", "255", {"brightness": int 7}))"),
-                          text(R"(ScreenInfo::setBrightness("C", "255", {"brightness": int 7}))")}));
+    QCOMPARE(m_wall.transcript(), QStringList({text(R"(ScreenInfo::setBrightness("A", "255", {"brightness": int 7}))"),
+                                               text(R"(ScreenInfo::setBrightness("B", "255", {"brightness": int 7}))"),
+                                               text(R"(ScreenInfo::setBrightness("C", "255", {"brightness": int 7}))")}));
 }
 
 void tst_Discovery::aDeviceWithoutScreenIdHasTheEmptyOne()
@@ -996,14 +986,14 @@ void tst_Discovery::aPlacementThatNoDeviceListsEndsTheRefresh()
     QFETCH(const QString, shown);
 
     m_wall.setDevices({smallDevice("A", QPoint(), 1)});
-    scriptDevice("B",
-                 screen("other", 10, 20,
-                        QVariantList{subScreenPlace(0, 0,
-                                                    QVariantList{place("3", "1", 1, 2, 3, 4), placement,
-                                                                 place("4", "1", 0, 0, 5, 6)}),
-                                     subScreenPlace(0, 0, QVariantList{place("5", "1", 0, 0, 7, 8)})}),
-                 QVariantList{listed("3", "1"), listed("4", "1"), listed("5", "1")},
-                 QVariantList{flagged("3", "three"), flagged("4", "four"), flagged("5", "five")});
+    scriptDevice(
+        "B",
+        screen("other", 10, 20,
+               QVariantList{
+                   subScreenPlace(0, 0, QVariantList{place("3", "1", 1, 2, 3, 4), placement, place("4", "1", 0, 0, 5, 6)}),
+                   subScreenPlace(0, 0, QVariantList{place("5", "1", 0, 0, 7, 8)})}),
+        QVariantList{listed("3", "1"), listed("4", "1"), listed("5", "1")},
+        QVariantList{flagged("3", "three"), flagged("4", "four"), flagged("5", "five")});
     m_wall.addDevice(smallDevice("C", QPoint(), 6));
     QCOMPARE(manager().refreshScreen(), enCabinetNotFound);
     QCOMPARE(m_wall.transcript(), QStringList{listCall} + discoveryCalls("A") + discoveryCalls("B"));
@@ -1043,8 +1033,7 @@ void tst_Discovery::theRefreshAfterAnAbortedOneIsComplete()
 void tst_Discovery::aPlacementWithoutFlagsIsSkipped()
 {
     m_wall.setDevices({smallDevice("A", QPoint(), 1)});
-    script("CabinetInfoOperator::getCabAllFlags", "A",
-           QVariantList{flagged("2", "two"), flagged("7", "nowhere placed")});
+    script("CabinetInfoOperator::getCabAllFlags", "A", QVariantList{flagged("2", "two"), flagged("7", "nowhere placed")});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")});
     QCOMPARE(debugLines().filter(QStringLiteral("cabinet rect")),
@@ -1057,9 +1046,9 @@ void tst_Discovery::aPlacementWithoutFlagsIsSkipped()
 
 void tst_Discovery::theOutputIsPartOfTheIdentity()
 {
-    scriptDevice(
-        "A", screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "2-3", 0, 0, 8, 4)})}),
-        QVariantList{listed("1-2", "3")}, QVariantList{flagged("1", "one")});
+    scriptDevice("A",
+                 screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "2-3", 0, 0, 8, 4)})}),
+                 QVariantList{listed("1-2", "3")}, QVariantList{flagged("1", "one")});
     // The two texts are joined before they are compared.
     QCOMPARE(manager().refreshScreen(), enSuccess);
     m_log->clear();
@@ -1069,9 +1058,9 @@ void tst_Discovery::theOutputIsPartOfTheIdentity()
 void tst_Discovery::aDeviceMayPlaceWhatAnotherOneListed()
 {
     m_wall.setDevices({smallDevice("A", QPoint(), 1)});
-    scriptDevice(
-        "B", screen("other", 1000, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("2", "1", 5, 6, 7, 8)})}),
-        QVariantList(), QVariantList());
+    scriptDevice("B",
+                 screen("other", 1000, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("2", "1", 5, 6, 7, 8)})}),
+                 QVariantList(), QVariantList());
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList({newSubScreenLine("A"), newSubScreenLine("B")}));
 
@@ -1105,11 +1094,11 @@ void tst_Discovery::placementsDoNotOutliveTheRefresh()
 
 void tst_Discovery::aCabinetPlacedTwiceStandsWhereItWasPlacedLast()
 {
-    scriptDevice("A",
-                 screen("screen", 0, 0,
-                        QVariantList{subScreenPlace(
-                            0, 0, QVariantList{place("1", "1", 1, 2, 3, 4), place("1", "1", 5, 6, 7, 8)})}),
-                 QVariantList{listed("1", "1")}, QVariantList{flagged("1", "one")});
+    scriptDevice(
+        "A",
+        screen("screen", 0, 0,
+               QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 1, 2, 3, 4), place("1", "1", 5, 6, 7, 8)})}),
+        QVariantList{listed("1", "1")}, QVariantList{flagged("1", "one")});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")});
     QCOMPARE(rectOf("1"), QRect(5, 6, 7, 8));
@@ -1169,19 +1158,18 @@ void tst_Discovery::placesAreSummed_data()
     QTest::addColumn<QPoint>("place");
     QTest::addColumn<QPoint>("corner"); // last pixel
 
-    QTest::newRow("three places") << QPoint(100, 2000) << QPoint(30, 400) << QPoint(5, 60) << 8 << 4
-                                  << QPoint(135, 2460) << QPoint(142, 2463);
-    QTest::newRow("negative places") << QPoint(-100, 5) << QPoint(40, -10) << QPoint(-1, -1) << 8 << 4
-                                     << QPoint(-61, -6) << QPoint(-54, -3);
+    QTest::newRow("three places") << QPoint(100, 2000) << QPoint(30, 400) << QPoint(5, 60) << 8 << 4 << QPoint(135, 2460)
+                                  << QPoint(142, 2463);
+    QTest::newRow("negative places") << QPoint(-100, 5) << QPoint(40, -10) << QPoint(-1, -1) << 8 << 4 << QPoint(-61, -6)
+                                     << QPoint(-54, -3);
     QTest::newRow("no size") << QPoint(1, 1) << QPoint(1, 1) << QPoint(1, 1) << 0 << 0 << QPoint(3, 3) << QPoint(2, 2);
-    QTest::newRow("a negative size") << QPoint() << QPoint() << QPoint(10, 10) << -4 << -1 << QPoint(10, 10)
-                                     << QPoint(5, 8);
-    QTest::newRow("a sum past the greatest number wraps") << QPoint(most, 0) << QPoint(1, most) << QPoint(0, 2) << 1
-                                                          << 1 << QPoint(least, least + 1) << QPoint(least, least + 1);
-    QTest::newRow("a sum past the least number wraps") << QPoint(least, least) << QPoint(-1, 0) << QPoint(0, -2) << 1
-                                                       << 1 << QPoint(most, most - 1) << QPoint(most, most - 1);
-    QTest::newRow("a sum that wraps twice and comes back") << QPoint(most, least) << QPoint(1, -1) << QPoint(-1, 1) << 1
-                                                           << 1 << QPoint(most, least) << QPoint(most, least);
+    QTest::newRow("a negative size") << QPoint() << QPoint() << QPoint(10, 10) << -4 << -1 << QPoint(10, 10) << QPoint(5, 8);
+    QTest::newRow("a sum past the greatest number wraps") << QPoint(most, 0) << QPoint(1, most) << QPoint(0, 2) << 1 << 1
+                                                          << QPoint(least, least + 1) << QPoint(least, least + 1);
+    QTest::newRow("a sum past the least number wraps") << QPoint(least, least) << QPoint(-1, 0) << QPoint(0, -2) << 1 << 1
+                                                       << QPoint(most, most - 1) << QPoint(most, most - 1);
+    QTest::newRow("a sum that wraps twice and comes back")
+        << QPoint(most, least) << QPoint(1, -1) << QPoint(-1, 1) << 1 << 1 << QPoint(most, least) << QPoint(most, least);
     QTest::newRow("the greatest size") << QPoint() << QPoint() << QPoint() << most << most << QPoint(0, 0)
                                        << QPoint(most - 1, most - 1);
     QTest::newRow("a last pixel past the greatest number wraps")
@@ -1200,12 +1188,12 @@ void tst_Discovery::placesAreSummed()
     QFETCH(const QPoint, place);
     QFETCH(const QPoint, corner);
 
-    scriptDevice("A",
-                 screen("screen", screenAt.x(), screenAt.y(),
-                        QVariantList{subScreenPlace(
-                            subScreenAt.x(), subScreenAt.y(),
-                            QVariantList{::place("1", "1", cabinetAt.x(), cabinetAt.y(), width, height)})}),
-                 QVariantList{listed("1", "1")}, QVariantList{flagged("1", "one")});
+    scriptDevice(
+        "A",
+        screen("screen", screenAt.x(), screenAt.y(),
+               QVariantList{subScreenPlace(subScreenAt.x(), subScreenAt.y(),
+                                           QVariantList{::place("1", "1", cabinetAt.x(), cabinetAt.y(), width, height)})}),
+        QVariantList{listed("1", "1")}, QVariantList{flagged("1", "one")});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")});
     QCOMPARE(coordinates(rectOf("1")), QList<int>({place.x(), place.y(), corner.x(), corner.y()}));
@@ -1227,8 +1215,7 @@ void tst_Discovery::aRecordHoldsItsCardsAndModules()
     secondCard[QStringLiteral("moduleflags")] = QVariantList{part("b", "another b", most, least, 2, 0)};
     QVariantMap cabinet = flagged("1", "the flag");
     cabinet[QStringLiteral("recvcardflags")] = QVariantList{firstCard, part("5", "bare", 0, 0, 1, 1), secondCard};
-    scriptDevice("A",
-                 screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 0, 0, 8, 4)})}),
+    scriptDevice("A", screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 0, 0, 8, 4)})}),
                  QVariantList{listed("1", "1")}, QVariantList{cabinet});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     m_log->clear();
@@ -1319,8 +1306,7 @@ void tst_Discovery::theHostMayRemoveCabinetsBetweenRefreshes()
         QVERIFY(!registered("1"));
         QVERIFY(registered("2"));
         QRect rect;
-        QCOMPARE(manager().tryGetScreen(text("screen"))->tryGetSubScreen(text("A"))->tryGetRect(rect),
-                 enInvalidParameter);
+        QCOMPARE(manager().tryGetScreen(text("screen"))->tryGetSubScreen(text("A"))->tryGetRect(rect), enInvalidParameter);
         QCOMPARE(m_log->takeCritical(), QStringList{text("Connot find cabinet by id. deviceKey: A cid: 1")});
     }
 
@@ -1372,8 +1358,8 @@ void tst_Discovery::theRefreshSurvivesExhaustion()
 void tst_Discovery::exhaustionInTheServicePassesThrough()
 {
     m_wall.setDevices({smallDevice("A", QPoint(), 1), smallDevice("B", QPoint(0, 4), 3)});
-    const QStringList operations{text("HttpProxy::getDeviceList"), text("HWInfo::getHWInfo"),
-                                 text("ScreenInfo::getScreens"), text("CabinetInfoOperator::getAllCabinetsInfo"),
+    const QStringList operations{text("HttpProxy::getDeviceList"), text("HWInfo::getHWInfo"), text("ScreenInfo::getScreens"),
+                                 text("CabinetInfoOperator::getAllCabinetsInfo"),
                                  text("CabinetInfoOperator::getCabAllFlags")};
     for (const QString &operation : operations) {
         m_wall.on(operation, operation == operations.first() ? QString() : text("B"))
@@ -1413,8 +1399,8 @@ void tst_Discovery::aReplyMayLackAnything_data()
     QTest::newRow("sub-screens that are a map")
         << QVariant(screen("screen", 0, 0, subScreenPlace(0, 0, QVariantList()))) << list << flags << 0 << NameMap();
     QTest::newRow("sub-screens that are none")
-        << QVariant(screen("screen", 0, 0, QVariantList{QVariant(), 7, text("x"), QVariantMap(), QVariantList()}))
-        << list << flags << 0 << NameMap();
+        << QVariant(screen("screen", 0, 0, QVariantList{QVariant(), 7, text("x"), QVariantMap(), QVariantList()})) << list
+        << flags << 0 << NameMap();
     QTest::newRow("cabinets that are a number") << placed(7) << list << flags << 0 << NameMap();
     QTest::newRow("a cabinet that is none") << placed(QVariantList{7}) << list << flags << 8 << NameMap();
     QTest::newRow("a cabinet that is none, and a list of one that is none")
@@ -1432,8 +1418,8 @@ void tst_Discovery::aReplyMayLackAnything_data()
     QTest::newRow("flags that are a map") << whole << list << QVariant(flagged("1", "one")) << 0 << NameMap();
     QTest::newRow("flags of something else")
         << whole << list << QVariant(QVariantList{QVariant(), text("1"), flagged("2", "two")}) << 0 << NameMap();
-    QTest::newRow("flags without text") << whole << list << QVariant(QVariantList{QVariantMap{{text("id"), text("1")}}})
-                                        << 0 << NameMap{{text("1"), QString()}};
+    QTest::newRow("flags without text") << whole << list << QVariant(QVariantList{QVariantMap{{text("id"), text("1")}}}) << 0
+                                        << NameMap{{text("1"), QString()}};
     QTest::newRow("cards that are a text")
         << whole << list
         << QVariant(QVariantList{

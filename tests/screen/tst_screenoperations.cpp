@@ -25,8 +25,7 @@
 using namespace Correction;
 using Simulator::VirtualWall;
 
-namespace
-{
+namespace {
 
 using Values = QVector<unsigned short>;
 using GammaTable = QMap<EnumGammaType, QList<int>>;
@@ -139,18 +138,12 @@ public:
                       QString::number(grid.getPixelRow())));
         return read ? read(part, grid) : code;
     }
-    EnumErrorCode setCoefficients(const QRect &, ICoefficient &) override
-    {
-        return note(QStringLiteral("setCoefficients"));
-    }
+    EnumErrorCode setCoefficients(const QRect &, ICoefficient &) override { return note(QStringLiteral("setCoefficients")); }
     QtPromise::QPromise<EnumErrorCode> setCoefficientsAsync(const QRect &, ICoefficient &) override
     {
         return QtPromise::QPromise<EnumErrorCode>::resolve(note(QStringLiteral("setCoefficientsAsync")));
     }
-    EnumErrorCode saveParameter(EnumSaveType type) override
-    {
-        return note(QStringLiteral("saveParameter %1").arg(type));
-    }
+    EnumErrorCode saveParameter(EnumSaveType type) override { return note(QStringLiteral("saveParameter %1").arg(type)); }
     EnumErrorCode applyCoeffcient(EnumCoefficientType type) override
     {
         return note(QStringLiteral("applyCoeffcient %1").arg(type));
@@ -159,14 +152,8 @@ public:
     {
         return note(QStringLiteral("clearCoefficient %1").arg(type));
     }
-    EnumErrorCode setEffectMode(EnumEffectMode mode) override
-    {
-        return note(QStringLiteral("setEffectMode %1").arg(mode));
-    }
-    EnumErrorCode setBrightness(int brightness) override
-    {
-        return note(QStringLiteral("setBrightness %1").arg(brightness));
-    }
+    EnumErrorCode setEffectMode(EnumEffectMode mode) override { return note(QStringLiteral("setEffectMode %1").arg(mode)); }
+    EnumErrorCode setBrightness(int brightness) override { return note(QStringLiteral("setBrightness %1").arg(brightness)); }
     EnumErrorCode getGammaTable(GammaTable &table) override
     {
         table.insert(enRedGamma, {value});
@@ -297,8 +284,7 @@ const QVector<Setter> &setters()
              QRect rect;
              return s.tryGetRect(rect);
          },
-         QStringLiteral("tryGetRect 0,0 0x0"),
-         QStringLiteral("Failed to get subScreen rect. SubScreen key: %1 code: %2")},
+         QStringLiteral("tryGetRect 0,0 0x0"), QStringLiteral("Failed to get subScreen rect. SubScreen key: %1 code: %2")},
         {"the cabinet list",
          [](ScreenV4 &s) {
              QList<CabinetInfo> list;
@@ -313,11 +299,9 @@ const QVector<Setter> &setters()
          QStringLiteral("setCheckerboardlImage 1,2 20x15 / #010203 #040506 / 5 4 5 3"),
          QStringLiteral("call ScreenV4::setCheckerboardlImage() Failed to draw. SubScreen key: %1 code: %2"),
          QStringLiteral("call ScreenV4::setCheckerboardlImage() Object Subscreen is Empty. SubScreen key: %1")},
-        {"the image mode", [](ScreenV4 &s) { return s.setPixelImageMode(200); },
-         QStringLiteral("setPixelImageMode 200"),
+        {"the image mode", [](ScreenV4 &s) { return s.setPixelImageMode(200); }, QStringLiteral("setPixelImageMode 200"),
          QStringLiteral("Failed to set Image enable. SubScreen key: %1 code:%2")},
-        {"saving", [](ScreenV4 &s) { return s.saveParameter(enSaveLowgrayCoefficient); },
-         QStringLiteral("saveParameter 2"),
+        {"saving", [](ScreenV4 &s) { return s.saveParameter(enSaveLowgrayCoefficient); }, QStringLiteral("saveParameter 2"),
          QStringLiteral("Failed to save subscreen parameter. SubScreen key: %1 code: %2 save type: 2")},
         {"saving an unknown kind", [](ScreenV4 &s) { return s.saveParameter(EnumSaveType(-9)); },
          QStringLiteral("saveParameter -9"),
@@ -332,8 +316,7 @@ const QVector<Setter> &setters()
          QStringLiteral("clearCoefficient 2"),
          QStringLiteral("Failed to clear subscreen parameter. SubScreen key: %1 code: %2 save type: 2")},
         {"the effect mode", [](ScreenV4 &s) { return s.setEffectMode(EnumEffectMode(44)); },
-         QStringLiteral("setEffectMode 44"),
-         QStringLiteral("Failed to set correction mode. SubScreen key: %1 code:%2")},
+         QStringLiteral("setEffectMode 44"), QStringLiteral("Failed to set correction mode. SubScreen key: %1 code:%2")},
         {"the brightness", [](ScreenV4 &s) { return s.setBrightness(-5); }, QStringLiteral("setBrightness -5"),
          QStringLiteral("Failed to set brightness. SubScreen key: %1 code:%2")},
         {"the gamma table", [](ScreenV4 &s) { return s.setGammaTable(someTable); },
@@ -474,8 +457,7 @@ private:
     void addSetterRows();
     void addGetterRows();
 
-    std::optional<TestSupport::LogCapture>
-        m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
     QStringList m_journal;
     std::unique_ptr<ScreenV4> m_screen;
     std::vector<std::unique_ptr<CabinetInfo>> m_records; // the registry releases cabinets without them
@@ -714,8 +696,7 @@ void tst_ScreenOperations::theRectangleIsUnitedWithTheCallers()
     QRect rect(0, 12, 2, 1);
     QCOMPARE(m_screen->tryGetRect(rect), enSuccess);
     QCOMPARE(rect, QRect(0, 10, 20, 6));
-    QCOMPARE(m_journal,
-             QStringList({QStringLiteral("A tryGetRect 0,12 2x1"), QStringLiteral("B tryGetRect 0,10 15x5")}));
+    QCOMPARE(m_journal, QStringList({QStringLiteral("A tryGetRect 0,12 2x1"), QStringLiteral("B tryGetRect 0,10 15x5")}));
 
     // What was united before a failure stays.
     FakeSubScreen &failing = add(QStringLiteral("C"));
@@ -724,8 +705,7 @@ void tst_ScreenOperations::theRectangleIsUnitedWithTheCallers()
     rect = QRect();
     QCOMPARE(m_screen->tryGetRect(rect), enTimeout);
     QCOMPARE(rect, QRect(10, 10, 91, 91));
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to get subScreen rect. SubScreen key: C code: 5")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get subScreen rect. SubScreen key: C code: 5")));
 
     ScreenV4 empty;
     rect = QRect(1, 2, 3, 4);
@@ -747,11 +727,9 @@ void tst_ScreenOperations::cabinetListsAreAppendedWhenTheyAreWhole()
     QStringList ids;
     for (const CabinetInfo &info : qAsConst(list))
         ids.append(info.id);
-    QCOMPARE(ids,
-             QStringList({QStringLiteral("mine"), QStringLiteral("A0"), QStringLiteral("A1"), QStringLiteral("B0")}));
+    QCOMPARE(ids, QStringList({QStringLiteral("mine"), QStringLiteral("A0"), QStringLiteral("A1"), QStringLiteral("B0")}));
     QCOMPARE(m_journal.filter(QStringLiteral("tryGetAllCabinetInfoList 0")).size(), 3);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to set correction mode. SubScreen key: C code: 3")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set correction mode. SubScreen key: C code: 3")));
 }
 
 void tst_ScreenOperations::featureSwitchesAreAppendedWhenTheyAreWhole()
@@ -809,8 +787,7 @@ void tst_ScreenOperations::theBoardIsCheckedFirst_data()
     row("the last row alone", true, [](DrawingCheckerboard &b) { b.regionRect.setHeight(3); });
     row("a last column wider than the squares", true, [](DrawingCheckerboard &b) { b.lastSquareColumnW = 15; });
     row("a last column wider than the board", true, [](DrawingCheckerboard &b) { b.lastSquareColumnW = 25; });
-    row("an unfitting last column wider than the board", false,
-        [](DrawingCheckerboard &b) { b.lastSquareColumnW = 26; });
+    row("an unfitting last column wider than the board", false, [](DrawingCheckerboard &b) { b.lastSquareColumnW = 26; });
     row("a default board", false, [](DrawingCheckerboard &b) { b = DrawingCheckerboard(); });
     row("negative squares that fit", true, [](DrawingCheckerboard &b) { b.squareW = -5; });
     row("the least last column, squares of -1", true, [](DrawingCheckerboard &b) {
@@ -828,8 +805,7 @@ void tst_ScreenOperations::theBoardIsCheckedFirst()
     if (!accepted)
         addNull(QStringLiteral("0")); // not even this is looked at
     QCOMPARE(m_screen->setCheckerboardlImage(board), accepted ? enSuccess : enArgumentMismatch);
-    QCOMPARE(m_journal,
-             accepted ? QStringList(QStringLiteral("A setCheckerboardlImage ") + text(board)) : QStringList());
+    QCOMPARE(m_journal, accepted ? QStringList(QStringLiteral("A setCheckerboardlImage ") + text(board)) : QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -846,8 +822,7 @@ void tst_ScreenOperations::everySubScreenGetsItsOwnCopyOfTheBoard()
 
 // Reading coefficients
 
-namespace
-{
+namespace {
 
 /// Fills the part grid with one value.
 std::function<EnumErrorCode(const QRect &, ICoefficient &)> fillWith(int value)
@@ -898,15 +873,14 @@ void tst_ScreenOperations::aReadCollectsThePartsOfEverySubScreen()
                             QStringLiteral("B tryGetRect 0,0 0x0"),
                             QStringLiteral("B tryGetCoefficients 14,21 1x2 into kind 0 of 1x2"),
                         }));
-    QCOMPARE(m_log->takeDebug(),
-             QStringList({
-                 rectLine(QRect(10, 20, 4, 2)),
-                 QStringLiteral(
-                     "Correction::Coefficient::setPartCoefficient x: 0 y: 0 w: 2 h: 1 m_pixelCol: 3 m_pixelRow: 2"),
-                 rectLine(QRect(14, 20, 4, 3)),
-                 QStringLiteral(
-                     "Correction::Coefficient::setPartCoefficient x: 2 y: 0 w: 1 h: 2 m_pixelCol: 3 m_pixelRow: 2"),
-             }));
+    QCOMPARE(
+        m_log->takeDebug(),
+        QStringList({
+            rectLine(QRect(10, 20, 4, 2)),
+            QStringLiteral("Correction::Coefficient::setPartCoefficient x: 0 y: 0 w: 2 h: 1 m_pixelCol: 3 m_pixelRow: 2"),
+            rectLine(QRect(14, 20, 4, 3)),
+            QStringLiteral("Correction::Coefficient::setPartCoefficient x: 2 y: 0 w: 1 h: 2 m_pixelCol: 3 m_pixelRow: 2"),
+        }));
 }
 
 void tst_ScreenOperations::aReadSkipsSubScreensThatItDoesNotMeet()
@@ -947,9 +921,8 @@ void tst_ScreenOperations::aReadNeedsTheScreensRectangle()
     add(QStringLiteral("B")).code = enFileError;
     Coefficient grid(1, 1);
     QCOMPARE(m_screen->tryGetCoefficients(QRect(0, 0, 1, 1), grid), enFileError);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList({QStringLiteral("Failed to get subScreen rect. SubScreen key: B code: 4"),
-                          QStringLiteral("Get screen rect error")}));
+    QCOMPARE(m_log->takeCritical(), QStringList({QStringLiteral("Failed to get subScreen rect. SubScreen key: B code: 4"),
+                                                 QStringLiteral("Get screen rect error")}));
     QCOMPARE(m_journal.size(), 2);
 }
 
@@ -974,8 +947,7 @@ void tst_ScreenOperations::aReadNeedsEverySubScreensRectangle()
     second.rectFailsAfter = 1;
     Coefficient grid(8, 4);
     QCOMPARE(m_screen->tryGetCoefficients(QRect(0, 0, 8, 4), grid), enCabinetNotFound);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to get subScreen rect. SubScreen key: B code: 8")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get subScreen rect. SubScreen key: B code: 8")));
     QCOMPARE(int(grid.getCoefficient().count(5)), 4 * 4 * 9);
 }
 
@@ -1047,8 +1019,7 @@ void tst_ScreenOperations::aReadOfAnUnknownKindIsRefused_data()
     QTest::newRow("negative") << -1;
 }
 
-namespace
-{
+namespace {
 
 /// A host's own grid, of any kind.
 class OddGrid : public Coefficient
@@ -1070,9 +1041,8 @@ void tst_ScreenOperations::aReadOfAnUnknownKindIsRefused()
     add(QStringLiteral("B")).rect = QRect(0, 0, 1, 4);
     OddGrid grid(kind);
     QCOMPARE(m_screen->tryGetCoefficients(QRect(0, 0, 1, 1), grid), enNotSupported);
-    QCOMPARE(
-        m_log->takeCritical(),
-        QStringList(QStringLiteral("Failed to create coefficient. SubScreen key: B Coefficient type:%1").arg(kind)));
+    QCOMPARE(m_log->takeCritical(),
+             QStringList(QStringLiteral("Failed to create coefficient. SubScreen key: B Coefficient type:%1").arg(kind)));
     QCOMPARE(m_journal.filter(QStringLiteral("tryGetCoefficients")), QStringList());
 }
 
@@ -1090,8 +1060,7 @@ void tst_ScreenOperations::aFailedPartEndsTheReadAndKeepsTheOthers()
     add(QStringLiteral("C")).rect = QRect(4, 0, 2, 1);
     Coefficient grid(6, 1);
     QCOMPARE(int(m_screen->tryGetCoefficients(QRect(0, 0, 6, 1), grid)), 77);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("try get Coefficients failed. SubScreen key: B code: 77")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("try get Coefficients failed. SubScreen key: B code: 77")));
     QCOMPARE(grid.getCoefficient(), Values(18, 5) + Values(36, 0));
     QCOMPARE(m_journal.last(), QStringLiteral("B tryGetCoefficients 2,0 2x1 into kind 0 of 2x1"));
 }
@@ -1156,8 +1125,7 @@ void tst_ScreenOperations::absurdReadsDoNoHarm()
     m_log->clear();
 }
 
-namespace
-{
+namespace {
 
 /// Cuts a rectangle into smaller ones, again and again.
 void partition(const QRect &rect, int cuts, QRandomGenerator &random, QVector<QRect> &parts)

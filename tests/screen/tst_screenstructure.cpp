@@ -17,8 +17,7 @@
 using namespace Correction;
 using TestSupport::LogCapture;
 
-namespace
-{
+namespace {
 
 // Compile-time facts: screens and sub-screens are deleted through their interfaces and hold their described members
 // only.
@@ -274,8 +273,7 @@ void tst_ScreenStructure::removalOfAllDeletesInKeyOrder()
     screen.addSubScreen(QStringLiteral("10"), subScreen("first"));
     screen.addSubScreen(QStringLiteral("2"), subScreen("second"));
     screen.removeSubScreens();
-    QCOMPARE(HostSubScreen::ends,
-             QStringList({QStringLiteral("first"), QStringLiteral("second"), QStringLiteral("third")}));
+    QCOMPARE(HostSubScreen::ends, QStringList({QStringLiteral("first"), QStringLiteral("second"), QStringLiteral("third")}));
     QCOMPARE(m_log->takeDebug(), QStringList{QStringLiteral("removeSubScreens")});
     QVERIFY(!screen.tryGetSubScreen(QStringLiteral("10")));
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("Cannot find SubScreen. SubScreen key: 10")});

@@ -28,8 +28,7 @@
 using namespace Correction;
 using Simulator::VirtualWall;
 
-namespace
-{
+namespace {
 
 using Promise = QtPromise::QPromise<EnumErrorCode>;
 using Values = QVector<unsigned short>;
@@ -141,9 +140,8 @@ void verifyLines(const QStringList &lines, const QStringList &keys, int null, in
         QVERIFY2(isNamed(rest.first(), QStringLiteral("\"pSubScreens:%1\"").arg(i)), qPrintable(rest.first()));
         rest.removeFirst();
     }
-    QCOMPARE(rest,
-             QStringList({threadLine(),
-                          QStringLiteral("Correction::ScreenV4::setCoefficients \"pSubScreens:%1\"").arg(result)}));
+    QCOMPARE(rest, QStringList({threadLine(),
+                                QStringLiteral("Correction::ScreenV4::setCoefficients \"pSubScreens:%1\"").arg(result)}));
 }
 
 } // namespace
@@ -196,8 +194,7 @@ private:
     }
     EnumErrorCode write() { return m_screen->setCoefficients(m_rect, m_grid); }
 
-    std::optional<TestSupport::LogCapture>
-        m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
     std::unique_ptr<ScreenV4> m_screen;
     Coefficient m_grid;
     QRect m_rect;
@@ -264,10 +261,9 @@ void tst_ScreenWrite::makeWall(int count)
 
 QString tst_ScreenWrite::uploadLine(int device)
 {
-    return QStringLiteral(
-               "Correctionop::uploadCoefficientAsync(\"%1\", [{\"cid\": qlonglong %2, \"coefficientList\": "
-               "[{\"area\": {\"point\": {\"x\": int 0, \"y\": int 0}, \"size\": {\"height\": int 1, \"width\": "
-               "int 2}}, \"coefficient\": \"%3\"}]}])")
+    return QStringLiteral("Correctionop::uploadCoefficientAsync(\"%1\", [{\"cid\": qlonglong %2, \"coefficientList\": "
+                          "[{\"area\": {\"point\": {\"x\": int 0, \"y\": int 0}, \"size\": {\"height\": int 1, \"width\": "
+                          "int 2}}, \"coefficient\": \"%3\"}]}])")
         .arg(keyOf(device), QString::number(device + 1), base64(valuesOf(device)));
 }
 
@@ -622,10 +618,10 @@ void tst_ScreenWrite::otherOperationsMayRunMeanwhile()
         QCOMPARE(code, 0);
     QCOMPARE(read.getCoefficient(), Values(18, 0)); // nothing was written yet
     const QString brightness = QStringLiteral("ScreenInfo::setBrightness(\"%1\", \"255\", {\"brightness\": int %2})");
-    QCOMPARE(wall().transcript(), QStringList({uploadLine(0), uploadLine(1), brightness.arg(keyOf(0)).arg(77),
-                                               brightness.arg(keyOf(1)).arg(77),
-                                               QStringLiteral("Correctionop::loadCoefficient(\"D00\", \"1\")"),
-                                               brightness.arg(keyOf(0)).arg(78), brightness.arg(keyOf(1)).arg(78)}));
+    QCOMPARE(wall().transcript(),
+             QStringList({uploadLine(0), uploadLine(1), brightness.arg(keyOf(0)).arg(77), brightness.arg(keyOf(1)).arg(77),
+                          QStringLiteral("Correctionop::loadCoefficient(\"D00\", \"1\")"), brightness.arg(keyOf(0)).arg(78),
+                          brightness.arg(keyOf(1)).arg(78)}));
     QCOMPARE(wall().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
     QCOMPARE(wall().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
 }
@@ -670,8 +666,7 @@ void tst_ScreenWrite::theLinesComeInOrder()
     verifyLines(lines.mid(0, 3) + lines.mid(7), {keyOf(0)}, -1, 0);
 }
 
-namespace
-{
+namespace {
 
 /// A host's own grid, of a kind that no device has.
 class OddGrid : public Coefficient

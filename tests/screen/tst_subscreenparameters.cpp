@@ -32,8 +32,7 @@ using CabinetMap = QMap<QString, QString>;
 
 Q_DECLARE_METATYPE(Operation)
 
-namespace Reach
-{
+namespace Reach {
 
 /// The sub-screen's own map: nothing in its interface gives the flags back.
 const CabinetMap &cabinets(const SubScreenV4 &subScreen);
@@ -46,8 +45,7 @@ template struct Opened<&SubScreenV4::m_cabinets>;
 
 } // namespace Reach
 
-namespace
-{
+namespace {
 
 constexpr int notRegistered = -1000; ///< In a list of cabinets' codes: an id that the registry does not hold.
 
@@ -66,8 +64,8 @@ public:
     EnumErrorCode GetCabinetInfo(CabinetInfo &info) override
     {
         note("info");
-        fresh = fresh && info.id.isEmpty() && info.flag.isNull() && info.deviceKey.isEmpty() && info.rect.isNull() &&
-                info.rvCardList.isEmpty() && info.moduleList.isEmpty();
+        fresh = fresh && info.id.isEmpty() && info.flag.isNull() && info.deviceKey.isEmpty() && info.rect.isNull()
+                && info.rvCardList.isEmpty() && info.moduleList.isEmpty();
         info.id = QString::number(m_number);
         info.flag = QStringLiteral("flag");
         info.deviceKey = QStringLiteral("host");
@@ -303,9 +301,7 @@ void tst_SubScreenParameters::operations()
     QTest::addColumn<int>("codeWhenRefused");
 
     const auto row = [](const char *name, const Operation &operation, const char *call, const char *message,
-                        int code = enTimeout) {
-        QTest::newRow(name) << operation << text(call) << text(message) << code;
-    };
+                        int code = enTimeout) { QTest::newRow(name) << operation << text(call) << text(message) << code; };
 
     row(
         "ABL on", [](ISubScreen &s) { return s.setABLEnable(true); },
@@ -315,8 +311,7 @@ void tst_SubScreenParameters::operations()
         R"(Correctionop::setScreenABLEnable("A", "255", {"enable": bool false}))", "setABLEnable timeout. device:A");
     row(
         "x-bit on", [](ISubScreen &s) { return s.setXBit(EnumXBitMode(3), true); },
-        R"(Correctionop::setScreenXBit("A", "255", {"mode": int 3, "xbitEnable": bool true}))",
-        "setXBit timeout. device:A");
+        R"(Correctionop::setScreenXBit("A", "255", {"mode": int 3, "xbitEnable": bool true}))", "setXBit timeout. device:A");
     row(
         "x-bit off", [](ISubScreen &s) { return s.setXBit(EnumXBitMode(0), false); },
         R"(Correctionop::setScreenXBit("A", "255", {"mode": int 0, "xbitEnable": bool false}))",
@@ -493,8 +488,7 @@ void tst_SubScreenParameters::anyValueTravelsUnchanged_data()
         "a negative x-bit mode", [](ISubScreen &s) { return s.setXBit(EnumXBitMode(-7), true); },
         R"(Correctionop::setScreenXBit("A", "255", {"mode": int -7, "xbitEnable": bool true}))");
     row(
-        "a huge effect mode",
-        [](ISubScreen &s) { return s.setEffectMode(EnumEffectMode(std::numeric_limits<int>::max())); },
+        "a huge effect mode", [](ISubScreen &s) { return s.setEffectMode(EnumEffectMode(std::numeric_limits<int>::max())); },
         R"(Correctionop::setScreenEffectMode("A", "255", {"mode": int 2147483647}))");
     row(
         "the least brightness", [](ISubScreen &s) { return s.setBrightness(std::numeric_limits<int>::min()); },
@@ -689,9 +683,9 @@ void tst_SubScreenParameters::anIdThatIsNoDecimalNumberIsZero()
     SubScreenV4 subScreen(QStringLiteral("A"));
     subScreen.addCabinet(id, QString());
     QCOMPARE(subScreen.saveParameter(enSaveCommonCoefficient), enSuccess);
-    QCOMPARE(m_wall.transcript(),
-             QStringList{
-                 QStringLiteral(R"(Correctionop::saveCabinetsCoeffcient("A", {"cids": [qlonglong %1]}))").arg(number)});
+    QCOMPARE(
+        m_wall.transcript(),
+        QStringList{QStringLiteral(R"(Correctionop::saveCabinetsCoeffcient("A", {"cids": [qlonglong %1]}))").arg(number)});
 }
 
 // Kinds
@@ -752,14 +746,9 @@ void tst_SubScreenParameters::gammaTablesAreRead()
 
 void tst_SubScreenParameters::gammaEntriesAreConverted()
 {
-    const QVariantList red{QStringLiteral("12"),
-                           QStringLiteral("x"),
-                           2.75,
-                           true,
-                           QVariant(),
-                           QVariantMap(),
-                           QVariant::fromValue(quint8(200)),
-                           4000000000.0};
+    const QVariantList red{
+        QStringLiteral("12"), QStringLiteral("x"), 2.75, true, QVariant(), QVariantMap(), QVariant::fromValue(quint8(200)),
+        4000000000.0};
     m_wall.on(QStringLiteral("ScreenInfo::getGammaAllList"))
         .answer(QVariantMap{{QStringLiteral("redGamma"), red},
                             {QStringLiteral("greenGamma"), QStringLiteral("no list")},
@@ -802,9 +791,7 @@ void tst_SubScreenParameters::onlyTheHighestGammaChannelIsSent_data()
     QTest::addColumn<Table>("table");
     QTest::addColumn<QString>("request");
 
-    QTest::newRow("all three") << Table{{enRedGamma, curve({1})},
-                                        {enGreenGamma, curve({2})},
-                                        {enBlueGamma, curve({3, 4})}}
+    QTest::newRow("all three") << Table{{enRedGamma, curve({1})}, {enGreenGamma, curve({2})}, {enBlueGamma, curve({3, 4})}}
                                << text(R"({"gammaTable": QList<int> [3, 4], "type": int 2})");
     QTest::newRow("red and green") << Table{{enGreenGamma, curve({2})}, {enRedGamma, curve({1})}}
                                    << text(R"({"gammaTable": QList<int> [2], "type": int 1})");
@@ -828,8 +815,7 @@ void tst_SubScreenParameters::onlyTheHighestGammaChannelIsSent()
     m_wall.on(QStringLiteral("ScreenInfo::setGammaTable")).answer(QVariant());
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(subScreen.setGammaTable(table), enSuccess);
-    QCOMPARE(m_wall.transcript(),
-             QStringList{QStringLiteral(R"(ScreenInfo::setGammaTable("A", "255", %1))").arg(request)});
+    QCOMPARE(m_wall.transcript(), QStringList{QStringLiteral(R"(ScreenInfo::setGammaTable("A", "255", %1))").arg(request)});
 }
 
 // One cabinet after the other
@@ -899,8 +885,7 @@ void tst_SubScreenParameters::theCabinetsOfTheLibraryAreAskedForTheirRange()
     SubScreenV4 subScreen(QStringLiteral("A"));
     addCabinet(subScreen, QStringLiteral("2"));
     addCabinet(subScreen, QStringLiteral("1"));
-    m_wall
-        .on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange"), QStringLiteral("A"), QStringLiteral("1"))
+    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange"), QStringLiteral("A"), QStringLiteral("1"))
         .answerFalse();
     BrightnessRange range;
     QCOMPARE(subScreen.getBrightnessRange(range), enSuccess);
@@ -940,8 +925,7 @@ void tst_SubScreenParameters::everyCabinetIsVisited_data()
     QTest::addColumn<int>("taken"); // number of cabinets whose answer reaches the caller
     QTest::addColumn<QString>("line");
 
-    const auto row = [](const char *name, const QList<int> &codes, int code, int asked, int taken,
-                        const char *line = "") {
+    const auto row = [](const char *name, const QList<int> &codes, int code, int asked, int taken, const char *line = "") {
         QTest::newRow(name) << codes << code << asked << taken << text(line);
     };
     row("no cabinets", {}, 0, 0, 0);
@@ -952,8 +936,7 @@ void tst_SubScreenParameters::everyCabinetIsVisited_data()
     row("one in the middle fails", {0, 7, 0}, 7, 2, 1, "Cabinet info is empty. id:2");
     row("a code that nobody knows", {0, -4}, -4, 2, 1, "Cabinet info is empty. id:2");
     row("an unknown id", {notRegistered}, 3, 0, 0, "Connot find cabinet by id. deviceKey: A cid: 1");
-    row("an unknown id after others", {0, 0, notRegistered, 0}, 3, 2, 2,
-        "Connot find cabinet by id. deviceKey: A cid: 3");
+    row("an unknown id after others", {0, 0, notRegistered, 0}, 3, 2, 2, "Connot find cabinet by id. deviceKey: A cid: 3");
     row("a failure before an unknown id", {0, 1, notRegistered}, 1, 2, 1, "Cabinet info is empty. id:2");
 }
 
@@ -1083,8 +1066,8 @@ void tst_SubScreenParameters::aCabinetWithoutDescriptionIsReported()
     QList<CabinetInfo> list;
     QCOMPARE(subScreen.tryGetAllCabinetInfoList(list), enInvalidParameter);
     QCOMPARE(list.size(), 1);
-    QCOMPARE(m_log->takeCritical(), QStringList({QStringLiteral("Cabinet info is empty. id:2"),
-                                                 QStringLiteral("Cabinet info is empty. id:2")}));
+    QCOMPARE(m_log->takeCritical(),
+             QStringList({QStringLiteral("Cabinet info is empty. id:2"), QStringLiteral("Cabinet info is empty. id:2")}));
 }
 
 // Features
@@ -1109,8 +1092,7 @@ void tst_SubScreenParameters::theFeatureTablesAreAppended()
     QCOMPARE(subScreen.getScreenSupport(list), enSuccess);
     QCOMPARE(list.size(), 5);
     QCOMPARE(int(list[0].multilayerCorrectionLayer), 99);
-    const auto compare = [](const CabinetBaseInfo &info, bool multilayer, int layers, bool fine, bool xBit,
-                            bool magic) {
+    const auto compare = [](const CabinetBaseInfo &info, bool multilayer, int layers, bool fine, bool xBit, bool magic) {
         QCOMPARE(info.multilayercorrection, multilayer);
         QCOMPARE(int(info.multilayerCorrectionLayer), layers);
         QCOMPARE(info.fineGrayscale, fine);
@@ -1191,12 +1173,12 @@ void tst_SubScreenParameters::theCheckerboardQuestionIsAnswered_data()
     const QString state = QStringLiteral("HttpResponse_StateCode");
     const QString other = QStringLiteral("Date");
     const auto fail = [](const char *headers, const char *reply) {
-        return text("call isCheckerboardlImage() fail. timeout. device : \"A\"  responseHeader:  ") + text(headers) +
-               text(" result : ") + text(reply) + text(" \n");
+        return text("call isCheckerboardlImage() fail. timeout. device : \"A\"  responseHeader:  ") + text(headers)
+               + text(" result : ") + text(reply) + text(" \n");
     };
     const auto timedOut = [](const char *headers) {
-        return text("call isCheckerboardlImage() timout. m_deviceKey:  \"A\"  responseHeader:  ") + text(headers) +
-               text(" \n");
+        return text("call isCheckerboardlImage() timout. m_deviceKey:  \"A\"  responseHeader:  ") + text(headers)
+               + text(" \n");
     };
     const QVariant none;
 
@@ -1214,14 +1196,14 @@ void tst_SubScreenParameters::theCheckerboardQuestionIsAnswered_data()
         << true << Headers{{state, text("404")}} << none << 5
         << QStringList{timedOut(R"(QMap(("HttpResponse_StateCode", "404")))")};
     QTest::newRow("refused with 404") << false << Headers{{state, text("404")}, {other, text("now")}} << none << 7
-                                      << QStringList{fail(R"(QMap(("Date", "now")("HttpResponse_StateCode", "404")))",
-                                                          "QMap()")};
-    QTest::newRow("refused with 404 alone")
-        << false << Headers{{state, text("404")}} << none << 7
-        << QStringList{fail(R"(QMap(("HttpResponse_StateCode", "404")))", "QMap()")};
-    QTest::newRow("refused with a reply")
-        << false << Headers{{state, text("404")}} << QVariant(QVariantMap{{text("error"), 3}}) << 7
-        << QStringList{fail(R"(QMap(("HttpResponse_StateCode", "404")))", R"(QMap(("error", QVariant(int, 3))))")};
+                                      << QStringList{
+                                             fail(R"(QMap(("Date", "now")("HttpResponse_StateCode", "404")))", "QMap()")};
+    QTest::newRow("refused with 404 alone") << false << Headers{{state, text("404")}} << none << 7
+                                            << QStringList{fail(R"(QMap(("HttpResponse_StateCode", "404")))", "QMap()")};
+    QTest::newRow("refused with a reply") << false << Headers{{state, text("404")}}
+                                          << QVariant(QVariantMap{{text("error"), 3}}) << 7
+                                          << QStringList{fail(R"(QMap(("HttpResponse_StateCode", "404")))",
+                                                              R"(QMap(("error", QVariant(int, 3))))")};
     QTest::newRow("refused with another status and another header")
         << false << Headers{{state, text("500")}, {other, text("now")}} << none << 0
         << QStringList{fail(R"(QMap(("Date", "now")("HttpResponse_StateCode", "500")))", "QMap()")};

@@ -28,8 +28,7 @@
 using namespace Correction;
 using Simulator::VirtualWall;
 
-namespace
-{
+namespace {
 
 using Values = QVector<unsigned short>;
 
@@ -90,8 +89,7 @@ QString base64(const QByteArray &bytes)
 /// The area of a block as requests hold it.
 QString areaText(const QRect &rect)
 {
-    return QStringLiteral(
-               "{\"point\": {\"x\": int %1, \"y\": int %2}, \"size\": {\"height\": int %3, \"width\": int %4}}")
+    return QStringLiteral("{\"point\": {\"x\": int %1, \"y\": int %2}, \"size\": {\"height\": int %3, \"width\": int %4}}")
         .arg(rect.x())
         .arg(rect.y())
         .arg(rect.height())
@@ -114,8 +112,7 @@ QString entryText(qint64 cid, const QRect &area, const QString &text)
 
 QString asyncLine(const char *operation, const QStringList &entries)
 {
-    return QStringLiteral("Correctionop::%1(\"A\", [%2])")
-        .arg(QLatin1String(operation), entries.join(QStringLiteral(", ")));
+    return QStringLiteral("Correctionop::%1(\"A\", [%2])").arg(QLatin1String(operation), entries.join(QStringLiteral(", ")));
 }
 
 QString loadLine(const QString &cabinet)
@@ -389,8 +386,7 @@ private:
     EnumErrorCode run(Operation operation, const QRect &rect, ICoefficient &grid);
     void verifyBounds(const QRect &rect);
 
-    std::optional<TestSupport::LogCapture>
-        m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
     std::unique_ptr<SubScreenV4> m_subScreen;
     // The registry releases cabinets without their records.
     std::vector<std::unique_ptr<CabinetInfo>> m_records;
@@ -566,8 +562,8 @@ void tst_SubScreenTransfer::aReadAsksTheMeetingCabinetsOnlyAndInIdOrder()
     Coefficient grid(8, 2);
     // The rectangle ends right before cabinet 4.
     QCOMPARE(m_subScreen->tryGetCoefficients(QRect(1, 1, 5, 1), grid), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList({loadLine(QStringLiteral("10")), loadLine(QStringLiteral("2")),
-                                               loadLine(QStringLiteral("3"))}));
+    QCOMPARE(wall().transcript(),
+             QStringList({loadLine(QStringLiteral("10")), loadLine(QStringLiteral("2")), loadLine(QStringLiteral("3"))}));
 }
 
 void tst_SubScreenTransfer::kindsThatCannotBeRead_data()
@@ -590,15 +586,12 @@ void tst_SubScreenTransfer::kindsThatCannotBeRead()
     if (kind == enMultilayerCoefficient) {
         // The grid can be made; no multilayer reply can be parsed into it.
         QCOMPARE(code, enArgumentMismatch);
-        QCOMPARE(m_log->takeCritical(),
-                 QStringList(QStringLiteral("Failed to get coefficient. cabinet key: 7 code: 1")));
-        QCOMPARE(wall().transcript(),
-                 QStringList(QStringLiteral("Correctionop::loadMultilayerCoefficient(\"A\", \"7\")")));
+        QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get coefficient. cabinet key: 7 code: 1")));
+        QCOMPARE(wall().transcript(), QStringList(QStringLiteral("Correctionop::loadMultilayerCoefficient(\"A\", \"7\")")));
     } else {
         QCOMPARE(code, enNotSupported);
-        QCOMPARE(
-            m_log->takeCritical(),
-            QStringList(QStringLiteral("Failed to create coefficient. cabinet key: 7 Coefficient type:%1").arg(kind)));
+        QCOMPARE(m_log->takeCritical(),
+                 QStringList(QStringLiteral("Failed to create coefficient. cabinet key: 7 Coefficient type:%1").arg(kind)));
         QCOMPARE(wall().transcript(), QStringList());
     }
     QCOMPARE(m_log->takeDebug().value(0),
@@ -750,8 +743,7 @@ void tst_SubScreenTransfer::writesOfEveryKindGoToTheirOwnOperation_data()
                               << QStringLiteral("uploadLowGrayCoefficientAsync");
 }
 
-namespace
-{
+namespace {
 
 /// A grid of any kind, one row of three pixels, with the text of its two right pixels.
 struct AnyGrid {
@@ -805,13 +797,10 @@ void tst_SubScreenTransfer::aBlockOfAnUnknownKindIsNotWritten()
     place(QStringLiteral("2"), QRect(2, 0, 2, 1));
     plugIn();
     ForeignGrid grid(EnumCoefficientType(5));
-    grid.onCut = [](const QRect &rect) {
-        return new ForeignBlock(EnumCoefficientType(5), rect.width(), rect.height());
-    };
+    grid.onCut = [](const QRect &rect) { return new ForeignBlock(EnumCoefficientType(5), rect.width(), rect.height()); };
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 4, 1), grid), enNotSupported);
     QCOMPARE(grid.cuts, QVector<QRect>({QRect(0, 0, 2, 1)}));
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
     QCOMPARE(wall().transcript(), QStringList());
 }
 
@@ -824,8 +813,7 @@ void tst_SubScreenTransfer::aFailedCabinetEndsTheWriteAndTheFirstKeepsItsValues(
     wall().on(QStringLiteral("Correctionop::uploadCoefficient"), deviceKey, QStringLiteral("2")).answerFalse();
     Coefficient grid = numberedGrid(3, 1);
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 3, 1), grid), enTimeout);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:2 cabinetId:2")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:2 cabinetId:2")));
     QCOMPARE(wall().transcript(),
              QStringList({
                  uploadLine("uploadCoefficient", QStringLiteral("1"), QRect(0, 0, 1, 1), base64(numbered(9, 1))),
@@ -844,8 +832,7 @@ void tst_SubScreenTransfer::aBlockThatTheCabinetRefusesSendsNothing()
     // One column more than was asked for.
     grid.onCut = [](const QRect &rect) { return new Coefficient(rect.width() + 1, rect.height()); };
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 2, 1), grid), enArgumentMismatch);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
     QCOMPARE(wall().transcript(), QStringList());
 }
 
@@ -922,8 +909,7 @@ void tst_SubScreenTransfer::theThreadIsNamedBeforeAMultilayerUpload()
     MultilayerCoefficient grid(1, 1);
     QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, 1, 1), grid)), enSuccess);
     const auto thread = reinterpret_cast<quintptr>(QThread::currentThreadId());
-    QCOMPARE(before.value(before.size() - 1),
-             QStringLiteral("setCoefficientsAsync thread id =%1").arg(quint64(thread)));
+    QCOMPARE(before.value(before.size() - 1), QStringLiteral("setCoefficientsAsync thread id =%1").arg(quint64(thread)));
     QCOMPARE(before.size(), 5);
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
@@ -965,8 +951,8 @@ void tst_SubScreenTransfer::theCidIsTheRecordsIdAsANumber()
     wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).resolveWith(true);
     Coefficient grid = numberedGrid(1, 1);
     QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, 1, 1), grid)), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(asyncLine("uploadCoefficientAsync",
-                                                        {entryText(cid, QRect(0, 0, 1, 1), base64(numbered(9)))})));
+    QCOMPARE(wall().transcript(),
+             QStringList(asyncLine("uploadCoefficientAsync", {entryText(cid, QRect(0, 0, 1, 1), base64(numbered(9)))})));
 }
 
 void tst_SubScreenTransfer::uploadsThatFail_data()
@@ -975,8 +961,7 @@ void tst_SubScreenTransfer::uploadsThatFail_data()
     QTest::addColumn<QString>("how");
     const char *const names[] = {"chroma", "multilayer", "low-gray"};
     for (int kind = 0; kind < 3; ++kind) {
-        for (const char *how :
-             {"fulfilled with false", "rejected", "rejected with a number", "rejected without a cause"})
+        for (const char *how : {"fulfilled with false", "rejected", "rejected with a number", "rejected without a cause"})
             QTest::addRow("%s %s", names[kind], how) << kind << QString::fromLatin1(how);
     }
 }
@@ -1066,16 +1051,14 @@ void tst_SubScreenTransfer::nothingIsUploadedWhenALaterBlockCannotBeCut()
     // The grid covers only the first cabinet's part of the rectangle.
     Coefficient grid = numberedGrid(2, 1);
     QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, 4, 1), grid)), enInvalidParameter);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList({cutRefusal(QRect(2, 0, 2, 1), 2, 1),
-                          QStringLiteral("Failed to get part coefficient. sreenId:2 cabinetId:2")}));
+    QCOMPARE(m_log->takeCritical(), QStringList({cutRefusal(QRect(2, 0, 2, 1), 2, 1),
+                                                 QStringLiteral("Failed to get part coefficient. sreenId:2 cabinetId:2")}));
     QCOMPARE(wall().transcript(), QStringList());
 }
 
 // All three operations
 
-namespace
-{
+namespace {
 
 void addOperationRows()
 {
@@ -1122,8 +1105,7 @@ void tst_SubScreenTransfer::aRectangleThatMeetsNothing()
     QStringList lines;
     if (operation == Operation::WriteAsync) {
         lines << QStringLiteral(" cabInfo.rect.intersects  10 10 4 4")
-              << QStringLiteral(" cabInfo.rect.intersects  20 10 4 4")
-              << QStringLiteral("setCoefficientsAsync cid is 0 ");
+              << QStringLiteral(" cabInfo.rect.intersects  20 10 4 4") << QStringLiteral("setCoefficientsAsync cid is 0 ");
     }
     QCOMPARE(m_log->takeDebug(), lines);
 }
@@ -1145,8 +1127,7 @@ void tst_SubScreenTransfer::aSubScreenWithoutCabinetsDoesNothing()
                                      : QStringList());
 }
 
-namespace
-{
+namespace {
 
 /// The line of an operation that could not get the sub-screen's rectangle.
 QString rectLine(Operation operation)
@@ -1271,8 +1252,7 @@ void tst_SubScreenTransfer::aGridThatGivesNoBlockIsThree()
     ForeignGrid grid(enCommonCoefficient);
     QCOMPARE(run(operation, QRect(9, -1, 9, 9), grid), enInvalidParameter);
     QCOMPARE(grid.cuts, QVector<QRect>({QRect(1, 1, 2, 1)}));
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to get part coefficient. sreenId:1 cabinetId:1")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get part coefficient. sreenId:1 cabinetId:1")));
     QCOMPARE(wall().transcript(), QStringList());
 }
 
@@ -1384,8 +1364,7 @@ void tst_SubScreenTransfer::onlyOneBlockIsAliveAtATimeInAWrite()
     QVERIFY(allReleased());
     if (operation == Operation::Write)
         QCOMPARE(shared, 3);
-    QCOMPARE(m_log->takeCritical(),
-             QStringList(QStringLiteral("Failed to get part coefficient. sreenId:3 cabinetId:3")));
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get part coefficient. sreenId:3 cabinetId:3")));
 }
 
 void tst_SubScreenTransfer::exhaustedMemoryPassesThroughAndLeaksNothing_data()
@@ -1432,8 +1411,7 @@ void tst_SubScreenTransfer::noOtherExceptionOfTheServiceLeaves()
 
 // Numbers
 
-namespace
-{
+namespace {
 
 QRect fromCorners(int left, int top, int right, int bottom)
 {
@@ -1523,8 +1501,7 @@ void tst_SubScreenTransfer::aGridThatLiesAboutItsSizeGivesZerosWithAWarning()
 
 // Random walls against plain loops
 
-namespace
-{
+namespace {
 
 struct RandomCabinet {
     QString id;

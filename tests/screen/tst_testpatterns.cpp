@@ -22,8 +22,7 @@
 using namespace Correction;
 using Simulator::VirtualWall;
 
-namespace
-{
+namespace {
 
 const QString deviceKey = QStringLiteral("A");
 constexpr int intMax = std::numeric_limits<int>::max();
@@ -63,11 +62,9 @@ QString colorText(const QColor &color)
 
 QString pixelLine(const QRect &region, const QRect &single, const QColor &color, int intervalX, int intervalY)
 {
-    return QStringLiteral(
-               "ScreenInfo::setPixelImage(\"A\", {\"color\": %1, \"intervalX\": int %2, \"intervalY\": int %3, "
-               "\"regionrect\": %4, \"singlerect\": %5})")
-        .arg(colorText(color), QString::number(intervalX), QString::number(intervalY), rectText(region),
-             rectText(single));
+    return QStringLiteral("ScreenInfo::setPixelImage(\"A\", {\"color\": %1, \"intervalX\": int %2, \"intervalY\": int %3, "
+                          "\"regionrect\": %4, \"singlerect\": %5})")
+        .arg(colorText(color), QString::number(intervalX), QString::number(intervalY), rectText(region), rectText(single));
 }
 
 const QString clearLine = QStringLiteral("ScreenInfo::setCorrectClearImage(\"A\", {})");
@@ -110,9 +107,8 @@ QVariantList colorsFrom(int first, int count)
     QVariantList list;
     for (int i = 0; i < count; ++i) {
         const QColor &color = fiveColors[(first + i) % count];
-        list.append(QVariantMap{{QStringLiteral("r"), color.red()},
-                                {QStringLiteral("g"), color.green()},
-                                {QStringLiteral("b"), color.blue()}});
+        list.append(QVariantMap{
+            {QStringLiteral("r"), color.red()}, {QStringLiteral("g"), color.green()}, {QStringLiteral("b"), color.blue()}});
     }
     return list;
 }
@@ -205,8 +201,7 @@ private:
     void makeRandomWall(QRandomGenerator &random, int deviceCuts);
     QImage drawn(const std::function<QColor(const QPoint &)> &colorAt) const;
 
-    std::optional<TestSupport::LogCapture>
-        m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
     std::unique_ptr<SubScreenV4> m_subScreen;
     std::unique_ptr<ScreenV4> m_screen;
     // The registry releases cabinets without their records.
@@ -362,8 +357,7 @@ void tst_TestPatterns::aPixelImageElsewhereDarkensTheSubScreen_data()
     QTest::newRow("a null rectangle") << QRect() << QRect(3, 4, 5, 6) << 7 << 8;
     QTest::newRow("blocks without size") << QRect(0, 0, 1, 1) << QRect() << 0 << 0;
     QTest::newRow("intervals without period") << QRect(0, 0, 1, 1) << QRect(0, 0, 1, 1) << -1 << -1;
-    QTest::newRow("a default record") << DrawingParameter().screenPartRect << DrawingParameter().pixelBlockInRect << 0
-                                      << 0;
+    QTest::newRow("a default record") << DrawingParameter().screenPartRect << DrawingParameter().pixelBlockInRect << 0 << 0;
 }
 
 void tst_TestPatterns::aPixelImageElsewhereDarkensTheSubScreen()
@@ -447,16 +441,16 @@ void tst_TestPatterns::aPixelImageSaysWhatItDoes()
     };
     const QRect inside(110, 40, 50, 12);
     QCOMPARE(m_subScreen->setPixelImage(pixels(inside, block, 5, 6)), enSuccess);
-    QCOMPARE(m_log->takeDebug(),
-             start(inside) +
-                 QStringList(
-                     QStringLiteral("call setPixelImage() partRect  partRect  %1").arg(items(QRect(110, 50, 10, 2)))));
+    QCOMPARE(
+        m_log->takeDebug(),
+        start(inside)
+            + QStringList(QStringLiteral("call setPixelImage() partRect  partRect  %1").arg(items(QRect(110, 50, 10, 2)))));
 
     const QRect outside(0, 0, 7, 8);
     QCOMPARE(m_subScreen->setPixelImage(pixels(outside, block, 5, 6)), enSuccess);
     QCOMPARE(m_log->takeDebug(),
-             start(outside) +
-                 QStringList(QStringLiteral("call setPixelImage intersects() not find  subScreen  w: 20 h: 10")));
+             start(outside)
+                 + QStringList(QStringLiteral("call setPixelImage intersects() not find  subScreen  w: 20 h: 10")));
 
     // The lines come first when the rectangle cannot be had.
     CabinetManager::getInstance()->removeCabinets();
@@ -468,8 +462,7 @@ void tst_TestPatterns::aPixelImageSaysWhatItDoes()
 
 // Checkerboards
 
-namespace
-{
+namespace {
 
 QString checkersLine(const QRect &region, const QSize &first, const QSize &square, const QSize &last,
                      const QVariantList &colors)
@@ -477,10 +470,9 @@ QString checkersLine(const QRect &region, const QSize &first, const QSize &squar
     QStringList texts;
     for (const QVariant &color : colors)
         texts.append(VirtualWall::describe(color));
-    return QStringLiteral(
-               "ScreenInfo::setCheckerBoardImage(\"A\", {\"firstSquareH\": int %1, \"firstSquareW\": int %2, "
-               "\"lastSquareColumnW\": int %3, \"lastSquareRowH\": int %4, \"regionColor\": [%5], "
-               "\"regionRect\": %6, \"squareH\": int %7, \"squareW\": int %8})")
+    return QStringLiteral("ScreenInfo::setCheckerBoardImage(\"A\", {\"firstSquareH\": int %1, \"firstSquareW\": int %2, "
+                          "\"lastSquareColumnW\": int %3, \"lastSquareRowH\": int %4, \"regionColor\": [%5], "
+                          "\"regionRect\": %6, \"squareH\": int %7, \"squareW\": int %8})")
         .arg(QString::number(first.height()), QString::number(first.width()), QString::number(last.width()),
              QString::number(last.height()), texts.join(QStringLiteral(", ")), rectText(region),
              QString::number(square.height()), QString::number(square.width()));
@@ -511,16 +503,15 @@ void tst_TestPatterns::theCheckerboardsPieceIsComputedForEverySubScreen_data()
     QTest::addColumn<QSize>("first");
     QTest::addColumn<QSize>("last");
     QTest::addColumn<int>("color");
-    QTest::newRow("the whole board") << QRect(1000, 500, 100, 100) << QRect(0, 0, 100, 100) << QSize(30, 20)
-                                     << QSize(10, 20) << 0;
+    QTest::newRow("the whole board") << QRect(1000, 500, 100, 100) << QRect(0, 0, 100, 100) << QSize(30, 20) << QSize(10, 20)
+                                     << 0;
     QTest::newRow("more than the board") << QRect(900, 450, 400, 400) << QRect(100, 50, 100, 100) << QSize(30, 20)
                                          << QSize(10, 20) << 0;
-    QTest::newRow("the right part") << QRect(1060, 500, 40, 100) << QRect(0, 0, 40, 100) << QSize(30, 20)
-                                    << QSize(10, 20) << 2;
+    QTest::newRow("the right part") << QRect(1060, 500, 40, 100) << QRect(0, 0, 40, 100) << QSize(30, 20) << QSize(10, 20)
+                                    << 2;
     QTest::newRow("inside the last column")
         << QRect(1095, 500, 400, 100) << QRect(0, 0, 5, 100) << QSize(5, 20) << QSize(5, 20) << 0;
-    QTest::newRow("the left half") << QRect(1000, 500, 50, 50) << QRect(0, 0, 50, 50) << QSize(30, 20) << QSize(20, 10)
-                                   << 0;
+    QTest::newRow("the left half") << QRect(1000, 500, 50, 50) << QRect(0, 0, 50, 50) << QSize(30, 20) << QSize(20, 10) << 0;
     QTest::newRow("in the middle") << QRect(1035, 525, 30, 30) << QRect(0, 0, 30, 30) << QSize(25, 15) << QSize(5, 15)
                                    << (1 + 1) % 3;
     QTest::newRow("inside one square") << QRect(1035, 545, 3, 4) << QRect(0, 0, 3, 4) << QSize(3, 4) << QSize(3, 4)
@@ -585,8 +576,7 @@ void tst_TestPatterns::aCheckerboardWithoutPhaseIsRefused()
     QFETCH(int, squareH);
     place(QRect(100, 50, 20, 10));
     for (const QRect &region : {QRect(100, 50, 20, 10), QRect(95, 45, 40, 40)}) {
-        QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(region, colors, squareW, squareH, 1, 1)),
-                 enArgumentMismatch);
+        QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(region, colors, squareW, squareH, 1, 1)), enArgumentMismatch);
         const QStringList lines = m_log->takeCritical();
         QCOMPARE(lines.size(), 1);
         QVERIFY2(lines[0].endsWith(QLatin1String("device:A")), qPrintable(lines[0]));
@@ -606,15 +596,14 @@ void tst_TestPatterns::aCheckerboardSaysWhatItDoes()
     const QString start =
         QStringLiteral("call SubScreenV4::setCheckerboardlImage() start   param.regionRect  1000 y: 500 w: 100 h: 100");
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(region, 3, 30, 20, 10, 20)), enSuccess);
-    QCOMPARE(
-        m_log->takeDebug(),
-        QStringList({
-            start,
-            QStringLiteral("call SubScreenV4::setCheckerboardlImage() partRect  partRect  x: 1060 y: 525 w: 40 h: 30"),
-            QStringLiteral("  absX: 60 absY: 25 squareW: 30 squareH: 20 lastSquareColumnW: 10 lastSquareRowH: 20"),
-            QStringLiteral("call CalcRegionWH()  firstSquareW: 30 firstSquareH: 15 lastSquareColumnW: 10 "
-                           "lastSquareRowH: 15"),
-        }));
+    QCOMPARE(m_log->takeDebug(),
+             QStringList({
+                 start,
+                 QStringLiteral("call SubScreenV4::setCheckerboardlImage() partRect  partRect  x: 1060 y: 525 w: 40 h: 30"),
+                 QStringLiteral("  absX: 60 absY: 25 squareW: 30 squareH: 20 lastSquareColumnW: 10 lastSquareRowH: 20"),
+                 QStringLiteral("call CalcRegionWH()  firstSquareW: 30 firstSquareH: 15 lastSquareColumnW: 10 "
+                                "lastSquareRowH: 15"),
+             }));
 
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(QRect(1, 2, 3, 4), 3, 30, 20, 10, 20)), enSuccess);
     QCOMPARE(m_log->takeDebug(),
@@ -626,10 +615,9 @@ void tst_TestPatterns::aCheckerboardSaysWhatItDoes()
     CabinetManager::getInstance()->removeCabinets();
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(region, 3, 30, 20, 10, 20)), enInvalidParameter);
     QCOMPARE(m_log->takeDebug(), QStringList(start));
-    QCOMPARE(
-        m_log->takeCritical(),
-        QStringList({QStringLiteral("Connot find cabinet by id. deviceKey: A cid: 1"),
-                     QStringLiteral("call SubScreenV4::setCheckerboardlImage() Failed to get screen rect. id:A")}));
+    QCOMPARE(m_log->takeCritical(),
+             QStringList({QStringLiteral("Connot find cabinet by id. deviceKey: A cid: 1"),
+                          QStringLiteral("call SubScreenV4::setCheckerboardlImage() Failed to get screen rect. id:A")}));
 }
 
 // All operations
@@ -652,8 +640,7 @@ void tst_TestPatterns::theImageModeIsSentAsANumber()
     QCOMPARE(wall().imageMode(deviceKey), mode);
 }
 
-namespace
-{
+namespace {
 
 /// Every call that a pattern can end in.
 struct PatternCall {
@@ -681,8 +668,7 @@ void tst_TestPatterns::aDeviceThatDoesNotAnswerIsFive_data()
 {
     QTest::addColumn<int>("call");
     QTest::addColumn<bool>("throws");
-    const char *const names[] = {"pixel image", "pixel image elsewhere", "checkerboard", "checkerboard elsewhere",
-                                 "mode"};
+    const char *const names[] = {"pixel image", "pixel image elsewhere", "checkerboard", "checkerboard elsewhere", "mode"};
     for (int i = 0; i < 5; ++i) {
         QTest::addRow("%s", names[i]) << i << false;
         QTest::addRow("%s, with an exception", names[i]) << i << true;
@@ -1084,8 +1070,7 @@ void tst_TestPatterns::extremeRectanglesDoNoHarm()
 
 // Random walls against pictures drawn directly
 
-namespace
-{
+namespace {
 
 /// Cuts a rectangle into smaller ones, again and again.
 void partition(const QRect &rect, int cuts, QRandomGenerator &random, QVector<QRect> &parts)
@@ -1159,8 +1144,7 @@ QImage tst_TestPatterns::drawn(const std::function<QColor(const QPoint &)> &colo
     return image;
 }
 
-namespace
-{
+namespace {
 
 /// A rectangle of this size that meets the cabinets more often than not.
 QRect placedNear(const QVector<QRect> &cabinets, const QSize &size, QRandomGenerator &random)
@@ -1259,8 +1243,7 @@ void tst_TestPatterns::randomPixelImagesComeOutWhole()
 
         const QImage expected = drawn([&](const QPoint &pixel) {
             const QPoint place = pixel - param.screenPartRect.topLeft();
-            const bool lit =
-                param.screenPartRect.contains(pixel) && place.x() % periodX == 0 && place.y() % periodY == 0;
+            const bool lit = param.screenPartRect.contains(pixel) && place.x() % periodX == 0 && place.y() % periodY == 0;
             return lit ? param.color : QColor(0, 0, 0);
         });
         QCOMPARE(difference(wall().patternPicture(QStringLiteral("screen")), expected), QString());
@@ -1297,8 +1280,8 @@ void tst_TestPatterns::anyPixelBlocksComeOutWholeOnOneDevice()
         };
         const QImage expected = drawn([&](const QPoint &pixel) {
             const QPoint place = pixel - pattern.topLeft();
-            return pattern.contains(pixel) && lit(place.x(), block.x(), block.width(), intervalX) &&
-                           lit(place.y(), block.y(), block.height(), intervalY)
+            return pattern.contains(pixel) && lit(place.x(), block.x(), block.width(), intervalX)
+                           && lit(place.y(), block.y(), block.height(), intervalY)
                        ? QColor(1, 20, 255)
                        : QColor(0, 0, 0);
         });

@@ -16,12 +16,10 @@ using namespace Simulator;
 using Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
 
-using MapOperation = bool (Correctionop::*)(const QString &, const QMap<QString, QVariant> &,
-                                            QMap<QString, QVariant> &);
+using MapOperation = bool (Correctionop::*)(const QString &, const QMap<QString, QVariant> &, QMap<QString, QVariant> &);
 using RequestOperation = std::function<bool(const QVariant &)>;
 
-namespace Sample
-{
+namespace Sample {
 enum SaveKind { Chroma, Multilayer, LowGray };
 }
 Q_DECLARE_METATYPE(MapOperation)
@@ -30,8 +28,7 @@ Q_DECLARE_METATYPE(Sample::SaveKind)
 Q_DECLARE_METATYPE(Simulator::Store)
 Q_DECLARE_METATYPE(Simulator::Channel)
 
-namespace
-{
+namespace {
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
@@ -105,8 +102,7 @@ List blockRequest(const QRect &rect, const QByteArray &bytes)
 
 Map manyElement(const QVariant &cid, const QRect &rect, const QByteArray &bytes)
 {
-    const Map block =
-        map({{"area", area(rect.x(), rect.y(), rect.width(), rect.height())}, {"coefficient", base64(bytes)}});
+    const Map block = map({{"area", area(rect.x(), rect.y(), rect.width(), rect.height())}, {"coefficient", base64(bytes)}});
     return map({{"cid", cid}, {"coefficientList", List{block}}});
 }
 
@@ -370,12 +366,10 @@ private Q_SLOTS:
         const QString chroma = QStringLiteral("\"AQABAAEAAQABAAEAAQABAAEA\"}");
         const QString layer = QStringLiteral("\"AQEBAQEBAQEBAQEBAQEBAQ==\"}");
         const auto upload = [&](const char *name, const QString &text) {
-            return quoted("Correctionop::upload%1('A', '1', [%2'coefficients': %3])")
-                .arg(QLatin1String(name), block, text);
+            return quoted("Correctionop::upload%1('A', '1', [%2'coefficients': %3])").arg(QLatin1String(name), block, text);
         };
         const auto uploadMany = [&](const char *name, const QString &text) {
-            return quoted(
-                       "Correctionop::upload%1('A', [{'cid': qlonglong 1, 'coefficientList': [%2'coefficient': %3]}])")
+            return quoted("Correctionop::upload%1('A', [{'cid': qlonglong 1, 'coefficientList': [%2'coefficient': %3]}])")
                 .arg(QLatin1String(name), block, text);
         };
         const QString idTexts = quoted("[qlonglong 1, '2', qulonglong 1]");
@@ -516,9 +510,9 @@ private Q_SLOTS:
         Map reply = map({{"left", 1}});
         QVERIFY(correction().getCabinetEffectMode(a, one, reply));
         QCOMPARE(reply, map({{"mode", 0}}));
-        QCOMPARE(wall().notes(), QStringList{QStringLiteral(
-                                     "Correctionop::getCabinetEffectMode(\"A\", \"1\") -- the reply was not passed "
-                                     "in empty")});
+        QCOMPARE(wall().notes(),
+                 QStringList{QStringLiteral("Correctionop::getCabinetEffectMode(\"A\", \"1\") -- the reply was not passed "
+                                            "in empty")});
     }
 
     // Discovery
@@ -534,10 +528,8 @@ private Q_SLOTS:
         device.screenName = QStringLiteral("Screen");
         device.screenPosition = QPoint(10, 20);
         device.multilayerCorrectionLayers = 3;
-        const ReceivingCard card{QStringLiteral("5"),
-                                 QStringLiteral("cf"),
-                                 QRect(0, 1, 2, 3),
-                                 {{one, QStringLiteral("mf"), QRect(1, 2, 3, 4)}}};
+        const ReceivingCard card{
+            QStringLiteral("5"), QStringLiteral("cf"), QRect(0, 1, 2, 3), {{one, QStringLiteral("mf"), QRect(1, 2, 3, 4)}}};
         const Cabinet cabinet{QStringLiteral("7"), two, QPoint(3, 4), QSize(8, 6), QStringLiteral("f"), {card}};
         device.subScreens = {{QPoint(1, 2), {cabinet}}};
         wall().addDevice(device);
@@ -669,8 +661,8 @@ private Q_SLOTS:
                                                          reply = {}));
         QCOMPARE(wall().multilayer(a, one),
                  QByteArray(48, '\0') + QByteArray(16, 'x') + QByteArray(48, '\0') + QByteArray(16, 'x'));
-        QVERIFY(correction().uploadLowgrayCoefficient(a, one, blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, 5)),
-                                                      reply = {}));
+        QVERIFY(
+            correction().uploadLowgrayCoefficient(a, one, blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, 5)), reply = {}));
         QCOMPARE(wall().lowGray(a, one), chromaValues(8, 5));
         QCOMPARE(wall().chroma(a, one), expected);
     }
@@ -795,8 +787,8 @@ private Q_SLOTS:
     {
         Map reply;
         const auto fill = [] {
-            return wall().setChroma(a, one, chromaValues(8, 1)) && wall().setLowGray(a, one, chromaValues(8, 2)) &&
-                   wall().setMultilayer(a, one, QByteArray(128, 'm'));
+            return wall().setChroma(a, one, chromaValues(8, 1)) && wall().setLowGray(a, one, chromaValues(8, 2))
+                   && wall().setMultilayer(a, one, QByteArray(128, 'm'));
         };
         QVERIFY(fill());
         QVERIFY(correction().saveCabinetsLowgrayCoeffcient(a, cids({one}), reply));
@@ -995,8 +987,7 @@ private Q_SLOTS:
         const QVariant good = blockRequest(QRect(0, 0, 1, 1), pixel);
         QTest::newRow("an unknown device") << QStringLiteral("C") << one << good << QStringLiteral("unknown device");
         QTest::newRow("an empty device key") << QString() << one << good << QStringLiteral("unknown device");
-        QTest::newRow("an unknown cabinet")
-            << a << QStringLiteral("9") << good << QStringLiteral("unknown cabinet \"9\"");
+        QTest::newRow("an unknown cabinet") << a << QStringLiteral("9") << good << QStringLiteral("unknown cabinet \"9\"");
         QTest::newRow("a cabinet of another device") << b << one << good << QStringLiteral("unknown cabinet \"1\"");
         upload("no block", List(), "request holds 0 elements, not one");
         upload("two blocks", List{good.toList()[0], good.toList()[0]}, "request holds 2 elements, not one");
@@ -1022,10 +1013,9 @@ private Q_SLOTS:
         upload("no values", List{map({{"area", area(0, 0, 1, 1)}})}, "block.coefficients is missing");
         upload("values that are no text", List{map({{"area", area(0, 0, 1, 1)}, {"coefficients", 1}})},
                "block.coefficients is int 1, which is no QString");
-        upload(
-            "an additional entry", List{map({{"area", area(0, 0, 1, 1)}, {"coefficients", base64(pixel)}, {"zz", 1}})},
-            "additional entries in {\"area\": {\"point\": {\"x\": int 0, \"y\": int 0}, \"size\": {\"height\": int 1, "
-            "\"width\": int 1}}, \"coefficients\": \"AQABAAEAAQABAAEAAQABAAEA\", \"zz\": int 1}");
+        upload("an additional entry", List{map({{"area", area(0, 0, 1, 1)}, {"coefficients", base64(pixel)}, {"zz", 1}})},
+               "additional entries in {\"area\": {\"point\": {\"x\": int 0, \"y\": int 0}, \"size\": {\"height\": int 1, "
+               "\"width\": int 1}}, \"coefficients\": \"AQABAAEAAQABAAEAAQABAAEA\", \"zz\": int 1}");
         Map wide = area(0, 0, 1, 1);
         wide.insert(QStringLiteral("size"), map({{"height", 1}, {"width", qlonglong(1)}}));
         upload("a size of another type", List{map({{"area", wide}, {"coefficients", base64(pixel)}})},
@@ -1051,13 +1041,11 @@ private Q_SLOTS:
         const auto refused = [](bool result, const char *note) { return !result && lastNote() == QLatin1String(note); };
         List list;
         const QVariant ints = QVariant::fromValue(QList<int>());
-        QVERIFY(
-            refused(screens().setBrightness(a, all, map({{"brightness", 10001}})), "brightness 10001 out of range"));
+        QVERIFY(refused(screens().setBrightness(a, all, map({{"brightness", 10001}})), "brightness 10001 out of range"));
         QVERIFY(refused(screens().setBrightness(a, all, map({{"brightness", -1}})), "brightness -1 out of range"));
         QCOMPARE(wall().brightness(a), 5000);
         QVERIFY(refused(screens().setGammaTable(a, all, {}), "type is missing"));
-        QVERIFY(
-            refused(screens().setGammaTable(a, all, map({{"type", 3}, {"gammaTable", ints}})), "unknown gamma type 3"));
+        QVERIFY(refused(screens().setGammaTable(a, all, map({{"type", 3}, {"gammaTable", ints}})), "unknown gamma type 3"));
         QVERIFY(refused(screens().setGammaTable(a, all, map({{"type", 0}, {"gammaTable", List()}})),
                         "gammaTable is [], which is no QList<int>"));
         QVERIFY(refused(correction().setScreenABLEnable(a, all, map({{"enable", 1}}), reply),
@@ -1065,19 +1053,17 @@ private Q_SLOTS:
         QVERIFY(refused(correction().saveCabinetsCoeffcient(a, cids({one, 1}), reply), "unknown cabinet int 1"));
         QVERIFY(refused(correction().saveCabinetsCoeffcient(a, map({{"cids", one}}), reply),
                         "cids is \"1\", which is no QVariantList"));
-        QVERIFY(refused(correction().saveCabinetsCoeffcient(a, cids({qlonglong(0)}), reply),
-                        "unknown cabinet qlonglong 0"));
+        QVERIFY(refused(correction().saveCabinetsCoeffcient(a, cids({qlonglong(0)}), reply), "unknown cabinet qlonglong 0"));
         QVERIFY(refused(correction().setMutiCabinetSolid(a, map({{"idList", List{one}}, {"type", 1}}), reply),
                         "type is int 1, which is no kind"));
-        QVERIFY(refused(correction().getFlashCheckCode(a, one, map({{"x", 1}}), list),
-                        "additional entries in {\"x\": int 1}"));
+        QVERIFY(
+            refused(correction().getFlashCheckCode(a, one, map({{"x", 1}}), list), "additional entries in {\"x\": int 1}"));
         const List flags{map({{"id", QStringLiteral("9")}, {"flag", b}})};
         QVERIFY(refused(cabinets().setModuleflags(a, {map({{"id", qulonglong(1)}, {"moduleflags", flags}})}, reply),
                         "unknown module \"9\" of cabinet 1"));
         QVERIFY(!wall().setFlashCheckCode(a, one, QStringLiteral("9"), 1));
         const Map config = map({{"idList", List{qulonglong(1)}}, {"config", QStringLiteral("AQ==")}});
-        QVERIFY(
-            refused(cabinets().setSingleConfigFile(a, QStringLiteral("9"), config, reply), "unknown cabinet \"9\""));
+        QVERIFY(refused(cabinets().setSingleConfigFile(a, QStringLiteral("9"), config, reply), "unknown cabinet \"9\""));
         QVERIFY(refused(cabinets().getCabinetBrightnessRange(a, QStringLiteral("9"), reply), "unknown cabinet \"9\""));
         QVERIFY(correction().saveCabinetsCoeffcient(a, cids({}), reply));
     }
@@ -1176,10 +1162,9 @@ private Q_SLOTS:
             Map reply;
             return correction().uploadCoefficient(a, one, request.toList(), reply);
         });
-        row("blocks", List{manyElement(qlonglong(1), QRect(0, 0, 1, 1), chromaBytes(1, 1))},
-            [](const QVariant &request) {
-                return settledValue(correction().uploadCoefficientAsync(a, request.toList())).toBool();
-            });
+        row("blocks", List{manyElement(qlonglong(1), QRect(0, 0, 1, 1), chromaBytes(1, 1))}, [](const QVariant &request) {
+            return settledValue(correction().uploadCoefficientAsync(a, request.toList())).toBool();
+        });
         image("a pixel image",
               map({{"regionrect", rectMap(0, 0, 8, 2)},
                    {"singlerect", rectMap(0, 0, 1, 1)},
@@ -1199,8 +1184,7 @@ private Q_SLOTS:
               [](const Map &request, Map &reply) { return screens().setCheckerBoardImage(a, request, reply); });
         image("an image mode", map({{"mode", 1}}),
               [](const Map &request, Map &reply) { return screens().setPixelImageMode(a, request, reply); });
-        image("a clear image", Map(),
-              [](const Map &request, Map &) { return screens().setCorrectClearImage(a, request); });
+        image("a clear image", Map(), [](const Map &request, Map &) { return screens().setCorrectClearImage(a, request); });
     }
 
     void refusesEveryRequestSpoiltInOnePlace()
@@ -1519,8 +1503,8 @@ private Q_SLOTS:
                 Map reply;
                 List blocks;
                 const List request = blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, static_cast<quint16>(i)));
-                const bool done = correction().uploadCoefficient(device, cabinet, request, reply) &&
-                                  correction().loadCoefficient(device, cabinet, blocks);
+                const bool done = correction().uploadCoefficient(device, cabinet, request, reply)
+                                  && correction().loadCoefficient(device, cabinet, blocks);
                 const QVariant expected = request[0].toMap().value(QStringLiteral("coefficients"));
                 if (!done || blocks.value(0).toMap().value(QStringLiteral("coefficients")) != expected)
                     ++failures;
@@ -1583,8 +1567,7 @@ private Q_SLOTS:
                            {"regionColor", List{colorMap(1, 0, 0), colorMap(2, 0, 0), colorMap(3, 0, 0)}}});
         QVERIFY(screens().setCheckerBoardImage(a, request, reply));
         QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines(".xx......... .xx........."));
-        for (const char *key :
-             {"firstSquareW", "squareW", "lastSquareColumnW", "firstSquareH", "squareH", "lastSquareRowH"})
+        for (const char *key : {"firstSquareW", "squareW", "lastSquareColumnW", "firstSquareH", "squareH", "lastSquareRowH"})
             request[QString::fromLatin1(key)] = 1;
         request[QStringLiteral("regionRect")] = rectMap(-1, 0, 6, 4);
         QVERIFY(screens().setCheckerBoardImage(a, request, reply = {}));
@@ -1683,8 +1666,8 @@ private Q_SLOTS:
 
     void drawsTheLayout()
     {
-        wall().setDevices({gridDevice(a, QPoint(-4, 0), 1, 1, QSize(20, 12), 7),
-                           gridDevice(b, QPoint(16, 0), 1, 1, QSize(4, 12), 8)});
+        wall().setDevices(
+            {gridDevice(a, QPoint(-4, 0), 1, 1, QSize(20, 12), 7), gridDevice(b, QPoint(16, 0), 1, 1, QSize(4, 12), 8)});
         const QImage image = wall().layoutPicture(QStringLiteral("screen"));
         QCOMPARE(image.size(), QSize(24, 12));
         const QRgb left = image.pixel(0, 0);

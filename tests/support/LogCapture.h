@@ -14,8 +14,8 @@ namespace TestSupport {
 ///
 /// Make it in `initTestCase()` or later: Qt Test installs a handler of its own when the program starts.
 ///
-/// Log lines are part of the library's behaviour: a test takes every critical line that it expects, and `VERIFY_NO_CRITICAL` in
-/// its cleanup fails it for any other.
+/// Log lines are part of the library's behaviour: a test takes every critical line that it expects, and `VERIFY_NO_CRITICAL`
+/// in its cleanup fails it for any other.
 class LogCapture
 {
 public:

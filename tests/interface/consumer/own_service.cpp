@@ -16,8 +16,7 @@ using List = QList<QVariant>;
 using Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
 
-namespace
-{
+namespace {
 
 struct Device {
     QString coefficients; // the whole cabinet, as base64 text
@@ -338,7 +337,7 @@ int main(int argc, char **argv)
     tour();
     EXPECT(device.saves == 2);
     EXPECT(screenChanges([] { Q_EMIT HttpProxy::getInstance()->deviceChanged(); }) == 1);
-    EXPECT(Correction::ScreenManager::getInstance()->tryGetScreen(QStringLiteral("screen"))->setBrightness(1) ==
-           Correction::enTimeout);
+    EXPECT(Correction::ScreenManager::getInstance()->tryGetScreen(QStringLiteral("screen"))->setBrightness(1)
+           == Correction::enTimeout);
     return 0;
 }

@@ -8,12 +8,12 @@
 #include <cstdlib>
 
 /// Ends the program with 1 when `condition` does not hold.
-#define EXPECT(condition)                                                                                              \
-    do {                                                                                                               \
-        if (!(condition)) {                                                                                            \
-            qCritical("%s:%d: expected %s", __FILE__, __LINE__, #condition);                                           \
-            std::exit(1);                                                                                              \
-        }                                                                                                              \
+#define EXPECT(condition)                                                                                                   \
+    do {                                                                                                                    \
+        if (!(condition)) {                                                                                                 \
+            qCritical("%s:%d: expected %s", __FILE__, __LINE__, #condition);                                                \
+            std::exit(1);                                                                                                   \
+        }                                                                                                                   \
     } while (false)
 
 /// What a host does, whatever the service: it finds one screen "screen", called "Screen", with one cabinet "1" of 4 x 2

@@ -1,0 +1,295 @@
+// What must not outlive its owner: grids of writes that memory cut short, sub-screens, records of a refresh inside a
+// refresh.
+
+#include <Correction/CabinetManager.h>
+#include <Correction/CabinetV4.h>
+#include <Correction/Coefficient.h>
+#include <Correction/ScreenManager.h>
+#include <Correction/ScreenV4.h>
+#include <Correction/SubScreenV4.h>
+
+#include <simulator/VirtualWall.h>
+#include <support/LogCapture.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QLoggingCategory>
+#include <QtTest/QtTest>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <optional>
+#include <vector>
+
+#include <malloc.h>
+
+using namespace Correction;
+using Simulator::VirtualWall;
+
+namespace {
+
+// Of this thread alone: Qt Test has one of its own, which allocates when it likes.
+thread_local int allocationsLeft = -1; ///< until one fails, once; negative: none does
+thread_local bool keepsReleased = false;
+
+/// Released while `keepsReleased` was set: overwritten, and given to nobody else until the end of it.
+constexpr std::size_t releasedRoom = 1 << 16;
+void *released[releasedRoom];
+std::size_t releasedCount = 0;
+
+void release(void *object) noexcept
+{
+    if (object && keepsReleased && releasedCount < releasedRoom) {
+        std::memset(object, 0xdd, malloc_usable_size(object));
+        released[releasedCount++] = object;
+    } else {
+        std::free(object);
+    }
+}
+
+} // namespace
+
+// Every allocation of the program passes here, the library's included.
+void *operator new(std::size_t size)
+{
+    if (allocationsLeft >= 0 && allocationsLeft-- == 0)
+        throw std::bad_alloc();
+    void *const storage = std::malloc(size ? size : 1);
+    if (!storage)
+        throw std::bad_alloc();
+    return storage;
+}
+void operator delete(void *object) noexcept
+{
+    release(object);
+}
+void operator delete(void *object, std::size_t) noexcept
+{
+    release(object);
+}
+
+namespace {
+
+/// While it lives, a look at an object that was deleted before finds neither the object nor another one in its place.
+class KeepReleased
+{
+public:
+    KeepReleased() { keepsReleased = true; }
+    ~KeepReleased()
+    {
+        keepsReleased = false;
+        while (releasedCount > 0)
+            std::free(released[--releasedCount]);
+    }
+    KeepReleased(const KeepReleased &) = delete;
+    KeepReleased &operator=(const KeepReleased &) = delete;
+};
+
+/// Runs `action` with its n-th allocation failing, from n = 0 until there is none left to fail; `after(whether it was
+/// left by an exception)` follows each. Returns how many allocations failed.
+template <class Action, class After>
+int failEachAllocation(Action action, After after)
+{
+    for (int n = 0;; ++n) {
+        bool thrown = false;
+        allocationsLeft = n;
+        try {
+            action();
+        } catch (const std::bad_alloc &) {
+            thrown = true;
+        }
+        const bool failed = allocationsLeft < 0;
+        allocationsLeft = -1;
+        after(thrown);
+        if (!failed)
+            return n;
+    }
+}
+
+} // namespace
+
+class tst_ScreenLifetimes : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void cleanupTestCase();
+
+    void aWriteThatMemoryCutShortStartsNothingLater();
+    void theEndOfASubScreenNeedsNoMemory();
+    void aRefreshInsideARefreshLeavesTheRecordsOfTheOuterOne();
+
+private:
+    static VirtualWall &wall() { return VirtualWall::instance(); }
+
+    std::optional<TestSupport::LogCapture> m_log; // made after the test library has installed its own handler
+};
+
+void tst_ScreenLifetimes::initTestCase()
+{
+    m_log.emplace();
+    QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=true"));
+}
+
+void tst_ScreenLifetimes::init()
+{
+    wall().reset();
+    m_log->clear();
+}
+
+void tst_ScreenLifetimes::cleanup()
+{
+    CabinetManager::getInstance()->removeCabinets();
+    VERIFY_NO_CRITICAL(*m_log);
+    QCOMPARE(m_log->takeWarning(), QStringList());
+    m_log->clear();
+}
+
+void tst_ScreenLifetimes::cleanupTestCase()
+{
+    m_log.reset();
+}
+
+void tst_ScreenLifetimes::aWriteThatMemoryCutShortStartsNothingLater()
+{
+    // Two devices side by side, each with one cabinet of 2 x 1 pixels.
+    ScreenV4 screen;
+    QList<Simulator::Device> devices;
+    std::vector<std::unique_ptr<CabinetInfo>> records;
+    for (int i = 0; i < 2; ++i) {
+        const QString key = QStringLiteral("D%1").arg(i);
+        devices.append(Simulator::gridDevice(key, QPoint(2 * i, 0), 1, 1, QSize(2, 1), i + 1));
+        auto record = std::make_unique<CabinetInfo>();
+        record->id = QString::number(i + 1);
+        record->deviceKey = key;
+        record->rect = QRect(2 * i, 0, 2, 1);
+        QVERIFY(CabinetManager::getInstance()->addCabinet(record->id, new CabinetV4(record.get())));
+        auto subScreen = std::make_unique<SubScreenV4>(key);
+        QVERIFY(subScreen->addCabinet(record->id, QString()));
+        QVERIFY(screen.addSubScreen(key, subScreen.release()));
+        records.push_back(std::move(record));
+    }
+    wall().setDevices(devices);
+
+    const auto newGrid = [] { return std::make_unique<Coefficient>(4, 1); };
+    std::unique_ptr<Coefficient> grid = newGrid();
+    int exceptions = 0;
+    int callsBefore = -1;
+    QStringList startedLater;
+    EnumErrorCode code = enTimeout;
+    const int failures = failEachAllocation(
+        [&] {
+            code = enTimeout;
+            code = screen.setCoefficients(QRect(0, 0, 4, 1), *grid);
+        },
+        [&](bool thrown) {
+            exceptions += thrown;
+            grid.reset();
+            callsBefore = wall().calls().size();
+            wall().clearCalls();
+            for (int turn = 0; turn < 20; ++turn) {
+                QCoreApplication::sendPostedEvents();
+                QCoreApplication::processEvents();
+            }
+            startedLater += wall().transcript();
+            wall().clearCalls();
+            m_log->clear();
+            grid = newGrid();
+        });
+    QCOMPARE(startedLater, QStringList());
+    QVERIFY2(failures > 20 && exceptions > 20, qPrintable(QStringLiteral("%1 %2").arg(failures).arg(exceptions)));
+
+    // The last one had all the memory it wanted.
+    QCOMPARE(code, enSuccess);
+    QCOMPARE(callsBefore, 2);
+    CabinetManager::getInstance()->removeCabinets(); // before their records
+}
+
+void tst_ScreenLifetimes::theEndOfASubScreenNeedsNoMemory()
+{
+    std::unique_ptr<SubScreenV4> subScreen;
+    const auto next = [&] {
+        m_log->clear();
+        subScreen = std::make_unique<SubScreenV4>(QStringLiteral("A"));
+        subScreen->addCabinet(QStringLiteral("1"), QStringLiteral("flag"));
+        m_log->clear();
+    };
+    next();
+    int exceptions = 0;
+    QStringList lines;
+    const int failures = failEachAllocation([&] { subScreen.reset(); },
+                                            [&](bool thrown) {
+                                                exceptions += thrown;
+                                                lines = m_log->takeDebug();
+                                                next();
+                                            });
+    QCOMPARE(exceptions, 0);
+    QVERIFY(failures > 0); // or the line was not on its way
+    QCOMPARE(lines, QStringList(QStringLiteral("SubScreenV4")));
+    subScreen.reset();
+}
+
+void tst_ScreenLifetimes::aRefreshInsideARefreshLeavesTheRecordsOfTheOuterOne()
+{
+    const QString a = QStringLiteral("A");
+    const QString b = QStringLiteral("B");
+    wall().setDevices({Simulator::gridDevice(a, QPoint(0, 0), 2, 1, QSize(8, 4), 1),
+                       Simulator::gridDevice(b, QPoint(0, 4), 2, 1, QSize(8, 4), 3)});
+    // The second device's layout moves the first device's first cabinet.
+    wall().on(QStringLiteral("ScreenInfo::getScreens"), b).editReply([](QVariant &reply) {
+        QVariantMap screen = reply.toMap();
+        QVariantList subScreens = screen.value(QStringLiteral("subScreens")).toList();
+        QVariantMap subScreen = subScreens.at(0).toMap();
+        QVariantList cabinets = subScreen.value(QStringLiteral("cabinets")).toList();
+        cabinets.append(QVariantMap{{QStringLiteral("cabinetID"), QStringLiteral("1")},
+                                    {QStringLiteral("outputID"), QStringLiteral("1")},
+                                    {QStringLiteral("position.x"), 16},
+                                    {QStringLiteral("position.y"), 0},
+                                    {QStringLiteral("size.width"), 8},
+                                    {QStringLiteral("size.height"), 4}});
+        subScreen[QStringLiteral("cabinets")] = cabinets;
+        subScreens[0] = subScreen;
+        screen[QStringLiteral("subScreens")] = subScreens;
+        reply = screen;
+    });
+    // The host refreshes while the second device is asked, when the first device's records are there already.
+    int inner = 0;
+    EnumErrorCode innerCode = enTimeout;
+    wall().on(QStringLiteral("CabinetInfoOperator::getCabAllFlags"), b).run([&](const Simulator::Call &) {
+        if (inner++ == 0)
+            innerCode = ScreenManager::getInstance()->refreshScreen();
+    });
+
+    for (int i = 0; i < 2; ++i) { // the second time over what the first one left
+        const KeepReleased keep;
+        inner = 0;
+        QCOMPARE(ScreenManager::getInstance()->refreshScreen(), enSuccess);
+        QCOMPARE(innerCode, enSuccess);
+        QCOMPARE(inner, 2);
+        m_log->clear();
+
+        const QRect rects[] = {QRect(16, 4, 8, 4), QRect(8, 0, 8, 4), QRect(0, 4, 8, 4), QRect(8, 4, 8, 4)};
+        for (int cabinet = 0; cabinet < 4; ++cabinet) {
+            const QString id = QString::number(cabinet + 1);
+            ICabinet *const registered = CabinetManager::getInstance()->tryGetCabinet(id);
+            QVERIFY(registered);
+            CabinetInfo info;
+            QCOMPARE(registered->GetCabinetInfo(info), enSuccess);
+            QCOMPARE(info.id, id);
+            QCOMPARE(info.deviceKey, cabinet < 2 ? a : b);
+            QCOMPARE(info.rect, rects[cabinet]);
+            QCOMPARE(registered->getCabAllFlags().size(), 4);
+        }
+        QRect rect;
+        QCOMPARE(ScreenManager::getInstance()->tryGetScreen(QStringLiteral("screen"))->tryGetRect(rect), enSuccess);
+        QCOMPARE(rect, QRect(0, 0, 24, 8));
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_ScreenLifetimes)
+#include "tst_screenlifetimes.moc"
