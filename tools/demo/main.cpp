@@ -278,6 +278,5 @@ int main(int argc, char **argv)
     QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false"));
     const QStringList arguments = application.arguments();
     const int failures = run(QDir(arguments.value(1, QStringLiteral("."))));
-    ScreenManager::releaseInstance();
     return failures == 0 ? 0 : 1;
 }
