@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <type_traits>
 
 using namespace Correction;
@@ -592,7 +593,12 @@ class TestSlotOrders : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { VERIFY_NO_CRITICAL(m_log); }
+    void init() { m_log.emplace(); }
+    void cleanup()
+    {
+        VERIFY_NO_CRITICAL(*m_log);
+        m_log.reset();
+    }
 
     void operationsSitInTheirSlots_data();
     void operationsSitInTheirSlots();
@@ -609,7 +615,7 @@ private Q_SLOTS:
     void signalsAreSignals();
 
 private:
-    TestSupport::LogCapture m_log;
+    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
 };
 
 void TestSlotOrders::operationsSitInTheirSlots_data()
