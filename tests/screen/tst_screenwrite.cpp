@@ -481,7 +481,8 @@ void tst_ScreenWrite::aRejectedWriteIsFiveAndTheOthersAreWaitedFor_data()
     QTest::addColumn<int>("place");
     for (const char *how : {"with an exception", "with a number", "without a cause", "by throwing", "later"}) {
         for (int place = 0; place < 3; ++place)
-            QTest::addRow("%s, place %d", how, place) << QString::fromLatin1(how) << place;
+            QTest::newRow(qPrintable(QStringLiteral("%1, place %2").arg(QLatin1String(how)).arg(place)))
+                << QString::fromLatin1(how) << place;
     }
 }
 
