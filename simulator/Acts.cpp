@@ -585,6 +585,8 @@ Answer screens(WallState &, DeviceState *device, const Call &)
     for (const SubScreen &subScreen : description.subScreens) {
         List cabinets;
         for (const Cabinet &cabinet : subScreen.cabinets) {
+            if (!cabinet.placed)
+                continue;
             cabinets += place({{QStringLiteral("cabinetID"), cabinet.id},
                                {QStringLiteral("outputID"), cabinet.outputId},
                                {QStringLiteral("size.width"), cabinet.size.width()},

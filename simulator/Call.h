@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QMap>
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
@@ -15,7 +16,12 @@ struct Call {
     QVariant extra;      ///< The trailing bool or int argument; invalid for an operation that takes none.
     bool result = false; ///< What was answered. Of an upload with a promise: its value, false until it is settled.
     QVariant reply;      ///< The reply, a map or a list; invalid for an operation without one.
-    QString note;        ///< Why the wall refused the call, or what else was wrong with it; empty if all is well.
+    QMap<QString, QString> headers; ///< The response headers of the operation that has them.
+    qint64 time = 0;                ///< When it began: microseconds of the wall's clock since the wall was set up.
+    qint64 duration = 0;            ///< Microseconds of the wall's clock until it was answered, or its promise settled.
+    bool settled = true;            ///< false while an upload's promise is pending.
+    bool rejected = false;          ///< Whether an upload's promise was rejected; `note` says why.
+    QString note;                   ///< Why the wall refused the call, or what else was wrong with it; empty if all is well.
 };
 
 } // namespace Simulator

@@ -2,11 +2,14 @@
 
 #include <simulator/SimulatorGlobal.h>
 
+#include <QtCore/QByteArray>
 #include <QtCore/QList>
 #include <QtCore/QPoint>
 #include <QtCore/QRect>
 #include <QtCore/QSize>
 #include <QtCore/QString>
+
+#include <array>
 
 /// What a virtual wall is made of. Plain values, all lengths in pixels; a description handed to the wall is copied.
 namespace Simulator {
@@ -34,12 +37,50 @@ struct Cabinet {
     QSize size;
     QString flag; ///< Free text.
     QList<ReceivingCard> receivingCards;
+    bool placed = true; ///< false: the device lists the cabinet, but its screen reply has no place for it.
 };
 
 /// A placed set of cabinets of one device.
 struct SubScreen {
     QPoint position; ///< Relative to the device's screen position.
     QList<Cabinet> cabinets;
+};
+
+/// How long a device takes to answer, in milliseconds of the wall's clock. The calls of one device follow each other;
+/// those of different devices overlap.
+struct Timing {
+    int latency = 0;             ///< Before every answer.
+    int jitter = 0;              ///< Up to this much is added to each latency, drawn from the wall's seed.
+    qint64 bytesPerSecond = 0;   ///< For the characters of a call's request and reply texts; 0: no limit.
+    bool settleInThread = false; ///< Uploads with a promise settle from a thread of the wall, not from the event loop
+                                 ///< of the thread that called.
+};
+
+/// Something that goes wrong when a device is called.
+struct Fault {
+    enum Type {
+        NoAnswer,      ///< false and an empty reply; a promise is fulfilled with false.
+        LateAnswer,    ///< The answer takes `milliseconds` longer.
+        RejectUpload,  ///< A promise is rejected; uploads without one answer false. Other calls are left alone.
+        NeverSettle,   ///< A promise stays pending until the device is unplugged, which rejects it. Other calls are left
+                       ///< alone.
+        TruncateReply, ///< Every list in the reply loses its second half, the middle element included.
+        ShuffleReply,  ///< Every list in the reply comes in another order, drawn from the wall's seed.
+        MissingKey,    ///< The reply's maps lack the entry `key`; without a key each lacks one that is drawn.
+        WrongType,     ///< The same entries hold a value of another type.
+        DirtyBase64,   ///< Coefficient and configuration texts of the reply hold characters that are no base64.
+        Status,        ///< false; the response headers, where there are any, carry the status `status`.
+        Vanish,        ///< The device is unplugged by the call, which answers false.
+        Restart        ///< The device restarts at the call, which answers false.
+    };
+    Type type = NoAnswer;
+    QString operation;    ///< "Class::operation" as in Call::operation, or null for every one.
+    QString target;       ///< Cabinet id or screen selector; null for any.
+    int after = 0;        ///< The first calls that match and are left alone.
+    int times = -1;       ///< How many calls after those go wrong; negative: all.
+    int milliseconds = 0; ///< For LateAnswer.
+    QString key;          ///< For MissingKey and WrongType.
+    QString status;       ///< For Status, such as "404".
 };
 
 /// A controller device with all that it drives. Devices with the same `screenId` make up one screen.
@@ -67,9 +108,42 @@ struct Device {
     int multilayerBytesPerPixel = 16;  ///< Length of a pixel in multilayer planes and blocks.
     bool checkerboardSupported = true; ///< false: checkerboard requests are refused, with status 404 in the headers.
 
+    QString personality; ///< One of personalityNames(); empty for "obedient".
+    Timing timing;       ///< Added to what the personality has.
+    QList<Fault> faults; ///< Likewise; of those that apply to a call the last one counts.
+
     /// The cabinets' rectangles united, screen coordinates: the frame of the device's test patterns. Null without
     /// cabinets.
     SIMULATOR_API QRect rect() const;
+};
+
+/// Something that happens to a device by itself.
+struct Event {
+    enum Type {
+        Unplug,     ///< As VirtualWall::removeDevice(), but the wall keeps the device for a later Plug.
+        Plug,       ///< The device is back, with what it had saved.
+        Rename,     ///< As VirtualWall::renameScreen() with `name`.
+        Restart,    ///< As VirtualWall::restartDevice().
+        AddFault,   ///< As VirtualWall::addFault() with `fault`.
+        ClearFaults ///< As VirtualWall::clearFaults().
+    };
+    qint64 at = 0; ///< Milliseconds of the wall's clock since the wall was set up.
+    Type type = Unplug;
+    QString deviceKey;
+    QString name;
+    Fault fault;
+};
+
+/// A whole wall: what a wall file holds.
+struct WallDescription {
+    QString title; ///< Free text.
+    QList<Device> devices;
+    QList<Event> events;      ///< In any order; those of one moment happen in the order of the list.
+    quint64 seed = 1;         ///< For everything that is drawn: jitter, shuffled replies, chaos. At most 2^53.
+    double chaos = 0.0;       ///< Share of the calls, 0 to 1, that meet a fault drawn from all there are.
+    int replyBlockHeight = 0; ///< See VirtualWall::setReplyBlockHeight().
+    /// See VirtualWall::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
+    std::array<QByteArray, 3> defaultPixels;
 };
 
 /// A device whose cabinets form a regular grid with its top-left corner at `origin` (screen coordinates). The ids count
