@@ -686,6 +686,8 @@ Answer deviceList(WallState &state, DeviceState *, const Call &)
 {
     List devices;
     for (const DeviceState &device : qAsConst(state.devices)) {
+        if (!device.plugged)
+            continue;
         devices += Map{{QStringLiteral("key"), device.description.key}, {QStringLiteral("label"), device.description.label}};
     }
     return withReply(devices);

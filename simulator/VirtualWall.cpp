@@ -5,7 +5,6 @@
 #include "Wall.h"
 
 #include <service/HttpProxy.h>
-#include <service/ScreenInfo.h>
 
 #include <algorithm>
 #include <chrono>
@@ -25,6 +24,14 @@ int longest(VirtualWall::TranscriptForm form)
 void emitDeviceChanged()
 {
     Q_EMIT Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->deviceChanged();
+}
+
+Event eventOf(Event::Type type, const QString &deviceKey)
+{
+    Event event;
+    event.type = type;
+    event.deviceKey = deviceKey;
+    return event;
 }
 
 /// What `access` says about a device, or a default value when there is no such device.
@@ -99,6 +106,18 @@ void VirtualWall::reset()
     d->reset();
 }
 
+// The wall as a whole
+
+void VirtualWall::setWall(const WallDescription &wall)
+{
+    d->setWall(wall);
+}
+
+WallDescription VirtualWall::wall() const
+{
+    return d->description();
+}
+
 // Devices
 
 void VirtualWall::setDevices(const QList<Device> &devices)
@@ -138,23 +157,19 @@ bool VirtualWall::removeDevice(const QString &deviceKey)
 
 bool VirtualWall::renameScreen(const QString &deviceKey, const QString &name)
 {
-    const bool renamed = d->with([&](WallState &state) {
-        DeviceState *const device = state.device(deviceKey);
-        if (device)
-            device->description.screenName = name;
-        return device != nullptr;
-    });
-    if (renamed)
-        Q_EMIT ScreenInfo::getInstance()->signal_screenNameChanged(deviceKey, name);
-    return renamed;
+    Event event = eventOf(Event::Rename, deviceKey);
+    event.name = name;
+    return d->happen(event);
 }
 
 QList<Device> VirtualWall::devices() const
 {
     return std::as_const(*d).with([](const WallState &state) {
         QList<Device> devices;
-        for (const DeviceState &device : state.devices)
-            devices += device.description;
+        for (const DeviceState &device : state.devices) {
+            if (device.plugged)
+                devices += device.description;
+        }
         return devices;
     });
 }
@@ -167,6 +182,67 @@ QStringList VirtualWall::screenIds() const
         ids += device.screenId;
     ids.removeDuplicates();
     return ids;
+}
+
+bool VirtualWall::unplug(const QString &deviceKey)
+{
+    return d->happen(eventOf(Event::Unplug, deviceKey));
+}
+
+bool VirtualWall::plug(const QString &deviceKey)
+{
+    return d->happen(eventOf(Event::Plug, deviceKey));
+}
+
+bool VirtualWall::restartDevice(const QString &deviceKey)
+{
+    return d->happen(eventOf(Event::Restart, deviceKey));
+}
+
+// Faults
+
+bool VirtualWall::addFault(const QString &deviceKey, const Fault &fault)
+{
+    Event event = eventOf(Event::AddFault, deviceKey);
+    event.fault = fault;
+    return d->happen(event);
+}
+
+bool VirtualWall::clearFaults(const QString &deviceKey)
+{
+    return d->happen(eventOf(Event::ClearFaults, deviceKey));
+}
+
+void VirtualWall::setChaos(double share)
+{
+    d->with([&](WallState &state) { state.chaos = share; });
+}
+
+void VirtualWall::setSeed(quint64 seed)
+{
+    d->setSeed(seed);
+}
+
+// Time
+
+void VirtualWall::setClock(Clock clock)
+{
+    d->setClock(clock);
+}
+
+qint64 VirtualWall::now() const
+{
+    return std::as_const(*d).now() / 1000;
+}
+
+void VirtualWall::advance(qint64 milliseconds)
+{
+    d->advance(milliseconds);
+}
+
+void VirtualWall::schedule(const Event &event)
+{
+    d->schedule(event);
 }
 
 // Journal
@@ -254,12 +330,12 @@ bool VirtualWall::waitForPendingUploads(int count, int milliseconds) const
 
 bool VirtualWall::settle(const QString &deviceKey, bool value)
 {
-    return d->fulfil(deviceKey, value);
+    return d->settleByHand(deviceKey, value);
 }
 
 bool VirtualWall::rejectPending(const QString &deviceKey)
 {
-    return d->reject(deviceKey);
+    return d->settleByHand(deviceKey, std::nullopt);
 }
 
 // Settings

@@ -83,14 +83,29 @@ public:
         Shorten ///< Texts of more than 64 characters are cut, their length added: for people.
     };
 
+    /// How the wall's time passes.
+    enum Clock {
+        RealTime, ///< As on the desk: calls sleep, uploads settle and events happen by the event loop.
+        Stepped,  ///< By advance(), and by calls, which take their time at once; nothing sleeps.
+        Skipping  ///< As Stepped; besides, an event loop that has nothing else to do while uploads are pending moves the
+                  ///< time on to what comes next, so that whoever waits for them does not wait.
+    };
+
     /// The wall; lives until the process ends.
     static VirtualWall &instance();
 
     VirtualWall(const VirtualWall &) = delete;
     VirtualWall &operator=(const VirtualWall &) = delete;
 
-    /// Back to an empty wall: no devices, scripts, calls or settings. Pending uploads are rejected. Emits nothing.
+    /// Back to an empty wall in real time: no devices, scripts, calls or settings. Pending uploads are rejected. Emits
+    /// nothing.
     void reset();
+    /// Replaces everything that a description holds; its time begins at 0. Scripts, journal and the kind of clock stay.
+    /// Pending uploads are rejected but for those that a script holds. Emits HttpProxy::deviceChanged once.
+    void setWall(const WallDescription &wall);
+    /// The wall as it is at this moment, with the flags, names, faults and events that were set since. Devices that are
+    /// unplugged are part of it.
+    WallDescription wall() const;
 
     // Devices
 
@@ -104,10 +119,43 @@ public:
     /// Changes the screen name of a device; emits ScreenInfo::signal_screenNameChanged. False, and nothing emitted, for
     /// an unknown key.
     bool renameScreen(const QString &deviceKey, const QString &name);
+    /// Takes a device off the wall, which keeps it for plug(): what it had saved survives, what was only uploaded does
+    /// not. Emits HttpProxy::deviceChanged. Its pending uploads are rejected, but for those that a script holds; calls
+    /// under way on other threads are answered false. False, and nothing emitted, for one that is not there.
+    bool unplug(const QString &deviceKey);
+    /// Brings it back, to its old place in discovery; emits HttpProxy::deviceChanged. False, and nothing emitted, for one
+    /// that was not unplugged.
+    bool plug(const QString &deviceKey);
+    /// As unplug() and plug(), but nobody is told.
+    bool restartDevice(const QString &deviceKey);
     /// The devices in the order in which discovery lists them, with the flags and screen names that were set since.
     QList<Device> devices() const;
     /// The screens' ids, in the order in which the devices name them.
     QStringList screenIds() const;
+
+    // Faults
+
+    /// Adds a fault to those of a device; it counts calls from here on. False for an unknown key.
+    bool addFault(const QString &deviceKey, const Fault &fault);
+    /// Leaves only the faults that belong to the device's personality; they begin to count anew. False for an unknown
+    /// key.
+    bool clearFaults(const QString &deviceKey);
+    /// See WallDescription::chaos.
+    void setChaos(double share);
+    /// See WallDescription::seed. What is drawn begins anew.
+    void setSeed(quint64 seed);
+
+    // Time
+
+    /// Changes the way in which time passes; the time itself goes on.
+    void setClock(Clock clock);
+    /// Milliseconds since reset() or setWall().
+    qint64 now() const;
+    /// Lets time pass, with all that happens meanwhile. In real time the caller sleeps.
+    void advance(qint64 milliseconds);
+    /// Adds something that happens by itself; what lies in the past happens next. In real time the event loop of the
+    /// calling thread looks after it; without one, whichever call of the service comes next.
+    void schedule(const Event &event);
 
     // Journal
 

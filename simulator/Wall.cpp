@@ -1,20 +1,33 @@
 #include "Wall.h"
 
+#include <service/HttpProxy.h>
+#include <service/ScreenInfo.h>
+
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 namespace Simulator {
 
 namespace {
 
-bool matches(const QString &pattern, const QString &text)
-{
-    return pattern.isNull() || pattern == text;
-}
+constexpr qint64 microseconds = 1000; ///< In a millisecond.
 
 std::exception_ptr rejection(const char *reason)
 {
     return std::make_exception_ptr(std::runtime_error(reason));
+}
+
+/// How long a device takes for a request or a reply.
+qint64 transfer(const Timing &timing, const QVariant &value)
+{
+    return timing.bytesPerSecond > 0 ? charactersIn(value) * 1000 * microseconds / timing.bytesPerSecond : 0;
+}
+
+/// Needs a promise.
+bool isForPromises(Action::Type type)
+{
+    return type == Action::Later || type == Action::Reject || type == Action::Never;
 }
 
 } // namespace
@@ -24,73 +37,231 @@ Wall &Wall::instance()
     return *VirtualWall::instance().d;
 }
 
+// Calls
+
 Answer Wall::serve(const Call &call, const Act &act)
 {
-    return answer(begin(call), call, act);
+    happenUntilNow();
+    const Begun begun = begin(call, false);
+    passTo(begun.answerAt);
+    Answer answer;
+    Aftermath after;
+    qint64 answered = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        answer = answerLocked(begun, call, act, after);
+        answered = m_clock.now();
+        if (DeviceState *const device = m_state.device(call.deviceKey)) {
+            const qint64 time = transfer(device->timing, answer.reply);
+            device->busyUntil += time;
+            answered += time;
+        }
+    }
+    tell(after);
+    if (!answer.error && answer.result && begun.action.editReply)
+        begun.action.editReply(answer.reply);
+    passTo(answered);
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const DeviceState *const device = m_state.device(call.deviceKey);
+        if (begun.action.type == Action::Wall && device && device->powerLosses != begun.powerLosses) {
+            answer = {false, {}, {}};
+            noteLocked(begun.serial, QStringLiteral("the device lost its power meanwhile"));
+        }
+        recordLocked(begun.serial, answer);
+    }
+    if (answer.error)
+        std::rethrow_exception(answer.error);
+    return answer;
 }
 
 QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
 {
     using Promise = QtPromise::QPromise<bool>;
-    const Begun begun = begin(call);
-    switch (begun.action.type) {
-    case Action::Later:
-        return Promise([&](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
+    happenUntilNow();
+    Pending pending;
+    pending.begun = begin(call, true);
+    pending.call = call;
+    pending.act = act;
+    const Begun &begun = pending.begun;
+    const bool isHeld = begun.action.type == Action::Later || begun.action.type == Action::Never;
+    if (begun.action.type == Action::Throw || (!isHeld && !begun.inThread && begun.answerAt <= now())) {
+        Answer answer;
+        Aftermath after;
+        {
             const std::lock_guard<std::mutex> lock(m_mutex);
-            m_pending.push_back({begun.serial, call, act, [resolve](bool value) { resolve(value); },
-                                 [reject](const std::exception_ptr &error) { reject(error); }});
-            m_pendingAdded.notify_all();
-        });
-    case Action::Reject:
-        addNote(begun.serial, QStringLiteral("rejected"));
-        return Promise::reject(begun.action.error);
-    case Action::Wall:
-    case Action::False:
-    case Action::True:
-    case Action::Resolve:
-    case Action::Throw:
-        break;
+            answer = answerLocked(begun, call, act, after);
+            recordLocked(begun.serial, answer, begun.action.type == Action::Reject);
+        }
+        tell(after);
+        if (begun.action.type == Action::Throw)
+            std::rethrow_exception(answer.error);
+        return answer.error ? Promise::reject(answer.error) : Promise::resolve(answer.result);
     }
-    return Promise::resolve(answer(begun, call, act).result);
+    if (!isHeld)
+        pending.due = begun.answerAt;
+    Promise promise([&](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
+        pending.fulfil = [resolve](bool value) { resolve(value); };
+        pending.reject = [reject](const std::exception_ptr &error) { reject(error); };
+    });
+    const bool inThread = begun.inThread;
+    const qint64 time = begun.answerAt;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (Call *const recorded = recordedLocked(begun.serial))
+            recorded->settled = false;
+        if (begun.action.type == Action::Never)
+            noteLocked(begun.serial, begun.action.note);
+        m_pending.push_back(std::move(pending));
+        m_pendingAdded.notify_all();
+    }
+    arm(time, inThread, true);
+    return promise;
 }
 
-Wall::Begun Wall::begin(const Call &call)
+Wall::Begun Wall::begin(const Call &call, bool promise)
 {
     Begun begun;
+    Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         begun.serial = ++m_lastSerial;
         m_journal.push_back({begun.serial, call});
+        m_journal.back().call.time = m_clock.now();
         if (m_journalLimit >= 0 && m_journal.size() > static_cast<std::size_t>(m_journalLimit))
             m_journal.pop_front();
-
-        ScriptData *winner = nullptr;
-        for (const std::unique_ptr<Script> &script : m_scripts) {
-            ScriptData &data = *script->d;
-            if (!matches(data.operation, call.operation) || !matches(data.deviceKey, call.deviceKey)
-                || !matches(data.target, call.target))
-                continue;
-            ++data.seen;
-            if (!winner && data.seen > data.skip && (data.limit < 0 || data.served < data.limit))
-                winner = &data;
-        }
-        if (winner) {
-            ++winner->served;
-            begun.action = winner->action;
-        }
+        begun.action = actionLocked(call, promise, chaosLocked(begun.serial, call, promise, after));
     }
+    tell(after);
     if (begun.action.run)
         begun.action.run(call);
+
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    begun.answerAt = m_clock.now();
+    DeviceState *const device = m_state.device(call.deviceKey);
+    if (device && device->plugged) {
+        const Timing &timing = device->timing;
+        const auto jitter = static_cast<qint64>(m_random.below(static_cast<quint64>(timing.jitter * microseconds) + 1));
+        begun.answerAt = std::max(begun.answerAt, device->busyUntil) + transfer(timing, call.request)
+                         + timing.latency * microseconds + jitter + begun.action.milliseconds * microseconds;
+        device->busyUntil = begun.answerAt;
+        begun.inThread = timing.settleInThread;
+        begun.powerLosses = device->powerLosses;
+    }
     return begun;
 }
 
-Answer Wall::answer(const Begun &begun, const Call &call, const Act &act)
+Action Wall::actionLocked(const Call &call, bool promise, std::optional<Action> drawn)
+{
+    // Every call that a rule is meant for counts, whichever rule serves it.
+    ScriptData *script = nullptr;
+    for (const std::unique_ptr<Script> &each : m_scripts) {
+        if (each->d->matches(call, promise) && !script && each->d->isDue())
+            script = each->d.get();
+    }
+    ScriptData *fault = nullptr;
+    if (DeviceState *const device = m_state.device(call.deviceKey)) {
+        for (auto rule = device->rules.rbegin(); rule != device->rules.rend(); ++rule) {
+            if (rule->matches(call, promise) && !fault && rule->isDue())
+                fault = &*rule;
+        }
+    }
+
+    Action action;
+    if (script) {
+        ++script->served;
+        action = script->action;
+    }
+    if (action.type == Action::Wall) {
+        const Action scripted = std::move(action);
+        action = Action();
+        if (drawn) {
+            action = *drawn;
+        } else if (fault) {
+            ++fault->served;
+            action = fault->action;
+        }
+        action.run = scripted.run;
+        action.editReply = scripted.editReply;
+        if (scripted.headers)
+            action.headers = scripted.headers;
+    }
+    if (!promise && isForPromises(action.type)) {
+        action.type = Action::False;
+        if (action.note.isEmpty())
+            action.note = QStringLiteral("the script needs an operation with a promise");
+    }
+    return action;
+}
+
+std::optional<Action> Wall::chaosLocked(quint64 serial, const Call &call, bool promise, Aftermath &after)
+{
+    constexpr quint64 parts = quint64(1) << 53; // as many as a double tells apart
+    if (m_state.chaos <= 0.0 || m_random.below(parts) >= static_cast<quint64>(m_state.chaos * double(parts)))
+        return std::nullopt;
+
+    // What may happen to this call, then what may happen to a device before it.
+    QVector<Fault::Type> faults;
+    if (m_state.device(call.deviceKey)) {
+        faults = {Fault::NoAnswer,  Fault::LateAnswer,  Fault::TruncateReply, Fault::ShuffleReply, Fault::MissingKey,
+                  Fault::WrongType, Fault::DirtyBase64, Fault::Status,        Fault::Vanish,       Fault::Restart};
+        if (isUpload(call))
+            faults += Fault::RejectUpload;
+        if (promise)
+            faults += Fault::NeverSettle;
+    }
+    constexpr std::array<Event::Type, 4> events{Event::Unplug, Event::Plug, Event::Rename, Event::Restart};
+    const auto drawn = static_cast<int>(m_random.below(static_cast<quint64>(faults.size()) + events.size()));
+    const auto later = [&] { return m_clock.now() + (1 + static_cast<qint64>(m_random.below(5000))) * microseconds; };
+    const auto add = [&](Event::Type type, const QString &deviceKey, qint64 time) {
+        Event event;
+        event.type = type;
+        event.deviceKey = deviceKey;
+        m_events.emplace(time, event);
+        after.events += time;
+        return time;
+    };
+
+    if (drawn < faults.size()) {
+        Fault fault;
+        fault.type = faults[drawn];
+        fault.milliseconds = static_cast<int>(later() - m_clock.now()) / int(microseconds);
+        const char *const statuses[] = {"404", "500", "503"};
+        fault.status = QString::fromLatin1(statuses[m_random.below(3)]);
+        // Nobody plugs in by hand what chaos has unplugged, nor unplugs what would hang for ever.
+        if (fault.type == Fault::Vanish)
+            add(Event::Plug, call.deviceKey, later());
+        if (fault.type == Fault::NeverSettle)
+            add(Event::Plug, call.deviceKey, add(Event::Unplug, call.deviceKey, later()) + microseconds);
+        return ruleOf(fault, QStringLiteral("chaos")).action;
+    }
+
+    if (m_state.devices.isEmpty())
+        return std::nullopt;
+    Event event;
+    event.type = events[static_cast<std::size_t>(drawn - faults.size())];
+    event.deviceKey =
+        m_state.devices[static_cast<int>(m_random.below(static_cast<quint64>(m_state.devices.size())))].description.key;
+    event.name = QStringLiteral("Screen %1").arg(m_random.below(100));
+    if (happenLocked(event, after)) {
+        if (event.type == Event::Unplug)
+            add(Event::Plug, event.deviceKey, later());
+        const char *const what[] = {"unplugged", "plugged", "renamed", "restarted"};
+        noteLocked(serial, QStringLiteral("chaos: %1 %2 before").arg(event.deviceKey, QLatin1String(what[event.type])));
+    }
+    return std::nullopt;
+}
+
+Answer Wall::answerLocked(const Begun &begun, const Call &call, const Act &act, Aftermath &after)
 {
     const Action &action = begun.action;
     Answer answer;
+    bool tellsNote = !action.note.isEmpty();
     switch (action.type) {
     case Action::Wall:
-        answer = perform(begun.serial, call, act);
+        answer = performLocked(begun.serial, call, act);
+        if (action.spoil)
+            tellsNote = answer.result && action.spoil(answer.reply, m_random);
         break;
     case Action::True:
         answer.reply = action.reply;
@@ -101,97 +272,78 @@ Answer Wall::answer(const Begun &begun, const Call &call, const Act &act)
     case Action::False:
         answer = {false, action.reply, {}};
         break;
-    case Action::Later:
     case Action::Reject:
-        answer.result = false;
-        addNote(begun.serial, QStringLiteral("the script needs an operation with a promise"));
+        answer = {false, {}, {}, action.error};
+        if (action.note.isEmpty())
+            noteLocked(begun.serial, QStringLiteral("rejected"));
         break;
     case Action::Throw:
-        addNote(begun.serial, QStringLiteral("thrown"));
-        std::rethrow_exception(action.error);
+        answer = {false, {}, {}, action.error};
+        noteLocked(begun.serial, QStringLiteral("thrown"));
+        break;
+    case Action::Vanish:
+    case Action::Restart: {
+        Event event;
+        event.type = action.type == Action::Vanish ? Event::Unplug : Event::Restart;
+        event.deviceKey = call.deviceKey;
+        tellsNote = happenLocked(event, after);
+        answer.result = false;
+        break;
+    }
+    case Action::Later: // held, and settled by hand
+    case Action::Never:
+        answer.result = false;
+        break;
     }
     if (action.headers)
         answer.headers = *action.headers;
     else if (action.type == Action::True)
         answer.headers = okHeaders();
-    if (answer.result && action.editReply)
-        action.editReply(answer.reply);
-    record(begun.serial, answer);
+    if (tellsNote)
+        noteLocked(begun.serial, action.note);
     return answer;
 }
 
-Answer Wall::perform(quint64 serial, const Call &call, const Act &act)
+Answer Wall::performLocked(quint64 serial, const Call &call, const Act &act)
 {
-    QString reason;
-    QMap<QString, QString> headers;
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        DeviceState *const device = m_state.device(call.deviceKey);
-        try {
-            if (!device && !call.deviceKey.isNull())
-                throw Refusal{QStringLiteral("unknown device"), {}};
-            return act(m_state, device, call);
-        } catch (const Refusal &refusal) {
-            reason = refusal.reason;
-            headers = refusal.headers;
-        }
+    DeviceState *const device = m_state.device(call.deviceKey);
+    try {
+        if (!device && !call.deviceKey.isNull())
+            throw Refusal{QStringLiteral("unknown device"), {}};
+        if (device && !device->plugged)
+            throw Refusal{QStringLiteral("the device is unplugged"), {}};
+        return act(m_state, device, call);
+    } catch (const Refusal &refusal) {
+        noteLocked(serial, refusal.reason);
+        return {false, {}, refusal.headers};
     }
-    addNote(serial, reason);
-    return {false, {}, headers};
 }
 
-void Wall::record(quint64 serial, const Answer &answer)
+// Journal
+
+void Wall::recordLocked(quint64 serial, const Answer &answer, bool rejected)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (Call *const call = recorded(serial)) {
+    if (Call *const call = recordedLocked(serial)) {
         call->result = answer.result;
         call->reply = answer.reply;
+        call->duration = m_clock.now() - call->time;
+        call->settled = true;
+        call->rejected = rejected;
     }
 }
 
-void Wall::addNote(quint64 serial, const QString &text)
+void Wall::noteLocked(quint64 serial, const QString &text)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (Call *const call = recorded(serial))
+    if (Call *const call = recordedLocked(serial))
         call->note += call->note.isEmpty() ? text : QStringLiteral("; ") + text;
 }
 
-Call *Wall::recorded(quint64 serial)
+Call *Wall::recordedLocked(quint64 serial)
 {
     // The journal's serials are consecutive.
     if (m_journal.empty() || serial < m_journal.front().serial || serial > m_journal.back().serial)
         return nullptr;
     return &m_journal[static_cast<std::size_t>(serial - m_journal.front().serial)].call;
-}
-
-void Wall::reset()
-{
-    std::list<Pending> pending;
-    std::list<std::unique_ptr<Script>> scripts; // Hooks are released without the lock.
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_state = WallState();
-        m_journal.clear();
-        m_journalLimit = -1;
-        scripts.swap(m_scripts);
-        pending.swap(m_pending);
-    }
-    for (const Pending &upload : pending)
-        upload.reject(rejection("the wall was reset"));
-}
-
-Script &Wall::on(const QString &operation, const QString &deviceKey, const QString &target)
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_scripts.push_front(std::unique_ptr<Script>(new Script(*this, operation, deviceKey, target)));
-    return *m_scripts.front();
-}
-
-void Wall::clearScripts()
-{
-    std::list<std::unique_ptr<Script>> scripts;
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    scripts.swap(m_scripts);
 }
 
 QList<Call> Wall::calls() const
@@ -217,6 +369,355 @@ void Wall::setJournalLimit(int limit)
         m_journal.pop_front();
 }
 
+// The wall as a whole
+
+void Wall::reset()
+{
+    std::list<std::unique_ptr<Script>> scripts; // Hooks are released without the lock.
+    Aftermath after;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        beginLifeLocked("the wall was reset", true, after);
+        m_state = WallState();
+        m_journal.clear();
+        m_journalLimit = -1;
+        m_clock.setMode(VirtualWall::RealTime);
+        m_random = Random(m_state.seed);
+        scripts.swap(m_scripts);
+    }
+    tell(after);
+}
+
+void Wall::setWall(const WallDescription &wall)
+{
+    Aftermath after;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        beginLifeLocked("the wall was set up anew", false, after);
+        m_state = WallState();
+        m_state.title = wall.title;
+        m_state.seed = wall.seed;
+        m_state.chaos = wall.chaos;
+        m_state.replyBlockHeight = wall.replyBlockHeight;
+        m_state.defaultPixels = wall.defaultPixels;
+        for (const Device &device : wall.devices)
+            m_state.devices += DeviceState(device);
+        for (const Event &event : wall.events)
+            addEventLocked(event, after);
+        m_random = Random(wall.seed);
+        after.devicesChanged = true;
+    }
+    tell(after);
+}
+
+WallDescription Wall::description() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    WallDescription wall;
+    wall.title = m_state.title;
+    wall.seed = m_state.seed;
+    wall.chaos = m_state.chaos;
+    wall.replyBlockHeight = m_state.replyBlockHeight;
+    wall.defaultPixels = m_state.defaultPixels;
+    wall.events = m_state.events;
+    for (const DeviceState &device : m_state.devices)
+        wall.devices += device.description;
+    return wall;
+}
+
+void Wall::beginLifeLocked(const char *reason, bool rejectsHeld, Aftermath &after)
+{
+    ++m_life;
+    m_clock.restart();
+    m_events.clear();
+    for (auto upload = m_pending.begin(); upload != m_pending.end();) {
+        if (upload->isHeldByScript() && !rejectsHeld) {
+            ++upload;
+            continue;
+        }
+        rejectLocked(*upload, reason, after);
+        upload = m_pending.erase(upload);
+    }
+}
+
+void Wall::setSeed(quint64 seed)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_state.seed = seed;
+    m_random = Random(seed);
+}
+
+// Events
+
+void Wall::schedule(const Event &event)
+{
+    Aftermath after;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        addEventLocked(event, after);
+    }
+    tell(after);
+}
+
+void Wall::addEventLocked(const Event &event, Aftermath &after)
+{
+    m_state.events += event;
+    m_events.emplace(event.at * microseconds, event);
+    after.events += event.at * microseconds;
+}
+
+bool Wall::happen(const Event &event)
+{
+    happenUntilNow();
+    Aftermath after;
+    bool happened = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        happened = happenLocked(event, after);
+    }
+    tell(after);
+    return happened;
+}
+
+bool Wall::happenLocked(const Event &event, Aftermath &after)
+{
+    DeviceState *const device = m_state.device(event.deviceKey);
+    if (!device)
+        return false;
+    switch (event.type) {
+    case Event::Unplug:
+        if (!device->plugged)
+            return false;
+        device->plugged = false;
+        losePowerLocked(*device, "the device was unplugged", after);
+        after.devicesChanged = true;
+        return true;
+    case Event::Plug:
+        if (device->plugged)
+            return false;
+        device->plugged = true;
+        powerUp(*device);
+        after.devicesChanged = true;
+        return true;
+    case Event::Rename:
+        device->description.screenName = event.name;
+        after.renamed += qMakePair(event.deviceKey, event.name);
+        return true;
+    case Event::Restart:
+        if (!device->plugged)
+            return false;
+        losePowerLocked(*device, "the device restarted", after);
+        powerUp(*device);
+        return true;
+    case Event::AddFault:
+        device->description.faults += event.fault;
+        device->rules.push_back(ruleOf(event.fault));
+        return true;
+    case Event::ClearFaults:
+        device->description.faults.clear();
+        device->rules = rulesOf(device->description);
+        return true;
+    }
+    return false;
+}
+
+void Wall::losePowerLocked(DeviceState &device, const char *reason, Aftermath &after)
+{
+    ++device.powerLosses;
+    device.busyUntil = 0;
+    for (auto upload = m_pending.begin(); upload != m_pending.end();) {
+        if (upload->call.deviceKey != device.description.key || upload->isHeldByScript()) {
+            ++upload;
+            continue;
+        }
+        rejectLocked(*upload, reason, after);
+        upload = m_pending.erase(upload);
+    }
+}
+
+// Time
+
+void Wall::setClock(VirtualWall::Clock mode)
+{
+    Aftermath after;
+    std::vector<std::pair<qint64, bool>> uploads;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_clock.setMode(mode);
+        for (const auto &event : m_events)
+            after.events += event.first;
+        for (const Pending &upload : m_pending) {
+            if (!upload.isHeldByScript())
+                uploads.emplace_back(upload.due.value_or(m_clock.now()), upload.begun.inThread);
+        }
+    }
+    tell(after);
+    for (const auto &[due, inThread] : uploads)
+        arm(due, inThread, true);
+}
+
+qint64 Wall::now() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_clock.now();
+}
+
+void Wall::advance(qint64 milliseconds)
+{
+    passTo(now() + std::max<qint64>(milliseconds, 0) * microseconds);
+    happenUntilNow();
+}
+
+std::optional<qint64> Wall::nextLocked() const
+{
+    std::optional<qint64> next;
+    if (!m_events.empty())
+        next = m_events.begin()->first;
+    for (const Pending &upload : m_pending) {
+        if (upload.due && (!next || *upload.due < *next))
+            next = upload.due;
+    }
+    return next;
+}
+
+bool Wall::stepLocked(qint64 time, Aftermath &after)
+{
+    const std::optional<qint64> next = nextLocked();
+    if (!next || *next > time)
+        return false;
+    m_clock.reach(*next);
+    const auto event = m_events.begin();
+    if (event != m_events.end() && event->first == *next) {
+        const Event happening = event->second;
+        m_events.erase(event);
+        happenLocked(happening, after);
+        return true;
+    }
+    const auto it = std::find_if(m_pending.begin(), m_pending.end(), [&](const Pending &each) { return each.due == next; });
+    const Pending upload = std::move(*it);
+    m_pending.erase(it);
+    settleLocked(upload, answerLocked(upload.begun, upload.call, upload.act, after), after);
+    return true;
+}
+
+void Wall::happenUntil(qint64 time)
+{
+    std::optional<quint64> life;
+    for (;;) {
+        Aftermath after;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (life.value_or(m_life) != m_life || !stepLocked(time, after))
+                return;
+            life = m_life;
+        }
+        tell(after);
+    }
+}
+
+void Wall::happenUntilNow()
+{
+    happenUntil(now());
+}
+
+void Wall::passTo(qint64 time)
+{
+    std::optional<quint64> life;
+    for (;;) {
+        qint64 sleep = 0;
+        qint64 until = time;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_clock.now() >= time || life.value_or(m_life) != m_life)
+                return;
+            life = m_life;
+            if (m_clock.isReal()) {
+                until = std::min(time, nextLocked().value_or(time));
+                sleep = until - m_clock.now();
+            }
+        }
+        if (sleep > 0)
+            std::this_thread::sleep_for(std::chrono::microseconds(sleep));
+        happenUntil(until);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (*life == m_life)
+            m_clock.reach(until);
+    }
+}
+
+bool Wall::isWaitingLocked() const
+{
+    return std::any_of(m_pending.begin(), m_pending.end(), [](const Pending &each) { return !each.isHeldByScript(); });
+}
+
+std::optional<int> Wall::wake(const WakeUp &wakeUp)
+{
+    const auto target = [&]() -> std::optional<qint64> {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (wakeUp.life != m_life || m_clock.mode() == VirtualWall::Stepped)
+            return std::nullopt;
+        if (m_clock.isReal())
+            return m_clock.now();
+        return isWaitingLocked() && !isWallThread() ? nextLocked() : std::nullopt;
+    };
+    const std::optional<qint64> time = target();
+    if (!time)
+        return std::nullopt;
+    happenUntil(*time);
+
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (wakeUp.life != m_life || m_clock.mode() == VirtualWall::Stepped)
+        return std::nullopt;
+    if (!m_clock.isReal())
+        return isWaitingLocked() && nextLocked() ? std::optional<int>(0) : std::nullopt;
+    const int more = millisecondsUntilLocked(wakeUp.time);
+    return more > 0 ? std::optional<int>(more) : std::nullopt;
+}
+
+int Wall::millisecondsUntil(qint64 time) const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return millisecondsUntilLocked(time);
+}
+
+int Wall::millisecondsUntilLocked(qint64 time) const
+{
+    constexpr qint64 longest = 1000 * 60 * 60; // wakes up to look again
+    const qint64 rest = time - m_clock.now();
+    return rest <= 0 ? 0 : static_cast<int>(std::min(longest, (rest + microseconds - 1) / microseconds));
+}
+
+void Wall::arm(qint64 time, bool inThread, bool isUpload)
+{
+    WakeUp wakeUp{0, time};
+    VirtualWall::Clock mode = VirtualWall::RealTime;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        wakeUp.life = m_life;
+        mode = m_clock.mode();
+        if (mode == VirtualWall::Stepped || (mode == VirtualWall::Skipping && !isWaitingLocked()))
+            return;
+    }
+    if (inThread && mode == VirtualWall::RealTime)
+        wakeByThread(wakeUp);
+    else if (!wakeByEventLoop(wakeUp, mode) && isUpload && mode == VirtualWall::RealTime)
+        wakeByThread(wakeUp);
+}
+
+void Wall::tell(const Aftermath &after)
+{
+    for (const std::function<void()> &settle : after.settle)
+        settle();
+    for (const qint64 time : after.events)
+        arm(time, false, false);
+    for (const auto &name : after.renamed)
+        Q_EMIT ScreenInfo::getInstance()->signal_screenNameChanged(name.first, name.second);
+    if (after.devicesChanged)
+        Q_EMIT Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->deviceChanged();
+}
+
+// Pending uploads
+
 QStringList Wall::pendingDevices() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -233,41 +734,70 @@ bool Wall::waitForPending(int count, std::chrono::milliseconds time) const
                                    [&] { return m_pending.size() >= static_cast<std::size_t>(std::max(count, 0)); });
 }
 
-std::optional<Wall::Pending> Wall::takePending(const QString &deviceKey)
+void Wall::settleLocked(const Pending &upload, const Answer &answer, Aftermath &after)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto it = std::find_if(m_pending.begin(), m_pending.end(),
-                                 [&](const Pending &upload) { return upload.call.deviceKey == deviceKey; });
-    if (it == m_pending.end())
-        return std::nullopt;
-    std::optional<Pending> upload(std::move(*it));
-    m_pending.erase(it);
-    return upload;
+    recordLocked(upload.serial(), answer, bool(answer.error));
+    std::function<void()> settle = [fulfil = upload.fulfil, value = answer.result] { fulfil(value); };
+    if (answer.error)
+        settle = [reject = upload.reject, error = answer.error] { reject(error); };
+    if (!upload.begun.inThread) {
+        after.settle.push_back(settle);
+        return;
+    }
+    after.settle.push_back([settle] {
+        if (isWallThread())
+            settle();
+        else
+            runInWallThread(settle);
+    });
 }
 
-bool Wall::fulfil(const QString &deviceKey, bool value)
+void Wall::rejectLocked(const Pending &upload, const char *reason, Aftermath &after)
 {
-    const std::optional<Pending> upload = takePending(deviceKey);
-    if (!upload)
-        return false;
-    if (value)
-        perform(upload->serial, upload->call, upload->act);
-    record(upload->serial, {value, {}, {}});
-    upload->fulfil(value);
-    return true;
+    noteLocked(upload.serial(), QLatin1String(reason));
+    settleLocked(upload, {false, {}, {}, rejection(reason)}, after);
 }
 
-bool Wall::reject(const QString &deviceKey)
+bool Wall::settleByHand(const QString &deviceKey, std::optional<bool> value)
 {
-    const std::optional<Pending> upload = takePending(deviceKey);
-    if (!upload)
-        return false;
-    addNote(upload->serial, QStringLiteral("rejected"));
-    upload->reject(rejection("the upload was rejected"));
+    Aftermath after;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto it = std::find_if(m_pending.begin(), m_pending.end(),
+                                     [&](const Pending &upload) { return upload.call.deviceKey == deviceKey; });
+        if (it == m_pending.end())
+            return false;
+        const Pending upload = std::move(*it);
+        m_pending.erase(it);
+        Answer answer{value.value_or(false), {}, {}};
+        if (value) {
+            if (*value)
+                performLocked(upload.serial(), upload.call, upload.act);
+        } else {
+            noteLocked(upload.serial(), QStringLiteral("rejected"));
+            answer.error = rejection("the upload was rejected");
+        }
+        settleLocked(upload, answer, after);
+    }
+    tell(after);
     return true;
 }
 
 // Scripts
+
+Script &Wall::on(const QString &operation, const QString &deviceKey, const QString &target)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_scripts.push_front(std::unique_ptr<Script>(new Script(*this, operation, deviceKey, target)));
+    return *m_scripts.front();
+}
+
+void Wall::clearScripts()
+{
+    std::list<std::unique_ptr<Script>> scripts;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    scripts.swap(m_scripts);
+}
 
 Script::Script(Wall &wall, const QString &operation, const QString &deviceKey, const QString &target)
     : m_wall(wall), d(std::make_unique<ScriptData>())

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Clock.h"
+#include "Random.h"
+#include "Rules.h"
 #include "WallStore.h"
 
 #include <simulator/VirtualWall.h>
@@ -12,9 +15,11 @@
 #include <exception>
 #include <functional>
 #include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace Simulator {
 
@@ -23,6 +28,7 @@ struct Answer {
     bool result = true;
     QVariant reply;
     QMap<QString, QString> headers;
+    std::exception_ptr error = nullptr; ///< An upload's promise is rejected with it; without one the operation throws it.
 };
 
 /// Response headers of a request that was carried out.
@@ -38,31 +44,20 @@ struct Refusal {
 /// device is that of the call, null for discovery's operations.
 using Act = std::function<Answer(WallState &, DeviceState *, const Call &)>;
 
-/// What a script does to one call.
-struct Action {
-    enum Type { Wall, False, True, Later, Resolve, Reject, Throw };
-    Type type = Wall;
-    QVariant reply;
-    bool value = false;
-    std::exception_ptr error;
-    std::optional<QMap<QString, QString>> headers;
-    std::function<void(const Call &)> run;
-    std::function<void(QVariant &)> editReply;
+/// What a change of the wall brings about outside it: told to others when the lock has been released.
+struct Aftermath {
+    std::vector<std::function<void()>> settle; ///< Each settles one promise.
+    bool devicesChanged = false;
+    QVector<QPair<QString, QString>> renamed; ///< Device key and name.
+    QVector<qint64> events;                   ///< The moments of events that were added.
 };
 
-struct ScriptData {
-    QString operation;
-    QString deviceKey;
-    QString target;
-    int limit = -1; ///< Negative: none.
-    int skip = 0;
-    int seen = 0;
-    int served = 0;
-    Action action;
-};
-
-/// The wall behind the public class: state, journal, scripts and pending uploads. Public functions take the lock
-/// themselves; none holds it while code of others runs.
+/// The wall behind the public class: state, journal, scripts, time and pending uploads. Public functions take the lock
+/// themselves; none holds it while code of others runs, nor while it sleeps.
+///
+/// Time. What lies ahead is the events and the uploads that are due at a certain moment. They happen in the order of
+/// their moments, whoever comes first to see that the moment has come: a call, an event loop, a thread of the wall,
+/// advance(). A device works on one call after the other, so that each reserves its time when it begins.
 class Wall
 {
 public:
@@ -91,8 +86,24 @@ public:
     QStringList pendingDevices() const;
     /// False when fewer than `count` uploads are pending after `time`.
     bool waitForPending(int count, std::chrono::milliseconds time) const;
-    bool fulfil(const QString &deviceKey, bool value);
-    bool reject(const QString &deviceKey);
+    /// Settles a device's oldest pending upload: with a value, or by rejecting it without one.
+    bool settleByHand(const QString &deviceKey, std::optional<bool> value);
+
+    void setWall(const WallDescription &description);
+    WallDescription description() const;
+
+    void setClock(VirtualWall::Clock mode);
+    qint64 now() const;
+    void advance(qint64 milliseconds);
+    void schedule(const Event &event);
+    /// Makes an event happen at once. False when there is no such device, or nothing to change.
+    bool happen(const Event &event);
+    void setSeed(quint64 seed);
+
+    /// For wake-ups: lets happen what is due, with a skipping clock the next thing to come. How many milliseconds later
+    /// to come back, or none.
+    std::optional<int> wake(const WakeUp &wakeUp);
+    int millisecondsUntil(qint64 time) const;
 
     /// Runs `access` with the state, locked. It must not call out.
     template <typename Access>
@@ -113,29 +124,66 @@ private:
         quint64 serial;
         Call call;
     };
+    /// A call that is being served.
+    struct Begun {
+        quint64 serial = 0;
+        Action action;
+        qint64 answerAt = 0; ///< When the device acts. From there on the reply takes its own time.
+        bool inThread = false;
+        quint64 powerLosses = 0;
+    };
     struct Pending {
-        quint64 serial;
+        Begun begun;
         Call call;
         Act act;
+        std::optional<qint64> due; ///< None: a script or a fault holds it back.
         std::function<void(bool)> fulfil;
         std::function<void(const std::exception_ptr &)> reject;
-    };
-    struct Begun {
-        quint64 serial;
-        Action action;
+
+        quint64 serial() const { return begun.serial; }
+        bool isHeldByScript() const { return begun.action.type == Action::Later; }
     };
 
-    /// Records a call, finds its script, and runs that one's hook.
-    Begun begin(const Call &call);
-    /// What the script or the wall answers; recorded.
-    Answer answer(const Begun &begun, const Call &call, const Act &act);
+    /// Records a call, finds what is to happen to it, runs a script's hook, and reserves the device's time.
+    Begun begin(const Call &call, bool promise);
+
+    // Of those below that end in "Locked" the lock must be held; what they bring about is told afterwards.
+
+    /// What the newest script that applies says; where that gives no answer of its own, what was drawn or the last fault.
+    Action actionLocked(const Call &call, bool promise, std::optional<Action> drawn);
+    /// What chaos does to a call: perhaps an action, perhaps something to the devices.
+    std::optional<Action> chaosLocked(quint64 serial, const Call &call, bool promise, Aftermath &after);
+    /// What the script, the fault or the wall answers.
+    Answer answerLocked(const Begun &begun, const Call &call, const Act &act, Aftermath &after);
     /// The wall's own behaviour. A refusal is noted.
-    Answer perform(quint64 serial, const Call &call, const Act &act);
-    void record(quint64 serial, const Answer &answer);
-    void addNote(quint64 serial, const QString &text);
-    /// Null when the journal does not hold the call any more. The lock must be held.
-    Call *recorded(quint64 serial);
-    std::optional<Pending> takePending(const QString &deviceKey);
+    Answer performLocked(quint64 serial, const Call &call, const Act &act);
+    void beginLifeLocked(const char *reason, bool rejectsHeld, Aftermath &after);
+    void addEventLocked(const Event &event, Aftermath &after);
+    bool happenLocked(const Event &event, Aftermath &after);
+    /// The device's power is gone: its uploads are rejected.
+    void losePowerLocked(DeviceState &device, const char *reason, Aftermath &after);
+    void settleLocked(const Pending &upload, const Answer &answer, Aftermath &after);
+    void rejectLocked(const Pending &upload, const char *reason, Aftermath &after);
+    void recordLocked(quint64 serial, const Answer &answer, bool rejected = false);
+    void noteLocked(quint64 serial, const QString &text);
+    /// Null when the journal does not hold the call any more.
+    Call *recordedLocked(quint64 serial);
+    /// The moment of the next thing to come.
+    std::optional<qint64> nextLocked() const;
+    /// Lets the next thing happen that is due at `time`; false when there is none.
+    bool stepLocked(qint64 time, Aftermath &after);
+    /// Whether an upload is pending that time can settle.
+    bool isWaitingLocked() const;
+    int millisecondsUntilLocked(qint64 time) const;
+
+    void tell(const Aftermath &after);
+    /// Everything that is due at `time`, and now.
+    void happenUntil(qint64 time);
+    void happenUntilNow();
+    /// Until it is `time`: sleeping, or at once.
+    void passTo(qint64 time);
+    /// Sees to it that somebody wakes the wall for an upload, or for an event (`inThread` is false).
+    void arm(qint64 time, bool inThread, bool isUpload);
 
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_pendingAdded;
@@ -145,6 +193,10 @@ private:
     quint64 m_lastSerial = 0;
     std::list<std::unique_ptr<Script>> m_scripts; ///< Newest first.
     std::list<Pending> m_pending;                 ///< Oldest first.
+    WallClock m_clock;
+    std::multimap<qint64, Event> m_events; ///< To come, by microseconds.
+    Random m_random{1};
+    quint64 m_life = 0; ///< Counts the times that the wall was set up.
 };
 
 } // namespace Simulator

@@ -8,6 +8,7 @@
 #include <QtCore/QRect>
 #include <QtCore/QSize>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 #include <array>
 
@@ -145,6 +146,10 @@ struct WallDescription {
     /// See VirtualWall::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
     std::array<QByteArray, 3> defaultPixels;
 };
+
+/// The names that Device::personality may have: "obedient", "slow", "silent", "refuses writes", "rejects uploads",
+/// "damaged blocks", "short replies", "answers 404", "vanishes in refresh", "forgets on restart".
+SIMULATOR_API QStringList personalityNames();
 
 /// A device whose cabinets form a regular grid with its top-left corner at `origin` (screen coordinates). The ids count
 /// up from `firstCabinetId`, row by row; row r hangs on output r + 1 ("1", "2", ...). Each cabinet has one receiving

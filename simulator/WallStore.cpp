@@ -90,7 +90,8 @@ void Planes::clear(Store store)
         m_shown = Store::Working;
 }
 
-DeviceState::DeviceState(const Device &device) : description(device), brightness(device.brightnessDefault)
+DeviceState::DeviceState(const Device &device)
+    : description(device), brightness(device.brightnessDefault), timing(timingOf(device)), rules(rulesOf(device))
 {
     for (const SubScreen &subScreen : device.subScreens) {
         for (const Cabinet &cabinet : subScreen.cabinets) {
@@ -102,6 +103,17 @@ DeviceState::DeviceState(const Device &device) : description(device), brightness
             cabinets.insert(cabinet.id, state);
         }
     }
+}
+
+void powerUp(DeviceState &device)
+{
+    for (CabinetState &cabinet : device.cabinets) {
+        for (Planes &planes : cabinet.kinds)
+            planes.copy(Store::User, Store::Working);
+    }
+    device.lockOwner.clear();
+    device.pattern = Pattern();
+    device.imageMode = 0;
 }
 
 Cabinet *DeviceState::describedCabinet(const QString &cabinetId)

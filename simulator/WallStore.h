@@ -1,8 +1,11 @@
 #pragma once
 
+#include "Rules.h"
+
 #include <simulator/VirtualWall.h>
 
 #include <array>
+#include <vector>
 
 /// What a wall remembers: plain values without locks.
 namespace Simulator {
@@ -78,14 +81,27 @@ struct DeviceState {
     QString lockOwner;
     Pattern pattern;
 
+    bool plugged = true;
+    quint64 powerLosses = 0;       ///< Calls under way when it changes are lost.
+    Timing timing;                 ///< The personality's included.
+    std::vector<ScriptData> rules; ///< Faults: the last one that applies counts.
+    qint64 busyUntil = 0;          ///< Microseconds of the wall's clock.
+
     /// Null for an unknown id, here and below.
     Cabinet *describedCabinet(const QString &cabinetId);
     Module *describedModule(const QString &cabinetId, const QString &moduleId);
 };
 
+/// Starts a device, which has lost what it had not saved.
+void powerUp(DeviceState &device);
+
 struct WallState {
-    QList<DeviceState> devices;
+    QList<DeviceState> devices; ///< Those that are unplugged, too.
     bool discovering = false;
+    QString title;
+    QList<Event> events; ///< All that were described or added; see Wall for those to come.
+    quint64 seed = 1;
+    double chaos = 0.0;
     int replyBlockHeight = 0;
     std::array<QByteArray, kindCount> defaultPixels;
 

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Random.h"
+
+#include <simulator/Call.h>
+#include <simulator/WallDescription.h>
+
+#include <exception>
+#include <functional>
+#include <optional>
+#include <vector>
+
+/// What scripts and faults do to calls: one mechanism for both.
+namespace Simulator {
+
+/// What happens to one call.
+struct Action {
+    enum Type { Wall, False, True, Later, Resolve, Reject, Throw, Never, Vanish, Restart };
+    Type type = Wall;
+    QVariant reply;
+    bool value = false;
+    std::exception_ptr error;
+    std::optional<QMap<QString, QString>> headers;
+    std::function<void(const Call &)> run;
+    std::function<void(QVariant &)> editReply;
+    int milliseconds = 0; ///< How much longer the answer takes.
+    /// Spoils a reply after true; false when there was nothing to spoil.
+    std::function<bool(QVariant &, Random &)> spoil;
+    QString note; ///< What the journal says, of a spoilt reply only if something was spoilt. Empty for scripts.
+};
+
+/// Which calls meet an action.
+struct ScriptData {
+    enum Calls { AllCalls, Uploads, Promises };
+    QString operation;
+    QString deviceKey;
+    QString target;
+    Calls calls = AllCalls;
+    int limit = -1; ///< Negative: none.
+    int skip = 0;
+    int seen = 0;
+    int served = 0;
+    Action action;
+
+    /// Whether the call is one of those meant; `seen` counts them.
+    bool matches(const Call &call, bool promise);
+    /// Whether the call that matched last is to be served.
+    bool isDue() const { return seen > skip && (limit < 0 || served < limit); }
+};
+
+/// What a fault does to the calls of its device. `who` begins the notes.
+ScriptData ruleOf(const Fault &fault, const QString &who = QStringLiteral("fault"));
+
+/// Whether the operation uploads coefficients, with a promise or without.
+bool isUpload(const Call &call);
+
+/// What a device's personality and its own description add up to.
+Timing timingOf(const Device &device);
+/// The rules of its personality and of its own faults: the last one that applies counts.
+std::vector<ScriptData> rulesOf(const Device &device);
+
+/// How many characters the texts in a request or reply have, at any depth.
+qint64 charactersIn(const QVariant &value);
+
+} // namespace Simulator
