@@ -1,12 +1,16 @@
 #include "Pictures.h"
 
-#include "WallStore.h"
+#include "Canvas.h"
+#include "Font.h"
+#include "TestImage.h"
 
+#include <QtCore/QStringList>
 #include <QtCore/QVector>
+#include <QtGui/QColor>
 
 #include <algorithm>
 #include <array>
-#include <limits>
+#include <vector>
 
 namespace Simulator {
 
@@ -14,328 +18,540 @@ namespace {
 
 constexpr QRgb black = 0xff000000;
 constexpr QRgb white = 0xffffffff;
-constexpr QRgb noCabinet = 0xff202020;
+constexpr QRgb background = 0xff202020;
+constexpr QRgb quiet = 0xffb0b0b0; ///< Text that comes second.
 
-/// A picture of the screen; null when there is nothing to show or it is too large.
-QImage canvas(const QRect &screen, QRgb background, const QSize &leastSize = QSize(0, 0), int legendHeight = 0)
+// Places
+
+/// A cabinet with its place, screen coordinates.
+struct Part {
+    int device; ///< Its number on the screen.
+    const Cabinet *cabinet;
+    QRect rect;
+};
+
+/// The cabinets that have a place.
+QVector<Part> partsOf(const WallState &screen)
 {
-    if (screen.isEmpty())
-        return QImage();
-    QImage image(screen.size().expandedTo(leastSize) + QSize(0, legendHeight), QImage::Format_RGB32);
-    if (!image.isNull())
-        image.fill(background);
-    return image;
-}
-
-QRect screenRect(const QList<Device> &devices)
-{
-    QRect united;
-    for (const Device &device : devices)
-        united |= device.rect();
-    return united;
-}
-
-void fill(QImage &image, const QRect &rect, QRgb color)
-{
-    const QRect part = rect & image.rect();
-    for (int y = part.top(); y <= part.bottom(); ++y) {
-        auto *const line = reinterpret_cast<QRgb *>(image.scanLine(y));
-        std::fill(line + part.left(), line + part.right() + 1, color);
-    }
-}
-
-/// Calls `visit` with each cabinet of a device and its rectangle, in picture coordinates; cabinets of no size are left
-/// out.
-template <typename Visit>
-void eachCabinet(const Device &device, const QRect &screen, Visit visit)
-{
-    const QRect picture(QPoint(0, 0), screen.size());
-    for (const SubScreen &subScreen : device.subScreens) {
-        for (const Cabinet &cabinet : subScreen.cabinets) {
-            const QPoint place = device.screenPosition + subScreen.position + cabinet.position - screen.topLeft();
-            const QRect rect(place, cabinet.size);
-            if (!rect.isEmpty() && picture.contains(rect))
-                visit(cabinet, rect);
-        }
-    }
-}
-
-// Numbers
-
-constexpr int glyphWidth = 5;
-constexpr int glyphHeight = 7;
-constexpr int glyphStep = glyphWidth + 1;
-
-using Glyph = std::array<quint8, glyphHeight>;
-
-/// The rows of a digit, five bits each; a minus sign for every other character.
-const Glyph &glyph(QChar character)
-{
-    static constexpr std::array<Glyph, 10> digits{{{0x0e, 0x11, 0x13, 0x15, 0x19, 0x11, 0x0e},
-                                                   {0x04, 0x0c, 0x04, 0x04, 0x04, 0x04, 0x0e},
-                                                   {0x0e, 0x11, 0x01, 0x02, 0x04, 0x08, 0x1f},
-                                                   {0x1f, 0x02, 0x04, 0x02, 0x01, 0x11, 0x0e},
-                                                   {0x02, 0x06, 0x0a, 0x12, 0x1f, 0x02, 0x02},
-                                                   {0x1f, 0x10, 0x1e, 0x01, 0x01, 0x11, 0x0e},
-                                                   {0x06, 0x08, 0x10, 0x1e, 0x11, 0x11, 0x0e},
-                                                   {0x1f, 0x01, 0x02, 0x04, 0x08, 0x08, 0x08},
-                                                   {0x0e, 0x11, 0x11, 0x0e, 0x11, 0x11, 0x0e},
-                                                   {0x0e, 0x11, 0x11, 0x0f, 0x01, 0x02, 0x0c}}};
-    static constexpr Glyph other{0x00, 0x00, 0x00, 0x1f, 0x00, 0x00, 0x00};
-    const ushort digit = static_cast<ushort>(character.unicode() - '0');
-    return digit < digits.size() ? digits[digit] : other;
-}
-
-int textWidth(const QString &text, int scale)
-{
-    return (text.size() * glyphStep - 1) * scale;
-}
-
-void drawText(QImage &image, const QPoint &place, const QString &text, int scale, QRgb color)
-{
-    for (int i = 0; i < text.size(); ++i) {
-        const Glyph &rows = glyph(text[i]);
-        for (int y = 0; y < glyphHeight; ++y) {
-            for (int x = 0; x < glyphWidth; ++x) {
-                const QPoint dot(i * glyphStep + x, y);
-                if (rows[static_cast<std::size_t>(y)] >> (glyphWidth - 1 - x) & 1)
-                    fill(image, QRect(place + dot * scale, QSize(scale, scale)), color);
+    QVector<Part> parts;
+    for (int i = 0; i < screen.devices.size(); ++i) {
+        const Device &device = screen.devices[i].description;
+        for (const SubScreen &subScreen : device.subScreens) {
+            for (const Cabinet &cabinet : subScreen.cabinets) {
+                const QRect rect = device.rect(subScreen, cabinet);
+                if (!rect.isEmpty())
+                    parts += {i, &cabinet, rect};
             }
         }
     }
+    return parts;
 }
 
-// Colours
+QRect unitedRect(const QVector<Part> &parts)
+{
+    QRect united;
+    for (const Part &part : parts)
+        united |= part.rect;
+    return united;
+}
 
+/// Where the pixels of a screen, which is not empty, lie in its map.
+class Projection
+{
+public:
+    Projection(const QRect &screen, int maxWidth) : m_screen(screen), m_size(screen.size())
+    {
+        if (maxWidth > 0 && maxWidth < screen.width()) {
+            const qint64 height = (qint64(screen.height()) * maxWidth + screen.width() / 2) / screen.width();
+            m_size = QSize(maxWidth, static_cast<int>(std::max<qint64>(height, 1)));
+        }
+    }
+
+    const QRect &screen() const { return m_screen; }
+    QSize size() const { return m_size; }
+    int x(int screenX) const { return along(qint64(screenX) - m_screen.left(), m_size.width(), m_screen.width()); }
+    int y(int screenY) const { return along(qint64(screenY) - m_screen.top(), m_size.height(), m_screen.height()); }
+    /// Neighbours stay neighbours: both of them end where the pixel between them lies.
+    QRect rect(const QRect &rect) const
+    {
+        const QPoint corner(x(rect.left()), y(rect.top()));
+        return QRect(corner, QSize(x(rect.right() + 1) - corner.x(), y(rect.bottom() + 1) - corner.y()));
+    }
+
+private:
+    static int along(qint64 distance, qint64 mapLength, qint64 length)
+    {
+        return static_cast<int>(distance * mapLength / length);
+    }
+
+    QRect m_screen;
+    QSize m_size;
+};
+
+// Legends
+
+constexpr int leastLegendWidth = 280;
+
+/// The measures of a legend below a map.
+struct Legend {
+    int width;
+    int scale;
+    int margin;
+    int lineHeight;
+
+    /// For lines of up to `mostCharacters`: as large as suits the picture and lets them fit, if anything does.
+    Legend(const QSize &map, int mostCharacters) : width(std::max(map.width(), leastLegendWidth))
+    {
+        const int suiting = width < 640 ? 1 : width < 2000 ? 2 : width < 3600 ? 3 : 4;
+        const int fitting = width / ((mostCharacters + 2) * Font::advance);
+        scale = std::max(std::min(suiting, fitting), 1);
+        margin = Font::advance * scale;
+        lineHeight = (Font::height + 3) * scale;
+    }
+    int innerWidth() const { return width - 2 * margin; }
+    int right() const { return width - margin; }
+};
+
+QString sizeText(const QSize &size)
+{
+    return QStringLiteral("%1 x %2").arg(size.width()).arg(size.height());
+}
+
+QString counted(int count, const char *thing)
+{
+    return QStringLiteral("%1 %2%3").arg(count).arg(QLatin1String(thing), QLatin1String(count == 1 ? "" : "s"));
+}
+
+// Layout
+
+/// Colours far apart from those of the neighbours in number.
 QRgb deviceColor(int index)
 {
-    static constexpr std::array<QRgb, 8> colors{0xff1f5f9f, 0xff9f4f1f, 0xff2f7f3f, 0xff8f2f6f,
-                                                0xff6f6f1f, 0xff5f3f9f, 0xff1f7f7f, 0xff9f2f2f};
-    return colors[static_cast<std::size_t>(index) % colors.size()];
+    constexpr int firstHue = 211;
+    constexpr int hueStep = 137; // The golden angle: hues repeat as late as possible.
+    return QColor::fromHsv(static_cast<int>((firstHue + qint64(index) * hueStep) % 360), 175, index % 2 ? 125 : 150).rgb();
 }
+
+constexpr int labelPadding = 2; ///< Around a text, times its scale.
+constexpr int labelHeight = Font::capHeight + 2 * labelPadding;
+
+/// The place of a text in the middle of `rect`, as large as it fits, at most `greatestScale`. Null where it does not fit.
+QRect centred(const QRect &rect, const QString &text, int greatestScale)
+{
+    const QSize unit(textWidth(text, 1) + 2 * labelPadding, labelHeight);
+    const int scale = std::min({rect.width() / unit.width(), rect.height() / unit.height(), greatestScale});
+    if (scale < 1 || text.isEmpty())
+        return QRect();
+    const QSize size = unit * scale;
+    return QRect(rect.topLeft() + QPoint((rect.width() - size.width()) / 2, (rect.height() - size.height()) / 2), size);
+}
+
+/// The place of a text of scale 1 in a corner of `rect`. Null where it does not fit.
+QRect corner(const QRect &rect, Qt::Corner corner, const QString &text)
+{
+    constexpr int distance = 3;
+    QRect place(QPoint(0, 0), QSize(textWidth(text, 1) + 2 * labelPadding, labelHeight));
+    const QRect inner = rect.adjusted(distance, distance, -distance, -distance);
+    if (corner == Qt::TopLeftCorner)
+        place.moveTopLeft(inner.topLeft());
+    else
+        place.moveBottomLeft(inner.bottomLeft());
+    return inner.contains(place) ? place : QRect();
+}
+
+void drawCabinet(Canvas &canvas, const Projection &map, const Part &part, QRgb color)
+{
+    constexpr int smallestOutlined = 4;
+    constexpr int smallestBrightlyOutlined = 24;
+    constexpr int smallestCard = 16;
+    constexpr int smallestModule = 8;
+    constexpr int smallestWithNotes = 96;
+
+    const QRect whole = map.rect(part.rect);
+    canvas.fill(whole, color);
+    if (std::min(whole.width(), whole.height()) < smallestOutlined)
+        return;
+
+    const auto placed = [&](const QRect &inCabinet) {
+        return map.rect(inCabinet.translated(part.rect.topLeft()) & part.rect);
+    };
+    const auto largeEnough = [](const QRect &rect, int smallest) {
+        return std::min(rect.width(), rect.height()) >= smallest;
+    };
+
+    const QRgb gapColor = blend(color, black, 75);
+    const QRgb frameColor = blend(color, white, 90);
+    const QRgb noteColor = blend(color, white, 150);
+
+    // Texts are written after everything is drawn, and none over another.
+    struct Label {
+        QRect rect;
+        QString text;
+        QRgb color;
+    };
+    QVector<Label> labels;
+    const auto add = [&](const QRect &rect, const QString &text, QRgb textColor) {
+        const bool free =
+            std::none_of(labels.cbegin(), labels.cend(), [&](const Label &label) { return label.rect.intersects(rect); });
+        if (free && !rect.isEmpty())
+            labels += {rect, text, textColor};
+    };
+    const bool large = largeEnough(whole, smallestWithNotes);
+    const QRect idRect = centred(whole.adjusted(0, 0, -1, -1), part.cabinet->id, large ? 3 : 2);
+    add(idRect, part.cabinet->id, white);
+
+    bool anyCard = false;
+    for (const ReceivingCard &card : part.cabinet->receivingCards) {
+        const QRect cardRect = placed(card.rect).adjusted(1, 1, -2, -2);
+        if (!largeEnough(cardRect, smallestCard))
+            continue;
+        anyCard = true;
+        canvas.fill(cardRect, gapColor);
+        canvas.outline(cardRect, frameColor);
+        if (large)
+            add(corner(cardRect, Qt::TopLeftCorner, QStringLiteral("card ") + card.id), QStringLiteral("card ") + card.id,
+                noteColor);
+        for (const Module &module : card.modules) {
+            const QRect tile = placed(module.rect).adjusted(1, 1, -1, -1) & cardRect.adjusted(2, 2, -2, -2);
+            if (!largeEnough(tile, smallestModule))
+                continue;
+            canvas.fill(tile, color);
+            add(centred(tile, module.id, 1), module.id, noteColor);
+        }
+    }
+    if (large) {
+        const QString output = QStringLiteral("output ") + part.cabinet->outputId;
+        add(corner(whole.adjusted(1, 1, -2, -2), Qt::BottomLeftCorner, output), output, noteColor);
+    }
+    // The line to the right and below is shared with the neighbours.
+    const QRgb lineColor = largeEnough(whole, smallestBrightlyOutlined) ? white : blend(color, black, 140);
+    canvas.fill(QRect(whole.right(), whole.top(), 1, whole.height()), lineColor);
+    canvas.fill(QRect(whole.left(), whole.bottom(), whole.width(), 1), lineColor);
+
+    if (anyCard)
+        canvas.fill(idRect, gapColor);
+    for (const Label &label : qAsConst(labels)) {
+        const int scale = label.rect.height() / labelHeight;
+        canvas.write(label.rect.topLeft() + QPoint(labelPadding, labelPadding) * scale, label.text, scale, label.color);
+    }
+}
+
+/// The device's outputs in the order of its cabinets; numbers that follow each other as "1-4".
+QString outputsText(const Device &device)
+{
+    constexpr int mostCharacters = 20;
+    QStringList outputs;
+    for (const SubScreen &subScreen : device.subScreens) {
+        for (const Cabinet &cabinet : subScreen.cabinets)
+            outputs += cabinet.outputId;
+    }
+    outputs.removeDuplicates();
+
+    QStringList runs;
+    for (int first = 0; first < outputs.size();) {
+        int end = first + 1;
+        while (end < outputs.size() && outputs[end] == QString::number(outputs[end - 1].toLongLong() + 1))
+            ++end;
+        runs += end - first == 1 ? outputs[first] : outputs[first] + u'-' + outputs[end - 1];
+        first = end;
+    }
+    const QString text = runs.join(QStringLiteral(", "));
+    if (text.size() > mostCharacters)
+        return counted(outputs.size(), "output");
+    return QLatin1String(outputs.size() == 1 ? "output " : "outputs ") + text;
+}
+
+QString deviceText(const Device &device, int cabinets)
+{
+    QString text = device.key;
+    if (device.label != device.key && !device.label.isEmpty())
+        text += QStringLiteral(" (%1)").arg(device.label);
+    return text
+           + QStringLiteral(": %1, %2, %3")
+                 .arg(counted(cabinets, "cabinet"), sizeText(device.rect().size()), outputsText(device));
+}
+
+// Heat maps
 
 /// The colour scale, from 0 (dark) to 255 (bright).
 QRgb heat(int level)
 {
-    struct Stop {
-        int red, green, blue;
-    };
-    static constexpr std::array<Stop, 5> stops{
-        {{13, 8, 135}, {126, 3, 168}, {204, 71, 120}, {248, 149, 64}, {240, 249, 33}}};
+    static constexpr std::array<QRgb, 5> stops{0xff0d0887, 0xff7e03a8, 0xffcc4778, 0xfff89540, 0xfff0f921};
     const int place = level * 4;
     const std::size_t stop = static_cast<std::size_t>(std::min(place / 255, 3));
-    const int part = place - static_cast<int>(stop) * 255;
-    const auto mix = [part](int from, int to) { return from + (to - from) * part / 255; };
-    const Stop &from = stops[stop];
-    const Stop &to = stops[stop + 1];
-    return qRgb(mix(from.red, to.red), mix(from.green, to.green), mix(from.blue, to.blue));
+    return blend(stops[stop], stops[stop + 1], place - static_cast<int>(stop) * 255);
 }
 
-int heatLevel(int value, int least, int greatest)
+int heatLevel(int value, const ValueRange &range)
 {
-    return greatest > least ? static_cast<int>(qint64(value - least) * 255 / (greatest - least)) : 0;
+    const int inside = std::min(std::max(value, range.least), range.greatest);
+    return range.greatest > range.least
+               ? static_cast<int>((qint64(inside) - range.least) * 255 / (qint64(range.greatest) - range.least))
+               : 0;
 }
 
-// Patterns
-
-using Map = QMap<QString, QVariant>;
-
-int number(const Map &map, const char *key)
+int bytesPerValue(Kind kind)
 {
-    return map.value(QString::fromLatin1(key)).toInt();
+    return kind == Kind::Multilayer ? 1 : 2;
 }
 
-QRgb color(const QVariant &value)
+bool hasChannel(const WallState &screen, Kind kind, int channel)
 {
-    const Map map = value.toMap();
-    return qRgb(number(map, "r"), number(map, "g"), number(map, "b"));
+    return channel >= 0 && std::all_of(screen.devices.cbegin(), screen.devices.cend(), [&](const DeviceState &device) {
+               return channel < (kind == Kind::Multilayer ? device.description.multilayerBytesPerPixel : valuesPerPixel);
+           });
 }
 
-constexpr int dark = -1;
+/// Calls `visit` with each part and a pointer to the first of its values at `channel`, low byte first, and the distance in
+/// bytes from pixel to pixel.
+template <typename Visit>
+void eachPlane(const WallState &screen, const QVector<Part> &parts, Kind kind, int channel, Visit visit)
+{
+    for (const Part &part : parts) {
+        const DeviceState &device = screen.devices[part.device];
+        const auto cabinet = device.cabinets.constFind(part.cabinet->id);
+        if (cabinet == device.cabinets.cend())
+            continue;
+        const Planes &planes = cabinet->planes(kind);
+        if (planes.size() != part.rect.size()) // Two cabinets of one id, or one too large for a plane.
+            continue;
+        const QByteArray bytes = planes.bytes(Store::Working, screen.defaultPixel(kind));
+        visit(part, reinterpret_cast<const uchar *>(bytes.constData()) + channel * bytesPerValue(kind),
+              planes.bytesPerPixel());
+    }
+}
 
-/// A test image as a device draws it: the square at column c and row r has colour number (c + r) mod N.
-struct Drawing {
-    QVector<int> columns; ///< The square's column for each pixel column of the device's frame, or `dark`.
-    QVector<int> rows;
-    QVector<QRgb> colors;
+int valueAt(const uchar *bytes, Kind kind)
+{
+    return kind == Kind::Multilayer ? bytes[0] : bytes[0] | bytes[1] << 8;
+}
 
-    QRgb at(int x, int y) const
+struct Statistics {
+    ValueRange range;
+    qint64 count = 0;
+    qint64 sum = 0;
+
+    void add(int value)
     {
-        const int column = columns[x];
-        const int row = rows[y];
-        return column == dark || row == dark ? black : colors[(column + row) % colors.size()];
+        range.least = count == 0 ? value : std::min(range.least, value);
+        range.greatest = count == 0 ? value : std::max(range.greatest, value);
+        sum += value;
+        ++count;
     }
 };
 
-/// An axis of `length` pixels on which `squareAt` tells the square for each pixel of the region, counted from its
-/// start.
-template <typename SquareAt>
-QVector<int> axis(int length, int regionStart, int regionLength, SquareAt squareAt)
-{
-    QVector<int> squares(length, dark);
-    const qint64 end = std::min<qint64>(qint64(regionStart) + regionLength, length);
-    for (int i = std::max(regionStart, 0); i < end; ++i)
-        squares[i] = squareAt(qint64(i) - regionStart);
-    return squares;
-}
+/// The values that meet in the picture pixels of a map.
+struct Sums {
+    std::vector<quint64> sums;
+    std::vector<quint32> counts;
+    Statistics statistics;
+};
 
-/// Lit blocks of `block` pixels from `first` on, with `interval` dark ones of the same size between two.
-QVector<int> blocks(int length, int regionStart, int regionLength, int first, int block, int interval)
+Sums summedUp(const WallState &screen, const QVector<Part> &parts, const Projection &map, Kind kind, int channel)
 {
-    const qint64 period = qint64(block) * (qint64(interval) + 1);
-    return axis(length, regionStart, regionLength,
-                [=](qint64 i) { return block > 0 && period > 0 && i >= first && (i - first) % period < block ? 0 : dark; });
-}
-
-/// Squares: the first, those of the ordinary size, the last.
-QVector<int> squares(int length, int regionStart, int regionLength, int first, int ordinary, int last)
-{
-    const qint64 lastStart = qint64(regionLength) - last;
-    return axis(length, regionStart, regionLength, [=](qint64 i) {
-        if (i < first)
-            return 0;
-        const qint64 between = std::max<qint64>(std::min(i, lastStart) - first, 0);
-        const qint64 before = i < lastStart ? between / ordinary : (between + ordinary - 1) / ordinary;
-        return static_cast<int>(1 + before);
+    const std::size_t width = static_cast<std::size_t>(map.size().width());
+    const std::size_t pixels = width * static_cast<std::size_t>(map.size().height());
+    Sums result{std::vector<quint64>(pixels), std::vector<quint32>(pixels), {}};
+    std::vector<std::size_t> columns;
+    eachPlane(screen, parts, kind, channel, [&](const Part &part, const uchar *value, int step) {
+        columns.clear();
+        for (int x = part.rect.left(); x <= part.rect.right(); ++x)
+            columns.push_back(static_cast<std::size_t>(map.x(x)));
+        Statistics statistics = result.statistics;
+        for (int y = part.rect.top(); y <= part.rect.bottom(); ++y) {
+            const std::size_t row = static_cast<std::size_t>(map.y(y)) * width;
+            for (const std::size_t column : columns) {
+                const int number = valueAt(value, kind);
+                value += step;
+                result.sums[row + column] += static_cast<quint64>(number);
+                ++result.counts[row + column];
+                statistics.add(number);
+            }
+        }
+        result.statistics = statistics;
     });
+    return result;
 }
 
-Drawing drawing(const Pattern &pattern, const QSize &frame)
+QString channelText(Kind kind, int channel)
 {
-    const Map &request = pattern.request;
-    Drawing result{QVector<int>(frame.width(), dark), QVector<int>(frame.height(), dark), {}};
-    if (pattern.type == Pattern::Pixels) {
-        const Map region = request.value(QStringLiteral("regionrect")).toMap();
-        const Map block = request.value(QStringLiteral("singlerect")).toMap();
-        result.columns = blocks(frame.width(), number(region, "x"), number(region, "width"), number(block, "x"),
-                                number(block, "width"), number(request, "intervalX"));
-        result.rows = blocks(frame.height(), number(region, "y"), number(region, "height"), number(block, "y"),
-                             number(block, "height"), number(request, "intervalY"));
-        result.colors += color(request.value(QStringLiteral("color")));
-    } else if (pattern.type == Pattern::Checkers) {
-        const Map region = request.value(QStringLiteral("regionRect")).toMap();
-        result.columns =
-            squares(frame.width(), number(region, "x"), number(region, "width"), number(request, "firstSquareW"),
-                    number(request, "squareW"), number(request, "lastSquareColumnW"));
-        result.rows = squares(frame.height(), number(region, "y"), number(region, "height"), number(request, "firstSquareH"),
-                              number(request, "squareH"), number(request, "lastSquareRowH"));
-        const QList<QVariant> colors = request.value(QStringLiteral("regionColor")).toList();
-        for (const QVariant &each : colors)
-            result.colors += color(each);
+    static constexpr std::array<const char *, 3> colors{"red", "green", "blue"};
+    const auto colorName = [](int index) { return QLatin1String(colors[static_cast<std::size_t>(index)]); };
+    switch (kind) {
+    case Kind::Multilayer:
+        return QStringLiteral("Multilayer, byte %1").arg(channel);
+    case Kind::LowGray:
+        return QStringLiteral("Low gray, value %1").arg(channel);
+    case Kind::Chroma:
+        break;
     }
-    return result;
+    const int output = channel / 3;
+    const int input = channel % 3;
+    const QString text = QStringLiteral("Chroma, value %1 ").arg(channel);
+    if (input == output)
+        return text + QStringLiteral("(%1)").arg(colorName(output));
+    return text + QStringLiteral("(%1 into %2)").arg(colorName(input), colorName(output));
+}
+
+/// The colour scale with its ticks: numbers at even distances, as many as find room and differ.
+void drawScale(Canvas &canvas, const Legend &legend, int top, const ValueRange &range)
+{
+    const int barHeight = 10 * legend.scale;
+    const int tickHeight = 3 * legend.scale;
+    const int width = legend.innerWidth();
+    for (int x = 0; x < width; ++x)
+        canvas.fill(QRect(legend.margin + x, top, 1, barHeight), heat(heatLevel(x, {0, width - 1})));
+
+    const int gap = 4 * Font::advance * legend.scale;
+    const int widest = std::max(textWidth(QString::number(range.least), legend.scale),
+                                textWidth(QString::number(range.greatest), legend.scale));
+    int steps = 8;
+    while (steps > 1 && (qint64(range.greatest) - range.least < steps || (widest + gap) * (steps + 1) > width))
+        steps /= 2;
+    if (range.least == range.greatest)
+        steps = 0;
+    for (int i = 0; i <= steps; ++i) {
+        const qint64 part = steps == 0 ? 0 : (qint64(range.greatest) - range.least) * i / steps;
+        const QString text = QString::number(range.least + part);
+        const int x = legend.margin + (steps == 0 ? 0 : (width - legend.scale) * i / steps);
+        const int textX = std::min(std::max(x - (textWidth(text, legend.scale) - legend.scale) / 2, legend.margin),
+                                   legend.right() - textWidth(text, legend.scale));
+        canvas.fill(QRect(x, top + barHeight, legend.scale, tickHeight), white);
+        canvas.write(QPoint(textX, top + barHeight + tickHeight + 2 * legend.scale), text, legend.scale, white);
+    }
 }
 
 } // namespace
 
-QList<Device> devicesOf(const QList<Device> &devices, const QString &screenId)
+QImage drawLayout(const WallState &screen, int maxWidth)
 {
-    QList<Device> result;
-    for (const Device &device : devices) {
-        if (device.screenId == screenId)
-            result += device;
+    const QVector<Part> parts = partsOf(screen);
+    if (parts.isEmpty())
+        return QImage();
+    const Projection map(unitedRect(parts), maxWidth);
+
+    QVector<int> cabinets(screen.devices.size());
+    for (const Part &part : parts)
+        ++cabinets[part.device];
+    const Device &first = screen.devices.first().description;
+    const QString title = QStringLiteral("%1: %2 pixels, %3, %4")
+                              .arg(first.useScreenName ? first.screenName : first.customName, sizeText(map.screen().size()),
+                                   counted(screen.devices.size(), "device"), counted(parts.size(), "cabinet"));
+    constexpr int indent = 2; // Characters, for the device's colour.
+    constexpr int gap = 3;
+    QStringList texts;
+    int longest = 0;
+    for (int i = 0; i < screen.devices.size(); ++i) {
+        texts += deviceText(screen.devices[i].description, cabinets[i]);
+        longest = std::max(longest, indent + texts.last().size());
     }
-    return result;
+    const Legend legend(map.size(), std::max(longest, title.size()));
+
+    // As many columns as the longest text allows.
+    const int character = Font::advance * legend.scale;
+    const int columns = std::max((legend.innerWidth() / character + gap) / (longest + gap), 1);
+    const int lines = (texts.size() + columns - 1) / columns;
+    const int columnWidth = columns == 1 ? legend.innerWidth() : longest * character;
+    const int legendHeight = 2 * legend.margin + legend.lineHeight * lines + Font::height * legend.scale;
+
+    Canvas canvas(QSize(legend.width, map.size().height() + legendHeight), background);
+    if (canvas.isNull())
+        return QImage();
+    for (const Part &part : parts)
+        drawCabinet(canvas, map, part, deviceColor(part.device));
+
+    const QPoint corner(legend.margin, map.size().height() + legend.margin);
+    canvas.write(corner, fitted(title, legend.scale, legend.innerWidth()), legend.scale, white);
+    const QSize swatch(Font::capHeight * legend.scale, Font::capHeight * legend.scale);
+    for (int i = 0; i < texts.size(); ++i) {
+        const QPoint place =
+            corner + QPoint(i / lines * (columnWidth + gap * character), (1 + i % lines) * legend.lineHeight);
+        canvas.fill(QRect(place, swatch), deviceColor(i));
+        const QString text = fitted(texts[i], legend.scale, columnWidth - indent * character);
+        canvas.write(place + QPoint(indent * character, 0), text, legend.scale, quiet);
+    }
+    return canvas.image();
 }
 
-QImage drawLayout(const QList<Device> &devices)
+QImage drawCoefficients(const WallState &screen, Kind kind, int channel, ValueRange range, int maxWidth)
 {
-    const QRect screen = screenRect(devices);
-    QImage image = canvas(screen, noCabinet);
-    for (int i = 0; i < devices.size() && !image.isNull(); ++i) {
-        eachCabinet(devices[i], screen, [&](const Cabinet &cabinet, const QRect &rect) {
-            fill(image, rect, white);
-            fill(image, rect.adjusted(0, 0, -1, -1), deviceColor(i));
-            const int scale =
-                std::min({(rect.width() - 3) / std::max(textWidth(cabinet.id, 1), 1), (rect.height() - 3) / glyphHeight, 3});
-            if (scale > 0) {
-                const QSize size(textWidth(cabinet.id, scale), glyphHeight * scale);
-                const QPoint place((rect.width() - size.width()) / 2, (rect.height() - size.height()) / 2);
-                drawText(image, rect.topLeft() + place, cabinet.id, scale, white);
-            }
-        });
-    }
-    return image;
-}
+    const QVector<Part> parts = partsOf(screen);
+    if (parts.isEmpty() || !hasChannel(screen, kind, channel))
+        return QImage();
+    const Projection map(unitedRect(parts), maxWidth);
+    constexpr int mostCharacters = 52; // In the line of numbers.
+    const Legend legend(map.size(), mostCharacters);
+    const int legendHeight = 2 * legend.margin + 2 * legend.lineHeight + (10 + 3 + 2 + Font::capHeight) * legend.scale;
+    Canvas canvas(QSize(legend.width, map.size().height() + legendHeight), background);
+    if (canvas.isNull())
+        return QImage();
 
-QImage drawCoefficients(const QList<Device> &devices, Kind kind, int channel,
-                        const std::function<QByteArray(const Device &, const Cabinet &)> &plane)
-{
-    constexpr int leastWidth = 96;
-    constexpr int margin = 4;
-    constexpr int barHeight = 8;
-    constexpr int legendHeight = margin + barHeight + margin + glyphHeight + margin;
+    const Sums sums = summedUp(screen, parts, map, kind, channel);
+    const Statistics &statistics = sums.statistics;
+    const QPoint corner(legend.margin, map.size().height() + legend.margin);
+    canvas.write(corner, fitted(channelText(kind, channel), legend.scale, legend.innerWidth()), legend.scale, white);
+    if (statistics.count == 0)
+        return canvas.image();
+    if (range.isEmpty())
+        range = statistics.range;
 
-    /// The values of a cabinet at `channel`.
-    struct Part {
-        QRect rect;
-        QVector<int> values;
-    };
-    const QRect screen = screenRect(devices);
-    QVector<Part> parts;
-    int least = std::numeric_limits<int>::max();
-    int greatest = std::numeric_limits<int>::min();
-    for (const Device &device : devices) {
-        const int valueSize = kind == Kind::Multilayer ? 1 : 2;
-        const int pixelSize = kind == Kind::Multilayer ? device.multilayerBytesPerPixel : valueSize * valuesPerPixel;
-        if (channel < 0 || channel >= pixelSize / valueSize)
-            return QImage();
-        eachCabinet(device, screen, [&](const Cabinet &cabinet, const QRect &rect) {
-            const QByteArray bytes = plane(device, cabinet);
-            Part part{rect, {}};
-            for (int i = channel * valueSize; i < bytes.size(); i += pixelSize) {
-                const int high = valueSize == 2 ? static_cast<uchar>(bytes[i + 1]) : 0;
-                const int value = static_cast<uchar>(bytes[i]) | high << 8;
-                least = std::min(least, value);
-                greatest = std::max(greatest, value);
-                part.values += value;
-            }
-            if (part.values.size() == rect.width() * rect.height()) // Otherwise the cabinet has changed meanwhile.
-                parts += part;
-        });
-    }
-
-    QImage image = canvas(screen, noCabinet, QSize(leastWidth, 0), legendHeight);
-    if (image.isNull() || parts.isEmpty())
-        return image;
-    for (const Part &part : qAsConst(parts)) {
-        for (int y = 0; y < part.rect.height(); ++y) {
-            auto *const line = reinterpret_cast<QRgb *>(image.scanLine(part.rect.y() + y));
-            for (int x = 0; x < part.rect.width(); ++x) {
-                const int value = part.values[y * part.rect.width() + x];
-                line[part.rect.x() + x] = heat(heatLevel(value, least, greatest));
-            }
+    std::vector<QRgb> colors(1 << (8 * bytesPerValue(kind)));
+    for (std::size_t i = 0; i < colors.size(); ++i)
+        colors[i] = heat(heatLevel(static_cast<int>(i), range));
+    std::size_t i = 0;
+    for (int y = 0; y < map.size().height(); ++y) {
+        QRgb *const line = canvas.row(y);
+        for (int x = 0; x < map.size().width(); ++x, ++i) {
+            const quint32 count = sums.counts[i];
+            if (count == 1)
+                line[x] = colors[sums.sums[i]];
+            else if (count > 1)
+                line[x] = colors[(sums.sums[i] + count / 2) / count];
         }
     }
 
-    const int barWidth = image.width() - 2 * margin;
-    const int barTop = image.height() - legendHeight + margin;
-    for (int x = 0; x < barWidth; ++x)
-        fill(image, QRect(margin + x, barTop, 1, barHeight), heat(heatLevel(x, 0, barWidth - 1)));
-    const int textTop = barTop + barHeight + margin;
-    const QString greatestText = QString::number(greatest);
-    drawText(image, QPoint(margin, textTop), QString::number(least), 1, white);
-    drawText(image, QPoint(margin + barWidth - textWidth(greatestText, 1), textTop), greatestText, 1, white);
-    return image;
+    const QString pixels = QStringLiteral("%1 pixels: %2 to %3, mean %4")
+                               .arg(QString::number(statistics.count), QString::number(statistics.range.least),
+                                    QString::number(statistics.range.greatest),
+                                    QString::number(double(statistics.sum) / double(statistics.count), 'f', 1));
+    canvas.write(corner + QPoint(0, legend.lineHeight), fitted(pixels, legend.scale, legend.innerWidth()), legend.scale,
+                 quiet);
+    drawScale(canvas, legend, corner.y() + 2 * legend.lineHeight, range);
+    return canvas.image();
 }
 
-QImage drawPatterns(const QList<Device> &devices, const std::function<Pattern(const Device &)> &pattern)
+ValueRange rangeOfCoefficients(const WallState &screen, Kind kind, int channel)
 {
-    const QRect screen = screenRect(devices);
-    QImage image = canvas(screen, black);
-    for (int i = 0; i < devices.size() && !image.isNull(); ++i) {
-        const QRect frame = devices[i].rect();
-        const QPoint corner = frame.topLeft() - screen.topLeft();
-        const Drawing shown = drawing(pattern(devices[i]), frame.size());
-        eachCabinet(devices[i], screen, [&](const Cabinet &, const QRect &rect) {
-            for (int y = rect.top(); y <= rect.bottom(); ++y) {
-                auto *const line = reinterpret_cast<QRgb *>(image.scanLine(y));
-                for (int x = rect.left(); x <= rect.right(); ++x)
-                    line[x] = shown.at(x - corner.x(), y - corner.y());
-            }
+    Statistics statistics;
+    if (hasChannel(screen, kind, channel)) {
+        eachPlane(screen, partsOf(screen), kind, channel, [&](const Part &part, const uchar *value, int step) {
+            const qint64 pixels = qint64(part.rect.width()) * part.rect.height();
+            for (qint64 i = 0; i < pixels; ++i, value += step)
+                statistics.add(valueAt(value, kind));
         });
     }
-    return image;
+    return statistics.range;
+}
+
+QImage drawPatterns(const WallState &screen, Light light)
+{
+    const QVector<Part> parts = partsOf(screen);
+    const QRect whole = unitedRect(parts);
+    Canvas canvas(whole.size(), black);
+    for (int i = 0; i < screen.devices.size() && !canvas.isNull(); ++i) {
+        const DeviceState &device = screen.devices[i];
+        const QRect frame = device.description.rect();
+        const TestImage image(device.pattern, frame.size());
+        for (const Part &part : parts) {
+            if (part.device != i)
+                continue;
+            const auto cabinet = device.cabinets.constFind(part.cabinet->id);
+            const bool own = light == Light::Effective && cabinet != device.cabinets.cend();
+            image.draw(canvas, part.rect.topLeft() - whole.topLeft(), part.rect.translated(-frame.topLeft()),
+                       own ? lit(image.palette(), device, *cabinet) : image.palette());
+        }
+    }
+    return canvas.image();
 }
 
 } // namespace Simulator

@@ -64,6 +64,20 @@ bool changeCabinet(Wall &wall, const QString &deviceKey, const QString &cabinetI
     });
 }
 
+/// The devices of a screen at this moment. Planes are shared with the wall, not copied.
+WallState screenState(const Wall &wall, const QString &screenId)
+{
+    return wall.with([&](const WallState &state) {
+        WallState screen;
+        screen.defaultPixels = state.defaultPixels;
+        for (const DeviceState &device : state.devices) {
+            if (device.description.screenId == screenId)
+                screen.devices += device;
+        }
+        return screen;
+    });
+}
+
 QVector<quint16> toValues(const QByteArray &bytes)
 {
     QVector<quint16> values;
@@ -545,23 +559,25 @@ bool VirtualWall::isDiscovering() const
 
 // Pictures
 
-QImage VirtualWall::layoutPicture(const QString &screenId) const
+QImage VirtualWall::layoutPicture(const QString &screenId, int maxWidth) const
 {
-    return drawLayout(devicesOf(devices(), screenId));
+    return drawLayout(screenState(*d, screenId), maxWidth);
 }
 
-QImage VirtualWall::coefficientPicture(const QString &screenId, int channel, Kind kind) const
+QImage VirtualWall::coefficientPicture(const QString &screenId, int channel, Kind kind, const ValueRange &range,
+                                       int maxWidth) const
 {
-    const QList<Device> shown = devicesOf(devices(), screenId);
-    return drawCoefficients(shown, kind, channel, [&](const Device &device, const Cabinet &cabinet) {
-        return plane(device.key, cabinet.id, kind, Store::Working);
-    });
+    return drawCoefficients(screenState(*d, screenId), kind, channel, range, maxWidth);
 }
 
-QImage VirtualWall::patternPicture(const QString &screenId) const
+ValueRange VirtualWall::coefficientRange(const QString &screenId, int channel, Kind kind) const
 {
-    const QList<Device> shown = devicesOf(devices(), screenId);
-    return drawPatterns(shown, [&](const Device &device) { return pattern(device.key); });
+    return rangeOfCoefficients(screenState(*d, screenId), kind, channel);
+}
+
+QImage VirtualWall::patternPicture(const QString &screenId, Light light) const
+{
+    return drawPatterns(screenState(*d, screenId), light);
 }
 
 } // namespace Simulator

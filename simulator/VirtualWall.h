@@ -38,6 +38,29 @@ enum class Store {
 /// Colour channels of a gamma table.
 enum class Channel { Red, Green, Blue };
 
+/// The light in which a picture shows a test image.
+enum class Light {
+    Nominal, ///< The colours of the requests.
+    /// The colours after gamma and then brightness, each cabinet by its own.
+    ///
+    /// Gamma: of each colour channel the cabinet's table, or its device's where the cabinet's is empty; where both are,
+    /// the level stays. The N entries of a table belong to N evenly spaced levels from 0 to 255, with straight lines
+    /// between them (one entry: to all levels); negative ones count as 0. Full light is 2^b - 1, with the smallest b of 8
+    /// or more for which it is no less than any entry of the cabinet's three tables: 255, 1023, 4095, 65535 and so on.
+    ///
+    /// Brightness: light times the cabinet's brightness, brought into the range of brightnessMin to brightnessMax, divided
+    /// by brightnessMax; unchanged where that is not positive. The result is rounded to 0 to 255, halves up.
+    Effective
+};
+
+/// Values from `least` to `greatest`, both included; empty where `greatest` is less.
+struct ValueRange {
+    int least = 0;
+    int greatest = -1;
+
+    bool isEmpty() const { return greatest < least; }
+};
+
 /// The test image that a device was last asked for.
 struct Pattern {
     enum Type {
@@ -261,26 +284,38 @@ public:
     bool isDiscovering() const;
 
     // Pictures
-    // One picture pixel for each pixel of the screen, 32-bit RGB; the origin is the top-left corner of the screen's
-    // devices. They need no GUI application and no fonts. A null image for an unknown screen or one too large for an
-    // image.
+    // 32-bit RGB, made from the state of one moment. The map of the screen has one picture pixel for each pixel of the
+    // screen and its top-left corner, that of the screen's placed cabinets, at 0,0; a legend stands below it, and a
+    // picture with a legend is at least 280 pixels wide. With `maxWidth`, a map that is wider is scaled down to that
+    // width. Pictures need no GUI application and no fonts. Null for a screen that is unknown or has no cabinets, and
+    // for a picture of more than 2^27 pixels.
 
-    /// The cabinets' rectangles, each with its id and in its device's colour.
-    QImage layoutPicture(const QString &screenId) const;
-    /// Heat map of the working values at index `channel` (0 to 8; for multilayer the byte's index) of every pixel, with
-    /// a legend below: the colour scale between the least and the greatest value of the screen. Null for a channel that
-    /// the pixels do not have.
-    QImage coefficientPicture(const QString &screenId, int channel, Kind kind = Kind::Chroma) const;
+    /// The cabinets in their device's colour, each with its id and its output; inside them receiving cards (framed) and
+    /// modules (tiles), with their ids. What would be too small to tell apart or to read is left out. The legend names
+    /// the screen and its devices.
+    QImage layoutPicture(const QString &screenId, int maxWidth = 0) const;
+    /// Heat map of the working values at index `channel` (0 to 8; for multilayer the byte's index) of every pixel. Its
+    /// colours run from the range's least value to its greatest; values beyond have the colour of the nearest end. An
+    /// empty range stands for that of the values themselves. A picture pixel that stands for several pixels shows their
+    /// mean. The legend says which value, of how many pixels, and the colour scale; it takes the nine chroma values for
+    /// the rows of a 3 x 3 matrix from input to output colours. Null for a channel that the pixels of one of the devices
+    /// do not have.
+    QImage coefficientPicture(const QString &screenId, int channel, Kind kind = Kind::Chroma,
+                              const ValueRange &range = ValueRange(), int maxWidth = 0) const;
+    /// The least and greatest of these values, so that two pictures can share one scale. Empty where the picture would be
+    /// null.
+    ValueRange coefficientRange(const QString &screenId, int channel, Kind kind = Kind::Chroma) const;
     /// What the screen shows: every device draws from the request that it received, and nothing else, onto its
-    /// cabinets.
+    /// cabinets. No legend.
     /// - Pixels: black; inside "regionrect" (frame: Device::rect()) blocks of the size of "singlerect" in "color". The
-    /// first
-    ///   lies at singlerect's x and y within the region; they repeat to the right and downwards every width *
+    ///   first lies at singlerect's x and y within the region; they repeat to the right and downwards every width *
     ///   (intervalX + 1) and height * (intervalY + 1) pixels.
-    /// - Checkers: black; inside "regionRect" squares. The first column is firstSquareW wide and the last
-    /// lastSquareColumnW;
-    ///   those between them squareW; rows alike. The square at column c and row r has colour number (c + r) mod N.
-    QImage patternPicture(const QString &screenId) const;
+    /// - Checkers: black; inside "regionRect" squares. The first column is firstSquareW wide, the last, at the right end,
+    ///   lastSquareColumnW; those between them squareW, as many as it takes, the last of these cut where they do not come
+    ///   out even. Where the columns overlap, the first one shows, then the last. Rows alike. The square at column c and
+    ///   row r has colour number (c + r) mod N.
+    /// - Clear and None: black, for a virtual wall has no video input.
+    QImage patternPicture(const QString &screenId, Light light = Light::Nominal) const;
 
 private:
     VirtualWall();

@@ -2,12 +2,25 @@
 
 namespace Simulator {
 
+QRect Device::rect(const SubScreen &subScreen, const Cabinet &cabinet) const
+{
+    // Far from where 32-bit edges, and the width between two of them, could overflow.
+    constexpr qint64 farthest = qint64(1) << 29;
+    const qint64 x = qint64(screenPosition.x()) + subScreen.position.x() + cabinet.position.x();
+    const qint64 y = qint64(screenPosition.y()) + subScreen.position.y() + cabinet.position.y();
+    const bool near =
+        x >= -farthest && y >= -farthest && x + cabinet.size.width() <= farthest && y + cabinet.size.height() <= farthest;
+    if (!cabinet.placed || cabinet.size.isEmpty() || !near)
+        return QRect();
+    return QRect(QPoint(static_cast<int>(x), static_cast<int>(y)), cabinet.size);
+}
+
 QRect Device::rect() const
 {
     QRect united;
     for (const SubScreen &subScreen : subScreens) {
         for (const Cabinet &cabinet : subScreen.cabinets)
-            united |= QRect(screenPosition + subScreen.position + cabinet.position, cabinet.size);
+            united |= rect(subScreen, cabinet);
     }
     return united;
 }

@@ -113,8 +113,10 @@ struct Device {
     Timing timing;       ///< Added to what the personality has.
     QList<Fault> faults; ///< Likewise; of those that apply to a call the last one counts.
 
-    /// The cabinets' rectangles united, screen coordinates: the frame of the device's test patterns. Null without
-    /// cabinets.
+    /// The rectangle of one of its cabinets, screen coordinates. Null for a cabinet that is not placed, has no area, or
+    /// reaches beyond 2^29 pixels from the screen's origin.
+    SIMULATOR_API QRect rect(const SubScreen &subScreen, const Cabinet &cabinet) const;
+    /// The cabinets' rectangles united: the frame of the device's test patterns. Null without cabinets.
     SIMULATOR_API QRect rect() const;
 };
 

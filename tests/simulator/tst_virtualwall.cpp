@@ -1632,63 +1632,6 @@ private Q_SLOTS:
         QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), {{0xff00ff00, 'g'}}), lines("gg..gg"));
     }
 
-    void drawsCoefficientsWithALegend()
-    {
-        QVector<quint16> values = chromaValues(8, 100);
-        values[9 + 4] = 900; // Pixel 1, value 4.
-        QVERIFY(wall().setChroma(a, one, values));
-        QVERIFY(wall().setChroma(a, two, chromaValues(8, 100)));
-        QVERIFY(wall().setChroma(b, QStringLiteral("3"), chromaValues(8, 500)));
-        const QImage image = wall().coefficientPicture(QStringLiteral("screen"), 4);
-        QCOMPARE(image.size(), QSize(96, 2 + 27));
-        const QRgb least = qRgb(13, 8, 135);
-        const QRgb greatest = qRgb(240, 249, 33);
-        QCOMPARE(image.pixel(0, 0), least);
-        QCOMPARE(image.pixel(1, 0), greatest);
-        QCOMPARE(image.pixel(7, 1), least);
-        QCOMPARE(image.pixel(8, 0), qRgb(203, 70, 121));
-        QCOMPARE(image.pixel(12, 0), qRgb(32, 32, 32));
-        QCOMPARE(image.pixel(4, 6), least);
-        QCOMPARE(image.pixel(91, 13), greatest);
-        // The numbers below the scale: the first digit of 100 and the 9 of 900.
-        const QMap<QRgb, char> letters{{qRgb(255, 255, 255), '#'}, {qRgb(32, 32, 32), '-'}};
-        QCOMPARE(rows(image.copy(4, 18, 5, 7), letters), lines("--#-- -##-- --#-- --#-- --#-- --#-- -###-"));
-        QCOMPARE(rows(image.copy(92 - 17, 18, 5, 7), letters), lines("-###- #---# #---# -#### ----# ---#- -##--"));
-
-        QVERIFY(wall().coefficientPicture(QStringLiteral("screen"), 9).isNull());
-        QVERIFY(wall().coefficientPicture(QStringLiteral("screen"), -1).isNull());
-        QVERIFY(wall().coefficientPicture(QStringLiteral("none"), 0).isNull());
-        QVERIFY(wall().setMultilayer(a, one, QByteArray(112, '\0') + QByteArray(16, '\xff')));
-        const QImage layers = wall().coefficientPicture(QStringLiteral("screen"), 15, Kind::Multilayer);
-        QCOMPARE(layers.pixel(3, 1), greatest);
-        QCOMPARE(layers.pixel(2, 1), least);
-    }
-
-    void drawsTheLayout()
-    {
-        wall().setDevices(
-            {gridDevice(a, QPoint(-4, 0), 1, 1, QSize(20, 12), 7), gridDevice(b, QPoint(16, 0), 1, 1, QSize(4, 12), 8)});
-        const QImage image = wall().layoutPicture(QStringLiteral("screen"));
-        QCOMPARE(image.size(), QSize(24, 12));
-        const QRgb left = image.pixel(0, 0);
-        const QRgb right = image.pixel(20, 0);
-        QVERIFY(left != right);
-        const QMap<QRgb, char> letters{{left, '-'}, {right, '+'}, {0xffffffff, '#'}};
-        QCOMPARE(rows(image, letters), lines("-------------------#+++# "
-                                             "-------------------#+++# "
-                                             "-------#####-------#+++# "
-                                             "-----------#-------#+++# "
-                                             "----------#--------#+++# "
-                                             "---------#---------#+++# "
-                                             "--------#----------#+++# "
-                                             "--------#----------#+++# "
-                                             "--------#----------#+++# "
-                                             "-------------------#+++# "
-                                             "-------------------#+++# "
-                                             "########################"));
-        QVERIFY(wall().layoutPicture(QStringLiteral("none")).isNull());
-    }
-
     void survivesCabinetsOfImpossibleSize()
     {
         Device device = gridDevice(a, QPoint(0, 0), 2, 1, QSize(2, 2));
