@@ -1,1 +1,2 @@
+correction_test(simulator/tst_seams.cpp)
 correction_test(simulator/tst_virtualwall.cpp)
