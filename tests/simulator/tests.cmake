@@ -1,2 +1,3 @@
+correction_test(simulator/tst_pictures.cpp)
 correction_test(simulator/tst_seams.cpp)
 correction_test(simulator/tst_virtualwall.cpp)
