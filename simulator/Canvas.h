@@ -14,7 +14,7 @@ class Canvas
 public:
     /// Null when the size is empty or of more than `mostPixels` pixels, or memory runs out.
     Canvas(const QSize &size, QRgb background);
-    static constexpr qint64 mostPixels = qint64(1) << 27;
+    static constexpr qint64 mostPixels = qint64(1) << 26;
 
     bool isNull() const { return m_image.isNull(); }
     int width() const { return m_image.width(); }

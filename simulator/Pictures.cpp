@@ -313,7 +313,8 @@ void eachPlane(const WallState &screen, const QVector<Part> &parts, Kind kind, i
         if (cabinet == device.cabinets.cend())
             continue;
         const Planes &planes = cabinet->planes(kind);
-        if (planes.size() != part.rect.size()) // Two cabinets of one id, or one too large for a plane.
+        // Two cabinets may have one id, and one may be too large for a plane.
+        if (planes.size() != part.rect.size() || planes.bytesPerPixel() < (channel + 1) * bytesPerValue(kind))
             continue;
         const QByteArray bytes = planes.bytes(Store::Working, screen.defaultPixel(kind));
         visit(part, reinterpret_cast<const uchar *>(bytes.constData()) + channel * bytesPerValue(kind),

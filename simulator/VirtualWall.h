@@ -288,7 +288,7 @@ public:
     // screen and its top-left corner, that of the screen's placed cabinets, at 0,0; a legend stands below it, and a
     // picture with a legend is at least 280 pixels wide. With `maxWidth`, a map that is wider is scaled down to that
     // width. Pictures need no GUI application and no fonts. Null for a screen that is unknown or has no cabinets, and
-    // for a picture of more than 2^27 pixels.
+    // for a picture of more than 2^26 pixels.
 
     /// The cabinets in their device's colour, each with its id and its output; inside them receiving cards (framed) and
     /// modules (tiles), with their ids. What would be too small to tell apart or to read is left out. The legend names
