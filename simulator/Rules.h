@@ -23,7 +23,8 @@ struct Action {
     std::optional<QMap<QString, QString>> headers;
     std::function<void(const Call &)> run;
     std::function<void(QVariant &)> editReply;
-    int milliseconds = 0; ///< How much longer the answer takes.
+    int milliseconds = 0;         ///< How much longer the answer takes.
+    std::optional<int> backAfter; ///< A device that vanishes comes back after so many milliseconds.
     /// Spoils a reply after true; false when there was nothing to spoil.
     std::function<bool(QVariant &, Random &)> spoil;
     QString note; ///< What the journal says, of a spoilt reply only if something was spoilt. Empty for scripts.

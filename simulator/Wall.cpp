@@ -212,28 +212,22 @@ std::optional<Action> Wall::chaosLocked(quint64 serial, const Call &call, bool p
     }
     constexpr std::array<Event::Type, 4> events{Event::Unplug, Event::Plug, Event::Rename, Event::Restart};
     const auto drawn = static_cast<int>(m_random.below(static_cast<quint64>(faults.size()) + events.size()));
-    const auto later = [&] { return m_clock.now() + (1 + static_cast<qint64>(m_random.below(5000))) * microseconds; };
-    const auto add = [&](Event::Type type, const QString &deviceKey, qint64 time) {
-        Event event;
-        event.type = type;
-        event.deviceKey = deviceKey;
-        m_events.emplace(time, event);
-        after.events += time;
-        return time;
-    };
-
+    const auto milliseconds = [&] { return 1 + static_cast<int>(m_random.below(5000)); };
     if (drawn < faults.size()) {
         Fault fault;
         fault.type = faults[drawn];
-        fault.milliseconds = static_cast<int>(later() - m_clock.now()) / int(microseconds);
+        fault.milliseconds = milliseconds();
         const char *const statuses[] = {"404", "500", "503"};
         fault.status = QString::fromLatin1(statuses[m_random.below(3)]);
-        // Nobody plugs in by hand what chaos has unplugged, nor unplugs what would hang for ever.
-        if (fault.type == Fault::Vanish)
-            add(Event::Plug, call.deviceKey, later());
-        if (fault.type == Fault::NeverSettle)
-            add(Event::Plug, call.deviceKey, add(Event::Unplug, call.deviceKey, later()) + microseconds);
-        return ruleOf(fault, QStringLiteral("chaos")).action;
+        Action action = ruleOf(fault, QStringLiteral("chaos")).action;
+        // Nobody plugs in by hand what chaos unplugged, nor unplugs what would hang for ever.
+        action.backAfter = milliseconds();
+        if (fault.type == Fault::NeverSettle) {
+            const int unplugged = milliseconds();
+            addChaosLocked(Event::Unplug, call.deviceKey, unplugged, after);
+            addChaosLocked(Event::Plug, call.deviceKey, unplugged + *action.backAfter, after);
+        }
+        return action;
     }
 
     if (m_state.devices.isEmpty())
@@ -245,11 +239,21 @@ std::optional<Action> Wall::chaosLocked(quint64 serial, const Call &call, bool p
     event.name = QStringLiteral("Screen %1").arg(m_random.below(100));
     if (happenLocked(event, after)) {
         if (event.type == Event::Unplug)
-            add(Event::Plug, event.deviceKey, later());
+            addChaosLocked(Event::Plug, event.deviceKey, milliseconds(), after);
         const char *const what[] = {"unplugged", "plugged", "renamed", "restarted"};
         noteLocked(serial, QStringLiteral("chaos: %1 %2 before").arg(event.deviceKey, QLatin1String(what[event.type])));
     }
     return std::nullopt;
+}
+
+void Wall::addChaosLocked(Event::Type type, const QString &deviceKey, int milliseconds, Aftermath &after)
+{
+    Event event;
+    event.type = type;
+    event.deviceKey = deviceKey;
+    const qint64 time = m_clock.now() + milliseconds * microseconds;
+    m_events.emplace(time, event);
+    after.events += time;
 }
 
 Answer Wall::answerLocked(const Begun &begun, const Call &call, const Act &act, Aftermath &after)
@@ -287,6 +291,8 @@ Answer Wall::answerLocked(const Begun &begun, const Call &call, const Act &act, 
         event.type = action.type == Action::Vanish ? Event::Unplug : Event::Restart;
         event.deviceKey = call.deviceKey;
         tellsNote = happenLocked(event, after);
+        if (tellsNote && event.type == Event::Unplug && action.backAfter)
+            addChaosLocked(Event::Plug, call.deviceKey, *action.backAfter, after);
         answer.result = false;
         break;
     }

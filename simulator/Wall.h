@@ -153,6 +153,8 @@ private:
     Action actionLocked(const Call &call, bool promise, std::optional<Action> drawn);
     /// What chaos does to a call: perhaps an action, perhaps something to the devices.
     std::optional<Action> chaosLocked(quint64 serial, const Call &call, bool promise, Aftermath &after);
+    /// An event that chaos brings about later.
+    void addChaosLocked(Event::Type type, const QString &deviceKey, int milliseconds, Aftermath &after);
     /// What the script, the fault or the wall answers.
     Answer answerLocked(const Begun &begun, const Call &call, const Act &act, Aftermath &after);
     /// The wall's own behaviour. A refusal is noted.

@@ -1,0 +1,51 @@
+#include <Correction/Correction.h>
+#include <simulator/VirtualWall.h>
+
+#include <QtCore/QCoreApplication>
+
+using namespace Correction;
+using namespace Simulator;
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+
+    // Two controllers side by side. Each takes a second for every answer, but the clock skips what nobody wants to wait for.
+    WallDescription wall;
+    wall.devices = {gridDevice(QStringLiteral("A"), QPoint(0, 0), 2, 1, QSize(64, 64)),
+                    gridDevice(QStringLiteral("B"), QPoint(128, 0), 2, 1, QSize(64, 64), 3)};
+    for (Device &device : wall.devices)
+        device.timing.latency = 1000;
+    VirtualWall &virtualWall = VirtualWall::instance();
+    virtualWall.setClock(VirtualWall::Skipping);
+    virtualWall.setWall(wall);
+
+    auto *const manager = ScreenManager::getInstance();
+    int changes = 0;
+    QObject::connect(manager, &ScreenManager::signal_screenChanged, &application, [&changes] { ++changes; });
+    manager->init();
+    manager->refreshScreen();
+    IScreen *screen = manager->tryGetScreen(QStringLiteral("screen"));
+
+    // Somebody pulls the plug of B half a second after the write has begun.
+    Event unplug;
+    unplug.at = virtualWall.now() + 500;
+    unplug.type = Event::Unplug;
+    unplug.deviceKey = QStringLiteral("B");
+    virtualWall.schedule(unplug);
+
+    Coefficient grid(256, 64);
+    QVector<unsigned short> values(256 * 64 * 9, 32768);
+    grid.setCoefficient(values);
+    const int written = screen->setCoefficients(QRect(0, 0, 256, 64), grid);
+    qInfo("written: %d (%d is a timeout), changes: %d", written, enTimeout, changes);
+
+    // What the host does about it: look again, and save what is there.
+    manager->refreshScreen();
+    screen = manager->tryGetScreen(QStringLiteral("screen"));
+    QRect rect;
+    screen->tryGetRect(rect);
+    const int saved = screen->saveParameter(enSaveCommonCoefficient);
+    qInfo("the screen is %d pixels wide, saved: %d", rect.width(), saved);
+    return written == enTimeout && changes == 1 && rect.width() == 128 && saved == enSuccess ? 0 : 1;
+}
