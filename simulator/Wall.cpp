@@ -64,7 +64,7 @@ Answer Wall::serve(const Call &call, const Act &act)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         const DeviceState *const device = m_state.device(call.deviceKey);
-        if (begun.action.type == Action::Wall && device && device->powerLosses != begun.powerLosses) {
+        if (begun.action.type == Action::Wall && answer.result && device && device->powerLosses != begun.powerLosses) {
             answer = {false, {}, {}};
             noteLocked(begun.serial, QStringLiteral("the device lost its power meanwhile"));
         }
@@ -146,8 +146,9 @@ Wall::Begun Wall::begin(const Call &call, bool promise)
                          + timing.latency * microseconds + jitter + begun.action.milliseconds * microseconds;
         device->busyUntil = begun.answerAt;
         begun.inThread = timing.settleInThread;
-        begun.powerLosses = device->powerLosses;
     }
+    if (device)
+        begun.powerLosses = device->powerLosses;
     return begun;
 }
 
