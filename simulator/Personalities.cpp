@@ -140,6 +140,24 @@ QStringList personalityNames()
     return names;
 }
 
+QStringList operationNames()
+{
+    static const auto *const names = [] {
+        auto *const all = new QStringList;
+        const auto add = [&](const auto &operations) {
+            for (const char *operation : operations)
+                *all += QString::fromLatin1(operation);
+        };
+        add(discoveryOperations);
+        add(readOperations);
+        add(writeOperations);
+        add(lockOperations);
+        all->sort();
+        return all;
+    }();
+    return *names;
+}
+
 Timing timingOf(const Device &device)
 {
     const Timing &base = personalityOf(device).timing;

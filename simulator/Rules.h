@@ -5,6 +5,8 @@
 #include <simulator/Call.h>
 #include <simulator/WallDescription.h>
 
+#include <QtCore/QStringList>
+
 #include <exception>
 #include <functional>
 #include <optional>
@@ -54,6 +56,9 @@ ScriptData ruleOf(const Fault &fault, const QString &who = QStringLiteral("fault
 
 /// Whether the operation uploads coefficients, with a promise or without.
 bool isUpload(const Call &call);
+
+/// The operations of devices by the names that Call::operation has, sorted. Those of the discovery are none.
+QStringList operationNames();
 
 /// What a device's personality and its own description add up to.
 Timing timingOf(const Device &device);

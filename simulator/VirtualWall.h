@@ -126,6 +126,10 @@ public:
     /// Replaces everything that a description holds; its time begins at 0. Scripts, journal and the kind of clock stay.
     /// Pending uploads are rejected but for those that a script holds. Emits HttpProxy::deviceChanged once.
     void setWall(const WallDescription &wall);
+    /// setWall() by the name of a preset (presetNames(); docs/walls.md), the path of a wall file or that of a wall
+    /// directory. A preset goes before a file of its name, which "./name" reaches. False, and the wall as it was, when that
+    /// is not possible; `error`, where there is one, says why, a line for each problem.
+    bool load(const QString &presetFileOrDirectory, QString *error = nullptr);
     /// The wall as it is at this moment, with the flags, names, faults and events that were set since. Devices that are
     /// unplugged are part of it.
     WallDescription wall() const;

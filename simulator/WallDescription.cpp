@@ -1,5 +1,9 @@
 #include <simulator/WallDescription.h>
 
+#include "CabinetGrid.h"
+
+#include <tuple>
+
 namespace Simulator {
 
 QRect Device::rect(const SubScreen &subScreen, const Cabinet &cabinet) const
@@ -14,6 +18,78 @@ QRect Device::rect(const SubScreen &subScreen, const Cabinet &cabinet) const
         return QRect();
     return QRect(QPoint(static_cast<int>(x), static_cast<int>(y)), cabinet.size);
 }
+
+namespace {
+
+auto fields(const Module &module)
+{
+    return std::tie(module.id, module.flag, module.rect);
+}
+
+auto fields(const ReceivingCard &card)
+{
+    return std::tie(card.id, card.flag, card.rect, card.modules);
+}
+
+auto fields(const Cabinet &cabinet)
+{
+    return std::tie(cabinet.id, cabinet.outputId, cabinet.position, cabinet.size, cabinet.flag, cabinet.receivingCards,
+                    cabinet.placed);
+}
+
+auto fields(const SubScreen &subScreen)
+{
+    return std::tie(subScreen.position, subScreen.cabinets);
+}
+
+auto fields(const Timing &timing)
+{
+    return std::tie(timing.latency, timing.jitter, timing.bytesPerSecond, timing.settleInThread);
+}
+
+auto fields(const Fault &fault)
+{
+    return std::tie(fault.type, fault.operation, fault.target, fault.after, fault.times, fault.milliseconds, fault.key,
+                    fault.status);
+}
+
+auto fields(const Device &device)
+{
+    return std::tie(device.key, device.label, device.customName, device.screenId, device.screenName, device.useScreenName,
+                    device.screenPosition, device.subScreens, device.allowDuplicateIds, device.allowOverlaps,
+                    device.brightnessMin, device.brightnessMax, device.brightnessDefault, device.multilayerCorrection,
+                    device.multilayerCorrectionLayers, device.fineGrayscale, device.xBitPlus, device.magicGray,
+                    device.multilayerBytesPerPixel, device.checkerboardSupported, device.personality, device.timing,
+                    device.faults);
+}
+
+auto fields(const Event &event)
+{
+    return std::tie(event.at, event.type, event.deviceKey, event.name, event.fault);
+}
+
+auto fields(const WallDescription &wall)
+{
+    return std::tie(wall.title, wall.devices, wall.events, wall.seed, wall.chaos, wall.replyBlockHeight, wall.defaultPixels);
+}
+
+} // namespace
+
+#define SIMULATOR_EQUALITY(Type)                                                                                            \
+    bool operator==(const Type &a, const Type &b)                                                                           \
+    {                                                                                                                       \
+        return fields(a) == fields(b);                                                                                      \
+    }
+SIMULATOR_EQUALITY(Module)
+SIMULATOR_EQUALITY(ReceivingCard)
+SIMULATOR_EQUALITY(Cabinet)
+SIMULATOR_EQUALITY(SubScreen)
+SIMULATOR_EQUALITY(Timing)
+SIMULATOR_EQUALITY(Fault)
+SIMULATOR_EQUALITY(Device)
+SIMULATOR_EQUALITY(Event)
+SIMULATOR_EQUALITY(WallDescription)
+#undef SIMULATOR_EQUALITY
 
 QRect Device::rect() const
 {
@@ -36,27 +112,14 @@ Device gridDevice(const QString &key, const QPoint &origin, int columns, int row
     device.screenName = QStringLiteral("Screen");
     device.screenPosition = origin;
 
-    const QSize moduleSize(cabinetSize.width() / 2, cabinetSize.height() / 2);
-    ReceivingCard card;
-    card.id = QStringLiteral("0");
-    card.rect = QRect(QPoint(), cabinetSize);
-    for (int i = 0; i < 4; ++i) {
-        const QPoint place(i % 2 * moduleSize.width(), i / 2 * moduleSize.height());
-        card.modules.append({QString::number(i), QString(), QRect(place, moduleSize)});
-    }
-
+    CabinetGrid grid;
+    grid.columns = columns;
+    grid.rows = rows;
+    grid.cabinetSize = cabinetSize;
+    grid.firstId = firstCabinetId;
+    grid.cards = CardGrid{1, 1, ModuleGrid{2, 2}};
     SubScreen subScreen;
-    for (int row = 0; row < rows; ++row) {
-        for (int column = 0; column < columns; ++column) {
-            Cabinet cabinet;
-            cabinet.id = QString::number(firstCabinetId + row * columns + column);
-            cabinet.outputId = QString::number(row + 1);
-            cabinet.position = QPoint(column * cabinetSize.width(), row * cabinetSize.height());
-            cabinet.size = cabinetSize;
-            cabinet.receivingCards.append(card);
-            subScreen.cabinets.append(cabinet);
-        }
-    }
+    subScreen.cabinets = gridCabinets(grid);
     device.subScreens.append(subScreen);
     return device;
 }

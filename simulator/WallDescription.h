@@ -12,7 +12,8 @@
 
 #include <array>
 
-/// What a virtual wall is made of. Plain values, all lengths in pixels; a description handed to the wall is copied.
+/// What a virtual wall is made of. Plain values, all lengths in pixels; a description handed to the wall is copied. Two
+/// are equal when every field is.
 namespace Simulator {
 
 /// A module of a receiving card.
@@ -32,7 +33,8 @@ struct ReceivingCard {
 
 /// A cabinet. Its coefficient planes have exactly `size`.
 struct Cabinet {
-    QString id;       ///< A decimal number, unique within its device. Compared by number where a request holds a number.
+    QString id;       ///< A decimal number, unique within its device (but see Device::allowDuplicateIds). Compared by
+                      ///< number where a request holds a number.
     QString outputId; ///< The device's output that it hangs on; flash check replies give it as a number.
     QPoint position;  ///< Relative to its sub-screen.
     QSize size;
@@ -95,6 +97,8 @@ struct Device {
     bool useScreenName = true; ///< "expendInfo.isAllowSingleDev": the screen is called `screenName`, else `customName`.
     QPoint screenPosition;     ///< Origin of this device's screen reply, screen coordinates.
     QList<SubScreen> subScreens;
+    bool allowDuplicateIds = false; ///< For broken devices: a wall file may give one id to several cabinets.
+    bool allowOverlaps = false;     ///< Likewise: it may place cabinets on top of each other.
 
     int brightnessMin = 0; ///< Brightness requests below `brightnessMin` or above `brightnessMax` are refused.
     int brightnessMax = 10000;
@@ -148,6 +152,23 @@ struct WallDescription {
     /// See VirtualWall::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
     std::array<QByteArray, 3> defaultPixels;
 };
+
+#define SIMULATOR_EQUALITY(Type)                                                                                            \
+    SIMULATOR_API bool operator==(const Type &a, const Type &b);                                                            \
+    inline bool operator!=(const Type &a, const Type &b)                                                                    \
+    {                                                                                                                       \
+        return !(a == b);                                                                                                   \
+    }
+SIMULATOR_EQUALITY(Module)
+SIMULATOR_EQUALITY(ReceivingCard)
+SIMULATOR_EQUALITY(Cabinet)
+SIMULATOR_EQUALITY(SubScreen)
+SIMULATOR_EQUALITY(Timing)
+SIMULATOR_EQUALITY(Fault)
+SIMULATOR_EQUALITY(Device)
+SIMULATOR_EQUALITY(Event)
+SIMULATOR_EQUALITY(WallDescription)
+#undef SIMULATOR_EQUALITY
 
 /// The names that Device::personality may have: "obedient", "slow", "silent", "refuses writes", "rejects uploads",
 /// "damaged blocks", "short replies", "answers 404", "vanishes in refresh", "forgets on restart".

@@ -26,12 +26,15 @@ QByteArray filled(int bytes, int bytesPerPixel, QByteArray pixel)
 
 } // namespace
 
-Planes::Planes(const QSize &size, int bytesPerPixel) : m_size(size), m_bytesPerPixel(bytesPerPixel)
+bool Planes::fits(const QSize &size, int bytesPerPixel)
 {
-    const bool fits = size.isValid() && bytesPerPixel > 0
-                      && (size.isEmpty() || size.width() <= largestPlane / bytesPerPixel / size.height());
-    if (!fits)
-        m_size = QSize(0, 0);
+    return size.isValid() && bytesPerPixel > 0
+           && (size.isEmpty() || size.width() <= largestPlane / bytesPerPixel / size.height());
+}
+
+Planes::Planes(const QSize &size, int bytesPerPixel)
+    : m_size(fits(size, bytesPerPixel) ? size : QSize(0, 0)), m_bytesPerPixel(bytesPerPixel)
+{
 }
 
 QByteArray Planes::bytes(Store store, const QByteArray &pixel) const

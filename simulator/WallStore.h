@@ -20,7 +20,9 @@ class Planes
 {
 public:
     Planes() = default;
-    /// A size that is invalid or too large for one plane becomes an empty one.
+    /// Whether a plane is not too large for one byte array.
+    static bool fits(const QSize &size, int bytesPerPixel);
+    /// A size that does not fit becomes an empty one.
     Planes(const QSize &size, int bytesPerPixel);
 
     int bytesPerPixel() const { return m_bytesPerPixel; }

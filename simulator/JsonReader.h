@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QJsonObject>
+#include <QtCore/QJsonValue>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVarLengthArray>
+
+namespace Simulator {
+
+/// Collects what is wrong with a JSON document: a line for each problem, `SOURCE: PLACE: REASON`. The place is a path such
+/// as `devices[1].screens[0]`, or the line (for a text that is no JSON with its column) where the text itself is wrong.
+class JsonReader
+{
+public:
+    /// `source` names the document in the problems; a file's path.
+    explicit JsonReader(const QString &source) : m_source(source) {}
+
+    /// Reads the document's object. False, and a problem, for a text that is no JSON or no object. A key that an object has
+    /// twice is a problem, too. A byte order mark is skipped.
+    bool parse(QByteArray json, QJsonObject &object);
+
+    /// Enters an entry of an object or an element of a list for as long as it lives.
+    class At
+    {
+    public:
+        At(JsonReader &reader, const char *key) : m_reader(reader) { reader.m_path.append({key, 0}); }
+        At(JsonReader &reader, int index) : m_reader(reader) { reader.m_path.append({nullptr, index}); }
+        ~At() { m_reader.m_path.removeLast(); }
+        At(const At &) = delete;
+        At &operator=(const At &) = delete;
+
+    private:
+        JsonReader &m_reader;
+    };
+
+    /// The index of the innermost list element around the present place; -1 outside of lists.
+    int index() const;
+
+    /// Something is wrong at the present place.
+    void problem(const QString &reason);
+    /// Another value was expected there.
+    void expected(const QString &what, const QJsonValue &got);
+    /// The object there has keys that nobody knows.
+    void unknownKeys(const QJsonObject &object, const QStringList &known);
+
+    int problemCount() const { return m_problems.size(); }
+    bool isGood() const { return m_problems.isEmpty(); }
+    /// All problems, a line each, without a line break at the end.
+    QString problems() const { return m_problems.join(QLatin1Char('\n')); }
+
+private:
+    struct Step {
+        const char *key; ///< Null for an element.
+        int index;
+    };
+    void problemAt(const QString &place, const QString &reason);
+    void findDoubleKeys(const QByteArray &json);
+
+    QString m_source;
+    QStringList m_problems;
+    QVarLengthArray<Step, 16> m_path;
+};
+
+} // namespace Simulator
