@@ -5,6 +5,9 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
@@ -128,6 +131,18 @@ WallDescription sampleWall()
     return wall;
 }
 
+/// The JSON Schema in docs/.
+QJsonObject schema()
+{
+    QFile file(QStringLiteral(SIMULATOR_SOURCES "/../docs/wall.schema.json"));
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject();
+}
+
+QJsonObject definition(const QString &name)
+{
+    return name.isEmpty() ? schema() : schema()[QLatin1String("$defs")].toObject()[name].toObject();
+}
+
 using Change = std::function<void(WallDescription &)>;
 
 } // namespace
@@ -154,6 +169,10 @@ private Q_SLOTS:
     void unreadableFilesAreRefused();
     void whatCannotBeReadAgainIsNotWritten();
     void operationsAreThoseOfTheService();
+    void theSchemaKnowsTheSameKeys_data();
+    void theSchemaKnowsTheSameKeys();
+    void theSchemaKnowsTheSameNames_data();
+    void theSchemaKnowsTheSameNames();
 };
 
 void TestWallFile::everyFieldCountsAndRoundTrips_data()
@@ -736,6 +755,120 @@ void TestWallFile::operationsAreThoseOfTheService()
     QCOMPARE(problem, QStringLiteral("a.json: devices[0].faults[0].operation: expected an operation's name (%1), got "
                                      "\"HttpProxy::getDeviceList\"")
                           .arg(expected.join(QStringLiteral(", "))));
+}
+
+void TestWallFile::theSchemaKnowsTheSameKeys_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("text"); // a wall with an object ODD where the definition applies
+    const auto row = [](const char *name, const QByteArray &text) {
+        QTest::newRow(*name ? name : "the wall") << QString::fromLatin1(name) << text;
+    };
+    const auto cabinet = [](const char *entry) {
+        return wallWithCabinets(
+            (QByteArray("{'id': '1', 'outputId': '1', 'position': {'x': 0, 'y': 0}, 'size': {'width': 9, "
+                        "'height': 9}, ")
+             + entry + "}")
+                .constData());
+    };
+    const auto grid = [](const char *entry) {
+        return wallWith("'label': ''", (QByteArray("'grid': {'columns': 1, 'rows': 1, 'cabinetSize': {'width': 9, 'height': "
+                                                   "9}, 'cards': {'columns': 1, 'rows': 1, ")
+                                        + entry + "}}")
+                                           .constData());
+    };
+    row("", json("{'format': 'led-wall', 'version': 1, ODD}"));
+    row("device", json("{'format': 'led-wall', 'version': 1, 'devices': [{ODD}]}"));
+    row("screen", json("{'format': 'led-wall', 'version': 1, 'devices': [{'key': 'A', 'screens': [{ODD}]}]}"));
+    row("subScreen", wallWith("'label': ''", "ODD"));
+    row("grid", wallWith("'label': ''", "'grid': {ODD}"));
+    row("cards",
+        wallWith("'label': ''", "'grid': {'columns': 1, 'rows': 1, 'cabinetSize': {'width': 9, 'height': 9}, 'cards': "
+                                "{ODD}}"));
+    row("modules", grid("'modules': {ODD}"));
+    row("cabinet", wallWithCabinets("{ODD}"));
+    row("receivingCard", cabinet("'receivingCards': [{ODD}]"));
+    row("module", cabinet("'receivingCards': [{'id': '', 'rect': {'x': 0, 'y': 0, 'width': 1, 'height': 1}, 'modules': "
+                          "[{ODD}]}]"));
+    row("rect", cabinet("'receivingCards': [{'id': '', 'rect': {ODD}}]"));
+    row("point", wallWith("'label': ''", "'position': {ODD}"));
+    row("size", wallWithCabinets("{'id': '1', 'outputId': '1', 'position': {'x': 0, 'y': 0}, 'size': {ODD}}"));
+    row("pixels", wallWith("'label': ''", "'cabinets': []", "'defaultPixels': {ODD}"));
+    row("timing", wallWith("'timing': {ODD}"));
+    row("fault", wallWith("'faults': [{ODD}]"));
+    row("event", wallWithEvents("{ODD}"));
+
+    int objects = 1;
+    const QJsonObject definitions = schema()[QLatin1String("$defs")].toObject();
+    for (const QJsonValue &each : definitions)
+        objects += each.toObject()[QLatin1String("type")] == QLatin1String("object") ? 1 : 0;
+    QCOMPARE(objects, 17); // the rows
+}
+
+// An object of one odd key is told all keys that there are, and those that it lacks.
+void TestWallFile::theSchemaKnowsTheSameKeys()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, text);
+    QStringList known;
+    QStringList needed;
+    const QStringList lines = problems(text.replace("ODD", "\"????????????????\": 1")).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        const QString place = line.section(QStringLiteral(": "), 1, 1);
+        if (line.contains(QLatin1String("unknown key")))
+            known = line.section(QStringLiteral(", known are "), 1).split(QStringLiteral(", "));
+        else if (line.endsWith(QLatin1String("got nothing")))
+            needed += place.section(QLatin1Char('.'), -1);
+    }
+    known.sort();
+    needed.sort();
+
+    const QJsonObject object = definition(name);
+    QCOMPARE(object[QLatin1String("additionalProperties")], QJsonValue(false));
+    QCOMPARE(object[QLatin1String("properties")].toObject().keys(), known);
+    QStringList required;
+    const QJsonArray list = object[QLatin1String("required")].toArray();
+    for (const QJsonValue &each : list)
+        required += each.toString();
+    required.removeAll(QStringLiteral("format")); // The text has them: without them nothing else is read.
+    required.removeAll(QStringLiteral("version"));
+    required.sort();
+    QCOMPARE(required, needed);
+}
+
+void TestWallFile::theSchemaKnowsTheSameNames_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QByteArray>("text");
+    const auto row = [](const char *name, const char *key, const QByteArray &text) {
+        QTest::newRow(name) << QString::fromLatin1(name) << QString::fromLatin1(key) << text;
+    };
+    row("device", "personality", wallWith("'personality': '?'"));
+    row("fault", "operation", wallWith("'faults': [{'type': 'vanish', 'operation': '?'}]"));
+    row("fault", "type", wallWith("'faults': [{'type': '?'}]"));
+    row("event", "type", wallWithEvents("{'at': 0, 'device': 'A', 'type': '?'}"));
+    row("grid", "outputs",
+        wallWith("'label': ''",
+                 "'grid': {'columns': 1, 'rows': 1, 'cabinetSize': {'width': 9, 'height': 9}, 'outputs': '?'}"));
+}
+
+void TestWallFile::theSchemaKnowsTheSameNames()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, key);
+    QFETCH(QByteArray, text);
+    const QJsonObject properties = definition(name)[QLatin1String("properties")].toObject();
+    QStringList names;
+    const QJsonArray list = properties[key].toObject()[QLatin1String("enum")].toArray();
+    for (const QJsonValue &each : list)
+        names += each.toString();
+    QVERIFY(!names.isEmpty());
+    const QString joined = names.join(QStringLiteral(", "));
+    const QString problem = problems(text);
+    QVERIFY2(problem.contains(QStringLiteral("expected one of %1, got").arg(joined))
+                 || problem.contains(QStringLiteral(" (%1), got").arg(joined)),
+             qPrintable(problem));
 }
 
 QTEST_GUILESS_MAIN(TestWallFile)
