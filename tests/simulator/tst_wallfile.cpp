@@ -13,6 +13,7 @@
 #include <QtTest/QtTest>
 
 #include <functional>
+#include <random>
 
 using namespace Simulator;
 
@@ -169,6 +170,8 @@ private Q_SLOTS:
     void unreadableFilesAreRefused();
     void whatCannotBeReadAgainIsNotWritten();
     void operationsAreThoseOfTheService();
+    void damagedTextsAreRefusedOrRead();
+    void theGuidesExamplesAreWalls();
     void theSchemaKnowsTheSameKeys_data();
     void theSchemaKnowsTheSameKeys();
     void theSchemaKnowsTheSameNames_data();
@@ -755,6 +758,41 @@ void TestWallFile::operationsAreThoseOfTheService()
     QCOMPARE(problem, QStringLiteral("a.json: devices[0].faults[0].operation: expected an operation's name (%1), got "
                                      "\"HttpProxy::getDeviceList\"")
                           .arg(expected.join(QStringLiteral(", "))));
+}
+
+void TestWallFile::damagedTextsAreRefusedOrRead()
+{
+    const QByteArray whole = wallToJson(sampleWall());
+    for (int length = 0; length < whole.size() - 2; ++length) // The last brace is followed by a line break.
+        QVERIFY2(problems(whole.left(length)).startsWith(QLatin1String("a.json: ")), qPrintable(QString::number(length)));
+
+    std::mt19937 random(1);
+    const QByteArray replacements("\"{}[],:0-9.e\\ntrua\xff\x00", 20);
+    const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
+    int refused = 0;
+    for (int round = 0; round < 2000; ++round) {
+        QByteArray text = whole;
+        for (int changes = 1 + below(3); changes > 0; --changes)
+            text[below(text.size())] = replacements[below(replacements.size())];
+        const QString said = problems(text); // What is accepted changes nothing else, what is refused says why.
+        QVERIFY2(said.isNull() || said.startsWith(QLatin1String("a.json: ")), text.constData());
+        refused += said.isNull() ? 0 : 1;
+    }
+    QVERIFY(refused > 0 && refused < 2000);
+}
+
+void TestWallFile::theGuidesExamplesAreWalls()
+{
+    QFile file(QStringLiteral(SIMULATOR_SOURCES "/../docs/walls.md"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QString guide = QString::fromUtf8(file.readAll());
+    const QRegularExpression block(QStringLiteral("```json\n(.*?)```"), QRegularExpression::DotMatchesEverythingOption);
+    int examples = 0;
+    for (auto matches = block.globalMatch(guide); matches.hasNext(); ++examples) {
+        const QByteArray text = matches.next().captured(1).toUtf8();
+        QCOMPARE(problems(text.startsWith('{') ? text : wallWith("'label': ''", text.constData())), QString());
+    }
+    QCOMPARE(examples, 2);
 }
 
 void TestWallFile::theSchemaKnowsTheSameKeys_data()
