@@ -1,5 +1,7 @@
 #include "Describe.h"
 
+#include "TypedJson.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QDebug>
 #include <QtCore/QMetaType>
@@ -125,6 +127,11 @@ QString describeValue(const QVariant &value, int longest)
         return type + describeElements(value, longest);
     default:
         break;
+    }
+    if (value.userType() == qMetaTypeId<KeptValue>()) {
+        const auto kept = value.value<KeptValue>();
+        const bool isDescribed = kept.member == QLatin1String("text");
+        return isDescribed ? kept.content.toString() : kept.type + QLatin1Char(' ') + describeValue(kept.content, longest);
     }
 
     const QString digits = number(value);

@@ -11,3 +11,5 @@ correction_test(simulator/tst_presets.cpp)
 foreach(name IN ITEMS tst_wallfile tst_presets)
   target_compile_definitions(${name} PRIVATE SIMULATOR_SOURCES="${PROJECT_SOURCE_DIR}/simulator")
 endforeach()
+correction_test(simulator/tst_typedjson.cpp "${PROJECT_SOURCE_DIR}/simulator/TypedJson.cpp"
+  "${PROJECT_SOURCE_DIR}/simulator/Describe.cpp")

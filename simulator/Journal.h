@@ -1,0 +1,48 @@
+#pragma once
+
+#include <simulator/Call.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QFile>
+#include <QtCore/QList>
+#include <QtCore/QString>
+
+#include <memory>
+
+/// The journal as JSON Lines and as readable text. docs/journal.md describes the lines.
+namespace Simulator {
+
+/// The first line of a journal, with its line feed.
+QByteArray journalHeader();
+/// The line of one call, with its line feed. `number` counts the calls from 1 in the order in which they began.
+QByteArray journalLine(qint64 number, const Call &call);
+
+/// A whole journal as a new file, replaced as a whole.
+bool saveJournal(const QString &path, const QList<Call> &calls, QString *error);
+/// The calls of a file in the order in which they began. After a problem `error` names it, and the calls are those of
+/// the lines before it.
+QList<Call> readJournal(const QString &path, QString *error);
+
+/// The calls in aligned columns, below a line with the columns' names.
+QString readableTranscript(const QList<Call> &calls);
+
+/// A journal file that grows. Every line is handed to the operating system at once and whole, so that a process that
+/// dies leaves at most its last line cut short.
+class JournalFile
+{
+public:
+    /// Begins a file, which must not hold anything yet.
+    bool open(const QString &path, QString *error);
+    /// False when the line could not be written. Then the file ends before it, and nothing more is written.
+    bool append(qint64 number, const Call &call);
+    /// What went wrong since open(); null when all is well.
+    QString error() const { return m_error; }
+
+private:
+    bool write(const QByteArray &line);
+
+    QFile m_file;
+    QString m_error;
+};
+
+} // namespace Simulator
