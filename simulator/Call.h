@@ -8,6 +8,7 @@ namespace Simulator {
 
 /// One recorded call of the device service or of the device discovery.
 struct Call {
+    qint64 number = 0;   ///< Counts the calls of the wall from 1, in the order in which they began.
     QString operation;   ///< Class and name, such as "Correctionop::loadCoefficient". The setCheckerBoardImage with
                          ///< headers is "ScreenInfo::setCheckerBoardImage(responseHeader)".
     QString deviceKey;   ///< Null for discovery's operations, else never null.

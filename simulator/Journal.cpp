@@ -181,17 +181,11 @@ void checkHeader(const QByteArray &line)
     fields.done();
 }
 
-struct NumberedCall {
-    qint64 number;
-    Call call;
-};
-
-NumberedCall callFrom(const QByteArray &line)
+Call callFrom(const QByteArray &line)
 {
     Fields fields(parsed(line));
-    NumberedCall result;
-    Call &call = result.call;
-    result.number = fields.requiredNumber("number", 1);
+    Call call;
+    call.number = fields.requiredNumber("number", 1);
     call.operation = fields.requiredText("operation");
     call.deviceKey = fields.text("device");
     call.target = fields.text("target");
@@ -210,7 +204,7 @@ NumberedCall callFrom(const QByteArray &line)
         throw JsonProblem{QStringLiteral("result"), QStringLiteral("true, but the promise was not fulfilled")};
     if (call.rejected && !call.settled)
         throw JsonProblem{QStringLiteral("rejected"), QStringLiteral("true, but \"settled\" is false")};
-    return result;
+    return call;
 }
 
 // Readable
@@ -269,10 +263,10 @@ QByteArray journalHeader()
     return line.ended();
 }
 
-QByteArray journalLine(qint64 number, const Call &call)
+QByteArray journalLine(const Call &call)
 {
     Line line;
-    line.number("number", number);
+    line.number("number", call.number);
     line.number("time", call.time);
     line.number("duration", call.duration);
     line.text("operation", call.operation);
@@ -307,9 +301,8 @@ bool saveJournal(const QString &path, const QList<Call> &calls, QString *error)
 {
     QSaveFile file(path);
     bool isWritten = file.open(QIODevice::WriteOnly) && file.write(journalHeader()) >= 0;
-    qint64 number = 0;
     for (const Call &call : calls)
-        isWritten = isWritten && file.write(journalLine(++number, call)) >= 0;
+        isWritten = isWritten && file.write(journalLine(call)) >= 0;
     if (isWritten && file.commit())
         return true;
     setError(error, path + QLatin1String(": ") + file.errorString());
@@ -345,9 +338,9 @@ QList<Call> readJournal(const QString &path, QString *error)
                 checkHeader(line);
                 continue;
             }
-            const NumberedCall read = callFrom(line);
-            if (!calls.emplace(read.number, read.call).second)
-                throw JsonProblem{QStringLiteral("number"), QStringLiteral("%1 is there already").arg(read.number)};
+            const Call call = callFrom(line);
+            if (!calls.emplace(call.number, call).second)
+                throw JsonProblem{QStringLiteral("number"), QStringLiteral("%1 is there already").arg(call.number)};
         } catch (const JsonProblem &found) {
             const bool isCutShort = !line.endsWith('\n') && found.path.isEmpty();
             const QString text = found.path.isEmpty() ? found.reason : found.path + QLatin1String(": ") + found.reason;
@@ -413,19 +406,32 @@ bool JournalFile::open(const QString &path, QString *error)
         m_error = QStringLiteral("holds something already");
     else if (write(journalHeader()))
         return true;
-    setError(error, path + QLatin1String(": ") + m_error);
+    m_error.prepend(path + QLatin1String(": "));
+    setError(error, m_error);
     return false;
 }
 
-bool JournalFile::append(qint64 number, const Call &call)
+bool JournalFile::append(const Call &call)
 {
-    return m_error.isNull() && write(journalLine(number, call));
+    if (!m_error.isNull())
+        return false;
+    if (write(journalLine(call)))
+        return true;
+    m_error.prepend(
+        QStringLiteral("%1: call %2 and those that ended after it are missing: ").arg(m_file.fileName()).arg(call.number));
+    return false;
 }
 
 bool JournalFile::write(const QByteArray &line)
 {
     const qint64 start = m_file.pos();
-    if (m_file.write(line) == line.size())
+    qint64 size = 0;
+    qint64 written = 0;
+    do {
+        written = m_file.write(line.constData() + size, line.size() - size);
+        size += std::max<qint64>(written, 0);
+    } while (written > 0 && size < line.size());
+    if (size == line.size())
         return true;
     m_error = m_file.errorString();
     m_file.resize(start); // A line that is there in part would make a file with an error.

@@ -7,15 +7,13 @@
 #include <QtCore/QList>
 #include <QtCore/QString>
 
-#include <memory>
-
 /// The journal as JSON Lines and as readable text. docs/journal.md describes the lines.
 namespace Simulator {
 
 /// The first line of a journal, with its line feed.
 QByteArray journalHeader();
-/// The line of one call, with its line feed. `number` counts the calls from 1 in the order in which they began.
-QByteArray journalLine(qint64 number, const Call &call);
+/// The line of one call, with its line feed.
+QByteArray journalLine(const Call &call);
 
 /// A whole journal as a new file, replaced as a whole.
 bool saveJournal(const QString &path, const QList<Call> &calls, QString *error);
@@ -34,7 +32,7 @@ public:
     /// Begins a file, which must not hold anything yet.
     bool open(const QString &path, QString *error);
     /// False when the line could not be written. Then the file ends before it, and nothing more is written.
-    bool append(qint64 number, const Call &call);
+    bool append(const Call &call);
     /// What went wrong since open(); null when all is well.
     QString error() const { return m_error; }
 

@@ -1,6 +1,7 @@
 #include <simulator/VirtualWall.h>
 
 #include "Describe.h"
+#include "Journal.h"
 #include "Pictures.h"
 #include "Wall.h"
 
@@ -164,9 +165,10 @@ bool VirtualWall::removeDevice(const QString &deviceKey)
         state.devices.erase(end, state.devices.end());
         return found;
     });
-    if (removed)
+    const bool unplugged = d->unplugReplayed(deviceKey) || removed;
+    if (unplugged)
         emitDeviceChanged();
-    return removed;
+    return unplugged;
 }
 
 bool VirtualWall::renameScreen(const QString &deviceKey, const QString &name)
@@ -200,7 +202,8 @@ QStringList VirtualWall::screenIds() const
 
 bool VirtualWall::unplug(const QString &deviceKey)
 {
-    return d->happen(eventOf(Event::Unplug, deviceKey));
+    const bool wasReplayed = d->unplugReplayed(deviceKey);
+    return d->happen(eventOf(Event::Unplug, deviceKey)) || wasReplayed;
 }
 
 bool VirtualWall::plug(const QString &deviceKey)
@@ -313,6 +316,64 @@ QString VirtualWall::describe(const Call &call, TranscriptForm form)
 QString VirtualWall::describe(const QVariant &value, TranscriptForm form)
 {
     return describeValue(value, longest(form));
+}
+
+QString VirtualWall::readableTranscript() const
+{
+    return Simulator::readableTranscript(calls());
+}
+
+QByteArray VirtualWall::journal() const
+{
+    QByteArray lines = journalHeader();
+    const QList<Call> all = calls();
+    for (const Call &call : all)
+        lines += journalLine(call);
+    return lines;
+}
+
+bool VirtualWall::saveJournal(const QString &path, QString *error) const
+{
+    return Simulator::saveJournal(path, calls(), error);
+}
+
+bool VirtualWall::recordTo(const QString &path, QString *error)
+{
+    return d->recordTo(path, error);
+}
+
+QList<Call> VirtualWall::readJournal(const QString &path, QString *error)
+{
+    return Simulator::readJournal(path, error);
+}
+
+// Replay
+
+void VirtualWall::replay(const QList<Call> &calls)
+{
+    d->replay(calls);
+}
+
+bool VirtualWall::replay(const QString &path, QString *error)
+{
+    QString problem;
+    const QList<Call> calls = readJournal(path, &problem);
+    if (error)
+        *error = problem;
+    if (!problem.isNull())
+        return false;
+    replay(calls);
+    return true;
+}
+
+ReplayReport VirtualWall::replayReport() const
+{
+    return d->replayReport();
+}
+
+void VirtualWall::setReplayPatience(int milliseconds)
+{
+    d->setReplayPatience(milliseconds);
 }
 
 // Scripts

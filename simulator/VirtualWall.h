@@ -73,6 +73,15 @@ struct Pattern {
     QMap<QString, QVariant> request; ///< The request as it came; empty for None and Clear.
 };
 
+/// How far a replay has come; see VirtualWall::replay().
+struct ReplayReport {
+    int answered = 0;  ///< Calls that were answered as recorded.
+    int remaining = 0; ///< Recorded calls that have not come.
+    /// The first call that is not the recorded one: its number, the first place where the two differ, with both values,
+    /// and then both calls, each on a line of its own. Null while all is as recorded.
+    QString difference;
+};
+
 /// The wall. One in a process, created on first use.
 ///
 /// Threads: every function may be called from any thread, and so may the service's operations. The wall holds no lock
@@ -203,6 +212,50 @@ public:
     /// key order, variant lists as [value, value], an invalid variant as `invalid`, everything else with its type name:
     /// `int 3`, `QList<int> [1, 2]`, `QStringList ["a"]`, an enumeration by its type name and number.
     static QString describe(const QVariant &value, TranscriptForm form = Full);
+
+    /// The calls as a table for people: time, duration, device, target, operation, the beginnings of request and reply,
+    /// note. One line a call, below one with the columns' names.
+    QString readableTranscript() const;
+    /// The calls as JSON Lines (docs/journal.md). An array ends at 2 GiB: more calls than that go to a file.
+    QByteArray journal() const;
+    /// The same as a file, which is replaced as a whole or, on an error, left as it was.
+    bool saveJournal(const QString &path, QString *error = nullptr) const;
+    /// Writes the calls that begin from here on to a file, which must be new or empty: each as soon as it is answered,
+    /// an upload when its promise is settled, so that the lines stand in the order of the answers and their numbers in
+    /// that of the beginnings. A process that dies leaves every line that was written, the last one perhaps cut short.
+    ///
+    /// A null path, another file or reset() ends a recording: uploads that are pending then are written as such. The
+    /// journal's limit and clearCalls() have no influence on it.
+    ///
+    /// False when the new file cannot be written (then a recording that runs goes on), or when lines of the recording
+    /// that ends are missing, for instance because the disk was full; calls without a line have the note "not recorded".
+    bool recordTo(const QString &path, QString *error = nullptr);
+    /// The calls of a journal's file in the order of their numbers. When something is wrong, `error` names the file, the
+    /// line, the place in it and the reason, and the calls are those of the lines before; else `error` is null.
+    static QList<Call> readJournal(const QString &path, QString *error = nullptr);
+
+    // Replay
+
+    /// From here on every call is compared with the next one of a recording (operation, device, target, request and
+    /// extra argument, with their types) and answered as that was: result, reply, headers, a promise fulfilled with true
+    /// or false or rejected. The wall's devices, scripts, faults and delays have no part in it. Calls are matched in the
+    /// order in which they begin, whatever thread they come from; the journal shows them with the recorded times.
+    ///
+    /// The first call that is not the recorded one ends it: see ReplayReport::difference. That call and all later ones
+    /// are answered false with a note, their promises fulfilled with false.
+    ///
+    /// A promise is settled as soon as the host has made every call that began, in the recording, before it was settled.
+    /// One that was pending at the end of the recording stays pending until unplug() or removeDevice() of its device,
+    /// which reject it, whether the wall has such a device or not. A host that waits for a promise and does not make the
+    /// next recorded call gets it all the same after a while (setReplayPatience()).
+    ///
+    /// Signals are not part of a recording. reset() ends the replay, another replay() begins afresh.
+    void replay(const QList<Call> &calls);
+    /// Of a file. False, and nothing changed, when readJournal() finds something wrong with it.
+    bool replay(const QString &path, QString *error = nullptr);
+    ReplayReport replayReport() const;
+    /// How long a promise waits for the next recorded call beyond that call's recorded time; 5000 by default.
+    void setReplayPatience(int milliseconds);
 
     // Scripts
 

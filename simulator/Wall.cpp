@@ -41,6 +41,8 @@ Wall &Wall::instance()
 
 Answer Wall::serve(const Call &call, const Act &act)
 {
+    if (const std::optional<Answer> replayed = serveReplayed(call))
+        return *replayed;
     happenUntilNow();
     const Begun begun = begin(call, false);
     passTo(begun.answerAt);
@@ -78,6 +80,8 @@ Answer Wall::serve(const Call &call, const Act &act)
 QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
 {
     using Promise = QtPromise::QPromise<bool>;
+    if (const std::optional<Promise> replayed = uploadReplayed(call))
+        return *replayed;
     happenUntilNow();
     Pending pending;
     pending.begun = begin(call, true);
@@ -108,7 +112,7 @@ QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
     const qint64 time = begun.answerAt;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (Call *const recorded = recordedLocked(begun.serial))
+        if (Call *const recorded = m_log.underway(begun.serial))
             recorded->settled = false;
         if (begun.action.type == Action::Never)
             noteLocked(begun.serial, begun.action.note);
@@ -125,11 +129,9 @@ Wall::Begun Wall::begin(const Call &call, bool promise)
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        begun.serial = ++m_lastSerial;
-        m_journal.push_back({begun.serial, call});
-        m_journal.back().call.time = m_clock.now();
-        if (m_journalLimit >= 0 && m_journal.size() > static_cast<std::size_t>(m_journalLimit))
-            m_journal.pop_front();
+        Call timed = call;
+        timed.time = m_clock.now();
+        begun.serial = m_log.begin(timed);
         begun.action = actionLocked(call, promise, chaosLocked(begun.serial, call, promise, after));
     }
     tell(after);
@@ -330,50 +332,45 @@ Answer Wall::performLocked(quint64 serial, const Call &call, const Act &act)
 
 void Wall::recordLocked(quint64 serial, const Answer &answer, bool rejected)
 {
-    if (Call *const call = recordedLocked(serial)) {
+    if (Call *const call = m_log.underway(serial)) {
         call->result = answer.result;
         call->reply = answer.reply;
+        call->headers = answer.headers;
         call->duration = m_clock.now() - call->time;
         call->settled = true;
         call->rejected = rejected;
+        m_log.end(serial);
     }
 }
 
 void Wall::noteLocked(quint64 serial, const QString &text)
 {
-    if (Call *const call = recordedLocked(serial))
-        call->note += call->note.isEmpty() ? text : QStringLiteral("; ") + text;
-}
-
-Call *Wall::recordedLocked(quint64 serial)
-{
-    // The journal's serials are consecutive.
-    if (m_journal.empty() || serial < m_journal.front().serial || serial > m_journal.back().serial)
-        return nullptr;
-    return &m_journal[static_cast<std::size_t>(serial - m_journal.front().serial)].call;
+    if (Call *const call = m_log.underway(serial))
+        addNote(*call, text);
 }
 
 QList<Call> Wall::calls() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    QList<Call> calls;
-    for (const Entry &entry : m_journal)
-        calls += entry.call;
-    return calls;
+    return m_log.calls();
 }
 
 void Wall::clearCalls()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_journal.clear();
+    m_log.clear();
 }
 
 void Wall::setJournalLimit(int limit)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_journalLimit = limit;
-    while (limit >= 0 && m_journal.size() > static_cast<std::size_t>(limit))
-        m_journal.pop_front();
+    m_log.setLimit(limit);
+}
+
+bool Wall::recordTo(const QString &path, QString *error)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_log.recordTo(path, error);
 }
 
 // The wall as a whole
@@ -386,8 +383,9 @@ void Wall::reset()
         const std::lock_guard<std::mutex> lock(m_mutex);
         beginLifeLocked("the wall was reset", true, after);
         m_state = WallState();
-        m_journal.clear();
-        m_journalLimit = -1;
+        endReplayLocked("the wall was reset", after);
+        m_replayPatience = defaultReplayPatience;
+        m_log.reset();
         m_clock.setMode(VirtualWall::RealTime);
         m_random = Random(m_state.seed);
         scripts.swap(m_scripts);
@@ -435,7 +433,6 @@ WallDescription Wall::description() const
 void Wall::beginLifeLocked(const char *reason, bool rejectsHeld, Aftermath &after)
 {
     ++m_life;
-    m_clock.restart();
     m_events.clear();
     for (auto upload = m_pending.begin(); upload != m_pending.end();) {
         if (upload->isHeldByScript() && !rejectsHeld) {
@@ -445,6 +442,7 @@ void Wall::beginLifeLocked(const char *reason, bool rejectsHeld, Aftermath &afte
         rejectLocked(*upload, reason, after);
         upload = m_pending.erase(upload);
     }
+    m_clock.restart();
 }
 
 void Wall::setSeed(quint64 seed)

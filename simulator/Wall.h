@@ -1,7 +1,9 @@
 #pragma once
 
+#include "CallLog.h"
 #include "Clock.h"
 #include "Random.h"
+#include "Replay.h"
 #include "Rules.h"
 #include "WallStore.h"
 
@@ -11,7 +13,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <exception>
 #include <functional>
 #include <list>
@@ -82,6 +83,13 @@ public:
     QList<Call> calls() const;
     void clearCalls();
     void setJournalLimit(int limit);
+    bool recordTo(const QString &path, QString *error);
+
+    void replay(const QList<Call> &calls);
+    ReplayReport replayReport() const;
+    void setReplayPatience(int milliseconds);
+    /// Rejects the replayed uploads that a device has not settled. False if there were none.
+    bool unplugReplayed(const QString &deviceKey);
 
     QStringList pendingDevices() const;
     /// False when fewer than `count` uploads are pending after `time`.
@@ -120,10 +128,6 @@ public:
     }
 
 private:
-    struct Entry {
-        quint64 serial;
-        Call call;
-    };
     /// A call that is being served.
     struct Begun {
         quint64 serial = 0;
@@ -166,10 +170,9 @@ private:
     void losePowerLocked(DeviceState &device, const char *reason, Aftermath &after);
     void settleLocked(const Pending &upload, const Answer &answer, Aftermath &after);
     void rejectLocked(const Pending &upload, const char *reason, Aftermath &after);
+    /// The call is over, and stays as it is from here on.
     void recordLocked(quint64 serial, const Answer &answer, bool rejected = false);
     void noteLocked(quint64 serial, const QString &text);
-    /// Null when the journal does not hold the call any more.
-    Call *recordedLocked(quint64 serial);
     /// The moment of the next thing to come.
     std::optional<qint64> nextLocked() const;
     /// Lets the next thing happen that is due at `time`; false when there is none.
@@ -187,12 +190,38 @@ private:
     /// Sees to it that somebody wakes the wall for an upload, or for an event (`inThread` is false).
     void arm(qint64 time, bool inThread, bool isUpload);
 
+    // Replay (WallReplay.cpp).
+
+    static constexpr std::chrono::milliseconds defaultReplayPatience{5000};
+
+    /// A call that is being replayed; of an upload also the promise, while it is open.
+    struct Held {
+        quint64 serial = 0;
+        Call recorded; ///< What the call comes to.
+        std::function<void(bool)> fulfil;
+        std::function<void(const std::exception_ptr &)> reject;
+    };
+    /// Nothing when no replay runs.
+    std::optional<Answer> serveReplayed(const Call &call);
+    std::optional<QtPromise::QPromise<bool>> uploadReplayed(const Call &call);
+    std::optional<Held> takeReplayed(const Call &call);
+    void finishReplayed(const Held &taken);
+    std::list<Held> takeHeld(const std::function<bool(const Held &)> &isMeant);
+    void settleHeld(const Held &upload);
+    void rejectHeld(Held &upload, const QString &reason);
+    /// Settles the uploads that had settled when the next call of the recording began, in their order.
+    void settleHeldBeforeNext();
+    void settleLate(quint64 serial);
+    /// Ends the replay; its open uploads are rejected.
+    void endReplayLocked(const char *reason, Aftermath &after);
+
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_pendingAdded;
     WallState m_state;
-    std::deque<Entry> m_journal;
-    int m_journalLimit = -1;
-    quint64 m_lastSerial = 0;
+    CallLog m_log;
+    std::unique_ptr<Replay> m_replay;
+    std::chrono::milliseconds m_replayPatience = defaultReplayPatience;
+    std::list<Held> m_held;                       ///< Oldest first.
     std::list<std::unique_ptr<Script>> m_scripts; ///< Newest first.
     std::list<Pending> m_pending;                 ///< Oldest first.
     WallClock m_clock;

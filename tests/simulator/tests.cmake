@@ -13,3 +13,4 @@ foreach(name IN ITEMS tst_wallfile tst_presets)
 endforeach()
 correction_test(simulator/tst_typedjson.cpp "${PROJECT_SOURCE_DIR}/simulator/TypedJson.cpp"
   "${PROJECT_SOURCE_DIR}/simulator/Describe.cpp")
+correction_test(simulator/tst_journal.cpp)

@@ -1,0 +1,564 @@
+// The journal as JSON Lines: written whole, appended while the wall is in use, read strictly.
+
+#include <service/CabinetInfoOperator.h>
+#include <service/Correctionop.h>
+#include <service/HWInfo.h>
+#include <service/HttpProxy.h>
+#include <service/ScreenInfo.h>
+#include <simulator/VirtualWall.h>
+
+#include <QtPromise>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QtTest>
+
+#include <csignal>
+#include <cstdio>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include <sys/resource.h>
+
+using namespace Simulator;
+using Quorvex::Communicator::HttpDevice::HttpProxy;
+
+namespace {
+
+using Map = QMap<QString, QVariant>;
+using List = QList<QVariant>;
+using Headers = QMap<QString, QString>;
+
+const QString a = QStringLiteral("A");
+const QString b = QStringLiteral("B");
+const QString one = QStringLiteral("1");
+const QString whole = QStringLiteral("255");
+const char *const header = "{\"journal\": \"led-wall\", \"version\": 1}\n";
+
+VirtualWall &wall()
+{
+    return VirtualWall::instance();
+}
+
+/// A text with every single quote turned into a double one.
+QByteArray quoted(const char *text)
+{
+    return QByteArray(text).replace('\'', '"');
+}
+
+Map map(std::initializer_list<std::pair<const char *, QVariant>> entries)
+{
+    Map result;
+    for (const auto &entry : entries)
+        result.insert(QString::fromLatin1(entry.first), entry.second);
+    return result;
+}
+
+List uploadRequest(qlonglong cabinet, int size)
+{
+    const QByteArray bytes(size * size * 18, 'c');
+    const Map area = map({{"size", map({{"height", size}, {"width", size}})}, {"point", map({{"x", 0}, {"y", 0}})}});
+    const Map block = map({{"area", area}, {"coefficient", QString::fromLatin1(bytes.toBase64())}});
+    return {map({{"cid", cabinet}, {"coefficientList", List{block}}})};
+}
+
+QtPromise::QPromise<bool> upload(const QString &deviceKey, qlonglong cabinet = 1, int size = 4)
+{
+    return Correctionop::getInstance()->uploadCoefficientAsync(deviceKey, uploadRequest(cabinet, size));
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void write(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+/// All of a call, as text.
+QString fullText(const Call &call)
+{
+    QStringList headers;
+    for (auto it = call.headers.cbegin(); it != call.headers.cend(); ++it)
+        headers += it.key() + QLatin1Char('=') + it.value();
+    return QStringLiteral("%1 %2 = %3 %4 [%5] %6+%7 settled %8 rejected %9")
+               .arg(QString::number(call.number), VirtualWall::describe(call), QString::number(call.result),
+                    VirtualWall::describe(call.reply), headers.join(QLatin1String(", ")), QString::number(call.time),
+                    QString::number(call.duration), QString::number(call.settled), QString::number(call.rejected))
+           + QLatin1String(call.deviceKey.isNull() ? " no device" : "")
+           + QLatin1String(call.target.isNull() ? " no target" : "") + QStringLiteral(" -- ") + call.note;
+}
+
+QStringList fullTexts(const QList<Call> &calls)
+{
+    QStringList texts;
+    for (const Call &call : calls)
+        texts += fullText(call);
+    return texts;
+}
+
+QList<qint64> numbersOf(const QList<Call> &calls)
+{
+    QList<qint64> numbers;
+    for (const Call &call : calls)
+        numbers += call.number;
+    return numbers;
+}
+
+/// One of every sort of call.
+void converse()
+{
+    Map map1;
+    List list;
+    Headers headers;
+    HttpProxy::getInstance()->initialize(true);
+    HttpProxy::getInstance()->getDeviceList();
+    HWInfo::getInstance()->getHWInfo(a, map1, true);
+    CabinetInfoOperator::getInstance()->getAllCabinetsInfo(a, list, false);
+    Correctionop::getInstance()->loadCoefficient(a, one, list = {});
+    Correctionop::getInstance()->loadCoefficient(QString(), QString(), list = {});
+    upload(a);
+    upload(a, 77);
+    ScreenInfo::getInstance()->setGammaTable(a, whole,
+                                             map({{"type", 1}, {"gammaTable", QVariant::fromValue(QList<int>{0, 5, 10})}}));
+    ScreenInfo::getInstance()->setCheckerBoardImage(a, {}, map1 = {}, headers);
+    wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync"), b).times(1).reject();
+    upload(b).fail([] { return false; });
+}
+
+/// What a child process does: writes a journal for ever, and each call's number to its output after the call.
+[[noreturn]] void recordForEver(const QString &path)
+{
+    QString error;
+    wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(32, 32))});
+    if (!wall().recordTo(path, &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        std::exit(1);
+    }
+    for (int i = 1;; ++i) {
+        upload(a, 1, 32);
+        std::printf("%d\n", i);
+        std::fflush(stdout);
+    }
+}
+
+} // namespace
+
+class Journal : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        wall().reset();
+        wall().setClock(VirtualWall::Stepped);
+        WallDescription description;
+        description.devices = {gridDevice(a, QPoint(0, 0), 2, 1, QSize(4, 4)),
+                               gridDevice(b, QPoint(8, 0), 1, 1, QSize(4, 4))};
+        wall().setWall(description); // Its time begins at 0.
+    }
+    void cleanup()
+    {
+        wall().reset();
+        QCoreApplication::processEvents();
+    }
+
+    void readsBackWhatItWrote()
+    {
+        converse();
+        const QString path = m_folder.filePath(QStringLiteral("whole.jsonl"));
+        QString error = QStringLiteral("old");
+        QVERIFY2(wall().saveJournal(path, &error), qPrintable(error));
+        QCOMPARE(contentOf(path), wall().journal());
+        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        QCOMPARE(error, QString());
+        QCOMPARE(calls.size(), 11);
+        QCOMPARE(fullTexts(calls), fullTexts(wall().calls()));
+        QCOMPARE(calls[9].headers.value(QStringLiteral("HttpResponse_StateCode")), QStringLiteral("200"));
+        QVERIFY(calls[10].rejected);
+    }
+
+    void writesReadableLines()
+    {
+        Map reply;
+        HttpProxy::getInstance()->initialize(false);
+        wall().advance(2);
+        Fault late;
+        late.type = Fault::LateAnswer;
+        late.milliseconds = 3;
+        late.times = 1;
+        QVERIFY(wall().addFault(a, late));
+        Correctionop::getInstance()->setScreenXBit(a, whole, map({{"mode", 3}, {"xbitEnable", true}}), reply);
+        Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
+        QCOMPARE(
+            QString::fromUtf8(wall().journal()),
+            QString::fromUtf8(quoted(
+                "{'journal': 'led-wall', 'version': 1, 'source': 'virtual wall'}\n"
+                "{'number': 1, 'time': 0, 'duration': 0, 'operation': 'HttpProxy::initialize', 'extra': false, "
+                "'result': true}\n"
+                "{'number': 2, 'time': 2000, 'duration': 3000, 'operation': 'Correctionop::setScreenXBit', 'device': 'A', "
+                "'target': '255', 'request': {'mode': 3, 'xbitEnable': true}, 'result': true, 'reply': {}}\n"
+                "{'number': 3, 'time': 5000, 'duration': 0, 'operation': 'Correctionop::setScreenXBit', 'device': 'A', "
+                "'target': '255', 'request': {}, 'result': false, 'note': 'mode is missing'}\n")));
+    }
+
+    void keepsLongTextsWhole()
+    {
+        wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(256, 256))});
+        upload(a, 1, 256);
+        const QString path = m_folder.filePath(QStringLiteral("long.jsonl"));
+        QVERIFY(wall().saveJournal(path));
+        const QList<Call> calls = VirtualWall::readJournal(path);
+        QCOMPARE(calls.size(), 1);
+        QVERIFY(calls[0].request == QVariant(uploadRequest(1, 256)));
+    }
+
+    void aFailedSaveLeavesTheOldFile()
+    {
+        QString error;
+        const QString path = m_folder.filePath(QStringLiteral("no/such/folder.jsonl"));
+        QVERIFY(!wall().saveJournal(path, &error));
+        QVERIFY2(error.startsWith(path + QStringLiteral(": ")), qPrintable(error));
+    }
+
+    // Recording
+
+    void recordsEachCallWhenItIsAnswered()
+    {
+        Map reply;
+        Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
+        const QString path = m_folder.filePath(QStringLiteral("growing.jsonl"));
+        QString error;
+        QVERIFY2(wall().recordTo(path, &error), qPrintable(error));
+        QCOMPARE(contentOf(path).count('\n'), 1);
+        converse();
+        QCOMPARE(fullTexts(VirtualWall::readJournal(path, &error)), fullTexts(wall().calls().mid(1)));
+        QCOMPARE(error, QString());
+        QVERIFY(wall().recordTo(QString(), &error));
+        Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
+        QCOMPARE(VirtualWall::readJournal(path).size(), 11);
+    }
+
+    void recordsOverlappingUploadsInTheOrderOfTheirEnds()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("overlapping.jsonl"));
+        wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+        upload(a); // Began before the recording, which must not hold it.
+        QVERIFY(wall().recordTo(path));
+        upload(a);
+        upload(b);
+        upload(b);
+        QCOMPARE(VirtualWall::readJournal(path).size(), 0);
+        QVERIFY(wall().settle(a, true));
+        QCOMPARE(VirtualWall::readJournal(path).size(), 0);
+        QVERIFY(wall().settle(b, true));
+        QCOMPARE(numbersOf(VirtualWall::readJournal(path)), QList<qint64>{3});
+        QVERIFY(wall().settle(a, false));
+        const QByteArray lines = contentOf(path);
+        QVERIFY(lines.indexOf("{\"number\": 3") < lines.indexOf("{\"number\": 2"));
+        QCOMPARE(numbersOf(VirtualWall::readJournal(path)), (QList<qint64>{2, 3}));
+
+        QString error;
+        QVERIFY(wall().recordTo(QString(), &error));
+        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        QCOMPARE(error, QString());
+        QCOMPARE(numbersOf(calls), (QList<qint64>{2, 3, 4}));
+        QVERIFY(calls[0].settled && !calls[0].result);
+        QVERIFY(calls[1].settled && calls[1].result);
+        QVERIFY(!calls[2].settled && !calls[2].result);
+        QVERIFY(wall().settle(b, true));
+        QCOMPARE(VirtualWall::readJournal(path).size(), 3);
+    }
+
+    void recordsWhatTheJournalDoesNotKeep()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("unlimited.jsonl"));
+        wall().setJournalLimit(0);
+        QVERIFY(wall().recordTo(path));
+        converse();
+        wall().clearCalls();
+        QVERIFY(wall().calls().isEmpty());
+        const QList<Call> calls = VirtualWall::readJournal(path);
+        QCOMPARE(calls.size(), 11);
+        QVERIFY(calls[1].result);
+    }
+
+    void recordsOnlyToNewFiles()
+    {
+        const QString first = m_folder.filePath(QStringLiteral("first.jsonl"));
+        const QString second = m_folder.filePath(QStringLiteral("second.jsonl"));
+        write(second, "precious");
+        QString error;
+        QVERIFY(wall().recordTo(first, &error));
+        QVERIFY(!wall().recordTo(second, &error));
+        QCOMPARE(error, second + QStringLiteral(": holds something already"));
+        QCOMPARE(contentOf(second), QByteArray("precious"));
+        QVERIFY(!wall().recordTo(m_folder.filePath(QStringLiteral("no/folder.jsonl")), &error));
+        HttpProxy::getInstance()->initialize(true);
+        QCOMPARE(VirtualWall::readJournal(first).size(), 1); // It goes on.
+    }
+
+    void resetEndsARecording()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("reset.jsonl"));
+        QVERIFY(wall().recordTo(path));
+        wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+        upload(a).fail([] { return false; });
+        wall().reset();
+        HttpProxy::getInstance()->initialize(true);
+        const QList<Call> calls = VirtualWall::readJournal(path);
+        QCOMPARE(calls.size(), 1);
+        QVERIFY(calls[0].rejected);
+        QCOMPARE(wall().calls().first().number, qint64(1));
+    }
+
+    void aFullDiskEndsTheFileBeforeTheCallAndIsTold()
+    {
+        if (!QFile::exists(QStringLiteral("/dev/full")))
+            QSKIP("needs /dev/full");
+        QString error;
+        QVERIFY(!wall().recordTo(QStringLiteral("/dev/full"), &error));
+        QCOMPARE(error, QStringLiteral("/dev/full: No space left on device"));
+
+        const QString path = m_folder.filePath(QStringLiteral("full.jsonl"));
+        QVERIFY(wall().recordTo(path));
+        HttpProxy::getInstance()->initialize(true);
+        const auto size = static_cast<rlim_t>(contentOf(path).size());
+        rlimit old{};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &old), 0);
+        const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit low{size + 20, old.rlim_max}; // Room for a part of the next line.
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &low), 0);
+        HttpProxy::getInstance()->initialize(true);
+        HttpProxy::getInstance()->initialize(false);
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &old), 0);
+        std::signal(SIGXFSZ, handler);
+
+        QCOMPARE(VirtualWall::readJournal(path, &error).size(), 1);
+        QCOMPARE(error, QString());
+        QCOMPARE(wall().calls().value(1).note, QStringLiteral("not recorded"));
+        QCOMPARE(wall().calls().value(2).note, QStringLiteral("not recorded"));
+        QVERIFY(!wall().recordTo(QString(), &error));
+        QCOMPARE(error, path + QStringLiteral(": call 2 and those that ended after it are missing: File too large"));
+    }
+
+    void survivesAKilledProcess()
+    {
+        for (int round = 0; round < 10; ++round) {
+            const QString path = m_folder.filePath(QStringLiteral("killed%1.jsonl").arg(round));
+            QProcess child;
+            child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--record"), path});
+            int told = 0;
+            while (told < 5 + round) {
+                QVERIFY(child.canReadLine() || child.waitForReadyRead());
+                while (child.canReadLine())
+                    told = child.readLine().toInt();
+            }
+            child.kill();
+            QVERIFY(child.waitForFinished());
+
+            QString error;
+            const QList<Call> calls = VirtualWall::readJournal(path, &error);
+            const QString cutShort = QStringLiteral("%1: line %2: cut short").arg(path).arg(calls.size() + 2);
+            QVERIFY2(error.isNull() || error.startsWith(cutShort), qPrintable(error));
+            QVERIFY2(calls.size() >= told, qPrintable(QStringLiteral("%1 of %2").arg(calls.size()).arg(told)));
+            for (const Call &call : calls)
+                QVERIFY(call.result && call.request == QVariant(uploadRequest(1, 32)));
+        }
+    }
+
+    void manyThreadsRecordWholeLines()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("threads.jsonl"));
+        QVERIFY(wall().recordTo(path));
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([] {
+                for (int j = 0; j < 100; ++j) {
+                    List list;
+                    Correctionop::getInstance()->loadCoefficient(a, one, list);
+                }
+            });
+        }
+        for (int i = 0; i < 10; ++i)
+            QVERIFY(wall().journal().startsWith("{\"journal\""));
+        for (std::thread &thread : threads)
+            thread.join();
+        QString error;
+        QCOMPARE(fullTexts(VirtualWall::readJournal(path, &error)), fullTexts(wall().calls()));
+        QCOMPARE(error, QString());
+    }
+
+    // Reading
+
+    void tellsWhereAFileIsCutShort()
+    {
+        converse();
+        const QByteArray journal = wall().journal();
+        const int lastLine = journal.lastIndexOf('\n', -2) + 1;
+        const QString path = m_folder.filePath(QStringLiteral("cut.jsonl"));
+        QString error;
+        for (int size = lastLine; size <= journal.size(); ++size) {
+            write(path, journal.left(size));
+            const int calls = VirtualWall::readJournal(path, &error).size();
+            const bool isWhole = size >= journal.size() - 1; // Only the line feed is missing.
+            QCOMPARE(calls, isWhole ? 11 : 10);
+            if (isWhole || size == lastLine)
+                QCOMPARE(error, QString());
+            else
+                QCOMPARE(error, QStringLiteral("%1: line 12: cut short after %2 bytes").arg(path).arg(size - lastLine));
+            QCOMPARE(wall().replay(path, &error), error.isNull());
+        }
+    }
+
+    void takesAnyOrderOfLinesAndBlankOnes()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("order.jsonl"));
+        write(path, quoted("{'version':1,'journal':'led-wall','source':'mine','started':'2020-01-01T00:00:00Z'}\r\n"
+                           "\n{'operation':'HttpProxy::getDeviceList','number':9,'result':false}\r\n"
+                           "{'result':true,'operation':'HttpProxy::initialize','extra':true,'number':2}\n\n"));
+        QString error;
+        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        QCOMPARE(error, QString());
+        QCOMPARE(numbersOf(calls), (QList<qint64>{2, 9}));
+        QCOMPARE(VirtualWall::describe(calls[0]), QStringLiteral("HttpProxy::initialize(bool true)"));
+        QVERIFY(calls[1].deviceKey.isNull() && calls[1].target.isNull() && calls[1].settled);
+    }
+
+    void namesWhatIsWrong_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<int>("calls");
+        QTest::addColumn<QString>("problem");
+        const auto raw = [](const char *name, const QByteArray &content, int calls, const char *problem) {
+            QTest::newRow(name) << content << calls << QString::fromUtf8(quoted(problem));
+        };
+        raw("an empty file", "", 0, "empty, not even a header");
+        raw("no JSON", "led wall\n", 0, "line 1: byte 1: illegal value");
+        raw("a header that is no map", "[1]\n", 0, "line 1: expected a map");
+        raw("a call without header", quoted("{'number': 1, 'operation': 'x', 'result': true}\n"), 0,
+            "line 1: journal: missing");
+        raw("another format", quoted("{'journal': 'tape', 'version': 1}\n"), 0,
+            "line 1: journal: expected 'led-wall', got 'tape'");
+        raw("another version", quoted("{'journal': 'led-wall', 'version': 2}\n"), 0, "line 1: version: expected 1, got 2");
+        raw("a version that is none", quoted("{'journal': 'led-wall', 'version': '1'}\n"), 0,
+            "line 1: version: expected an integer from 1, got text '1'");
+        raw("an unknown key in the header", quoted("{'journal': 'led-wall', 'version': 1, 'author': 'x'}\n"), 0,
+            "line 1: author: unknown key");
+
+        const auto line = [&](const char *name, const char *text, const char *problem) {
+            raw(name, header + quoted("{'number': 1, 'operation': 'x', 'result': true}\n") + quoted(text) + '\n', 1,
+                problem);
+        };
+        line("a line that is no JSON", "{'number': 2,, }", "line 3: byte 14: unterminated object");
+        line("a line that is no map", "7", "line 3: byte 1: illegal value");
+        line("two values on a line", "{} {}", "line 3: byte 3: garbage at the end of the document");
+        line("text that is no UTF-8", "{'operation': '\xff'}", "line 3: byte 15: invalid UTF8 string");
+        line("no number", "{'operation': 'x', 'result': true}", "line 3: number: missing");
+        line("number zero", "{'number': 0, 'operation': 'x', 'result': true}",
+             "line 3: number: expected an integer from 1, got number 0");
+        line("a fraction for a number", "{'number': 1.5, 'operation': 'x', 'result': true}",
+             "line 3: number: expected an integer from 1, got number 1.5");
+        line("a number twice", "{'number': 1, 'operation': 'x', 'result': true}", "line 3: number: 1 is there already");
+        line("no operation", "{'number': 2, 'result': true}", "line 3: operation: missing");
+        line("an operation that is no text", "{'number': 2, 'operation': 1, 'result': true}",
+             "line 3: operation: expected a text, got number 1");
+        line("a device that is no text", "{'number': 2, 'operation': 'x', 'device': null, 'result': true}",
+             "line 3: device: expected a text, got null");
+        line("no result", "{'number': 2, 'operation': 'x'}", "line 3: result: missing");
+        line("a result that is none", "{'number': 2, 'operation': 'x', 'result': 1}",
+             "line 3: result: expected true or false, got number 1");
+        line("an unknown key", "{'number': 2, 'operation': 'x', 'result': true, 'reqest': {}}",
+             "line 3: reqest: unknown key");
+        line("a time before the start", "{'number': 2, 'operation': 'x', 'result': true, 'time': -1}",
+             "line 3: time: expected an integer from 0, got number -1");
+        line("headers that are no map", "{'number': 2, 'operation': 'x', 'result': true, 'headers': []}",
+             "line 3: headers: expected a map, got a list");
+        line("a header that is no text", "{'number': 2, 'operation': 'x', 'result': true, 'headers': {'Age': 3}}",
+             "line 3: headers.Age: expected a text, got number 3");
+        line("a value of no type deep in a request",
+             "{'number': 2, 'operation': 'x', 'result': true, 'request': [{'area': {'x': 1.5}}]}",
+             "line 3: request[0].area.x: number 1.5 is no 32-bit integer and needs a '$type'");
+        line("a wrong value of a type",
+             "{'number': 2, 'operation': 'x', 'result': true, 'reply': {'$type': 'uint', "
+             "'value': []}}",
+             "line 3: reply.value: expected an integer from 0 to 4294967295, got a list");
+        line("true of a pending upload", "{'number': 2, 'operation': 'x', 'result': true, 'settled': false}",
+             "line 3: result: true, but the promise was not fulfilled");
+        line("a rejection of a pending upload",
+             "{'number': 2, 'operation': 'x', 'result': false, 'settled': false, 'rejected': true}",
+             "line 3: rejected: true, but 'settled' is false");
+    }
+    void namesWhatIsWrong()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(int, calls);
+        QFETCH(QString, problem);
+        const QString path = m_folder.filePath(QStringLiteral("broken.jsonl"));
+        write(path, content);
+        QString error;
+        QCOMPARE(VirtualWall::readJournal(path, &error).size(), calls);
+        QCOMPARE(error, path + QStringLiteral(": ") + problem);
+        QVERIFY(!wall().replay(path, &error));
+        QCOMPARE(error, path + QStringLiteral(": ") + problem);
+        QVERIFY(HttpProxy::getInstance()->getDeviceList().size() == 2); // No replay runs.
+    }
+
+    void tellsThatAFileIsMissing()
+    {
+        QString error;
+        const QString path = m_folder.filePath(QStringLiteral("nowhere.jsonl"));
+        QVERIFY(VirtualWall::readJournal(path, &error).isEmpty());
+        QCOMPARE(error, path + QStringLiteral(": No such file or directory"));
+        QVERIFY(VirtualWall::readJournal(m_folder.path(), &error).isEmpty());
+        QVERIFY2(error.startsWith(m_folder.path() + QStringLiteral(": ")), qPrintable(error));
+    }
+
+    // For people
+
+    void alignsTheTranscript()
+    {
+        QVERIFY(HttpProxy::getInstance()->getDeviceList().size() == 2);
+        Map reply;
+        Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
+        upload(a);
+        const QStringList lines = wall().readableTranscript().split(QLatin1Char('\n'));
+        QCOMPARE(lines.size(), 5);
+        QVERIFY(lines[4].isEmpty());
+        const int operation = lines[0].indexOf(QStringLiteral("operation"));
+        QCOMPARE(lines[1].indexOf(QStringLiteral("HttpProxy::getDeviceList")), operation);
+        QCOMPARE(lines[2].indexOf(QStringLiteral("Correctionop::setScreenXBit")), operation);
+        QCOMPARE(lines[3].indexOf(QStringLiteral("Correctionop::uploadCoefficientAsync")), operation);
+        QCOMPARE(lines[2].indexOf(QStringLiteral("false")), lines[0].indexOf(QStringLiteral("answer")));
+        QCOMPARE(lines[2].indexOf(QStringLiteral("mode is missing")), lines[0].indexOf(QStringLiteral("note")));
+        QCOMPARE(lines[2].indexOf(QStringLiteral("A  ")), lines[0].indexOf(QStringLiteral("device")));
+        QCOMPARE(lines[2].indexOf(QStringLiteral("255")), lines[0].indexOf(QStringLiteral("target")));
+        QVERIFY(lines[1].startsWith(QStringLiteral("0.000000 s  0.000 ms")));
+        QVERIFY2(lines[3].size() < 250 && lines[3].contains(QStringLiteral("...")), qPrintable(lines[3]));
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = application.arguments();
+    if (arguments.value(1) == QStringLiteral("--record"))
+        recordForEver(arguments.value(2));
+    Journal test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_journal.moc"
