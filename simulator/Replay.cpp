@@ -13,6 +13,7 @@ using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
 
 constexpr int longestShownText = 64;
+constexpr int longestShownCall = 500;
 
 QString differing(const QString &path, const QString &recorded, const QString &got)
 {
@@ -42,6 +43,12 @@ QString textDifference(const QString &path, const QString &recorded, const QStri
     const int start = index - longestShownText / 4;
     return differing(QStringLiteral("%1, from character %2").arg(path).arg(start), shownText(recorded.mid(start)),
                      shownText(got.mid(start)));
+}
+
+QString shownCall(const Call &call)
+{
+    const QString text = VirtualWall::describe(call, VirtualWall::Shorten);
+    return text.size() <= longestShownCall ? text : text.left(longestShownCall) + QLatin1String("...");
 }
 
 QString valueDifference(const QString &path, const QVariant &recorded, const QVariant &got);
@@ -125,10 +132,9 @@ std::optional<Call> Replay::next(const Call &call, QString &reason)
         reason = QStringLiteral("the replay ended before");
         return std::nullopt;
     }
-    const auto got = [&] { return VirtualWall::describe(call, VirtualWall::Shorten); };
     if (m_answered == m_calls.size()) {
         reason = QStringLiteral("the recording is over");
-        m_difference = QStringLiteral("after the last recorded call\n  got      %1").arg(got());
+        m_difference = QStringLiteral("after the last recorded call\n  got      %1").arg(shownCall(call));
         return std::nullopt;
     }
     const Call &recorded = m_calls[m_answered];
@@ -138,9 +144,8 @@ std::optional<Call> Replay::next(const Call &call, QString &reason)
         return recorded;
     }
     reason = QStringLiteral("differs from the recorded call %1: %2").arg(QString::number(recorded.number), difference);
-    m_difference =
-        QStringLiteral("call %1: %2\n  recorded %3\n  got      %4")
-            .arg(QString::number(recorded.number), difference, VirtualWall::describe(recorded, VirtualWall::Shorten), got());
+    m_difference = QStringLiteral("call %1: %2\n  recorded %3\n  got      %4")
+                       .arg(QString::number(recorded.number), difference, shownCall(recorded), shownCall(call));
     return std::nullopt;
 }
 

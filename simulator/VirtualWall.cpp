@@ -203,7 +203,10 @@ QStringList VirtualWall::screenIds() const
 bool VirtualWall::unplug(const QString &deviceKey)
 {
     const bool wasReplayed = d->unplugReplayed(deviceKey);
-    return d->happen(eventOf(Event::Unplug, deviceKey)) || wasReplayed;
+    const bool wasThere = d->happen(eventOf(Event::Unplug, deviceKey));
+    if (wasReplayed && !wasThere)
+        emitDeviceChanged();
+    return wasThere || wasReplayed;
 }
 
 bool VirtualWall::plug(const QString &deviceKey)

@@ -14,3 +14,4 @@ endforeach()
 correction_test(simulator/tst_typedjson.cpp "${PROJECT_SOURCE_DIR}/simulator/TypedJson.cpp"
   "${PROJECT_SOURCE_DIR}/simulator/Describe.cpp")
 correction_test(simulator/tst_journal.cpp)
+correction_test(simulator/tst_replay.cpp)
