@@ -336,7 +336,7 @@ void Wall::recordLocked(quint64 serial, const Answer &answer, bool rejected)
         call->result = answer.result;
         call->reply = answer.reply;
         call->headers = answer.headers;
-        call->duration = m_clock.now() - call->time;
+        call->duration = std::max<qint64>(0, m_clock.now() - call->time); // setWall() begins time anew
         call->settled = true;
         call->rejected = rejected;
         m_log.end(serial);

@@ -437,6 +437,38 @@ private Q_SLOTS:
         QVERIFY(calls[1].deviceKey.isNull() && calls[1].target.isNull() && calls[1].settled);
     }
 
+    void theDocumentedExampleIsAJournal()
+    {
+        const QByteArray page = contentOf(QFINDTESTDATA("../../docs/journal.md"));
+        const int start = page.indexOf("```json\n");
+        QVERIFY(start >= 0);
+        const QString path = m_folder.filePath(QStringLiteral("documented.jsonl"));
+        write(path, page.mid(start + 8, page.indexOf("```", start + 8) - start - 8));
+        QString error;
+        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        QCOMPARE(error, QString());
+        QCOMPARE(numbersOf(calls), (QList<qint64>{1, 2, 3, 4}));
+        QVERIFY(calls[2].rejected);
+        QCOMPARE(VirtualWall::describe(calls[2].request),
+                 QString::fromUtf8(quoted("[{'cid': qlonglong 1, 'coefficientList': []}]")));
+    }
+
+    void theDocumentedTableHasEveryRecordedOperation()
+    {
+        const QByteArray page = contentOf(QFINDTESTDATA("../../docs/journal.md"));
+        converse();
+        const QList<Call> calls = wall().calls();
+        for (const Call &call : calls) {
+            const QByteArray row = "| `" + call.operation.toUtf8() + '`';
+            const int start = page.indexOf(row);
+            QVERIFY2(start >= 0, row.constData());
+            const QList<QByteArray> cells = page.mid(start, page.indexOf('\n', start) - start).split('|');
+            QCOMPARE(cells[2] != " - ", !call.target.isNull());
+            QCOMPARE(cells[3] != " - ", call.request.isValid());
+            QCOMPARE(cells[4] != " - ", call.extra.isValid());
+        }
+    }
+
     void namesWhatIsWrong_data()
     {
         QTest::addColumn<QByteArray>("content");
