@@ -39,15 +39,16 @@ QString cabinetId(const DeviceState &device, const QVariant &id)
         const QString text = id.toString();
         if (device.cabinets.contains(text))
             return text;
-        const QStringList known = device.cabinets.keys();
-        for (const QString &candidate : known) { // Ids such as "007" are numbers, too.
-            bool isNumber = false;
-            const qulonglong value = candidate.toULongLong(&isNumber);
-            if (!isText && isNumber && value == id.toULongLong())
-                return candidate;
-        }
+        const QString known = isText ? QString() : device.idWithNumber(id.toULongLong());
+        if (!known.isNull()) // ids such as "007" are numbers, too
+            return known;
     }
     throw Refusal{QStringLiteral("unknown cabinet %1").arg(describeValue(id, 64)), {}};
+}
+
+const CabinetState &targetCabinet(const DeviceState &device, const Call &call)
+{
+    return *device.cabinets.constFind(cabinetId(device, call.target));
 }
 
 CabinetState &targetCabinet(DeviceState &device, const Call &call)
@@ -221,7 +222,7 @@ void checkColor(Entries entries)
 Act load(Kind kind)
 {
     return [kind](WallState &state, DeviceState *device, const Call &call) {
-        const Planes &planes = targetCabinet(*device, call).planes(kind);
+        const Planes &planes = targetCabinet(qAsConst(*device), call).planes(kind);
         const QSize size = planes.size();
         const int step = state.replyBlockHeight > 0 ? state.replyBlockHeight : size.height();
         List blocks;
@@ -404,7 +405,7 @@ Answer setCabinetEffectMode(WallState &, DeviceState *device, const Call &call)
 
 Answer cabinetEffectMode(WallState &, DeviceState *device, const Call &call)
 {
-    return withReply(Map{{QStringLiteral("mode"), targetCabinet(*device, call).effectMode}});
+    return withReply(Map{{QStringLiteral("mode"), targetCabinet(qAsConst(*device), call).effectMode}});
 }
 
 Answer setCabinetBrightness(WallState &, DeviceState *device, const Call &call)
@@ -415,7 +416,7 @@ Answer setCabinetBrightness(WallState &, DeviceState *device, const Call &call)
 
 Answer brightnessRange(WallState &, DeviceState *device, const Call &call)
 {
-    targetCabinet(*device, call);
+    cabinetId(*device, call.target);
     const Device &description = device->description;
     return withReply(Map{{QStringLiteral("brightness.min"), static_cast<uint>(description.brightnessMin)},
                          {QStringLiteral("brightness.max"), static_cast<uint>(description.brightnessMax)},
@@ -429,13 +430,13 @@ Answer setCabinetGamma(WallState &, DeviceState *device, const Call &call)
 
 Answer cabinetGamma(WallState &, DeviceState *device, const Call &call)
 {
-    return gammaReply(targetCabinet(*device, call).gamma,
+    return gammaReply(targetCabinet(qAsConst(*device), call).gamma,
                       [](const QList<int> &table) { return QVariant::fromValue(table); });
 }
 
 Answer setConfigFile(WallState &, DeviceState *device, const Call &call)
 {
-    targetCabinet(*device, call);
+    cabinetId(*device, call.target);
     Entries entries(call.request);
     const QStringList ids = cabinetIds(*device, entries.list("idList"));
     const QByteArray bytes = decoded(entries.take<QString>("config"), entries.path("config"));
@@ -447,7 +448,7 @@ Answer setConfigFile(WallState &, DeviceState *device, const Call &call)
 
 Answer configFile(WallState &, DeviceState *device, const Call &call)
 {
-    return withReply(Map{{QStringLiteral("config"), encoded(targetCabinet(*device, call).configFile)}});
+    return withReply(Map{{QStringLiteral("config"), encoded(targetCabinet(qAsConst(*device), call).configFile)}});
 }
 
 Answer setCabinetFlag(WallState &, DeviceState *device, const Call &call)
@@ -506,7 +507,7 @@ Answer flashCheckCodes(WallState &, DeviceState *device, const Call &call)
     const QString id = cabinetId(*device, call.target);
     Entries(call.request).done();
     const QMap<QString, int> codes = device->cabinets.constFind(id)->flashCheckCodes;
-    const Cabinet cabinet = *device->describedCabinet(id);
+    const Cabinet &cabinet = *qAsConst(*device).describedCabinet(id);
     List cards;
     for (const ReceivingCard &card : cabinet.receivingCards) {
         List results;

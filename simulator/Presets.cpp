@@ -34,7 +34,7 @@ bool VirtualWall::load(const QString &presetFileOrDirectory, QString *error)
             return fail(QStringLiteral("no such file or directory, and no preset (%1)")
                             .arg(presetNames().join(QLatin1String(", "))));
         if (info.isDir())
-            return fail(QStringLiteral("a directory, which cannot be opened"));
+            return open(presetFileOrDirectory, error);
         if (!readWall(presetFileOrDirectory, wall, error))
             return false;
     }

@@ -55,13 +55,13 @@ auto ofCabinet(const Wall &wall, const QString &deviceKey, const QString &cabine
     });
 }
 
-/// Lets `change` alter a cabinet; false for an unknown one.
+/// Lets `change` alter a cabinet and saves it; false for an unknown one.
 template <typename Change>
 bool changeCabinet(Wall &wall, const QString &deviceKey, const QString &cabinetId, Change change)
 {
-    return wall.with([&](WallState &state) {
-        CabinetState *const cabinet = state.cabinet(deviceKey, cabinetId);
-        return cabinet && change(*cabinet);
+    return wall.changeDevice(deviceKey, [&](DeviceState &device) {
+        const auto cabinet = device.cabinets.find(cabinetId);
+        return cabinet != device.cabinets.end() && change(*cabinet);
     });
 }
 
@@ -137,22 +137,13 @@ WallDescription VirtualWall::wall() const
 
 void VirtualWall::setDevices(const QList<Device> &devices)
 {
-    d->with([&](WallState &state) {
-        state.devices.clear();
-        for (const Device &device : devices)
-            state.devices += DeviceState(device);
-    });
+    d->setDevices(devices);
     emitDeviceChanged();
 }
 
 void VirtualWall::addDevice(const Device &device)
 {
-    d->with([&](WallState &state) {
-        if (DeviceState *const known = state.device(device.key))
-            *known = DeviceState(device);
-        else
-            state.devices += DeviceState(device);
-    });
+    d->addDevice(device);
     emitDeviceChanged();
 }
 
@@ -217,6 +208,28 @@ bool VirtualWall::plug(const QString &deviceKey)
 bool VirtualWall::restartDevice(const QString &deviceKey)
 {
     return d->happen(eventOf(Event::Restart, deviceKey));
+}
+
+// Directory
+
+bool VirtualWall::create(const QString &directory, const WallDescription &wall, QString *error)
+{
+    return d->create(directory, wall, error);
+}
+
+bool VirtualWall::open(const QString &directory, QString *error)
+{
+    return d->open(directory, error);
+}
+
+void VirtualWall::close()
+{
+    d->close();
+}
+
+QString VirtualWall::directory() const
+{
+    return d->directory();
 }
 
 // Faults
@@ -502,11 +515,9 @@ QList<int> VirtualWall::gamma(const QString &deviceKey, const QString &cabinetId
 
 bool VirtualWall::setGamma(const QString &deviceKey, Channel channel, const QList<int> &table)
 {
-    return d->with([&](WallState &state) {
-        DeviceState *const device = state.device(deviceKey);
-        if (device)
-            device->gamma[index(channel)] = table;
-        return device != nullptr;
+    return d->changeDevice(deviceKey, [&](DeviceState &device) {
+        device.gamma[index(channel)] = table;
+        return true;
     });
 }
 
@@ -583,18 +594,16 @@ bool VirtualWall::setConfigFile(const QString &deviceKey, const QString &cabinet
 
 QString VirtualWall::flag(const QString &deviceKey, const QString &cabinetId) const
 {
-    return d->with([&](WallState &state) {
-        DeviceState *const device = state.device(deviceKey);
-        const Cabinet *const cabinet = device ? device->describedCabinet(cabinetId) : nullptr;
+    return ofDevice(*d, deviceKey, [&](const DeviceState &device) {
+        const Cabinet *const cabinet = device.describedCabinet(cabinetId);
         return cabinet ? cabinet->flag : QString();
     });
 }
 
 QString VirtualWall::moduleFlag(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const
 {
-    return d->with([&](WallState &state) {
-        DeviceState *const device = state.device(deviceKey);
-        const Module *const module = device ? device->describedModule(cabinetId, moduleId) : nullptr;
+    return ofDevice(*d, deviceKey, [&](const DeviceState &device) {
+        const Module *const module = device.describedModule(cabinetId, moduleId);
         return module ? module->flag : QString();
     });
 }
@@ -607,11 +616,10 @@ int VirtualWall::flashCheckCode(const QString &deviceKey, const QString &cabinet
 
 bool VirtualWall::setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId, int code)
 {
-    return d->with([&](WallState &state) {
-        DeviceState *const device = state.device(deviceKey);
-        const bool known = device && device->describedModule(cabinetId, moduleId);
+    return d->changeDevice(deviceKey, [&](DeviceState &device) {
+        const bool known = qAsConst(device).describedModule(cabinetId, moduleId);
         if (known)
-            device->cabinets[cabinetId].flashCheckCodes[moduleId] = code;
+            device.cabinets[cabinetId].flashCheckCodes[moduleId] = code;
         return known;
     });
 }

@@ -129,11 +129,12 @@ public:
     VirtualWall(const VirtualWall &) = delete;
     VirtualWall &operator=(const VirtualWall &) = delete;
 
-    /// Back to an empty wall in real time: no devices, scripts, calls or settings. Pending uploads are rejected. Emits
-    /// nothing.
+    /// Back to an empty wall in real time: no devices, scripts, calls or settings, no directory. Pending uploads are
+    /// rejected. Emits nothing.
     void reset();
     /// Replaces everything that a description holds; its time begins at 0. Scripts, journal and the kind of clock stay.
-    /// Pending uploads are rejected but for those that a script holds. Emits HttpProxy::deviceChanged once.
+    /// Pending uploads are rejected but for those that a script holds. An open directory is closed before. Emits
+    /// HttpProxy::deviceChanged once.
     void setWall(const WallDescription &wall);
     /// setWall() by the name of a preset (presetNames(); docs/walls.md), the path of a wall file or that of a wall
     /// directory. A preset goes before a file of its name, which "./name" reaches. False, and the wall as it was, when that
@@ -145,15 +146,17 @@ public:
 
     // Devices
 
-    /// Replaces all devices; emits HttpProxy::deviceChanged once. A device whose key was there before starts afresh.
+    /// Replaces all devices; emits HttpProxy::deviceChanged once. A device whose key was there before starts afresh. An
+    /// open directory is closed before.
     void setDevices(const QList<Device> &devices);
-    /// Appends a device, or replaces the one with its key; emits HttpProxy::deviceChanged.
+    /// Appends a device, or replaces the one with its key; emits HttpProxy::deviceChanged. It is not kept in an open
+    /// directory: what one of this key saved there stays as it is.
     void addDevice(const Device &device);
     /// Unplugs a device; emits HttpProxy::deviceChanged. False, and nothing emitted, for an unknown key. Its pending
     /// uploads stay pending.
     bool removeDevice(const QString &deviceKey);
     /// Changes the screen name of a device; emits ScreenInfo::signal_screenNameChanged. False, and nothing emitted, for
-    /// an unknown key.
+    /// an unknown key, or when it could not be saved.
     bool renameScreen(const QString &deviceKey, const QString &name);
     /// Takes a device off the wall, which keeps it for plug(): what it had saved survives, what was only uploaded does
     /// not. Emits HttpProxy::deviceChanged. Its pending uploads are rejected, but for those that a script holds; calls
@@ -162,7 +165,10 @@ public:
     /// Brings it back, to its old place in discovery; emits HttpProxy::deviceChanged. False, and nothing emitted, for one
     /// that was not unplugged.
     bool plug(const QString &deviceKey);
-    /// As unplug() and plug(), but nobody is told.
+    /// As unplug() and plug(), but nobody is told. Every cabinet then shows its User store; what was only uploaded, the
+    /// lock, the test image and the image mode are lost. A device with the personality "forgets on restart" is as
+    /// delivered but for Factory, Module, Flash and the flash check codes. False, and nothing changed, for an unknown or
+    /// unplugged one, or when that could not be saved.
     bool restartDevice(const QString &deviceKey);
     /// The devices in the order in which discovery lists them, with the flags and screen names that were set since.
     QList<Device> devices() const;
@@ -192,6 +198,30 @@ public:
     /// Adds something that happens by itself; what lies in the past happens next. In real time the event loop of the
     /// calling thread looks after it; without one, whichever call of the service comes next.
     void schedule(const Event &event);
+
+    // Directory
+    // A wall on disk: what its devices saved outlives the process. docs/store.md lists what lasts and shows the files.
+    //
+    // Saving happens inside the operation that saves, on its thread, before it answers: what was answered true is on
+    // disk. What one request changes, be it for many cabinets, is saved whole or not at all, also when the process is
+    // killed. A request that could not be saved changes nothing and is answered false; Call::note says why. While one
+    // call saves, others wait.
+    //
+    // An error text has a line for each problem: file, place in it, reason.
+
+    /// Makes a directory for a wall and opens it; parent directories are made where they are missing. False, and nothing
+    /// changed, when it holds a wall already or cannot be written. Otherwise as setWall().
+    bool create(const QString &directory, const WallDescription &wall, QString *error = nullptr);
+    /// setWall() by the wall of a directory, its devices being as they are after a restart. Every file is read, and every
+    /// checksum compared, before anything changes. False, and nothing changed, neither in the directory nor on the wall,
+    /// when something in it is missing or wrong, or when another process has it open. The directory that was open before
+    /// is closed; opening the same one again reads it again.
+    bool open(const QString &directory, QString *error = nullptr);
+    /// Lets go of the directory, so that other processes may open it. The wall goes on in memory; nothing more is saved.
+    /// Happens by itself when the process ends.
+    void close();
+    /// The open directory's absolute path; null when there is none.
+    QString directory() const;
 
     // Journal
 
@@ -287,7 +317,8 @@ public:
     void setDefaultPixel(Kind kind, const QByteArray &pixel);
 
     // State
-    // Everything below answers empty, 0 or false for an unknown device or cabinet; a setter's false means just that.
+    // Everything below answers empty, 0 or false for an unknown device or cabinet; a setter's false means just that, or
+    // that an open directory could not save what it set.
 
     /// A plane, row by row: 9 values for each pixel.
     QVector<quint16> chroma(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;

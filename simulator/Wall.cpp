@@ -4,6 +4,7 @@
 #include <service/ScreenInfo.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <thread>
 #include <utility>
 
@@ -22,6 +23,13 @@ std::exception_ptr rejection(const char *reason)
 qint64 transfer(const Timing &timing, const QVariant &value)
 {
     return timing.bytesPerSecond > 0 ? charactersIn(value) * 1000 * microseconds / timing.bytesPerSecond : 0;
+}
+
+/// So that a process which ends leaves no lock file behind.
+void closeAtExit()
+{
+    static const int registered = std::atexit([] { Wall::instance().close(); });
+    Q_UNUSED(registered)
 }
 
 /// Needs a promise.
@@ -321,7 +329,7 @@ Answer Wall::performLocked(quint64 serial, const Call &call, const Act &act)
             throw Refusal{QStringLiteral("unknown device"), {}};
         if (device && !device->plugged)
             throw Refusal{QStringLiteral("the device is unplugged"), {}};
-        return act(m_state, device, call);
+        return savedLocked(device, [&] { return act(m_state, device, call); });
     } catch (const Refusal &refusal) {
         noteLocked(serial, refusal.reason);
         return {false, {}, refusal.headers};
@@ -386,6 +394,7 @@ void Wall::reset()
         endReplayLocked("the wall was reset", after);
         m_replayPatience = defaultReplayPatience;
         m_log.reset();
+        m_directory.reset();
         m_clock.setMode(VirtualWall::RealTime);
         m_random = Random(m_state.seed);
         scripts.swap(m_scripts);
@@ -395,24 +404,52 @@ void Wall::reset()
 
 void Wall::setWall(const WallDescription &wall)
 {
+    QList<DeviceState> devices;
+    for (const Device &device : wall.devices)
+        devices += DeviceState(device);
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        beginLifeLocked("the wall was set up anew", false, after);
-        m_state = WallState();
-        m_state.title = wall.title;
-        m_state.seed = wall.seed;
-        m_state.chaos = wall.chaos;
-        m_state.replyBlockHeight = wall.replyBlockHeight;
-        m_state.defaultPixels = wall.defaultPixels;
-        for (const Device &device : wall.devices)
-            m_state.devices += DeviceState(device);
-        for (const Event &event : wall.events)
-            addEventLocked(event, after);
-        m_random = Random(wall.seed);
-        after.devicesChanged = true;
+        m_directory.reset();
+        setUpLocked(wall, devices, after);
     }
     tell(after);
+}
+
+void Wall::setUpLocked(const WallDescription &wall, const QList<DeviceState> &devices, Aftermath &after)
+{
+    beginLifeLocked("the wall was set up anew", false, after);
+    m_state = WallState();
+    m_state.title = wall.title;
+    m_state.seed = wall.seed;
+    m_state.chaos = wall.chaos;
+    m_state.replyBlockHeight = wall.replyBlockHeight;
+    m_state.defaultPixels = wall.defaultPixels;
+    m_state.devices = devices;
+    for (const Event &event : wall.events)
+        addEventLocked(event, after);
+    m_random = Random(wall.seed);
+    after.devicesChanged = true;
+}
+
+void Wall::setDevices(const QList<Device> &devices)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_directory.reset();
+    m_state.devices.clear();
+    for (const Device &device : devices)
+        m_state.devices += DeviceState(device);
+}
+
+void Wall::addDevice(const Device &device)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_directory)
+        m_directory->release(device.key);
+    if (DeviceState *const known = m_state.device(device.key))
+        *known = DeviceState(device);
+    else
+        m_state.devices += DeviceState(device);
 }
 
 WallDescription Wall::description() const
@@ -443,6 +480,59 @@ void Wall::beginLifeLocked(const char *reason, bool rejectsHeld, Aftermath &afte
         upload = m_pending.erase(upload);
     }
     m_clock.restart();
+}
+
+// The directory
+
+bool Wall::create(const QString &directory, const WallDescription &wall, QString *error)
+{
+    Aftermath after;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        std::unique_ptr<WallDirectory> made = WallDirectory::create(directory, wall, error);
+        if (!made)
+            return false;
+        m_directory = std::move(made);
+        closeAtExit();
+        QList<DeviceState> devices;
+        for (const Device &device : wall.devices) {
+            devices += DeviceState(device);
+            devices.last().powerUp();
+        }
+        setUpLocked(wall, devices, after);
+    }
+    tell(after);
+    return true;
+}
+
+bool Wall::open(const QString &directory, QString *error)
+{
+    Aftermath after;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        WallDescription wall;
+        QList<DeviceState> devices;
+        std::unique_ptr<WallDirectory> opened = WallDirectory::open(directory, m_directory.get(), wall, devices, error);
+        if (!opened)
+            return false;
+        m_directory = std::move(opened);
+        closeAtExit();
+        setUpLocked(wall, devices, after);
+    }
+    tell(after);
+    return true;
+}
+
+void Wall::close()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_directory.reset();
+}
+
+QString Wall::directory() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_directory ? m_directory->path() : QString();
 }
 
 void Wall::setSeed(quint64 seed)
@@ -489,6 +579,14 @@ bool Wall::happenLocked(const Event &event, Aftermath &after)
     DeviceState *const device = m_state.device(event.deviceKey);
     if (!device)
         return false;
+    const auto powerUp = [device] {
+        device->powerUp();
+        return true;
+    };
+    const auto rename = [device, &event] {
+        device->description.screenName = event.name;
+        return true;
+    };
     switch (event.type) {
     case Event::Unplug:
         if (!device->plugged)
@@ -500,19 +598,22 @@ bool Wall::happenLocked(const Event &event, Aftermath &after)
     case Event::Plug:
         if (device->plugged)
             return false;
+        if (!changeLocked(*device, powerUp))
+            return false;
         device->plugged = true;
-        powerUp(*device);
         after.devicesChanged = true;
         return true;
     case Event::Rename:
-        device->description.screenName = event.name;
+        if (!changeLocked(*device, rename))
+            return false;
         after.renamed += qMakePair(event.deviceKey, event.name);
         return true;
     case Event::Restart:
         if (!device->plugged)
             return false;
+        if (!changeLocked(*device, powerUp))
+            return false;
         losePowerLocked(*device, "the device restarted", after);
-        powerUp(*device);
         return true;
     case Event::AddFault:
         device->description.faults += event.fault;

@@ -5,6 +5,7 @@
 #include "Random.h"
 #include "Replay.h"
 #include "Rules.h"
+#include "WallDirectory.h"
 #include "WallStore.h"
 
 #include <simulator/VirtualWall.h>
@@ -99,6 +100,13 @@ public:
 
     void setWall(const WallDescription &description);
     WallDescription description() const;
+    void setDevices(const QList<Device> &devices);
+    void addDevice(const Device &device);
+
+    bool create(const QString &directory, const WallDescription &wall, QString *error);
+    bool open(const QString &directory, QString *error);
+    void close();
+    QString directory() const;
 
     void setClock(VirtualWall::Clock mode);
     qint64 now() const;
@@ -125,6 +133,16 @@ public:
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return access(m_state);
+    }
+
+    /// Lets `change` alter a device; what lasts of it is saved. False, and nothing changed, for an unknown device, when
+    /// `change` answers false, and when the device could not be saved.
+    template <typename Change>
+    bool changeDevice(const QString &deviceKey, Change change)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        DeviceState *const device = m_state.device(deviceKey);
+        return device && changeLocked(*device, [&] { return change(*device); });
     }
 
 private:
@@ -161,8 +179,40 @@ private:
     void addChaosLocked(Event::Type type, const QString &deviceKey, int milliseconds, Aftermath &after);
     /// What the script, the fault or the wall answers.
     Answer answerLocked(const Begun &begun, const Call &call, const Act &act, Aftermath &after);
+    /// Runs `change`, which alters a device or none, and saves what lasts of it before it returns. When that fails, or
+    /// when `change` throws, the device is as before; a Refusal says why.
+    template <typename Change>
+    auto savedLocked(DeviceState *device, Change change)
+    {
+        if (!device || !m_directory)
+            return change();
+        const DeviceState before = *device; // shares everything until it is changed
+        QString error;
+        try {
+            auto result = change();
+            if (m_directory->save(before, *device, &error))
+                return result;
+        } catch (...) {
+            *device = before;
+            throw;
+        }
+        *device = before;
+        throw Refusal{QStringLiteral("not saved: ") + error, {}};
+    }
+    /// The same for a change that answers whether it was made; false also when it could not be saved.
+    template <typename Change>
+    bool changeLocked(DeviceState &device, Change change)
+    {
+        try {
+            return savedLocked(&device, change);
+        } catch (const Refusal &) {
+            return false;
+        }
+    }
     /// The wall's own behaviour. A refusal is noted.
     Answer performLocked(quint64 serial, const Call &call, const Act &act);
+    /// Replaces everything that a description holds; `devices` are those of it.
+    void setUpLocked(const WallDescription &wall, const QList<DeviceState> &devices, Aftermath &after);
     void beginLifeLocked(const char *reason, bool rejectsHeld, Aftermath &after);
     void addEventLocked(const Event &event, Aftermath &after);
     bool happenLocked(const Event &event, Aftermath &after);
@@ -218,6 +268,7 @@ private:
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_pendingAdded;
     WallState m_state;
+    std::unique_ptr<WallDirectory> m_directory; ///< Null while no wall on disk is open.
     CallLog m_log;
     std::unique_ptr<Replay> m_replay;
     std::chrono::milliseconds m_replayPatience = defaultReplayPatience;

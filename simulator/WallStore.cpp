@@ -37,10 +37,22 @@ Planes::Planes(const QSize &size, int bytesPerPixel)
 {
 }
 
+bool Planes::isDefault(Store store, const QByteArray &pixel) const
+{
+    const QByteArray &plane = at(store);
+    if (plane.isEmpty())
+        return true;
+    // A plane that begins with the pixel and repeats itself after every pixel consists of it.
+    return plane.startsWith(filled(m_bytesPerPixel, m_bytesPerPixel, pixel))
+           && std::memcmp(plane.constData(), plane.constData() + m_bytesPerPixel,
+                          static_cast<std::size_t>(plane.size() - m_bytesPerPixel))
+                  == 0;
+}
+
 QByteArray Planes::bytes(Store store, const QByteArray &pixel) const
 {
     const QByteArray &plane = at(store);
-    return plane.isEmpty() ? filled(m_size.width() * m_size.height() * m_bytesPerPixel, m_bytesPerPixel, pixel) : plane;
+    return plane.isEmpty() ? filled(byteCount(), m_bytesPerPixel, pixel) : plane;
 }
 
 QByteArray Planes::band(int firstRow, int rows, const QByteArray &pixel) const
@@ -52,7 +64,7 @@ QByteArray Planes::band(int firstRow, int rows, const QByteArray &pixel) const
 
 bool Planes::setBytes(Store store, const QByteArray &bytes)
 {
-    if (bytes.size() != m_size.width() * m_size.height() * m_bytesPerPixel)
+    if (bytes.size() != byteCount())
         return false;
     at(store) = bytes;
     if (store == Store::Working)
@@ -94,37 +106,93 @@ void Planes::clear(Store store)
 }
 
 DeviceState::DeviceState(const Device &device)
-    : description(device), brightness(device.brightnessDefault), timing(timingOf(device)), rules(rulesOf(device))
+    : original(device), description(device), brightness(device.brightnessDefault), timing(timingOf(device)),
+      rules(rulesOf(device))
 {
-    for (const SubScreen &subScreen : device.subScreens) {
-        for (const Cabinet &cabinet : subScreen.cabinets) {
+    for (int i = 0; i < device.subScreens.size(); ++i) {
+        const QList<Cabinet> &list = device.subScreens[i].cabinets;
+        for (int j = 0; j < list.size(); ++j) {
+            const Cabinet &cabinet = list[j];
             CabinetState state;
             state.planes(Kind::Chroma) = Planes(cabinet.size, 2 * valuesPerPixel);
             state.planes(Kind::LowGray) = Planes(cabinet.size, 2 * valuesPerPixel);
             state.planes(Kind::Multilayer) = Planes(cabinet.size, device.multilayerBytesPerPixel);
             state.brightness = device.brightnessDefault;
             cabinets.insert(cabinet.id, state);
+            if (!m_places.contains(cabinet.id))
+                m_places.insert(cabinet.id, {i, j});
         }
+    }
+    for (auto it = cabinets.cbegin(); it != cabinets.cend(); ++it) {
+        bool isNumber = false;
+        const qulonglong number = it.key().toULongLong(&isNumber);
+        if (isNumber && !m_idsByNumber.contains(number))
+            m_idsByNumber.insert(number, it.key());
     }
 }
 
-void powerUp(DeviceState &device)
+void DeviceState::forget()
 {
-    for (CabinetState &cabinet : device.cabinets) {
+    const DeviceState delivered(original);
+    for (auto it = cabinets.begin(); it != cabinets.end(); ++it) {
+        CabinetState forgotten = *delivered.cabinets.constFind(it.key());
+        forgotten.flashCheckCodes = it->flashCheckCodes;
+        for (std::size_t kind = 0; kind < forgotten.kinds.size(); ++kind) {
+            forgotten.kinds[kind] = it->kinds[kind];
+            forgotten.kinds[kind].clear();
+        }
+        *it = forgotten;
+    }
+    brightness = delivered.brightness;
+    effectMode = delivered.effectMode;
+    gamma = delivered.gamma;
+    xBitMode = delivered.xBitMode;
+    xBitEnabled = delivered.xBitEnabled;
+    ablEnabled = delivered.ablEnabled;
+    description.screenName = original.screenName;
+    description.subScreens = original.subScreens;
+}
+
+void DeviceState::powerUp()
+{
+    if (description.personality == QLatin1String("forgets on restart"))
+        forget();
+    for (CabinetState &cabinet : cabinets) {
         for (Planes &planes : cabinet.kinds)
             planes.copy(Store::User, Store::Working);
     }
-    device.lockOwner.clear();
-    device.pattern = Pattern();
-    device.imageMode = 0;
+    imageMode = 0;
+    lockOwner.clear();
+    pattern = Pattern();
+}
+
+const Cabinet *DeviceState::describedCabinet(const QString &cabinetId) const
+{
+    const auto place = m_places.constFind(cabinetId);
+    return place == m_places.constEnd() ? nullptr : &description.subScreens[place->subScreen].cabinets[place->cabinet];
 }
 
 Cabinet *DeviceState::describedCabinet(const QString &cabinetId)
 {
-    for (SubScreen &subScreen : description.subScreens) {
-        for (Cabinet &cabinet : subScreen.cabinets) {
-            if (cabinet.id == cabinetId)
-                return &cabinet;
+    const auto place = m_places.constFind(cabinetId);
+    return place == m_places.constEnd() ? nullptr : &description.subScreens[place->subScreen].cabinets[place->cabinet];
+}
+
+const Cabinet *DeviceState::deliveredCabinet(const QString &cabinetId) const
+{
+    const auto place = m_places.constFind(cabinetId);
+    return place == m_places.constEnd() ? nullptr : &original.subScreens[place->subScreen].cabinets[place->cabinet];
+}
+
+const Module *DeviceState::describedModule(const QString &cabinetId, const QString &moduleId) const
+{
+    const Cabinet *const cabinet = describedCabinet(cabinetId);
+    if (!cabinet)
+        return nullptr;
+    for (const ReceivingCard &card : cabinet->receivingCards) {
+        for (const Module &module : card.modules) {
+            if (module.id == moduleId)
+                return &module;
         }
     }
     return nullptr;
@@ -132,7 +200,7 @@ Cabinet *DeviceState::describedCabinet(const QString &cabinetId)
 
 Module *DeviceState::describedModule(const QString &cabinetId, const QString &moduleId)
 {
-    Cabinet *cabinet = describedCabinet(cabinetId);
+    Cabinet *const cabinet = describedCabinet(cabinetId);
     if (!cabinet)
         return nullptr;
     for (ReceivingCard &card : cabinet->receivingCards) {

@@ -4,6 +4,8 @@
 
 #include <simulator/VirtualWall.h>
 
+#include <QtCore/QHash>
+
 #include <array>
 #include <vector>
 
@@ -13,6 +15,8 @@ namespace Simulator {
 constexpr int valuesPerPixel = 9;
 constexpr int kindCount = 3;
 constexpr int storeCount = 5;
+/// The stores that outlive a restart: all but Working.
+constexpr std::array<Store, 4> lastingStores{Store::User, Store::Factory, Store::Module, Store::Flash};
 
 /// The coefficients of one kind of one cabinet: a plane of raw bytes for each store. Copies between stores share
 /// memory.
@@ -30,6 +34,12 @@ public:
     /// Where the working values come from.
     Store shown() const { return m_shown; }
 
+    /// What a store holds: a whole plane, or nothing where it consists of default pixels.
+    const QByteArray &stored(Store store) const { return at(store); }
+    /// Whether a store consists of copies of `pixel`.
+    bool isDefault(Store store, const QByteArray &pixel) const;
+    /// The length of a whole plane in bytes.
+    int byteCount() const { return m_size.width() * m_size.height() * m_bytesPerPixel; }
     /// The whole plane; where nothing was written, made of `pixel` (see VirtualWall::setDefaultPixel()).
     QByteArray bytes(Store store, const QByteArray &pixel) const;
     /// The rows of a band of the working plane.
@@ -68,10 +78,18 @@ struct CabinetState {
     const Planes &planes(Kind kind) const { return kinds[static_cast<std::size_t>(kind)]; }
 };
 
+/// A device. docs/store.md says what each operation reads and writes, and what outlives a restart.
 struct DeviceState {
+    /// As delivered: every store and setting at its default.
     explicit DeviceState(const Device &device);
 
-    Device description;
+    /// What happens when the power comes back, and when a saved wall is opened: every cabinet shows its User store;
+    /// lock, test image and image mode are gone. A device that forgets on restart is as delivered but for Factory, Module
+    /// and Flash and the flash check codes.
+    void powerUp();
+
+    Device original;                      ///< As described, with the screen name and the flags that it was delivered with.
+    Device description;                   ///< With those that were set since.
     QMap<QString, CabinetState> cabinets; ///< By cabinet id.
     int brightness = 0;
     int effectMode = 0;
@@ -89,13 +107,28 @@ struct DeviceState {
     std::vector<ScriptData> rules; ///< Faults: the last one that applies counts.
     qint64 busyUntil = 0;          ///< Microseconds of the wall's clock.
 
-    /// Null for an unknown id, here and below.
+    /// Null for an unknown id, here and below. Of cabinets with one id the first.
+    const Cabinet *describedCabinet(const QString &cabinetId) const;
     Cabinet *describedCabinet(const QString &cabinetId);
+    const Module *describedModule(const QString &cabinetId, const QString &moduleId) const;
     Module *describedModule(const QString &cabinetId, const QString &moduleId);
-};
+    /// The same of `original`.
+    const Cabinet *deliveredCabinet(const QString &cabinetId) const;
+    /// The id whose number this is, such as "007" for 7; null for none.
+    QString idWithNumber(qulonglong number) const { return m_idsByNumber.value(number); }
 
-/// Starts a device, which has lost what it had not saved.
-void powerUp(DeviceState &device);
+private:
+    struct Place {
+        int subScreen;
+        int cabinet;
+    };
+
+    /// Everything but Factory, Module and Flash and the flash check codes is as delivered.
+    void forget();
+
+    QHash<QString, Place> m_places; ///< By cabinet id.
+    QHash<qulonglong, QString> m_idsByNumber;
+};
 
 struct WallState {
     QList<DeviceState> devices; ///< Those that are unplugged, too.
