@@ -15,3 +15,5 @@ correction_test(simulator/tst_typedjson.cpp "${PROJECT_SOURCE_DIR}/simulator/Typ
   "${PROJECT_SOURCE_DIR}/simulator/Describe.cpp")
 correction_test(simulator/tst_journal.cpp)
 correction_test(simulator/tst_replay.cpp)
+correction_test(simulator/tst_store.cpp)
+target_compile_definitions(tst_store PRIVATE "STORE_RULES=\"${PROJECT_SOURCE_DIR}/docs/store.md\"")
