@@ -88,7 +88,8 @@ int packNumber(const QString &name)
     return form.match(name).captured(1).toInt();
 }
 
-bool syncFile(QFile &file)
+/// Everything that was written to a flushed file is on the disk.
+bool syncFile(QFileDevice &file)
 {
 #ifdef Q_OS_UNIX
     return ::fsync(file.handle()) == 0;
@@ -96,6 +97,12 @@ bool syncFile(QFile &file)
     Q_UNUSED(file)
     return true;
 #endif
+}
+
+/// Why the last step with a file failed; fsync() tells it only through errno.
+QString reasonOf(const QFileDevice &file)
+{
+    return file.error() == QFileDevice::NoError ? qt_error_string(errno) : file.errorString();
 }
 
 /// Makes new and removed names of a folder outlast a power failure. They outlast the process in any case, so nothing
@@ -272,8 +279,7 @@ bool DeviceFolder::writePack(int number, const QVector<QByteArray> &values, QStr
         good = good && file.write(value) == value.size();
     if (good && file.flush() && syncFile(file))
         return true;
-    // fsync() tells its reason only through errno.
-    const QString reason = file.error() == QFileDevice::NoError ? qt_error_string(errno) : file.errorString();
+    const QString reason = reasonOf(file);
     file.close();
     file.remove();
     return fail(error, QStringLiteral("%1: cannot be written: %2").arg(path, reason));
@@ -294,11 +300,18 @@ bool DeviceFolder::writeState(const QString &deviceKey, const Saved &saved, QStr
     text += "\n}}\n";
 
     QSaveFile file(filePath(stateName));
-    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit()) {
-        syncFolder(m_path);
-        return true;
+    // commit() synchronises, too, but goes on when that fails.
+    bool good = file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush() && syncFile(file);
+    const QString reason = reasonOf(file);
+    if (!good)
+        file.cancelWriting();
+    good = file.commit() && good;
+    if (!good) {
+        return fail(error, QStringLiteral("%1: cannot be written: %2")
+                               .arg(file.fileName(), reason.isEmpty() ? file.errorString() : reason));
     }
-    return fail(error, QStringLiteral("%1: cannot be written: %2").arg(file.fileName(), file.errorString()));
+    syncFolder(m_path);
+    return true;
 }
 
 bool DeviceFolder::create(const DeviceState &device, QString *error)

@@ -2,11 +2,11 @@
 
 #include <simulator/WallFile.h>
 
-#include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QSet>
+#include <QtCore/QSysInfo>
 
 namespace Simulator {
 
@@ -47,14 +47,14 @@ bool WallDirectory::lock(QString *error)
     qint64 process = 0;
     QString host;
     QString application;
-    if (m_lock->getLockInfo(&process, &host, &application)) {
-        return fail(error, QStringLiteral("%1: the wall is in use by process %2 (%3) on %4")
-                               .arg(filePath(lockName), QString::number(process), application, host));
-    }
-    // A process died before its name was in the file. Removing it fails when somebody holds it all the same.
-    if (m_lock->removeStaleLockFile() && m_lock->tryLock(milliseconds))
+    const bool isNamed = m_lock->getLockInfo(&process, &host, &application);
+    // Besides the name in the file the operating system knows whether its owner lives: then removing the file fails. So a
+    // file that was cut short, and a process number that was given to another process, lock nobody out.
+    if (QSysInfo::machineHostName().startsWith(host) && m_lock->removeStaleLockFile() && m_lock->tryLock(milliseconds))
         return true;
-    return fail(error, QStringLiteral("%1: the wall is in use").arg(filePath(lockName)));
+    return fail(error, isNamed ? QStringLiteral("%1: the wall is in use by process %2 (%3) on %4")
+                                     .arg(filePath(lockName), QString::number(process), application, host)
+                               : QStringLiteral("%1: the wall is in use").arg(filePath(lockName)));
 }
 
 bool WallDirectory::addFolder(const Device &device, const WallDescription &wall, QString *error)

@@ -1,0 +1,53 @@
+// Another process with a wall, for tests that kill it: wallwriter DIRECTORY hold|save [STEP]
+//
+// hold: opens the directory, says "open" and waits for the end of its input.
+// save: goes on from the generation that it finds, and says "saved N" after every request, N counting all requests. It is
+// killed at the given step to the disk, or goes on until somebody kills it.
+
+#include "DiskSteps.h"
+#include "Generations.h"
+
+#include <QtCore/QCoreApplication>
+
+#include <cstdio>
+
+namespace {
+
+void say(const QByteArray &line)
+{
+    std::fputs((line + '\n').constData(), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = application.arguments();
+    if (arguments.size() < 3)
+        return 2;
+    DiskSteps::watch(arguments[1].toLocal8Bit());
+    if (arguments.size() > 3)
+        DiskSteps::killAt(arguments[3].toInt());
+
+    QString error;
+    if (!Simulator::VirtualWall::instance().open(arguments[1], &error)) {
+        say(error.toLocal8Bit());
+        return 1;
+    }
+    say("open");
+    if (arguments[2] == QLatin1String("hold")) {
+        while (std::getchar() != EOF) {
+        }
+        return 0;
+    }
+    Simulator::VirtualWall::instance().setJournalLimit(0);
+    for (int saved = Generations::found(); saved >= 0; ++saved) {
+        const int generation = saved / 2 + 1;
+        if (!(saved % 2 == 0 ? Generations::savePlanes(generation) : Generations::saveFlags(generation)))
+            return 1;
+        say("saved " + QByteArray::number(saved + 1));
+    }
+    return 1;
+}
