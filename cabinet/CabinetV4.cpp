@@ -4,7 +4,7 @@
 
 #include "cabinet/DeviceCall.h"
 #include "model/Arithmetic.h"
-#include "model/Base64.h"
+#include "model/Codec.h"
 #include "model/Logging.h"
 
 #include <service/CabinetInfoOperator.h>
@@ -327,7 +327,7 @@ EnumErrorCode CabinetV4::getConfigFile(const QString &path)
                    &CabinetInfoOperator::getConfigFile, m_pCabinet->deviceKey, m_pCabinet->id, reply);
     if (code != enSuccess)
         return code;
-    const QByteArray config = Base64::decodeBytes(reply.value(QStringLiteral("config")).toString());
+    const QByteArray config = Codec::decodeBytes(reply.value(QStringLiteral("config")).toString());
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate))
         return enFileError;
@@ -348,7 +348,7 @@ EnumErrorCode CabinetV4::setConfigFile(const QString &path)
     // A file that is too large is cut short without an error, either here or as a text. Special files may well hold more
     // than the size they report.
     const QByteArray bytes = file.readAll();
-    const QString config = Base64::encode(bytes);
+    const QString config = Codec::toBase64(bytes);
     if (file.error() != QFileDevice::NoError || bytes.size() < file.size() || config.isEmpty() != bytes.isEmpty()) {
         logFailure("cannot read the configuration file %1: %2", path, file.errorString());
         return enFileError;

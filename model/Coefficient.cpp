@@ -2,59 +2,18 @@
 
 #include <Correction/CoefficientPtr.h>
 
-#include "model/Base64.h"
+#include "model/Codec.h"
 #include "model/Grid.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
+
 namespace Correction {
 namespace {
 
 constexpr Grid::Names names{"Correction::Coefficient::setCoefficient", "Correction::Coefficient::setPartCoefficient",
                             "Correction::Coefficient::tryGetPart"};
 
-constexpr int pixelLength = 9;
-
-/// The last four decimal digits of a number, for every group of four.
-class DecimalTable
-{
-public:
-    DecimalTable()
-    {
-        for (size_t number = 0; number < 10000; ++number) {
-            char16_t *const group = &m_groups[number * 4];
-            group[0] = char16_t(u'0' + number / 1000);
-            group[1] = char16_t(u'0' + number / 100 % 10);
-            group[2] = char16_t(u'0' + number / 10 % 10);
-            group[3] = char16_t(u'0' + number % 10);
-        }
-    }
-
-    static int digitsOf(unsigned short value)
-    {
-        return 1 + (value >= 10) + (value >= 100) + (value >= 1000) + (value >= 10000);
-    }
-
-    /// Writes a number and gives the place behind it. Up to three characters more may be overwritten, never at or behind
-    /// `end`.
-    char16_t *write(unsigned short value, char16_t *out, const char16_t *end) const
-    {
-        const int digits = digitsOf(value);
-        if (digits == 5)
-            *out++ = char16_t(u'0' + value / 10000);
-        const int inGroup = std::min(digits, 4);
-        const char16_t *const group = &m_groups[size_t(value % 10000 * 4 + 4 - inGroup)];
-        if (end - out >= 4)
-            std::memcpy(out, group, 4 * sizeof(char16_t)); // a single move, unlike the right number of characters
-        else
-            std::copy_n(group, inGroup, out);
-        return out + inGroup;
-    }
-
-private:
-    std::array<char16_t, 10000 * 4 + 3> m_groups{}; ///< three more: a short number's copy reaches into the next group
-};
+using Codec::pixelLength;
 
 } // namespace
 
@@ -139,7 +98,7 @@ ICoefficient *Coefficient::tryGetPart(const QRect &rect)
 
 QString Coefficient::toBase64()
 {
-    return Base64::encode(m_coefficients);
+    return Codec::toBase64(m_coefficients);
 }
 
 EnumErrorCode Coefficient::tryGetAvg(QVector<unsigned short> &average)
@@ -152,27 +111,7 @@ EnumErrorCode Coefficient::tryGetAvg(QVector<unsigned short> &average)
     }
     // A sum of 16-bit values is exact in integers, and so close to no multiple of the count that a division of doubles would
     // round it up to the next integer: both give the same result.
-    std::array<quint64, pixelLength> sums{};
-    const unsigned short *value = m_coefficients.constData();
-    const unsigned short *const end = value + m_coefficients.size();
-    // Rows of many pixels are added up in 32 bits, which the compiler turns into vector instructions, for as many rows as
-    // these hold.
-    constexpr int rowLength = 16 * pixelLength;
-    constexpr qint64 rowsAtOnce = 0xffffffff / 0xffff;
-    while (end - value >= rowLength) {
-        std::array<quint32, rowLength> partial{};
-        for (qint64 rows = std::min<qint64>((end - value) / rowLength, rowsAtOnce); rows > 0; --rows) {
-            for (int i = 0; i < rowLength; ++i)
-                partial[size_t(i)] += value[i];
-            value += rowLength;
-        }
-        for (size_t i = 0; i < partial.size(); ++i)
-            sums[i % pixelLength] += partial[i];
-    }
-    for (; value != end; value += pixelLength) {
-        for (size_t i = 0; i < sums.size(); ++i)
-            sums[i] += value[i];
-    }
+    const Codec::PixelSums sums = Codec::sumPixels(m_coefficients);
     const quint64 pixels = std::max<quint64>(1, quint64(m_coefficients.size()) / pixelLength);
     QVector<unsigned short> means(pixelLength);
     std::transform(sums.begin(), sums.end(), means.begin(),
@@ -203,25 +142,7 @@ EnumErrorCode Coefficient::setPartCoefficient(const QRect &rect, QVector<unsigne
 
 QString Coefficient::toJsonData()
 {
-    static const DecimalTable table;
-
-    qint64 length = m_coefficients.isEmpty() ? 2 : 1 + qint64(m_coefficients.size()); // brackets and separators
-    for (const unsigned short value : qAsConst(m_coefficients))
-        length += DecimalTable::digitsOf(value);
-    if (length * qint64(sizeof(QChar)) > Grid::maxContainerBytes) {
-        logFailure("JSON text too long. values:%1", m_coefficients.size());
-        return QString();
-    }
-    QString json(static_cast<int>(length), Qt::Uninitialized);
-    auto *out = reinterpret_cast<char16_t *>(json.data());
-    const auto *const end = out + length;
-    *out++ = u'[';
-    for (const unsigned short value : qAsConst(m_coefficients)) {
-        out = table.write(value, out, end);
-        *out++ = u',';
-    }
-    json[json.size() - 1] = QLatin1Char(']'); // in the place of the last separator
-    return json;
+    return Codec::toJson(m_coefficients);
 }
 
 } // namespace Correction

@@ -2,7 +2,7 @@
 
 #include <Correction/CoefficientPtr.h>
 
-#include "model/Base64.h"
+#include "model/Codec.h"
 #include "model/Grid.h"
 
 namespace Correction {
@@ -97,7 +97,7 @@ ICoefficient *LowGrayCoefficient::tryGetPart(const QRect &rect)
 
 QString LowGrayCoefficient::toBase64()
 {
-    return Base64::encode(m_coefficients);
+    return Codec::toBase64(m_coefficients);
 }
 
 QVector<unsigned short> LowGrayCoefficient::getCoefficient()

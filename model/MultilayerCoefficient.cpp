@@ -2,7 +2,7 @@
 
 #include <Correction/CoefficientPtr.h>
 
-#include "model/Base64.h"
+#include "model/Codec.h"
 #include "model/Grid.h"
 
 namespace Correction {
@@ -102,7 +102,7 @@ ICoefficient *MultilayerCoefficient::tryGetPart(const QRect &rect)
 
 QString MultilayerCoefficient::toBase64()
 {
-    return Base64::encode(m_coefficients);
+    return Codec::toBase64(m_coefficients);
 }
 
 QByteArray MultilayerCoefficient::getCoefficient()

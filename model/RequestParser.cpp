@@ -4,7 +4,7 @@
 #include <Correction/IMultilayerCoefficient.h>
 
 #include "model/Arithmetic.h"
-#include "model/Base64.h"
+#include "model/Codec.h"
 #include "model/Grid.h"
 #include "model/Logging.h"
 
@@ -68,7 +68,7 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
     } // released before the first paste, which would otherwise have to copy what the grid shares with it
 
     return pasteBlocks(reply, [grid](const QVariantMap &block) -> EnumErrorCode {
-        QVector<unsigned short> values = Base64::decodeValues(textOf(block));
+        QVector<unsigned short> values = Codec::decodeValues(textOf(block));
         if (values.isEmpty()) {
             qCCritical(lcCorrection) << "invalid coefficient data \n";
             return enArgumentMismatch;
@@ -90,7 +90,7 @@ EnumErrorCode RequestParser::toCabinetMultilayerCoefficient(QRect cabinetRect, Q
     grid->setPixelCol(widthOf(cabinetRect));
     grid->setPixelRow(heightOf(cabinetRect));
     return pasteBlocks(reply, [grid](const QVariantMap &block) {
-        QByteArray bytes = Base64::decodeBytes(textOf(block));
+        QByteArray bytes = Codec::decodeBytes(textOf(block));
         return reportPaste(grid->setPartCoefficient(areaOf(block), bytes));
     });
 }

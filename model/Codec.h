@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+#include <array>
+
+/// The loops over all values of a grid, written once for whatever vector instructions the machine turns out to have.
+///
+/// Base64 (RFC 4648, section 4: standard alphabet, padded) goes between the values and the UTF-16 text in which they travel,
+/// in one pass and without an intermediate byte array. 16-bit values stand low byte first.
+namespace Correction {
+namespace Codec {
+
+/// The text of the values; empty, with one critical line, when it would not fit into one QString.
+QString toBase64(const QVector<unsigned short> &values);
+QString toBase64(const QByteArray &bytes);
+
+/// Exactly the bytes that `QByteArray::fromBase64(text.toUtf8())` gives; a value is made of two of them, a last odd one is
+/// dropped.
+QVector<unsigned short> decodeValues(const QString &text);
+QByteArray decodeBytes(const QString &text);
+
+/// All values as decimal numbers: "[1,20,300]". Empty, with one critical line, when it would not fit into one QString.
+QString toJson(const QVector<unsigned short> &values);
+
+/// Values of a chroma pixel.
+constexpr int pixelLength = 9;
+
+using PixelSums = std::array<quint64, pixelLength>;
+
+/// The sum of each of a pixel's values over all whole pixels.
+PixelSums sumPixels(const QVector<unsigned short> &values);
+
+} // namespace Codec
+} // namespace Correction
