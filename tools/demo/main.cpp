@@ -1,17 +1,21 @@
 // The library's main job on a virtual wall of two controllers: discover it, write a chroma correction over a rectangle that
-// spans both, save it, read it back, draw a checkerboard. Pictures go to the folder given as the first argument.
+// spans both, save it, read it back, draw a checkerboard. Pictures go to the folder given as the first argument, the wall
+// itself lives in the folder "wall" there: the next run finds what this one saved.
 
 #include <Correction/Correction.h>
 #include <simulator/VirtualWall.h>
+#include <simulator/WallFile.h>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
+#include <QtCore/QFileInfo>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTextStream>
 #include <QtGui/QImage>
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 using namespace Correction;
 
@@ -60,28 +64,17 @@ private:
     int m_failures = 0;
 };
 
-/// A pixel that changes nothing.
-QByteArray unityPixel()
+/// Opens the wall of an earlier run, or makes one. Whether it was there already; no value when it is unusable.
+std::optional<bool> openWall(Simulator::VirtualWall &wall, const QString &folder)
 {
-    QByteArray pixel(valuesPerPixel * 2, '\0');
-    for (const int diagonal : {0, 4, 8})
-        pixel[diagonal * 2 + 1] = static_cast<char>(unity >> 8);
-    return pixel;
-}
-
-/// The wall: two controllers side by side, three by four cabinets each.
-void buildWall(Simulator::VirtualWall &wall)
-{
-    const QSize cabinet(cabinetSize, cabinetSize);
-    auto left = Simulator::gridDevice(QStringLiteral("left"), QPoint(0, 0), 3, 4, cabinet, 1);
-    auto right = Simulator::gridDevice(QStringLiteral("right"), QPoint(3 * cabinetSize, 0), 3, 4, cabinet, 13);
-    for (Simulator::Device *device : {&left, &right}) {
-        device->screenId = QStringLiteral("arena-main");
-        device->screenName = QStringLiteral("Arena, main wall");
-    }
-    wall.reset();
-    wall.setDefaultPixel(Simulator::Kind::Chroma, unityPixel());
-    wall.setDevices({left, right});
+    const bool isThere = QFileInfo::exists(folder);
+    Simulator::WallDescription description;
+    QString error;
+    if (isThere ? wall.open(folder, &error)
+                : Simulator::presetWall(QStringLiteral("demo"), description) && wall.create(folder, description, &error))
+        return isThere;
+    out() << error << "\nTo begin anew, remove the folder " << folder << Qt::endl;
+    return std::nullopt;
 }
 
 /// Light leaks where cabinets meet, and the eye sees every seam: pixels near an edge get more gain, the outermost a quarter.
@@ -124,6 +117,16 @@ QStringList devicesOf(const QList<CabinetInfo> &cabinets)
             keys.append(cabinet.deviceKey);
     }
     return keys;
+}
+
+/// Whether a controller ever saved a correction: its factory store, which nobody here writes, shows what it has otherwise.
+bool hasSaved(const Simulator::VirtualWall &wall, const QString &key, const QList<CabinetInfo> &cabinets)
+{
+    return std::any_of(cabinets.cbegin(), cabinets.cend(), [&](const CabinetInfo &cabinet) {
+        return cabinet.deviceKey == key
+               && wall.chroma(key, cabinet.id, Simulator::Store::User)
+                      != wall.chroma(key, cabinet.id, Simulator::Store::Factory);
+    });
 }
 
 void printTree(IScreen &screen, const QList<CabinetInfo> &cabinets, const QRect &screenRect)
@@ -192,10 +195,13 @@ void savePicture(const QImage &image, const QDir &folder, const QString &name, C
 int run(const QDir &folder)
 {
     Checks checks;
+    checks.expect(folder.mkpath(QStringLiteral(".")), QStringLiteral("cannot make %1").arg(folder.path()));
     auto &wall = Simulator::VirtualWall::instance();
-    buildWall(wall);
+    const std::optional<bool> isKept = openWall(wall, folder.filePath(QStringLiteral("wall")));
+    if (!checks.expect(isKept.has_value(), QStringLiteral("no wall")))
+        return checks.failures();
 
-    out() << "1. Discovering the wall" << Qt::endl;
+    out() << "1. Discovering the wall" << (*isKept ? " of an earlier run" : "") << " in " << wall.directory() << Qt::endl;
     ScreenManager *const manager = ScreenManager::getInstance();
     manager->init();
     checks.succeeds(manager->refreshScreen(), QStringLiteral("refresh"));
@@ -210,6 +216,16 @@ int run(const QDir &folder)
     printTree(*screen, cabinets, screenRect);
 
     const QRect part(64, 64, 640, 384);
+    if (*isKept) {
+        out() << "   What it kept:" << Qt::endl;
+        for (const QString &key : devicesOf(cabinets)) {
+            if (hasSaved(wall, key, cabinets))
+                compareSubScreen(*screen->tryGetSubScreen(key), key, part, checks);
+            else
+                out() << "   " << key << ": nothing, that run ended before it had saved" << Qt::endl;
+        }
+    }
+
     out() << "2. Writing a seam correction over " << text(part) << ", across both controllers" << Qt::endl;
     const CoefficientPtr made(CoefficientFactory::getCoefficient(enCommonCoefficient, part.height(), part.width()));
     auto &grid = dynamic_cast<IChromaCoefficient &>(*made);
@@ -252,7 +268,6 @@ int run(const QDir &folder)
     checks.expect(seamless, QStringLiteral("the board has a seam between the controllers"));
 
     out() << "6. Pictures" << Qt::endl;
-    checks.expect(folder.mkpath(QStringLiteral(".")), QStringLiteral("cannot make %1").arg(folder.path()));
     savePicture(wall.layoutPicture(screen->getID()), folder, QStringLiteral("layout.png"), checks);
     savePicture(wall.coefficientPicture(screen->getID(), 4), folder, QStringLiteral("coefficients-green.png"), checks);
     savePicture(shown, folder, QStringLiteral("checkerboard.png"), checks);
