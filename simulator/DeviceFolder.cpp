@@ -300,7 +300,7 @@ bool DeviceFolder::writeState(const QString &deviceKey, const Saved &saved, QStr
     text += "\n}}\n";
 
     QSaveFile file(filePath(stateName));
-    // commit() synchronises, too, but goes on when that fails.
+    // commit() flushes and synchronises, too, but goes on when that fails.
     bool good = file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush() && syncFile(file);
     const QString reason = reasonOf(file);
     if (!good)
@@ -640,8 +640,8 @@ private:
                            [&](const QJsonObject &cabinet) { readCabinet(it.key(), id, cabinet); });
                 } else {
                     const JsonReader::At at(m_json, id.constData());
-                    m_json.problem(QStringLiteral("the wall's description has no such cabinet in device \"%1\"")
-                                       .arg(m_device.description.key));
+                    m_json.problem(
+                        QStringLiteral("wall.json has no such cabinet in device \"%1\"").arg(m_device.description.key));
                 }
             }
         });
@@ -783,7 +783,7 @@ private:
                     read(modules, module.constData());
                 } else {
                     const JsonReader::At at(m_json, module.constData());
-                    m_json.problem(QStringLiteral("the wall's description has no such module in cabinet %1").arg(id));
+                    m_json.problem(QStringLiteral("wall.json has no such module in cabinet %1").arg(id));
                 }
             }
         });
@@ -801,7 +801,7 @@ private:
         const QSize described = m_device.cabinets.constFind(id)->planes(Kind::Chroma).size();
         if (size == QJsonArray{described.width(), described.height()})
             return true;
-        m_json.problem(QStringLiteral("saved from a cabinet of %1x%2 pixels, but the wall's description has %3x%4")
+        m_json.problem(QStringLiteral("saved from a cabinet of %1x%2 pixels, but wall.json has %3x%4")
                            .arg(size[0].toDouble())
                            .arg(size[1].toDouble())
                            .arg(described.width())

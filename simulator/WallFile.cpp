@@ -1024,7 +1024,8 @@ bool writeWall(const QString &path, const WallDescription &wall, QString *error)
     if (!parseWall(json, path, again, error))
         return false;
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.commit())
+    // commit() does not notice when the rest of the buffer cannot be written.
+    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.flush() || !file.commit())
         return fail(error, path + QLatin1String(": ") + file.errorString());
     return true;
 }

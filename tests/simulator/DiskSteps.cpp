@@ -137,12 +137,12 @@ __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes
 
 __attribute__((visibility("default"))) int fsync(int file)
 {
-    return isWatched(file) && stepFails() ? -1 : static_cast<int>(::syscall(SYS_fsync, file));
+    return isWatched(file) && stepFails() ? -1 : 0;
 }
 
 __attribute__((visibility("default"))) int fdatasync(int file)
 {
-    return isWatched(file) && stepFails() ? -1 : static_cast<int>(::syscall(SYS_fdatasync, file));
+    return isWatched(file) && stepFails() ? -1 : 0;
 }
 
 __attribute__((visibility("default"))) int rename(const char *from, const char *to) noexcept

@@ -6,7 +6,8 @@
 /// step is to open for writing, write, synchronise, rename, remove or make a folder; a write that goes wrong has written its
 /// first half.
 ///
-/// Programs that use it are linked with DiskSteps.cpp, whose functions stand before those of the C library.
+/// Programs that are linked with DiskSteps.cpp have its functions before those of the C library. There synchronising is a
+/// step, but takes no time: only a power failure could tell the difference.
 namespace DiskSteps {
 
 /// Counts from 0 on; an empty path: counts nothing.

@@ -15,12 +15,14 @@ correction_test(simulator/tst_typedjson.cpp "${PROJECT_SOURCE_DIR}/simulator/Typ
   "${PROJECT_SOURCE_DIR}/simulator/Describe.cpp")
 correction_test(simulator/tst_journal.cpp)
 correction_test(simulator/tst_replay.cpp)
-correction_test(simulator/tst_store.cpp)
+correction_test(simulator/tst_store.cpp simulator/DiskSteps.cpp)
 target_compile_definitions(tst_store PRIVATE "STORE_RULES=\"${PROJECT_SOURCE_DIR}/docs/store.md\"")
 
 # A process for tests that kill it; DiskSteps.cpp stands before the C library's functions.
 add_executable(wallwriter simulator/wallwriter.cpp simulator/DiskSteps.cpp)
 target_link_libraries(wallwriter PRIVATE correction_test_support)
-set_target_properties(wallwriter PROPERTIES ENABLE_EXPORTS ON)
 correction_test(simulator/tst_crash.cpp)
+correction_test(simulator/tst_directory.cpp simulator/DiskSteps.cpp)
+set_target_properties(wallwriter tst_directory tst_store PROPERTIES ENABLE_EXPORTS ON)
 add_dependencies(tst_crash wallwriter)
+add_dependencies(tst_directory wallwriter)

@@ -1,0 +1,829 @@
+// Walls on disk: what open() gives back, what it refuses, and what happens when the disk fails.
+
+#include "DiskSteps.h"
+#include "Generations.h"
+
+#include <service/CabinetInfoOperator.h>
+#include <service/Correctionop.h>
+#include <service/HttpProxy.h>
+#include <service/ScreenInfo.h>
+#include <simulator/VirtualWall.h>
+
+#include <QtTest/QtTest>
+
+#include <cerrno>
+#include <functional>
+#include <random>
+#include <thread>
+
+using namespace Simulator;
+using Generations::found;
+using Generations::key;
+using Generations::saveFlags;
+using Generations::savePlanes;
+
+using Damage = std::function<void(const QString &directory)>;
+Q_DECLARE_METATYPE(Damage)
+
+namespace {
+
+using Map = QMap<QString, QVariant>;
+using List = QList<QVariant>;
+
+const QString one = QStringLiteral("1");
+const QString state = QStringLiteral("/devices/A/state.json");
+
+VirtualWall &wall()
+{
+    return VirtualWall::instance();
+}
+
+/// A place for a wall, which lets go of it at the end.
+struct Folder {
+    ~Folder()
+    {
+        DiskSteps::watch(QByteArray());
+        wall().reset();
+    }
+    QTemporaryDir parent;
+    QString directory = parent.filePath(QStringLiteral("wall"));
+};
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void overwrite(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), qint64(bytes.size()));
+}
+
+/// Changes a text that is there once in a file.
+Damage replacing(const QString &file, const QByteArray &before, const QByteArray &after)
+{
+    return [=](const QString &directory) {
+        QByteArray bytes = contents(directory + file);
+        QCOMPARE(bytes.count(before), 1);
+        overwrite(directory + file, bytes.replace(before, after));
+    };
+}
+
+/// All files below a folder with their contents.
+QMap<QString, QByteArray> allFiles(const QString &directory)
+{
+    QMap<QString, QByteArray> files;
+    QDirIterator it(directory, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        files.insert(path.mid(directory.size()), contents(path));
+    }
+    return files;
+}
+
+QStringList packs(const QString &directory, const QString &device = QStringLiteral("A"))
+{
+    return QDir(directory + QStringLiteral("/devices/") + device).entryList({QStringLiteral("*.planes")}, QDir::Files);
+}
+
+/// Makes a wall with one saved generation.
+void makeWall(const QString &directory)
+{
+    QString error;
+    QVERIFY2(wall().create(directory, Generations::wall(), &error), qPrintable(error));
+    QVERIFY(savePlanes(1));
+    QVERIFY(saveFlags(1));
+    QCOMPARE(found(), 2);
+}
+
+void reopen(const QString &directory)
+{
+    QString error;
+    QVERIFY2(wall().open(directory, &error), qPrintable(error));
+}
+
+/// A process that has the wall open, or tried to.
+struct Other {
+    explicit Other(const QString &directory)
+    {
+        process.start(QCoreApplication::applicationDirPath() + QStringLiteral("/wallwriter"),
+                      {directory, QStringLiteral("hold")});
+        while (!process.canReadLine() && process.waitForReadyRead(-1)) {
+        }
+        said = QString::fromLocal8Bit(process.readLine()).trimmed();
+    }
+    void end(bool killed)
+    {
+        if (killed)
+            process.kill();
+        else
+            process.closeWriteChannel();
+        if (process.state() != QProcess::NotRunning)
+            process.waitForFinished(-1);
+    }
+    ~Other() { end(true); }
+    QProcess process;
+    QString said;
+};
+
+} // namespace
+
+class tst_Directory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void whatWasSavedIsThereAgain();
+    void anOpenDirectoryHasAName();
+    void nothingIsSavedAfterClosing();
+    void anotherWallClosesTheDirectory_data();
+    void anotherWallClosesTheDirectory();
+    void addedDevicesLiveInMemoryOnly();
+    void uploadsArePendingNoMoreWhenAWallIsOpened();
+    void openingAgainReadsAgain();
+    void everyKeyHasAFolder();
+
+    void aSaveWritesWhatChanged();
+    void oneRequestMakesOnePack();
+    void defaultPixelsTakeNoPlace();
+    void foldersDoNotGrowForEver();
+
+    void aWallIsNotMadeWhereOneIs();
+    void makingAWallFailsWhole();
+    void aFailingStepChangesNothing_data();
+    void aFailingStepChangesNothing();
+    void aFolderThatIsGoneIsNoticed();
+    void textsThatCannotBeWrittenAreRefused();
+
+    void damageIsFound_data();
+    void damageIsFound();
+    void whatAKilledProcessLeftIsRemoved();
+
+    void twoProcessesCannotShare();
+    void theLockOfADeadProcessIsTakenOver();
+    void aLockFileCutShortLocksNobodyOut();
+
+    void threadsSaveTogether();
+};
+
+void tst_Directory::whatWasSavedIsThereAgain()
+{
+    const Folder folder;
+    WallDescription description = Generations::wall();
+    description.title = QStringLiteral("A title");
+    description.replyBlockHeight = 3;
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    QVERIFY(savePlanes(1));
+    QVERIFY(saveFlags(1));
+    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77))); // only uploaded
+    wall().reset();
+
+    QSignalSpy changed(Quorvex::Communicator::HttpDevice::HttpProxy::getInstance(),
+                       &Quorvex::Communicator::HttpDevice::HttpProxy::deviceChanged);
+    reopen(folder.directory);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(found(), 2);
+    QCOMPARE(wall().shown(key(), one), Store::User);
+    QCOMPARE(wall().wall().title, description.title);
+    QCOMPARE(wall().wall().replyBlockHeight, 3);
+    QCOMPARE(wall().devices().size(), 1);
+    QCOMPARE(wall().devices().first().rect(), description.devices.first().rect());
+}
+
+void tst_Directory::anOpenDirectoryHasAName()
+{
+    const Folder folder;
+    QCOMPARE(wall().directory(), QString());
+    makeWall(folder.directory + QStringLiteral("/deeper/still/"));
+    QCOMPARE(wall().directory(), folder.directory + QStringLiteral("/deeper/still"));
+    wall().close();
+    QCOMPARE(wall().directory(), QString());
+    QVERIFY(wall().load(folder.directory + QStringLiteral("/deeper/still")));
+    QCOMPARE(wall().directory(), folder.directory + QStringLiteral("/deeper/still"));
+}
+
+void tst_Directory::nothingIsSavedAfterClosing()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().close();
+    const auto before = allFiles(folder.directory);
+    QVERIFY(!before.contains(QStringLiteral("/lock")));
+    QVERIFY(savePlanes(2));
+    QCOMPARE(found(), 3);
+    QCOMPARE(allFiles(folder.directory), before);
+    reopen(folder.directory);
+    QCOMPARE(found(), 2);
+}
+
+void tst_Directory::anotherWallClosesTheDirectory_data()
+{
+    QTest::addColumn<int>("how");
+    QTest::newRow("reset") << 0;
+    QTest::newRow("other devices") << 1;
+    QTest::newRow("another description") << 2;
+}
+
+void tst_Directory::anotherWallClosesTheDirectory()
+{
+    QFETCH(int, how);
+    const Folder folder;
+    makeWall(folder.directory);
+    if (how == 0)
+        wall().reset();
+    else if (how == 1)
+        wall().setDevices(Generations::wall().devices);
+    else
+        wall().setWall(Generations::wall());
+    QCOMPARE(wall().directory(), QString());
+    if (how != 0)
+        QVERIFY(savePlanes(9));
+    reopen(folder.directory);
+    QCOMPARE(found(), 2);
+}
+
+void tst_Directory::addedDevicesLiveInMemoryOnly()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const auto before = allFiles(folder.directory);
+    wall().addDevice(gridDevice(QStringLiteral("B"), QPoint(100, 0), 1, 1, QSize(8, 8)));
+    QVERIFY(wall().setChroma(QStringLiteral("B"), one, QVector<quint16>(8 * 8 * 9, 5), Store::User));
+    wall().addDevice(Generations::wall().devices.first()); // in place of the one that saved
+    QVERIFY(savePlanes(4));
+    QVERIFY(wall().removeDevice(key()));
+    QCOMPARE(allFiles(folder.directory), before);
+    reopen(folder.directory);
+    QCOMPARE(wall().devices().size(), 1);
+    QCOMPARE(found(), 2);
+}
+
+void tst_Directory::uploadsArePendingNoMoreWhenAWallIsOpened()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    Fault fault;
+    fault.type = Fault::NeverSettle;
+    QVERIFY(wall().addFault(key(), fault));
+    bool rejected = false;
+    auto promise = Correctionop::getInstance()->uploadCoefficientAsync(key(), {}).fail([&] {
+        rejected = true;
+        return false;
+    });
+    QCOMPARE(wall().pendingUploads(), 1);
+    reopen(folder.directory);
+    QCOMPARE(wall().pendingUploads(), 0);
+    promise.wait();
+    QVERIFY(rejected);
+}
+
+void tst_Directory::openingAgainReadsAgain()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77)));
+    QCOMPARE(found(), -1);
+    reopen(folder.directory + QStringLiteral("/../wall"));
+    QCOMPARE(found(), 2);
+    // A second time it fails, and all is as it was: still locked, still saving.
+    const QByteArray description = contents(folder.directory + QStringLiteral("/wall.json"));
+    QVERIFY(QFile::remove(folder.directory + QStringLiteral("/wall.json")));
+    QVERIFY(!wall().open(folder.directory));
+    overwrite(folder.directory + QStringLiteral("/wall.json"), description);
+    QVERIFY(Other(folder.directory).said.contains(QStringLiteral("in use")));
+    QVERIFY(savePlanes(2));
+    reopen(folder.directory);
+    QCOMPARE(found(), 3);
+}
+
+void tst_Directory::everyKeyHasAFolder()
+{
+    const Folder folder;
+    const QStringList keys{QStringLiteral("."),
+                           QStringLiteral(".."),
+                           QStringLiteral("/"),
+                           QStringLiteral("../../outside"),
+                           QStringLiteral("a/b"),
+                           QStringLiteral("%"),
+                           QStringLiteral("%2E"),
+                           QStringLiteral("192.168.0.1:8001"),
+                           QStringLiteral("A b\n"),
+                           QStringLiteral("wand \u00e9\u4e2d\U0001f600"),
+                           QString(500, QLatin1Char('x')),
+                           QString(500, QLatin1Char('x')) + QLatin1Char('y'),
+                           QString(90, QChar(0x4e2d))};
+    WallDescription description;
+    for (int i = 0; i < keys.size(); ++i)
+        description.devices += gridDevice(keys[i], QPoint(8 * i, 0), 1, 1, QSize(2, 2));
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    for (int i = 0; i < keys.size(); ++i)
+        QVERIFY(wall().setChroma(keys[i], one, QVector<quint16>(2 * 2 * 9, static_cast<quint16>(i + 1)), Store::User));
+    wall().reset();
+    reopen(folder.directory);
+    for (int i = 0; i < keys.size(); ++i)
+        QCOMPARE(wall().chroma(keys[i], one), QVector<quint16>(2 * 2 * 9, static_cast<quint16>(i + 1)));
+    QCOMPARE(QDir(folder.parent.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+             QStringList(QStringLiteral("wall")));
+    QCOMPARE(QDir(folder.directory + QStringLiteral("/devices")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(),
+             keys.size());
+}
+
+void tst_Directory::aSaveWritesWhatChanged()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QStringList before = packs(folder.directory);
+    QCOMPARE(before.size(), 1);
+    const QByteArray stateBefore = contents(folder.directory + state);
+
+    DiskSteps::watch((folder.directory + QStringLiteral("/devices")).toLocal8Bit());
+    QCOMPARE(wall().chroma(key(), one).size(), 8 * 8 * 9);
+    List reply;
+    QVERIFY(Correctionop::getInstance()->loadCoefficient(key(), one, reply));
+    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77)));
+    QCOMPARE(DiskSteps::count(), 0); // reading and uploading
+
+    QVERIFY(saveFlags(1)); // as they are
+    QCOMPARE(DiskSteps::count(), 0);
+
+    QVERIFY(saveFlags(2));
+    QVERIFY(DiskSteps::count() > 0);
+    QCOMPARE(packs(folder.directory), before);
+    QVERIFY(contents(folder.directory + state) != stateBefore);
+
+    // A plane of one cabinet out of three: the others stay where they are.
+    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 78), Store::User));
+    QCOMPARE(packs(folder.directory).size(), 2);
+    QCOMPARE(QFileInfo(folder.directory + QStringLiteral("/devices/A/2.planes")).size(), qint64(8 * 8 * 18));
+}
+
+void tst_Directory::oneRequestMakesOnePack()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    for (int generation = 2; generation < 6; ++generation) {
+        QVERIFY(savePlanes(generation));
+        QCOMPARE(packs(folder.directory), QStringList(QString::number(generation) + QStringLiteral(".planes")));
+        QCOMPARE(QFileInfo(folder.directory + QStringLiteral("/devices/A/") + packs(folder.directory).first()).size(),
+                 qint64(3 * 8 * 8 * 18));
+    }
+}
+
+void tst_Directory::defaultPixelsTakeNoPlace()
+{
+    const Folder folder;
+    WallDescription description = Generations::wall();
+    description.defaultPixels[0] = QByteArray::fromHex("0080");
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    const QByteArray plane = wall().plane(key(), one, Kind::Chroma, Store::Working);
+    QCOMPARE(plane.left(3), QByteArray::fromHex("008000"));
+    QVERIFY(wall().setPlane(key(), one, Kind::Chroma, plane, Store::User));
+    QCOMPARE(packs(folder.directory), QStringList());
+
+    QByteArray other = plane;
+    other[other.size() - 1] = 1;
+    QVERIFY(wall().setPlane(key(), one, Kind::Chroma, other, Store::User));
+    QCOMPARE(packs(folder.directory).size(), 1);
+    reopen(folder.directory);
+    QCOMPARE(wall().plane(key(), one, Kind::Chroma), other);
+
+    Map reply;
+    QVERIFY(Correctionop::getInstance()->clearCabinetsUserCoefficient(key(), {{QStringLiteral("cids"), List{one}}}, reply));
+    QCOMPARE(packs(folder.directory), QStringList());
+    reopen(folder.directory);
+    QCOMPARE(wall().plane(key(), one, Kind::Chroma), plane);
+}
+
+void tst_Directory::foldersDoNotGrowForEver()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    std::mt19937 random(1);
+    const std::array<Store, 4> stores{Store::User, Store::Factory, Store::Module, Store::Flash};
+    QMap<QString, QVector<quint16>> expected;
+    for (int i = 0; i < 150; ++i) {
+        const QString id = QString::number(1 + random() % 3);
+        const Store store = stores[random() % stores.size()];
+        const QVector<quint16> values(8 * 8 * 9, static_cast<quint16>(i + 1));
+        QVERIFY(wall().setChroma(key(), id, values, store));
+        expected[id + QString::number(int(store))] = values;
+        qint64 size = 0;
+        const QStringList names = packs(folder.directory);
+        for (const QString &name : names)
+            size += QFileInfo(folder.directory + QStringLiteral("/devices/A/") + name).size();
+        QVERIFY(size <= 2 * 12 * 8 * 8 * 18);
+    }
+    reopen(folder.directory);
+    for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+        QCOMPARE(wall().chroma(key(), it.key().left(1), Store(it.key().mid(1).toInt())), it.value());
+}
+
+void tst_Directory::aWallIsNotMadeWhereOneIs()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    const auto before = allFiles(folder.directory);
+    QString error;
+    QVERIFY(!wall().create(folder.directory, WallDescription(), &error));
+    QVERIFY2(error.startsWith(folder.directory + QStringLiteral("/wall.json: is there already")), qPrintable(error));
+    QCOMPARE(allFiles(folder.directory), before);
+
+    QVERIFY(QFile::remove(folder.directory + QStringLiteral("/wall.json")));
+    QVERIFY(!wall().create(folder.directory, Generations::wall(), &error));
+    QVERIFY2(error.startsWith(folder.directory + QStringLiteral("/devices: is there, but no wall.json")), qPrintable(error));
+    QCOMPARE(allFiles(folder.directory).size(), before.size() - 1);
+
+    const QString file = folder.parent.filePath(QStringLiteral("file"));
+    overwrite(file, "text");
+    QVERIFY(!wall().create(file, Generations::wall(), &error));
+    QVERIFY2(error.startsWith(file), qPrintable(error));
+    QCOMPARE(contents(file), QByteArray("text"));
+    QVERIFY(wall().devices().isEmpty());
+}
+
+void tst_Directory::makingAWallFailsWhole()
+{
+    const Folder folder;
+    QString error;
+    WallDescription twice = Generations::wall();
+    twice.devices += twice.devices.first();
+    QVERIFY(!wall().create(folder.directory, twice, &error));
+    QVERIFY2(error.contains(QStringLiteral("two devices have the key \"A\"")), qPrintable(error));
+    QCOMPARE(allFiles(folder.directory), (QMap<QString, QByteArray>()));
+
+    // Count the steps of a success, then let each of them fail.
+    DiskSteps::watch(folder.directory.toLocal8Bit());
+    QVERIFY2(wall().create(folder.directory, Generations::wall(), &error), qPrintable(error));
+    const int steps = DiskSteps::count();
+    QVERIFY(steps > 8);
+    for (int step = 1; step <= steps; ++step) {
+        wall().reset();
+        DiskSteps::watch(QByteArray());
+        QVERIFY(QDir(folder.directory).removeRecursively());
+        DiskSteps::watch(folder.directory.toLocal8Bit());
+        DiskSteps::failAt(step, ENOSPC, false);
+        error.clear();
+        if (!wall().create(folder.directory, Generations::wall(), &error)) {
+            QVERIFY(!error.isEmpty());
+            QVERIFY(wall().devices().isEmpty());
+            DiskSteps::watch(QByteArray());
+            QVERIFY2(wall().create(folder.directory, Generations::wall(), &error), qPrintable(error));
+        }
+        DiskSteps::watch(QByteArray());
+        reopen(folder.directory);
+        QCOMPARE(wall().devices().size(), 1);
+    }
+}
+
+void tst_Directory::aFailingStepChangesNothing_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::addColumn<bool>("lasting");
+    QTest::newRow("the disk is full") << ENOSPC << true;
+    QTest::newRow("the disk is full once") << ENOSPC << false;
+    QTest::newRow("the file system is read-only") << EROFS << true;
+    QTest::newRow("the disk is broken") << EIO << true;
+    QTest::newRow("the disk is broken once") << EIO << false;
+}
+
+void tst_Directory::aFailingStepChangesNothing()
+{
+    QFETCH(int, error);
+    QFETCH(bool, lasting);
+    const Folder folder;
+    makeWall(folder.directory);
+    const QByteArray devices = (folder.directory + QStringLiteral("/devices")).toLocal8Bit();
+
+    int refused = 0;
+    int answered = 2;
+    bool isHarmed = true;
+    for (int step = 1; isHarmed; ++step) {
+        isHarmed = false;
+        for (const bool planes : {true, false}) { // a request that writes a pack, and one that does not
+            const int generation = answered / 2 + 1;
+            wall().clearCalls();
+            DiskSteps::watch(devices);
+            DiskSteps::failAt(step, error, lasting);
+            const bool result = planes ? savePlanes(generation) : saveFlags(generation);
+            const bool hadFailure = DiskSteps::count() >= step;
+            DiskSteps::watch(QByteArray());
+            isHarmed = isHarmed || hadFailure;
+            if (!result) {
+                ++refused;
+                QVERIFY(hadFailure);
+                const QString note = wall().calls().last().note;
+                QVERIFY2(note.startsWith(QStringLiteral("not saved: ") + folder.directory), qPrintable(note));
+                QVERIFY2(note.contains(QStringLiteral(": cannot be written: ")), qPrintable(note));
+                // Memory is as before; the uploaded planes are still there.
+                QCOMPARE(wall().chroma(key(), one, Store::User).first(), quint16((answered + 1) / 2));
+                QCOMPARE(wall().flag(key(), one).toInt(), answered / 2);
+                if (planes)
+                    QCOMPARE(wall().chroma(key(), one).first(), quint16(generation));
+                reopen(folder.directory);
+                QCOMPARE(found(), answered);
+                QVERIFY(planes ? savePlanes(generation) : saveFlags(generation)); // the next success
+            }
+            ++answered;
+            reopen(folder.directory);
+            QCOMPARE(found(), answered);
+        }
+    }
+    QVERIFY2(refused >= 7, qPrintable(QString::number(refused)));
+}
+
+void tst_Directory::aFolderThatIsGoneIsNoticed()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QString away = folder.parent.filePath(QStringLiteral("away"));
+    QVERIFY(QDir().rename(folder.directory, away));
+    QVERIFY(!savePlanes(2));
+    QVERIFY2(wall().calls().last().note.startsWith(QStringLiteral("not saved: ") + folder.directory),
+             qPrintable(wall().calls().last().note));
+    QVERIFY(!saveFlags(2));
+    QVERIFY(!QFileInfo::exists(folder.directory));
+    QVERIFY(QDir().rename(away, folder.directory));
+    QVERIFY(savePlanes(2));
+    reopen(folder.directory);
+    QCOMPARE(found(), 3);
+
+    // What other planes need is gone: the new state would be damaged.
+    const QString pack = folder.directory + QStringLiteral("/devices/A/") + packs(folder.directory).first();
+    QVERIFY(QFile::rename(pack, away));
+    QVERIFY(!saveFlags(2));
+    QVERIFY2(wall().calls().last().note.endsWith(pack + QStringLiteral(": is gone")),
+             qPrintable(wall().calls().last().note));
+    QVERIFY(QFile::rename(away, pack));
+    QVERIFY(saveFlags(2));
+}
+
+void tst_Directory::textsThatCannotBeWrittenAreRefused()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QString half(QChar(0xd83d));
+    Map request{{QStringLiteral("flag"), half}};
+    Map reply;
+    QVERIFY(!CabinetInfoOperator::getInstance()->setCabinetFlag(key(), one, request, reply));
+    QVERIFY2(wall().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is no valid text")),
+             qPrintable(wall().calls().last().note));
+    QCOMPARE(wall().flag(key(), one), one);
+    QVERIFY(!wall().renameScreen(key(), half));
+    QCOMPARE(wall().devices().first().screenName, QStringLiteral("Screen"));
+    QVERIFY(saveFlags(2));
+}
+
+void tst_Directory::damageIsFound_data()
+{
+    QTest::addColumn<Damage>("damage");
+    QTest::addColumn<QString>("expected"); // after the directory's path
+    const auto row = [](const char *name, const Damage &damage, const char *expected) {
+        QTest::newRow(name) << damage << QString::fromLatin1(expected).replace(QLatin1Char('\''), QLatin1Char('"'));
+    };
+    const auto rowOfState = [&](const char *name, const char *before, const char *after, const char *expected) {
+        row(name,
+            replacing(state, QByteArray(before).replace('\'', '"').constData(),
+                      QByteArray(after).replace('\'', '"').constData()),
+            (QByteArray("/devices/A/state.json: ") + expected).constData());
+    };
+    const auto remove = [](const QString &name) {
+        return [name](const QString &directory) { QVERIFY(QFile::remove(directory + name)); };
+    };
+    const QString pack = QStringLiteral("/devices/A/1.planes");
+    row("no description", remove(QStringLiteral("/wall.json")), "/wall.json: is missing");
+    row(
+        "a description cut short",
+        [](const QString &directory) {
+            overwrite(directory + QStringLiteral("/wall.json"),
+                      contents(directory + QStringLiteral("/wall.json")).left(100));
+        },
+        "/wall.json:");
+    row("no state", remove(state), "/devices/A/state.json: cannot be read: No such file or directory");
+    row(
+        "no state at all",
+        [](const QString &directory) { QVERIFY(QDir(directory + QStringLiteral("/devices")).removeRecursively()); },
+        "/devices/A/state.json: cannot be read: No such file or directory");
+    row(
+        "an empty state", [](const QString &directory) { overwrite(directory + state, QByteArray()); },
+        "/devices/A/state.json:");
+    row(
+        "a state cut short",
+        [](const QString &directory) { overwrite(directory + state, contents(directory + state).left(300)); },
+        "/devices/A/state.json:");
+    rowOfState("another format", "led-wall-state", "led-wall", "format: expected 'led-wall-state', got 'led-wall'");
+    rowOfState("another version", "'version': 1", "'version': 2", "version: expected 1, got 2");
+    rowOfState("a version of another type", "'version': 1", "'version': '1'", "version: expected 1, got '1'");
+    rowOfState("another key", "'key': 'A'", "'key': 'B'", "key: expected 'A', got 'B'");
+    rowOfState("an unknown entry", "'device': {", "'devices': {", "unknown key 'devices', did you mean 'device'?");
+    rowOfState("an unknown cabinet", "'3': {", "'33': {", "cabinets.33: wall.json has no such cabinet");
+    rowOfState("a flag of another type", "'3': {'flag':'1'", "'3': {'flag':1", "cabinets.3.flag: expected a text, got 1");
+    rowOfState("a brightness out of range", "'3': {'flag':'1'", "'3': {'brightness':10001",
+               "cabinets.3.brightness: expected an integer from 0 to 10000, got 10001");
+    rowOfState("a brightness that is no integer", "'device': {", "'device': {'brightness':1.5",
+               "device.brightness: expected an integer from 0 to 10000, got 1.5");
+    rowOfState("an effect mode beyond 32 bits", "'device': {", "'device': {'effectMode':3000000000",
+               "device.effectMode: expected an integer of 32 bits, got 3000000000");
+    rowOfState("ABL of another type", "'device': {", "'device': {'ablEnabled':1",
+               "device.ablEnabled: expected true or false, got 1");
+    rowOfState("a gamma table of another type", "'device': {", "'device': {'gamma':{'red':[0,'1']}",
+               "device.gamma.red[1]: expected an integer of 32 bits, got '1'");
+    rowOfState("an unknown gamma table", "'device': {", "'device': {'gamma':{'pink':[0]}",
+               "device.gamma: unknown key 'pink'");
+    rowOfState("a parameter that is incomplete", "'3': {'flag':'1'", "'3': {'multilayerParameters':[{'inLayer':-1}]",
+               "cabinets.3.multilayerParameters[0].inLayer: expected an integer from 0 to 4294967295, got -1");
+    rowOfState("a flag of an unknown module", "'3': {'flag':'1'", "'3': {'moduleFlags':{'9':'x'}",
+               "cabinets.3.moduleFlags.9: wall.json has no such module in cabinet 3");
+    rowOfState("a check code of another type", "'3': {'flag':'1'", "'3': {'flashCheckCodes':{'0':true}",
+               "cabinets.3.flashCheckCodes.0: expected an integer of 32 bits, got true");
+    rowOfState("an offset beyond the pack", "'offset':1152", "'offset':2305", "cabinets.2.planes.chroma.user.offset: ");
+    rowOfState("an offset of another type", "'offset':1152", "'offset':'1152'",
+               "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to ");
+    rowOfState("an offset below zero", "'offset':1152", "'offset':-1",
+               "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to ");
+    rowOfState("another offset", "'offset':1152", "'offset':1",
+               "cabinets.2.planes.chroma.user.sha1: the 1152 bytes from 1 on in ");
+    rowOfState("another length", "'length':1152,'offset':1152", "'length':1150,'offset':1152",
+               "cabinets.2.planes.chroma.user.length: a plane of this cabinet has 1152 bytes, not 1150");
+    rowOfState("a place outside the folder", "'offset':1152,'pack':'1.planes'", "'offset':1152,'pack':'../A/1.planes'",
+               "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '../A/1.planes'");
+    rowOfState("an unknown store", "'length':1152,'offset':1152", "'lenght':1152,'offset':1152",
+               "cabinets.2.planes.chroma.user: unknown key 'lenght', did you mean 'length'?");
+    row("no pack", remove(pack), "/devices/A/state.json: cabinets.1.planes.chroma.user.pack: ");
+    row(
+        "a pack cut short",
+        [pack](const QString &directory) { overwrite(directory + pack, contents(directory + pack).left(3000)); },
+        "/devices/A/state.json: cabinets.3.planes.chroma.user.offset: 1152 bytes from 2304 on reach beyond ");
+    row(
+        "a changed byte in a pack",
+        [pack](const QString &directory) {
+            QByteArray bytes = contents(directory + pack);
+            bytes[1200] = char(bytes[1200] + 1);
+            overwrite(directory + pack, bytes);
+        },
+        "/devices/A/state.json: cabinets.2.planes.chroma.user.sha1: the 1152 bytes from 1152 on in ");
+    const auto redescribed = [](const std::function<void(WallDescription &)> &change) {
+        return [change](const QString &directory) {
+            WallDescription description = Generations::wall();
+            change(description);
+            QTemporaryDir elsewhere;
+            QVERIFY(wall().create(elsewhere.filePath(QStringLiteral("x")), description));
+            const QByteArray json = contents(elsewhere.filePath(QStringLiteral("x/wall.json")));
+            wall().reset();
+            overwrite(directory + QStringLiteral("/wall.json"), json);
+        };
+    };
+    row("a cabinet of another size", redescribed([](WallDescription &description) {
+            Cabinet &cabinet = description.devices[0].subScreens[0].cabinets[2];
+            cabinet.size = QSize(4, 16); // as many pixels
+            cabinet.receivingCards.clear();
+        }),
+        "/devices/A/state.json: cabinets.3.size: saved from a cabinet of 8x8 pixels, but wall.json has 4x16");
+    row("a cabinet that vanished",
+        redescribed([](WallDescription &description) { description.devices[0].subScreens[0].cabinets.removeLast(); }),
+        "/devices/A/state.json: cabinets.3: wall.json has no such cabinet in device 'A'");
+    row("a device that vanished", redescribed([](WallDescription &description) { description.devices.clear(); }),
+        "/devices/A: holds what a device saved that wall.json does not describe");
+    row("a device that is new", redescribed([](WallDescription &description) {
+            description.devices += gridDevice(QStringLiteral("B"), QPoint(100, 0), 1, 1, QSize(8, 8));
+        }),
+        "/devices/B/state.json: cannot be read: No such file or directory");
+}
+
+void tst_Directory::damageIsFound()
+{
+    QFETCH(Damage, damage);
+    QFETCH(QString, expected);
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    damage(folder.directory);
+    if (QTest::currentTestFailed())
+        return;
+    const auto before = allFiles(folder.directory);
+    wall().setDevices({gridDevice(QStringLiteral("Z"), QPoint(), 1, 1, QSize(1, 1))});
+
+    QString error;
+    QVERIFY(!wall().open(folder.directory, &error));
+    QVERIFY2(error.startsWith(folder.directory + expected), qPrintable(error));
+    QVERIFY(!wall().open(folder.directory));
+    QCOMPARE(allFiles(folder.directory), before); // nothing overwritten, and no lock
+    QCOMPARE(wall().devices().size(), 1);
+    QCOMPARE(wall().devices().first().key, QStringLiteral("Z"));
+    QCOMPARE(wall().directory(), QString());
+}
+
+void tst_Directory::whatAKilledProcessLeftIsRemoved()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    const auto before = allFiles(folder.directory);
+    for (const char *name : {"/wall.json.AbCdEf", "/devices/A/state.json.xYzabc", "/devices/A/7.planes"})
+        overwrite(folder.directory + QLatin1String(name), "left");
+    overwrite(folder.directory + QStringLiteral("/devices/A/notes.txt"), "somebody's own");
+    reopen(folder.directory);
+    wall().close();
+    auto after = allFiles(folder.directory);
+    QCOMPARE(after.take(QStringLiteral("/devices/A/notes.txt")), QByteArray("somebody's own"));
+    QCOMPARE(after, before);
+}
+
+void tst_Directory::twoProcessesCannotShare()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    QVERIFY2(Other(folder.directory)
+                 .said.contains(QStringLiteral("/lock: the wall is in use by process %1 (tst_directory) on ")
+                                    .arg(QCoreApplication::applicationPid())),
+             qPrintable(Other(folder.directory).said));
+    wall().reset();
+
+    Other other(folder.directory);
+    QCOMPARE(other.said, QStringLiteral("open"));
+    QString error;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        QVERIFY(!wall().open(folder.directory, &error));
+        QCOMPARE(error, QStringLiteral("%1/lock: the wall is in use by process %2 (wallwriter) on %3")
+                            .arg(folder.directory)
+                            .arg(other.process.processId())
+                            .arg(QSysInfo::machineHostName()));
+        QVERIFY(!wall().create(folder.directory, Generations::wall(), &error));
+    }
+    other.end(false);
+    QCOMPARE(other.process.exitCode(), 0);
+    QVERIFY(!QFileInfo::exists(folder.directory + QStringLiteral("/lock"))); // it ended without close()
+    reopen(folder.directory);
+    QCOMPARE(found(), 2);
+}
+
+void tst_Directory::theLockOfADeadProcessIsTakenOver()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    Other other(folder.directory);
+    QCOMPARE(other.said, QStringLiteral("open"));
+    other.end(true);
+    QVERIFY(QFileInfo::exists(folder.directory + QStringLiteral("/lock")));
+    reopen(folder.directory);
+    QCOMPARE(found(), 2);
+}
+
+void tst_Directory::aLockFileCutShortLocksNobodyOut()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QByteArray lock = contents(folder.directory + QStringLiteral("/lock"));
+    QVERIFY(lock.size() > 10);
+    wall().reset();
+    for (int length = 0; length <= lock.size(); length += 7) {
+        overwrite(folder.directory + QStringLiteral("/lock"), lock.left(length));
+        reopen(folder.directory);
+        wall().reset();
+    }
+}
+
+void tst_Directory::threadsSaveTogether()
+{
+    const Folder folder;
+    WallDescription description;
+    const QStringList keys{QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")};
+    for (int i = 0; i < keys.size(); ++i)
+        description.devices += gridDevice(keys[i], QPoint(100 * i, 0), 3, 1, QSize(4, 4));
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    std::vector<std::thread> threads;
+    std::atomic<int> failures{0};
+    for (int i = 0; i < keys.size(); ++i) {
+        threads.emplace_back([&, i] {
+            for (int round = 1; round <= 10; ++round) {
+                for (const QString &id : Generations::cabinets()) {
+                    const QVector<quint16> values(4 * 4 * 9, static_cast<quint16>(100 * i + round));
+                    failures += wall().setChroma(keys[(i + round) % 3], id, values, Store(1 + i)) ? 0 : 1;
+                    failures += wall().directory() == folder.directory ? 0 : 1;
+                }
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    QCOMPARE(failures.load(), 0);
+    reopen(folder.directory);
+    for (int i = 0; i < keys.size(); ++i) {
+        for (int round = 8; round <= 10; ++round) {
+            for (const QString &id : Generations::cabinets())
+                QCOMPARE(wall().chroma(keys[(i + round) % 3], id, Store(1 + i)),
+                         QVector<quint16>(4 * 4 * 9, static_cast<quint16>(100 * i + round)));
+        }
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_Directory)
+#include "tst_directory.moc"
