@@ -469,8 +469,13 @@ QByteArray VirtualWall::multilayer(const QString &deviceKey, const QString &cabi
 bool VirtualWall::setPlane(const QString &deviceKey, const QString &cabinetId, Kind kind, const QByteArray &bytes,
                            Store store)
 {
-    return changeCabinet(*d, deviceKey, cabinetId,
-                         [&](CabinetState &cabinet) { return cabinet.planes(kind).setBytes(store, bytes); });
+    const auto change = [&](CabinetState &cabinet) { return cabinet.planes(kind).setBytes(store, bytes); };
+    if (store != Store::Working)
+        return changeCabinet(*d, deviceKey, cabinetId, change);
+    return d->with([&](WallState &state) { // changes nothing that lasts
+        CabinetState *const cabinet = state.cabinet(deviceKey, cabinetId);
+        return cabinet && change(*cabinet);
+    });
 }
 
 bool VirtualWall::setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values, Store store)
