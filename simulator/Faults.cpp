@@ -191,7 +191,7 @@ ScriptData ruleOf(const Fault &fault, const QString &who)
         what = QStringLiteral("no answer");
         break;
     case Fault::LateAnswer:
-        action.milliseconds = fault.milliseconds;
+        action.milliseconds = qMax(0, fault.milliseconds);
         what = QStringLiteral("late answer");
         break;
     case Fault::RejectUpload:

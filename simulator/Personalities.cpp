@@ -4,6 +4,7 @@
 
 #include <QtCore/QStringList>
 
+#include <limits>
 #include <vector>
 
 namespace Simulator {
@@ -68,6 +69,8 @@ constexpr const char *writeOperations[] = {"Correctionop::uploadCoefficient",
                                            "ScreenInfo::setPixelImageMode",
                                            "ScreenInfo::setCheckerBoardImage",
                                            "ScreenInfo::setCorrectClearImage"};
+
+constexpr int longestWait = std::numeric_limits<int>::max(); // milliseconds
 
 struct Personality {
     const char *name;
@@ -162,9 +165,10 @@ Timing timingOf(const Device &device)
 {
     const Timing &base = personalityOf(device).timing;
     const Timing &own = device.timing;
+    const auto added = [](int a, int b) { return static_cast<int>(qBound<qint64>(0, qint64(a) + b, longestWait)); };
     Timing sum;
-    sum.latency = base.latency + own.latency;
-    sum.jitter = base.jitter + own.jitter;
+    sum.latency = added(base.latency, own.latency);
+    sum.jitter = added(base.jitter, own.jitter);
     sum.bytesPerSecond = base.bytesPerSecond > 0 && own.bytesPerSecond > 0 ? qMin(base.bytesPerSecond, own.bytesPerSecond)
                                                                            : qMax(base.bytesPerSecond, own.bytesPerSecond);
     sum.settleInThread = base.settleInThread || own.settleInThread;

@@ -82,10 +82,12 @@ struct ReplayReport {
     QString difference;
 };
 
-/// The wall. One in a process, created on first use.
+/// The wall. One in a process, created on first use. docs/faults.md tells of time, faults and personalities.
 ///
 /// Threads: every function may be called from any thread, and so may the service's operations. The wall holds no lock
-/// while it emits a signal, runs a hook or settles a promise; each of these happens on the thread that caused it.
+/// while it sleeps, emits a signal, runs a hook or settles a promise; each of these happens on the thread that caused it.
+/// What time brings about, it brings about on the thread that lets the time pass: in a call, in advance(), or in the event
+/// loop of the thread that called (see Clock). Only devices with Timing::settleInThread settle on threads of the wall.
 ///
 /// Behaviour of an operation without a script: the wall acts on its state, as follows.
 /// - Uploads decode the blocks and paste them into Store::Working, all or nothing for one request. Loads answer
@@ -152,8 +154,8 @@ public:
     /// Appends a device, or replaces the one with its key; emits HttpProxy::deviceChanged. It is not kept in an open
     /// directory: what one of this key saved there stays as it is.
     void addDevice(const Device &device);
-    /// Unplugs a device; emits HttpProxy::deviceChanged. False, and nothing emitted, for an unknown key. Its pending
-    /// uploads stay pending.
+    /// Takes a device off the wall for good; emits HttpProxy::deviceChanged. False, and nothing emitted, for an unknown
+    /// key. Its pending uploads stay pending; those that only take their time come to false.
     bool removeDevice(const QString &deviceKey);
     /// Changes the screen name of a device; emits ScreenInfo::signal_screenNameChanged. False, and nothing emitted, for
     /// an unknown key, or when it could not be saved.
@@ -295,14 +297,15 @@ public:
     Script &on(const QString &operation, const QString &deviceKey = QString(), const QString &target = QString());
     void clearScripts();
 
-    /// Uploads that a script's settleLater() keeps open.
+    /// Uploads whose promise is pending: held by a script's settleLater() or by a fault, or not yet due.
     int pendingUploads() const;
     /// Their devices' keys, oldest upload first; a device with two of them is listed twice.
     QStringList pendingUploadDevices() const;
     /// Blocks the calling thread until at least `count` uploads are pending, for a thread that settles what another one
     /// waits for. False when that has not come about after `milliseconds`.
     bool waitForPendingUploads(int count, int milliseconds = 10000) const;
-    /// Settles the oldest pending upload of a device; with true its blocks are pasted before. False if there was none.
+    /// Settles the oldest pending upload of a device, whatever holds it; with true its blocks are pasted before. False if
+    /// there was none.
     bool settle(const QString &deviceKey, bool value);
     /// Rejects the oldest pending upload of a device with a std::runtime_error. False if there was none.
     bool rejectPending(const QString &deviceKey);

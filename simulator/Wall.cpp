@@ -12,7 +12,8 @@ namespace Simulator {
 
 namespace {
 
-constexpr qint64 microseconds = 1000; ///< In a millisecond.
+constexpr qint64 microseconds = 1000;           ///< In a millisecond.
+constexpr qint64 longestTime = qint64(1) << 50; ///< Milliseconds: sums of a few do not overflow.
 
 std::exception_ptr rejection(const char *reason)
 {
@@ -118,15 +119,23 @@ QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
     });
     const bool inThread = begun.inThread;
     const qint64 time = begun.answerAt;
+    Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (Call *const recorded = m_log.underway(begun.serial))
             recorded->settled = false;
         if (begun.action.type == Action::Never)
             noteLocked(begun.serial, begun.action.note);
-        m_pending.push_back(std::move(pending));
-        m_pendingAdded.notify_all();
+        const DeviceState *const device = m_state.device(call.deviceKey);
+        const bool isLost = begun.life != m_life || (device && device->powerLosses != begun.powerLosses);
+        if (isLost && !pending.isHeldByScript()) {
+            rejectLocked(pending, "the device lost its power meanwhile", after);
+        } else {
+            m_pending.push_back(std::move(pending));
+            m_pendingAdded.notify_all();
+        }
     }
+    tell(after);
     arm(time, inThread, true);
     return promise;
 }
@@ -159,6 +168,7 @@ Wall::Begun Wall::begin(const Call &call, bool promise)
     }
     if (device)
         begun.powerLosses = device->powerLosses;
+    begun.life = m_life;
     return begun;
 }
 
@@ -208,7 +218,7 @@ Action Wall::actionLocked(const Call &call, bool promise, std::optional<Action> 
 std::optional<Action> Wall::chaosLocked(quint64 serial, const Call &call, bool promise, Aftermath &after)
 {
     constexpr quint64 parts = quint64(1) << 53; // as many as a double tells apart
-    if (m_state.chaos <= 0.0 || m_random.below(parts) >= static_cast<quint64>(m_state.chaos * double(parts)))
+    if (!(m_state.chaos > 0.0) || m_random.below(parts) >= static_cast<quint64>(qMin(m_state.chaos, 1.0) * double(parts)))
         return std::nullopt;
 
     // What may happen to this call, then what may happen to a device before it.
@@ -558,9 +568,10 @@ void Wall::schedule(const Event &event)
 
 void Wall::addEventLocked(const Event &event, Aftermath &after)
 {
+    const qint64 time = qBound<qint64>(0, event.at, longestTime) * microseconds;
     m_state.events += event;
-    m_events.emplace(event.at * microseconds, event);
-    after.events += event.at * microseconds;
+    m_events.emplace(time, event);
+    after.events += time;
 }
 
 bool Wall::happen(const Event &event)
@@ -672,7 +683,7 @@ qint64 Wall::now() const
 
 void Wall::advance(qint64 milliseconds)
 {
-    passTo(now() + std::max<qint64>(milliseconds, 0) * microseconds);
+    passTo(now() + qBound<qint64>(0, milliseconds, longestTime) * microseconds);
     happenUntilNow();
 }
 

@@ -152,7 +152,8 @@ private:
         Action action;
         qint64 answerAt = 0; ///< When the device acts. From there on the reply takes its own time.
         bool inThread = false;
-        quint64 powerLosses = 0;
+        quint64 powerLosses = 0; ///< Of the device; the call is lost when it changes.
+        quint64 life = 0;        ///< Of the wall; likewise.
     };
     struct Pending {
         Begun begun;

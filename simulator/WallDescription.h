@@ -127,8 +127,8 @@ struct Device {
 /// Something that happens to a device by itself.
 struct Event {
     enum Type {
-        Unplug,     ///< As VirtualWall::removeDevice(), but the wall keeps the device for a later Plug.
-        Plug,       ///< The device is back, with what it had saved.
+        Unplug,     ///< As VirtualWall::unplug().
+        Plug,       ///< As VirtualWall::plug(): the device is back, with what it had saved.
         Rename,     ///< As VirtualWall::renameScreen() with `name`.
         Restart,    ///< As VirtualWall::restartDevice().
         AddFault,   ///< As VirtualWall::addFault() with `fault`.
