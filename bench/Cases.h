@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+#include <functional>
+
+/// What is measured. A case does one job in up to three ways: through the library, the obvious way (`Reference`), and at the
+/// limit: the part of the job that no code can leave out, such as copying the finished text.
+namespace Bench {
+
+/// Does the job once. What it makes is gone at the end, or at the next pass where the case keeps it.
+using Pass = std::function<void()>;
+/// Does everything that is not measured, and gives the pass.
+using Prepare = std::function<Pass()>;
+
+/// How a pass is measured.
+enum class Measure {
+    Warm,        ///< Time; many passes in a process that keeps its pages.
+    Fresh,       ///< Time of the first pass of a process, in which memory is new pages.
+    PeakMemory,  ///< Bytes by which a pass raises the resident set of a fresh process, at the highest.
+    CpuShare,    ///< Processor time of a pass for each second that it takes.
+    Allocations, ///< Allocated blocks of a pass.
+};
+
+struct Case {
+    QString name; ///< Unique: how filters and child processes call it.
+    Measure measure;
+    Prepare library;
+    Prepare obvious; ///< May be empty.
+    Prepare limit;   ///< May be empty.
+    QString limitIs; ///< What the limit does.
+
+    double timesObvious = 0; ///< Asked: the obvious way takes at least this many times what the library takes. 0: nothing.
+    double timesLimit = 0;   ///< Asked: the library takes at most this many times what the limit takes. 0: nothing.
+    /// Asked: the library's figure itself is at most this. Negative: nothing.
+    double atMost = -1;
+    double memory = 0; ///< Bytes that the machine must have free; the case is left out otherwise.
+};
+
+/// All cases, in the order of the report.
+QVector<Case> allCases();
+
+/// Small ones of each path, for counting instructions: only `library` and a name without blanks are set.
+QVector<Case> countedCases();
+
+} // namespace Bench
