@@ -30,7 +30,6 @@ struct State {
     QVector<CountingService::CabinetPlace> places;
     QHash<QString, List> coefficients; ///< by cabinet id
     QVector<List> uploads;
-    int latency = 0;
     qint64 calls = 0;
 };
 
@@ -39,6 +38,8 @@ State &state()
     static State theState;
     return theState;
 }
+
+int latency = 0;
 
 bool count()
 {
@@ -83,10 +84,10 @@ QtPromise::QPromise<bool> take(const List &request)
 {
     count();
     state().uploads.append(request);
-    if (state().latency == 0)
+    if (latency == 0)
         return QtPromise::QPromise<bool>::resolve(true);
     return QtPromise::QPromise<bool>([](const QtPromise::QPromiseResolve<bool> &resolve) {
-        QTimer::singleShot(state().latency, Qt::PreciseTimer, [resolve] { resolve(true); });
+        QTimer::singleShot(latency, Qt::PreciseTimer, [resolve] { resolve(true); });
     });
 }
 
@@ -155,7 +156,7 @@ QVariantList coefficients(const QString &cabinetId)
 
 void setLatency(int milliseconds)
 {
-    state().latency = milliseconds;
+    latency = milliseconds;
 }
 
 qint64 callCount()

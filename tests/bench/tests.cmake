@@ -1,0 +1,22 @@
+correction_test(bench/tst_reference.cpp "${PROJECT_SOURCE_DIR}/bench/Reference.cpp")
+
+# Instructions of a release build, whatever this one is; sanitizers and coverage have nothing to say about speed.
+find_program(VALGRIND valgrind)
+if(CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage")
+elseif(NOT VALGRIND)
+  message(STATUS "Instruction counts are not tested: valgrind was not found")
+else()
+  set(guard_dir "${CMAKE_CURRENT_BINARY_DIR}/guard")
+  add_test(NAME instruction_counts
+    COMMAND "${CMAKE_CTEST_COMMAND}" --build-and-test "${PROJECT_SOURCE_DIR}" "${guard_dir}"
+      --build-generator "${CMAKE_GENERATOR}" --build-noclean --build-target correction-guard
+      --build-options -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}"
+        "-DQTPROMISE_ROOT=${QTPROMISE_ROOT}" -DCORRECTION_BUILD_BENCH=ON -DCORRECTION_BUILD_TESTS=OFF
+        -DCORRECTION_BUILD_TOOLS=OFF -DCORRECTION_BUILD_SIMULATOR=OFF
+      --test-command "${PROJECT_SOURCE_DIR}/bench/guard.sh" check "${guard_dir}/bench/correction-guard"
+        "${PROJECT_SOURCE_DIR}/bench/instructions.txt" "${guard_dir}/counts")
+  cmake_host_system_information(RESULT guard_cores QUERY NUMBER_OF_LOGICAL_CORES)
+  set_tests_properties(instruction_counts PROPERTIES
+    SKIP_REGULAR_EXPRESSION "Not compared:"
+    PROCESSORS ${guard_cores}) # it builds
+endif()
