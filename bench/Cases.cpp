@@ -61,11 +61,16 @@ Values randomValues(const QSize &size)
     return values;
 }
 
+std::shared_ptr<Coefficient> makeGrid(int columns, int rows)
+{
+    return std::shared_ptr<Coefficient>(new Coefficient(columns, rows), Correction::CoefficientDeleter());
+}
+
 /// A grid that shares its values with nobody, as a host's does.
 std::shared_ptr<Coefficient> randomGrid(const QSize &size)
 {
     Values values = randomValues(size);
-    auto grid = std::make_shared<Coefficient>(0, 0);
+    auto grid = makeGrid(0, 0);
     grid->setPixelCol(size.width());
     grid->setPixelRow(size.height());
     grid->setCoefficient(values);
@@ -125,8 +130,7 @@ QVariantList replyOf(const QSize &size, const QString &text)
 Prepare decode(const QSize &size)
 {
     return [=] {
-        return [size, reply = replyOf(size, Reference::encode(randomValues(size))),
-                grid = std::make_shared<Coefficient>()]() mutable {
+        return [size, reply = replyOf(size, Reference::encode(randomValues(size))), grid = makeGrid(1, 1)]() mutable {
             Correction::RequestParser::toCabinetChromaCoefficient(QRect(QPoint(), size), reply, *grid);
         };
     };
@@ -355,7 +359,7 @@ constexpr int lineCount = 1000;
 Prepare logLines(int count)
 {
     return [=] {
-        return [count, grid = std::make_shared<Coefficient>(1, 1), wrong = Values(1, 0)]() mutable {
+        return [count, grid = makeGrid(1, 1), wrong = Values(1, 0)]() mutable {
             for (int i = 0; i < count; ++i)
                 grid->setCoefficient(wrong);
         };

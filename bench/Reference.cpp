@@ -131,6 +131,11 @@ Cabinet::~Cabinet()
 
 SubScreen::SubScreen(const QString &deviceKey) : m_deviceKey(deviceKey) {}
 
+SubScreen::~SubScreen()
+{
+    qDeleteAll(m_cabinets);
+}
+
 void SubScreen::add(const Cabinet &cabinet)
 {
     m_cabinets.insert(cabinet.id, new Cabinet(cabinet));

@@ -75,6 +75,9 @@ class SubScreen
 {
 public:
     explicit SubScreen(const QString &deviceKey);
+    ~SubScreen();
+    SubScreen(const SubScreen &) = delete;
+    SubScreen &operator=(const SubScreen &) = delete;
 
     void add(const Cabinet &cabinet);
     /// The cabinets' rectangles united.
@@ -90,7 +93,7 @@ private:
     Cabinet cabinetOf(const QString &id) const;
 
     QString m_deviceKey;
-    QMap<QString, Cabinet *> m_cabinets; // never freed: a wall lives as long as the process
+    QMap<QString, Cabinet *> m_cabinets; // owned
 };
 
 /// A screen read over one sub-screen: a grid of the part, then the part into the caller's grid, laid out over `rect`.

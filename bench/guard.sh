@@ -28,14 +28,15 @@ processor=$(grep -qw avx2 /proc/cpuinfo && echo AVX2 || uname -m)
 environment="$("$program" --environment), $processor"
 
 # Nothing that differs between two machines or two users: an empty environment, no random seeds.
-env -i PATH="$PATH" LD_BIND_NOW=1 QT_HASH_SEED=0 ${LD_LIBRARY_PATH:+LD_LIBRARY_PATH="$LD_LIBRARY_PATH"} \
+env -i PATH="$PATH" ${LD_LIBRARY_PATH:+LD_LIBRARY_PATH="$LD_LIBRARY_PATH"} LD_BIND_NOW=1 QT_HASH_SEED=0 \
     valgrind --tool=callgrind --instr-atstart=no --callgrind-out-file="$work/callgrind.out" "$program" 2> "$work/log" \
     || { cat "$work/log" >&2; fail "counting fails"; }
 
+mapfile -t files < <(printf '%s\n' "$work"/callgrind.out.* | sort -V)
 # Each case has a file of its own: "desc: Trigger: Client Request: NAME", "totals: COUNT".
 measured=$(awk '
     /^desc: Trigger: Client Request: / { name = $NF }
-    /^totals: / && name != "" { print name, $2; name = "" }' $(printf '%s\n' "$work"/callgrind.out.* | sort -V))
+    /^totals: / && name != "" { print name, $2; name = "" }' "${files[@]}")
 [[ -n $measured ]] || fail "no counts in '$work'"
 
 if [[ $mode == record ]]; then
