@@ -16,8 +16,9 @@ using Prepare = std::function<Pass()>;
 
 /// How a pass is measured.
 enum class Measure {
-    Warm,        ///< Time; many passes in a process that keeps its pages.
-    Fresh,       ///< Time of the first pass of a process, in which memory is new pages.
+    Warm,        ///< Processor time; many passes in a process that keeps its pages.
+    Fresh,       ///< Processor time of the first pass of a process, in which memory is new pages.
+    Elapsed,     ///< Time on the clock, waiting included; many passes.
     PeakMemory,  ///< Bytes by which a pass raises the resident set of a fresh process, at the highest.
     CpuShare,    ///< Processor time of a pass for each second that it takes.
     Allocations, ///< Allocated blocks of a pass.

@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <malloc.h>
-#include <sys/resource.h>
+#include <time.h>
 
 namespace Bench {
 namespace {
@@ -56,20 +56,19 @@ double kilobytesOf(const char *fileName, const QByteArray &label)
 
 constexpr const char *ownStatus = "/proc/self/status";
 
+/// What this process has used of the processors, the system's work for it included.
 double processorSeconds()
 {
-    rusage usage;
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval &time) { return double(time.tv_sec) + double(time.tv_usec) * 1e-6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    timespec used;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return double(used.tv_sec) + double(used.tv_nsec) * 1e-9;
 }
 
-double secondsOf(const Pass &pass)
+double processorSecondsOf(const Pass &pass)
 {
-    QElapsedTimer timer;
-    timer.start();
+    const double before = processorSeconds();
     pass();
-    return double(timer.nsecsElapsed()) * 1e-9;
+    return processorSeconds() - before;
 }
 
 /// From the first large block that it gets back, malloc takes such blocks from its heap. Every host gets there soon, so that
@@ -91,9 +90,10 @@ double peakMemoryOf(const Pass &pass)
 
 double cpuShareOf(const Pass &pass)
 {
-    const double before = processorSeconds();
-    const double seconds = secondsOf(pass);
-    return (processorSeconds() - before) / seconds;
+    QElapsedTimer timer;
+    timer.start();
+    const double used = processorSecondsOf(pass);
+    return used / (double(timer.nsecsElapsed()) * 1e-9);
 }
 
 double allocationsOf(const Pass &pass)
@@ -108,10 +108,11 @@ double figureOf(Measure measure, const Pass &pass)
 {
     switch (measure) {
     case Measure::Warm:
+    case Measure::Elapsed:
         break; // many passes, by the benchmark library
     case Measure::Fresh:
         returnLargeBlock();
-        return secondsOf(pass);
+        return processorSecondsOf(pass);
     case Measure::PeakMemory:
         return peakMemoryOf(pass);
     case Measure::CpuShare:
@@ -130,9 +131,10 @@ public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs)
-            seconds = run.real_accumulated_time / double(run.iterations);
+            seconds = (elapsed ? run.real_accumulated_time : run.cpu_accumulated_time) / double(run.iterations);
     }
 
+    bool elapsed = false;
     double seconds = 0;
 };
 
@@ -141,8 +143,13 @@ void print(const char *way, double figure)
     std::printf("%s %.9g\n", way, figure);
 }
 
-/// All rounds of a warm case in this process.
-void runWarm(const Case &ofCase, const Effort &effort)
+bool isRepeated(const Case &ofCase)
+{
+    return ofCase.measure == Measure::Warm || ofCase.measure == Measure::Elapsed;
+}
+
+/// All rounds of a case of many passes in this process.
+void runRepeated(const Case &ofCase, const Effort &effort)
 {
     // What "warm" means: memory once taken stays with the process, whatever its size.
     mallopt(M_MMAP_MAX, 0);
@@ -155,11 +162,15 @@ void runWarm(const Case &ofCase, const Effort &effort)
             for (auto _ : state)
                 pass();
         };
-        benchmark::RegisterBenchmark(way.name, loop)->UseRealTime()->MinTime(effort.seconds);
+        benchmark::internal::Benchmark *const registered = benchmark::RegisterBenchmark(way.name, loop);
+        registered->MinTime(effort.seconds)->MeasureProcessCPUTime();
+        if (ofCase.measure == Measure::Elapsed)
+            registered->UseRealTime();
     }
     for (int round = 0; round < effort.rounds; ++round) {
         for (const Way &way : waysOf(ofCase, round)) {
             Collector collector;
+            collector.elapsed = ofCase.measure == Measure::Elapsed;
             benchmark::RunSpecifiedBenchmarks(&collector, std::string("^") + way.name + "/");
             print(way.name, collector.seconds);
         }
@@ -205,7 +216,7 @@ void runProcess(const QStringList &arguments, Figures &figures)
 Figures measure(const Case &ofCase, const Effort &effort)
 {
     Figures figures;
-    if (ofCase.measure == Measure::Warm) {
+    if (isRepeated(ofCase)) {
         runProcess({ofCase.name, QString::number(effort.rounds), QString::number(effort.seconds)}, figures);
         return figures;
     }
@@ -222,8 +233,8 @@ bool workAsChild(const QStringList &arguments)
         return false;
     const QVector<Case> cases = allCases();
     const Case &ofCase = caseOf(cases, arguments.value(2));
-    if (ofCase.measure == Measure::Warm) {
-        runWarm(ofCase, Effort{arguments.value(3).toInt(), arguments.value(4).toDouble()});
+    if (isRepeated(ofCase)) {
+        runRepeated(ofCase, Effort{arguments.value(3).toInt(), arguments.value(4).toDouble()});
         return true;
     }
     for (const Way &way : ways) {

@@ -17,7 +17,7 @@ struct Figures {
 
 struct Effort {
     int rounds;
-    double seconds; ///< How long each way of a warm case runs in each round, at least.
+    double seconds; ///< How long each way of a case of many passes runs in each round, at least.
 };
 
 /// Measures the ways of a case in turn, round by round, so that whatever slows the machine down slows all of them down.

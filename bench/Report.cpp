@@ -43,6 +43,7 @@ QString figureText(Measure measure, double figure)
     switch (measure) {
     case Measure::Warm:
     case Measure::Fresh:
+    case Measure::Elapsed:
         if (figure < 1e-3)
             return QStringLiteral("%1 µs").arg(rounded(figure * 1e6));
         return figure < 1 ? QStringLiteral("%1 ms").arg(rounded(figure * 1e3)) : QStringLiteral("%1 s").arg(rounded(figure));
@@ -61,6 +62,7 @@ const char *unitOf(Measure measure)
     switch (measure) {
     case Measure::Warm:
     case Measure::Fresh:
+    case Measure::Elapsed:
         return "seconds";
     case Measure::PeakMemory:
         return "bytes";
@@ -260,7 +262,7 @@ QString chartData(const QVector<Result> &results)
     const auto number = [](double value) { return value > 0 ? QString::number(value) : QStringLiteral("-"); };
     QString text;
     for (const Result &result : results) {
-        const bool isTime = result.ofCase.measure == Measure::Warm || result.ofCase.measure == Measure::Fresh;
+        const bool isTime = qstrcmp(unitOf(result.ofCase.measure), "seconds") == 0;
         const double obvious = timesObvious(result);
         const double limit = timesLimit(result);
         if (!isTime || !isAsked(result.ofCase) || result.figures.library.isEmpty())

@@ -24,7 +24,10 @@ rm -f "$work"/callgrind.out*
 
 # Compilers and libraries differ in their instructions. Machines do not: valgrind shows every program the same processor,
 # as long as the real one has AVX2.
-processor=$(grep -qw avx2 /proc/cpuinfo && echo AVX2 || uname -m)
+processor=$(uname -m)
+if grep -qw avx2 /proc/cpuinfo; then
+    processor=AVX2
+fi
 environment="$("$program" --environment), $processor"
 
 # Nothing that differs between two machines or two users: an empty environment, no random seeds.
