@@ -22,6 +22,8 @@ public:
     Call *underway(quint64 serial);
     /// The call has been answered, its promise settled: from here on it stays as it is.
     void end(quint64 serial);
+    /// The call has no answer and never will: an exception left the wall.
+    void abandon(quint64 serial) noexcept { m_underway.erase(serial); }
 
     QList<Call> calls() const;
     void clear();

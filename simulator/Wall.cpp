@@ -48,12 +48,21 @@ Wall &Wall::instance()
 
 // Calls
 
+Wall::Abandoning::~Abandoning()
+{
+    if (std::uncaught_exceptions() > m_exceptions) {
+        const std::lock_guard<std::mutex> lock(m_wall.m_mutex);
+        m_wall.m_log.abandon(m_serial);
+    }
+}
+
 Answer Wall::serve(const Call &call, const Act &act)
 {
     if (const std::optional<Answer> replayed = serveReplayed(call))
         return *replayed;
     happenUntilNow();
     const Begun begun = begin(call, false);
+    const Abandoning abandoning(*this, begun.serial);
     passTo(begun.answerAt);
     Answer answer;
     Aftermath after;
@@ -94,6 +103,7 @@ QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
     happenUntilNow();
     Pending pending;
     pending.begun = begin(call, true);
+    const Abandoning abandoning(*this, pending.begun.serial);
     pending.call = call;
     pending.act = act;
     const Begun &begun = pending.begun;
@@ -143,6 +153,7 @@ QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
 Wall::Begun Wall::begin(const Call &call, bool promise)
 {
     Begun begun;
+    const Abandoning abandoning(*this, begun.serial);
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);

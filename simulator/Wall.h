@@ -155,6 +155,21 @@ private:
         quint64 powerLosses = 0; ///< Of the device; the call is lost when it changes.
         quint64 life = 0;        ///< Of the wall; likewise.
     };
+    /// Abandons a call when an exception leaves the scope, such as one that tells that memory ran out.
+    class Abandoning
+    {
+    public:
+        /// `serial` is read when that happens; 0 stands for a call that has not begun.
+        Abandoning(Wall &wall, const quint64 &serial) : m_wall(wall), m_serial(serial) {}
+        Abandoning(const Abandoning &) = delete;
+        Abandoning &operator=(const Abandoning &) = delete;
+        ~Abandoning();
+
+    private:
+        Wall &m_wall;
+        const quint64 &m_serial;
+        const int m_exceptions = std::uncaught_exceptions();
+    };
     struct Pending {
         Begun begun;
         Call call;

@@ -80,7 +80,8 @@ may_include() {
 may_include include "$core|$gui|<Correction/[A-Za-z0-9]+\.h>"
 may_include service "$core|<service/[A-Za-z]+\.h>"
 may_include qtpromise "$core"
-may_include simulator "$core|$gui|[<\"](service|simulator)/[A-Za-z]+\.h[>\"]"
+# It writes to disk what a device would keep, and syncs it.
+may_include simulator "$core|$gui|<(fcntl|unistd)\.h>|[<\"](service|simulator)/[A-Za-z]+\.h[>\"]"
 # Below includes nothing of above: model, cabinet, screen. None of them knows the simulator or a tool. Vector instructions
 # (Highway) stay in the model.
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""
