@@ -38,4 +38,4 @@ log_of() {
 }
 
 # What every build needs.
-build_packages=(cmake g++ libhwy-dev ninja-build qtbase5-dev)
+build_packages=(cmake g++ libcli11-dev libhwy-dev ninja-build qtbase5-dev)

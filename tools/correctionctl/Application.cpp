@@ -1,0 +1,135 @@
+#include "Application.h"
+
+#include "Interrupt.h"
+#include "Output.h"
+#include "Service.h"
+#include "Session.h"
+
+#include <QtCore/QJsonArray>
+
+#include <new>
+
+namespace Ctl {
+
+namespace {
+
+/// A verb that wraps another command line becomes that one, with its file as an option.
+Invocation unwrap(Invocation invocation)
+{
+    if (!invocation.verb || !invocation.verb->wrapsCommand)
+        return invocation;
+    if (invocation.rest.isEmpty())
+        throw Failure(ExitUsage, QStringLiteral("%1: which verb? See `correctionctl %1 --help`")
+                                     .arg(QLatin1String(invocation.verb->name)));
+    const QString option = QStringLiteral("--") + QLatin1String(invocation.verb->name);
+    Invocation inner = parseCommandLine(invocation.rest);
+    if (inner.verb && inner.verb->wrapsCommand)
+        throw Failure(ExitUsage, QStringLiteral("%1 inside %2: only one of them at a time")
+                                     .arg(QLatin1String(inner.verb->name), QLatin1String(invocation.verb->name)));
+    // Global options may stand before the wrapping verb as well.
+    for (const Parameter &global : globalOptions()) {
+        if (invocation.arguments.has(global.name) && !inner.arguments.has(global.name))
+            inner.arguments.set(global.key(), invocation.arguments.texts(global.name));
+    }
+    inner.arguments.set(option, {invocation.arguments.text("FILE")});
+    return inner;
+}
+
+QString withResult(int exit, const QString &message)
+{
+    if (exit == ExitSuccess || exit > ExitLargestResult)
+        return message;
+    return QStringLiteral("%1: %2 (%3)").arg(message, resultName(exit)).arg(exit);
+}
+
+void tell(int exit, const QString &message)
+{
+    Output::error(message);
+    const QString cause = exit <= ExitLargestResult ? LibraryLog::firstCritical() : QString();
+    if (!cause.isEmpty())
+        Output::note(QStringLiteral("  the library says: %1").arg(cause));
+    if (const ExitCode *code = explain(exit))
+        Output::note(QStringLiteral("  %1 %2").arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""),
+                                                   QLatin1String(code->next))
+                         .replace(QStringLiteral("   "), QStringLiteral("  ")));
+}
+
+/// What a dry run kept from the devices.
+void reportHeldBack(Session &session)
+{
+    QJsonArray requests;
+    for (const Service::Exchange &exchange : Service::heldBack()) {
+        session.out().line(QStringLiteral("would send to %1: %2").arg(exchange.device, exchange.request));
+        requests.append(QJsonObject{{QStringLiteral("device"), exchange.device},
+                                    {QStringLiteral("operation"), exchange.operation},
+                                    {QStringLiteral("request"), exchange.request}});
+    }
+    session.out().line(QStringLiteral("dry run: %1, nothing sent").arg(counted(requests.size(), "request")));
+    session.out().data({{QStringLiteral("dryRun"), requests}});
+}
+
+/// Runs the verb; what a replay found comes on top of its own result.
+void run(Session &session)
+{
+    session.verb().run(session);
+    if (session.dryRun())
+        reportHeldBack(session);
+    if (!session.arguments().has("--replay"))
+        return;
+    const Service::Replayed replayed = Service::replayed();
+    session.out().data({{QStringLiteral("replay"), QJsonObject{{QStringLiteral("answered"), replayed.answered},
+                                                               {QStringLiteral("remaining"), replayed.remaining},
+                                                               {QStringLiteral("difference"), replayed.difference}}}});
+    if (!replayed.difference.isEmpty())
+        throw Failure(ExitDifferent, QStringLiteral("the conversation differs from the recording: %1").arg(replayed.difference));
+    session.out().line(QStringLiteral("replayed: %1 answered, %2 of the recording left")
+                           .arg(counted(replayed.answered, "call"), QString::number(replayed.remaining)));
+}
+
+} // namespace
+
+int runProgram(const QStringList &arguments)
+{
+    Interrupt::install();
+    LibraryLog::install(arguments.contains(QStringLiteral("--verbose")) || arguments.contains(QStringLiteral("-v")));
+    // Whether a wrong command line is answered as JSON cannot be asked of the parser that refused it.
+    Output output(arguments.contains(QStringLiteral("--json")), arguments.contains(QStringLiteral("--quiet"))
+                                                                     || arguments.contains(QStringLiteral("-q")));
+    int exit = ExitSuccess;
+    QString message;
+    QString verb;
+    try {
+        const Invocation invocation = unwrap(parseCommandLine(arguments));
+        if (!invocation.verb) {
+            output.raw(invocation.help.toUtf8());
+            Output plain(false, false);
+            return plain.finish(QString(), ExitSuccess, QString()) ? ExitSuccess : ExitCannotWrite;
+        }
+        verb = QLatin1String(invocation.verb->name);
+        Session session(invocation, output);
+        run(session);
+    } catch (const Failure &failure) {
+        exit = failure.exit();
+        message = withResult(exit, verb.isEmpty() ? failure.text() : verb + QStringLiteral(": ") + failure.text());
+    } catch (const std::bad_alloc &) {
+        exit = ExitNoMemory;
+        message = verb + QStringLiteral(": memory ran out");
+    }
+    try {
+        Service::close();
+    } catch (const Failure &failure) {
+        if (exit == ExitSuccess) {
+            exit = failure.exit();
+            message = failure.text();
+        }
+    }
+    if (!message.isEmpty())
+        tell(exit, message);
+    if (!output.finish(verb, exit, message) && exit == ExitSuccess) {
+        exit = ExitCannotWrite;
+        tell(exit, QStringLiteral("standard output does not take what is written"));
+    }
+    return exit;
+}
+
+} // namespace Ctl

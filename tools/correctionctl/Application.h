@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QtCore/QStringList>
+
+namespace Ctl {
+
+/// Runs one command line, the program's name left out, and answers the exit code.
+int runProgram(const QStringList &arguments);
+
+} // namespace Ctl

@@ -1,0 +1,183 @@
+#include "Files.h"
+#include "Json.h"
+#include "Run.h"
+#include "Service.h"
+#include "Session.h"
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QSysInfo>
+
+#include <algorithm>
+#include <functional>
+
+using namespace Correction;
+
+namespace Ctl {
+namespace Run {
+
+namespace {
+
+/// Walks step by step; every step is one operation of the library, with the calls that it made.
+class Walk
+{
+public:
+    explicit Walk(Session &session)
+        : m_session(session)
+    {
+    }
+
+    /// `expected`: a code that is an answer and no trouble.
+    EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation, EnumErrorCode expected = enSuccess)
+    {
+        Service::forgetExchanges();
+        LibraryLog::forget();
+        const EnumErrorCode code = operation();
+        const bool good = code == enSuccess || code == expected;
+        Output &out = m_session.out();
+        out.line(QStringLiteral("%1 %2: %3 (%4)").arg(QLatin1String(good ? "ok  " : "BAD "), what, resultName(code)).arg(code));
+        QJsonArray calls;
+        for (const Service::Exchange &exchange : Service::exchanges()) {
+            const QString time = QStringLiteral("%1 ms").arg(exchange.milliseconds, 0, 'f', 1);
+            out.line(QStringLiteral("       %1 %2").arg(exchange.request, time));
+            out.line(QStringLiteral("         %1 %2%3").arg(QLatin1String(exchange.success ? "-> true " : "-> false"), exchange.answer,
+                                                           exchange.note.isEmpty() ? QString() : QStringLiteral(" -- ") + exchange.note));
+            calls.append(QJsonObject{{QStringLiteral("operation"), exchange.operation},
+                                     {QStringLiteral("device"), exchange.device},
+                                     {QStringLiteral("request"), exchange.request},
+                                     {QStringLiteral("answer"), exchange.answer},
+                                     {QStringLiteral("success"), exchange.success},
+                                     {QStringLiteral("milliseconds"), exchange.milliseconds},
+                                     {QStringLiteral("note"), exchange.note}});
+            if (!exchange.success && !exchange.device.isEmpty() && !m_silent.contains(exchange.device) && code != expected)
+                m_silent.append(exchange.device);
+        }
+        m_steps.append(QJsonObject{{QStringLiteral("step"), what},
+                                   {QStringLiteral("code"), code},
+                                   {QStringLiteral("result"), resultName(code)},
+                                   {QStringLiteral("good"), good},
+                                   {QStringLiteral("calls"), calls},
+                                   {QStringLiteral("log"), QJsonArray::fromStringList(LibraryLog::lines())}});
+        if (!good) {
+            ++m_troubles;
+            if (!m_codes.contains(code))
+                m_codes.append(code);
+        }
+        return code;
+    }
+
+    /// Devices that answered a call with false.
+    const QStringList &silentDevices() const { return m_silent; }
+    const QVector<int> &codes() const { return m_codes; }
+    int troubles() const { return m_troubles; }
+    const QJsonArray &steps() const { return m_steps; }
+
+private:
+    Session &m_session;
+    QJsonArray m_steps;
+    QVector<int> m_codes; ///< Result codes of failed steps, in the order in which they were met.
+    QStringList m_silent;
+    int m_troubles = 0;
+};
+
+/// What devices answer about one screen, and about one cabinet of each of its devices.
+void examine(Walk &walk, Session &session, const QString &id)
+{
+    IScreen &screen = session.screenOf(id);
+    const auto named = [&id](const char *what) { return QStringLiteral("screen %1: %2").arg(id, QLatin1String(what)); };
+    walk.step(named("rectangle"), [&] {
+        QRect rect;
+        return screen.tryGetRect(rect);
+    });
+    walk.step(named("its devices' own names"), [&] { return screen.getSubScreenNames({}); });
+    walk.step(named("features"), [&] {
+        QMap<QString, bool> features;
+        return screen.getFeatures(features);
+    });
+    walk.step(named("support"), [&] {
+        QVector<CabinetBaseInfo> list;
+        return screen.getScreenSupport(list);
+    });
+    walk.step(named("range of brightness"), [&] {
+        BrightnessRange range;
+        return screen.getBrightnessRange(range);
+    });
+    walk.step(named("effect mode"), [&] {
+        EnumEffectMode mode{};
+        return screen.tryGetEffectMode(mode);
+    });
+    walk.step(named("gamma tables"), [&] {
+        QMap<EnumGammaType, QList<int>> tables;
+        return screen.getGammaTable(tables);
+    });
+    QStringList seen;
+    for (const CabinetInfo &cabinet : Session::cabinetsOf(screen)) {
+        if (seen.contains(cabinet.deviceKey))
+            continue;
+        seen.append(cabinet.deviceKey);
+        const QString name = QStringLiteral("device %1, cabinet %2: ").arg(cabinet.deviceKey, cabinet.id);
+        walk.step(name + QStringLiteral("coefficients"), [&] {
+            Coefficient grid;
+            return session.cabinet(cabinet.id).tryGetCoefficients(grid);
+        });
+        walk.step(name + QStringLiteral("module flash"), [&] { return session.cabinet(cabinet.id).IsSupportFlash(); });
+    }
+}
+
+} // namespace
+
+void doctor(Session &session)
+{
+    Output &out = session.out();
+    session.openService();
+    Walk walk(session);
+    ScreenManager *const manager = ScreenManager::getInstance();
+    walk.step(QStringLiteral("starting discovery"), [&] {
+        manager->init();
+        return enSuccess;
+    });
+    const EnumErrorCode discovered = walk.step(QStringLiteral("discovering the screens"), [&] { return manager->refreshScreen(); });
+    session.takeDiscovered();
+    if (discovered != enNoDevice) {
+        for (const QString &id : session.screenIds())
+            examine(walk, session, id);
+    }
+
+    QJsonArray explanations;
+    if (!walk.codes().isEmpty())
+        out.line(QStringLiteral("\nresult codes met:"));
+    for (const int code : walk.codes()) {
+        const ExitCode *const known = explain(code);
+        const QString meaning = QLatin1String(known ? known->meaning : "A code that this program does not know.");
+        const QString next = QLatin1String(known ? known->next : "Look for the library's version.");
+        out.line(QStringLiteral("  %1 (%2): %3 %4").arg(resultName(code)).arg(code).arg(meaning, next));
+        explanations.append(QJsonObject{{QStringLiteral("code"), code}, {QStringLiteral("name"), resultName(code)}, {QStringLiteral("meaning"), meaning}, {QStringLiteral("next"), next}});
+    }
+    const QStringList silent = walk.silentDevices();
+    const QString verdict = walk.troubles() == 0 && silent.isEmpty()
+                                ? QStringLiteral("no trouble found")
+                                : QStringLiteral("%1 failed%2").arg(counted(walk.troubles(), "step"),
+                                                                   silent.isEmpty() ? QString()
+                                                                                    : QStringLiteral("; answered false: device ") + silent.join(QStringLiteral(", ")));
+    const QJsonObject bundle{{QStringLiteral("program"), QStringLiteral("correctionctl " CORRECTIONCTL_VERSION)},
+                             {QStringLiteral("service"), Service::name()},
+                             {QStringLiteral("system"), QSysInfo::prettyProductName()},
+                             {QStringLiteral("qt"), QLatin1String(qVersion())},
+                             {QStringLiteral("steps"), walk.steps()},
+                             {QStringLiteral("codes"), explanations},
+                             {QStringLiteral("verdict"), verdict}};
+    out.data(bundle);
+    out.line(QString());
+    if (session.arguments().has("FILE")) {
+        writeFile(session.arguments().text("FILE"), QJsonDocument(bundle).toJson());
+        out.line(QStringLiteral("report for a bug report: %1").arg(session.arguments().text("FILE")));
+    } else {
+        out.line(QStringLiteral("report for a bug report:"));
+        out.line(QString::fromUtf8(QJsonDocument(bundle).toJson(QJsonDocument::Compact)));
+    }
+    if (walk.troubles() > 0)
+        throw Failure(walk.codes().first(), verdict);
+    out.line(verdict);
+}
+
+} // namespace Run
+} // namespace Ctl

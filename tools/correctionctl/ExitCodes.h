@@ -1,0 +1,65 @@
+#pragma once
+
+#include <Correction/Enumerations.h>
+
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+#include <exception>
+
+namespace Ctl {
+
+/// What the program ends with. A result code of the library is its own exit code: 1 to 8, and up to 15 for a screen write,
+/// which answers the bitwise OR of its devices' codes.
+enum Exit : int {
+    ExitSuccess = 0,
+    ExitLargestResult = 15,
+    ExitDifferent = 20,
+    ExitUsage = 64,
+    ExitBadData = 65,
+    ExitNoInput = 66,
+    ExitUnknown = 68,
+    ExitNoWall = 69,
+    ExitInternal = 70,
+    ExitNoMemory = 71,
+    ExitCannotWrite = 73,
+    ExitInterrupted = 130,
+};
+
+/// One exit code, explained.
+struct ExitCode {
+    int number;
+    const char *name;    ///< The library's enumerator, or a word of this program's.
+    const char *meaning; ///< A sentence.
+    const char *next;    ///< What to do next: a sentence.
+};
+
+/// Every exit code in ascending order, codes that only a combination gives left out.
+const QVector<ExitCode> &exitCodes();
+/// The explanation of a code; null for one that is not listed.
+const ExitCode *explain(int exit);
+/// "enTimeout"; "enArgumentMismatch|enTimeout" for what only a combination gives; the number for what is no code.
+QString resultName(int code);
+
+/// Ends a verb: what went wrong, in one line that names the thing and the reason.
+class Failure : public std::exception
+{
+public:
+    Failure(int exit, const QString &text)
+        : m_exit(exit)
+        , m_text(text)
+    {
+    }
+    int exit() const { return m_exit; }
+    const QString &text() const { return m_text; }
+    const char *what() const noexcept override { return "a verb failed"; }
+
+private:
+    int m_exit;
+    QString m_text;
+};
+
+/// Throws a Failure that begins with `what` unless `code` is 0.
+void check(Correction::EnumErrorCode code, const QString &what);
+
+} // namespace Ctl

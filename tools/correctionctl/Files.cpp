@@ -1,0 +1,270 @@
+#include "Files.h"
+
+#include "ExitCodes.h"
+#include "Npy.h"
+#include "Texts.h"
+
+#include <QtCore/QBuffer>
+#include <QtCore/QFileInfo>
+#include <QtCore/QSaveFile>
+#include <QtCore/QtEndian>
+#include <QtGui/QImageReader>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+using namespace Correction;
+
+namespace Ctl {
+
+namespace {
+
+Failure badFile(const QString &path, const QString &reason)
+{
+    return Failure(ExitBadData, path + QStringLiteral(": ") + reason);
+}
+
+/// A flat JSON array of numbers from 0 to 65535. QJsonDocument cannot hold a wall's worth of them.
+bool parseNumbers(const QByteArray &text, QVector<quint16> &values, QString &reason)
+{
+    const char *at = text.constData();
+    const char *const end = at + text.size();
+    const auto blanks = [&at, end] {
+        while (at < end && std::strchr(" \t\r\n", *at) && *at)
+            ++at;
+    };
+    const auto refuse = [&](const char *what) {
+        reason = at == end ? QStringLiteral("cut short at byte %1").arg(text.size())
+                           : QStringLiteral("%1 at byte %2").arg(QLatin1String(what)).arg(at - text.constData());
+        return false;
+    };
+    blanks();
+    if (at == end || *at != '[')
+        return refuse("no JSON array of numbers: no \"[\"");
+    ++at;
+    blanks();
+    for (bool first = true; at < end && *at != ']'; first = false) {
+        if (!first) {
+            if (*at != ',')
+                return refuse("no \",\"");
+            ++at;
+            blanks();
+        }
+        const char *const begin = at;
+        quint32 number = 0;
+        while (at < end && *at >= '0' && *at <= '9' && number <= 65535)
+            number = number * 10 + quint32(*at++ - '0');
+        if (at == begin || number > 65535 || (*begin == '0' && at - begin > 1))
+            return refuse("no number from 0 to 65535");
+        values.append(quint16(number));
+        blanks();
+    }
+    if (at == end)
+        return refuse("");
+    ++at;
+    blanks();
+    return at == end || refuse("something behind the array");
+}
+
+Grid readPicture(const QString &path)
+{
+    QByteArray bytes = readFile(path);
+    QBuffer buffer(&bytes);
+    QImageReader reader(&buffer, "png");
+    const QImage picture = reader.read();
+    if (picture.isNull())
+        throw badFile(path, QStringLiteral("no PNG picture, or cut short"));
+    if (picture.format() != QImage::Format_Grayscale16 && picture.format() != QImage::Format_Grayscale8)
+        throw badFile(path, QStringLiteral("no grey picture of 16 or 8 bits, as a preview of coefficients is"));
+    Grid grid;
+    grid.size = picture.size();
+    grid.length = 1;
+    grid.bytes = picture.format() == QImage::Format_Grayscale8;
+    grid.values.reserve(picture.width() * picture.height());
+    for (int y = 0; y < picture.height(); ++y) {
+        const uchar *const line = picture.constScanLine(y);
+        for (int x = 0; x < picture.width(); ++x)
+            grid.values.append(grid.bytes ? line[x] : reinterpret_cast<const quint16 *>(line)[x]);
+    }
+    return grid;
+}
+
+} // namespace
+
+FileForm formOf(const QString &path)
+{
+    const QString extension = QFileInfo(path).suffix().toLower();
+    if (extension == QLatin1String("npy"))
+        return FileForm::Npy;
+    if (extension == QLatin1String("json"))
+        return FileForm::Json;
+    if (extension == QLatin1String("png"))
+        return FileForm::Png;
+    throw Failure(ExitUsage, path + QStringLiteral(": files of coefficients end in .npy, .json or .png"));
+}
+
+Grid readGrid(const QString &path)
+{
+    const FileForm form = formOf(path);
+    if (form == FileForm::Png)
+        return readPicture(path);
+    const QByteArray bytes = readFile(path);
+    Grid grid;
+    QString reason;
+    if (!(form == FileForm::Npy ? parseNpy(bytes, grid, reason) : parseNumbers(bytes, grid.values, reason)))
+        throw badFile(path, reason);
+    return grid;
+}
+
+Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kind)
+{
+    Grid grid = readGrid(path);
+    const int length = lengthOf(kind);
+    if (!grid.size.isValid()) {
+        const qint64 expected = qint64(size.width()) * size.height() * length;
+        if (grid.values.size() != expected)
+            throw badFile(path, QStringLiteral("%1 numbers; the rectangle of %2 pixels needs %3")
+                                    .arg(grid.values.size()).arg(sizeText(size)).arg(expected));
+        grid.size = size;
+        grid.length = length;
+    }
+    if (grid.size != size)
+        throw badFile(path, QStringLiteral("%1 pixels; the rectangle has %2").arg(sizeText(grid.size), sizeText(size)));
+    if (grid.length != length)
+        throw badFile(path, QStringLiteral("%1 for each pixel; %2 needs %3").arg(counted(grid.length, "value"), kindText(kind)).arg(length));
+    if (kind == enMultilayerCoefficient
+        && std::any_of(grid.values.cbegin(), grid.values.cend(), [](quint16 value) { return value > 255; }))
+        throw badFile(path, QStringLiteral("values above 255; multilayer takes bytes"));
+    return grid;
+}
+
+void writeGrid(const QString &path, const Grid &grid, int channel)
+{
+    switch (formOf(path)) {
+    case FileForm::Png:
+        writePicture(path, preview(grid, channel));
+        return;
+    case FileForm::Json: {
+        if (grid.length != lengthOf(enCommonCoefficient))
+            throw Failure(ExitUsage, path + QStringLiteral(": only grids of 9 values a pixel have a JSON text; take .npy"));
+        const CoefficientPtr chroma = toLibrary(grid, enCommonCoefficient);
+        writeFile(path, dynamic_cast<IChromaCoefficient &>(*chroma).toJsonData().toLatin1());
+        return;
+    }
+    case FileForm::Npy:
+        break;
+    }
+    QSaveFile file(path);
+    openForWriting(file);
+    writeTo(file, npyHeader(grid.size, grid.length, grid.bytes));
+    writeTo(file, toBytes(grid));
+    commit(file);
+}
+
+QImage preview(const Grid &grid, int channel)
+{
+    QImage picture(grid.size, grid.bytes ? QImage::Format_Grayscale8 : QImage::Format_Grayscale16);
+    if (picture.isNull())
+        throw Failure(ExitNoMemory, QStringLiteral("a picture of %1 pixels is too large").arg(sizeText(grid.size)));
+    const quint16 *value = grid.values.constData() + channel;
+    for (int y = 0; y < picture.height(); ++y) {
+        uchar *const line = picture.scanLine(y);
+        for (int x = 0; x < picture.width(); ++x, value += grid.length) {
+            if (grid.bytes)
+                line[x] = uchar(*value);
+            else
+                reinterpret_cast<quint16 *>(line)[x] = *value;
+        }
+    }
+    return picture;
+}
+
+void writePicture(const QString &path, const QImage &picture)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    if (picture.isNull() || !picture.save(&buffer, "png"))
+        throw Failure(ExitInternal, path + QStringLiteral(": the picture cannot be made"));
+    writeFile(path, bytes);
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    if (QFileInfo(path).isDir())
+        throw Failure(ExitNoInput, path + QStringLiteral(": is a directory"));
+    if (!file.open(QIODevice::ReadOnly))
+        throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, file.errorString()));
+    // Qt's containers hold less than 2 GiB.
+    if (file.size() >= std::numeric_limits<int>::max() - 64)
+        throw badFile(path, QStringLiteral("too large: %1").arg(bytesText(double(file.size()))));
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFile::NoError)
+        throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, file.errorString()));
+    return bytes;
+}
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QSaveFile file(path);
+    openForWriting(file);
+    writeTo(file, bytes);
+    commit(file);
+}
+
+void openForWriting(QSaveFile &file)
+{
+    if (!file.open(QIODevice::WriteOnly))
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
+}
+
+void writeTo(QSaveFile &file, const QByteArray &bytes)
+{
+    if (file.write(bytes) != bytes.size())
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
+}
+
+void commit(QSaveFile &file)
+{
+    if (!file.commit())
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
+}
+
+TemporaryNeighbour::TemporaryNeighbour(const QString &path)
+    : m_target(path)
+    , m_file(path + QStringLiteral(".XXXXXX"))
+{
+    if (!m_file.open())
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(path, m_file.errorString()));
+    m_file.close();
+}
+
+TemporaryNeighbour::~TemporaryNeighbour() = default;
+
+QString TemporaryNeighbour::path() const
+{
+    return m_file.fileName();
+}
+
+void TemporaryNeighbour::moveIntoPlace()
+{
+    // rename(2) replaces what is there; QFile::rename() refuses to.
+    if (std::rename(QFile::encodeName(path()).constData(), QFile::encodeName(m_target).constData()) != 0)
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(m_target, qt_error_string()));
+    m_file.setAutoRemove(false);
+}
+
+QByteArray toBytes(const Grid &grid)
+{
+    QByteArray bytes(grid.values.size() * (grid.bytes ? 1 : 2), Qt::Uninitialized);
+    if (grid.bytes)
+        std::transform(grid.values.cbegin(), grid.values.cend(), bytes.begin(), [](quint16 value) { return char(value); });
+    else
+        qToLittleEndian<quint16>(grid.values.constData(), grid.values.size(), bytes.data());
+    return bytes;
+}
+
+} // namespace Ctl

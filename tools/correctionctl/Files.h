@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Grid.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QTemporaryFile>
+#include <QtGui/QImage>
+
+class QSaveFile;
+
+namespace Ctl {
+
+/// Files of coefficients, by the extension of their name:
+/// - ".npy": a NumPy array of the shape (rows, columns, values), little-endian uint16 (uint8 for multilayer), C order;
+/// - ".json": the library's JSON text, a flat array of numbers; the size of the grid is not part of it;
+/// - ".png": a preview of one value of each pixel, as a picture of 16-bit grey (8-bit for multilayer).
+///
+/// Everything is written to a temporary file and renamed, so that a file is whole or not there. All functions throw a
+/// Failure that names the file and the reason.
+enum class FileForm { Npy, Json, Png };
+
+FileForm formOf(const QString &path);
+
+/// The grid in a file. `.png` gives grids of one value for each pixel.
+Grid readGrid(const QString &path);
+/// The grid for a rectangle: refused unless it has this size, and this many values for each pixel of the range of `kind`.
+Grid readGridFor(const QString &path, const QSize &size, Correction::EnumCoefficientType kind);
+/// `channel`: the value that a `.png` shows.
+void writeGrid(const QString &path, const Grid &grid, int channel);
+
+/// One value of each pixel as a picture.
+QImage preview(const Grid &grid, int channel);
+void writePicture(const QString &path, const QImage &picture);
+
+QByteArray readFile(const QString &path);
+void writeFile(const QString &path, const QByteArray &bytes);
+/// Opens a file for atomic writing, or throws.
+void openForWriting(QSaveFile &file);
+/// Writes, or throws.
+void writeTo(QSaveFile &file, const QByteArray &bytes);
+/// Puts the file in place, or throws.
+void commit(QSaveFile &file);
+
+/// A name beside `path` for somebody who writes a file by its name; what is there at the end of this object's life goes.
+class TemporaryNeighbour
+{
+public:
+    /// Throws a Failure where no file can be made.
+    explicit TemporaryNeighbour(const QString &path);
+    ~TemporaryNeighbour();
+    TemporaryNeighbour(const TemporaryNeighbour &) = delete;
+    TemporaryNeighbour &operator=(const TemporaryNeighbour &) = delete;
+
+    QString path() const;
+    /// Puts the file in the place of `path`, or throws.
+    void moveIntoPlace();
+
+private:
+    QString m_target;
+    QTemporaryFile m_file;
+};
+
+/// The bytes of a `.npy` file without its values: `bytes` of 8 bits or else of 16.
+QByteArray npyHeader(const QSize &size, int length, bool bytes);
+/// Values as little-endian bytes.
+QByteArray toBytes(const Grid &grid);
+
+} // namespace Ctl

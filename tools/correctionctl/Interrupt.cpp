@@ -1,0 +1,58 @@
+#include "Interrupt.h"
+
+#include "ExitCodes.h"
+
+#include <QtCore/QSocketNotifier>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace Ctl {
+namespace Interrupt {
+
+namespace {
+
+volatile std::sig_atomic_t g_requested = 0;
+int g_pipe[2] = {-1, -1};
+
+extern "C" void handleSignal(int signal)
+{
+    g_requested = 1;
+    const char byte = 0;
+    if (g_pipe[1] >= 0 && ::write(g_pipe[1], &byte, 1) < 0)
+        return; // The pipe is full of earlier ones: the event loop wakes anyway.
+    std::signal(signal, SIG_DFL);
+}
+
+} // namespace
+
+void install()
+{
+    if (::pipe(g_pipe) != 0)
+        g_pipe[0] = g_pipe[1] = -1;
+    std::signal(SIGINT, handleSignal);
+    std::signal(SIGTERM, handleSignal);
+    std::signal(SIGPIPE, SIG_IGN); // `correctionctl ... | head`: writing fails instead
+}
+
+bool requested()
+{
+    return g_requested != 0;
+}
+
+void check(const QString &done)
+{
+    if (requested())
+        throw Failure(ExitInterrupted, QStringLiteral("interrupted; ") + done);
+}
+
+void quitOnRequest(QObject *receiver)
+{
+    if (g_pipe[0] < 0)
+        return;
+    auto *const notifier = new QSocketNotifier(g_pipe[0], QSocketNotifier::Read, receiver);
+    QObject::connect(notifier, SIGNAL(activated(QSocketDescriptor, QSocketNotifier::Type)), receiver, SLOT(quit()));
+}
+
+} // namespace Interrupt
+} // namespace Ctl

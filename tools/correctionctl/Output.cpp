@@ -1,0 +1,218 @@
+#include "Output.h"
+
+#include "ExitCodes.h"
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QLoggingCategory>
+
+#include <algorithm>
+#include <cstdio>
+#include <mutex>
+#include <unistd.h>
+
+namespace Ctl {
+
+namespace {
+
+bool g_outputFailed = false;
+
+void write(std::FILE *stream, const QByteArray &bytes)
+{
+    const auto length = static_cast<std::size_t>(bytes.size());
+    if (std::fwrite(bytes.constData(), 1, length, stream) != length && stream == stdout)
+        g_outputFailed = true;
+}
+
+bool colourWanted(int descriptor)
+{
+    return isatty(descriptor) && qgetenv("NO_COLOR").isEmpty() && qgetenv("TERM") != "dumb";
+}
+
+bool isNumber(const QString &text)
+{
+    bool good = false;
+    text.toDouble(&good);
+    return good;
+}
+
+QString bold(const QString &text)
+{
+    return Output::colourOnOutput() ? QStringLiteral("\x1b[1m%1\x1b[0m").arg(text) : text;
+}
+
+} // namespace
+
+Output::Output(bool json, bool quiet)
+    : m_json(json)
+    , m_quiet(quiet)
+{
+}
+
+void Output::line(const QString &text)
+{
+    if (!m_json && !m_quiet)
+        write(stdout, text.toUtf8() + '\n');
+}
+
+void Output::table(const QStringList &head, const QVector<QStringList> &rows)
+{
+    if (m_json || m_quiet)
+        return;
+    QVector<int> widths;
+    QVector<bool> numbers;
+    for (int column = 0; column < head.size(); ++column) {
+        int width = head.at(column).size();
+        bool allNumbers = !rows.isEmpty();
+        for (const QStringList &row : rows) {
+            width = std::max(width, row.value(column).size());
+            allNumbers = allNumbers && isNumber(row.value(column));
+        }
+        widths.append(width);
+        numbers.append(allNumbers);
+    }
+    const auto format = [&](const QStringList &cells) {
+        QString text;
+        for (int column = 0; column < head.size(); ++column) {
+            const QString cell = cells.value(column);
+            const bool last = column + 1 == head.size();
+            text += numbers.at(column) ? cell.rightJustified(widths.at(column))
+                                       : (last ? cell : cell.leftJustified(widths.at(column)));
+            text += last ? QString() : QStringLiteral("  ");
+        }
+        while (text.endsWith(QLatin1Char(' ')))
+            text.chop(1);
+        return text;
+    };
+    line(bold(format(head)));
+    for (const QStringList &row : rows)
+        line(format(row));
+}
+
+void Output::data(const QJsonObject &entries)
+{
+    for (auto entry = entries.begin(); entry != entries.end(); ++entry)
+        m_data.insert(entry.key(), entry.value());
+}
+
+void Output::jsonLine(const QJsonObject &document)
+{
+    if (!m_json)
+        return;
+    write(stdout, QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n');
+    std::fflush(stdout);
+    m_wroteLines = true;
+}
+
+void Output::raw(const QByteArray &bytes)
+{
+    write(stdout, bytes);
+}
+
+void Output::flush()
+{
+    std::fflush(stdout);
+}
+
+void Output::error(const QString &text)
+{
+    note((colourOnError() ? QStringLiteral("\x1b[31mcorrectionctl:\x1b[0m ") : QStringLiteral("correctionctl: ")) + text);
+}
+
+void Output::note(const QString &text)
+{
+    write(stderr, text.toUtf8() + '\n');
+}
+
+bool Output::finish(const QString &verb, int exit, const QString &message)
+{
+    if (m_json && !m_wroteLines) {
+        const QJsonObject document{{QStringLiteral("format"), QStringLiteral("correctionctl")},
+                                   {QStringLiteral("version"), 1},
+                                   {QStringLiteral("verb"), verb},
+                                   {QStringLiteral("exit"), exit},
+                                   {QStringLiteral("result"), resultName(exit)},
+                                   {QStringLiteral("message"), message},
+                                   {QStringLiteral("data"), m_data}};
+        write(stdout, QJsonDocument(document).toJson());
+    }
+    return std::fflush(stdout) == 0 && !g_outputFailed;
+}
+
+bool Output::colourOnOutput()
+{
+    return colourWanted(STDOUT_FILENO);
+}
+
+bool Output::colourOnError()
+{
+    return colourWanted(STDERR_FILENO);
+}
+
+bool Output::errorIsTerminal()
+{
+    return isatty(STDERR_FILENO);
+}
+
+namespace LibraryLog {
+
+namespace {
+
+std::mutex g_mutex;
+QStringList g_lines;
+QString g_firstCritical;
+bool g_verbose = false;
+constexpr int longestLog = 1000; // lines kept: enough for a report, bounded for a night
+
+void handle(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    const char *const level = type == QtDebugMsg      ? "debug"
+                              : type == QtInfoMsg     ? "info"
+                              : type == QtWarningMsg  ? "warning"
+                              : type == QtCriticalMsg ? "critical"
+                                                      : "fatal";
+    const QString text = QStringLiteral("%1: %2").arg(QLatin1String(level), message.trimmed());
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    if (g_verbose || type == QtFatalMsg)
+        Output::note(text);
+    if (qstrcmp(context.category, "correction") != 0)
+        return;
+    if (g_lines.size() < longestLog)
+        g_lines.append(text);
+    if (type == QtCriticalMsg && g_firstCritical.isNull())
+        g_firstCritical = message.trimmed();
+}
+
+} // namespace
+
+void install(bool verbose)
+{
+    g_verbose = verbose;
+    // A screen write logs two lines for each cabinet: they are formatted only where somebody reads them. Rules from outside
+    // are stronger than these.
+    if (!verbose)
+        QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false"));
+    qInstallMessageHandler(handle);
+}
+
+void forget()
+{
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    g_lines.clear();
+    g_firstCritical.clear();
+}
+
+QString firstCritical()
+{
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    return g_verbose ? QString() : g_firstCritical;
+}
+
+QStringList lines()
+{
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    return g_lines;
+}
+
+} // namespace LibraryLog
+
+} // namespace Ctl

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QtCore/QJsonObject>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+namespace Ctl {
+
+/// What goes to standard output and standard error. Text is UTF-8, whatever the locale.
+///
+/// With --json one document goes to standard output at the end and no other line. --quiet leaves out lines and tables.
+/// Bold and colour are for terminals only, and never with NO_COLOR in the environment (no-color.org).
+class Output
+{
+public:
+    Output(bool json, bool quiet);
+
+    bool json() const { return m_json; }
+    bool quiet() const { return m_quiet; }
+
+    void line(const QString &text);
+    /// Columns of numbers are aligned to the right.
+    void table(const QStringList &head, const QVector<QStringList> &rows);
+    /// Puts entries into the "data" of the JSON document; later ones replace earlier ones of the same name.
+    void data(const QJsonObject &entries);
+    /// A document of its own on one line, at once: only with --json.
+    void jsonLine(const QJsonObject &document);
+    /// Bytes as they are, whatever the options say.
+    void raw(const QByteArray &bytes);
+    /// Hands on what was printed so far.
+    void flush();
+    /// A line on standard error, after "correctionctl: ".
+    static void error(const QString &text);
+    /// A line on standard error as it is.
+    static void note(const QString &text);
+
+    /// Writes the JSON document, if one was asked for, and flushes. False when standard output did not take everything.
+    bool finish(const QString &verb, int exit, const QString &message);
+
+    /// Whether standard output, or standard error, is a terminal where colour is welcome.
+    static bool colourOnOutput();
+    static bool colourOnError();
+    static bool errorIsTerminal();
+
+private:
+    bool m_json;
+    bool m_quiet;
+    bool m_wroteLines = false;
+    QJsonObject m_data;
+};
+
+/// The library's log lines: on standard error with --verbose, else kept for the message of a failure.
+namespace LibraryLog {
+
+/// Installs the message handler. Filter rules (QT_LOGGING_RULES and the like) are honoured: a line that is off is neither
+/// shown nor kept.
+void install(bool verbose);
+/// Forgets the lines that were kept.
+void forget();
+/// The first critical line since forget(): the place where the trouble began. Null if there was none, or if it was shown.
+QString firstCritical();
+/// All lines since forget(), "level: text".
+QStringList lines();
+
+} // namespace LibraryLog
+
+} // namespace Ctl

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QString>
+
+namespace Ctl {
+
+class Output;
+
+/// A bar on standard error for work longer than a second: share, rate and remaining time. Only on a terminal, and not with
+/// --quiet. It is wiped away at the end.
+class Progress
+{
+public:
+    /// `total` in bytes of coefficients.
+    Progress(const Output &output, const QString &what, qint64 total);
+    ~Progress();
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+
+    void advance(qint64 bytes);
+
+    /// The bar's text at a moment, for a terminal of `columns`.
+    static QString text(const QString &what, qint64 done, qint64 total, qint64 milliseconds, int columns);
+
+private:
+    QString m_what;
+    qint64 m_total;
+    qint64 m_done = 0;
+    qint64 m_shownAt = 0;
+    bool m_enabled;
+    QElapsedTimer m_timer;
+};
+
+} // namespace Ctl

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QVector>
+#include <QtGui/QImage>
+
+/// The device service that this program was linked with: everything that the library's own interface does not tell. One
+/// source file defines it: VirtualService.cpp for the virtual wall, DeviceService.cpp for a real service, which refuses what
+/// it has no means for. All functions throw a Failure when something is wrong.
+namespace Ctl {
+namespace Service {
+
+/// One call of the service.
+struct Exchange {
+    QString operation; ///< "Correctionop::loadCoefficient"
+    QString device;    ///< Device key; empty for discovery's own operations.
+    QString request;   ///< The whole call as one line, long texts cut.
+    QString answer;    ///< The reply as one line, long texts cut; empty without one.
+    bool success = false;
+    double milliseconds = 0;
+    QString note; ///< What the service found wrong with the request, where it says so.
+};
+
+/// How a replayed conversation went.
+struct Replayed {
+    int answered = 0;
+    int remaining = 0;
+    QString difference; ///< The first call that differs from the recording, both sides; empty if none did.
+};
+
+/// "virtual wall" or "device service".
+QString name();
+/// Takes the wall into service: a preset's name, a wall file or a wall directory. Call once, before discovery.
+void open(const QString &wall);
+/// Answers from a recording instead of a wall.
+void openRecording(const QString &path);
+/// Releases the wall. Uploaded but unsaved coefficients go with it.
+void close();
+
+/// From here on, requests that change a device are answered "done" without reaching it.
+void holdBackWrites();
+/// The calls since open() or the last forgetExchanges(), oldest first.
+QVector<Exchange> exchanges();
+/// Those of them that holdBackWrites() kept from a device.
+QVector<Exchange> heldBack();
+void forgetExchanges();
+
+/// Appends every call to a file from here on, one JSON object a line.
+void record(const QString &path);
+Replayed replayed();
+
+/// The wall's own description, as JSON.
+QByteArray describe();
+/// Makes a wall directory. `source` is a preset's name or a wall file.
+void create(const QString &directory, const QString &source);
+
+enum class Picture { Layout, Coefficients, Pattern };
+/// What a screen is made of, holds (`channel` of a pixel's chroma values) or shows.
+QImage render(Picture picture, const QString &screenId, int channel);
+
+} // namespace Service
+} // namespace Ctl

@@ -1,0 +1,126 @@
+#include "SnapshotFile.h"
+
+#include "ExitCodes.h"
+#include "Files.h"
+
+#include <QtCore/QCryptographicHash>
+#include <QtCore/QFileInfo>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <limits>
+
+namespace Ctl {
+
+namespace {
+
+constexpr qint64 longestLine = 1 << 16;
+
+QByteArray sumOf(const QByteArray &bytes)
+{
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+}
+
+QByteArray lineOf(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+} // namespace
+
+SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int cabinets)
+    : m_file(path)
+{
+    openForWriting(m_file);
+    writeTo(m_file, lineOf({{QStringLiteral("format"), QStringLiteral("correction-snapshot")},
+                            {QStringLiteral("version"), 1},
+                            {QStringLiteral("screen"), screenId},
+                            {QStringLiteral("cabinets"), cabinets}}));
+}
+
+void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes)
+{
+    writeTo(m_file, lineOf({{QStringLiteral("cabinet"), cabinet.id},
+                            {QStringLiteral("device"), cabinet.device},
+                            {QStringLiteral("x"), cabinet.rect.x()},
+                            {QStringLiteral("y"), cabinet.rect.y()},
+                            {QStringLiteral("width"), cabinet.rect.width()},
+                            {QStringLiteral("height"), cabinet.rect.height()},
+                            {QStringLiteral("bytes"), bytes.size()},
+                            {QStringLiteral("sha256"), QLatin1String(sumOf(bytes))}}));
+    writeTo(m_file, bytes);
+    writeTo(m_file, QByteArray("\n"));
+    ++m_cabinets;
+}
+
+void SnapshotWriter::finish()
+{
+    writeTo(m_file, lineOf({{QStringLiteral("end"), m_cabinets}}));
+    commit(m_file);
+}
+
+SnapshotReader::SnapshotReader(const QString &path)
+    : m_file(path)
+{
+    if (QFileInfo(path).isDir() || !m_file.open(QIODevice::ReadOnly))
+        throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, QFileInfo(path).isDir() ? QStringLiteral("is a directory") : m_file.errorString()));
+    const QJsonObject head = line();
+    if (head.value(QStringLiteral("format")).toString() != QLatin1String("correction-snapshot"))
+        refuse(QStringLiteral("no snapshot"));
+    if (head.value(QStringLiteral("version")).toInt() != 1)
+        refuse(QStringLiteral("a snapshot of version %1; this program reads version 1").arg(head.value(QStringLiteral("version")).toVariant().toString()));
+    m_screenId = head.value(QStringLiteral("screen")).toString();
+    const int count = head.value(QStringLiteral("cabinets")).toInt(-1);
+    for (int i = 0; i < count; ++i) {
+        const QJsonObject entry = line();
+        const auto integer = [&entry](const char *key) { return entry.value(QLatin1String(key)).toInt(-1); };
+        SnapshotCabinet cabinet;
+        cabinet.id = entry.value(QStringLiteral("cabinet")).toString();
+        cabinet.device = entry.value(QStringLiteral("device")).toString();
+        cabinet.rect = QRect(entry.value(QStringLiteral("x")).toInt(), entry.value(QStringLiteral("y")).toInt(), integer("width"), integer("height"));
+        cabinet.bytes = integer("bytes");
+        cabinet.sum = entry.value(QStringLiteral("sha256")).toString().toLatin1();
+        cabinet.offset = m_file.pos();
+        const QString place = QStringLiteral("cabinet %1 of %2").arg(i + 1).arg(count);
+        if (cabinet.id.isEmpty() || cabinet.rect.isEmpty()
+            || cabinet.bytes != qint64(cabinet.rect.width()) * cabinet.rect.height() * 18)
+            refuse(place + QStringLiteral(": its line is damaged"));
+        bytesOf(cabinet);
+        m_cabinets.append(cabinet);
+        if (!m_file.seek(cabinet.offset + cabinet.bytes) || m_file.read(1) != "\n")
+            refuse(place + QStringLiteral(": cut short"));
+    }
+    if (count < 0 || line().value(QStringLiteral("end")).toInt(-1) != count || !m_file.atEnd())
+        refuse(QStringLiteral("its last line is missing or damaged"));
+}
+
+QByteArray SnapshotReader::bytesOf(const SnapshotCabinet &cabinet)
+{
+    // The file's own length bounds what a damaged line may ask for.
+    if (!m_file.seek(cabinet.offset) || cabinet.bytes > m_file.size() - cabinet.offset)
+        refuse(QStringLiteral("cabinet %1: cut short").arg(cabinet.id));
+    const QByteArray bytes = m_file.read(cabinet.bytes);
+    if (bytes.size() != cabinet.bytes)
+        refuse(QStringLiteral("cabinet %1: cut short").arg(cabinet.id));
+    if (sumOf(bytes) != cabinet.sum)
+        refuse(QStringLiteral("cabinet %1: damaged, its checksum does not match").arg(cabinet.id));
+    return bytes;
+}
+
+void SnapshotReader::refuse(const QString &reason) const
+{
+    throw Failure(ExitBadData, m_file.fileName() + QStringLiteral(": ") + reason);
+}
+
+QJsonObject SnapshotReader::line()
+{
+    const QByteArray text = m_file.readLine(longestLine);
+    const QJsonDocument document = QJsonDocument::fromJson(text);
+    if (text.isEmpty())
+        refuse(QStringLiteral("cut short"));
+    if (!text.endsWith('\n') || !document.isObject())
+        refuse(QStringLiteral("no snapshot, or damaged: no line of JSON at byte %1").arg(m_file.pos() - text.size()));
+    return document.object();
+}
+
+} // namespace Ctl

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QtCore/QFile>
+#include <QtCore/QRect>
+#include <QtCore/QSaveFile>
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+namespace Ctl {
+
+/// A snapshot: the chroma coefficients of a screen's cabinets. A file of lines of JSON, each but the first and the last
+/// followed by the bytes of one cabinet (row by row, 9 little-endian uint16 a pixel):
+///
+///     {"format":"correction-snapshot","version":1,"screen":"main","cabinets":24}
+///     {"cabinet":"1","device":"A","x":0,"y":0,"width":128,"height":128,"bytes":294912,"sha256":"..."}
+///     <294912 bytes>
+///     ...
+///     {"end":24}
+///
+/// The sums and the last line tell a damaged file, and one that was cut short, before anything of it is used.
+struct SnapshotCabinet {
+    QString id;
+    QString device;
+    QRect rect;         ///< Screen pixels.
+    qint64 offset = 0;  ///< Where its bytes begin in the file.
+    qint64 bytes = 0;
+    QByteArray sum;     ///< SHA-256 of the bytes, as hexadecimal text.
+};
+
+class SnapshotWriter
+{
+public:
+    /// All functions throw a Failure that names the file.
+    SnapshotWriter(const QString &path, const QString &screenId, int cabinets);
+    void add(const SnapshotCabinet &cabinet, const QByteArray &bytes);
+    void finish();
+
+private:
+    QSaveFile m_file;
+    int m_cabinets = 0;
+};
+
+class SnapshotReader
+{
+public:
+    /// Reads the whole file once and checks every sum; throws a Failure that names the file, the place and the reason.
+    explicit SnapshotReader(const QString &path);
+
+    const QString &screenId() const { return m_screenId; }
+    const QVector<SnapshotCabinet> &cabinets() const { return m_cabinets; }
+    /// The bytes of a cabinet, checked again.
+    QByteArray bytesOf(const SnapshotCabinet &cabinet);
+
+private:
+    [[noreturn]] void refuse(const QString &reason) const;
+    QJsonObject line();
+
+    QFile m_file;
+    QString m_screenId;
+    QVector<SnapshotCabinet> m_cabinets;
+};
+
+} // namespace Ctl

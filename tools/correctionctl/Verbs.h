@@ -1,0 +1,96 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+namespace Ctl {
+
+class Session;
+
+/// What a parameter's text means: checked when the command line is read, and offered by the shells' completion.
+enum class Value {
+    None,     ///< A switch: present or not.
+    Text,     ///< Any text.
+    Number,   ///< A decimal number from `least` to `greatest`.
+    OnOff,    ///< "on" or "off".
+    Kind,     ///< "chroma", "lowgray" or "multilayer".
+    Choice,   ///< One of `choices`.
+    Rect,     ///< "X,Y,WxH" in screen pixels, or "all".
+    Size,     ///< "WxH" in pixels.
+    Color,    ///< "#RRGGBB" or a colour's name.
+    Screen,   ///< A screen's id or name; several, joined by "+", act as one.
+    Device,   ///< A device key.
+    Cabinet,  ///< A cabinet id, a decimal number.
+    Pair,     ///< "NAME=VALUE".
+    Layer,    ///< "VALUE" or "VALUE:BITS".
+    File,     ///< A path of a file.
+    Directory ///< A path of a directory.
+};
+
+/// A positional argument or, with a name that begins with two dashes, an option.
+struct Parameter {
+    const char *name; ///< "SCREEN", "--rect".
+    Value value;
+    const char *help;
+    bool required = false; ///< Options are optional unless they say so; so are positional arguments.
+    bool repeated = false; ///< Takes one or more values.
+    qint64 least = 0;
+    qint64 greatest = 0;
+    const char *choices = ""; ///< Separated by "|".
+    const char *metavar = ""; ///< What the help calls an option's value; derived from `value` if empty.
+    char letter = 0;          ///< The short form of an option.
+
+    bool isOption() const { return name[0] == '-'; }
+    QString key() const { return QLatin1String(name); }
+    QStringList choiceList() const;
+    /// "SCREEN", "[FILE]", "CID...", "[--rect X,Y,WxH]".
+    QString usage() const;
+    /// "--rect X,Y,WxH", "-q, --quiet".
+    QString title() const;
+};
+
+/// A word that only groups verbs: its parameters stand between it and the verb.
+struct Family {
+    const char *name; ///< "cabinet", "cabinet config".
+    const char *help;
+    QVector<Parameter> parameters;
+};
+
+/// One thing that the program does. This table is the one source of the parser, the help, the manual page, the shells'
+/// completion and `verbs --json`.
+struct Verb {
+    const char *name; ///< Words separated by blanks: "screens", "cabinet config get".
+    const char *help; ///< One line, without a full stop.
+    QVector<Parameter> parameters;
+    const char *example;
+    const char *operations; ///< The library's operations behind it: "IScreen::lock ...".
+    const char *shape;      ///< The definition in the JSON Schema that its "data" follows.
+    bool writes;            ///< Sends requests that change a device: takes --dry-run.
+    void (*run)(Session &session);
+    bool wrapsCommand = false; ///< Everything after its parameters is another command line.
+
+    QStringList words() const { return QString::fromLatin1(name).split(QLatin1Char(' ')); }
+    /// "correctionctl cabinet CID config get FILE".
+    QString usage() const;
+    QStringList operationList() const;
+};
+
+const QVector<Verb> &verbs();
+const QVector<Family> &families();
+/// Options that every verb takes.
+const QVector<Parameter> &globalOptions();
+/// The option of the verbs that write.
+const Parameter &dryRunOption();
+/// Operations that no verb reaches by itself: "Class::operation" and why.
+struct Unreached {
+    const char *operation;
+    const char *reason;
+};
+const QVector<Unreached> &unreachedOperations();
+
+/// Null for an unknown one.
+const Verb *verbOf(const QString &name);
+const Family *familyOf(const QString &name);
+
+} // namespace Ctl
