@@ -65,7 +65,7 @@ void reportHeldBack(Session &session)
                                     {QStringLiteral("request"), exchange.request}});
     }
     session.out().line(QStringLiteral("dry run: %1, nothing sent").arg(counted(requests.size(), "request")));
-    session.out().data({{QStringLiteral("dryRun"), requests}});
+    session.out().beside(QStringLiteral("dryRun"), requests);
 }
 
 /// Runs the verb; what a replay found comes on top of its own result.
@@ -77,9 +77,9 @@ void run(Session &session)
     if (!session.arguments().has("--replay"))
         return;
     const Service::Replayed replayed = Service::replayed();
-    session.out().data({{QStringLiteral("replay"), QJsonObject{{QStringLiteral("answered"), replayed.answered},
+    session.out().beside(QStringLiteral("replay"), QJsonObject{{QStringLiteral("answered"), replayed.answered},
                                                                {QStringLiteral("remaining"), replayed.remaining},
-                                                               {QStringLiteral("difference"), replayed.difference}}}});
+                                                               {QStringLiteral("difference"), replayed.difference}});
     if (!replayed.difference.isEmpty())
         throw Failure(ExitDifferent, QStringLiteral("the conversation differs from the recording: %1").arg(replayed.difference));
     session.out().line(QStringLiteral("replayed: %1 answered, %2 of the recording left")

@@ -126,13 +126,16 @@ void Output::note(const QString &text)
 bool Output::finish(const QString &verb, int exit, const QString &message)
 {
     if (m_json && !m_wroteLines) {
-        const QJsonObject document{{QStringLiteral("format"), QStringLiteral("correctionctl")},
+        QJsonObject document = m_beside;
+        const QJsonObject own{{QStringLiteral("format"), QStringLiteral("correctionctl")},
                                    {QStringLiteral("version"), 1},
                                    {QStringLiteral("verb"), verb},
                                    {QStringLiteral("exit"), exit},
                                    {QStringLiteral("result"), resultName(exit)},
                                    {QStringLiteral("message"), message},
                                    {QStringLiteral("data"), m_data}};
+        for (auto entry = own.begin(); entry != own.end(); ++entry)
+            document.insert(entry.key(), entry.value());
         write(stdout, QJsonDocument(document).toJson());
     }
     return std::fflush(stdout) == 0 && !g_outputFailed;

@@ -24,6 +24,8 @@ public:
     void table(const QStringList &head, const QVector<QStringList> &rows);
     /// Puts entries into the "data" of the JSON document; later ones replace earlier ones of the same name.
     void data(const QJsonObject &entries);
+    /// Puts an entry beside "data" into the JSON document.
+    void beside(const QString &name, const QJsonValue &value) { m_beside.insert(name, value); }
     /// A document of its own on one line, at once: only with --json.
     void jsonLine(const QJsonObject &document);
     /// Bytes as they are, whatever the options say.
@@ -48,6 +50,7 @@ private:
     bool m_quiet;
     bool m_wroteLines = false;
     QJsonObject m_data;
+    QJsonObject m_beside;
 };
 
 /// The library's log lines: on standard error with --verbose, else kept for the message of a failure.

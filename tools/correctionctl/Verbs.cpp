@@ -121,7 +121,7 @@ const QVector<Verb> &verbs()
          "IScreen::getScreenSupport ISubScreen::getScreenSupport", "support", false, Run::support},
         {"watch", "Print change notifications until interrupted",
          {number(option("--count", Value::Number, "end after so many notifications"), 1, intMax)}, "correctionctl watch",
-         "ScreenManager::signal_screenChanged ScreenManager::signal_screenNameChanged", "watch", false, Run::watch},
+         "ScreenManager::signal_screenChanged ScreenManager::signal_screenNameChanged", "notification", false, Run::watch},
         // Coefficients
         {"read", "Read the coefficients of any rectangle into a file",
          {screen, file, rect, type, channel, device,
@@ -308,10 +308,10 @@ const QVector<Verb> &verbs()
          Run::wallRender},
         // Trouble
         {"record", "Run another verb and append its conversation with the devices to a file",
-         {argument("FILE", Value::File, "JSON Lines, one call a line")}, "correctionctl record night.jsonl write main part.npy", "", "done",
+         {argument("FILE", Value::File, "JSON Lines, one call a line")}, "correctionctl record night.jsonl write main part.npy", "", "",
          false, nullptr, true},
         {"replay", "Run another verb against a recorded conversation", {argument("FILE", Value::File, "what `record` wrote")},
-         "correctionctl replay night.jsonl write main part.npy", "", "done", false, nullptr, true},
+         "correctionctl replay night.jsonl write main part.npy", "", "", false, nullptr, true},
         {"doctor", "Walk through discovery and settings step by step and explain what goes wrong",
          {optional(argument("FILE", Value::File, "write the report there as JSON, fit for a bug report"))},
          "correctionctl doctor report.json",

@@ -65,7 +65,8 @@ struct Verb {
     QVector<Parameter> parameters;
     const char *example;
     const char *operations; ///< The library's operations behind it: "IScreen::lock ...".
-    const char *shape;      ///< The definition in the JSON Schema that its "data" follows.
+    const char *shape;      ///< The definition in the JSON Schema that its "data" follows; "notification" for a verb that
+                            ///< prints such documents instead; empty for one that answers as the verb that it wraps.
     bool writes;            ///< Sends requests that change a device: takes --dry-run.
     void (*run)(Session &session);
     bool wrapsCommand = false; ///< Everything after its parameters is another command line.
