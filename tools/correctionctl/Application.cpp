@@ -127,7 +127,8 @@ int runProgram(const QStringList &arguments)
         tell(exit, message);
     if (!output.finish(verb, exit, message) && exit == ExitSuccess) {
         exit = ExitCannotWrite;
-        tell(exit, QStringLiteral("standard output does not take what is written"));
+        if (!Output::readerGone())
+            tell(exit, QStringLiteral("standard output does not take what is written"));
     }
     return exit;
 }

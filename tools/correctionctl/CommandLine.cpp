@@ -45,8 +45,8 @@ public:
             invocation.help = helpOf(deepest());
             return invocation;
         } catch (const CLI::ParseError &error) {
-            const QString reason = fromCli(error.what()).simplified();
             const QString name = deepest();
+            const QString reason = reasonOf(error, name);
             throw Failure(ExitUsage, name.isEmpty() ? reason : name + QStringLiteral(": ") + reason);
         }
         invocation.verb = verbOf(deepest());
@@ -93,7 +93,7 @@ private:
 
     static void add(CLI::App &app, const Parameter &parameter)
     {
-        std::string name = parameter.isOption() ? parameter.name : QString(parameter.key()).toLower().toStdString();
+        std::string name = parameter.name;
         if (parameter.letter)
             name = std::string("-") + parameter.letter + "," + name;
         if (parameter.value == Value::None) {
@@ -134,6 +134,18 @@ private:
             words.append(fromCli(app->get_name()));
         }
         return words.join(QLatin1Char(' '));
+    }
+
+    /// CLI11's own words but for a verb that is missing or unknown.
+    QString reasonOf(const CLI::ParseError &error, const QString &name) const
+    {
+        const bool incomplete = name.isEmpty() || familyOf(name);
+        const bool noVerb = dynamic_cast<const CLI::RequiredError *>(&error) && fromCli(error.what()).contains(QLatin1String("ubcommand"));
+        if (!incomplete || !(noVerb || dynamic_cast<const CLI::ExtrasError *>(&error)))
+            return fromCli(error.what()).simplified();
+        const std::vector<std::string> unknown = m_app.remaining(true);
+        return unknown.empty() ? QStringLiteral("a verb is missing")
+                               : QStringLiteral("\"%1\" is no verb or option").arg(fromCli(unknown.front()));
     }
 
     static QString helpOf(const QString &name)

@@ -17,6 +17,15 @@ namespace Run {
 
 namespace {
 
+/// A huge wall answers with megabytes: people get the beginning, the report a long beginning.
+constexpr int longestShown = 200;
+constexpr int longestReported = 4000;
+
+QString cut(const QString &text, int longest)
+{
+    return text.size() <= longest ? text : QStringLiteral("%1... (%2 characters)").arg(text.left(longest)).arg(text.size());
+}
+
 /// Walks step by step; every step is one operation of the library, with the calls that it made.
 class Walk
 {
@@ -26,31 +35,41 @@ public:
     {
     }
 
-    /// `expected`: a code that is an answer and no trouble.
-    EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation, EnumErrorCode expected = enSuccess)
+    /// `expected`: a code that is an answer and no trouble. `strict`: a call that was answered false is trouble whatever the
+    /// operation made of it; discovery leaves such devices out and goes on.
+    EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation, EnumErrorCode expected = enSuccess,
+                       bool strict = false)
     {
         Service::forgetExchanges();
         LibraryLog::forget();
         const EnumErrorCode code = operation();
-        const bool good = code == enSuccess || code == expected;
-        Output &out = m_session.out();
-        out.line(QStringLiteral("%1 %2: %3 (%4)").arg(QLatin1String(good ? "ok  " : "BAD "), what, resultName(code)).arg(code));
         QJsonArray calls;
+        QStringList lines;
+        QStringList silent;
         for (const Service::Exchange &exchange : Service::exchanges()) {
-            const QString time = QStringLiteral("%1 ms").arg(exchange.milliseconds, 0, 'f', 1);
-            out.line(QStringLiteral("       %1 %2").arg(exchange.request, time));
-            out.line(QStringLiteral("         %1 %2%3").arg(QLatin1String(exchange.success ? "-> true " : "-> false"), exchange.answer,
-                                                           exchange.note.isEmpty() ? QString() : QStringLiteral(" -- ") + exchange.note));
+            lines.append(QStringLiteral("       %1 %2 ms").arg(cut(exchange.request, longestShown)).arg(exchange.milliseconds, 0, 'f', 1));
+            lines.append(QStringLiteral("         -> %1%2%3")
+                             .arg(QLatin1String(exchange.success ? "true" : "false"),
+                                  exchange.answer.isEmpty() ? QString() : QLatin1Char(' ') + cut(exchange.answer, longestShown),
+                                  exchange.note.isEmpty() ? QString() : QStringLiteral(" -- ") + exchange.note));
             calls.append(QJsonObject{{QStringLiteral("operation"), exchange.operation},
                                      {QStringLiteral("device"), exchange.device},
-                                     {QStringLiteral("request"), exchange.request},
-                                     {QStringLiteral("answer"), exchange.answer},
+                                     {QStringLiteral("request"), cut(exchange.request, longestReported)},
+                                     {QStringLiteral("answer"), cut(exchange.answer, longestReported)},
                                      {QStringLiteral("success"), exchange.success},
                                      {QStringLiteral("milliseconds"), exchange.milliseconds},
                                      {QStringLiteral("note"), exchange.note}});
-            if (!exchange.success && !exchange.device.isEmpty() && !m_silent.contains(exchange.device) && code != expected)
-                m_silent.append(exchange.device);
+            if (!exchange.success && !silent.contains(exchange.device))
+                silent.append(exchange.device);
         }
+        const EnumErrorCode met = code == enSuccess && strict && !silent.isEmpty() ? enTimeout : code;
+        const bool good = met == enSuccess || met == expected;
+        Output &out = m_session.out();
+        out.line(QStringLiteral("%1 %2: %3 (%4)%5")
+                     .arg(QLatin1String(good ? "ok  " : "BAD "), what, resultName(code), QString::number(code),
+                          good || silent.isEmpty() ? QString() : QStringLiteral(", answered false: device ") + silent.join(QStringLiteral(", "))));
+        for (const QString &line : qAsConst(lines))
+            out.line(line);
         m_steps.append(QJsonObject{{QStringLiteral("step"), what},
                                    {QStringLiteral("code"), code},
                                    {QStringLiteral("result"), resultName(code)},
@@ -59,8 +78,12 @@ public:
                                    {QStringLiteral("log"), QJsonArray::fromStringList(LibraryLog::lines())}});
         if (!good) {
             ++m_troubles;
-            if (!m_codes.contains(code))
-                m_codes.append(code);
+            if (!m_codes.contains(met))
+                m_codes.append(met);
+            for (const QString &device : qAsConst(silent)) {
+                if (!m_silent.contains(device))
+                    m_silent.append(device);
+            }
         }
         return code;
     }
@@ -119,7 +142,8 @@ void examine(Walk &walk, Session &session, const QString &id)
             Coefficient grid;
             return session.cabinet(cabinet.id).tryGetCoefficients(grid);
         });
-        walk.step(name + QStringLiteral("module flash"), [&] { return session.cabinet(cabinet.id).IsSupportFlash(); });
+        walk.step(name + QStringLiteral("module flash"), [&] { return session.cabinet(cabinet.id).IsSupportFlash(); },
+                  enNotSupported);
     }
 }
 
@@ -135,7 +159,7 @@ void doctor(Session &session)
         manager->init();
         return enSuccess;
     });
-    const EnumErrorCode discovered = walk.step(QStringLiteral("discovering the screens"), [&] { return manager->refreshScreen(); });
+    const EnumErrorCode discovered = walk.step(QStringLiteral("discovering the screens"), [&] { return manager->refreshScreen(); }, enSuccess, true);
     session.takeDiscovered();
     if (discovered != enNoDevice) {
         for (const QString &id : session.screenIds())
@@ -153,7 +177,7 @@ void doctor(Session &session)
         explanations.append(QJsonObject{{QStringLiteral("code"), code}, {QStringLiteral("name"), resultName(code)}, {QStringLiteral("meaning"), meaning}, {QStringLiteral("next"), next}});
     }
     const QStringList silent = walk.silentDevices();
-    const QString verdict = walk.troubles() == 0 && silent.isEmpty()
+    const QString verdict = walk.troubles() == 0
                                 ? QStringLiteral("no trouble found")
                                 : QStringLiteral("%1 failed%2").arg(counted(walk.troubles(), "step"),
                                                                    silent.isEmpty() ? QString()

@@ -6,6 +6,7 @@
 #include <QtCore/QLoggingCategory>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <mutex>
 #include <unistd.h>
@@ -15,12 +16,15 @@ namespace Ctl {
 namespace {
 
 bool g_outputFailed = false;
+bool g_readerGone = false;
 
 void write(std::FILE *stream, const QByteArray &bytes)
 {
     const auto length = static_cast<std::size_t>(bytes.size());
-    if (std::fwrite(bytes.constData(), 1, length, stream) != length && stream == stdout)
+    if (std::fwrite(bytes.constData(), 1, length, stream) != length && stream == stdout) {
         g_outputFailed = true;
+        g_readerGone = errno == EPIPE;
+    }
 }
 
 bool colourWanted(int descriptor)
@@ -138,7 +142,15 @@ bool Output::finish(const QString &verb, int exit, const QString &message)
             document.insert(entry.key(), entry.value());
         write(stdout, QJsonDocument(document).toJson());
     }
-    return std::fflush(stdout) == 0 && !g_outputFailed;
+    if (std::fflush(stdout) == 0)
+        return !g_outputFailed;
+    g_readerGone = g_readerGone || errno == EPIPE;
+    return false;
+}
+
+bool Output::readerGone()
+{
+    return g_readerGone;
 }
 
 bool Output::colourOnOutput()

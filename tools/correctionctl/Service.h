@@ -40,11 +40,12 @@ void close();
 
 /// From here on, requests that change a device are answered "done" without reaching it.
 void holdBackWrites();
-/// The calls since open() or the last forgetExchanges(), oldest first.
-QVector<Exchange> exchanges();
-/// Those of them that holdBackWrites() kept from a device.
+/// The requests that were held back, oldest first.
 QVector<Exchange> heldBack();
+/// Begins to keep the calls of the service, none so far.
 void forgetExchanges();
+/// The calls since the last forgetExchanges(), oldest first; none before the first.
+QVector<Exchange> exchanges();
 
 /// Appends every call to a file from here on, one JSON object a line.
 void record(const QString &path);

@@ -4,6 +4,7 @@
 #include "Service.h"
 
 #include <simulator/VirtualWall.h>
+#include <simulator/WallFile.h>
 
 #include <algorithm>
 
@@ -16,7 +17,7 @@ namespace Service {
 namespace {
 
 bool g_replaying = false;
-bool g_holding = false;
+QVector<Exchange> g_heldBack;
 
 VirtualWall &wall()
 {
@@ -71,13 +72,6 @@ const char *const writingUploads[] = {
     "Correctionop::uploadLowGrayCoefficientAsync",
 };
 
-bool writes(const QString &operation)
-{
-    const auto named = [&operation](const char *name) { return operation == QLatin1String(name); };
-    return std::any_of(std::begin(writingOperations), std::end(writingOperations), named)
-           || std::any_of(std::begin(writingUploads), std::end(writingUploads), named);
-}
-
 Exchange exchangeOf(const Call &call)
 {
     Exchange exchange;
@@ -107,16 +101,10 @@ QString name()
 void open(const QString &source)
 {
     QString error;
-#if __has_include(<simulator/WallFile.h>)
     if (!wall().load(source, &error))
         refuse(error);
-#else
-    if (source != QLatin1String("demo"))
-        refuse(source + QStringLiteral(": unknown"));
-    wall().setDevices({Simulator::gridDevice(QStringLiteral("A"), QPoint(0, 0), 3, 2, QSize(128, 128), 1), Simulator::gridDevice(QStringLiteral("B"), QPoint(384, 0), 3, 2, QSize(128, 128), 7)});
-#endif
-    // A wall of thousands of cabinets makes many calls; only doctor, dry runs and recordings look at them.
-    wall().clearCalls();
+    // Calls hold whole coefficient planes as texts: they are kept only for who looks at them, see forgetExchanges().
+    wall().setJournalLimit(0);
 }
 
 void openRecording(const QString &path)
@@ -134,7 +122,7 @@ void openRecording(const QString &path)
 
 void close()
 {
-#if __has_include(<simulator/WallFile.h>)
+#if __has_include(<simulator/WallDirectory.h>)
     wall().close();
 #endif
 }
@@ -143,12 +131,11 @@ void holdBackWrites()
 {
     if (g_replaying)
         refuse(QStringLiteral("--dry-run and replay exclude each other: a recording holds no answers to requests that were not sent"));
-    wall().clearCalls();
+    const auto keep = [](const Call &call) { g_heldBack.append(exchangeOf(call)); };
     for (const char *operation : writingOperations)
-        wall().on(QLatin1String(operation)).answer(QMap<QString, QVariant>());
+        wall().on(QLatin1String(operation)).run(keep).answer(QMap<QString, QVariant>());
     for (const char *operation : writingUploads)
-        wall().on(QLatin1String(operation)).resolveWith(true);
-    g_holding = true;
+        wall().on(QLatin1String(operation)).run(keep).resolveWith(true);
 }
 
 QVector<Exchange> exchanges()
@@ -161,18 +148,12 @@ QVector<Exchange> exchanges()
 
 QVector<Exchange> heldBack()
 {
-    QVector<Exchange> list;
-    if (!g_holding)
-        return list;
-    for (const Call &call : wall().calls()) {
-        if (writes(call.operation))
-            list.append(exchangeOf(call));
-    }
-    return list;
+    return g_heldBack;
 }
 
 void forgetExchanges()
 {
+    wall().setJournalLimit(-1);
     wall().clearCalls();
 }
 
@@ -200,16 +181,12 @@ Replayed replayed()
 
 QByteArray describe()
 {
-#if __has_include(<simulator/WallFile.h>)
     return Simulator::wallToJson(wall().wall());
-#else
-    return {};
-#endif
 }
 
 void create(const QString &directory, const QString &source)
 {
-#if __has_include(<simulator/WallFile.h>)
+#if __has_include(<simulator/WallDirectory.h>)
     Simulator::WallDescription description;
     QString error;
     if (!Simulator::presetWall(source, description) && !Simulator::readWall(source, description, &error))
