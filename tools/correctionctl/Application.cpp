@@ -7,6 +7,7 @@
 
 #include <QtCore/QJsonArray>
 
+#include <memory>
 #include <new>
 
 namespace Ctl {
@@ -68,22 +69,37 @@ void reportHeldBack(Session &session)
     session.out().beside(QStringLiteral("dryRun"), requests);
 }
 
-/// Runs the verb; what a replay found comes on top of its own result.
-void run(Session &session)
+/// Runs the verb against a recording. Where the conversation differs, that is the result: what the verb made of the answers
+/// behind it means nothing.
+void runAgainstRecording(Session &session)
 {
-    session.verb().run(session);
-    if (session.dryRun())
-        reportHeldBack(session);
-    if (!session.arguments().has("--replay"))
-        return;
+    std::unique_ptr<Failure> failure;
+    try {
+        session.verb().run(session);
+    } catch (const Failure &thrown) {
+        failure = std::make_unique<Failure>(thrown);
+    }
     const Service::Replayed replayed = Service::replayed();
     session.out().beside(QStringLiteral("replay"), QJsonObject{{QStringLiteral("answered"), replayed.answered},
                                                                {QStringLiteral("remaining"), replayed.remaining},
                                                                {QStringLiteral("difference"), replayed.difference}});
     if (!replayed.difference.isEmpty())
         throw Failure(ExitDifferent, QStringLiteral("the conversation differs from the recording: %1").arg(replayed.difference));
+    if (failure)
+        throw Failure(*failure);
     session.out().line(QStringLiteral("replayed: %1 answered, %2 of the recording left")
                            .arg(counted(replayed.answered, "call"), QString::number(replayed.remaining)));
+}
+
+void run(Session &session)
+{
+    if (session.arguments().has("--replay")) {
+        runAgainstRecording(session);
+        return;
+    }
+    session.verb().run(session);
+    if (session.dryRun())
+        reportHeldBack(session);
 }
 
 } // namespace

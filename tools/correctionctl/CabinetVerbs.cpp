@@ -112,9 +112,7 @@ void cabinetWrite(Session &session)
     checkCabinet(cabinet.setCoefficients(position, *values), cabinet, QStringLiteral("writing %1 coefficients").arg(kindText(kind)));
     if (session.arguments().has("--save"))
         checkCabinet(cabinet.saveParameter(EnumSaveType(int(kind))), cabinet, QStringLiteral("everything is written, but saving failed"));
-    session.out().data({{QStringLiteral("saved"), session.arguments().has("--save")}});
-    const QString done = QLatin1String(session.arguments().has("--save") ? "written and saved from" : "written from");
-    reportTransfer(session, session.dryRun() ? QStringLiteral("would be ") + done : done, subject(cabinet), QRect(position, size), kind, path);
+    reportWrite(session, subject(cabinet), QRect(position, size), kind, path, session.arguments().has("--save"));
 }
 
 void cabinetSave(Session &session)
@@ -237,7 +235,6 @@ void cabinetConfigGet(Session &session)
 void cabinetConfigPut(Session &session)
 {
     const QString path = session.arguments().text("FILE");
-    readFile(path); // found out before any device is asked
     ICabinet &cabinet = session.cabinet();
     checkCabinet(cabinet.setConfigFile(path), cabinet, QStringLiteral("sending the configuration %1").arg(path));
     session.out().data({{QStringLiteral("file"), path}});

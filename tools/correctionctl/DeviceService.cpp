@@ -21,6 +21,11 @@ QString name()
     return QStringLiteral("device service");
 }
 
+bool forgetsUploads()
+{
+    return false;
+}
+
 void open(const QString &)
 {
 }

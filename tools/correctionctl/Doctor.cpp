@@ -198,6 +198,7 @@ void doctor(Session &session)
         out.line(QStringLiteral("report for a bug report:"));
         out.line(QString::fromUtf8(QJsonDocument(bundle).toJson(QJsonDocument::Compact)));
     }
+    LibraryLog::forget(); // each step has shown its own lines
     if (walk.troubles() > 0)
         throw Failure(walk.codes().first(), verdict);
     out.line(verdict);

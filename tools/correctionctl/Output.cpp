@@ -135,7 +135,7 @@ bool Output::finish(const QString &verb, int exit, const QString &message)
                                    {QStringLiteral("version"), 1},
                                    {QStringLiteral("verb"), verb},
                                    {QStringLiteral("exit"), exit},
-                                   {QStringLiteral("result"), resultName(exit)},
+                                   {QStringLiteral("result"), explain(exit) ? QString(QLatin1String(explain(exit)->name)) : resultName(exit)},
                                    {QStringLiteral("message"), message},
                                    {QStringLiteral("data"), m_data}};
         for (auto entry = own.begin(); entry != own.end(); ++entry)

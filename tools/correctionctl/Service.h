@@ -31,6 +31,8 @@ struct Replayed {
 
 /// "virtual wall" or "device service".
 QString name();
+/// Whether uploaded coefficients that were not saved are gone when this program ends, as if the power had been cut.
+bool forgetsUploads();
 /// Takes the wall into service: a preset's name, a wall file or a wall directory. Call once, before discovery.
 void open(const QString &wall);
 /// Answers from a recording instead of a wall.
@@ -47,7 +49,7 @@ void forgetExchanges();
 /// The calls since the last forgetExchanges(), oldest first; none before the first.
 QVector<Exchange> exchanges();
 
-/// Appends every call to a file from here on, one JSON object a line.
+/// Writes every call to a new file from here on, one JSON object a line.
 void record(const QString &path);
 Replayed replayed();
 

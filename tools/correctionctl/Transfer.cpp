@@ -4,6 +4,7 @@
 #include "Interrupt.h"
 #include "Json.h"
 #include "Progress.h"
+#include "Service.h"
 
 #include <algorithm>
 
@@ -139,6 +140,15 @@ void reportTransfer(Session &session, const QString &done, const QString &target
     session.out().line(QStringLiteral("%1: %2 %3 pixels at %4,%5 %6 %7")
                            .arg(target, sizeText(rect.size()), kindText(kind), QString::number(rect.x()),
                                 QString::number(rect.y()), done, file));
+}
+
+void reportWrite(Session &session, const QString &target, const QRect &rect, int kind, const QString &file, bool saved)
+{
+    const QString done = QLatin1String(saved ? "written and saved from" : "written from");
+    reportTransfer(session, session.dryRun() ? QStringLiteral("would be ") + done : done, target, rect, kind, file);
+    session.out().data({{QStringLiteral("saved"), saved}});
+    if (!saved && !session.dryRun() && Service::forgetsUploads())
+        session.out().line(QStringLiteral("not saved: the %1 forgets it when this program ends; --save keeps it").arg(Service::name()));
 }
 
 } // namespace Ctl

@@ -63,9 +63,7 @@ void write(Session &session)
     if (session.arguments().has("--save"))
         check(screen.saveParameter(EnumSaveType(int(kind))),
               QStringLiteral("screen %1: everything is written, but saving failed").arg(screen.getID()));
-    session.out().data({{QStringLiteral("saved"), session.arguments().has("--save")}});
-    const QString done = QLatin1String(session.arguments().has("--save") ? "written and saved from" : "written from");
-    reportTransfer(session, session.dryRun() ? QStringLiteral("would be ") + done : done, screen.getID(), rect, kind, path);
+    reportWrite(session, screen.getID(), rect, kind, path, session.arguments().has("--save"));
 }
 
 void save(Session &session)

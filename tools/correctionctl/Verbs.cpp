@@ -307,7 +307,7 @@ const QVector<Verb> &verbs()
          "correctionctl --wall ./arena wall render main green.png --what coefficients --channel 4", "", "done", false,
          Run::wallRender},
         // Trouble
-        {"record", "Run another verb and append its conversation with the devices to a file",
+        {"record", "Run another verb and keep its conversation with the devices in a new file",
          {argument("FILE", Value::File, "JSON Lines, one call a line")}, "correctionctl record night.jsonl write main part.npy", "", "",
          false, nullptr, true},
         {"replay", "Run another verb against a recorded conversation", {argument("FILE", Value::File, "what `record` wrote")},

@@ -6,7 +6,7 @@
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
 
-#include <algorithm>
+#include <QtCore/QFile>
 
 using Simulator::Call;
 using Simulator::VirtualWall;
@@ -98,6 +98,11 @@ QString name()
     return QStringLiteral("virtual wall");
 }
 
+bool forgetsUploads()
+{
+    return true;
+}
+
 void open(const QString &source)
 {
     QString error;
@@ -109,22 +114,19 @@ void open(const QString &source)
 
 void openRecording(const QString &path)
 {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, file.errorString()));
+    file.close();
     QString error;
-#if __has_include(<simulator/Journal.h>)
     if (!wall().replay(path, &error))
         throw Failure(ExitBadData, error.simplified());
-#else
-    Q_UNUSED(error)
-    Q_UNUSED(path)
-#endif
     g_replaying = true;
 }
 
 void close()
 {
-#if __has_include(<simulator/WallDirectory.h>)
     wall().close();
-#endif
 }
 
 void holdBackWrites()
@@ -160,23 +162,14 @@ void forgetExchanges()
 void record(const QString &path)
 {
     QString error;
-#if __has_include(<simulator/Journal.h>)
     if (!wall().recordTo(path, &error))
         throw Failure(ExitCannotWrite, error.simplified());
-#else
-    Q_UNUSED(error)
-    Q_UNUSED(path)
-#endif
 }
 
 Replayed replayed()
 {
-#if __has_include(<simulator/Journal.h>)
     const Simulator::ReplayReport report = wall().replayReport();
     return {report.answered, report.remaining, report.difference};
-#else
-    return {};
-#endif
 }
 
 QByteArray describe()
@@ -186,17 +179,12 @@ QByteArray describe()
 
 void create(const QString &directory, const QString &source)
 {
-#if __has_include(<simulator/WallDirectory.h>)
     Simulator::WallDescription description;
     QString error;
     if (!Simulator::presetWall(source, description) && !Simulator::readWall(source, description, &error))
         refuse(error);
     if (!wall().create(directory, description, &error))
         throw Failure(ExitCannotWrite, error.simplified());
-#else
-    Q_UNUSED(directory)
-    Q_UNUSED(source)
-#endif
 }
 
 QImage render(Picture picture, const QString &screenId, int channel)

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QProcess>
+#include <QtCore/QProcessEnvironment>
+#include <QtCore/QStringList>
+#include <QtCore/QTemporaryDir>
+
+namespace TestSupport {
+
+/// What a run of correctionctl gave.
+struct Run {
+    int exit = -1; ///< -1 when it did not end by itself.
+    QByteArray out;
+    QByteArray error;
+
+    /// The document of --json.
+    QJsonObject document() const { return QJsonDocument::fromJson(out).object(); }
+    QJsonObject data() const { return document().value(QStringLiteral("data")).toObject(); }
+    /// All of it, for messages of failed tests.
+    QByteArray all() const { return "exit " + QByteArray::number(exit) + "\n" + out + error; }
+};
+
+inline QStringList words(const char *text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+/// Runs the built program in a folder of its own, as a user does. The environment is this one's without what changes output.
+class Program
+{
+public:
+    QString path(const QString &name) const { return m_folder.filePath(name); }
+    QDir folder() const { return QDir(m_folder.path()); }
+
+    Run run(const QStringList &arguments, const QStringList &environment = {}) const
+    {
+        QProcess process;
+        start(process, arguments, environment);
+        Run result;
+        const bool ended = process.waitForFinished(120000);
+        result.exit = ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        result.out = process.readAllStandardOutput();
+        result.error = process.readAllStandardError();
+        if (!ended)
+            process.kill();
+        process.waitForFinished();
+        return result;
+    }
+    Run run(const char *arguments) const { return run(words(arguments)); }
+    Run json(const QStringList &arguments) const { return run(QStringList{QStringLiteral("--json")} + arguments); }
+    Run json(const char *arguments) const { return json(words(arguments)); }
+
+    void start(QProcess &process, const QStringList &arguments, const QStringList &environment = {}) const
+    {
+        QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+        variables.remove(QStringLiteral("QT_LOGGING_RULES"));
+        variables.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+        for (const QString &variable : environment)
+            variables.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
+        process.setProcessEnvironment(variables);
+        process.setWorkingDirectory(m_folder.path());
+        process.start(QStringLiteral(CORRECTIONCTL), arguments);
+    }
+
+    QByteArray content(const QString &name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    bool write(const QString &name, const QByteArray &bytes) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    }
+    bool exists(const QString &name) const { return QFile::exists(path(name)); }
+    /// Everything in the folder, temporary files included.
+    QStringList files() const { return folder().entryList(QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot); }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+} // namespace TestSupport

@@ -1,0 +1,395 @@
+#include "Program.h"
+
+#include <QtGui/QImage>
+#include <QtTest/QtTest>
+
+#include <csignal>
+
+using namespace TestSupport;
+
+namespace {
+
+QJsonObject fault(const char *type, const char *operation)
+{
+    return {{QStringLiteral("type"), QLatin1String(type)}, {QStringLiteral("operation"), QLatin1String(operation)}};
+}
+
+} // namespace
+
+/// Every exit code, and what bad input gets: one line that names the thing and the reason, and nothing half written.
+class CtlFailuresTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void everyCodeIsReached_data();
+    void everyCodeIsReached();
+    void everyCodeIsExplained();
+    void wrongCommandLinesTouchNoDevice_data();
+    void wrongCommandLinesTouchNoDevice();
+    void damagedFilesAreRefused_data();
+    void damagedFilesAreRefused();
+    void damagedSnapshotsAreRefused_data();
+    void damagedSnapshotsAreRefused();
+    void aSnapshotOfAnotherWallIsRefused();
+    void aFullDiskIsTold();
+    void aFullStandardOutputIsTold();
+    void aDirectoryInUseIsRefused();
+    void failedReadsLeaveTheOldFile();
+    void ctrlCEndsBetweenTwoRequests();
+
+private:
+    /// small.json with faults of a device.
+    void wallWith(const QString &name, int device, const QJsonArray &faults);
+
+    Program m_program;
+    QMap<int, QString> m_reached; ///< Exit codes that were seen.
+};
+
+void CtlFailuresTest::wallWith(const QString &name, int device, const QJsonArray &faults)
+{
+    QJsonObject wall = QJsonDocument::fromJson(m_program.content(QStringLiteral("small.json"))).object();
+    QJsonArray devices = wall.value(QStringLiteral("devices")).toArray();
+    QJsonObject entry = devices.at(device).toObject();
+    entry.insert(QStringLiteral("faults"), faults);
+    devices.replace(device, entry);
+    wall.insert(QStringLiteral("devices"), devices);
+    QVERIFY(m_program.write(name, QJsonDocument(wall).toJson()));
+}
+
+void CtlFailuresTest::initTestCase()
+{
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json"), m_program.path(QStringLiteral("small.json"))));
+    for (const char *line : {"--wall small.json read main main.npy", "--wall small.json read sign sign.npy", "--wall small.json read main main.json",
+                             "--wall small.json read main main.png", "--wall small.json snapshot main main.snapshot"}) {
+        const Run run = m_program.run(line);
+        QVERIFY2(run.exit == 0, run.all());
+    }
+    wallWith(QStringLiteral("refuses.json"), 1, {fault("noAnswer", "ScreenInfo::setBrightness"), fault("noAnswer", "Correctionop::uploadCoefficientAsync"),
+                                                 fault("noAnswer", "Correctionop::uploadCoefficient"), fault("noAnswer", "Correctionop::loadCoefficient")});
+    wallWith(QStringLiteral("empty-reply.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getCabinetsBaseInfo")});
+    wallWith(QStringLiteral("unlisted.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getAllCabinetsInfo")});
+    QVERIFY(m_program.write(QStringLiteral("nothing.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": []}"));
+    QVERIFY(m_program.write(QStringLiteral("bad-wall.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": [{}]}"));
+    QVERIFY(m_program.write(QStringLiteral("gamma.json"), "{\"red\": [1], \"pink\": [2]}"));
+    QVERIFY(m_program.run("--wall small.json record calls.jsonl effect main 3").exit == 0);
+}
+
+void CtlFailuresTest::everyCodeIsReached_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("exit");
+    QTest::addColumn<QString>("said");
+    const auto row = [](const char *name, int exit, const char *arguments, const char *said) {
+        QTest::newRow(name) << QString::fromLatin1(arguments) << exit << QString::fromLatin1(said);
+    };
+    row("a grid that does not fit into the cabinet", 1, "--wall small.json cabinet 1 write main.npy", "main.npy: 64x16 pixels at 0,0 do not fit into its 16x8: enArgumentMismatch (1)");
+    row("a kind that cannot be parsed", 1, "--wall small.json read main x.npy --type multilayer", "reading cabinet 1 of device A: enArgumentMismatch (1)");
+    row("a rectangle outside the screen", 2, "--wall small.json read main x.npy --rect 60,0,5x1", "rectangle 60,0,5x1 lies outside screen main, which is 0,0,64x16: enOutOfRange (2)");
+    row("a brightness out of range", 2, "--wall small.json brightness main 10001", "brightness 10001 lies outside 0 to 10000");
+    row("a cabinet's brightness out of range", 2, "--wall small.json cabinet 1 brightness 10001", "brightness 10001 lies outside 0 to 10000");
+    row("an empty reply", 3, "--wall empty-reply.json cabinet 1 support", "enInvalidParameter (3)");
+    row("a configuration file that is not there", 4, "--wall small.json cabinet 1 config put nosuch.cfg", "sending the configuration nosuch.cfg: enFileError (4)");
+    row("a device that refuses a setting", 5, "--wall refuses.json brightness main 5", "the library says: setBrightness timeout. device:B");
+    row("a device that refuses an upload", 5, "--wall refuses.json write main main.npy", "writing 0,0,64x16 (before it, nothing was written): enTimeout (5)");
+    row("a device that refuses a read", 5, "--wall refuses.json read main x.npy", "reading cabinet 5 of device B: enTimeout (5)");
+    row("a device that refuses a restore", 5, "--wall refuses.json restore main.snapshot", "cabinet 5 of device B (before it, 4 of 8 cabinets are written, nothing is saved)");
+    row("a wall without devices", 6, "--wall nothing.json screens", "discovering the screens: enNoDevice (6)");
+    row("a kind that cannot be read", 7, "--wall small.json read main x.npy --type lowgray", "lowgray coefficients of 64x16 pixels cannot be read: enNotSupported (7)");
+    row("a kind that cannot be applied", 7, "--wall small.json apply main --type chroma", "applying chroma coefficients: enNotSupported (7)");
+    row("a cabinet that its device does not list", 8, "--wall unlisted.json screens", "enCabinetNotFound (8)");
+    row("another conversation", 20, "replay calls.jsonl effect main 4", "differs from the recording");
+    row("a recording that is none", 65, "replay main.npy screens", "main.npy: ");
+    row("a recording that is not there", 66, "replay nosuch.jsonl screens", "nosuch.jsonl: No such file");
+    row("a file that is not there", 66, "--wall small.json write main nosuch.npy", "nosuch.npy: No such file");
+    row("a directory instead of a file", 66, "--wall small.json gamma main .", ".: is a directory");
+    row("gamma of another colour", 65, "--wall small.json gamma main gamma.json", "gamma.json: pink: expected \"red\", \"green\" or \"blue\"");
+    row("an unknown screen", 68, "--wall small.json show nosuch", "screen \"nosuch\": unknown; the wall has main, sign");
+    row("an unknown cabinet", 68, "--wall small.json cabinet 77 info", "cabinet \"77\": unknown");
+    row("an unknown device", 68, "--wall small.json show main --device Z", "device \"Z\": unknown in screen main; it has A, B");
+    row("a cabinet of another screen", 68, "--wall small.json save main --cabinet 9", "cabinet \"9\": unknown in screen main");
+    row("an unknown module", 68, "--wall small.json cabinet 1 module flag 9=x", "module \"9\": unknown");
+    row("an unknown wall", 69, "--wall nosuch screens", "nosuch");
+    row("a wall file with mistakes", 69, "--wall bad-wall.json screens", "bad-wall.json: devices[0]");
+    row("a directory that cannot be written", 73, "--wall small.json read main nosuch/x.npy", "nosuch/x.npy: ");
+    row("a configuration that cannot be put there", 73, "--wall small.json cabinet 1 config get nosuch/x.cfg", "nosuch/x.cfg: ");
+}
+
+void CtlFailuresTest::everyCodeIsReached()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, exit);
+    QFETCH(QString, said);
+    const QStringList before = m_program.files();
+    const Run run = m_program.run(arguments.split(QLatin1Char(' ')));
+    QVERIFY2(run.exit == exit, run.all());
+    QVERIFY2(run.error.contains(said.toUtf8()), run.all());
+    QVERIFY2(run.error.startsWith("correctionctl: "), run.all());
+    QCOMPARE(m_program.files(), before);
+    const Run json = m_program.json(arguments.split(QLatin1Char(' ')));
+    QCOMPARE(json.document().value(QStringLiteral("exit")).toInt(), exit);
+    QVERIFY(!json.document().value(QStringLiteral("message")).toString().isEmpty());
+    m_reached.insert(exit, arguments);
+}
+
+/// Each code that the help lists is met in these tests, but for those of memory and of the program's own mistakes.
+void CtlFailuresTest::everyCodeIsExplained()
+{
+    if (m_reached.size() < 10)
+        QSKIP("the codes were not reached");
+    const QString help = QString::fromUtf8(m_program.run("--help").out);
+    const QStringList lines = help.section(QStringLiteral("exit codes:\n"), 1).section(QStringLiteral("\n\n"), 0, 0).split(QLatin1Char('\n'));
+    QStringList missing;
+    for (const QString &line : lines) {
+        const int code = line.simplified().section(QLatin1Char(' '), 0, 0).toInt();
+        const QList<int> elsewhere{0, 64, 70, 71, 130}; // success, other rows of this program, and what cannot be provoked
+        if (!elsewhere.contains(code) && !m_reached.contains(code))
+            missing.append(QString::number(code));
+    }
+    QVERIFY(lines.size() > 15);
+    QCOMPARE(missing, QStringList());
+}
+
+void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("said");
+    const auto row = [](const char *arguments, const char *said) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(said);
+    };
+    row("nosuch", "\"nosuch\" is no verb or option");
+    row("--quiet", "a verb is missing");
+    row("cabinet", "cabinet: CID is required");
+    row("cabinet 1", "cabinet: a verb is missing");
+    row("cabinet 1 nosuch", "cabinet: \"nosuch\" is no verb or option");
+    row("cabinet x info", "cabinet info: CID: expected a cabinet id, a decimal number, got \"x\"");
+    row("screens more", "screens: The following argument was not expected: more");
+    row("screens --dry-run", "screens: The following argument was not expected: --dry-run");
+    row("read main", "read: FILE is required");
+    row("read main x.npy --rect 1,2,3", "expected a rectangle X,Y,WxH in pixels, or all, got \"1,2,3\"");
+    row("read main x.npy --rect 1,2,0x3", "expected a rectangle");
+    row("read main x.npy --rect 2147483647,0,2x1", "expected a rectangle");
+    row("read main x.npy --rect 99999999999,0,2x1", "expected a rectangle");
+    row("read main x.npy --type grey", "expected chroma or lowgray or multilayer, got \"grey\"");
+    row("read main x.txt", "x.txt: files of coefficients end in .npy, .json or .png");
+    row("read main x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
+    row("brightness main x", "VALUE: expected a number from 0 to 2147483647, got \"x\"");
+    row("brightness main -1", "brightness");
+    row("brightness main 2147483648", "expected a number");
+    row("abl main maybe", "expected on or off, got \"maybe\"");
+    row("pattern mode main 256", "expected a number from 0 to 255");
+    row("pattern checkerboard main --color white", "a checkerboard has at least two colours");
+    row("pattern checkerboard main --color nocolour", "expected a colour");
+    row("multilayer main 1 2 3", "3 layers given, a parameter set has 4");
+    row("multilayer main 1:256 2 3 4", "bits from 0 to 255");
+    row("set main brightness", "expected NAME=VALUE");
+    row("set main colour=red", "colour=red: the settings are");
+    row("diff a.npy", "compare A with another file B or with --screen SCREEN");
+    row("diff a.npy b.npy --rect all", "--rect and --type belong to --screen");
+    row("record x.jsonl", "record: which verb?");
+    row("record x.jsonl replay y.jsonl screens", "only one of them at a time");
+    row("--completion fish", "expected bash or zsh");
+    row("group 1 2 save nowhere", "expected user or factory or module");
+}
+
+void CtlFailuresTest::wrongCommandLinesTouchNoDevice()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, said);
+    const QStringList before = m_program.files();
+    // The wall does not exist: whoever asked for it would say so.
+    QStringList line = arguments.split(QLatin1Char(' '));
+    if (!arguments.startsWith(QLatin1String("--completion")))
+        line = words("--wall nosuch") + line;
+    const Run run = m_program.run(line);
+    QVERIFY2(run.exit == 64, run.all());
+    QVERIFY2(run.error.contains(said.toUtf8()), run.all());
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(m_program.files(), before);
+}
+
+void CtlFailuresTest::damagedFilesAreRefused_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("said");
+    const auto row = [](const char *title, const char *name, const QByteArray &bytes, const char *said) {
+        QTest::newRow(title) << QString::fromLatin1(name) << bytes << QString::fromLatin1(said);
+    };
+    const QByteArray npy = m_program.content(QStringLiteral("main.npy"));
+    const QByteArray json = m_program.content(QStringLiteral("main.json"));
+    const QByteArray png = m_program.content(QStringLiteral("main.png"));
+    const auto changed = [](QByteArray bytes, const QByteArray &from, const QByteArray &to) { return bytes.replace(from, to); };
+    row("an empty .npy", "x.npy", QByteArray(), "no NumPy file");
+    row("a .npy that is something else", "x.npy", json, "no NumPy file");
+    row("a .npy cut inside its magic", "x.npy", npy.left(7), "cut short inside its header");
+    row("a .npy cut inside its length", "x.npy", npy.left(9), "cut short inside its header");
+    row("a .npy cut inside its header", "x.npy", npy.left(60), "cut short inside its header");
+    row("a .npy cut inside its values", "x.npy", npy.left(npy.size() - 1), "cut short: ");
+    row("a .npy with something behind it", "x.npy", npy + '\0', "1 bytes too many");
+    row("a .npy of another version", "x.npy", npy.left(6) + '\x04' + npy.mid(7), "format version 4.0");
+    row("a .npy of big-endian values", "x.npy", changed(npy, "<u2", ">u2"), "values of the type '>u2'");
+    row("a .npy in Fortran order", "x.npy", changed(npy, "False", "True "), "Fortran order");
+    row("a .npy of four extents", "x.npy", changed(npy, "(16, 64, 9), }", "(16, 8, 8, 9)}"), "shape (16, 8, 8, 9)");
+    row("a .npy of no rows", "x.npy", changed(npy, "(16, 64, 9)", "(00, 64, 9)"), "shape (0, 64, 9)");
+    row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"), "no dictionary");
+    row("a .npy of huge columns", "x.npy", changed(npy, "(16, 64, 9), }     ", "(16,9999999999,9),}"), "shape (16, 9999999999, 9)");
+    row("a .npy without a key", "x.npy", changed(npy, "'descr': '<u2', ", "                "), "no dictionary");
+    row("a .npy with a key twice", "x.npy", changed(npy, "'fortran_order': False", "'descr': '<u2'        "), "no dictionary");
+    row("a .npy of other pixels", "x.npy", m_program.content(QStringLiteral("sign.npy")), "16x16 pixels; the rectangle has 64x16");
+    row("a .npy of 8 values a pixel", "x.npy", changed(npy, "64, 9", "72, 8"), "72x16 pixels");
+    row("an empty .json", "x.json", QByteArray(), "cut short at byte 0");
+    row("a .json of an object", "x.json", "{}", "no JSON array of numbers");
+    row("a .json cut short", "x.json", json.left(json.size() - 1), "cut short at byte");
+    row("a .json with a number too large", "x.json", "[65536]", "no number from 0 to 65535 at byte");
+    row("a .json with a negative number", "x.json", "[-1]", "no number from 0 to 65535 at byte 1");
+    row("a .json with a fraction", "x.json", "[1.5]", "no \",\" at byte 2");
+    row("a .json with a leading zero", "x.json", "[01]", "no number");
+    row("a .json with a comma too many", "x.json", "[1,]", "no number");
+    row("a .json with something behind it", "x.json", json + " x", "something behind the array");
+    row("a .json of too few numbers", "x.json", "[1, 2, 3]", "3 numbers; the rectangle of 64x16 pixels needs 9216");
+    row("an empty .png", "x.png", QByteArray(), "no PNG picture, or cut short");
+    row("a .png cut short", "x.png", png.left(20), "no PNG picture, or cut short");
+    row("a .png that is something else", "x.png", npy, "no PNG picture, or cut short");
+    row("a .png of one channel", "x.png", png, "1 value for each pixel; chroma needs 9");
+}
+
+void CtlFailuresTest::damagedFilesAreRefused()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, said);
+    QVERIFY(m_program.write(name, bytes));
+    const QStringList before = m_program.files();
+    const Run run = m_program.run(words("--wall small.json write main") + QStringList{name});
+    QVERIFY2(run.exit == 65, run.all());
+    QVERIFY2(run.error.contains(QByteArray("correctionctl: write: " + name.toUtf8() + ": ")) && run.error.contains(said.toUtf8()), run.all());
+    QCOMPARE(run.error.count('\n'), 2); // the line, and what to do next
+    QCOMPARE(m_program.files(), before);
+    QVERIFY(QFile::remove(m_program.path(name)));
+}
+
+void CtlFailuresTest::damagedSnapshotsAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("said");
+    const QByteArray good = m_program.content(QStringLiteral("main.snapshot"));
+    const int values = good.indexOf('\n', good.indexOf('\n') + 1) + 1;
+    QByteArray flipped = good;
+    flipped[values + 100] = char(flipped[values + 100] ^ 1);
+    const auto row = [](const char *title, const QByteArray &bytes, const char *said) {
+        QTest::newRow(title) << bytes << QString::fromLatin1(said);
+    };
+    row("empty", QByteArray(), "cut short");
+    row("something else", m_program.content(QStringLiteral("main.npy")), "no snapshot");
+    row("one bit flipped", flipped, "cabinet 1: damaged, its checksum does not match");
+    row("cut inside a cabinet", good.left(values + 100), "cut short");
+    row("cut behind a cabinet", good.left(good.indexOf("{\"bytes\"", values)), "cut short");
+    row("without its last line", good.left(good.indexOf("{\"end\"")), "cut short");
+    row("with something behind it", good + '\n', "its last line is missing or damaged");
+    row("another version", QByteArray(good).replace("\"version\":1", "\"version\":2"), "a snapshot of version 2");
+    row("a cabinet of another size", QByteArray(good).replace("\"width\":16", "\"width\":15"), "its line is damaged");
+    row("a huge cabinet", QByteArray(good).replace("\"width\":16", "\"width\":1600000").replace("\"bytes\":2304", "\"bytes\":230400000"), "cut short");
+}
+
+void CtlFailuresTest::damagedSnapshotsAreRefused()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, said);
+    QVERIFY(m_program.write(QStringLiteral("x.snapshot"), bytes));
+    // Nothing is sent, not even what stands before the damage.
+    const Run run = m_program.json("--wall small.json restore x.snapshot --dry-run");
+    QVERIFY2(run.exit == 65, run.all());
+    QVERIFY2(run.error.contains("x.snapshot: ") && run.error.contains(said.toUtf8()), run.all());
+    QVERIFY(!run.document().contains(QStringLiteral("dryRun")));
+    QVERIFY(QFile::remove(m_program.path(QStringLiteral("x.snapshot"))));
+}
+
+void CtlFailuresTest::aSnapshotOfAnotherWallIsRefused()
+{
+    const Run run = m_program.run("--wall demo restore main.snapshot");
+    QVERIFY2(run.exit == 65, run.all());
+    QVERIFY2(run.error.contains("main.snapshot: cabinet 1 of device A with 16x8 pixels; the wall has cabinet 1 of device left with 128x128"), run.all());
+}
+
+void CtlFailuresTest::aFullDiskIsTold()
+{
+    // A limit on the size of files stands for the disk's.
+    const QStringList before = m_program.files();
+    QProcess process;
+    process.setWorkingDirectory(m_program.path(QString()));
+    process.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 8; exec '%1' --wall small.json read main big.npy").arg(QStringLiteral(CORRECTIONCTL))});
+    QVERIFY(process.waitForFinished());
+    const QByteArray error = process.readAllStandardError();
+    QVERIFY2(process.exitCode() == 73, error);
+    QVERIFY2(error.contains("big.npy: "), error);
+    QCOMPARE(m_program.files(), before);
+}
+
+void CtlFailuresTest::aFullStandardOutputIsTold()
+{
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    m_program.start(process, words("--wall small.json tree"));
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 73);
+    QVERIFY(process.readAllStandardError().contains("standard output does not take what is written"));
+}
+
+void CtlFailuresTest::aDirectoryInUseIsRefused()
+{
+    QVERIFY(m_program.run("--wall small.json wall create wall").exit == 0);
+    const Run twice = m_program.run("--wall small.json wall create wall");
+    QVERIFY2(twice.exit == 73, twice.all());
+    QProcess watching;
+    m_program.start(watching, words("--wall wall -v watch"));
+    QVERIFY(watching.waitForStarted());
+    QByteArray printed;
+    while (!printed.contains("getDeviceList") && watching.waitForReadyRead(60000))
+        printed += watching.readAllStandardError();
+    watching.setReadChannel(QProcess::StandardError);
+    while (!printed.contains("getDeviceList") && watching.waitForReadyRead(60000))
+        printed += watching.readAllStandardError();
+    const Run refused = m_program.run("--wall wall screens");
+    QVERIFY2(refused.exit == 69, refused.all());
+    QVERIFY2(refused.error.contains("wall"), refused.all());
+    watching.terminate();
+    QVERIFY(watching.waitForFinished());
+    QCOMPARE(m_program.run("--wall wall screens").exit, 0);
+}
+
+void CtlFailuresTest::failedReadsLeaveTheOldFile()
+{
+    QVERIFY(m_program.write(QStringLiteral("old.npy"), "what was there"));
+    QVERIFY(m_program.write(QStringLiteral("old.snapshot"), "what was there"));
+    QCOMPARE(m_program.run("--wall refuses.json read main old.npy").exit, 5);
+    QCOMPARE(m_program.run("--wall refuses.json snapshot main old.snapshot").exit, 5);
+    QCOMPARE(m_program.content(QStringLiteral("old.npy")), QByteArray("what was there"));
+    QCOMPARE(m_program.content(QStringLiteral("old.snapshot")), QByteArray("what was there"));
+    QCOMPARE(m_program.files().filter(QStringLiteral("old.")).size(), 2);
+}
+
+void CtlFailuresTest::ctrlCEndsBetweenTwoRequests()
+{
+    // The second upload of a restore takes as long as it takes to press Ctrl-C; the log tells when it has begun.
+    QJsonObject late = fault("lateAnswer", "Correctionop::uploadCoefficient");
+    late.insert(QStringLiteral("after"), 1);
+    late.insert(QStringLiteral("milliseconds"), 2000);
+    wallWith(QStringLiteral("late.json"), 0, {late});
+    QProcess process;
+    m_program.start(process, words("--wall late.json -v restore main.snapshot --no-verify"));
+    process.setReadChannel(QProcess::StandardError);
+    QByteArray printed;
+    while (printed.count("CabinetV4::setCoefficients") < 2 && process.waitForReadyRead(60000))
+        printed += process.readAllStandardError();
+    ::kill(pid_t(process.processId()), SIGINT);
+    QVERIFY(process.waitForFinished());
+    printed += process.readAllStandardError();
+    QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 130, printed);
+    QVERIFY2(printed.contains("interrupted; 2 of 8 cabinets are written, nothing is saved"), printed);
+}
+
+QTEST_GUILESS_MAIN(CtlFailuresTest)
+#include "tst_ctlfailures.moc"

@@ -1,0 +1,671 @@
+#include "Program.h"
+
+#include <QtCore/QtEndian>
+#include <QtGui/QImage>
+#include <QtTest/QtTest>
+
+#include <algorithm>
+
+using namespace TestSupport;
+
+namespace {
+
+/// The bytes of a `.npy` file of 9 values a pixel, made without the program.
+QByteArray npy(int width, int height, quint16 (*value)(int x, int y, int k), const QByteArray &type = "<u2", int length = 9)
+{
+    QByteArray header = "{'descr': '" + type + "', 'fortran_order': False, 'shape': (" + QByteArray::number(height) + ", "
+                        + QByteArray::number(width) + ", " + QByteArray::number(length) + "), }";
+    header = header.leftJustified(117, ' ') + '\n';
+    QByteArray bytes = QByteArray("\x93NUMPY\x01\x00", 8) + char(header.size()) + '\0' + header;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            for (int k = 0; k < length; ++k) {
+                const quint16 number = value(x, y, k);
+                bytes += char(number & 0xff);
+                if (type == "<u2")
+                    bytes += char(number >> 8);
+            }
+        }
+    }
+    return bytes;
+}
+
+quint16 slope(int x, int y, int k)
+{
+    return quint16(x * 1000 + y * 50 + k);
+}
+
+quint16 slopeMovedBy5And3(int x, int y, int k)
+{
+    return slope(x - 5, y - 3, k);
+}
+
+quint16 asDelivered(int, int, int k)
+{
+    return k % 4 == 0 ? 32768 : 0;
+}
+
+quint16 smallBytes(int x, int y, int k)
+{
+    return quint16((x + y + k) & 0xff);
+}
+
+/// The values behind the header.
+QByteArray valuesOf(const QByteArray &file)
+{
+    return file.size() < 10 ? QByteArray() : file.mid(10 + quint8(file[8]) + 256 * quint8(file[9]));
+}
+
+} // namespace
+
+/// Every verb as a user calls it; what it prints and writes.
+class CtlVerbsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void everyVerbAnswers_data();
+    void everyVerbAnswers();
+    void everyDocumentFollowsTheSchema();
+    void writingVerbsSendNothingInADryRun_data();
+    void writingVerbsSendNothingInADryRun();
+
+    void aReadGivesWhatWasWritten();
+    void anyRectangleIsCutOutOfWholeCabinets();
+    void aDirectReadServesACorner();
+    void theJsonTextIsTheLibrarys();
+    void aPreviewShowsOneChannel();
+    void lowGrayAndMultilayerAreWritten();
+    void joinedScreensActAsOne();
+    void partsOfAScreenAreChosen();
+    void gammaTablesTravelOneByOne();
+    void cabinetGammaKeepsItsColours();
+    void severalSettingsAreCheckedBeforeTheFirstIsSent();
+    void aPartOfACabinetIsWritten();
+    void configurationsTravel();
+    void moduleFlashKeepsCoefficients();
+    void groupsStoreAndShow();
+    void picturesAreDrawn();
+    void aDescriptionMakesAWall();
+    void changesAreWatched();
+    void aConversationIsReplayed();
+    void theDoctorExplains();
+
+    void quietPrintsNothing();
+    void verbosePrintsTheLibrarysLines();
+    void colourStaysOffOutsideATerminal();
+    void helpIsThereForEveryWord();
+
+private:
+    /// On the wall directory, whose saved state lasts.
+    Run onWall(const QStringList &arguments) const { return m_program.run(QStringList{QStringLiteral("--wall"), QStringLiteral("wall")} + arguments); }
+    Run onWall(const char *arguments) const { return onWall(words(arguments)); }
+    void newWall();
+    /// All values of a screen, through a file.
+    QByteArray held(const char *screen = "main");
+
+    Program m_program;
+    Program m_documents; ///< What --json printed, for the schema.
+    QStringList m_answered;
+};
+
+void CtlVerbsTest::initTestCase()
+{
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json"), m_program.path(QStringLiteral("small.json"))));
+    QVERIFY(m_program.write(QStringLiteral("main.npy"), npy(64, 16, slope)));
+    QVERIFY(m_program.write(QStringLiteral("one.npy"), npy(16, 8, slope)));
+    QVERIFY(m_program.write(QStringLiteral("part.npy"), npy(30, 10, slopeMovedBy5And3)));
+    QVERIFY(m_program.write(QStringLiteral("multi.npy"), npy(64, 16, smallBytes, "|u1", 16)));
+    QVERIFY(m_program.write(QStringLiteral("gamma.json"), "{\"red\": [1, 2], \"green\": [3, 4], \"blue\": [5, 6]}"));
+    QVERIFY(m_program.write(QStringLiteral("seven.cfg"), "brightness=7\n"));
+    const Run recorded = m_program.run("--wall small.json record night.jsonl brightness main 4000");
+    QVERIFY2(recorded.exit == 0, recorded.all());
+    const Run kept = m_program.run("--wall small.json snapshot main main.snapshot");
+    QVERIFY2(kept.exit == 0, kept.all());
+    newWall();
+}
+
+void CtlVerbsTest::newWall()
+{
+    QDir(m_program.path(QStringLiteral("wall"))).removeRecursively();
+    const Run made = m_program.run("--wall small.json wall create wall");
+    QVERIFY2(made.exit == 0, made.all());
+}
+
+QByteArray CtlVerbsTest::held(const char *screen)
+{
+    const Run run = onWall(QStringList{QStringLiteral("read"), QLatin1String(screen), QStringLiteral("held.npy")});
+    return run.exit == 0 ? valuesOf(m_program.content(QStringLiteral("held.npy"))) : run.all();
+}
+
+void CtlVerbsTest::everyVerbAnswers_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("printed"); // some of the text
+    const auto row = [](const char *arguments, const char *printed) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(printed);
+    };
+    row("screens", "main  Main wall  0,0,64x16         2         8");
+    row("tree", "    cabinet 6 48,0,16x8");
+    row("show main", "brightness      0 to 10000, default 5000");
+    row("show Sign", "rect            64,0,16x16");
+    row("cabinets", " 9  sign    C       64,0,16x16");
+    row("cabinets main", " 8  main    B       48,8,16x8");
+    row("features main", "checkerBoardltFeature     yes");
+    row("support main", "yes              4  yes             yes         no");
+    row("read main all.npy", "main: 64x16 chroma pixels at 0,0 read into all.npy");
+    row("read main part2.json --rect 1,1,3x3", "main: 3x3 chroma pixels at 1,1 read into part2.json");
+    row("write main main.npy", "not saved: the virtual wall forgets it");
+    row("write main main.npy --save", "written and saved from main.npy");
+    row("write main main.npy --one-by-one", "written from main.npy");
+    row("save main", "main: chroma coefficients saved");
+    row("apply main", "main: lowgray coefficients applied");
+    row("clear main --type multilayer", "main: multilayer coefficients cleared");
+    row("solid main", "main: chroma coefficients fixed");
+    row("diff main.npy main.npy", "0 of 1024 pixels differ");
+    row("snapshot main again.snapshot", "8 cabinets kept in again.snapshot, 18.4 kB of coefficients");
+    row("restore main.snapshot --save", "8 cabinets written, verified, saved from main.snapshot");
+    row("restore main.snapshot --no-verify", "8 cabinets written from main.snapshot");
+    row("set main brightness=4000 abl=on xbit=1:on effect=2 gamma=gamma.json multilayer=1,2:3,4,5", "xbit        1 on");
+    row("brightness main", "0 to 10000, default 5000");
+    row("brightness main 4000", "brightness  4000");
+    row("gamma main", "entries; --json prints them");
+    row("gamma main gamma.json", "gamma  red 2, green 2, blue 2 entries");
+    row("effect main", "0");
+    row("effect main 3", "effect   3");
+    row("xbit main 1 on", "xbit  1 on");
+    row("abl main off", "abl  off");
+    row("multilayer main 1:2 3 4 5", "multilayer  1:2 3 4 5");
+    row("multilayer main 1:2 3 --v2", "multilayer  1:2 3");
+    row("lock main", "main: locked");
+    row("unlock main", "main: unlocked");
+    row("pattern pixel main --interval-x 3 --color #00ff00", "main: pixel over 0,0,64x16");
+    row("pattern checkerboard main --square 5x5 --rect 1,1,20x10", "main: checkerboard over 1,1,20x10");
+    row("pattern mode main 1", "main: mode 1 over 0,0,64x16");
+    row("pattern clear main", "main: clear over 0,0,64x16");
+    row("cabinet 7 info", "rect             32,8,16x8");
+    row("cabinet 7 read seven.npy", "cabinet 7 of device B: 16x8 chroma pixels at 0,0 read into seven.npy");
+    row("cabinet 7 write one.npy --save", "cabinet 7 of device B: 16x8 chroma pixels at 0,0 written and saved from one.npy");
+    row("cabinet 7 save", "cabinet 7 of device B: saved");
+    row("cabinet 7 apply", "cabinet 7 of device B: applied");
+    row("cabinet 7 brightness", "0 to 10000, default 5000");
+    row("cabinet 7 brightness 4000", "brightness set to 4000");
+    row("cabinet 7 effect", "0");
+    row("cabinet 7 effect 2", "effect set to 2");
+    row("cabinet 7 gamma", "entries; --json prints them");
+    row("cabinet 7 gamma gamma.json", "gamma set to red 2, green 2, blue 2 entries");
+    row("cabinet 7 flag", "");
+    row("cabinet 7 flag calibrated", "flag set to calibrated");
+    row("cabinet 7 serial-flag B7-0042", "serial-flag set to B7-0042");
+    row("cabinet 7 flags", "     3  8,4,8x4");
+    row("cabinet 7 config get got.cfg", "configuration read into got.cfg");
+    row("cabinet 7 config put seven.cfg", "configuration sent from seven.cfg");
+    row("cabinet 7 flash", "   0       2  8,4,8x4  good");
+    row("cabinet 7 module save", "saved into the modules' flash memory");
+    row("cabinet 7 module reload --mode 3", "loaded from the modules' flash memory");
+    row("cabinet 7 module clear", "modules' flash memory cleared");
+    row("cabinet 7 module flag 0=good 3=replaced", "module flags set to 0=good 3=replaced");
+    row("cabinet 7 support", "magicGray      no");
+    row("group 1 2 8 save user", "cabinets 1 2 8: save user coefficients");
+    row("group 1 2 8 show factory", "cabinets 1 2 8: show factory coefficients");
+    row("group 1 2 8 clear", "cabinets 1 2 8: clear user coefficients");
+    row("group 1 2 average get", "cabinets 1 2: get averaged coefficients (0 entrys)");
+    row("group 1 2 average put", "cabinets 1 2: put averaged coefficients");
+    row("group 1 2 solid", "cabinets 1 2: fix coefficients");
+    row("wall create made", "made: a wall directory, made from small.json");
+    row("wall describe", "\"format\": \"led-wall\"");
+    row("wall describe described.json", "described.json: written");
+    row("wall render main layout.png", "main: layout drawn into layout.png");
+    row("replay night.jsonl brightness main 4000", "0 of the recording left");
+    row("record more.jsonl effect main 3", "effect   3");
+    row("doctor report.json", "no trouble found");
+    row("verbs", "doctor");
+}
+
+void CtlVerbsTest::everyVerbAnswers()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, printed);
+    QStringList line{QStringLiteral("--wall"), QStringLiteral("small.json")};
+    line += arguments.split(QLatin1Char(' '));
+    const Run text = m_program.run(line);
+    QVERIFY2(text.exit == 0, text.all());
+    QVERIFY2(text.out.contains(printed.toUtf8()), text.all());
+    QCOMPARE(text.error, QByteArray());
+
+    // What may be made only once is made anew.
+    if (arguments.startsWith(QLatin1String("wall create")))
+        QVERIFY(QDir(m_program.path(QStringLiteral("made"))).removeRecursively());
+    if (arguments.startsWith(QLatin1String("record")))
+        QVERIFY(QFile::remove(m_program.path(QStringLiteral("more.jsonl"))));
+    const Run json = m_program.json(line);
+    QVERIFY2(json.exit == 0, json.all());
+    QCOMPARE(json.document().value(QStringLiteral("exit")).toInt(-1), 0);
+    m_answered.append(json.document().value(QStringLiteral("verb")).toString());
+    QVERIFY(m_documents.write(QStringLiteral("%1.json").arg(m_answered.size(), 3, 10, QLatin1Char('0')), json.out));
+}
+
+/// Runs behind the verbs, whose documents it checks; in a run of single tests there are none.
+void CtlVerbsTest::everyDocumentFollowsTheSchema()
+{
+    if (m_answered.size() < 50)
+        QSKIP("the verbs were not run");
+    const Run table = m_program.json("verbs");
+    QVERIFY(m_documents.write(QStringLiteral("verbs.json"), table.out));
+    // What verbs print when they fail, and with other options.
+    QVERIFY(m_documents.write(QStringLiteral("failed.json"), m_program.json("--wall small.json show nosuch").out));
+    QVERIFY(m_documents.write(QStringLiteral("usage.json"), m_program.json("nosuch").out));
+    QVERIFY(m_documents.write(QStringLiteral("different.json"), m_program.json("--wall small.json diff main.npy --screen main").out));
+    QVERIFY(m_documents.write(QStringLiteral("dry.json"), m_program.json("--wall small.json save main --dry-run").out));
+    QProcess checker;
+    checker.start(QStringLiteral("python3"), {QStringLiteral(SOURCE_DIR "/tests/tools/check_documents.py"),
+                                              QStringLiteral(SOURCE_DIR "/docs/correctionctl.schema.json"), m_documents.path(QString())});
+    QVERIFY2(checker.waitForFinished(120000) && checker.exitCode() == 0,
+             checker.readAllStandardOutput() + checker.readAllStandardError());
+    const QJsonArray verbs = table.data().value(QStringLiteral("verbs")).toArray();
+    for (const QJsonValue &verb : verbs) {
+        const QString name = verb.toObject().value(QStringLiteral("name")).toString();
+        const bool elsewhere = name == QLatin1String("record") || name == QLatin1String("replay") || name == QLatin1String("watch");
+        QVERIFY2(elsewhere || m_answered.contains(name), qPrintable(name + QStringLiteral(" was never called")));
+    }
+}
+
+void CtlVerbsTest::writingVerbsSendNothingInADryRun_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QStringList>("sent"); // devices and operations
+    const auto row = [](const char *arguments, const char *sent) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(sent).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    };
+    row("write main main.npy --save", "A:Correctionop::uploadCoefficientAsync B:Correctionop::uploadCoefficientAsync "
+                                      "A:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient");
+    row("write main one.npy --one-by-one --device B --cabinet 6", "B:Correctionop::uploadCoefficient");
+    row("write main main.npy --type lowgray", "A:Correctionop::uploadLowGrayCoefficientAsync B:Correctionop::uploadLowGrayCoefficientAsync");
+    row("write main multi.npy --type multilayer", "A:Correctionop::uploadMultilayerCoefficientAsync B:Correctionop::uploadMultilayerCoefficientAsync");
+    row("save main --device A", "A:Correctionop::saveCabinetsCoeffcient");
+    row("save main --device A --type lowgray", "A:Correctionop::saveCabinetsLowgrayCoeffcient");
+    row("save main --device A --type multilayer", "A:Correctionop::saveCabinetsMultilayerCoeffcient");
+    row("apply main", "A:Correctionop::applyCabinetsLowgrayCoeffcient B:Correctionop::applyCabinetsLowgrayCoeffcient");
+    row("clear sign", "C:Correctionop::clearCabinetsUserCoefficient");
+    row("clear sign --type lowgray", "C:Correctionop::clearCabinetsLowgrayCoefficient");
+    row("clear sign --type multilayer", "C:Correctionop::clearCabinetsMultilayerCoefficient");
+    row("solid sign", "C:Correctionop::setMutiCabinetSolid");
+    row("restore main.snapshot --save",
+        "A:Correctionop::uploadCoefficient A:Correctionop::uploadCoefficient A:Correctionop::uploadCoefficient "
+        "A:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient "
+        "B:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient A:Correctionop::saveCabinetsCoeffcient "
+        "A:Correctionop::saveCabinetsCoeffcient A:Correctionop::saveCabinetsCoeffcient A:Correctionop::saveCabinetsCoeffcient "
+        "B:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient "
+        "B:Correctionop::saveCabinetsCoeffcient");
+    row("set sign brightness=1 effect=2 xbit=1:off abl=on", "C:ScreenInfo::setBrightness C:Correctionop::setScreenEffectMode "
+                                                            "C:Correctionop::setScreenXBit C:Correctionop::setScreenABLEnable");
+    row("brightness main 4000", "A:ScreenInfo::setBrightness B:ScreenInfo::setBrightness");
+    row("gamma sign gamma.json", "C:ScreenInfo::setGammaTable C:ScreenInfo::setGammaTable C:ScreenInfo::setGammaTable");
+    row("effect sign 3", "C:Correctionop::setScreenEffectMode");
+    row("xbit sign 1 on", "C:Correctionop::setScreenXBit");
+    row("abl sign on", "C:Correctionop::setScreenABLEnable");
+    row("multilayer sign 1 2 3 4", "C:Correctionop::setCabinetsMultilayerParameter");
+    row("multilayer sign 1 --v2", "C:Correctionop::setCabinetsMultilayerParameterV2");
+    row("lock sign", "C:HWInfo::lock");
+    row("unlock sign", "C:HWInfo::unLock");
+    row("pattern pixel sign", "C:ScreenInfo::setPixelImage");
+    row("pattern checkerboard sign", "C:ScreenInfo::setCheckerBoardImage");
+    row("pattern mode sign 1", "C:ScreenInfo::setPixelImageMode");
+    row("pattern clear sign", "C:ScreenInfo::setCorrectClearImage");
+    row("cabinet 7 write one.npy", "B:Correctionop::uploadCoefficient");
+    row("cabinet 7 write one.npy --type lowgray", "B:Correctionop::uploadLowgrayCoefficient");
+    row("cabinet 7 save", "B:Correctionop::saveCabinetsCoeffcient");
+    row("cabinet 7 apply", "B:Correctionop::applyCabinetsLowgrayCoeffcient");
+    row("cabinet 7 brightness 1", "B:CabinetInfoOperator::setCabSingleBrightness");
+    row("cabinet 7 effect 1", "B:Correctionop::setCabinetEffectMode");
+    row("cabinet 7 gamma gamma.json", "B:CabinetInfoOperator::setCabinetGammaCustomValue B:CabinetInfoOperator::setCabinetGammaCustomValue "
+                                      "B:CabinetInfoOperator::setCabinetGammaCustomValue");
+    row("cabinet 7 flag x", "B:CabinetInfoOperator::setCabinetFlag");
+    row("cabinet 7 serial-flag x", "B:CabinetInfoOperator::setCabinetSnflags");
+    row("cabinet 7 config put seven.cfg", "B:CabinetInfoOperator::setSingleConfigFile");
+    row("cabinet 7 module save", "B:CabinetInfoOperator::saveModuleCoefficient");
+    row("cabinet 7 module reload", "B:CabinetInfoOperator::reloadModuleCoefficient");
+    row("cabinet 7 module clear", "B:CabinetInfoOperator::clearModuleCoefficient");
+    row("cabinet 7 module flag 0=x", "B:CabinetInfoOperator::setModuleflags");
+    row("group 1 8 save user", "A:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient");
+    row("group 1 save factory", "A:Correctionop::saveCabinetsFactoryCoefficient");
+    row("group 1 save module", "A:Correctionop::saveCabinetsModuleCoefficient");
+    row("group 1 show user", "A:Correctionop::showCabinetsCoefficient");
+    row("group 1 show factory", "A:Correctionop::showCabinetsFactoryCoefficient");
+    row("group 1 show module", "A:Correctionop::showCabinetsModuleCoefficient");
+    row("group 1 clear", "A:Correctionop::clearCabinetsUserCoefficient");
+    row("group 1 average put", "");
+    row("group 1 solid", "");
+}
+
+void CtlVerbsTest::writingVerbsSendNothingInADryRun()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QStringList, sent);
+    const auto state = [this] {
+        QByteArray all;
+        const QDir wall(m_program.path(QStringLiteral("wall")));
+        for (const QString &name : wall.entryList(QDir::Files, QDir::Name))
+            all += name.toUtf8() + m_program.content(QStringLiteral("wall/") + name);
+        return all;
+    };
+    const QByteArray before = state();
+    const Run run = m_program.json(words("--wall wall --dry-run") + arguments.split(QLatin1Char(' ')));
+    // The option stands behind the verb that it belongs to.
+    QCOMPARE(run.exit, 64);
+    const Run dry = m_program.json(words("--wall wall") + arguments.split(QLatin1Char(' ')) + words("--dry-run"));
+    QVERIFY2(dry.exit == 0, dry.all());
+    QStringList held;
+    const QJsonArray requests = dry.document().value(QStringLiteral("dryRun")).toArray();
+    for (const QJsonValue &request : requests)
+        held.append(request.toObject().value(QStringLiteral("device")).toString() + QLatin1Char(':')
+                    + request.toObject().value(QStringLiteral("operation")).toString());
+    QCOMPARE(held, sent);
+    QCOMPARE(state(), before);
+    const Run text = onWall(arguments.split(QLatin1Char(' ')) + words("--dry-run"));
+    QCOMPARE(text.out.count("would send to "), sent.size());
+    QVERIFY2(text.out.contains("nothing sent"), text.all());
+}
+
+void CtlVerbsTest::aReadGivesWhatWasWritten()
+{
+    newWall();
+    QVERIFY(onWall("write main main.npy --save").exit == 0);
+    QCOMPARE(held(), valuesOf(npy(64, 16, slope)));
+}
+
+void CtlVerbsTest::anyRectangleIsCutOutOfWholeCabinets()
+{
+    newWall();
+    QVERIFY(onWall("write main main.npy --save").exit == 0);
+    // Over both devices, beginning at no corner.
+    const Run run = onWall("read main cut.npy --rect 27,3,21x9");
+    QVERIFY2(run.exit == 0, run.all());
+    const QByteArray expected = npy(21, 9, [](int x, int y, int k) { return slope(x + 27, y + 3, k); });
+    QCOMPARE(valuesOf(m_program.content(QStringLiteral("cut.npy"))), valuesOf(expected));
+    QVERIFY(m_program.content(QStringLiteral("cut.npy")).contains("'shape': (9, 21, 9)"));
+    // The same place is written and nothing around it.
+    QVERIFY(onWall("write main part.npy --rect 20,2,30x10 --save").exit == 0);
+    const QByteArray both = npy(64, 16, [](int x, int y, int k) {
+        return x >= 20 && x < 50 && y >= 2 && y < 12 ? slopeMovedBy5And3(x - 20, y - 2, k) : slope(x, y, k);
+    });
+    QCOMPARE(held(), valuesOf(both));
+}
+
+void CtlVerbsTest::aDirectReadServesACorner()
+{
+    newWall();
+    QVERIFY(onWall("write main main.npy --save").exit == 0);
+    QVERIFY(onWall("read main direct.npy --direct").exit == 0);
+    QCOMPARE(valuesOf(m_program.content(QStringLiteral("direct.npy"))), valuesOf(npy(64, 16, slope)));
+    // A part of a sub-screen that begins elsewhere does not fit into its own grid.
+    const Run inside = onWall("read main inside.npy --direct --rect 20,3,12x13");
+    QCOMPARE(inside.exit, 3);
+    QVERIFY(!m_program.exists(QStringLiteral("inside.npy")));
+}
+
+void CtlVerbsTest::theJsonTextIsTheLibrarys()
+{
+    newWall();
+    QVERIFY(onWall("write main main.npy --save").exit == 0);
+    QVERIFY(onWall("read main two.json --rect 1,2,2x1").exit == 0);
+    QByteArray expected;
+    for (int x = 1; x <= 2; ++x) {
+        for (int k = 0; k < 9; ++k)
+            expected += (expected.isEmpty() ? "[" : ",") + QByteArray::number(slope(x, 2, k));
+    }
+    QCOMPARE(m_program.content(QStringLiteral("two.json")), expected + ']');
+    QVERIFY(onWall("write main two.json --rect 40,9,2x1 --save").exit == 0);
+    QVERIFY(onWall("read main back.json --rect 40,9,2x1").exit == 0);
+    QCOMPARE(m_program.content(QStringLiteral("back.json")), expected + ']');
+}
+
+void CtlVerbsTest::aPreviewShowsOneChannel()
+{
+    newWall();
+    QVERIFY(onWall("write main main.npy --save").exit == 0);
+    QVERIFY(onWall("read main five.png --channel 5").exit == 0);
+    const QImage picture(m_program.path(QStringLiteral("five.png")));
+    QCOMPARE(picture.size(), QSize(64, 16));
+    QCOMPARE(picture.format(), QImage::Format_Grayscale16);
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 64; ++x)
+            QCOMPARE(reinterpret_cast<const quint16 *>(picture.constScanLine(y))[x], slope(x, y, 5));
+    }
+}
+
+void CtlVerbsTest::lowGrayAndMultilayerAreWritten()
+{
+    const Run lowGray = m_program.run("--wall small.json write main main.npy --type lowgray --save");
+    QVERIFY2(lowGray.exit == 0, lowGray.all());
+    const Run multilayer = m_program.run("--wall small.json write main multi.npy --type multilayer --save");
+    QVERIFY2(multilayer.exit == 0, multilayer.all());
+}
+
+void CtlVerbsTest::joinedScreensActAsOne()
+{
+    newWall();
+    QVERIFY(m_program.write(QStringLiteral("joined.npy"), npy(80, 16, slope)));
+    const Run run = onWall("write main+sign joined.npy --save");
+    QVERIFY2(run.exit == 0, run.all());
+    QCOMPARE(held("main+sign"), valuesOf(npy(80, 16, slope)));
+    QCOMPARE(held(), valuesOf(npy(64, 16, slope)));
+    QCOMPARE(onWall("show main+main").exit, 68);
+    QVERIFY(onWall("show main+sign").out.contains("Main wall + Sign"));
+}
+
+void CtlVerbsTest::partsOfAScreenAreChosen()
+{
+    newWall();
+    QCOMPARE(onWall("write main main.npy --save --device B").exit, 65); // B is 32 pixels wide
+    QVERIFY(m_program.write(QStringLiteral("half.npy"), npy(32, 16, slope)));
+    const Run run = onWall("write main half.npy --save --device B");
+    QVERIFY2(run.exit == 0, run.all());
+    const QByteArray expected = npy(64, 16, [](int x, int y, int k) { return x < 32 ? asDelivered(x, y, k) : slope(x - 32, y, k); });
+    QCOMPARE(held(), valuesOf(expected));
+    QVERIFY(onWall("clear main --cabinet 6").exit == 0);
+    const QByteArray cleared = npy(64, 16, [](int x, int y, int k) {
+        return x < 32 || (x >= 48 && y < 8) ? asDelivered(x, y, k) : slope(x - 32, y, k);
+    });
+    QCOMPARE(held(), valuesOf(cleared));
+}
+
+void CtlVerbsTest::gammaTablesTravelOneByOne()
+{
+    newWall();
+    QVERIFY(onWall("gamma main gamma.json").exit == 0);
+    const Run run = m_program.json("--wall wall gamma main");
+    const QJsonObject gamma = run.data().value(QStringLiteral("gamma")).toObject();
+    QCOMPARE(gamma, QJsonDocument::fromJson(m_program.content(QStringLiteral("gamma.json"))).object());
+}
+
+void CtlVerbsTest::cabinetGammaKeepsItsColours()
+{
+    newWall();
+    QVERIFY(onWall("cabinet 7 gamma gamma.json").exit == 0);
+    const QJsonObject gamma = m_program.json("--wall wall cabinet 7 gamma").data().value(QStringLiteral("gamma")).toObject();
+    QCOMPARE(gamma, QJsonDocument::fromJson(m_program.content(QStringLiteral("gamma.json"))).object());
+}
+
+void CtlVerbsTest::severalSettingsAreCheckedBeforeTheFirstIsSent()
+{
+    newWall();
+    for (const char *last : {"brightness=10001", "brightness=much", "xbit=1", "abl=yes", "gamma=nosuch.json", "multilayer=1,2", "colour=red"}) {
+        const Run run = onWall(words("set main effect=5") + QStringList{QLatin1String(last)});
+        QVERIFY2(run.exit != 0, last);
+        QCOMPARE(onWall("effect main").out, QByteArray("0\n"));
+    }
+    QCOMPARE(onWall("set main effect=5 brightness=9999").exit, 0);
+    QCOMPARE(onWall("effect main").out, QByteArray("5\n"));
+}
+
+void CtlVerbsTest::aPartOfACabinetIsWritten()
+{
+    newWall();
+    QVERIFY(m_program.write(QStringLiteral("corner.npy"), npy(3, 2, slope)));
+    const Run run = onWall("cabinet 9 write corner.npy --x 13 --y 14 --save");
+    QVERIFY2(run.exit == 0, run.all());
+    const QByteArray expected =
+        npy(16, 16, [](int x, int y, int k) { return x >= 13 && y >= 14 ? slope(x - 13, y - 14, k) : asDelivered(x, y, k); });
+    QCOMPARE(held("sign"), valuesOf(expected));
+}
+
+void CtlVerbsTest::configurationsTravel()
+{
+    newWall();
+    QVERIFY(onWall("cabinet 7 config put seven.cfg").exit == 0);
+    QVERIFY(m_program.write(QStringLiteral("there.cfg"), "old and longer than what comes"));
+    QVERIFY(onWall("cabinet 7 config get there.cfg").exit == 0);
+    QCOMPARE(m_program.content(QStringLiteral("there.cfg")), QByteArray("brightness=7\n"));
+    QCOMPARE(m_program.files().filter(QStringLiteral("there.cfg")), QStringList{QStringLiteral("there.cfg")});
+}
+
+void CtlVerbsTest::moduleFlashKeepsCoefficients()
+{
+    newWall();
+    QVERIFY(onWall("cabinet 1 write one.npy --save").exit == 0);
+    QVERIFY(onWall("cabinet 1 module save").exit == 0);
+    QVERIFY(onWall("clear main").exit == 0);
+    QVERIFY(onWall("record flash.jsonl cabinet 1 module reload --mode 3").exit == 0);
+    QVERIFY(m_program.content(QStringLiteral("flash.jsonl")).contains("reloadModuleCoefficient"));
+}
+
+void CtlVerbsTest::groupsStoreAndShow()
+{
+    newWall();
+    QVERIFY(onWall("write main main.npy --save").exit == 0);
+    QVERIFY(onWall("group 1 8 save factory").exit == 0);
+    const Run unknown = onWall("group 1 77 show user");
+    QCOMPARE(unknown.exit, 68);
+    QVERIFY2(unknown.error.contains("cabinet \"77\": unknown"), unknown.all());
+    QCOMPARE(onWall("group 1 1 show user").exit, 64);
+}
+
+void CtlVerbsTest::picturesAreDrawn()
+{
+    for (const char *what : {"layout", "coefficients", "pattern"}) {
+        const Run run = m_program.run(words("--wall small.json wall render main drawn.png --what") + QStringList{QLatin1String(what)});
+        QVERIFY2(run.exit == 0, run.all());
+        const QImage picture(m_program.path(QStringLiteral("drawn.png")));
+        QVERIFY(picture.width() >= 64 && picture.height() >= 16);
+    }
+}
+
+void CtlVerbsTest::aDescriptionMakesAWall()
+{
+    QVERIFY(m_program.run("--wall small.json wall describe copy.json").exit == 0);
+    const Run original = m_program.json("--wall small.json tree");
+    const Run copy = m_program.json("--wall copy.json tree");
+    QVERIFY(original.exit == 0);
+    QCOMPARE(copy.out, original.out);
+}
+
+void CtlVerbsTest::changesAreWatched()
+{
+    QJsonObject wall = QJsonDocument::fromJson(m_program.content(QStringLiteral("small.json"))).object();
+    const QString at = QStringLiteral("at");
+    wall.insert(QStringLiteral("events"),
+                QJsonArray{QJsonObject{{at, 1}, {QStringLiteral("type"), QStringLiteral("rename")}, {QStringLiteral("device"), QStringLiteral("A")}, {QStringLiteral("name"), QStringLiteral("Arena")}},
+                           QJsonObject{{at, 2}, {QStringLiteral("type"), QStringLiteral("unplug")}, {QStringLiteral("device"), QStringLiteral("B")}}});
+    QVERIFY(m_program.write(QStringLiteral("events.json"), QJsonDocument(wall).toJson()));
+    const Run text = m_program.run("--wall events.json watch --count 2");
+    QVERIFY2(text.exit == 0, text.all());
+    QCOMPARE(text.out, QByteArray("device A: its screen is called \"Arena\"\nthe screens changed: discover them anew\n"));
+    const Run json = m_program.json("--wall events.json watch --count 2");
+    QVERIFY2(json.exit == 0, json.all());
+    QCOMPARE(json.out.count('\n'), 2);
+    QVERIFY(m_documents.write(QStringLiteral("watch.jsonl"), json.out));
+
+    // Without a count it goes on until Ctrl-C, which is its ordinary end.
+    QProcess process;
+    m_program.start(process, words("--wall events.json watch"));
+    QVERIFY(process.waitForStarted());
+    QByteArray printed;
+    while (printed.count('\n') < 2 && process.waitForReadyRead(60000))
+        printed += process.readAllStandardOutput();
+    process.terminate();
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 0);
+}
+
+void CtlVerbsTest::aConversationIsReplayed()
+{
+    const Run same = m_program.run("replay night.jsonl brightness main 4000");
+    QVERIFY2(same.exit == 0, same.all());
+    const Run other = m_program.run("replay night.jsonl brightness main 4001");
+    QCOMPARE(other.exit, 20);
+    QVERIFY2(other.error.contains("4000") && other.error.contains("4001"), other.all());
+    const Run shorter = m_program.json("replay night.jsonl screens");
+    QVERIFY2(shorter.exit == 0, shorter.all());
+    QVERIFY(shorter.document().value(QStringLiteral("replay")).toObject().value(QStringLiteral("remaining")).toInt() > 0);
+}
+
+void CtlVerbsTest::theDoctorExplains()
+{
+    const Run run = m_program.run("--wall broken doctor broken.json");
+    QCOMPARE(run.exit, 5);
+    QVERIFY2(run.out.contains("BAD  discovering the screens: enSuccess (0), answered false: device silent"), run.all());
+    QVERIFY2(run.out.contains("CabinetInfoOperator::getAllCabinetsInfo(\"obedient\", bool true)"), run.all());
+    QVERIFY2(run.out.contains("enTimeout (5): A device did not answer in time or refused. Check power"), run.all());
+    const QJsonObject report = QJsonDocument::fromJson(m_program.content(QStringLiteral("broken.json"))).object();
+    QCOMPARE(report.value(QStringLiteral("verdict")).toString(), QStringLiteral("1 step failed; answered false: device silent"));
+    QVERIFY(report.value(QStringLiteral("steps")).toArray().size() > 5);
+}
+
+void CtlVerbsTest::quietPrintsNothing()
+{
+    const Run run = m_program.run("--wall small.json -q screens");
+    QCOMPARE(run.exit, 0);
+    QCOMPARE(run.out + run.error, QByteArray());
+    const Run failed = m_program.run("--wall small.json -q show nosuch");
+    QCOMPARE(failed.out, QByteArray());
+    QVERIFY(!failed.error.isEmpty());
+}
+
+void CtlVerbsTest::verbosePrintsTheLibrarysLines()
+{
+    const Run run = m_program.run("--wall small.json -v screens");
+    QVERIFY2(run.error.contains("debug: start getDeviceList"), run.all());
+    const Run ruled = m_program.run(words("--wall small.json -v screens"), {QStringLiteral("QT_LOGGING_RULES=correction.debug=false")});
+    QVERIFY2(!ruled.error.contains("debug:") && ruled.error.contains("critical:"), ruled.all());
+}
+
+void CtlVerbsTest::colourStaysOffOutsideATerminal()
+{
+    QVERIFY(!m_program.run("--wall small.json screens").out.contains('\x1b'));
+    // `script` gives the program a terminal.
+    const QString line = QStringLiteral("'%1' --wall small.json screens").arg(QStringLiteral(CORRECTIONCTL));
+    const auto onTerminal = [&](const QString &variable) {
+        QProcess process;
+        process.setWorkingDirectory(m_program.path(QString()));
+        process.start(QStringLiteral("env"), {QStringLiteral("TERM=xterm"), variable, QStringLiteral("script"), QStringLiteral("-qec"), line, QStringLiteral("/dev/null")});
+        process.waitForFinished();
+        return process.readAllStandardOutput();
+    };
+    QVERIFY(onTerminal(QStringLiteral("NO_COLOR=")).contains("\x1b[1mID"));
+    const QByteArray plain = onTerminal(QStringLiteral("NO_COLOR=1"));
+    QVERIFY(plain.contains("ID") && !plain.contains('\x1b'));
+}
+
+void CtlVerbsTest::helpIsThereForEveryWord()
+{
+    const QJsonArray verbs = m_program.json("verbs").data().value(QStringLiteral("verbs")).toArray();
+    for (const QJsonValue &value : verbs) {
+        const QJsonObject verb = value.toObject();
+        QStringList line = verb.value(QStringLiteral("name")).toString().split(QLatin1Char(' '));
+        if (line.first() == QLatin1String("cabinet") || line.first() == QLatin1String("group"))
+            line.insert(1, QStringLiteral("1"));
+        const Run run = m_program.run(line + words("--help"));
+        QVERIFY2(run.exit == 0, run.all());
+        for (const char *entry : {"help", "usage", "example"})
+            QVERIFY2(run.out.contains(verb.value(QLatin1String(entry)).toString().toUtf8()), run.all());
+    }
+    QVERIFY(m_program.run("cabinet 1 --help").out.contains("cabinet CID config get FILE"));
+    QVERIFY(m_program.run("help brightness").out.contains("usage: correctionctl brightness SCREEN [VALUE]"));
+}
+
+QTEST_GUILESS_MAIN(CtlVerbsTest)
+#include "tst_ctlverbs.moc"
