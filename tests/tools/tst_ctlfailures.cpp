@@ -234,7 +234,7 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     row("a .npy in Fortran order", "x.npy", changed(npy, "False", "True "), "Fortran order");
     row("a .npy of four extents", "x.npy", changed(npy, "(16, 64, 9), }", "(16, 8, 8, 9)}"), "shape (16, 8, 8, 9)");
     row("a .npy of no rows", "x.npy", changed(npy, "(16, 64, 9)", "(00, 64, 9)"), "shape (0, 64, 9)");
-    row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"), "no dictionary");
+    row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"), "shape (16, 99999999, 9)");
     row("a .npy of huge columns", "x.npy", changed(npy, "(16, 64, 9), }     ", "(16,9999999999,9),}"), "shape (16, 9999999999, 9)");
     row("a .npy without a key", "x.npy", changed(npy, "'descr': '<u2', ", "                "), "no dictionary");
     row("a .npy with a key twice", "x.npy", changed(npy, "'fortran_order': False", "'descr': '<u2'        "), "no dictionary");
@@ -253,6 +253,7 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     row("an empty .png", "x.png", QByteArray(), "no PNG picture, or cut short");
     row("a .png cut short", "x.png", png.left(20), "no PNG picture, or cut short");
     row("a .png that is something else", "x.png", npy, "no PNG picture, or cut short");
+    row("a .png with holes", "x.png", png.left(40) + png.right(12), "a damaged PNG picture");
     row("a .png of one channel", "x.png", png, "1 value for each pixel; chroma needs 9");
 }
 
@@ -266,7 +267,8 @@ void CtlFailuresTest::damagedFilesAreRefused()
     const Run run = m_program.run(words("--wall small.json write main") + QStringList{name});
     QVERIFY2(run.exit == 65, run.all());
     QVERIFY2(run.error.contains(QByteArray("correctionctl: write: " + name.toUtf8() + ": ")) && run.error.contains(said.toUtf8()), run.all());
-    QCOMPARE(run.error.count('\n'), 2); // the line, and what to do next
+    if (!said.contains(QLatin1String("damaged PNG"))) // the decoder adds a line of its own
+        QCOMPARE(run.error.count('\n'), 2); // the line, and what to do next
     QCOMPARE(m_program.files(), before);
     QVERIFY(QFile::remove(m_program.path(name)));
 }
@@ -347,8 +349,6 @@ void CtlFailuresTest::aDirectoryInUseIsRefused()
     m_program.start(watching, words("--wall wall -v watch"));
     QVERIFY(watching.waitForStarted());
     QByteArray printed;
-    while (!printed.contains("getDeviceList") && watching.waitForReadyRead(60000))
-        printed += watching.readAllStandardError();
     watching.setReadChannel(QProcess::StandardError);
     while (!printed.contains("getDeviceList") && watching.waitForReadyRead(60000))
         printed += watching.readAllStandardError();

@@ -71,11 +71,14 @@ bool parseNumbers(const QByteArray &text, QVector<quint16> &values, QString &rea
 Grid readPicture(const QString &path)
 {
     QByteArray bytes = readFile(path);
+    // Looked at here, since the decoder has its own say about such files on standard error.
+    if (!bytes.startsWith("\x89PNG\r\n\x1a\n") || !bytes.endsWith("IEND\xae\x42\x60\x82"))
+        throw badFile(path, QStringLiteral("no PNG picture, or cut short"));
     QBuffer buffer(&bytes);
     QImageReader reader(&buffer, "png");
     const QImage picture = reader.read();
     if (picture.isNull())
-        throw badFile(path, QStringLiteral("no PNG picture, or cut short"));
+        throw badFile(path, QStringLiteral("a damaged PNG picture"));
     if (picture.format() != QImage::Format_Grayscale16 && picture.format() != QImage::Format_Grayscale8)
         throw badFile(path, QStringLiteral("no grey picture of 16 or 8 bits, as a preview of coefficients is"));
     Grid grid;

@@ -1,0 +1,262 @@
+#include "Program.h"
+
+#include <QtCore/QRegularExpression>
+#include <QtCore/QSet>
+#include <QtTest/QtTest>
+
+#include <algorithm>
+
+using namespace TestSupport;
+
+namespace {
+
+/// The operations that a header declares in a class: names of pure virtual functions, or of all public ones.
+QStringList operationsOf(const QString &className, bool pureOnly)
+{
+    QFile file(QStringLiteral(SOURCE_DIR "/include/Correction/") + className + QStringLiteral(".h"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QString text = QString::fromUtf8(file.readAll());
+    text.remove(QRegularExpression(QStringLiteral("//[^\n]*")));
+    text = text.section(QStringLiteral("class CORRECTION_EXPORT ") + className, 1).section(QStringLiteral("private:"), 0, 0);
+    static const QRegularExpression pure(QStringLiteral("virtual [^;{]*?([A-Za-z0-9]+)\\([^;]*\\)\\s*=\\s*0;"));
+    static const QRegularExpression any(QStringLiteral("([A-Za-z0-9_]+)\\([^;{}]*\\)[^;{}]*;"));
+    QStringList names;
+    auto matches = (pureOnly ? pure : any).globalMatch(text);
+    while (matches.hasNext()) {
+        const QString name = matches.next().captured(1);
+        if (name != className && !name.startsWith(QLatin1String("operator")))
+            names.append(className + QStringLiteral("::") + name);
+    }
+    names.removeDuplicates();
+    return names;
+}
+
+} // namespace
+
+/// The one table of verbs: what it reaches of the library, and what is made from it.
+class CtlDocumentsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void everyOperationOfTheLibraryIsReached();
+    void noOperationIsInvented();
+    void everyWritingOperationOfTheServiceIsHeldBack();
+    void theManualPageIsWellFormed();
+    void theManualPageNamesEverything();
+    void bashCompletes_data();
+    void bashCompletes();
+    void zshCompletes();
+    void examplesAreUnderstood();
+
+private:
+    QStringList verbs() const;
+
+    Program m_program;
+    QJsonObject m_table;
+};
+
+void CtlDocumentsTest::initTestCase()
+{
+    m_table = m_program.json("verbs").data();
+    QVERIFY(m_table.value(QStringLiteral("verbs")).toArray().size() > 40);
+}
+
+QStringList CtlDocumentsTest::verbs() const
+{
+    QStringList names;
+    const QJsonArray list = m_table.value(QStringLiteral("verbs")).toArray();
+    for (const QJsonValue &verb : list)
+        names.append(verb.toObject().value(QStringLiteral("name")).toString());
+    return names;
+}
+
+void CtlDocumentsTest::everyOperationOfTheLibraryIsReached()
+{
+    QStringList declared;
+    for (const char *name : {"IScreen", "ISubScreen", "ICabinet", "ICabinets"})
+        declared += operationsOf(QLatin1String(name), true);
+    for (const char *name : {"ScreenManager", "CabinetManager"})
+        declared += operationsOf(QLatin1String(name), false);
+    // The counts of the interfaces as they are: an operation that this test could not read would be missing here.
+    QCOMPARE(declared.filter(QStringLiteral("IScreen::")).size(), 34);
+    QCOMPARE(declared.filter(QStringLiteral("ISubScreen::")).size(), 29);
+    QCOMPARE(declared.filter(QStringLiteral("ICabinet::")).size(), 26);
+    QCOMPARE(declared.filter(QStringLiteral("ICabinets::")).size(), 10);
+
+    QStringList reached;
+    const QJsonArray list = m_table.value(QStringLiteral("verbs")).toArray();
+    for (const QJsonValue &verb : list) {
+        const QJsonArray operations = verb.toObject().value(QStringLiteral("operations")).toArray();
+        for (const QJsonValue &operation : operations)
+            reached.append(operation.toString());
+    }
+    QStringList excused;
+    const QJsonArray unreached = m_table.value(QStringLiteral("unreached")).toArray();
+    for (const QJsonValue &entry : unreached) {
+        excused.append(entry.toObject().value(QStringLiteral("operation")).toString());
+        QVERIFY(!entry.toObject().value(QStringLiteral("reason")).toString().isEmpty());
+    }
+    QStringList missing;
+    for (const QString &operation : qAsConst(declared)) {
+        if (!reached.contains(operation) && !excused.contains(operation))
+            missing.append(operation);
+        QVERIFY2(!(reached.contains(operation) && excused.contains(operation)), qPrintable(operation));
+    }
+    QCOMPARE(missing, QStringList());
+    // Nothing that only the building of objects needs is excused beyond these.
+    for (const QString &operation : qAsConst(excused))
+        QVERIFY2(declared.contains(operation), qPrintable(operation));
+}
+
+void CtlDocumentsTest::noOperationIsInvented()
+{
+    const QJsonArray list = m_table.value(QStringLiteral("verbs")).toArray();
+    for (const QJsonValue &verb : list) {
+        const QJsonArray operations = verb.toObject().value(QStringLiteral("operations")).toArray();
+        for (const QJsonValue &value : operations) {
+            const QString operation = value.toString();
+            const QString className = operation.section(QStringLiteral("::"), 0, 0);
+            QVERIFY2(operationsOf(className, false).contains(operation), qPrintable(operation));
+        }
+    }
+}
+
+/// The service's own headers say what changes a device: all but what loads, gets and lists.
+void CtlDocumentsTest::everyWritingOperationOfTheServiceIsHeldBack()
+{
+    QFile source(QStringLiteral(SOURCE_DIR "/tools/correctionctl/VirtualService.cpp"));
+    QVERIFY(source.open(QIODevice::ReadOnly));
+    const QString held = QString::fromUtf8(source.readAll());
+    int writing = 0;
+    for (const char *className : {"Correctionop", "CabinetInfoOperator", "ScreenInfo", "HWInfo"}) {
+        QFile header(QStringLiteral(SOURCE_DIR "/service/%1.h").arg(QLatin1String(className)));
+        QVERIFY(header.open(QIODevice::ReadOnly));
+        static const QRegularExpression declaration(QStringLiteral("(?:bool|QPromise<bool>) ([a-zA-Z0-9]+)\\(const QString &deviceKey"));
+        auto matches = declaration.globalMatch(QString::fromUtf8(header.readAll()));
+        while (matches.hasNext()) {
+            const QString name = matches.next().captured(1);
+            if (name.startsWith(QLatin1String("get")) || name.startsWith(QLatin1String("load")))
+                continue;
+            const QString operation = QStringLiteral("\"%1::%2\"").arg(QLatin1String(className), name);
+            QVERIFY2(held.contains(operation), qPrintable(operation));
+            ++writing;
+        }
+    }
+    QVERIFY2(writing >= 42, qPrintable(QString::number(writing)));
+}
+
+void CtlDocumentsTest::theManualPageIsWellFormed()
+{
+    const Run run = m_program.run("--man");
+    QCOMPARE(run.exit, 0);
+    QVERIFY(m_program.write(QStringLiteral("correctionctl.1"), run.out));
+    QProcess man;
+    man.setWorkingDirectory(m_program.path(QString()));
+    man.start(QStringLiteral("groff"), words("-man -Tutf8 -ww -P-cbou correctionctl.1"));
+    QVERIFY(man.waitForFinished());
+    const QByteArray page = man.readAllStandardOutput();
+    QCOMPARE(man.readAllStandardError(), QByteArray());
+    QVERIFY(page.contains("EXIT STATUS") && page.contains("correctionctl cabinet 7 config get seven.cfg"));
+}
+
+void CtlDocumentsTest::theManualPageNamesEverything()
+{
+    const QString page = QString::fromUtf8(m_program.run("--man").out).remove(QLatin1Char('\\'));
+    const QJsonArray list = m_table.value(QStringLiteral("verbs")).toArray();
+    for (const QJsonValue &verb : list) {
+        for (const char *entry : {"help", "usage", "example"}) {
+            const QString text = verb.toObject().value(QLatin1String(entry)).toString();
+            QVERIFY2(page.contains(text), qPrintable(text));
+        }
+    }
+    for (const char *code : {"0 (enSuccess)", "5 (enTimeout)", "8 (enCabinetNotFound)", "20 (different)", "64 (usage)", "130 (interrupted)"})
+        QVERIFY2(page.contains(QLatin1String(code)), code);
+}
+
+void CtlDocumentsTest::bashCompletes_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QStringList>("offered");
+    const auto row = [](const char *typed, const char *offered) {
+        QTest::newRow(typed) << QString::fromLatin1(typed) << QString::fromLatin1(offered).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    };
+    row("sna", "snapshot");
+    row("pattern ", "pixel checkerboard mode clear");
+    row("cabinet 7 con", "config");
+    row("cabinet 7 config ", "get put");
+    row("cabinet 7 module ", "save reload clear flag");
+    row("group 1 2 sh", "show");
+    row("group 1 2 show ", "user factory module");
+    row("xbit main 1 ", "on off");
+    row("read main x.npy --ty", "--type");
+    row("read main x.npy --type ", "chroma lowgray multilayer");
+    row("save main --dr", "--dry-run");
+    row("screens --dr", "");
+    row("--wall st", "stadium");
+    row("--wall demo screens --verb", "--verbose");
+    row("--wall demo show ", "arena-main");
+    row("record a.jsonl snap", "snapshot");
+    row("record a.jsonl pattern ch", "checkerboard");
+    row("wall render arena-main x.png --what ", "layout coefficients pattern");
+}
+
+void CtlDocumentsTest::bashCompletes()
+{
+    QFETCH(QString, typed);
+    QFETCH(QStringList, offered);
+    QVERIFY(m_program.write(QStringLiteral("completion.bash"), m_program.run("--completion bash").out));
+    QStringList words{QStringLiteral("correctionctl")};
+    words += typed.split(QLatin1Char(' '));
+    QVERIFY(m_program.write(QStringLiteral("ask.bash"), "correctionctl() { '" CORRECTIONCTL "' \"$@\"; }\nshopt -s progcomp\n"
+                                                        ". ./completion.bash\nCOMP_WORDS=(\"$@\")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                                                        "compopt() { :; }\n_correctionctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n"));
+    QProcess bash;
+    bash.setWorkingDirectory(m_program.path(QString()));
+    bash.start(QStringLiteral("bash"), QStringList{QStringLiteral("--norc"), QStringLiteral("ask.bash")} + words);
+    QVERIFY(bash.waitForFinished());
+    const QByteArray error = bash.readAllStandardError();
+    QCOMPARE(error, QByteArray());
+    QCOMPARE(QString::fromUtf8(bash.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts), offered);
+}
+
+void CtlDocumentsTest::zshCompletes()
+{
+    QVERIFY(m_program.write(QStringLiteral("_correctionctl"), m_program.run("--completion zsh").out));
+    // The walk is shared with bash; here its own shell runs it, with the words that compadd would get.
+    QVERIFY(m_program.write(QStringLiteral("ask.zsh"), "compadd() { [[ $1 == -- ]] && shift; print -l -- \"$@\"; }\n_files() { print files; }\n"
+                                                       "words=(correctionctl cabinet 7 config '')\nCURRENT=5\n. ./_correctionctl\n"
+                                                       "words=(correctionctl read main '')\nCURRENT=4\n_correctionctl\n"
+                                                       "words=(correctionctl read main x --type '')\nCURRENT=6\n_correctionctl\n"));
+    QProcess zsh;
+    zsh.setWorkingDirectory(m_program.path(QString()));
+    zsh.start(QStringLiteral("zsh"), {QStringLiteral("-f"), QStringLiteral("ask.zsh")});
+    QVERIFY2(zsh.waitForStarted(), "zsh is not installed");
+    QVERIFY(zsh.waitForFinished());
+    QCOMPARE(zsh.readAllStandardError(), QByteArray());
+    QCOMPARE(zsh.readAllStandardOutput(), QByteArray("get\nput\nfiles\nchroma\nlowgray\nmultilayer\n"));
+}
+
+/// The parser takes every example of the table: whatever goes wrong with it, its form does not.
+void CtlDocumentsTest::examplesAreUnderstood()
+{
+    const QJsonArray list = m_table.value(QStringLiteral("verbs")).toArray();
+    for (const QJsonValue &verb : list) {
+        QString example = verb.toObject().value(QStringLiteral("example")).toString().remove(QLatin1Char('\''));
+        QVERIFY2(example.startsWith(QLatin1String("correctionctl ")), qPrintable(example));
+        QStringList line = example.split(QLatin1Char(' ')).mid(1);
+        if (verb.toObject().value(QStringLiteral("name")).toString() == QLatin1String("watch"))
+            line += words("--count nothing"); // it would not end
+        if (line.first() != QLatin1String("--wall"))
+            line = words("--wall nosuch-wall") + line;
+        const Run run = m_program.run(line);
+        const bool understood = run.exit != 64 || line.last() == QLatin1String("nothing");
+        QVERIFY2(understood, (example.toUtf8() + '\n' + run.all()).constData());
+    }
+}
+
+QTEST_GUILESS_MAIN(CtlDocumentsTest)
+#include "tst_ctldocuments.moc"

@@ -1,0 +1,94 @@
+#include "Program.h"
+
+#include <QtCore/QRandomGenerator>
+#include <QtTest/QtTest>
+
+using namespace TestSupport;
+
+/// A night's work over many calls of the program, and the sessions that README shows.
+class CtlScenarioTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aNightOnAWall();
+    void readmeShowsTrueSessions();
+};
+
+/// Make a wall, calibrate it, break it, restore it from a snapshot, and verify with a comparison: each step a process.
+void CtlScenarioTest::aNightOnAWall()
+{
+    Program program;
+    const auto expect = [&program](int exit, const char *line, const char *said) {
+        const Run run = program.run(line);
+        const QByteArray output = run.out + run.error;
+        if (run.exit == exit && output.contains(said))
+            return true;
+        qWarning("%s: %s", line, run.all().constData());
+        return false;
+    };
+    QVERIFY(expect(0, "--wall demo wall create arena", "arena: a wall directory, made from demo"));
+    QVERIFY(expect(0, "--wall arena read arena-main delivered.npy", "768x512 chroma pixels"));
+
+    // Calibrate: two rectangles of random values, one of them over both controllers and at no cabinet's corner.
+    QRandomGenerator random(20240229);
+    QByteArray text;
+    for (int i = 0; i < 301 * 157 * 9; ++i)
+        text += (i == 0 ? "[" : ",") + QByteArray::number(random.bounded(65536));
+    QVERIFY(program.write(QStringLiteral("correction.json"), text + ']'));
+    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 233,71,301x157 --save", "written and saved from correction.json"));
+    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 0,300,301x157 --device left", "not saved"));
+    QVERIFY(expect(0, "--wall arena diff correction.json --screen arena-main --rect 233,71,301x157", "0 of 47257 pixels differ"));
+    // What was not saved went with the process.
+    QVERIFY(expect(20, "--wall arena diff correction.json --screen arena-main --rect 0,300,301x157", "of 47257 pixels differ"));
+    QVERIFY(expect(0, "--wall arena read arena-main calibrated.npy", "calibrated.npy"));
+    QVERIFY(expect(20, "diff delivered.npy calibrated.npy --picture changed.png", "of 393216 pixels differ, worst in channel"));
+    QVERIFY(program.exists(QStringLiteral("changed.png")));
+    QVERIFY(expect(0, "--wall arena snapshot arena-main good.snapshot", "24 cabinets kept in good.snapshot"));
+
+    // Break: everything is as delivered again, also for the next process.
+    QVERIFY(expect(0, "--wall arena clear arena-main", "chroma coefficients cleared"));
+    QVERIFY(expect(0, "--wall arena diff delivered.npy --screen arena-main", "0 of 393216 pixels differ"));
+
+    // A dry run of the restore changes nothing, the restore everything.
+    QVERIFY(expect(0, "--wall arena restore good.snapshot --save --dry-run", "dry run: 48 requests, nothing sent"));
+    QVERIFY(expect(0, "--wall arena diff delivered.npy --screen arena-main", "0 of 393216 pixels differ"));
+    QVERIFY(expect(0, "--wall arena restore good.snapshot --save", "24 cabinets written, verified, saved from good.snapshot"));
+    QVERIFY(expect(0, "--wall arena diff calibrated.npy --screen arena-main", "0 of 393216 pixels differ"));
+    QVERIFY(expect(0, "--wall arena read arena-main restored.npy", "restored.npy"));
+    QCOMPARE(program.content(QStringLiteral("restored.npy")), program.content(QStringLiteral("calibrated.npy")));
+    QCOMPARE(program.files().filter(QStringLiteral(".npy")).size(), 3); // no temporary file is left
+}
+
+/// Runs the `console` blocks of README in one folder, line after line, and compares what is printed.
+void CtlScenarioTest::readmeShowsTrueSessions()
+{
+    QFile file(QStringLiteral(SOURCE_DIR "/README.md"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QStringList parts = QString::fromUtf8(file.readAll()).split(QStringLiteral("```console\n"));
+    Program program;
+    QVERIFY(QFile::link(QStringLiteral(CORRECTIONCTL), program.path(QStringLiteral("correctionctl"))));
+    int sessions = 0;
+    for (const QString &part : parts.mid(1)) {
+        const QStringList lines = part.section(QStringLiteral("```"), 0, 0).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        QVERIFY(lines.value(0).startsWith(QLatin1String("$ ")));
+        QStringList printed;
+        for (const QString &line : lines) {
+            if (!line.startsWith(QLatin1String("$ ")))
+                continue;
+            QProcess shell;
+            shell.setWorkingDirectory(program.path(QString()));
+            shell.setProcessChannelMode(QProcess::MergedChannels);
+            shell.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("PATH=.:$PATH; ") + line.mid(2)});
+            QVERIFY(shell.waitForFinished(120000));
+            printed += line;
+            printed += QString::fromUtf8(shell.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        }
+        QCOMPARE(printed.join(QLatin1Char('\n')), lines.join(QLatin1Char('\n')));
+        ++sessions;
+    }
+    QCOMPARE(sessions, 5);
+}
+
+QTEST_GUILESS_MAIN(CtlScenarioTest)
+#include "tst_ctlscenario.moc"
