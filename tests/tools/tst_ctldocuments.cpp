@@ -135,7 +135,8 @@ void CtlDocumentsTest::everyWritingOperationOfTheServiceIsHeldBack()
     for (const char *className : {"Correctionop", "CabinetInfoOperator", "ScreenInfo", "HWInfo"}) {
         QFile header(QStringLiteral(SOURCE_DIR "/service/%1.h").arg(QLatin1String(className)));
         QVERIFY(header.open(QIODevice::ReadOnly));
-        static const QRegularExpression declaration(QStringLiteral("(?:bool|QPromise<bool>) ([a-zA-Z0-9]+)\\(const QString &deviceKey"));
+        static const QRegularExpression declaration(
+            QStringLiteral("(?:bool|QPromise<bool>) ([a-zA-Z0-9]+)\\(const QString &deviceKey"));
         auto matches = declaration.globalMatch(QString::fromUtf8(header.readAll()));
         while (matches.hasNext()) {
             const QString name = matches.next().captured(1);
@@ -173,7 +174,8 @@ void CtlDocumentsTest::theManualPageNamesEverything()
             QVERIFY2(page.contains(text), qPrintable(text));
         }
     }
-    for (const char *code : {"0 (enSuccess)", "5 (enTimeout)", "8 (enCabinetNotFound)", "20 (different)", "64 (usage)", "130 (interrupted)"})
+    for (const char *code :
+         {"0 (enSuccess)", "5 (enTimeout)", "8 (enCabinetNotFound)", "20 (different)", "64 (usage)", "130 (interrupted)"})
         QVERIFY2(page.contains(QLatin1String(code)), code);
 }
 
@@ -182,7 +184,8 @@ void CtlDocumentsTest::bashCompletes_data()
     QTest::addColumn<QString>("typed");
     QTest::addColumn<QStringList>("offered");
     const auto row = [](const char *typed, const char *offered) {
-        QTest::newRow(typed) << QString::fromLatin1(typed) << QString::fromLatin1(offered).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        QTest::newRow(typed) << QString::fromLatin1(typed)
+                             << QString::fromLatin1(offered).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     };
     row("sna", "snapshot");
     row("pattern ", "pixel checkerboard mode clear");
@@ -211,9 +214,10 @@ void CtlDocumentsTest::bashCompletes()
     QVERIFY(m_program.write(QStringLiteral("completion.bash"), m_program.run("--completion bash").out));
     QStringList words{QStringLiteral("correctionctl")};
     words += typed.split(QLatin1Char(' '));
-    QVERIFY(m_program.write(QStringLiteral("ask.bash"), "correctionctl() { '" CORRECTIONCTL "' \"$@\"; }\nshopt -s progcomp\n"
-                                                        ". ./completion.bash\nCOMP_WORDS=(\"$@\")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
-                                                        "compopt() { :; }\n_correctionctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n"));
+    QVERIFY(m_program.write(QStringLiteral("ask.bash"),
+                            "correctionctl() { '" CORRECTIONCTL "' \"$@\"; }\nshopt -s progcomp\n"
+                            ". ./completion.bash\nCOMP_WORDS=(\"$@\")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                            "compopt() { :; }\n_correctionctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n"));
     QProcess bash;
     bash.setWorkingDirectory(m_program.path(QString()));
     bash.start(QStringLiteral("bash"), QStringList{QStringLiteral("--norc"), QStringLiteral("ask.bash")} + words);
@@ -227,10 +231,11 @@ void CtlDocumentsTest::zshCompletes()
 {
     QVERIFY(m_program.write(QStringLiteral("_correctionctl"), m_program.run("--completion zsh").out));
     // The walk is shared with bash; here its own shell runs it, with the words that compadd would get.
-    QVERIFY(m_program.write(QStringLiteral("ask.zsh"), "compadd() { [[ $1 == -- ]] && shift; print -l -- \"$@\"; }\n_files() { print files; }\n"
-                                                       "words=(correctionctl cabinet 7 config '')\nCURRENT=5\n. ./_correctionctl\n"
-                                                       "words=(correctionctl read main '')\nCURRENT=4\n_correctionctl\n"
-                                                       "words=(correctionctl read main x --type '')\nCURRENT=6\n_correctionctl\n"));
+    QVERIFY(m_program.write(QStringLiteral("ask.zsh"),
+                            "compadd() { [[ $1 == -- ]] && shift; print -l -- \"$@\"; }\n_files() { print files; }\n"
+                            "words=(correctionctl cabinet 7 config '')\nCURRENT=5\n. ./_correctionctl\n"
+                            "words=(correctionctl read main '')\nCURRENT=4\n_correctionctl\n"
+                            "words=(correctionctl read main x --type '')\nCURRENT=6\n_correctionctl\n"));
     QProcess zsh;
     zsh.setWorkingDirectory(m_program.path(QString()));
     zsh.start(QStringLiteral("zsh"), {QStringLiteral("-f"), QStringLiteral("ask.zsh")});

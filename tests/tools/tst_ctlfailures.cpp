@@ -61,18 +61,22 @@ void CtlFailuresTest::wallWith(const QString &name, int device, const QJsonArray
 
 void CtlFailuresTest::initTestCase()
 {
-    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json"), m_program.path(QStringLiteral("small.json"))));
-    for (const char *line : {"--wall small.json read main main.npy", "--wall small.json read sign sign.npy", "--wall small.json read main main.json",
-                             "--wall small.json read main main.png", "--wall small.json snapshot main main.snapshot"}) {
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json"),
+                        m_program.path(QStringLiteral("small.json"))));
+    for (const char *line : {"--wall small.json read main main.npy", "--wall small.json read sign sign.npy",
+                             "--wall small.json read main main.json", "--wall small.json read main main.png",
+                             "--wall small.json snapshot main main.snapshot"}) {
         const Run run = m_program.run(line);
         QVERIFY2(run.exit == 0, run.all());
     }
-    wallWith(QStringLiteral("refuses.json"), 1, {fault("noAnswer", "ScreenInfo::setBrightness"), fault("noAnswer", "Correctionop::uploadCoefficientAsync"),
-                                                 fault("noAnswer", "Correctionop::uploadCoefficient"), fault("noAnswer", "Correctionop::loadCoefficient")});
+    wallWith(QStringLiteral("refuses.json"), 1,
+             {fault("noAnswer", "ScreenInfo::setBrightness"), fault("noAnswer", "Correctionop::uploadCoefficientAsync"),
+              fault("noAnswer", "Correctionop::uploadCoefficient"), fault("noAnswer", "Correctionop::loadCoefficient")});
     wallWith(QStringLiteral("empty-reply.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getCabinetsBaseInfo")});
     wallWith(QStringLiteral("unlisted.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getAllCabinetsInfo")});
     QVERIFY(m_program.write(QStringLiteral("nothing.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": []}"));
-    QVERIFY(m_program.write(QStringLiteral("bad-wall.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": [{}]}"));
+    QVERIFY(
+        m_program.write(QStringLiteral("bad-wall.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": [{}]}"));
     QVERIFY(m_program.write(QStringLiteral("gamma.json"), "{\"red\": [1], \"pink\": [2]}"));
     QVERIFY(m_program.run("--wall small.json record calls.jsonl effect main 3").exit == 0);
 }
@@ -85,36 +89,52 @@ void CtlFailuresTest::everyCodeIsReached_data()
     const auto row = [](const char *name, int exit, const char *arguments, const char *said) {
         QTest::newRow(name) << QString::fromLatin1(arguments) << exit << QString::fromLatin1(said);
     };
-    row("a grid that does not fit into the cabinet", 1, "--wall small.json cabinet 1 write main.npy", "main.npy: 64x16 pixels at 0,0 do not fit into its 16x8: enArgumentMismatch (1)");
-    row("a kind that cannot be parsed", 1, "--wall small.json read main x.npy --type multilayer", "reading cabinet 1 of device A: enArgumentMismatch (1)");
-    row("a rectangle outside the screen", 2, "--wall small.json read main x.npy --rect 60,0,5x1", "rectangle 60,0,5x1 lies outside screen main, which is 0,0,64x16: enOutOfRange (2)");
-    row("a brightness out of range", 2, "--wall small.json brightness main 10001", "brightness 10001 lies outside 0 to 10000");
-    row("a cabinet's brightness out of range", 2, "--wall small.json cabinet 1 brightness 10001", "brightness 10001 lies outside 0 to 10000");
+    row("a grid that does not fit into the cabinet", 1, "--wall small.json cabinet 1 write main.npy",
+        "main.npy: 64x16 pixels at 0,0 do not fit into its 16x8: enArgumentMismatch (1)");
+    row("a kind that cannot be parsed", 1, "--wall small.json read main x.npy --type multilayer",
+        "reading cabinet 1 of device A: enArgumentMismatch (1)");
+    row("a rectangle outside the screen", 2, "--wall small.json read main x.npy --rect 60,0,5x1",
+        "rectangle 60,0,5x1 lies outside screen main, which is 0,0,64x16: enOutOfRange (2)");
+    row("a brightness out of range", 2, "--wall small.json brightness main 10001",
+        "brightness 10001 lies outside 0 to 10000");
+    row("a cabinet's brightness out of range", 2, "--wall small.json cabinet 1 brightness 10001",
+        "brightness 10001 lies outside 0 to 10000");
     row("an empty reply", 3, "--wall empty-reply.json cabinet 1 support", "enInvalidParameter (3)");
-    row("a configuration file that is not there", 4, "--wall small.json cabinet 1 config put nosuch.cfg", "sending the configuration nosuch.cfg: enFileError (4)");
-    row("a device that refuses a setting", 5, "--wall refuses.json brightness main 5", "the library says: setBrightness timeout. device:B");
-    row("a device that refuses an upload", 5, "--wall refuses.json write main main.npy", "writing 0,0,64x16 (before it, nothing was written): enTimeout (5)");
-    row("a device that refuses a read", 5, "--wall refuses.json read main x.npy", "reading cabinet 5 of device B: enTimeout (5)");
-    row("a device that refuses a restore", 5, "--wall refuses.json restore main.snapshot", "cabinet 5 of device B (before it, 4 of 8 cabinets are written, nothing is saved)");
+    row("a configuration file that is not there", 4, "--wall small.json cabinet 1 config put nosuch.cfg",
+        "sending the configuration nosuch.cfg: enFileError (4)");
+    row("a device that refuses a setting", 5, "--wall refuses.json brightness main 5",
+        "the library says: setBrightness timeout. device:B");
+    row("a device that refuses an upload", 5, "--wall refuses.json write main main.npy",
+        "writing 0,0,64x16 (before it, nothing was written): enTimeout (5)");
+    row("a device that refuses a read", 5, "--wall refuses.json read main x.npy",
+        "reading cabinet 5 of device B: enTimeout (5)");
+    row("a device that refuses a restore", 5, "--wall refuses.json restore main.snapshot",
+        "cabinet 5 of device B (before it, 4 of 8 cabinets are written, nothing is saved)");
     row("a wall without devices", 6, "--wall nothing.json screens", "discovering the screens: enNoDevice (6)");
-    row("a kind that cannot be read", 7, "--wall small.json read main x.npy --type lowgray", "lowgray coefficients of 64x16 pixels cannot be read: enNotSupported (7)");
-    row("a kind that cannot be applied", 7, "--wall small.json apply main --type chroma", "applying chroma coefficients: enNotSupported (7)");
+    row("a kind that cannot be read", 7, "--wall small.json read main x.npy --type lowgray",
+        "lowgray coefficients of 64x16 pixels cannot be read: enNotSupported (7)");
+    row("a kind that cannot be applied", 7, "--wall small.json apply main --type chroma",
+        "applying chroma coefficients: enNotSupported (7)");
     row("a cabinet that its device does not list", 8, "--wall unlisted.json screens", "enCabinetNotFound (8)");
     row("another conversation", 20, "replay calls.jsonl effect main 4", "differs from the recording");
     row("a recording that is none", 65, "replay main.npy screens", "main.npy: ");
     row("a recording that is not there", 66, "replay nosuch.jsonl screens", "nosuch.jsonl: No such file");
     row("a file that is not there", 66, "--wall small.json write main nosuch.npy", "nosuch.npy: No such file");
     row("a directory instead of a file", 66, "--wall small.json gamma main .", ".: is a directory");
-    row("gamma of another colour", 65, "--wall small.json gamma main gamma.json", "gamma.json: pink: expected \"red\", \"green\" or \"blue\"");
+    row("gamma of another colour", 65, "--wall small.json gamma main gamma.json",
+        "gamma.json: pink: expected \"red\", \"green\" or \"blue\"");
     row("an unknown screen", 68, "--wall small.json show nosuch", "screen \"nosuch\": unknown; the wall has main, sign");
     row("an unknown cabinet", 68, "--wall small.json cabinet 77 info", "cabinet \"77\": unknown");
-    row("an unknown device", 68, "--wall small.json show main --device Z", "device \"Z\": unknown in screen main; it has A, B");
-    row("a cabinet of another screen", 68, "--wall small.json save main --cabinet 9", "cabinet \"9\": unknown in screen main");
+    row("an unknown device", 68, "--wall small.json show main --device Z",
+        "device \"Z\": unknown in screen main; it has A, B");
+    row("a cabinet of another screen", 68, "--wall small.json save main --cabinet 9",
+        "cabinet \"9\": unknown in screen main");
     row("an unknown module", 68, "--wall small.json cabinet 1 module flag 9=x", "module \"9\": unknown");
     row("an unknown wall", 69, "--wall nosuch screens", "nosuch");
     row("a wall file with mistakes", 69, "--wall bad-wall.json screens", "bad-wall.json: devices[0]");
     row("a directory that cannot be written", 73, "--wall small.json read main nosuch/x.npy", "nosuch/x.npy: ");
-    row("a configuration that cannot be put there", 73, "--wall small.json cabinet 1 config get nosuch/x.cfg", "nosuch/x.cfg: ");
+    row("a configuration that cannot be put there", 73, "--wall small.json cabinet 1 config get nosuch/x.cfg",
+        "nosuch/x.cfg: ");
 }
 
 void CtlFailuresTest::everyCodeIsReached()
@@ -140,7 +160,8 @@ void CtlFailuresTest::everyCodeIsExplained()
     if (m_reached.size() < 10)
         QSKIP("the codes were not reached");
     const QString help = QString::fromUtf8(m_program.run("--help").out);
-    const QStringList lines = help.section(QStringLiteral("exit codes:\n"), 1).section(QStringLiteral("\n\n"), 0, 0).split(QLatin1Char('\n'));
+    const QStringList lines =
+        help.section(QStringLiteral("exit codes:\n"), 1).section(QStringLiteral("\n\n"), 0, 0).split(QLatin1Char('\n'));
     QStringList missing;
     for (const QString &line : lines) {
         const int code = line.simplified().section(QLatin1Char(' '), 0, 0).toInt();
@@ -221,7 +242,9 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     const QByteArray npy = m_program.content(QStringLiteral("main.npy"));
     const QByteArray json = m_program.content(QStringLiteral("main.json"));
     const QByteArray png = m_program.content(QStringLiteral("main.png"));
-    const auto changed = [](QByteArray bytes, const QByteArray &from, const QByteArray &to) { return bytes.replace(from, to); };
+    const auto changed = [](QByteArray bytes, const QByteArray &from, const QByteArray &to) {
+        return bytes.replace(from, to);
+    };
     row("an empty .npy", "x.npy", QByteArray(), "no NumPy file");
     row("a .npy that is something else", "x.npy", json, "no NumPy file");
     row("a .npy cut inside its magic", "x.npy", npy.left(7), "cut short inside its header");
@@ -234,11 +257,15 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     row("a .npy in Fortran order", "x.npy", changed(npy, "False", "True "), "Fortran order");
     row("a .npy of four extents", "x.npy", changed(npy, "(16, 64, 9), }", "(16, 8, 8, 9)}"), "shape (16, 8, 8, 9)");
     row("a .npy of no rows", "x.npy", changed(npy, "(16, 64, 9)", "(00, 64, 9)"), "shape (0, 64, 9)");
-    row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"), "shape (16, 99999999, 9)");
-    row("a .npy of huge columns", "x.npy", changed(npy, "(16, 64, 9), }     ", "(16,9999999999,9),}"), "shape (16, 9999999999, 9)");
+    row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"),
+        "shape (16, 99999999, 9)");
+    row("a .npy of huge columns", "x.npy", changed(npy, "(16, 64, 9), }     ", "(16,9999999999,9),}"),
+        "shape (16, 9999999999, 9)");
     row("a .npy without a key", "x.npy", changed(npy, "'descr': '<u2', ", "                "), "no dictionary");
-    row("a .npy with a key twice", "x.npy", changed(npy, "'fortran_order': False", "'descr': '<u2'        "), "no dictionary");
-    row("a .npy of other pixels", "x.npy", m_program.content(QStringLiteral("sign.npy")), "16x16 pixels; the rectangle has 64x16");
+    row("a .npy with a key twice", "x.npy", changed(npy, "'fortran_order': False", "'descr': '<u2'        "),
+        "no dictionary");
+    row("a .npy of other pixels", "x.npy", m_program.content(QStringLiteral("sign.npy")),
+        "16x16 pixels; the rectangle has 64x16");
     row("a .npy of 8 values a pixel", "x.npy", changed(npy, "64, 9", "72, 8"), "72x16 pixels");
     row("an empty .json", "x.json", QByteArray(), "cut short at byte 0");
     row("a .json of an object", "x.json", "{}", "no JSON array of numbers");
@@ -266,9 +293,11 @@ void CtlFailuresTest::damagedFilesAreRefused()
     const QStringList before = m_program.files();
     const Run run = m_program.run(words("--wall small.json write main") + QStringList{name});
     QVERIFY2(run.exit == 65, run.all());
-    QVERIFY2(run.error.contains(QByteArray("correctionctl: write: " + name.toUtf8() + ": ")) && run.error.contains(said.toUtf8()), run.all());
+    QVERIFY2(run.error.contains(QByteArray("correctionctl: write: " + name.toUtf8() + ": "))
+                 && run.error.contains(said.toUtf8()),
+             run.all());
     if (!said.contains(QLatin1String("damaged PNG"))) // the decoder adds a line of its own
-        QCOMPARE(run.error.count('\n'), 2); // the line, and what to do next
+        QCOMPARE(run.error.count('\n'), 2);           // the line, and what to do next
     QCOMPARE(m_program.files(), before);
     QVERIFY(QFile::remove(m_program.path(name)));
 }
@@ -293,7 +322,9 @@ void CtlFailuresTest::damagedSnapshotsAreRefused_data()
     row("with something behind it", good + '\n', "its last line is missing or damaged");
     row("another version", QByteArray(good).replace("\"version\":1", "\"version\":2"), "a snapshot of version 2");
     row("a cabinet of another size", QByteArray(good).replace("\"width\":16", "\"width\":15"), "its line is damaged");
-    row("a huge cabinet", QByteArray(good).replace("\"width\":16", "\"width\":1600000").replace("\"bytes\":2304", "\"bytes\":230400000"), "cut short");
+    row("a huge cabinet",
+        QByteArray(good).replace("\"width\":16", "\"width\":1600000").replace("\"bytes\":2304", "\"bytes\":230400000"),
+        "cut short");
 }
 
 void CtlFailuresTest::damagedSnapshotsAreRefused()
@@ -313,7 +344,10 @@ void CtlFailuresTest::aSnapshotOfAnotherWallIsRefused()
 {
     const Run run = m_program.run("--wall demo restore main.snapshot");
     QVERIFY2(run.exit == 65, run.all());
-    QVERIFY2(run.error.contains("main.snapshot: cabinet 1 of device A with 16x8 pixels; the wall has cabinet 1 of device left with 128x128"), run.all());
+    QVERIFY2(
+        run.error.contains(
+            "main.snapshot: cabinet 1 of device A with 16x8 pixels; the wall has cabinet 1 of device left with 128x128"),
+        run.all());
 }
 
 void CtlFailuresTest::aFullDiskIsTold()
@@ -322,7 +356,10 @@ void CtlFailuresTest::aFullDiskIsTold()
     const QStringList before = m_program.files();
     QProcess process;
     process.setWorkingDirectory(m_program.path(QString()));
-    process.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 8; exec '%1' --wall small.json read main big.npy").arg(QStringLiteral(CORRECTIONCTL))});
+    process.start(
+        QStringLiteral("sh"),
+        {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 8; exec '%1' --wall small.json read main big.npy")
+                                   .arg(QStringLiteral(CORRECTIONCTL))});
     QVERIFY(process.waitForFinished());
     const QByteArray error = process.readAllStandardError();
     QVERIFY2(process.exitCode() == 73, error);

@@ -36,13 +36,17 @@ void CtlScenarioTest::aNightOnAWall()
     for (int i = 0; i < 301 * 157 * 9; ++i)
         text += (i == 0 ? "[" : ",") + QByteArray::number(random.bounded(65536));
     QVERIFY(program.write(QStringLiteral("correction.json"), text + ']'));
-    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 233,71,301x157 --save", "written and saved from correction.json"));
+    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 233,71,301x157 --save",
+                   "written and saved from correction.json"));
     QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 0,300,301x157 --device left", "not saved"));
-    QVERIFY(expect(0, "--wall arena diff correction.json --screen arena-main --rect 233,71,301x157", "0 of 47257 pixels differ"));
+    QVERIFY(expect(0, "--wall arena diff correction.json --screen arena-main --rect 233,71,301x157",
+                   "0 of 47257 pixels differ"));
     // What was not saved went with the process.
-    QVERIFY(expect(20, "--wall arena diff correction.json --screen arena-main --rect 0,300,301x157", "of 47257 pixels differ"));
+    QVERIFY(
+        expect(20, "--wall arena diff correction.json --screen arena-main --rect 0,300,301x157", "of 47257 pixels differ"));
     QVERIFY(expect(0, "--wall arena read arena-main calibrated.npy", "calibrated.npy"));
-    QVERIFY(expect(20, "diff delivered.npy calibrated.npy --picture changed.png", "of 393216 pixels differ, worst in channel"));
+    QVERIFY(
+        expect(20, "diff delivered.npy calibrated.npy --picture changed.png", "of 393216 pixels differ, worst in channel"));
     QVERIFY(program.exists(QStringLiteral("changed.png")));
     QVERIFY(expect(0, "--wall arena snapshot arena-main good.snapshot", "24 cabinets kept in good.snapshot"));
 
@@ -53,7 +57,8 @@ void CtlScenarioTest::aNightOnAWall()
     // A dry run of the restore changes nothing, the restore everything.
     QVERIFY(expect(0, "--wall arena restore good.snapshot --save --dry-run", "dry run: 48 requests, nothing sent"));
     QVERIFY(expect(0, "--wall arena diff delivered.npy --screen arena-main", "0 of 393216 pixels differ"));
-    QVERIFY(expect(0, "--wall arena restore good.snapshot --save", "24 cabinets written, verified, saved from good.snapshot"));
+    QVERIFY(
+        expect(0, "--wall arena restore good.snapshot --save", "24 cabinets written, verified, saved from good.snapshot"));
     QVERIFY(expect(0, "--wall arena diff calibrated.npy --screen arena-main", "0 of 393216 pixels differ"));
     QVERIFY(expect(0, "--wall arena read arena-main restored.npy", "restored.npy"));
     QCOMPARE(program.content(QStringLiteral("restored.npy")), program.content(QStringLiteral("calibrated.npy")));

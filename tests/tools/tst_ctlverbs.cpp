@@ -100,7 +100,10 @@ private Q_SLOTS:
 
 private:
     /// On the wall directory, whose saved state lasts.
-    Run onWall(const QStringList &arguments) const { return m_program.run(QStringList{QStringLiteral("--wall"), QStringLiteral("wall")} + arguments); }
+    Run onWall(const QStringList &arguments) const
+    {
+        return m_program.run(QStringList{QStringLiteral("--wall"), QStringLiteral("wall")} + arguments);
+    }
     Run onWall(const char *arguments) const { return onWall(words(arguments)); }
     void newWall();
     /// All values of a screen, through a file.
@@ -113,7 +116,8 @@ private:
 
 void CtlVerbsTest::initTestCase()
 {
-    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json"), m_program.path(QStringLiteral("small.json"))));
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json"),
+                        m_program.path(QStringLiteral("small.json"))));
     QVERIFY(m_program.write(QStringLiteral("main.npy"), npy(64, 16, slope)));
     QVERIFY(m_program.write(QStringLiteral("one.npy"), npy(16, 8, slope)));
     QVERIFY(m_program.write(QStringLiteral("part.npy"), npy(30, 10, slopeMovedBy5And3)));
@@ -257,17 +261,20 @@ void CtlVerbsTest::everyDocumentFollowsTheSchema()
     // What verbs print when they fail, and with other options.
     QVERIFY(m_documents.write(QStringLiteral("failed.json"), m_program.json("--wall small.json show nosuch").out));
     QVERIFY(m_documents.write(QStringLiteral("usage.json"), m_program.json("nosuch").out));
-    QVERIFY(m_documents.write(QStringLiteral("different.json"), m_program.json("--wall small.json diff main.npy --screen main").out));
+    QVERIFY(m_documents.write(QStringLiteral("different.json"),
+                              m_program.json("--wall small.json diff main.npy --screen main").out));
     QVERIFY(m_documents.write(QStringLiteral("dry.json"), m_program.json("--wall small.json save main --dry-run").out));
     QProcess checker;
-    checker.start(QStringLiteral("python3"), {QStringLiteral(SOURCE_DIR "/tests/tools/check_documents.py"),
-                                              QStringLiteral(SOURCE_DIR "/docs/correctionctl.schema.json"), m_documents.path(QString())});
+    checker.start(QStringLiteral("python3"),
+                  {QStringLiteral(SOURCE_DIR "/tests/tools/check_documents.py"),
+                   QStringLiteral(SOURCE_DIR "/docs/correctionctl.schema.json"), m_documents.path(QString())});
     QVERIFY2(checker.waitForFinished(120000) && checker.exitCode() == 0,
              checker.readAllStandardOutput() + checker.readAllStandardError());
     const QJsonArray verbs = table.data().value(QStringLiteral("verbs")).toArray();
     for (const QJsonValue &verb : verbs) {
         const QString name = verb.toObject().value(QStringLiteral("name")).toString();
-        const bool elsewhere = name == QLatin1String("record") || name == QLatin1String("replay") || name == QLatin1String("watch");
+        const bool elsewhere =
+            name == QLatin1String("record") || name == QLatin1String("replay") || name == QLatin1String("watch");
         QVERIFY2(elsewhere || m_answered.contains(name), qPrintable(name + QStringLiteral(" was never called")));
     }
 }
@@ -277,13 +284,16 @@ void CtlVerbsTest::writingVerbsSendNothingInADryRun_data()
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<QStringList>("sent"); // devices and operations
     const auto row = [](const char *arguments, const char *sent) {
-        QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(sent).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        QTest::newRow(arguments) << QString::fromLatin1(arguments)
+                                 << QString::fromLatin1(sent).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     };
     row("write main main.npy --save", "A:Correctionop::uploadCoefficientAsync B:Correctionop::uploadCoefficientAsync "
                                       "A:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient");
     row("write main one.npy --one-by-one --device B --cabinet 6", "B:Correctionop::uploadCoefficient");
-    row("write main main.npy --type lowgray", "A:Correctionop::uploadLowGrayCoefficientAsync B:Correctionop::uploadLowGrayCoefficientAsync");
-    row("write main multi.npy --type multilayer", "A:Correctionop::uploadMultilayerCoefficientAsync B:Correctionop::uploadMultilayerCoefficientAsync");
+    row("write main main.npy --type lowgray",
+        "A:Correctionop::uploadLowGrayCoefficientAsync B:Correctionop::uploadLowGrayCoefficientAsync");
+    row("write main multi.npy --type multilayer",
+        "A:Correctionop::uploadMultilayerCoefficientAsync B:Correctionop::uploadMultilayerCoefficientAsync");
     row("save main --device A", "A:Correctionop::saveCabinetsCoeffcient");
     row("save main --device A --type lowgray", "A:Correctionop::saveCabinetsLowgrayCoeffcient");
     row("save main --device A --type multilayer", "A:Correctionop::saveCabinetsMultilayerCoeffcient");
@@ -296,11 +306,14 @@ void CtlVerbsTest::writingVerbsSendNothingInADryRun_data()
         "A:Correctionop::uploadCoefficient A:Correctionop::uploadCoefficient A:Correctionop::uploadCoefficient "
         "A:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient "
         "B:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient A:Correctionop::saveCabinetsCoeffcient "
-        "A:Correctionop::saveCabinetsCoeffcient A:Correctionop::saveCabinetsCoeffcient A:Correctionop::saveCabinetsCoeffcient "
-        "B:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient "
+        "A:Correctionop::saveCabinetsCoeffcient A:Correctionop::saveCabinetsCoeffcient "
+        "A:Correctionop::saveCabinetsCoeffcient "
+        "B:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient "
+        "B:Correctionop::saveCabinetsCoeffcient "
         "B:Correctionop::saveCabinetsCoeffcient");
-    row("set sign brightness=1 effect=2 xbit=1:off abl=on", "C:ScreenInfo::setBrightness C:Correctionop::setScreenEffectMode "
-                                                            "C:Correctionop::setScreenXBit C:Correctionop::setScreenABLEnable");
+    row("set sign brightness=1 effect=2 xbit=1:off abl=on",
+        "C:ScreenInfo::setBrightness C:Correctionop::setScreenEffectMode "
+        "C:Correctionop::setScreenXBit C:Correctionop::setScreenABLEnable");
     row("brightness main 4000", "A:ScreenInfo::setBrightness B:ScreenInfo::setBrightness");
     row("gamma sign gamma.json", "C:ScreenInfo::setGammaTable C:ScreenInfo::setGammaTable C:ScreenInfo::setGammaTable");
     row("effect sign 3", "C:Correctionop::setScreenEffectMode");
@@ -320,8 +333,9 @@ void CtlVerbsTest::writingVerbsSendNothingInADryRun_data()
     row("cabinet 7 apply", "B:Correctionop::applyCabinetsLowgrayCoeffcient");
     row("cabinet 7 brightness 1", "B:CabinetInfoOperator::setCabSingleBrightness");
     row("cabinet 7 effect 1", "B:Correctionop::setCabinetEffectMode");
-    row("cabinet 7 gamma gamma.json", "B:CabinetInfoOperator::setCabinetGammaCustomValue B:CabinetInfoOperator::setCabinetGammaCustomValue "
-                                      "B:CabinetInfoOperator::setCabinetGammaCustomValue");
+    row("cabinet 7 gamma gamma.json",
+        "B:CabinetInfoOperator::setCabinetGammaCustomValue B:CabinetInfoOperator::setCabinetGammaCustomValue "
+        "B:CabinetInfoOperator::setCabinetGammaCustomValue");
     row("cabinet 7 flag x", "B:CabinetInfoOperator::setCabinetFlag");
     row("cabinet 7 serial-flag x", "B:CabinetInfoOperator::setCabinetSnflags");
     row("cabinet 7 config put seven.cfg", "B:CabinetInfoOperator::setSingleConfigFile");
@@ -463,7 +477,8 @@ void CtlVerbsTest::partsOfAScreenAreChosen()
     QVERIFY(m_program.write(QStringLiteral("half.npy"), npy(32, 16, slope)));
     const Run run = onWall("write main half.npy --save --device B");
     QVERIFY2(run.exit == 0, run.all());
-    const QByteArray expected = npy(64, 16, [](int x, int y, int k) { return x < 32 ? asDelivered(x, y, k) : slope(x - 32, y, k); });
+    const QByteArray expected =
+        npy(64, 16, [](int x, int y, int k) { return x < 32 ? asDelivered(x, y, k) : slope(x - 32, y, k); });
     QCOMPARE(held(), valuesOf(expected));
     QVERIFY(onWall("clear main --cabinet 6").exit == 0);
     const QByteArray cleared = npy(64, 16, [](int x, int y, int k) {
@@ -492,7 +507,8 @@ void CtlVerbsTest::cabinetGammaKeepsItsColours()
 void CtlVerbsTest::severalSettingsAreCheckedBeforeTheFirstIsSent()
 {
     newWall();
-    for (const char *last : {"brightness=10001", "brightness=much", "xbit=1", "abl=yes", "gamma=nosuch.json", "multilayer=1,2", "colour=red"}) {
+    for (const char *last :
+         {"brightness=10001", "brightness=much", "xbit=1", "abl=yes", "gamma=nosuch.json", "multilayer=1,2", "colour=red"}) {
         const Run run = onWall(words("set main effect=5") + QStringList{QLatin1String(last)});
         QVERIFY2(run.exit != 0, last);
         QCOMPARE(onWall("effect main").out, QByteArray("0\n"));
@@ -507,8 +523,8 @@ void CtlVerbsTest::aPartOfACabinetIsWritten()
     QVERIFY(m_program.write(QStringLiteral("corner.npy"), npy(3, 2, slope)));
     const Run run = onWall("cabinet 9 write corner.npy --x 13 --y 14 --save");
     QVERIFY2(run.exit == 0, run.all());
-    const QByteArray expected =
-        npy(16, 16, [](int x, int y, int k) { return x >= 13 && y >= 14 ? slope(x - 13, y - 14, k) : asDelivered(x, y, k); });
+    const QByteArray expected = npy(
+        16, 16, [](int x, int y, int k) { return x >= 13 && y >= 14 ? slope(x - 13, y - 14, k) : asDelivered(x, y, k); });
     QCOMPARE(held("sign"), valuesOf(expected));
 }
 
@@ -546,7 +562,8 @@ void CtlVerbsTest::groupsStoreAndShow()
 void CtlVerbsTest::picturesAreDrawn()
 {
     for (const char *what : {"layout", "coefficients", "pattern"}) {
-        const Run run = m_program.run(words("--wall small.json wall render main drawn.png --what") + QStringList{QLatin1String(what)});
+        const Run run =
+            m_program.run(words("--wall small.json wall render main drawn.png --what") + QStringList{QLatin1String(what)});
         QVERIFY2(run.exit == 0, run.all());
         const QImage picture(m_program.path(QStringLiteral("drawn.png")));
         QVERIFY(picture.width() >= 64 && picture.height() >= 16);
@@ -566,9 +583,13 @@ void CtlVerbsTest::changesAreWatched()
 {
     QJsonObject wall = QJsonDocument::fromJson(m_program.content(QStringLiteral("small.json"))).object();
     const QString at = QStringLiteral("at");
-    wall.insert(QStringLiteral("events"),
-                QJsonArray{QJsonObject{{at, 1}, {QStringLiteral("type"), QStringLiteral("rename")}, {QStringLiteral("device"), QStringLiteral("A")}, {QStringLiteral("name"), QStringLiteral("Arena")}},
-                           QJsonObject{{at, 2}, {QStringLiteral("type"), QStringLiteral("unplug")}, {QStringLiteral("device"), QStringLiteral("B")}}});
+    wall.insert(QStringLiteral("events"), QJsonArray{QJsonObject{{at, 1},
+                                                                 {QStringLiteral("type"), QStringLiteral("rename")},
+                                                                 {QStringLiteral("device"), QStringLiteral("A")},
+                                                                 {QStringLiteral("name"), QStringLiteral("Arena")}},
+                                                     QJsonObject{{at, 2},
+                                                                 {QStringLiteral("type"), QStringLiteral("unplug")},
+                                                                 {QStringLiteral("device"), QStringLiteral("B")}}});
     QVERIFY(m_program.write(QStringLiteral("events.json"), QJsonDocument(wall).toJson()));
     const Run text = m_program.run("--wall events.json watch --count 2");
     QVERIFY2(text.exit == 0, text.all());
@@ -611,7 +632,8 @@ void CtlVerbsTest::theDoctorExplains()
     QVERIFY2(run.out.contains("CabinetInfoOperator::getAllCabinetsInfo(\"obedient\", bool true)"), run.all());
     QVERIFY2(run.out.contains("enTimeout (5): A device did not answer in time or refused. Check power"), run.all());
     const QJsonObject report = QJsonDocument::fromJson(m_program.content(QStringLiteral("broken.json"))).object();
-    QCOMPARE(report.value(QStringLiteral("verdict")).toString(), QStringLiteral("1 step failed; answered false: device silent"));
+    QCOMPARE(report.value(QStringLiteral("verdict")).toString(),
+             QStringLiteral("1 step failed; answered false: device silent"));
     QVERIFY(report.value(QStringLiteral("steps")).toArray().size() > 5);
 }
 
@@ -629,7 +651,8 @@ void CtlVerbsTest::verbosePrintsTheLibrarysLines()
 {
     const Run run = m_program.run("--wall small.json -v screens");
     QVERIFY2(run.error.contains("debug: start getDeviceList"), run.all());
-    const Run ruled = m_program.run(words("--wall small.json -v screens"), {QStringLiteral("QT_LOGGING_RULES=correction.debug=false")});
+    const Run ruled =
+        m_program.run(words("--wall small.json -v screens"), {QStringLiteral("QT_LOGGING_RULES=correction.debug=false")});
     QVERIFY2(!ruled.error.contains("debug:") && ruled.error.contains("critical:"), ruled.all());
 }
 
@@ -641,7 +664,8 @@ void CtlVerbsTest::colourStaysOffOutsideATerminal()
     const auto onTerminal = [&](const QString &variable) {
         QProcess process;
         process.setWorkingDirectory(m_program.path(QString()));
-        process.start(QStringLiteral("env"), {QStringLiteral("TERM=xterm"), variable, QStringLiteral("script"), QStringLiteral("-qec"), line, QStringLiteral("/dev/null")});
+        process.start(QStringLiteral("env"), {QStringLiteral("TERM=xterm"), variable, QStringLiteral("script"),
+                                              QStringLiteral("-qec"), line, QStringLiteral("/dev/null")});
         process.waitForFinished();
         return process.readAllStandardOutput();
     };

@@ -20,8 +20,9 @@ Invocation unwrap(Invocation invocation)
     if (!invocation.verb || !invocation.verb->wrapsCommand)
         return invocation;
     if (invocation.rest.isEmpty())
-        throw Failure(ExitUsage, QStringLiteral("%1: which verb? See `correctionctl %1 --help`")
-                                     .arg(QLatin1String(invocation.verb->name)));
+        throw Failure(
+            ExitUsage,
+            QStringLiteral("%1: which verb? See `correctionctl %1 --help`").arg(QLatin1String(invocation.verb->name)));
     const QString option = QStringLiteral("--") + QLatin1String(invocation.verb->name);
     Invocation inner = parseCommandLine(invocation.rest);
     if (inner.verb && inner.verb->wrapsCommand)
@@ -50,8 +51,8 @@ void tell(int exit, const QString &message)
     if (!cause.isEmpty())
         Output::note(QStringLiteral("  the library says: %1").arg(cause));
     if (const ExitCode *code = explain(exit))
-        Output::note(QStringLiteral("  %1 %2").arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""),
-                                                   QLatin1String(code->next))
+        Output::note(QStringLiteral("  %1 %2")
+                         .arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""), QLatin1String(code->next))
                          .replace(QStringLiteral("   "), QStringLiteral("  ")));
 }
 
@@ -84,7 +85,8 @@ void runAgainstRecording(Session &session)
                                                                {QStringLiteral("remaining"), replayed.remaining},
                                                                {QStringLiteral("difference"), replayed.difference}});
     if (!replayed.difference.isEmpty())
-        throw Failure(ExitDifferent, QStringLiteral("the conversation differs from the recording: %1").arg(replayed.difference));
+        throw Failure(ExitDifferent,
+                      QStringLiteral("the conversation differs from the recording: %1").arg(replayed.difference));
     if (failure)
         throw Failure(*failure);
     session.out().line(QStringLiteral("replayed: %1 answered, %2 of the recording left")
@@ -109,8 +111,8 @@ int runProgram(const QStringList &arguments)
     Interrupt::install();
     LibraryLog::install(arguments.contains(QStringLiteral("--verbose")) || arguments.contains(QStringLiteral("-v")));
     // Whether a wrong command line is answered as JSON cannot be asked of the parser that refused it.
-    Output output(arguments.contains(QStringLiteral("--json")), arguments.contains(QStringLiteral("--quiet"))
-                                                                     || arguments.contains(QStringLiteral("-q")));
+    Output output(arguments.contains(QStringLiteral("--json")),
+                  arguments.contains(QStringLiteral("--quiet")) || arguments.contains(QStringLiteral("-q")));
     int exit = ExitSuccess;
     QString message;
     QString verb;
@@ -139,9 +141,11 @@ int runProgram(const QStringList &arguments)
             message = failure.text();
         }
     }
+    // What was printed before the trouble stands above it.
+    const bool complete = output.finish(verb, exit, message);
     if (!message.isEmpty())
         tell(exit, message);
-    if (!output.finish(verb, exit, message) && exit == ExitSuccess) {
+    if (!complete && exit == ExitSuccess) {
         exit = ExitCannotWrite;
         if (!Output::readerGone())
             tell(exit, QStringLiteral("standard output does not take what is written"));

@@ -31,7 +31,8 @@ void reportDone(Session &session, ICabinet &cabinet, const QString &done)
 void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QString &value)
 {
     session.out().data({{QStringLiteral("target"), cabinet.getID()},
-                        {QStringLiteral("settings"), QJsonArray{QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), value}}}}});
+                        {QStringLiteral("settings"),
+                         QJsonArray{QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), value}}}}});
     if (!session.dryRun())
         session.out().line(QStringLiteral("%1: %2 set to %3").arg(subject(cabinet), name, value));
 }
@@ -87,7 +88,8 @@ void cabinetRead(Session &session)
     const QRect rect = session.cabinetInfo(cabinet).rect;
     const CoefficientPtr grid(CoefficientFactory::getCoefficient(kind, rect.height(), rect.width()));
     if (!grid)
-        throw Failure(enNotSupported, QStringLiteral("%1: %2 coefficients cannot be read").arg(subject(cabinet), kindText(kind)));
+        throw Failure(enNotSupported,
+                      QStringLiteral("%1: %2 coefficients cannot be read").arg(subject(cabinet), kindText(kind)));
     checkCabinet(cabinet.tryGetCoefficients(*grid), cabinet, QStringLiteral("reading %1 coefficients").arg(kindText(kind)));
     writeGrid(path, fromLibrary(*grid), session.arguments().integer("--channel"));
     reportTransfer(session, QStringLiteral("read into"), subject(cabinet), QRect(QPoint(), rect.size()), kind, path);
@@ -106,12 +108,15 @@ void cabinetWrite(Session &session)
     const QSize size = grid.size.isValid() ? grid.size : room;
     if (size.isEmpty() || size.width() > room.width() || size.height() > room.height())
         throw Failure(enArgumentMismatch, QStringLiteral("%1: %2 pixels at %3,%4 do not fit into its %5")
-                                              .arg(path, sizeText(size), QString::number(position.x()), QString::number(position.y()), sizeText(whole)));
+                                              .arg(path, sizeText(size), QString::number(position.x()),
+                                                   QString::number(position.y()), sizeText(whole)));
     grid = readGridFor(path, size, kind);
     const CoefficientPtr values = toLibrary(grid, kind);
-    checkCabinet(cabinet.setCoefficients(position, *values), cabinet, QStringLiteral("writing %1 coefficients").arg(kindText(kind)));
+    checkCabinet(cabinet.setCoefficients(position, *values), cabinet,
+                 QStringLiteral("writing %1 coefficients").arg(kindText(kind)));
     if (session.arguments().has("--save"))
-        checkCabinet(cabinet.saveParameter(EnumSaveType(int(kind))), cabinet, QStringLiteral("everything is written, but saving failed"));
+        checkCabinet(cabinet.saveParameter(EnumSaveType(int(kind))), cabinet,
+                     QStringLiteral("everything is written, but saving failed"));
     reportWrite(session, subject(cabinet), QRect(position, size), kind, path, session.arguments().has("--save"));
 }
 
@@ -119,7 +124,8 @@ void cabinetSave(Session &session)
 {
     ICabinet &cabinet = session.cabinet();
     const EnumCoefficientType kind = session.arguments().kind();
-    checkCabinet(cabinet.saveParameter(EnumSaveType(int(kind))), cabinet, QStringLiteral("saving %1 coefficients").arg(kindText(kind)));
+    checkCabinet(cabinet.saveParameter(EnumSaveType(int(kind))), cabinet,
+                 QStringLiteral("saving %1 coefficients").arg(kindText(kind)));
     reportDone(session, cabinet, QStringLiteral("saved"));
 }
 
@@ -148,7 +154,11 @@ void cabinetBrightness(Session &session)
     const int value = session.arguments().integer("VALUE");
     // The library does not report a brightness that the device refused, so it is judged here.
     if (known == enSuccess && range.max > 0 && (quint32(value) < range.min || quint32(value) > range.max))
-        throw Failure(enOutOfRange, QStringLiteral("%1: brightness %2 lies outside %3 to %4").arg(subject(cabinet)).arg(value).arg(range.min).arg(range.max));
+        throw Failure(enOutOfRange, QStringLiteral("%1: brightness %2 lies outside %3 to %4")
+                                        .arg(subject(cabinet))
+                                        .arg(value)
+                                        .arg(range.min)
+                                        .arg(range.max));
     checkCabinet(cabinet.setBrightness(value), cabinet, QStringLiteral("setting the brightness"));
     reportSetting(session, cabinet, QStringLiteral("brightness"), QString::number(value));
 }
@@ -180,7 +190,8 @@ void cabinetGamma(Session &session)
     ICabinet &cabinet = session.cabinet();
     GammaTables tables;
     checkCabinet(cabinet.getGammaTable(tables), cabinet, QStringLiteral("reading the gamma tables"));
-    session.out().data({{QStringLiteral("target"), cabinet.getID()}, {QStringLiteral("gamma"), gammaJson(tables, cabinetChannels())}});
+    session.out().data(
+        {{QStringLiteral("target"), cabinet.getID()}, {QStringLiteral("gamma"), gammaJson(tables, cabinetChannels())}});
     session.out().line(gammaSummary(tables, cabinetChannels()) + QStringLiteral("; --json prints them"));
 }
 
@@ -256,27 +267,34 @@ void cabinetFlash(Session &session)
                                     {QStringLiteral("output"), card.outPutId},
                                     {QStringLiteral("rect"), rectJson(rect)},
                                     {QStringLiteral("good"), module.resutlt}});
-            rows.append({QString::number(card.rxcardId), QString::number(card.outPutId), rectText(rect), QLatin1String(module.resutlt ? "good" : "bad")});
+            rows.append({QString::number(card.rxcardId), QString::number(card.outPutId), rectText(rect),
+                         QLatin1String(module.resutlt ? "good" : "bad")});
         }
     }
-    session.out().data({{QStringLiteral("target"), cabinet.getID()}, {QStringLiteral("modules"), list}, {QStringLiteral("usable"), support == enSuccess}});
-    session.out().table({QStringLiteral("CARD"), QStringLiteral("OUTPUT"), QStringLiteral("RECT"), QStringLiteral("FLASH")}, rows);
+    session.out().data({{QStringLiteral("target"), cabinet.getID()},
+                        {QStringLiteral("modules"), list},
+                        {QStringLiteral("usable"), support == enSuccess}});
+    session.out().table({QStringLiteral("CARD"), QStringLiteral("OUTPUT"), QStringLiteral("RECT"), QStringLiteral("FLASH")},
+                        rows);
     checkCabinet(support, cabinet, QStringLiteral("its modules' flash memory cannot be used"));
 }
 
 void cabinetModuleSave(Session &session)
 {
-    onModules(session, &ICabinet::saveModuleCoefficient, "saving into the modules' flash memory", "saved into the modules' flash memory");
+    onModules(session, &ICabinet::saveModuleCoefficient, "saving into the modules' flash memory",
+              "saved into the modules' flash memory");
 }
 
 void cabinetModuleReload(Session &session)
 {
-    onModules(session, &ICabinet::reloadModuleCoefficient, "loading from the modules' flash memory", "loaded from the modules' flash memory");
+    onModules(session, &ICabinet::reloadModuleCoefficient, "loading from the modules' flash memory",
+              "loaded from the modules' flash memory");
 }
 
 void cabinetModuleClear(Session &session)
 {
-    onModules(session, &ICabinet::clearModuleCoefficient, "clearing the modules' flash memory", "modules' flash memory cleared");
+    onModules(session, &ICabinet::clearModuleCoefficient, "clearing the modules' flash memory",
+              "modules' flash memory cleared");
 }
 
 void cabinetModuleFlag(Session &session)
@@ -289,9 +307,11 @@ void cabinetModuleFlag(Session &session)
         CabinetsModuleFlag flag;
         flag.id = pair.section(QLatin1Char('='), 0, 0);
         flag.flag = pair.section(QLatin1Char('='), 1);
-        const bool known = std::any_of(modules.cbegin(), modules.cend(), [&flag](const ModuleInfo *module) { return module->id == flag.id; });
+        const bool known = std::any_of(modules.cbegin(), modules.cend(),
+                                       [&flag](const ModuleInfo *module) { return module->id == flag.id; });
         if (!known)
-            throw Failure(ExitUnknown, QStringLiteral("%1: module \"%2\": unknown; `flags` lists all").arg(subject(cabinet), flag.id));
+            throw Failure(ExitUnknown,
+                          QStringLiteral("%1: module \"%2\": unknown; `flags` lists all").arg(subject(cabinet), flag.id));
         flags.append(flag);
         texts.append(pair);
     }
@@ -308,7 +328,8 @@ void cabinetSupport(Session &session)
     session.out().data({{QStringLiteral("support"), QJsonArray{entry}}});
     QVector<QStringList> rows;
     for (auto feature = entry.begin(); feature != entry.end(); ++feature)
-        rows.append({feature.key(), feature.value().isBool() ? QLatin1String(feature.value().toBool() ? "yes" : "no") : QString::number(feature.value().toInt())});
+        rows.append({feature.key(), feature.value().isBool() ? QLatin1String(feature.value().toBool() ? "yes" : "no")
+                                                             : QString::number(feature.value().toInt())});
     session.out().table({QStringLiteral("FEATURE"), QStringLiteral("VALUE")}, rows);
 }
 

@@ -21,8 +21,7 @@ QString fromCli(const std::string &text)
 class Parser
 {
 public:
-    Parser()
-        : m_app("", "correctionctl")
+    Parser() : m_app("", "correctionctl")
     {
         m_app.set_help_flag("-h,--help", "");
         m_app.require_subcommand(1, 1);
@@ -140,7 +139,8 @@ private:
     QString reasonOf(const CLI::ParseError &error, const QString &name) const
     {
         const bool incomplete = name.isEmpty() || familyOf(name);
-        const bool noVerb = dynamic_cast<const CLI::RequiredError *>(&error) && fromCli(error.what()).contains(QLatin1String("ubcommand"));
+        const bool noVerb =
+            dynamic_cast<const CLI::RequiredError *>(&error) && fromCli(error.what()).contains(QLatin1String("ubcommand"));
         if (!incomplete || !(noVerb || dynamic_cast<const CLI::ExtrasError *>(&error)))
             return fromCli(error.what()).simplified();
         const std::vector<std::string> unknown = m_app.remaining(true);

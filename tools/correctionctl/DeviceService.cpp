@@ -11,7 +11,8 @@ namespace {
 
 [[noreturn]] void refuse(const char *what)
 {
-    throw Failure(ExitNoWall, QStringLiteral("this program is linked with a device service, which cannot %1").arg(QLatin1String(what)));
+    throw Failure(ExitNoWall,
+                  QStringLiteral("this program is linked with a device service, which cannot %1").arg(QLatin1String(what)));
 }
 
 } // namespace
@@ -26,18 +27,14 @@ bool forgetsUploads()
     return false;
 }
 
-void open(const QString &)
-{
-}
+void open(const QString &) {}
 
 void openRecording(const QString &)
 {
     refuse("answer from a recording");
 }
 
-void close()
-{
-}
+void close() {}
 
 void holdBackWrites()
 {
@@ -55,9 +52,7 @@ QVector<Exchange> heldBack()
     return {};
 }
 
-void forgetExchanges()
-{
-}
+void forgetExchanges() {}
 
 void record(const QString &)
 {

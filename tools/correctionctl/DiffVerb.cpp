@@ -26,9 +26,10 @@ struct Difference {
 
     int worst() const
     {
-        const auto found = std::max_element(channels.cbegin(), channels.cend(), [](const Channel &left, const Channel &right) {
-            return std::make_pair(left.largest, left.differing) < std::make_pair(right.largest, right.differing);
-        });
+        const auto found =
+            std::max_element(channels.cbegin(), channels.cend(), [](const Channel &left, const Channel &right) {
+                return std::make_pair(left.largest, left.differing) < std::make_pair(right.largest, right.differing);
+            });
         return int(found - channels.cbegin());
     }
 };
@@ -70,7 +71,9 @@ void completeSize(Grid &grid, const Grid &other, const QString &path)
     }
     const qint64 expected = qint64(other.size.width()) * other.size.height() * other.length;
     if (grid.values.size() != expected)
-        throw Failure(ExitBadData, QStringLiteral("%1: %2 numbers; the other side has %3").arg(path).arg(grid.values.size()).arg(expected));
+        throw Failure(
+            ExitBadData,
+            QStringLiteral("%1: %2 numbers; the other side has %3").arg(path).arg(grid.values.size()).arg(expected));
     grid.size = other.size;
     grid.length = other.length;
 }
@@ -107,14 +110,17 @@ void diff(Session &session)
     }
     if (a.values.isEmpty() || a.size != b.size || a.length != b.length)
         throw Failure(ExitBadData, QStringLiteral("%1 has %2 pixels of %3, %4 has %5 of %6")
-                                       .arg(pathA, sizeText(a.size), counted(a.length, "value"), nameB, sizeText(b.size), counted(b.length, "value")));
+                                       .arg(pathA, sizeText(a.size), counted(a.length, "value"), nameB, sizeText(b.size),
+                                            counted(b.length, "value")));
 
     const Difference difference = compare(a, b);
     QJsonArray channels;
     QVector<QStringList> rows;
     for (int k = 0; k < difference.channels.size(); ++k) {
         const Channel &channel = difference.channels[k];
-        channels.append(QJsonObject{{QStringLiteral("channel"), k}, {QStringLiteral("differing"), channel.differing}, {QStringLiteral("largest"), channel.largest}});
+        channels.append(QJsonObject{{QStringLiteral("channel"), k},
+                                    {QStringLiteral("differing"), channel.differing},
+                                    {QStringLiteral("largest"), channel.largest}});
         if (channel.differing > 0)
             rows.append({QString::number(k), QString::number(channel.differing), QString::number(channel.largest)});
     }
@@ -129,9 +135,11 @@ void diff(Session &session)
         session.out().table({QStringLiteral("CHANNEL"), QStringLiteral("PIXELS"), QStringLiteral("LARGEST")}, rows);
     if (arguments.has("--picture"))
         writeGrid(arguments.text("--picture"), difference.largest, 0);
-    const QString summary = QStringLiteral("%1 of %2 differ").arg(QString::number(difference.differing), counted(difference.pixels, "pixel"));
+    const QString summary =
+        QStringLiteral("%1 of %2 differ").arg(QString::number(difference.differing), counted(difference.pixels, "pixel"));
     if (!same)
-        throw Failure(ExitDifferent, QStringLiteral("%1 and %2: %3, worst in channel %4").arg(pathA, nameB, summary, QString::number(difference.worst())));
+        throw Failure(ExitDifferent, QStringLiteral("%1 and %2: %3, worst in channel %4")
+                                         .arg(pathA, nameB, summary, QString::number(difference.worst())));
     session.out().line(summary);
 }
 

@@ -30,15 +30,12 @@ QString cut(const QString &text, int longest)
 class Walk
 {
 public:
-    explicit Walk(Session &session)
-        : m_session(session)
-    {
-    }
+    explicit Walk(Session &session) : m_session(session) {}
 
     /// `expected`: a code that is an answer and no trouble. `strict`: a call that was answered false is trouble whatever the
     /// operation made of it; discovery leaves such devices out and goes on.
-    EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation, EnumErrorCode expected = enSuccess,
-                       bool strict = false)
+    EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation,
+                       EnumErrorCode expected = enSuccess, bool strict = false)
     {
         Service::forgetExchanges();
         LibraryLog::forget();
@@ -47,11 +44,14 @@ public:
         QStringList lines;
         QStringList silent;
         for (const Service::Exchange &exchange : Service::exchanges()) {
-            lines.append(QStringLiteral("       %1 %2 ms").arg(cut(exchange.request, longestShown)).arg(exchange.milliseconds, 0, 'f', 1));
-            lines.append(QStringLiteral("         -> %1%2%3")
-                             .arg(QLatin1String(exchange.success ? "true" : "false"),
-                                  exchange.answer.isEmpty() ? QString() : QLatin1Char(' ') + cut(exchange.answer, longestShown),
-                                  exchange.note.isEmpty() ? QString() : QStringLiteral(" -- ") + exchange.note));
+            lines.append(QStringLiteral("       %1 %2 ms")
+                             .arg(cut(exchange.request, longestShown))
+                             .arg(exchange.milliseconds, 0, 'f', 1));
+            lines.append(
+                QStringLiteral("         -> %1%2%3")
+                    .arg(QLatin1String(exchange.success ? "true" : "false"),
+                         exchange.answer.isEmpty() ? QString() : QLatin1Char(' ') + cut(exchange.answer, longestShown),
+                         exchange.note.isEmpty() ? QString() : QStringLiteral(" -- ") + exchange.note));
             calls.append(QJsonObject{{QStringLiteral("operation"), exchange.operation},
                                      {QStringLiteral("device"), exchange.device},
                                      {QStringLiteral("request"), cut(exchange.request, longestReported)},
@@ -67,7 +67,9 @@ public:
         Output &out = m_session.out();
         out.line(QStringLiteral("%1 %2: %3 (%4)%5")
                      .arg(QLatin1String(good ? "ok  " : "BAD "), what, resultName(code), QString::number(code),
-                          good || silent.isEmpty() ? QString() : QStringLiteral(", answered false: device ") + silent.join(QStringLiteral(", "))));
+                          good || silent.isEmpty()
+                              ? QString()
+                              : QStringLiteral(", answered false: device ") + silent.join(QStringLiteral(", "))));
         for (const QString &line : qAsConst(lines))
             out.line(line);
         m_steps.append(QJsonObject{{QStringLiteral("step"), what},
@@ -142,8 +144,9 @@ void examine(Walk &walk, Session &session, const QString &id)
             Coefficient grid;
             return session.cabinet(cabinet.id).tryGetCoefficients(grid);
         });
-        walk.step(name + QStringLiteral("module flash"), [&] { return session.cabinet(cabinet.id).IsSupportFlash(); },
-                  enNotSupported);
+        walk.step(
+            name + QStringLiteral("module flash"), [&] { return session.cabinet(cabinet.id).IsSupportFlash(); },
+            enNotSupported);
     }
 }
 
@@ -159,7 +162,8 @@ void doctor(Session &session)
         manager->init();
         return enSuccess;
     });
-    const EnumErrorCode discovered = walk.step(QStringLiteral("discovering the screens"), [&] { return manager->refreshScreen(); }, enSuccess, true);
+    const EnumErrorCode discovered = walk.step(
+        QStringLiteral("discovering the screens"), [&] { return manager->refreshScreen(); }, enSuccess, true);
     session.takeDiscovered();
     if (discovered != enNoDevice) {
         for (const QString &id : session.screenIds())
@@ -174,14 +178,19 @@ void doctor(Session &session)
         const QString meaning = QLatin1String(known ? known->meaning : "A code that this program does not know.");
         const QString next = QLatin1String(known ? known->next : "Look for the library's version.");
         out.line(QStringLiteral("  %1 (%2): %3 %4").arg(resultName(code)).arg(code).arg(meaning, next));
-        explanations.append(QJsonObject{{QStringLiteral("code"), code}, {QStringLiteral("name"), resultName(code)}, {QStringLiteral("meaning"), meaning}, {QStringLiteral("next"), next}});
+        explanations.append(QJsonObject{{QStringLiteral("code"), code},
+                                        {QStringLiteral("name"), resultName(code)},
+                                        {QStringLiteral("meaning"), meaning},
+                                        {QStringLiteral("next"), next}});
     }
     const QStringList silent = walk.silentDevices();
-    const QString verdict = walk.troubles() == 0
-                                ? QStringLiteral("no trouble found")
-                                : QStringLiteral("%1 failed%2").arg(counted(walk.troubles(), "step"),
-                                                                   silent.isEmpty() ? QString()
-                                                                                    : QStringLiteral("; answered false: device ") + silent.join(QStringLiteral(", ")));
+    const QString verdict =
+        walk.troubles() == 0
+            ? QStringLiteral("no trouble found")
+            : QStringLiteral("%1 failed%2")
+                  .arg(counted(walk.troubles(), "step"),
+                       silent.isEmpty() ? QString()
+                                        : QStringLiteral("; answered false: device ") + silent.join(QStringLiteral(", ")));
     const QJsonObject bundle{{QStringLiteral("program"), QStringLiteral("correctionctl " CORRECTIONCTL_VERSION)},
                              {QStringLiteral("service"), Service::name()},
                              {QStringLiteral("system"), QSysInfo::prettyProductName()},

@@ -21,8 +21,9 @@ QString columns(const QVector<QStringList> &rows)
     QString text;
     for (const QStringList &row : rows) {
         const bool long_ = row.at(0).size() > width;
-        text += QStringLiteral("  ") + (long_ ? row.at(0) + QStringLiteral("\n  ") + QString(width, QLatin1Char(' '))
-                                              : row.at(0).leftJustified(width));
+        text += QStringLiteral("  ")
+                + (long_ ? row.at(0) + QStringLiteral("\n  ") + QString(width, QLatin1Char(' '))
+                         : row.at(0).leftJustified(width));
         text += QStringLiteral("  ") + row.at(1) + QLatin1Char('\n');
     }
     return text;
@@ -79,7 +80,8 @@ QString roff(const QString &text)
 {
     QString escaped = text;
     escaped.replace(QLatin1Char('\\'), QStringLiteral("\\e")).replace(QLatin1Char('-'), QStringLiteral("\\-"));
-    return escaped.startsWith(QLatin1Char('.')) || escaped.startsWith(QLatin1Char('\'')) ? QStringLiteral("\\&") + escaped : escaped;
+    return escaped.startsWith(QLatin1Char('.')) || escaped.startsWith(QLatin1Char('\'')) ? QStringLiteral("\\&") + escaped
+                                                                                         : escaped;
 }
 
 QString roffRows(const QVector<QStringList> &rows)
@@ -146,7 +148,8 @@ CompletionTables completionTables()
         }
     }
     for (auto entry = following.cbegin(); entry != following.cend(); ++entry)
-        tables.next += QStringLiteral("    %1) echo %2 ;;\n").arg(shellQuoted(entry.key()), shellQuoted(entry.value().join(QLatin1Char(' '))));
+        tables.next += QStringLiteral("    %1) echo %2 ;;\n")
+                           .arg(shellQuoted(entry.key()), shellQuoted(entry.value().join(QLatin1Char(' '))));
 
     const auto add = [&tables](const QString &path, const QVector<Parameter> &parameters) {
         QStringList options;
@@ -158,11 +161,13 @@ CompletionTables completionTables()
             }
             options.append(parameter.key());
             if (parameter.value != Value::None)
-                tables.values += QStringLiteral("    %1) echo %2 ;;\n")
-                                     .arg(shellQuoted(path + QLatin1Char(' ') + parameter.key()), shellQuoted(completionKind(parameter)));
+                tables.values +=
+                    QStringLiteral("    %1) echo %2 ;;\n")
+                        .arg(shellQuoted(path + QLatin1Char(' ') + parameter.key()), shellQuoted(completionKind(parameter)));
         }
         if (!options.isEmpty())
-            tables.options += QStringLiteral("    %1) echo %2 ;;\n").arg(shellQuoted(path), shellQuoted(options.join(QLatin1Char(' '))));
+            tables.options +=
+                QStringLiteral("    %1) echo %2 ;;\n").arg(shellQuoted(path), shellQuoted(options.join(QLatin1Char(' '))));
         if (!kinds.isEmpty())
             tables.positionals += QStringLiteral("    %1) printf '%s\\n' %2 ;;\n").arg(shellQuoted(path)).arg([&kinds] {
                 QStringList quoted;
@@ -183,9 +188,11 @@ CompletionTables completionTables()
     for (const Parameter &option : globalOptions()) {
         global.append(option.key());
         if (option.value != Value::None)
-            tables.values += QStringLiteral("    *' %1') echo %2 ;;\n").arg(option.key(), shellQuoted(completionKind(option)));
+            tables.values +=
+                QStringLiteral("    *' %1') echo %2 ;;\n").arg(option.key(), shellQuoted(completionKind(option)));
     }
-    tables.options += QStringLiteral("    '*') echo %1 ;;\n").arg(shellQuoted(global.join(QLatin1Char(' ')) + QStringLiteral(" --help")));
+    tables.options +=
+        QStringLiteral("    '*') echo %1 ;;\n").arg(shellQuoted(global.join(QLatin1Char(' ')) + QStringLiteral(" --help")));
     return tables;
 }
 
@@ -195,9 +202,10 @@ QString completionWalk()
 {
     const CompletionTables tables = completionTables();
     return QStringLiteral("_correctionctl_next() {\n  case \"$1\" in\n") + tables.next + QStringLiteral("  esac\n}\n\n")
-           + QStringLiteral("_correctionctl_options() {\n  case \"$1\" in\n") + tables.options + QStringLiteral("  esac\n}\n\n")
-           + QStringLiteral("_correctionctl_value() {\n  case \"$1\" in\n") + tables.values + QStringLiteral("  esac\n}\n\n")
-           + QStringLiteral("_correctionctl_positionals() {\n  case \"$1\" in\n") + tables.positionals + QStringLiteral("  esac\n}\n\n")
+           + QStringLiteral("_correctionctl_options() {\n  case \"$1\" in\n") + tables.options
+           + QStringLiteral("  esac\n}\n\n") + QStringLiteral("_correctionctl_value() {\n  case \"$1\" in\n") + tables.values
+           + QStringLiteral("  esac\n}\n\n") + QStringLiteral("_correctionctl_positionals() {\n  case \"$1\" in\n")
+           + tables.positionals + QStringLiteral("  esac\n}\n\n")
            + QString::fromLatin1(
                "# usage: _correctionctl_walk CURRENT WORDS-BEFORE...\n"
                "_correctionctl_walk() {\n"
@@ -266,7 +274,8 @@ QString helpText()
             + section(QStringLiteral("alone"), standAlone());
     rows.clear();
     for (const ExitCode &code : exitCodes())
-        rows.append({QString::number(code.number).rightJustified(3) + QLatin1Char(' ') + QLatin1String(code.name), QLatin1String(code.meaning)});
+        rows.append({QString::number(code.number).rightJustified(3) + QLatin1Char(' ') + QLatin1String(code.name),
+                     QLatin1String(code.meaning)});
     return text + section(QStringLiteral("exit codes"), rows)
            + QStringLiteral("\n`correctionctl VERB --help` explains a verb.\n");
 }
@@ -281,31 +290,39 @@ QString helpText(const Family &family)
             rows.append({verb.usage().mid(int(qstrlen("correctionctl "))), QLatin1String(verb.help)});
     }
     return QStringLiteral("%1\n").arg(QLatin1String(family.help)) + section(QStringLiteral("verbs"), rows)
-           + section(QStringLiteral("arguments"), titles(family.parameters, false)) + section(QStringLiteral("options"), globalRows());
+           + section(QStringLiteral("arguments"), titles(family.parameters, false))
+           + section(QStringLiteral("options"), globalRows());
 }
 
 QString helpText(const Verb &verb)
 {
     const QVector<Parameter> parameters = allParameters(verb);
     return QStringLiteral("%1\n\nusage: %2\n").arg(QLatin1String(verb.help), verb.usage())
-           + section(QStringLiteral("arguments"), titles(parameters, false)) + section(QStringLiteral("options"), titles(parameters, true))
+           + section(QStringLiteral("arguments"), titles(parameters, false))
+           + section(QStringLiteral("options"), titles(parameters, true))
            + section(QStringLiteral("for every verb"), globalRows())
            + QStringLiteral("\nexample:\n  %1\n").arg(QLatin1String(verb.example));
 }
 
 QString manualPage()
 {
-    QString text = QStringLiteral(".TH CORRECTIONCTL 1 \"\" \"correctionctl " CORRECTIONCTL_VERSION "\" \"User Commands\"\n.SH NAME\ncorrectionctl \\- ");
-    text += roff(tagline) + QStringLiteral("\n.SH SYNOPSIS\n.B correctionctl\n[\\fIOPTIONS\\fR] \\fIVERB\\fR [\\fIARGUMENTS\\fR]\n");
-    text += QStringLiteral(
-        ".SH DESCRIPTION\nReads and writes the correction coefficients of LED walls, and the display parameters that go with them, on a "
-        "virtual wall or through the device service that the program was linked with.\n.PP\nFiles of coefficients are known by their "
-        "extension: \\fI.npy\\fR is a NumPy array of the shape (rows, columns, 9) of little\\-endian uint16, \\fI.json\\fR a flat array of "
-        "numbers without the grid's size, \\fI.png\\fR a 16\\-bit grey preview of one value of each pixel. A file is written to a temporary "
-        "one and renamed.\n.SH OPTIONS\n");
+    QString text = QStringLiteral(".TH CORRECTIONCTL 1 \"\" \"correctionctl " CORRECTIONCTL_VERSION
+                                  "\" \"User Commands\"\n.SH NAME\ncorrectionctl \\- ");
+    text += roff(tagline)
+            + QStringLiteral("\n.SH SYNOPSIS\n.B correctionctl\n[\\fIOPTIONS\\fR] \\fIVERB\\fR [\\fIARGUMENTS\\fR]\n");
+    text += QStringLiteral(".SH DESCRIPTION\nReads and writes the correction coefficients of LED walls, and the display "
+                           "parameters that go with them, on a "
+                           "virtual wall or through the device service that the program was linked with.\n.PP\nFiles of "
+                           "coefficients are known by their "
+                           "extension: \\fI.npy\\fR is a NumPy array of the shape (rows, columns, 9) of little\\-endian "
+                           "uint16, \\fI.json\\fR a flat array of "
+                           "numbers without the grid's size, \\fI.png\\fR a 16\\-bit grey preview of one value of each "
+                           "pixel. A file is written to a temporary "
+                           "one and renamed.\n.SH OPTIONS\n");
     text += roffRows(globalRows() + standAlone()) + QStringLiteral(".SH VERBS\n");
     for (const Verb &verb : verbs()) {
-        text += QStringLiteral(".SS \"%1\"\n%2.\n.PP\n\\fB%3\\fR\n").arg(roff(QLatin1String(verb.name)), roff(QLatin1String(verb.help)), roff(verb.usage()));
+        text += QStringLiteral(".SS \"%1\"\n%2.\n.PP\n\\fB%3\\fR\n")
+                    .arg(roff(QLatin1String(verb.name)), roff(QLatin1String(verb.help)), roff(verb.usage()));
         text += roffRows(titles(allParameters(verb), false) + titles(allParameters(verb), true));
         text += QStringLiteral(".PP\nExample:\n.PP\n.RS\n.nf\n%1\n.fi\n.RE\n").arg(roff(QLatin1String(verb.example)));
     }
@@ -313,7 +330,8 @@ QString manualPage()
     for (const ExitCode &code : exitCodes())
         text += roffRows({{QStringLiteral("%1 (%2)").arg(code.number).arg(QLatin1String(code.name)),
                            QStringLiteral("%1 %2").arg(QLatin1String(code.meaning), QLatin1String(code.next))}});
-    text += QStringLiteral("A screen write answers the bitwise OR of its devices' codes, which makes exit codes up to 15.\n");
+    text +=
+        QStringLiteral("A screen write answers the bitwise OR of its devices' codes, which makes exit codes up to 15.\n");
     text += QStringLiteral(".SH ENVIRONMENT\n")
             + roffRows({{QStringLiteral("NO_COLOR"), QStringLiteral("If set, nothing is coloured.")},
                         {QStringLiteral("QT_LOGGING_RULES"),
@@ -323,29 +341,36 @@ QString manualPage()
 
 QString completion(const QString &shell)
 {
-    const QString head = QStringLiteral("# Completion of correctionctl, made by `correctionctl --completion %1`.\n\n").arg(shell);
+    const QString head =
+        QStringLiteral("# Completion of correctionctl, made by `correctionctl --completion %1`.\n\n").arg(shell);
     if (shell == QLatin1String("bash"))
         return head + completionWalk()
-               + QString::fromLatin1("_correctionctl() {\n"
-                                     "  local current=\"${COMP_WORDS[COMP_CWORD]}\" candidate\n"
-                                     "  COMPREPLY=()\n"
-                                     "  while IFS= read -r candidate; do\n"
-                                     "    case \"$candidate\" in\n"
-                                     "      @file) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- \"$current\"); compopt -o filenames ;;\n"
-                                     "      @directory) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -d -- \"$current\"); compopt -o filenames ;;\n"
-                                     "      @wall) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W 'demo uhd stadium broken' -- \"$current\"; compgen -f -- \"$current\") ;;\n"
-                                     "      @screen) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W \"$(_correctionctl_screens \"${COMP_WORDS[@]}\")\" -- \"$current\") ;;\n"
-                                     "      @none|'') ;;\n"
-                                     "      *) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W \"$candidate\" -- \"$current\") ;;\n"
-                                     "    esac\n"
-                                     "  done < <(_correctionctl_walk \"$current\" \"${COMP_WORDS[@]:1:COMP_CWORD-1}\")\n"
-                                     "}\n\n"
-                                     "complete -F _correctionctl correctionctl\n");
+               + QString::fromLatin1(
+                   "_correctionctl() {\n"
+                   "  local current=\"${COMP_WORDS[COMP_CWORD]}\" candidate\n"
+                   "  COMPREPLY=()\n"
+                   "  while IFS= read -r candidate; do\n"
+                   "    case \"$candidate\" in\n"
+                   "      @file) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- \"$current\"); compopt -o "
+                   "filenames ;;\n"
+                   "      @directory) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -d -- \"$current\"); compopt -o "
+                   "filenames ;;\n"
+                   "      @wall) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W 'demo uhd stadium broken' -- "
+                   "\"$current\"; compgen -f -- \"$current\") ;;\n"
+                   "      @screen) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W \"$(_correctionctl_screens "
+                   "\"${COMP_WORDS[@]}\")\" -- \"$current\") ;;\n"
+                   "      @none|'') ;;\n"
+                   "      *) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W \"$candidate\" -- \"$current\") ;;\n"
+                   "    esac\n"
+                   "  done < <(_correctionctl_walk \"$current\" \"${COMP_WORDS[@]:1:COMP_CWORD-1}\")\n"
+                   "}\n\n"
+                   "complete -F _correctionctl correctionctl\n");
     if (shell == QLatin1String("zsh"))
         return QStringLiteral("#compdef correctionctl\n") + head + completionWalk()
                + QString::fromLatin1("_correctionctl() {\n"
                                      "  local candidate\n"
-                                     "  _correctionctl_walk \"${words[CURRENT]}\" \"${(@)words[2,CURRENT-1]}\" | while IFS= read -r candidate; do\n"
+                                     "  _correctionctl_walk \"${words[CURRENT]}\" \"${(@)words[2,CURRENT-1]}\" | while IFS= "
+                                     "read -r candidate; do\n"
                                      "    case \"$candidate\" in\n"
                                      "      @file) _files ;;\n"
                                      "      @directory) _files -/ ;;\n"

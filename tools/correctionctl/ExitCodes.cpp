@@ -14,10 +14,13 @@ const QVector<ExitCode> &exitCodes()
          "An argument does not suit its target: the kind of a grid, its place in a cabinet, an empty list, a pattern that "
          "does not come out even.",
          "Compare the argument with what `show` and `cabinet CID info` print; multilayer grids cannot be read."},
-        {2, "enOutOfRange", "A rectangle outside the screen, or a number of values that does not match a grid's size.",
-         "Take a rectangle inside the one that `show` prints."},
+        {2, "enOutOfRange",
+         "A rectangle outside the screen, a brightness outside its range, or a number of values that does not match a "
+         "grid's size.",
+         "Stay inside what `show` prints."},
         {3, "enInvalidParameter",
-         "A needed object or datum is missing: a cabinet that is not registered, a device that does not answer about itself, "
+         "A needed object or datum is missing: a cabinet that is not registered, a device that does not answer about "
+         "itself, "
          "an empty reply.",
          "Look at the tree for what is missing, then run `doctor`."},
         {4, "enFileError", "A cabinet's configuration file could not be opened, read or written.",
@@ -51,7 +54,8 @@ const QVector<ExitCode> &exitCodes()
 const ExitCode *explain(int exit)
 {
     const auto &codes = exitCodes();
-    const auto found = std::find_if(codes.cbegin(), codes.cend(), [exit](const ExitCode &code) { return code.number == exit; });
+    const auto found =
+        std::find_if(codes.cbegin(), codes.cend(), [exit](const ExitCode &code) { return code.number == exit; });
     return found == codes.cend() ? nullptr : &*found;
 }
 

@@ -45,11 +45,7 @@ QString resultName(int code);
 class Failure : public std::exception
 {
 public:
-    Failure(int exit, const QString &text)
-        : m_exit(exit)
-        , m_text(text)
-    {
-    }
+    Failure(int exit, const QString &text) : m_exit(exit), m_text(text) {}
     int exit() const { return m_exit; }
     const QString &text() const { return m_text; }
     const char *what() const noexcept override { return "a verb failed"; }

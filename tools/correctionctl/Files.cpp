@@ -129,14 +129,18 @@ Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kin
         const qint64 expected = qint64(size.width()) * size.height() * length;
         if (grid.values.size() != expected)
             throw badFile(path, QStringLiteral("%1 numbers; the rectangle of %2 pixels needs %3")
-                                    .arg(grid.values.size()).arg(sizeText(size)).arg(expected));
+                                    .arg(grid.values.size())
+                                    .arg(sizeText(size))
+                                    .arg(expected));
         grid.size = size;
         grid.length = length;
     }
     if (grid.size != size)
         throw badFile(path, QStringLiteral("%1 pixels; the rectangle has %2").arg(sizeText(grid.size), sizeText(size)));
     if (grid.length != length)
-        throw badFile(path, QStringLiteral("%1 for each pixel; %2 needs %3").arg(counted(grid.length, "value"), kindText(kind)).arg(length));
+        throw badFile(
+            path,
+            QStringLiteral("%1 for each pixel; %2 needs %3").arg(counted(grid.length, "value"), kindText(kind)).arg(length));
     if (kind == enMultilayerCoefficient
         && std::any_of(grid.values.cbegin(), grid.values.cend(), [](quint16 value) { return value > 255; }))
         throw badFile(path, QStringLiteral("values above 255; multilayer takes bytes"));
@@ -236,9 +240,7 @@ void commit(QSaveFile &file)
         throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
 }
 
-TemporaryNeighbour::TemporaryNeighbour(const QString &path)
-    : m_target(path)
-    , m_file(path + QStringLiteral(".XXXXXX"))
+TemporaryNeighbour::TemporaryNeighbour(const QString &path) : m_target(path), m_file(path + QStringLiteral(".XXXXXX"))
 {
     if (!m_file.open())
         throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(path, m_file.errorString()));

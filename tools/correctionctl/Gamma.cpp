@@ -39,13 +39,16 @@ QString gammaSummary(const GammaTables &tables, const GammaChannels &channels)
 {
     QStringList parts;
     for (std::size_t i = 0; i < channels.size(); ++i)
-        parts.append(QStringLiteral("%1 %2").arg(QLatin1String(colours[i])).arg(tables.value(EnumGammaType(channels[i])).size()));
+        parts.append(
+            QStringLiteral("%1 %2").arg(QLatin1String(colours[i])).arg(tables.value(EnumGammaType(channels[i])).size()));
     return parts.join(QStringLiteral(", ")) + QStringLiteral(" entries");
 }
 
 GammaTables readGamma(const QString &path, const GammaChannels &channels)
 {
-    const auto refuse = [&path](const QString &reason) { return Failure(ExitBadData, path + QStringLiteral(": ") + reason); };
+    const auto refuse = [&path](const QString &reason) {
+        return Failure(ExitBadData, path + QStringLiteral(": ") + reason);
+    };
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(readFile(path), &error);
     if (error.error != QJsonParseError::NoError)

@@ -50,12 +50,14 @@ void onStore(Session &session, Operation user, Operation factory, Operation modu
 
 void groupSave(Session &session)
 {
-    onStore(session, &ICabinets::saveUserCoefficient, &ICabinets::saveFactoryCoefficient, &ICabinets::saveModuleCoefficient, "save");
+    onStore(session, &ICabinets::saveUserCoefficient, &ICabinets::saveFactoryCoefficient, &ICabinets::saveModuleCoefficient,
+            "save");
 }
 
 void groupShow(Session &session)
 {
-    onStore(session, &ICabinets::showUserCoefficient, &ICabinets::showFactoryCoefficient, &ICabinets::showModuleCoefficient, "show");
+    onStore(session, &ICabinets::showUserCoefficient, &ICabinets::showFactoryCoefficient, &ICabinets::showModuleCoefficient,
+            "show");
 }
 
 void groupClear(Session &session)
@@ -72,7 +74,9 @@ void groupAverage(Session &session)
     auto &averages = *new (storage) QList<ICabinetCoefficient>;
     const bool get = session.arguments().text("DIRECTION") == QLatin1String("get");
     const EnumErrorCode code = get ? group->getAvgCoeffcient(averages) : group->setAvgCoefficient(averages);
-    report(session, code, QStringLiteral("%1 averaged coefficients (%2)").arg(session.arguments().text("DIRECTION"), counted(averages.size(), "entry")));
+    report(session, code,
+           QStringLiteral("%1 averaged coefficients (%2)")
+               .arg(session.arguments().text("DIRECTION"), counted(averages.size(), "entry")));
 }
 
 void groupSolid(Session &session)

@@ -17,10 +17,7 @@ const QByteArray magic("\x93NUMPY");
 class HeaderReader
 {
 public:
-    explicit HeaderReader(const QByteArray &text)
-        : m_text(text)
-    {
-    }
+    explicit HeaderReader(const QByteArray &text) : m_text(text) {}
 
     bool read()
     {
@@ -129,8 +126,8 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
     const int begin = version == 1 ? 10 : 12;
     if (file.size() < begin)
         return cut();
-    const qint64 headerSize = version == 1 ? qFromLittleEndian<quint16>(file.constData() + 8)
-                                           : qFromLittleEndian<quint32>(file.constData() + 8);
+    const qint64 headerSize =
+        version == 1 ? qFromLittleEndian<quint16>(file.constData() + 8) : qFromLittleEndian<quint32>(file.constData() + 8);
     if (headerSize > file.size() - begin)
         return cut();
     HeaderReader header(file.mid(begin, int(headerSize)));

@@ -46,11 +46,7 @@ QString bold(const QString &text)
 
 } // namespace
 
-Output::Output(bool json, bool quiet)
-    : m_json(json)
-    , m_quiet(quiet)
-{
-}
+Output::Output(bool json, bool quiet) : m_json(json), m_quiet(quiet) {}
 
 void Output::line(const QString &text)
 {
@@ -131,13 +127,14 @@ bool Output::finish(const QString &verb, int exit, const QString &message)
 {
     if (m_json && !m_wroteLines) {
         QJsonObject document = m_beside;
-        const QJsonObject own{{QStringLiteral("format"), QStringLiteral("correctionctl")},
-                                   {QStringLiteral("version"), 1},
-                                   {QStringLiteral("verb"), verb},
-                                   {QStringLiteral("exit"), exit},
-                                   {QStringLiteral("result"), explain(exit) ? QString(QLatin1String(explain(exit)->name)) : resultName(exit)},
-                                   {QStringLiteral("message"), message},
-                                   {QStringLiteral("data"), m_data}};
+        const QJsonObject own{
+            {QStringLiteral("format"), QStringLiteral("correctionctl")},
+            {QStringLiteral("version"), 1},
+            {QStringLiteral("verb"), verb},
+            {QStringLiteral("exit"), exit},
+            {QStringLiteral("result"), explain(exit) ? QString(QLatin1String(explain(exit)->name)) : resultName(exit)},
+            {QStringLiteral("message"), message},
+            {QStringLiteral("data"), m_data}};
         for (auto entry = own.begin(); entry != own.end(); ++entry)
             document.insert(entry.key(), entry.value());
         write(stdout, QJsonDocument(document).toJson());

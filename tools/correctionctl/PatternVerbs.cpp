@@ -11,7 +11,9 @@ namespace {
 
 void report(Session &session, const QString &screenId, const QString &pattern, const QRect &rect)
 {
-    session.out().data({{QStringLiteral("target"), screenId}, {QStringLiteral("pattern"), pattern}, {QStringLiteral("rect"), rectJson(rect)}});
+    session.out().data({{QStringLiteral("target"), screenId},
+                        {QStringLiteral("pattern"), pattern},
+                        {QStringLiteral("rect"), rectJson(rect)}});
     if (!session.dryRun())
         session.out().line(QStringLiteral("%1: %2 over %3").arg(screenId, pattern, rectText(rect)));
 }
@@ -60,7 +62,8 @@ void patternMode(Session &session)
 {
     IScreen &screen = session.screen();
     const int mode = session.arguments().integer("MODE");
-    check(screen.setPixelImageMode(static_cast<unsigned char>(mode)), QStringLiteral("screen %1: choosing image mode %2").arg(screen.getID()).arg(mode));
+    check(screen.setPixelImageMode(static_cast<unsigned char>(mode)),
+          QStringLiteral("screen %1: choosing image mode %2").arg(screen.getID()).arg(mode));
     report(session, screen.getID(), QStringLiteral("mode %1").arg(mode), Session::rectOf(screen));
 }
 

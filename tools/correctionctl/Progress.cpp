@@ -31,9 +31,7 @@ QString timeText(qint64 seconds)
 } // namespace
 
 Progress::Progress(const Output &output, const QString &what, qint64 total)
-    : m_what(what)
-    , m_total(total)
-    , m_enabled(Output::errorIsTerminal() && !output.quiet() && total > 0)
+    : m_what(what), m_total(total), m_enabled(Output::errorIsTerminal() && !output.quiet() && total > 0)
 {
     m_timer.start();
 }
@@ -60,14 +58,16 @@ QString Progress::text(const QString &what, qint64 done, qint64 total, qint64 mi
 {
     const double share = std::min(1.0, double(done) / double(std::max<qint64>(total, 1)));
     const double rate = double(done) * 1000 / double(std::max<qint64>(milliseconds, 1));
-    const QString remaining = rate > 0 ? timeText(qint64(double(std::max<qint64>(total - done, 0)) / rate)) : QStringLiteral("?");
+    const QString remaining =
+        rate > 0 ? timeText(qint64(double(std::max<qint64>(total - done, 0)) / rate)) : QStringLiteral("?");
     const QString head = QStringLiteral("%1 %2%").arg(what).arg(int(share * 100), 3);
     const QString tail = QStringLiteral("%1/s, %2 left").arg(bytesText(rate), remaining);
     const int width = std::min(40, columns - head.size() - tail.size() - 7);
     if (width < 5)
         return head;
     const int filled = int(share * width);
-    return QStringLiteral("%1 [%2%3] %4").arg(head, QString(filled, QLatin1Char('#')), QString(width - filled, QLatin1Char(' ')), tail);
+    return QStringLiteral("%1 [%2%3] %4")
+        .arg(head, QString(filled, QLatin1Char('#')), QString(width - filled, QLatin1Char(' ')), tail);
 }
 
 } // namespace Ctl

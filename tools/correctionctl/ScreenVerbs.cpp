@@ -42,10 +42,13 @@ void screens(Session &session)
                                 {QStringLiteral("rect"), rectJson(rect)},
                                 {QStringLiteral("devices"), QJsonArray::fromStringList(devices)},
                                 {QStringLiteral("cabinets"), cabinets.size()}});
-        rows.append({id, screen.getName(), rectText(rect), QString::number(devices.size()), QString::number(cabinets.size())});
+        rows.append(
+            {id, screen.getName(), rectText(rect), QString::number(devices.size()), QString::number(cabinets.size())});
     }
     session.out().data({{QStringLiteral("screens"), list}});
-    session.out().table({QStringLiteral("ID"), QStringLiteral("NAME"), QStringLiteral("RECT"), QStringLiteral("DEVICES"), QStringLiteral("CABINETS")}, rows);
+    session.out().table({QStringLiteral("ID"), QStringLiteral("NAME"), QStringLiteral("RECT"), QStringLiteral("DEVICES"),
+                         QStringLiteral("CABINETS")},
+                        rows);
 }
 
 void tree(Session &session)
@@ -68,9 +71,12 @@ void tree(Session &session)
                 list.append(cabinetJson(cabinet));
                 session.out().line(QStringLiteral("    cabinet %1 %2").arg(cabinet.id, rectText(cabinet.rect)));
             }
-            devices.append(QJsonObject{{QStringLiteral("device"), key}, {QStringLiteral("rect"), rectJson(rect)}, {QStringLiteral("cabinets"), list}});
+            devices.append(QJsonObject{{QStringLiteral("device"), key},
+                                       {QStringLiteral("rect"), rectJson(rect)},
+                                       {QStringLiteral("cabinets"), list}});
         }
-        screens.append(QJsonObject{{QStringLiteral("id"), id}, {QStringLiteral("name"), screen.getName()}, {QStringLiteral("devices"), devices}});
+        screens.append(QJsonObject{
+            {QStringLiteral("id"), id}, {QStringLiteral("name"), screen.getName()}, {QStringLiteral("devices"), devices}});
     }
     session.out().data({{QStringLiteral("screens"), screens}});
 }
@@ -103,7 +109,8 @@ void show(Session &session)
         data.insert(QStringLiteral("brightness"), QJsonObject{{QStringLiteral("min"), qint64(range.min)},
                                                               {QStringLiteral("max"), qint64(range.max)},
                                                               {QStringLiteral("default"), qint64(range.defaultValue)}});
-        rows.append({QStringLiteral("brightness"), QStringLiteral("%1 to %2, default %3").arg(range.min).arg(range.max).arg(range.defaultValue)});
+        rows.append({QStringLiteral("brightness"),
+                     QStringLiteral("%1 to %2, default %3").arg(range.min).arg(range.max).arg(range.defaultValue)});
     }
     EnumEffectMode mode{};
     if (const EnumErrorCode code = screen.tryGetEffectMode(mode)) {
@@ -152,7 +159,9 @@ void cabinets(Session &session)
         }
     }
     session.out().data({{QStringLiteral("cabinets"), list}});
-    session.out().table({QStringLiteral("ID"), QStringLiteral("SCREEN"), QStringLiteral("DEVICE"), QStringLiteral("RECT"), QStringLiteral("FLAG")}, rows);
+    session.out().table({QStringLiteral("ID"), QStringLiteral("SCREEN"), QStringLiteral("DEVICE"), QStringLiteral("RECT"),
+                         QStringLiteral("FLAG")},
+                        rows);
 }
 
 void features(Session &session)
@@ -170,7 +179,9 @@ void features(Session &session)
     for (const QString &key : Session::devicesOf(Session::cabinetsOf(screen))) {
         const EnumErrorCode code = screen.tryGetSubScreen(key)->isCheckerboardlImage();
         devices.insert(key, resultName(code));
-        rows.append({QStringLiteral("checkerboard on device %1").arg(key), code == enSuccess ? yesNo(true) : code == enNotSupported ? yesNo(false) : resultName(code)});
+        rows.append({QStringLiteral("checkerboard on device %1").arg(key), code == enSuccess        ? yesNo(true)
+                                                                           : code == enNotSupported ? yesNo(false)
+                                                                                                    : resultName(code)});
     }
     session.out().data({{QStringLiteral("features"), map}, {QStringLiteral("checkerboard"), devices}});
     session.out().table({QStringLiteral("FEATURE"), QStringLiteral("SUPPORTED")}, rows);
@@ -185,11 +196,13 @@ void support(Session &session)
     QVector<QStringList> rows;
     for (const CabinetBaseInfo &info : qAsConst(list)) {
         entries.append(supportJson(info));
-        rows.append({yesNo(info.multilayercorrection), QString::number(info.multilayerCorrectionLayer), yesNo(info.fineGrayscale),
-                     yesNo(info.xBitPlus), yesNo(info.magicGray)});
+        rows.append({yesNo(info.multilayercorrection), QString::number(info.multilayerCorrectionLayer),
+                     yesNo(info.fineGrayscale), yesNo(info.xBitPlus), yesNo(info.magicGray)});
     }
     session.out().data({{QStringLiteral("support"), entries}});
-    session.out().table({QStringLiteral("MULTILAYER"), QStringLiteral("LAYERS"), QStringLiteral("FINE GRAYSCALE"), QStringLiteral("X-BIT PLUS"), QStringLiteral("MAGIC GRAY")}, rows);
+    session.out().table({QStringLiteral("MULTILAYER"), QStringLiteral("LAYERS"), QStringLiteral("FINE GRAYSCALE"),
+                         QStringLiteral("X-BIT PLUS"), QStringLiteral("MAGIC GRAY")},
+                        rows);
 }
 
 void watch(Session &session)
@@ -214,9 +227,11 @@ void watch(Session &session)
     QObject::connect(manager, &ScreenManager::signal_screenChanged, &loop, [&] {
         tell(QStringLiteral("screens"), QString(), QString(), QStringLiteral("the screens changed: discover them anew"));
     });
-    QObject::connect(manager, &ScreenManager::signal_screenNameChanged, &loop, [&](const QString &device, const QString &name) {
-        tell(QStringLiteral("name"), device, name, QStringLiteral("device %1: its screen is called \"%2\"").arg(device, name));
-    });
+    QObject::connect(manager, &ScreenManager::signal_screenNameChanged, &loop,
+                     [&](const QString &device, const QString &name) {
+                         tell(QStringLiteral("name"), device, name,
+                              QStringLiteral("device %1: its screen is called \"%2\"").arg(device, name));
+                     });
     Interrupt::quitOnRequest(&loop);
     try {
         session.manager();

@@ -8,11 +8,7 @@ using namespace Correction;
 
 namespace Ctl {
 
-Session::Session(const Invocation &invocation, Output &output)
-    : m_invocation(invocation)
-    , m_output(output)
-{
-}
+Session::Session(const Invocation &invocation, Output &output) : m_invocation(invocation), m_output(output) {}
 
 Session::~Session() = default;
 

@@ -29,14 +29,19 @@ Setting brightnessSetting(int value)
             return; // The devices do not tell: they will judge for themselves.
         if (quint32(value) < range.min || quint32(value) > range.max)
             throw Failure(enOutOfRange, QStringLiteral("screen %1: brightness %2 lies outside %3 to %4")
-                                            .arg(screen.getID()).arg(value).arg(range.min).arg(range.max));
+                                            .arg(screen.getID())
+                                            .arg(value)
+                                            .arg(range.min)
+                                            .arg(range.max));
     };
-    return {QStringLiteral("brightness"), QString::number(value), [value](IScreen &screen) { return screen.setBrightness(value); }, verify};
+    return {QStringLiteral("brightness"), QString::number(value),
+            [value](IScreen &screen) { return screen.setBrightness(value); }, verify};
 }
 
 Setting effectSetting(int mode)
 {
-    return {QStringLiteral("effect"), QString::number(mode), [mode](IScreen &screen) { return screen.setEffectMode(EnumEffectMode(mode)); }};
+    return {QStringLiteral("effect"), QString::number(mode),
+            [mode](IScreen &screen) { return screen.setEffectMode(EnumEffectMode(mode)); }};
 }
 
 Setting xbitSetting(int mode, bool enable)
@@ -47,7 +52,8 @@ Setting xbitSetting(int mode, bool enable)
 
 Setting ablSetting(bool enable)
 {
-    return {QStringLiteral("abl"), QLatin1String(enable ? "on" : "off"), [enable](IScreen &screen) { return screen.setABLEnable(enable); }};
+    return {QStringLiteral("abl"), QLatin1String(enable ? "on" : "off"),
+            [enable](IScreen &screen) { return screen.setABLEnable(enable); }};
 }
 
 Setting gammaSetting(const QString &path)
@@ -75,9 +81,11 @@ Setting multilayerSetting(const QStringList &layers, bool version2)
     }
     const QString text = layers.join(QLatin1Char(' '));
     if (version2)
-        return {QStringLiteral("multilayer"), text, [list](IScreen &screen) { return screen.setMultilayerParameterV2(list); }};
+        return {QStringLiteral("multilayer"), text,
+                [list](IScreen &screen) { return screen.setMultilayerParameterV2(list); }};
     if (list.params.size() != 4)
-        throw Failure(ExitUsage, QStringLiteral("multilayer: %1 given, a parameter set has 4 (--v2 takes any number)").arg(counted(list.params.size(), "layer")));
+        throw Failure(ExitUsage, QStringLiteral("multilayer: %1 given, a parameter set has 4 (--v2 takes any number)")
+                                     .arg(counted(list.params.size(), "layer")));
     MultilayerParam param;
     param.inLayer1 = list.params[0].inLayer;
     param.inLayer2 = list.params[1].inLayer;
@@ -95,7 +103,9 @@ Setting settingOf(const QString &pair)
 {
     const QString name = pair.section(QLatin1Char('='), 0, 0);
     const QString value = pair.section(QLatin1Char('='), 1);
-    const auto refuse = [&pair](const QString &reason) { return Failure(ExitUsage, QStringLiteral("%1: %2").arg(pair, reason)); };
+    const auto refuse = [&pair](const QString &reason) {
+        return Failure(ExitUsage, QStringLiteral("%1: %2").arg(pair, reason));
+    };
     const auto checked = [&](const char *verb, const char *parameterName, const QString &text) {
         for (const Parameter &parameter : verbOf(QLatin1String(verb))->parameters) {
             if (qstrcmp(parameter.name, parameterName) != 0)
@@ -114,7 +124,8 @@ Setting settingOf(const QString &pair)
         return ablSetting(checked("abl", "ENABLE", value) == QLatin1String("on"));
     if (name == QLatin1String("xbit")) {
         const QString mode = checked("xbit", "MODE", value.section(QLatin1Char(':'), 0, 0));
-        return xbitSetting(integer(mode), checked("xbit", "ENABLE", value.section(QLatin1Char(':'), 1)) == QLatin1String("on"));
+        return xbitSetting(integer(mode),
+                           checked("xbit", "ENABLE", value.section(QLatin1Char(':'), 1)) == QLatin1String("on"));
     }
     if (name == QLatin1String("gamma"))
         return gammaSetting(checked("gamma", "FILE", value));
@@ -139,9 +150,11 @@ void change(Session &session, const QVector<Setting> &settings)
         QStringList before;
         for (const QStringList &row : qAsConst(rows))
             before.append(row.first());
-        check(setting.send(screen), QStringLiteral("screen %1: setting %2 to %3%4")
-                                        .arg(screen.getID(), setting.name, setting.value,
-                                             before.isEmpty() ? QString() : QStringLiteral(" (set before it: %1)").arg(before.join(QStringLiteral(", ")))));
+        check(setting.send(screen),
+              QStringLiteral("screen %1: setting %2 to %3%4")
+                  .arg(screen.getID(), setting.name, setting.value,
+                       before.isEmpty() ? QString()
+                                        : QStringLiteral(" (set before it: %1)").arg(before.join(QStringLiteral(", ")))));
         rows.append({setting.name, setting.value});
         list.append(QJsonObject{{QStringLiteral("name"), setting.name}, {QStringLiteral("value"), setting.value}});
     }
@@ -168,7 +181,8 @@ void brightness(Session &session)
     }
     IScreen &screen = session.screen();
     BrightnessRange range;
-    check(screen.getBrightnessRange(range), QStringLiteral("screen %1: asking for the range of brightness").arg(screen.getID()));
+    check(screen.getBrightnessRange(range),
+          QStringLiteral("screen %1: asking for the range of brightness").arg(screen.getID()));
     session.out().data({{QStringLiteral("target"), screen.getID()},
                         {QStringLiteral("min"), qint64(range.min)},
                         {QStringLiteral("max"), qint64(range.max)},
@@ -185,7 +199,8 @@ void gamma(Session &session)
     IScreen &screen = session.screen();
     GammaTables tables;
     check(screen.getGammaTable(tables), QStringLiteral("screen %1: reading the gamma tables").arg(screen.getID()));
-    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("gamma"), gammaJson(tables, screenChannels())}});
+    session.out().data(
+        {{QStringLiteral("target"), screen.getID()}, {QStringLiteral("gamma"), gammaJson(tables, screenChannels())}});
     session.out().line(gammaSummary(tables, screenChannels()) + QStringLiteral("; --json prints them"));
 }
 

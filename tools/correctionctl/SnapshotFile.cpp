@@ -28,8 +28,7 @@ QByteArray lineOf(const QJsonObject &object)
 
 } // namespace
 
-SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int cabinets)
-    : m_file(path)
+SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int cabinets) : m_file(path)
 {
     openForWriting(m_file);
     writeTo(m_file, lineOf({{QStringLiteral("format"), QStringLiteral("correction-snapshot")},
@@ -59,16 +58,18 @@ void SnapshotWriter::finish()
     commit(m_file);
 }
 
-SnapshotReader::SnapshotReader(const QString &path)
-    : m_file(path)
+SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
 {
     if (QFileInfo(path).isDir() || !m_file.open(QIODevice::ReadOnly))
-        throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, QFileInfo(path).isDir() ? QStringLiteral("is a directory") : m_file.errorString()));
+        throw Failure(ExitNoInput,
+                      QStringLiteral("%1: %2").arg(path, QFileInfo(path).isDir() ? QStringLiteral("is a directory")
+                                                                                 : m_file.errorString()));
     const QJsonObject head = line();
     if (head.value(QStringLiteral("format")).toString() != QLatin1String("correction-snapshot"))
         refuse(QStringLiteral("no snapshot"));
     if (head.value(QStringLiteral("version")).toInt() != 1)
-        refuse(QStringLiteral("a snapshot of version %1; this program reads version 1").arg(head.value(QStringLiteral("version")).toVariant().toString()));
+        refuse(QStringLiteral("a snapshot of version %1; this program reads version 1")
+                   .arg(head.value(QStringLiteral("version")).toVariant().toString()));
     m_screenId = head.value(QStringLiteral("screen")).toString();
     const int count = head.value(QStringLiteral("cabinets")).toInt(-1);
     for (int i = 0; i < count; ++i) {
@@ -77,7 +78,8 @@ SnapshotReader::SnapshotReader(const QString &path)
         SnapshotCabinet cabinet;
         cabinet.id = entry.value(QStringLiteral("cabinet")).toString();
         cabinet.device = entry.value(QStringLiteral("device")).toString();
-        cabinet.rect = QRect(entry.value(QStringLiteral("x")).toInt(), entry.value(QStringLiteral("y")).toInt(), integer("width"), integer("height"));
+        cabinet.rect = QRect(entry.value(QStringLiteral("x")).toInt(), entry.value(QStringLiteral("y")).toInt(),
+                             integer("width"), integer("height"));
         cabinet.bytes = integer("bytes");
         cabinet.sum = entry.value(QStringLiteral("sha256")).toString().toLatin1();
         cabinet.offset = m_file.pos();

@@ -21,10 +21,10 @@ namespace Ctl {
 struct SnapshotCabinet {
     QString id;
     QString device;
-    QRect rect;         ///< Screen pixels.
-    qint64 offset = 0;  ///< Where its bytes begin in the file.
+    QRect rect;        ///< Screen pixels.
+    qint64 offset = 0; ///< Where its bytes begin in the file.
     qint64 bytes = 0;
-    QByteArray sum;     ///< SHA-256 of the bytes, as hexadecimal text.
+    QByteArray sum; ///< SHA-256 of the bytes, as hexadecimal text.
 };
 
 class SnapshotWriter

@@ -58,19 +58,22 @@ void snapshot(Session &session)
     Progress progress(session.out(), QStringLiteral("snapshot"), total);
     int kept = 0;
     for (const CabinetInfo &info : infos) {
-        Interrupt::check(QStringLiteral("%1 of %2 read, no snapshot written").arg(kept).arg(counted(infos.size(), "cabinet")));
+        Interrupt::check(
+            QStringLiteral("%1 of %2 read, no snapshot written").arg(kept).arg(counted(infos.size(), "cabinet")));
         SnapshotCabinet cabinet;
         cabinet.id = info.id;
         cabinet.device = info.deviceKey;
         cabinet.rect = info.rect;
-        const QByteArray bytes = planeOf(session.cabinet(info.id), info.rect.size(), QStringLiteral("reading ") + subject(cabinet));
+        const QByteArray bytes =
+            planeOf(session.cabinet(info.id), info.rect.size(), QStringLiteral("reading ") + subject(cabinet));
         writer.add(cabinet, bytes);
         ++kept;
         progress.advance(bytes.size());
     }
     writer.finish();
     report(session, screen.getID(), path, infos.size(), total);
-    session.out().line(QStringLiteral("%1: %2 kept in %3, %4 of coefficients").arg(screen.getID(), counted(infos.size(), "cabinet"), path, bytesText(double(total))));
+    session.out().line(QStringLiteral("%1: %2 kept in %3, %4 of coefficients")
+                           .arg(screen.getID(), counted(infos.size(), "cabinet"), path, bytesText(double(total))));
 }
 
 void restore(Session &session)
@@ -85,7 +88,8 @@ void restore(Session &session)
         const CabinetInfo info = session.cabinetInfo(found);
         if (info.deviceKey != cabinet.device || info.rect.size() != cabinet.rect.size())
             throw Failure(ExitBadData, QStringLiteral("%1: %2 with %3 pixels; the wall has cabinet %4 of device %5 with %6")
-                                           .arg(path, subject(cabinet), sizeText(cabinet.rect.size()), info.id, info.deviceKey, sizeText(info.rect.size())));
+                                           .arg(path, subject(cabinet), sizeText(cabinet.rect.size()), info.id,
+                                                info.deviceKey, sizeText(info.rect.size())));
     }
     const qint64 total = totalBytes(cabinets);
     const bool verify = !session.arguments().has("--no-verify") && !session.dryRun();
@@ -105,7 +109,8 @@ void restore(Session &session)
         grid.values.resize(bytes.size() / 2);
         qFromLittleEndian<quint16>(bytes.constData(), grid.values.size(), grid.values.data());
         const CoefficientPtr values = toLibrary(grid, enCommonCoefficient);
-        const QString tail = QStringLiteral("%1 (before it, %2)").arg(subject(cabinet), state(QStringLiteral("nothing is saved")));
+        const QString tail =
+            QStringLiteral("%1 (before it, %2)").arg(subject(cabinet), state(QStringLiteral("nothing is saved")));
         check(target.setCoefficients(QPoint(0, 0), *values), QStringLiteral("writing ") + tail);
         progress.advance(cabinet.bytes);
         if (verify) {
@@ -121,14 +126,16 @@ void restore(Session &session)
             break;
         const QString savedText = QStringLiteral("%1 saved").arg(saved);
         Interrupt::check(state(savedText));
-        check(session.cabinet(cabinet.id).saveParameter(enSaveCommonCoefficient), QStringLiteral("saving %1 (before it, %2)").arg(subject(cabinet), state(savedText)));
+        check(session.cabinet(cabinet.id).saveParameter(enSaveCommonCoefficient),
+              QStringLiteral("saving %1 (before it, %2)").arg(subject(cabinet), state(savedText)));
         ++saved;
     }
     report(session, snapshot.screenId(), path, cabinets.size(), total);
     session.out().data({{QStringLiteral("verified"), verify}, {QStringLiteral("saved"), save}});
     if (!session.dryRun())
-        session.out().line(QStringLiteral("%1: %2 written%3%4 from %5").arg(snapshot.screenId(), counted(cabinets.size(), "cabinet"),
-                                                                           QLatin1String(verify ? ", verified" : ""), QLatin1String(save ? ", saved" : ""), path));
+        session.out().line(QStringLiteral("%1: %2 written%3%4 from %5")
+                               .arg(snapshot.screenId(), counted(cabinets.size(), "cabinet"),
+                                    QLatin1String(verify ? ", verified" : ""), QLatin1String(save ? ", saved" : ""), path));
 }
 
 } // namespace Run

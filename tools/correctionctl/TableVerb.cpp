@@ -21,7 +21,8 @@ void verbTable(Session &session)
     }
     QJsonArray unreached;
     for (const Unreached &operation : unreachedOperations())
-        unreached.append(QJsonObject{{QStringLiteral("operation"), QLatin1String(operation.operation)}, {QStringLiteral("reason"), QLatin1String(operation.reason)}});
+        unreached.append(QJsonObject{{QStringLiteral("operation"), QLatin1String(operation.operation)},
+                                     {QStringLiteral("reason"), QLatin1String(operation.reason)}});
     session.out().data({{QStringLiteral("verbs"), list}, {QStringLiteral("unreached"), unreached}});
     session.out().table({QStringLiteral("VERB"), QStringLiteral("WHAT IT DOES")}, rows);
 }

@@ -83,7 +83,8 @@ QString kindText(int kind)
 
 QString counted(qint64 number, const char *thing)
 {
-    return QStringLiteral("%1 %2%3").arg(QString::number(number), QLatin1String(thing), QLatin1String(number == 1 ? "" : "s"));
+    return QStringLiteral("%1 %2%3").arg(QString::number(number), QLatin1String(thing),
+                                         QLatin1String(number == 1 ? "" : "s"));
 }
 
 QString bytesText(double bytes)
@@ -133,7 +134,8 @@ QString complaint(const Parameter &parameter, const QString &text)
         return {};
     case Value::Layer: {
         const auto value = parseNumber(text.section(QLatin1Char(':'), 0, 0));
-        const auto bits = parseNumber(text.contains(QLatin1Char(':')) ? text.section(QLatin1Char(':'), 1) : QStringLiteral("0"));
+        const auto bits =
+            parseNumber(text.contains(QLatin1Char(':')) ? text.section(QLatin1Char(':'), 1) : QStringLiteral("0"));
         constexpr qint64 greatest = std::numeric_limits<quint32>::max();
         if (!value || *value < 0 || *value > greatest || !bits || *bits < 0 || *bits > 255)
             return expected(QStringLiteral("a layer as VALUE or VALUE:BITS, bits from 0 to 255"));

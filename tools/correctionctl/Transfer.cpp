@@ -62,9 +62,11 @@ CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, En
     uncovered = area(rect);
     int read = 0;
     for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
-        Interrupt::check(QStringLiteral("%1 of %2 read, no file written").arg(read).arg(counted(cabinets.size(), "cabinet")));
+        Interrupt::check(
+            QStringLiteral("%1 of %2 read, no file written").arg(read).arg(counted(cabinets.size(), "cabinet")));
         const CoefficientPtr whole = make(cabinet.rect.size());
-        const QString what = QStringLiteral("screen %1: reading cabinet %2 of device %3").arg(screen.getID(), cabinet.id, cabinet.deviceKey);
+        const QString what =
+            QStringLiteral("screen %1: reading cabinet %2 of device %3").arg(screen.getID(), cabinet.id, cabinet.deviceKey);
         check(session.cabinet(cabinet.id).tryGetCoefficients(*whole), what);
         const QRect common = cabinet.rect & rect;
         const CoefficientPtr part(whole->tryGetPart(common.translated(-cabinet.rect.topLeft())));
@@ -111,11 +113,14 @@ void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficien
     const auto done = [&] {
         const int rows = written == 0 ? 0 : bands[written - 1].bottom() + 1 - rect.top();
         return rows == 0 ? QStringLiteral("nothing was written")
-                         : QStringLiteral("rows %1 to %2 are written, nothing is saved").arg(rect.top()).arg(rect.top() + rows - 1);
+                         : QStringLiteral("rows %1 to %2 are written, nothing is saved")
+                               .arg(rect.top())
+                               .arg(rect.top() + rows - 1);
     };
     for (const QRect &band : bands) {
         Interrupt::check(done());
-        const QString what = QStringLiteral("screen %1: writing %2 (before it, %3)").arg(screen.getID(), rectText(band), done());
+        const QString what =
+            QStringLiteral("screen %1: writing %2 (before it, %3)").arg(screen.getID(), rectText(band), done());
         const CoefficientPtr part(bands.size() == 1 ? nullptr : grid.tryGetPart(band.translated(-rect.topLeft())));
         if (bands.size() > 1 && !part)
             throw Failure(enInvalidParameter, what);
@@ -131,7 +136,8 @@ void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficien
     }
 }
 
-void reportTransfer(Session &session, const QString &done, const QString &target, const QRect &rect, int kind, const QString &file)
+void reportTransfer(Session &session, const QString &done, const QString &target, const QRect &rect, int kind,
+                    const QString &file)
 {
     session.out().data({{QStringLiteral("target"), target},
                         {QStringLiteral("rect"), rectJson(rect)},
@@ -148,7 +154,8 @@ void reportWrite(Session &session, const QString &target, const QRect &rect, int
     reportTransfer(session, session.dryRun() ? QStringLiteral("would be ") + done : done, target, rect, kind, file);
     session.out().data({{QStringLiteral("saved"), saved}});
     if (!saved && !session.dryRun() && Service::forgetsUploads())
-        session.out().line(QStringLiteral("not saved: the %1 forgets it when this program ends; --save keeps it").arg(Service::name()));
+        session.out().line(
+            QStringLiteral("not saved: the %1 forgets it when this program ends; --save keeps it").arg(Service::name()));
 }
 
 } // namespace Ctl

@@ -7,14 +7,15 @@ namespace Ctl {
 /// The rectangle that --rect means on a screen. Throws a Failure with the library's enOutOfRange for one outside it.
 QRect chosenRect(Session &session, Correction::IScreen &screen);
 
-/// Reads any rectangle of a screen: the cabinets that meet it are read whole, and what lies inside is cut out. Pixels without
-/// a cabinet are 0; their number goes to `uncovered`.
+/// Reads any rectangle of a screen: the cabinets that meet it are read whole, and what lies inside is cut out. Pixels
+/// without a cabinet are 0; their number goes to `uncovered`.
 Correction::CoefficientPtr readRect(Session &session, Correction::IScreen &screen, const QRect &rect,
                                     Correction::EnumCoefficientType kind, qint64 &uncovered);
 
 /// Writes a grid laid out over `rect`, in bands of whole cabinets, so that progress shows and Ctrl-C can end it between two.
 /// All devices of a band work at once.
-void writeRect(Session &session, Correction::IScreen &screen, const QRect &rect, Correction::ICoefficient &grid, bool oneByOne);
+void writeRect(Session &session, Correction::IScreen &screen, const QRect &rect, Correction::ICoefficient &grid,
+               bool oneByOne);
 
 /// The rectangle in bands from top to bottom that split no cabinet; each but the last has at least `pixels` pixels.
 QVector<QRect> bandsOf(const QRect &rect, const QList<Correction::CabinetInfo> &cabinets, qint64 pixels);
@@ -23,6 +24,7 @@ QVector<QRect> bandsOf(const QRect &rect, const QList<Correction::CabinetInfo> &
 void reportWrite(Session &session, const QString &target, const QRect &rect, int kind, const QString &file, bool saved);
 
 /// What the verbs that transfer print: "384x256 pixels written".
-void reportTransfer(Session &session, const QString &done, const QString &target, const QRect &rect, int kind, const QString &file);
+void reportTransfer(Session &session, const QString &done, const QString &target, const QRect &rect, int kind,
+                    const QString &file);
 
 } // namespace Ctl

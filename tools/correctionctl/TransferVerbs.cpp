@@ -11,14 +11,16 @@ namespace {
 
 /// One operation on a whole screen that takes a kind.
 template <typename Kind>
-void onScreen(Session &session, EnumErrorCode (IScreen::*operation)(Kind), EnumCoefficientType kind, const char *doing, const char *done)
+void onScreen(Session &session, EnumErrorCode (IScreen::*operation)(Kind), EnumCoefficientType kind, const char *doing,
+              const char *done)
 {
     IScreen &screen = session.screen();
     check((screen.*operation)(Kind(int(kind))),
           QStringLiteral("screen %1: %2 %3 coefficients").arg(screen.getID(), QLatin1String(doing), kindText(kind)));
     session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("done"), QLatin1String(done)}});
     if (!session.dryRun())
-        session.out().line(QStringLiteral("%1: %2 coefficients %3").arg(screen.getID(), kindText(kind), QLatin1String(done)));
+        session.out().line(
+            QStringLiteral("%1: %2 coefficients %3").arg(screen.getID(), kindText(kind), QLatin1String(done)));
 }
 
 } // namespace
@@ -30,7 +32,10 @@ void read(Session &session)
     const int channel = session.arguments().integer("--channel");
     formOf(path); // a name that tells no form is found out before any device is asked
     if (channel >= lengthOf(kind))
-        throw Failure(ExitUsage, QStringLiteral("--channel %1: %2 pixels have the values 0 to %3").arg(channel).arg(kindText(kind)).arg(lengthOf(kind) - 1));
+        throw Failure(ExitUsage, QStringLiteral("--channel %1: %2 pixels have the values 0 to %3")
+                                     .arg(channel)
+                                     .arg(kindText(kind))
+                                     .arg(lengthOf(kind) - 1));
     IScreen &screen = session.screen();
     const QRect rect = chosenRect(session, screen);
     qint64 uncovered = 0;
@@ -74,7 +79,8 @@ void save(Session &session)
 void apply(Session &session)
 {
     const bool chosen = session.arguments().has("--type");
-    onScreen(session, &IScreen::applyCoeffcient, chosen ? session.arguments().kind() : enLowgrayCoefficient, "applying", "applied");
+    onScreen(session, &IScreen::applyCoeffcient, chosen ? session.arguments().kind() : enLowgrayCoefficient, "applying",
+             "applied");
 }
 
 void clear(Session &session)

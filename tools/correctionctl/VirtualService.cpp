@@ -132,7 +132,8 @@ void close()
 void holdBackWrites()
 {
     if (g_replaying)
-        refuse(QStringLiteral("--dry-run and replay exclude each other: a recording holds no answers to requests that were not sent"));
+        refuse(QStringLiteral(
+            "--dry-run and replay exclude each other: a recording holds no answers to requests that were not sent"));
     const auto keep = [](const Call &call) { g_heldBack.append(exchangeOf(call)); };
     for (const char *operation : writingOperations)
         wall().on(QLatin1String(operation)).run(keep).answer(QMap<QString, QVariant>());

@@ -38,11 +38,13 @@ void wallRender(Session &session)
         throw Failure(ExitUsage, path + QStringLiteral(": expected a .png"));
     const QString id = session.screenOf(session.arguments().text("SCREEN")).getID();
     const QString what = session.arguments().text("--what", QStringLiteral("layout"));
-    const auto picture = what == QLatin1String("layout")  ? Service::Picture::Layout
+    const auto picture = what == QLatin1String("layout")    ? Service::Picture::Layout
                          : what == QLatin1String("pattern") ? Service::Picture::Pattern
                                                             : Service::Picture::Coefficients;
     writePicture(path, Service::render(picture, id, session.arguments().integer("--channel")));
-    session.out().data({{QStringLiteral("target"), id}, {QStringLiteral("done"), QStringLiteral("rendered")}, {QStringLiteral("file"), path}});
+    session.out().data({{QStringLiteral("target"), id},
+                        {QStringLiteral("done"), QStringLiteral("rendered")},
+                        {QStringLiteral("file"), path}});
     session.out().line(QStringLiteral("%1: %2 drawn into %3").arg(id, what, path));
 }
 
