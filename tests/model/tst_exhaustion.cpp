@@ -1,3 +1,4 @@
+#include "support/Allocations.h"
 #include "support/LogCapture.h"
 
 #include <Correction/CabinetBaseInfo.h>
@@ -8,91 +9,10 @@
 
 #include <QtCore/QVariant>
 
-#include <cerrno>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <new>
 #include <optional>
-
-// The C library's allocator with a switch: the n-th allocation after arming fails. Sanitizers bring an allocator of
-// their own.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define OTHER_ALLOCATOR
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-#define OTHER_ALLOCATOR
-#endif
-#endif
-#if defined(__GLIBC__) && !defined(OTHER_ALLOCATOR)
-#define CAN_FAIL_ALLOCATIONS
-
-namespace {
-
-// Of this thread alone: Qt Test has one of its own, which allocates when it likes.
-thread_local bool armed = false;
-thread_local int untilFailure = 0;
-thread_local qint64 liveBlocks = 0;
-
-bool failsNow()
-{
-    return armed && untilFailure-- == 0;
-}
-
-} // namespace
-
-extern "C" {
-
-void *__libc_malloc(size_t size);
-void *__libc_calloc(size_t count, size_t size);
-void *__libc_realloc(void *block, size_t size);
-void __libc_free(void *block);
-
-void *malloc(size_t size)
-{
-    if (failsNow()) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    void *const block = __libc_malloc(size);
-    if (armed && block)
-        ++liveBlocks;
-    return block;
-}
-
-void *calloc(size_t count, size_t size)
-{
-    if (failsNow()) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    void *const block = __libc_calloc(count, size);
-    if (armed && block)
-        ++liveBlocks;
-    return block;
-}
-
-void *realloc(void *block, size_t size)
-{
-    if (failsNow()) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    void *const moved = __libc_realloc(block, size);
-    if (armed && moved && !block)
-        ++liveBlocks;
-    return moved;
-}
-
-void free(void *block)
-{
-    if (armed && block)
-        --liveBlocks;
-    __libc_free(block);
-}
-
-} // extern "C"
-#endif
 
 using namespace Correction;
 
@@ -107,7 +27,7 @@ class tst_Exhaustion : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-#ifndef CAN_FAIL_ALLOCATIONS
+#ifndef COUNTS_ALLOCATIONS
         QSKIP("needs the C library's own allocator");
 #endif
         // Qt's own log stream cannot run out of memory; the library's lines are not what is tested here.
@@ -147,15 +67,15 @@ private:
 /// back more.
 void tst_Exhaustion::exhaust(const std::function<void()> &operation, const std::function<void()> &verify)
 {
-#ifdef CAN_FAIL_ALLOCATIONS
+#ifdef COUNTS_ALLOCATIONS
     operation(); // whatever is made once and kept
     bool done = false;
     for (int allowed = 0; !done; ++allowed) {
         QVERIFY(allowed < 10000);
         bool other = false;
-        liveBlocks = 0;
-        untilFailure = allowed;
-        armed = true;
+        Allocations::liveBlocks = 0;
+        Allocations::untilFailure = allowed;
+        Allocations::armed = true;
         try {
             operation();
             done = true;
@@ -163,11 +83,11 @@ void tst_Exhaustion::exhaust(const std::function<void()> &operation, const std::
         } catch (...) {
             other = true;
         }
-        armed = false;
-        const bool failed = untilFailure < 0;
+        Allocations::armed = false;
+        const bool failed = Allocations::untilFailure < 0;
         QVERIFY(!other);
         QCOMPARE(done, !failed); // no failure is swallowed, and none comes from nowhere
-        QCOMPARE(liveBlocks, qint64(0));
+        QCOMPARE(Allocations::liveBlocks, qint64(0));
         verify();
         if (QTest::currentTestFailed()) {
             qWarning("after %d allocations", allowed);

@@ -158,6 +158,7 @@ private Q_SLOTS:
 
     void allDevicesStartBeforeTheFirstIsSettled_data();
     void allDevicesStartBeforeTheFirstIsSettled();
+    void blocksAreMadeWhileTheUploadsBeforeThemArePending();
     void everyDeviceGetsItsOwnBlock();
     void devicesThatAreNotMetGetNothing();
     void codesAreCombinedBitByBit_data();
@@ -352,6 +353,37 @@ void tst_ScreenWrite::allDevicesStartBeforeTheFirstIsSettled()
     QCOMPARE(wall().notes(), QStringList());
     QCOMPARE(wall().pendingUploads(), 0);
     QCOMPARE(sorted(m_log->takeCritical()), failures);
+}
+
+void tst_ScreenWrite::blocksAreMadeWhileTheUploadsBeforeThemArePending()
+{
+    /// Notes how many uploads are pending when a block is cut out of it.
+    class WatchedGrid : public Coefficient
+    {
+    public:
+        WatchedGrid(const Coefficient &grid) : Coefficient(grid) {}
+
+        ICoefficient *tryGetPart(const QRect &rect) override
+        {
+            pending.append(wall().pendingUploads());
+            return Coefficient::tryGetPart(rect);
+        }
+
+        QVector<int> pending;
+    };
+
+    constexpr int count = 5;
+    makeWall(count);
+    wall().on(upload).settleLater();
+    wall().on(upload, keyOf(count - 1)).settleLater().run([&](const Simulator::Call &) {
+        later([] {
+            for (int i = 0; i < count; ++i)
+                wall().settle(keyOf(i), true);
+        });
+    });
+    WatchedGrid grid(m_grid);
+    QCOMPARE(m_screen->setCoefficients(m_rect, grid), enSuccess);
+    QCOMPARE(grid.pending, (QVector<int>{0, 1, 2, 3, 4}));
 }
 
 void tst_ScreenWrite::everyDeviceGetsItsOwnBlock()
