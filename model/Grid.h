@@ -7,12 +7,14 @@
 
 #include <QtCore/QDebug>
 #include <QtCore/QRect>
+#include <QtCore/QVector>
 
 #include <hwy/cache_control.h>
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 /// What the three kinds of grids have in common. `Values` is QVector<unsigned short> or QByteArray.
 namespace Correction {
@@ -43,7 +45,9 @@ inline int valueCount(const Shape &shape, qint64 bytesPerValue)
     const qint64 pixels = qint64(shape.columns) * shape.rows;
     if (pixels == 0 || shape.length == 0)
         return 0;
-    return pixels <= limit / shape.length ? static_cast<int>(pixels * shape.length) : -1;
+    if (pixels > limit || pixels * shape.length > limit) // the product of two 31-bit numbers overflows nothing
+        return -1;
+    return static_cast<int>(pixels * shape.length);
 }
 
 template <class Values>
@@ -106,6 +110,8 @@ struct Block {
 
     bool endsInside(const Shape &shape) const { return qint64(x) + w <= shape.columns && qint64(y) + h <= shape.rows; }
 
+    bool covers(const Shape &shape) const { return x == 0 && y == 0 && w == shape.columns && h == shape.rows; }
+
     void log(QDebug &stream, const Shape &shape) const
     {
         stream << "x:" << x << "y:" << y << "w:" << w << "h:" << h << "m_pixelCol:" << shape.columns
@@ -160,7 +166,8 @@ bool forEachRow(const Shape &shape, const Block &block, qint64 gridValues, qint6
 }
 
 /// Has the memory fetch the stretch of `count` values that stands four rows below `index`. The rows of a large grid lie
-/// pages apart, where no machine looks ahead by itself; asking takes a quarter off the time of a cut.
+/// pages apart, where no machine looks ahead by itself; asking takes a quarter off the time of a cut (and nothing off a
+/// paste).
 template <class Value>
 void askForLaterRow(const Shape &shape, const Value *values, qint64 size, qint64 index, qint64 count)
 {
@@ -185,12 +192,18 @@ EnumErrorCode paste(const Names &names, const Shape &shape, bool valid, Values &
     if (lcCorrection().isDebugEnabled())
         block.log(qDebug(lcCorrection) << names.setPartCoefficient, shape);
 
+    // A cabinet's reply is one block as large as its grid. Byte arrays may refer to memory of somebody else and are copied.
+    if constexpr (std::is_same_v<Values, QVector<unsigned short>>) {
+        if (block.covers(shape) && source.size() == values.size()) {
+            values = source;
+            return enSuccess;
+        }
+    }
     using Value = typename Values::value_type;
     const Value *const from = source.constData();
     const bool whole =
         forEachRow(shape, block, values.size(), source.size(), [&](qint64 inGrid, qint64 inBlock, qint64 count) {
             Value *const to = values.data(); // here, so that only a row detaches
-            askForLaterRow(shape, to, values.size(), inGrid, count);
             std::memmove(to + inGrid, from + inBlock, size_t(count) * sizeof(Value));
         });
     if (!whole && lcCorrection().isWarningEnabled())

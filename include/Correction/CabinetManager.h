@@ -45,6 +45,8 @@ public:
     bool getMapping(QMap<QString, QString> &mapping);
 
 private:
+    friend class CabinetLookup; // reads the map in its order
+
     QMap<QString, ICabinet *> m_cabinets;
 };
 
