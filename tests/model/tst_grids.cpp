@@ -256,6 +256,8 @@ private Q_SLOTS:
     void factoryMakesEmptyGrids_data();
     void factoryMakesEmptyGrids();
 
+    void pastedValuesBelongToTheGridAlone();
+
     void settersStoreTheNumberAlone_data() { kindRows(); }
     void settersStoreTheNumberAlone() { FOR_THE_KIND(settersStoreTheNumberAloneOf); }
     void valuesAreReplacedAsAWhole_data() { kindRows(); }
@@ -1697,6 +1699,30 @@ void tst_Grids::switchedOffLevelsAreSilentOf()
     QCOMPARE(m_log->takeDebug().size(), 0);
     QCOMPARE(m_log->takeWarning().size(), 0);
     QCOMPARE(m_log->takeCritical().size(), 0);
+}
+
+/// A block as large as its grid may be shared; nobody may notice.
+void tst_Grids::pastedValuesBelongToTheGridAlone()
+{
+    QVector<unsigned short> values(18, 7);
+    Coefficient grid(2, 1);
+    QCOMPARE(grid.setPartCoefficient(QRect(0, 0, 2, 1), values), enSuccess);
+    values[0] = 9;
+    QCOMPARE(grid.getCoefficient(), QVector<unsigned short>(18, 7));
+    QVector<unsigned short> pixel(9, 3);
+    QCOMPARE(grid.setPartCoefficient(QRect(0, 0, 1, 1), pixel), enSuccess);
+    QCOMPARE(values, QVector<unsigned short>({9, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7}));
+    // More values than the grid takes, and a block that only looks as large.
+    QVector<unsigned short> more(27, 5);
+    QCOMPARE(grid.setPartCoefficient(QRect(0, 0, 2, 1), more), enSuccess);
+    QCOMPARE(grid.getCoefficient(), QVector<unsigned short>(18, 5));
+
+    char memory[32] = {};
+    QByteArray bytes = QByteArray::fromRawData(memory, sizeof memory);
+    MultilayerCoefficient multilayer(2, 1);
+    QCOMPARE(multilayer.setPartCoefficient(QRect(0, 0, 2, 1), bytes), enSuccess);
+    memory[0] = 1;
+    QCOMPARE(multilayer.getCoefficient(), QByteArray(32, 0));
 }
 
 QTEST_GUILESS_MAIN(tst_Grids)
