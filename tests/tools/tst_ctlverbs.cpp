@@ -215,7 +215,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("group 1 2 8 save user", "cabinets 1 2 8: save user coefficients");
     row("group 1 2 8 show factory", "cabinets 1 2 8: show factory coefficients");
     row("group 1 2 8 clear", "cabinets 1 2 8: clear user coefficients");
-    row("group 1 2 average get", "cabinets 1 2: get averaged coefficients (0 entrys)");
+    row("group 1 2 average get", "cabinets 1 2: get averaged coefficients (0 averages)");
     row("group 1 2 average put", "cabinets 1 2: put averaged coefficients");
     row("group 1 2 solid", "cabinets 1 2: fix coefficients");
     row("wall create made", "made: a wall directory, made from small.json");

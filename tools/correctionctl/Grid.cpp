@@ -16,10 +16,10 @@ constexpr int multilayerLength = 16;
 template <typename Known>
 CoefficientPtr made(const Grid &grid)
 {
-    auto known = std::make_unique<Known>(grid.size.width(), grid.size.height());
+    CoefficientPtr owner(new Known(grid.size.width(), grid.size.height()));
     QVector<quint16> values = grid.values;
-    check(known->setCoefficient(values), QStringLiteral("making a grid"));
-    return CoefficientPtr(known.release());
+    check(static_cast<Known &>(*owner).setCoefficient(values), QStringLiteral("making a grid"));
+    return owner;
 }
 
 } // namespace
@@ -39,11 +39,11 @@ CoefficientPtr toLibrary(const Grid &grid, EnumCoefficientType kind)
     case enMultilayerCoefficient:
         break;
     }
-    auto multilayer = std::make_unique<MultilayerCoefficient>(grid.size.width(), grid.size.height(), grid.length);
+    CoefficientPtr owner(new MultilayerCoefficient(grid.size.width(), grid.size.height(), grid.length));
     QByteArray bytes(grid.values.size(), Qt::Uninitialized);
     std::transform(grid.values.cbegin(), grid.values.cend(), bytes.begin(), [](quint16 value) { return char(value); });
-    check(multilayer->setCoefficient(bytes), QStringLiteral("making a grid"));
-    return CoefficientPtr(multilayer.release());
+    check(static_cast<MultilayerCoefficient &>(*owner).setCoefficient(bytes), QStringLiteral("making a grid"));
+    return owner;
 }
 
 Grid fromLibrary(ICoefficient &grid)

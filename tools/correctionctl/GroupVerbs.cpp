@@ -76,7 +76,7 @@ void groupAverage(Session &session)
     const EnumErrorCode code = get ? group->getAvgCoeffcient(averages) : group->setAvgCoefficient(averages);
     report(session, code,
            QStringLiteral("%1 averaged coefficients (%2)")
-               .arg(session.arguments().text("DIRECTION"), counted(averages.size(), "entry")));
+               .arg(session.arguments().text("DIRECTION"), counted(averages.size(), "average")));
 }
 
 void groupSolid(Session &session)
