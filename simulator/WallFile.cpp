@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cctype>
 #include <limits>
+#include <map>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -731,7 +732,7 @@ private:
 
     static void checkOverlaps(Reader &reader, const QVector<Placed> &cabinets)
     {
-        // From left to right, so that each cabinet meets only those that begin before it ends.
+        // From left to right.
         QVector<int> order;
         for (int i = 0; i < cabinets.size(); ++i) {
             if (cabinets[i].cabinet->placed && cabinets[i].cabinet->size.isValid())
@@ -740,14 +741,26 @@ private:
         std::stable_sort(order.begin(), order.end(),
                          [&](int a, int b) { return cabinets[a].rect.left() < cabinets[b].rect.left(); });
         QMap<int, int> overlapped; // the later one of each pair by its place in the file, with the earlier one
-        for (int i = 0; i < order.size(); ++i) {
-            const QRect &rect = cabinets[order[i]].rect;
-            for (int j = i + 1; j < order.size() && cabinets[order[j]].rect.left() <= rect.right(); ++j) {
-                if (!cabinets[order[j]].rect.intersects(rect))
-                    continue;
-                overlapped.insert(std::max(order[i], order[j]), std::min(order[i], order[j]));
-                break;
+        // Those met so far that the present one may reach, by their tops. No two of them share a row of pixels: what ended
+        // further left, and the later one of a pair, is left out. So each cabinet is looked at a few times only.
+        std::map<int, int> met;
+        for (const int index : qAsConst(order)) {
+            const QRect &rect = cabinets[index].rect;
+            bool isReported = false;
+            for (auto it = met.upper_bound(rect.bottom()); it != met.begin() && !isReported;) {
+                --it;
+                const QRect &other = cabinets[it->second].rect;
+                if (other.bottom() < rect.top())
+                    break;
+                const bool overlaps = other.right() >= rect.left();
+                isReported = overlaps && it->second < index;
+                if (overlaps)
+                    overlapped.insert(std::max(index, it->second), std::min(index, it->second));
+                if (!isReported)
+                    it = met.erase(it);
             }
+            if (!isReported)
+                met.emplace(rect.top(), index);
         }
         for (auto it = overlapped.cbegin(); it != overlapped.cend(); ++it) {
             at(reader, cabinets[it.key()], "position", [&] {

@@ -296,6 +296,11 @@ void TestWallFile::goodTextsAreAccepted_data()
         "{'id': '1', 'outputId': '1', 'position': {'x': 0, 'y': 0}, 'size': {'width': 4, 'height': 2}}, "
         "{'id': '2', 'outputId': '1', 'position': {'x': 4, 'y': 0}, 'size': {'width': 4, 'height': 2}}, "
         "{'id': '3', 'outputId': '1', 'position': {'x': 0, 'y': 2}, 'size': {'width': 8, 'height': 2}}");
+    // Rows so long that a comparison of all pairs would not end.
+    QTest::newRow("a column of 200000 cabinets")
+        << wallWith("'label': ''", "'grid': {'columns': 1, 'rows': 200000, 'cabinetSize': {'width': 1, 'height': 1}}");
+    QTest::newRow("a row of 200000 cabinets")
+        << wallWith("'label': ''", "'grid': {'columns': 200000, 'rows': 1, 'cabinetSize': {'width': 1, 'height': 1}}");
     QTest::newRow("a cabinet that is not placed lies on another one")
         << wallWithCabinets("{'id': '1', 'outputId': '1', 'position': {'x': 0, 'y': 0}, 'size': {'width': 4, 'height': 2}}, "
                             "{'id': '2', 'outputId': '1', 'position': {'x': 0, 'y': 0}, 'size': {'width': 4, 'height': 2}, "
@@ -462,6 +467,15 @@ void TestWallFile::problemsAreNamed_data()
                           + placed("3", origin, small))
                              .constData()),
         "devices[0].screens[0].subScreens[0].cabinets[2].position: cabinet 3 lies on cabinet 1");
+    row("overlaps in any order",
+        wallWithCabinets((placed("1", "'x': 20, 'y': 0", "'width': 4, 'height': 9") + ", "
+                          + placed("2", "'x': 10, 'y': 0", "'width': 9, 'height': 2") + ", "
+                          + placed("3", "'x': 0, 'y': 1", "'width': 11, 'height': 1") + ", "
+                          + placed("4", "'x': 0, 'y': 2", "'width': 20, 'height': 1") + ", "
+                          + placed("5", "'x': 0, 'y': 8", "'width': 21, 'height': 9"))
+                             .constData()),
+        "devices[0].screens[0].subScreens[0].cabinets[2].position: cabinet 3 lies on cabinet 2\n"
+        "a.json: devices[0].screens[0].subScreens[0].cabinets[4].position: cabinet 5 lies on cabinet 1");
     row("a card outside",
         wallWithCabinets(cabinet("'receivingCards': [{'id': '0', 'rect': {'x': 1, 'y': 0, 'width': 64, "
                                  "'height': 32}}]")
