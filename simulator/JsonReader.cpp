@@ -170,7 +170,7 @@ void JsonReader::problem(const QString &reason)
         if (!step.key)
             path += QStringLiteral("[%1]").arg(step.index);
         else
-            path += (path.isEmpty() ? QString() : QStringLiteral(".")) + QLatin1String(step.key);
+            path += (path.isEmpty() ? QString() : QStringLiteral(".")) + QString::fromUtf8(step.key);
     }
     problemAt(path, reason);
 }

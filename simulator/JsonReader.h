@@ -52,7 +52,7 @@ public:
 
 private:
     struct Step {
-        const char *key; ///< Null for an element.
+        const char *key; ///< UTF-8; null for an element.
         int index;
     };
     void problemAt(const QString &place, const QString &reason);

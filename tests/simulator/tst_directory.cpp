@@ -585,7 +585,7 @@ void tst_Directory::damageIsFound_data()
     QTest::addColumn<Damage>("damage");
     QTest::addColumn<QString>("expected"); // after the directory's path
     const auto row = [](const char *name, const Damage &damage, const char *expected) {
-        QTest::newRow(name) << damage << QString::fromLatin1(expected).replace(QLatin1Char('\''), QLatin1Char('"'));
+        QTest::newRow(name) << damage << QString::fromUtf8(expected).replace(QLatin1Char('\''), QLatin1Char('"'));
     };
     const auto rowOfState = [&](const char *name, const char *before, const char *after, const char *expected) {
         row(name,
@@ -623,6 +623,8 @@ void tst_Directory::damageIsFound_data()
     rowOfState("another key", "'key': 'A'", "'key': 'B'", "key: expected 'A', got 'B'");
     rowOfState("an unknown entry", "'device': {", "'devices': {", "unknown key 'devices', did you mean 'device'?");
     rowOfState("an unknown cabinet", "'3': {", "'33': {", "cabinets.33: wall.json has no such cabinet");
+    rowOfState("an unknown module whose id is not ASCII", "'3': {'flag':'1'", "'3': {'moduleFlags':{'größe':'x'}",
+               "cabinets.3.moduleFlags.größe: wall.json has no such module in cabinet 3");
     rowOfState("a flag of another type", "'3': {'flag':'1'", "'3': {'flag':1", "cabinets.3.flag: expected a text, got 1");
     rowOfState("a brightness out of range", "'3': {'flag':'1'", "'3': {'brightness':10001",
                "cabinets.3.brightness: expected an integer from 0 to 10000, got 10001");
