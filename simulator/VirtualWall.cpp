@@ -304,13 +304,13 @@ QStringList VirtualWall::transcript(TranscriptForm form) const
     return lines;
 }
 
-QStringList VirtualWall::notes() const
+QStringList VirtualWall::notes(TranscriptForm form) const
 {
     QStringList lines;
     const QList<Call> all = calls();
     for (const Call &call : all) {
         if (!call.note.isEmpty())
-            lines += describe(call) + QStringLiteral(" -- ") + call.note;
+            lines += describe(call, form) + QStringLiteral(" -- ") + call.note;
     }
     return lines;
 }

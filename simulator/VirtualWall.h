@@ -237,7 +237,7 @@ public:
     /// line.
     QStringList transcript(TranscriptForm form = Full) const;
     /// The lines of the calls that have a note, each followed by " -- " and the note. Empty when nothing was wrong.
-    QStringList notes() const;
+    QStringList notes(TranscriptForm form = Full) const;
     /// One call as a line of the transcript.
     static QString describe(const Call &call, TranscriptForm form = Full);
     /// A value as text: texts in double quotes (with \\, \", \n, \r, \t and \uXXXX escapes), maps as {"key": value} in

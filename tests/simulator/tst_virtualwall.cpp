@@ -464,6 +464,11 @@ private Q_SLOTS:
         correction().uploadCoefficient(a, one, blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, 0)), reply = {});
         QVERIFY(wall().transcript().last().contains(QStringLiteral("AAAA\"")));
         QVERIFY(wall().transcript(VirtualWall::Shorten).last().contains(QStringLiteral("AAAA...\" (192 characters)")));
+        correction().uploadCoefficient(a, QStringLiteral("9"), blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, 0)),
+                                       reply = {});
+        const QString note = QStringLiteral(" -- unknown cabinet \"9\"");
+        QCOMPARE(wall().notes(), QStringList{wall().transcript().last() + note});
+        QCOMPARE(wall().notes(VirtualWall::Shorten), QStringList{wall().transcript(VirtualWall::Shorten).last() + note});
     }
 
     void keepsOnlyTheNewestCallsWithinTheLimit()
