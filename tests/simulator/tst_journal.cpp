@@ -11,6 +11,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
@@ -216,12 +217,18 @@ private Q_SLOTS:
     void keepsLongTextsWhole()
     {
         wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(256, 256))});
+        const QString recorded = m_folder.filePath(QStringLiteral("recorded.jsonl"));
+        QVERIFY(wall().recordTo(recorded));
         upload(a, 1, 256);
-        const QString path = m_folder.filePath(QStringLiteral("long.jsonl"));
-        QVERIFY(wall().saveJournal(path));
-        const QList<Call> calls = VirtualWall::readJournal(path);
-        QCOMPARE(calls.size(), 1);
-        QVERIFY(calls[0].request == QVariant(uploadRequest(1, 256)));
+        QVERIFY(wall().recordTo(QString()));
+        const QString saved = m_folder.filePath(QStringLiteral("saved.jsonl"));
+        QVERIFY(wall().saveJournal(saved));
+        for (const QString &path : {recorded, saved}) {
+            QVERIFY(QFileInfo(path).size() > 1000000);
+            const QList<Call> calls = VirtualWall::readJournal(path);
+            QCOMPARE(calls.size(), 1);
+            QVERIFY(calls[0].request == QVariant(uploadRequest(1, 256)));
+        }
     }
 
     void aFailedSaveLeavesTheOldFile()

@@ -122,6 +122,16 @@ struct Host {
     bool locks = true;
 };
 
+/// Ends the manager, and the screens that it would leave to their holders.
+void releaseManager()
+{
+    ScreenManager *const manager = ScreenManager::getInstance();
+    const QStringList ids = manager->getNameMapping().keys();
+    for (const QString &id : ids)
+        delete manager->tryGetScreen(id);
+    ScreenManager::releaseInstance();
+}
+
 /// A host's whole session: every result code, and what it read.
 QStringList session(const Host &host)
 {
@@ -138,7 +148,7 @@ QStringList session(const Host &host)
         told += it.key() + QLatin1Char('=') + it.value();
     IScreen *const shown = screen ? screen : manager->tryGetScreen(names.isEmpty() ? QString() : names.firstKey());
     if (!shown) {
-        ScreenManager::releaseInstance();
+        releaseManager();
         return told;
     }
 
@@ -188,7 +198,7 @@ QStringList session(const Host &host)
     if (host.locks)
         tell("unlock", shown->unLock());
     HttpProxy::getInstance()->initialize(false);
-    ScreenManager::releaseInstance();
+    releaseManager();
     return told;
 }
 
