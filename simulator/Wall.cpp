@@ -15,6 +15,8 @@ namespace {
 constexpr qint64 microseconds = 1000;           ///< In a millisecond.
 constexpr qint64 longestTime = qint64(1) << 50; ///< Milliseconds: sums of a few do not overflow.
 
+const char *const powerLost = "the device lost its power meanwhile";
+
 std::exception_ptr rejection(const char *reason)
 {
     return std::make_exception_ptr(std::runtime_error(reason));
@@ -86,7 +88,7 @@ Answer Wall::serve(const Call &call, const Act &act)
         const DeviceState *const device = m_state.device(call.deviceKey);
         if (begun.action.type == Action::Wall && answer.result && device && device->powerLosses != begun.powerLosses) {
             answer = {false, {}, {}};
-            noteLocked(begun.serial, QStringLiteral("the device lost its power meanwhile"));
+            noteLocked(begun.serial, QLatin1String(powerLost));
         }
         recordLocked(begun.serial, answer);
     }
@@ -139,7 +141,7 @@ QtPromise::QPromise<bool> Wall::upload(const Call &call, const Act &act)
         const DeviceState *const device = m_state.device(call.deviceKey);
         const bool isLost = begun.life != m_life || (device && device->powerLosses != begun.powerLosses);
         if (isLost && !pending.isHeldByScript()) {
-            rejectLocked(pending, "the device lost its power meanwhile", after);
+            rejectLocked(pending, powerLost, after);
         } else {
             m_pending.push_back(std::move(pending));
             m_pendingAdded.notify_all();
@@ -295,6 +297,11 @@ Answer Wall::answerLocked(const Begun &begun, const Call &call, const Act &act, 
     bool tellsNote = !action.note.isEmpty();
     switch (action.type) {
     case Action::Wall:
+        if (isLostLocked(begun, call)) {
+            noteLocked(begun.serial, QLatin1String(powerLost));
+            answer.result = false;
+            break;
+        }
         answer = performLocked(begun.serial, call, act);
         if (action.spoil)
             tellsNote = answer.result && action.spoil(answer.reply, m_random);
@@ -340,6 +347,12 @@ Answer Wall::answerLocked(const Begun &begun, const Call &call, const Act &act, 
     if (tellsNote)
         noteLocked(begun.serial, action.note);
     return answer;
+}
+
+bool Wall::isLostLocked(const Begun &begun, const Call &call) const
+{
+    const DeviceState *const device = m_state.device(call.deviceKey);
+    return device && device->plugged && (begun.life != m_life || device->powerLosses != begun.powerLosses);
 }
 
 Answer Wall::performLocked(quint64 serial, const Call &call, const Act &act)
@@ -828,7 +841,8 @@ void Wall::arm(qint64 time, bool inThread, bool isUpload)
         if (mode == VirtualWall::Stepped || (mode == VirtualWall::Skipping && !isWaitingLocked()))
             return;
     }
-    if (inThread && mode == VirtualWall::RealTime)
+    // A thread of the wall has no event loop that anybody runs.
+    if ((inThread || isWallThread()) && mode == VirtualWall::RealTime)
         wakeByThread(wakeUp);
     else if (!wakeByEventLoop(wakeUp, mode) && isUpload && mode == VirtualWall::RealTime)
         wakeByThread(wakeUp);

@@ -225,6 +225,8 @@ private:
             return false;
         }
     }
+    /// Whether the device lost its power since the call began, and is back: it knows nothing of the call.
+    bool isLostLocked(const Begun &begun, const Call &call) const;
     /// The wall's own behaviour. A refusal is noted.
     Answer performLocked(quint64 serial, const Call &call, const Act &act);
     /// Replaces everything that a description holds; `devices` are those of it.

@@ -2,6 +2,7 @@
 
 #include "SeamFixture.h"
 
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QEventLoop>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
@@ -377,6 +378,45 @@ private Q_SLOTS:
         QVERIFY(!ask("B"));
         QCOMPARE(lastCall().note, QStringLiteral("the device is unplugged"));
         QVERIFY(ask("A"));
+    }
+
+    void aCallThatIsLostChangesNothing()
+    {
+        WallDescription description = smallWall();
+        description.events = {eventAt(50, Event::Restart, "A"), eventAt(250, Event::Unplug, "B"),
+                              eventAt(260, Event::Plug, "B")};
+        setUp(description, latency(100));
+        const auto setBrightness = [](const QString &key) {
+            return ScreenInfo::getInstance()->setBrightness(key, QStringLiteral("255"), {{QStringLiteral("brightness"), 7}});
+        };
+        for (const QString &key : {a, b}) {
+            QVERIFY(!setBrightness(key));
+            QCOMPARE(lastCall().note, QStringLiteral("the device lost its power meanwhile"));
+            QCOMPARE(wall().brightness(key), 5000);
+            QVERIFY(setBrightness(key));
+            QCOMPARE(wall().brightness(key), 7);
+        }
+    }
+
+    void anEventOfAWallThreadHappensByItself()
+    {
+        Timing timing = latency(1);
+        timing.settleInThread = true;
+        WallDescription description = smallWall();
+        description.devices[0].faults = {fault(Fault::Vanish, "Correctionop::uploadCoefficientAsync")};
+        setUp(description, timing, VirtualWall::RealTime);
+        std::atomic<int> changes{0};
+        const QMetaObject::Connection connection =
+            QObject::connect(HttpProxy::getInstance(), &HttpProxy::deviceChanged, [&] {
+                if (++changes == 1) // gone: it shall be back soon
+                    wall().schedule(eventAt(wall().now() + 5, Event::Plug, "A"));
+            });
+        const Promise promise = upload("A", 1, 4);
+        const QDeadlineTimer deadline(5000);
+        while (changes < 2 && !deadline.hasExpired()) // neither an event loop nor a call
+            QThread::yieldCurrentThread();
+        QObject::disconnect(connection);
+        QCOMPARE(changes.load(), 2);
     }
 
     void aRestartRejectsUploadsOnTheirWay()
