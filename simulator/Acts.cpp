@@ -543,8 +543,10 @@ Answer allCabinets(WallState &, DeviceState *device, const Call &)
 {
     List cabinets;
     for (const SubScreen &subScreen : qAsConst(device->description.subScreens)) {
-        for (const Cabinet &cabinet : subScreen.cabinets)
-            cabinets += Map{{QStringLiteral("id"), cabinet.id}, {QStringLiteral("outputID"), cabinet.outputId}};
+        for (const Cabinet &cabinet : subScreen.cabinets) {
+            if (cabinet.listed)
+                cabinets += Map{{QStringLiteral("id"), cabinet.id}, {QStringLiteral("outputID"), cabinet.outputId}};
+        }
     }
     return withReply(cabinets);
 }

@@ -34,7 +34,7 @@ auto fields(const ReceivingCard &card)
 auto fields(const Cabinet &cabinet)
 {
     return std::tie(cabinet.id, cabinet.outputId, cabinet.position, cabinet.size, cabinet.flag, cabinet.receivingCards,
-                    cabinet.placed);
+                    cabinet.placed, cabinet.listed);
 }
 
 auto fields(const SubScreen &subScreen)

@@ -41,6 +41,7 @@ struct Cabinet {
     QString flag; ///< Free text.
     QList<ReceivingCard> receivingCards;
     bool placed = true; ///< false: the device lists the cabinet, but its screen reply has no place for it.
+    bool listed = true; ///< false: the screen reply places the cabinet, but the device's list of cabinets lacks it.
 };
 
 /// A placed set of cabinets of one device.

@@ -393,6 +393,7 @@ struct Table<Cabinet> {
         field("outputId", &Cabinet::outputId, Text(), always);
         field("flag", &Cabinet::flag, Text());
         field("placed", &Cabinet::placed, Bool());
+        field("listed", &Cabinet::listed, Bool());
         field("position", &Cabinet::position, As<PointProxy>(), always);
         field("size", &Cabinet::size, As<SizeProxy>(), always);
         field("receivingCards", &Cabinet::receivingCards, Objects());

@@ -86,6 +86,7 @@ WallDescription sampleWall()
     cabinet.flag = QStringLiteral("cabinet");
     cabinet.receivingCards = {card};
     cabinet.placed = false;
+    cabinet.listed = false;
 
     Device device;
     device.key = QStringLiteral("A");
@@ -254,6 +255,7 @@ void TestWallFile::everyFieldCountsAndRoundTrips_data()
     cabinet("size", [](Cabinet &c) { c.size.rwidth() += 1; });
     cabinet("flag", [](Cabinet &c) { c.flag.clear(); });
     cabinet("placed", [](Cabinet &c) { c.placed = true; });
+    cabinet("listed", [](Cabinet &c) { c.listed = true; });
     cabinet("cards", [](Cabinet &c) { c.receivingCards.clear(); });
     cabinet("card id", [](Cabinet &c) { c.receivingCards[0].id.clear(); });
     cabinet("card flag", [](Cabinet &c) { c.receivingCards[0].flag.clear(); });

@@ -627,14 +627,18 @@ void CtlVerbsTest::aConversationIsReplayed()
 void CtlVerbsTest::theDoctorExplains()
 {
     const Run run = m_program.run("--wall broken doctor broken.json");
-    QCOMPARE(run.exit, 5);
-    QVERIFY2(run.out.contains("BAD  discovering the screens: enSuccess (0), answered false: device silent"), run.all());
+    QCOMPARE(run.exit, 8);
+    QVERIFY2(run.out.contains("BAD  discovering the screens: enCabinetNotFound (8), answered false: device silent"), run.all());
     QVERIFY2(run.out.contains("CabinetInfoOperator::getAllCabinetsInfo(\"obedient\", bool true)"), run.all());
-    QVERIFY2(run.out.contains("enTimeout (5): A device did not answer in time or refused. Check power"), run.all());
+    QVERIFY2(run.out.contains("enCabinetNotFound (8): A screen places a cabinet that its device does not list."), run.all());
     const QJsonObject report = QJsonDocument::fromJson(m_program.content(QStringLiteral("broken.json"))).object();
     QCOMPARE(report.value(QStringLiteral("verdict")).toString(),
              QStringLiteral("1 step failed; answered false: device silent"));
     QVERIFY(report.value(QStringLiteral("steps")).toArray().size() > 5);
+    // The cause is the line that tells of it, not one of the ordinary lines before.
+    const Run screens = m_program.run("--wall broken screens");
+    QCOMPARE(screens.exit, 8);
+    QVERIFY2(screens.error.contains("the library says: getScreens error \"silent\""), screens.all());
 }
 
 void CtlVerbsTest::quietPrintsNothing()

@@ -190,7 +190,9 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
         return;
     if (g_lines.size() < longestLog)
         g_lines.append(text);
-    if (type == QtCriticalMsg && g_firstCritical.isNull())
+    // Discovery says of every device, also where all goes well, that its sub-screen was not there before.
+    const bool isOrdinary = message.startsWith(QLatin1String("Cannot find SubScreen."));
+    if (type == QtCriticalMsg && !isOrdinary && g_firstCritical.isNull())
         g_firstCritical = message.trimmed();
 }
 
