@@ -385,12 +385,18 @@ Answer setMultilayerParameters(WallState &, DeviceState *device, const Call &cal
 
 Answer lock(WallState &, DeviceState *device, const Call &call)
 {
-    device->lockOwner = call.request.toMap().value(QStringLiteral("appids")).toList().value(0).toString();
+    Entries entries(call.request);
+    const QVariant owner = only(entries.list("appids"), "appids");
+    entries.done();
+    if (owner.userType() != QMetaType::QString)
+        throw Refusal{QStringLiteral("appids holds %1, which is no text").arg(describeValue(owner, 64)), {}};
+    device->lockOwner = owner.toString();
     return done;
 }
 
-Answer unlock(WallState &, DeviceState *device, const Call &)
+Answer unlock(WallState &, DeviceState *device, const Call &call)
 {
+    Entries(call.request).done();
     device->lockOwner.clear();
     return done;
 }

@@ -100,7 +100,7 @@ struct ReplayReport {
 /// - A brightness or effect mode of the device goes to all its cabinets as well; a gamma table of the device stays the
 ///   device's. The cabinets number their gamma channels 0 red, 1 blue, 2 green; the devices 0 red, 1 green, 2 blue.
 ///   Cabinets answer a table as `QList<int>`, devices as a list of variants.
-/// - lock() remembers the owner and always succeeds, as does unLock().
+/// - lock() remembers the owner, whoever held the lock before, and unLock() forgets whichever there is.
 /// - setCheckerBoardImage with response headers and an empty request is a question: nothing is drawn. It answers the
 ///   status "200" and a "Content-Type", or false with "404" when the device does not support the checkerboard.
 /// - A request that no device would accept changes nothing and is answered false: an unknown device or cabinet, a

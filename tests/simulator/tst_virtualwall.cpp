@@ -1050,6 +1050,12 @@ private Q_SLOTS:
         QVERIFY(refused(screens().setBrightness(a, all, map({{"brightness", -1}})), "brightness -1 out of range"));
         QCOMPARE(wall().brightness(a), 5000);
         QVERIFY(refused(screens().setGammaTable(a, all, {}), "type is missing"));
+        HWInfo &hardware = *HWInfo::getInstance();
+        Map locked;
+        QVERIFY(refused(hardware.lock(a, {}, locked), "appids is missing"));
+        QVERIFY(refused(hardware.lock(a, map({{"appids", List{1}}}), locked), "appids holds int 1, which is no text"));
+        QVERIFY(refused(hardware.lock(a, map({{"appids", List{}}}), locked), "appids holds 0 elements, not one"));
+        QVERIFY(refused(hardware.unLock(a, map({{"appids", List{}}})), "additional entries in {\"appids\": []}"));
         QVERIFY(refused(screens().setGammaTable(a, all, map({{"type", 3}, {"gammaTable", ints}})), "unknown gamma type 3"));
         QVERIFY(refused(screens().setGammaTable(a, all, map({{"type", 0}, {"gammaTable", List()}})),
                         "gammaTable is [], which is no QList<int>"));
