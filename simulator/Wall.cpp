@@ -707,7 +707,8 @@ qint64 Wall::now() const
 
 void Wall::advance(qint64 milliseconds)
 {
-    passTo(now() + qBound<qint64>(0, milliseconds, longestTime) * microseconds);
+    constexpr qint64 end = 4 * longestTime * microseconds; // of time: no step leads beyond it
+    passTo(std::min(now() + qBound<qint64>(0, milliseconds, longestTime) * microseconds, end));
     happenUntilNow();
 }
 

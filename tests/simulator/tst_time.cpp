@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -93,6 +94,11 @@ private Q_SLOTS:
         QCOMPARE(lastCall().duration, 250000);
         wall().advance(-5);
         QCOMPARE(wall().now(), 550);
+        for (int i = 0; i < 20; ++i) {
+            const qint64 before = wall().now();
+            wall().advance(std::numeric_limits<qint64>::max());
+            QVERIFY(wall().now() >= before);
+        }
     }
 
     void discoveryTakesNoTime()
