@@ -72,6 +72,15 @@ constexpr const char *writeOperations[] = {"Correctionop::uploadCoefficient",
 
 constexpr int longestWait = std::numeric_limits<int>::max(); // milliseconds
 
+template <std::size_t count>
+QStringList named(const char *const (&operations)[count])
+{
+    QStringList names;
+    for (const char *operation : operations)
+        names += QString::fromLatin1(operation);
+    return names;
+}
+
 struct Personality {
     const char *name;
     Timing timing;
@@ -89,8 +98,8 @@ template <std::size_t count>
 QList<Fault> at(const char *const (&operations)[count], Fault fault)
 {
     QList<Fault> faults;
-    for (const char *operation : operations) {
-        fault.operation = QString::fromLatin1(operation);
+    for (const QString &operation : named(operations)) {
+        fault.operation = operation;
         faults += fault;
     }
     return faults;
@@ -145,20 +154,14 @@ QStringList personalityNames()
 
 QStringList operationNames()
 {
-    static const auto *const names = [] {
-        auto *const all = new QStringList;
-        const auto add = [&](const auto &operations) {
-            for (const char *operation : operations)
-                *all += QString::fromLatin1(operation);
-        };
-        add(discoveryOperations);
-        add(readOperations);
-        add(writeOperations);
-        add(lockOperations);
-        all->sort();
-        return all;
-    }();
-    return *names;
+    QStringList names = named(discoveryOperations) + named(readOperations) + changingOperations();
+    names.sort();
+    return names;
+}
+
+QStringList changingOperations()
+{
+    return named(writeOperations) + named(lockOperations);
 }
 
 Timing timingOf(const Device &device)

@@ -175,6 +175,9 @@ SIMULATOR_EQUALITY(WallDescription)
 /// "damaged blocks", "short replies", "answers 404", "vanishes in refresh", "forgets on restart".
 SIMULATOR_API QStringList personalityNames();
 
+/// The operations that change a device, by the names that Call::operation has; all others only ask.
+SIMULATOR_API QStringList changingOperations();
+
 /// A device whose cabinets form a regular grid with its top-left corner at `origin` (screen coordinates). The ids count
 /// up from `firstCabinetId`, row by row; row r hangs on output r + 1 ("1", "2", ...). Each cabinet has one receiving
 /// card "0" over its whole area with 2 x 2 modules "0" to "3". Screen id "screen", screen name "Screen"; label and

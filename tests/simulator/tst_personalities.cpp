@@ -234,7 +234,7 @@ private Q_SLOTS:
         QVERIFY(CabinetInfoOperator::getInstance()->getCabAllFlags(b, list));
         QVERIFY(Correctionop::getInstance()->loadCoefficient(b, three, list = {}));
         QVERIFY(CabinetInfoOperator::getInstance()->getCabinetGammaCustomValue(b, three, reply = {}));
-        QVERIFY(HWInfo::getInstance()->lock(b, {}, reply = {}));
+        QVERIFY(HWInfo::getInstance()->unLock(b, {}));
     }
 
     void theRejectingOneRejectsPromises()

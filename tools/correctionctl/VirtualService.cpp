@@ -24,54 +24,6 @@ VirtualWall &wall()
     return VirtualWall::instance();
 }
 
-/// Every request that changes a device. What is not listed only asks.
-const char *const writingOperations[] = {
-    "Correctionop::uploadCoefficient",
-    "Correctionop::uploadMultilayerCoefficient",
-    "Correctionop::uploadLowgrayCoefficient",
-    "Correctionop::saveCabinetsCoeffcient",
-    "Correctionop::saveCabinetsMultilayerCoeffcient",
-    "Correctionop::saveCabinetsLowgrayCoeffcient",
-    "Correctionop::applyCabinetsLowgrayCoeffcient",
-    "Correctionop::clearCabinetsUserCoefficient",
-    "Correctionop::clearCabinetsMultilayerCoefficient",
-    "Correctionop::clearCabinetsLowgrayCoefficient",
-    "Correctionop::saveCabinetsFactoryCoefficient",
-    "Correctionop::showCabinetsCoefficient",
-    "Correctionop::showCabinetsFactoryCoefficient",
-    "Correctionop::showCabinetsModuleCoefficient",
-    "Correctionop::saveCabinetsModuleCoefficient",
-    "Correctionop::setCabinetsMultilayerParameter",
-    "Correctionop::setCabinetsMultilayerParameterV2",
-    "Correctionop::setMutiCabinetSolid",
-    "Correctionop::setScreenABLEnable",
-    "Correctionop::setScreenXBit",
-    "Correctionop::setScreenEffectMode",
-    "Correctionop::setCabinetEffectMode",
-    "CabinetInfoOperator::setCabSingleBrightness",
-    "CabinetInfoOperator::setCabinetFlag",
-    "CabinetInfoOperator::setCabinetGammaCustomValue",
-    "CabinetInfoOperator::setSingleConfigFile",
-    "CabinetInfoOperator::setCabinetSnflags",
-    "CabinetInfoOperator::setModuleflags",
-    "CabinetInfoOperator::clearModuleCoefficient",
-    "CabinetInfoOperator::saveModuleCoefficient",
-    "CabinetInfoOperator::reloadModuleCoefficient",
-    "ScreenInfo::setBrightness",
-    "ScreenInfo::setGammaTable",
-    "ScreenInfo::setPixelImage",
-    "ScreenInfo::setPixelImageMode",
-    "ScreenInfo::setCheckerBoardImage",
-    "ScreenInfo::setCorrectClearImage",
-    "HWInfo::lock",
-    "HWInfo::unLock",
-};
-const char *const writingUploads[] = {
-    "Correctionop::uploadCoefficientAsync",
-    "Correctionop::uploadMultilayerCoefficientAsync",
-    "Correctionop::uploadLowGrayCoefficientAsync",
-};
-
 Exchange exchangeOf(const Call &call)
 {
     Exchange exchange;
@@ -135,10 +87,8 @@ void holdBackWrites()
         refuse(QStringLiteral(
             "--dry-run and replay exclude each other: a recording holds no answers to requests that were not sent"));
     const auto keep = [](const Call &call) { g_heldBack.append(exchangeOf(call)); };
-    for (const char *operation : writingOperations)
-        wall().on(QLatin1String(operation)).run(keep).answer(QMap<QString, QVariant>());
-    for (const char *operation : writingUploads)
-        wall().on(QLatin1String(operation)).run(keep).resolveWith(true);
+    for (const QString &operation : Simulator::changingOperations())
+        wall().on(operation).run(keep).answer(QMap<QString, QVariant>());
 }
 
 QVector<Exchange> exchanges()
