@@ -1,9 +1,11 @@
 #include "Program.h"
 
+#include <QtCore/QRandomGenerator>
 #include <QtGui/QImage>
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <sys/stat.h>
 
 using namespace TestSupport;
 
@@ -34,7 +36,10 @@ private Q_SLOTS:
     void damagedSnapshotsAreRefused_data();
     void damagedSnapshotsAreRefused();
     void aSnapshotOfAnotherWallIsRefused();
+    void aFullDiskIsTold_data();
     void aFullDiskIsTold();
+    void onlyOrdinaryFilesAreReplaced_data();
+    void onlyOrdinaryFilesAreReplaced();
     void aFullStandardOutputIsTold();
     void aDirectoryInUseIsRefused();
     void failedReadsLeaveTheOldFile();
@@ -132,7 +137,8 @@ void CtlFailuresTest::everyCodeIsReached_data()
     row("an unknown module", 68, "--wall small.json cabinet 1 module flag 9=x", "module \"9\": unknown");
     row("an unknown wall", 69, "--wall nosuch screens", "nosuch");
     row("a wall file with mistakes", 69, "--wall bad-wall.json screens", "bad-wall.json: devices[0]");
-    row("a directory that cannot be written", 73, "--wall small.json read main nosuch/x.npy", "nosuch/x.npy: ");
+    row("a directory that cannot be written, found out before the devices are asked", 73,
+        "--wall refuses.json read main nosuch/x.npy", "nosuch/x.npy: ");
     row("a configuration that cannot be put there", 73, "--wall small.json cabinet 1 config get nosuch/x.cfg",
         "nosuch/x.cfg: ");
 }
@@ -196,6 +202,7 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("read main x.npy --type grey", "expected chroma or lowgray or multilayer, got \"grey\"");
     row("read main x.txt", "x.txt: files of coefficients end in .npy, .json or .png");
     row("read main x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
+    row("cabinet 1 read x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
     row("brightness main x", "VALUE: expected a number from 0 to 2147483647, got \"x\"");
     row("brightness main -1", "brightness");
     row("brightness main 2147483648", "expected a number");
@@ -350,21 +357,60 @@ void CtlFailuresTest::aSnapshotOfAnotherWallIsRefused()
         run.all());
 }
 
+void CtlFailuresTest::aFullDiskIsTold_data()
+{
+    QTest::addColumn<QString>("arguments");
+    for (const char *arguments :
+         {"read main big.npy", "read main big.json", "read main big.png", "snapshot main big.snapshot", "doctor big.json",
+          "wall describe big.json", "wall render main big.png"})
+        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+}
+
 void CtlFailuresTest::aFullDiskIsTold()
 {
-    // A limit on the size of files stands for the disk's.
+    QFETCH(QString, arguments);
+    // A limit on the size of files stands for the disk's: 512 bytes. The preview's values are random, to make it larger.
+    const QString values = QStringLiteral("noise.npy");
+    QVERIFY(m_program.run("--wall small.json wall create noise").exit == 0);
+    QByteArray noise = m_program.content(QStringLiteral("main.npy"));
+    QRandomGenerator random(1);
+    for (int i = noise.size() - 64 * 16 * 18; i < noise.size(); ++i)
+        noise[i] = char(random.bounded(256));
+    QVERIFY(m_program.write(values, noise));
+    QVERIFY(m_program.run("--wall noise write main noise.npy --save").exit == 0);
     const QStringList before = m_program.files();
     QProcess process;
     process.setWorkingDirectory(m_program.path(QString()));
-    process.start(
-        QStringLiteral("sh"),
-        {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 8; exec '%1' --wall small.json read main big.npy")
-                                   .arg(QStringLiteral(CORRECTIONCTL))});
+    process.start(QStringLiteral("sh"),
+                  {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 1; exec '%1' --wall noise %2")
+                                             .arg(QStringLiteral(CORRECTIONCTL), arguments)});
     QVERIFY(process.waitForFinished());
     const QByteArray error = process.readAllStandardError();
     QVERIFY2(process.exitCode() == 73, error);
-    QVERIFY2(error.contains("big.npy: "), error);
+    QVERIFY2(error.contains(arguments.section(QLatin1Char(' '), -1).toUtf8() + ": File too large"), error);
     QCOMPARE(m_program.files(), before);
+    QVERIFY(QDir(m_program.path(QStringLiteral("noise"))).removeRecursively());
+}
+
+void CtlFailuresTest::onlyOrdinaryFilesAreReplaced_data()
+{
+    QTest::addColumn<QString>("arguments");
+    for (const char *arguments : {"snapshot main pipe.npy", "read main pipe.npy", "doctor pipe.npy",
+                                  "wall describe pipe.npy", "cabinet 1 config get pipe.npy"})
+        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+}
+
+void CtlFailuresTest::onlyOrdinaryFilesAreReplaced()
+{
+    QFETCH(QString, arguments);
+    // A pipe stands for whatever is no file: renaming would put one in the place of /dev/null.
+    const QByteArray pipe = QFile::encodeName(m_program.path(QStringLiteral("pipe.npy")));
+    QVERIFY(::mkfifo(pipe.constData(), 0600) == 0);
+    const Run run = m_program.run(words("--wall small.json") + arguments.split(QLatin1Char(' ')));
+    QVERIFY2(run.exit == 73 && run.error.contains("pipe.npy: is no ordinary file"), run.all());
+    struct stat there = {};
+    QVERIFY(::stat(pipe.constData(), &there) == 0 && S_ISFIFO(there.st_mode));
+    QVERIFY(QFile::remove(QFile::decodeName(pipe)));
 }
 
 void CtlFailuresTest::aFullStandardOutputIsTold()

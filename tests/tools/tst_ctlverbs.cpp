@@ -535,6 +535,10 @@ void CtlVerbsTest::configurationsTravel()
     QVERIFY(m_program.write(QStringLiteral("there.cfg"), "old and longer than what comes"));
     QVERIFY(onWall("cabinet 7 config get there.cfg").exit == 0);
     QCOMPARE(m_program.content(QStringLiteral("there.cfg")), QByteArray("brightness=7\n"));
+    // A file that is made for it can be read by whom other files can.
+    QVERIFY(onWall("cabinet 7 config get new.cfg").exit == 0);
+    QCOMPARE(QFile::permissions(m_program.path(QStringLiteral("new.cfg"))),
+             QFile::permissions(m_program.path(QStringLiteral("there.cfg"))));
     QCOMPARE(m_program.files().filter(QStringLiteral("there.cfg")), QStringList{QStringLiteral("there.cfg")});
 }
 

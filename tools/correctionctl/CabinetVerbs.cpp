@@ -4,6 +4,8 @@
 #include "Run.h"
 #include "Transfer.h"
 
+#include <QtCore/QTemporaryDir>
+
 using namespace Correction;
 
 namespace Ctl {
@@ -83,7 +85,7 @@ void cabinetRead(Session &session)
 {
     const QString path = session.arguments().text("FILE");
     const EnumCoefficientType kind = session.arguments().kind();
-    formOf(path);
+    checkReadTarget(path, kind, session.arguments().integer("--channel"));
     ICabinet &cabinet = session.cabinet();
     const QRect rect = session.cabinetInfo(cabinet).rect;
     const CoefficientPtr grid(CoefficientFactory::getCoefficient(kind, rect.height(), rect.width()));
@@ -235,10 +237,12 @@ void cabinetConfigGet(Session &session)
 {
     const QString path = session.arguments().text("FILE");
     ICabinet &cabinet = session.cabinet();
-    // The library writes straight into the file that it is given: it gets one beside the wanted one, which is renamed.
-    TemporaryNeighbour file(path);
-    checkCabinet(cabinet.getConfigFile(file.path()), cabinet, QStringLiteral("reading its configuration into %1").arg(path));
-    file.moveIntoPlace();
+    checkWritable(path);
+    // The library writes straight into the file that it is given: it gets one of its own.
+    const QTemporaryDir folder;
+    const QString taken = folder.filePath(QStringLiteral("configuration"));
+    checkCabinet(cabinet.getConfigFile(taken), cabinet, QStringLiteral("reading its configuration into %1").arg(path));
+    writeFile(path, readFile(taken));
     session.out().data({{QStringLiteral("file"), path}});
     reportDone(session, cabinet, QStringLiteral("configuration read into %1").arg(path));
 }

@@ -92,6 +92,9 @@ void diff(Session &session)
     if (arguments.has("--picture") && formOf(arguments.text("--picture")) != FileForm::Png)
         throw Failure(ExitUsage, QStringLiteral("--picture %1: expected a .png").arg(arguments.text("--picture")));
 
+    if (arguments.has("--picture"))
+        checkWritable(arguments.text("--picture"));
+
     Grid a = readGrid(pathA);
     Grid b;
     QString nameB = arguments.text("B");

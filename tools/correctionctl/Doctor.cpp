@@ -155,6 +155,8 @@ void examine(Walk &walk, Session &session, const QString &id)
 void doctor(Session &session)
 {
     Output &out = session.out();
+    if (session.arguments().has("FILE"))
+        checkWritable(session.arguments().text("FILE"));
     session.openService();
     Walk walk(session);
     ScreenManager *const manager = ScreenManager::getInstance();

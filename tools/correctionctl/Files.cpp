@@ -11,7 +11,6 @@
 #include <QtGui/QImageReader>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -222,44 +221,38 @@ void writeFile(const QString &path, const QByteArray &bytes)
     commit(file);
 }
 
+void checkWritable(const QString &path)
+{
+    QSaveFile file(path);
+    openForWriting(file); // never committed: its temporary file goes with it
+}
+
 void openForWriting(QSaveFile &file)
 {
-    if (!file.open(QIODevice::WriteOnly))
+    // Renaming puts an ordinary file in the place of whatever stands there, be it the system's /dev/null.
+    const QFileInfo there(file.fileName());
+    if (there.exists() && !there.isFile() && !there.isDir())
+        throw Failure(ExitCannotWrite, file.fileName() + QStringLiteral(": is no ordinary file"));
+    // QSaveFile::commit() forgets what goes wrong with bytes that stayed in a buffer until then.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
 }
 
 void writeTo(QSaveFile &file, const QByteArray &bytes)
 {
-    if (file.write(bytes) != bytes.size())
-        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
+    // A disk that fills up takes a part without an error, and tells the reason when it is given the rest.
+    for (qint64 done = 0; done < bytes.size();) {
+        const qint64 taken = file.write(bytes.constData() + done, bytes.size() - done);
+        if (taken <= 0)
+            throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
+        done += taken;
+    }
 }
 
 void commit(QSaveFile &file)
 {
     if (!file.commit())
         throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
-}
-
-TemporaryNeighbour::TemporaryNeighbour(const QString &path) : m_target(path), m_file(path + QStringLiteral(".XXXXXX"))
-{
-    if (!m_file.open())
-        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(path, m_file.errorString()));
-    m_file.close();
-}
-
-TemporaryNeighbour::~TemporaryNeighbour() = default;
-
-QString TemporaryNeighbour::path() const
-{
-    return m_file.fileName();
-}
-
-void TemporaryNeighbour::moveIntoPlace()
-{
-    // rename(2) replaces what is there; QFile::rename() refuses to.
-    if (std::rename(QFile::encodeName(path()).constData(), QFile::encodeName(m_target).constData()) != 0)
-        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(m_target, qt_error_string()));
-    m_file.setAutoRemove(false);
 }
 
 QByteArray toBytes(const Grid &grid)

@@ -4,7 +4,6 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
-#include <QtCore/QTemporaryFile>
 #include <QtGui/QImage>
 
 class QSaveFile;
@@ -35,31 +34,14 @@ void writePicture(const QString &path, const QImage &picture);
 
 QByteArray readFile(const QString &path);
 void writeFile(const QString &path, const QByteArray &bytes);
+/// Throws unless a file can be put there: asked before the work that would be lost otherwise.
+void checkWritable(const QString &path);
 /// Opens a file for atomic writing, or throws.
 void openForWriting(QSaveFile &file);
 /// Writes, or throws.
 void writeTo(QSaveFile &file, const QByteArray &bytes);
 /// Puts the file in place, or throws.
 void commit(QSaveFile &file);
-
-/// A name beside `path` for somebody who writes a file by its name; what is there at the end of this object's life goes.
-class TemporaryNeighbour
-{
-public:
-    /// Throws a Failure where no file can be made.
-    explicit TemporaryNeighbour(const QString &path);
-    ~TemporaryNeighbour();
-    TemporaryNeighbour(const TemporaryNeighbour &) = delete;
-    TemporaryNeighbour &operator=(const TemporaryNeighbour &) = delete;
-
-    QString path() const;
-    /// Puts the file in the place of `path`, or throws.
-    void moveIntoPlace();
-
-private:
-    QString m_target;
-    QTemporaryFile m_file;
-};
 
 /// The bytes of a `.npy` file without its values: `bytes` of 8 bits or else of 16.
 QByteArray npyHeader(const QSize &size, int length, bool bytes);

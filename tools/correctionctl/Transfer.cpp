@@ -1,5 +1,6 @@
 #include "Transfer.h"
 
+#include "Files.h"
 #include "Grid.h"
 #include "Interrupt.h"
 #include "Json.h"
@@ -39,6 +40,17 @@ QRect chosenRect(Session &session, IScreen &screen)
         throw Failure(enOutOfRange, QStringLiteral("rectangle %1 lies outside screen %2, which is %3")
                                         .arg(rectText(rect), screen.getID(), rectText(whole)));
     return rect;
+}
+
+void checkReadTarget(const QString &path, EnumCoefficientType kind, int channel)
+{
+    formOf(path);
+    if (channel >= lengthOf(kind))
+        throw Failure(ExitUsage, QStringLiteral("--channel %1: %2 pixels have the values 0 to %3")
+                                     .arg(channel)
+                                     .arg(kindText(kind))
+                                     .arg(lengthOf(kind) - 1));
+    checkWritable(path);
 }
 
 CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, EnumCoefficientType kind, qint64 &uncovered)

@@ -7,6 +7,10 @@ namespace Ctl {
 /// The rectangle that --rect means on a screen. Throws a Failure with the library's enOutOfRange for one outside it.
 QRect chosenRect(Session &session, Correction::IScreen &screen);
 
+/// Checks what a read into a file is given, before any device is asked: the file's form, whether it can be written, and the
+/// channel that a preview shows.
+void checkReadTarget(const QString &path, Correction::EnumCoefficientType kind, int channel);
+
 /// Reads any rectangle of a screen: the cabinets that meet it are read whole, and what lies inside is cut out. Pixels
 /// without a cabinet are 0; their number goes to `uncovered`.
 Correction::CoefficientPtr readRect(Session &session, Correction::IScreen &screen, const QRect &rect,

@@ -30,12 +30,7 @@ void read(Session &session)
     const QString path = session.arguments().text("FILE");
     const EnumCoefficientType kind = session.arguments().kind();
     const int channel = session.arguments().integer("--channel");
-    formOf(path); // a name that tells no form is found out before any device is asked
-    if (channel >= lengthOf(kind))
-        throw Failure(ExitUsage, QStringLiteral("--channel %1: %2 pixels have the values 0 to %3")
-                                     .arg(channel)
-                                     .arg(kindText(kind))
-                                     .arg(lengthOf(kind) - 1));
+    checkReadTarget(path, kind, channel);
     IScreen &screen = session.screen();
     const QRect rect = chosenRect(session, screen);
     qint64 uncovered = 0;

@@ -36,6 +36,7 @@ void wallRender(Session &session)
     const QString path = session.arguments().text("FILE");
     if (formOf(path) != FileForm::Png)
         throw Failure(ExitUsage, path + QStringLiteral(": expected a .png"));
+    checkWritable(path);
     const QString id = session.screenOf(session.arguments().text("SCREEN")).getID();
     const QString what = session.arguments().text("--what", QStringLiteral("layout"));
     const auto picture = what == QLatin1String("layout")    ? Service::Picture::Layout
