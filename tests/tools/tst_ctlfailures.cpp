@@ -329,6 +329,8 @@ void CtlFailuresTest::damagedSnapshotsAreRefused_data()
     row("with something behind it", good + '\n', "its last line is missing or damaged");
     row("another version", QByteArray(good).replace("\"version\":1", "\"version\":2"), "a snapshot of version 2");
     row("a cabinet of another size", QByteArray(good).replace("\"width\":16", "\"width\":15"), "its line is damaged");
+    row("another cabinet", QByteArray(good).replace("\"cabinet\":\"2\"", "\"cabinet\":\"1\""),
+        "damaged, the checksum of its lines does not match");
     row("a huge cabinet",
         QByteArray(good).replace("\"width\":16", "\"width\":1600000").replace("\"bytes\":2304", "\"bytes\":230400000"),
         "cut short");

@@ -3,10 +3,8 @@
 #include "ExitCodes.h"
 #include "Files.h"
 
-#include <QtCore/QCryptographicHash>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 
 #include <limits>
 
@@ -21,32 +19,27 @@ QByteArray sumOf(const QByteArray &bytes)
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
 }
 
-QByteArray lineOf(const QJsonObject &object)
-{
-    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-}
-
 } // namespace
 
 SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int cabinets) : m_file(path)
 {
     openForWriting(m_file);
-    writeTo(m_file, lineOf({{QStringLiteral("format"), QStringLiteral("correction-snapshot")},
-                            {QStringLiteral("version"), 1},
-                            {QStringLiteral("screen"), screenId},
-                            {QStringLiteral("cabinets"), cabinets}}));
+    writeLine({{QStringLiteral("format"), QStringLiteral("correction-snapshot")},
+               {QStringLiteral("version"), 1},
+               {QStringLiteral("screen"), screenId},
+               {QStringLiteral("cabinets"), cabinets}});
 }
 
 void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes)
 {
-    writeTo(m_file, lineOf({{QStringLiteral("cabinet"), cabinet.id},
-                            {QStringLiteral("device"), cabinet.device},
-                            {QStringLiteral("x"), cabinet.rect.x()},
-                            {QStringLiteral("y"), cabinet.rect.y()},
-                            {QStringLiteral("width"), cabinet.rect.width()},
-                            {QStringLiteral("height"), cabinet.rect.height()},
-                            {QStringLiteral("bytes"), bytes.size()},
-                            {QStringLiteral("sha256"), QLatin1String(sumOf(bytes))}}));
+    writeLine({{QStringLiteral("cabinet"), cabinet.id},
+               {QStringLiteral("device"), cabinet.device},
+               {QStringLiteral("x"), cabinet.rect.x()},
+               {QStringLiteral("y"), cabinet.rect.y()},
+               {QStringLiteral("width"), cabinet.rect.width()},
+               {QStringLiteral("height"), cabinet.rect.height()},
+               {QStringLiteral("bytes"), bytes.size()},
+               {QStringLiteral("sha256"), QLatin1String(sumOf(bytes))}});
     writeTo(m_file, bytes);
     writeTo(m_file, QByteArray("\n"));
     ++m_cabinets;
@@ -54,8 +47,15 @@ void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes
 
 void SnapshotWriter::finish()
 {
-    writeTo(m_file, lineOf({{QStringLiteral("end"), m_cabinets}}));
+    writeLine({{QStringLiteral("end"), m_cabinets}, {QStringLiteral("sha256"), QLatin1String(m_lines.result().toHex())}});
     commit(m_file);
+}
+
+void SnapshotWriter::writeLine(const QJsonObject &object)
+{
+    const QByteArray line = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+    m_lines.addData(line);
+    writeTo(m_file, line);
 }
 
 SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
@@ -92,8 +92,12 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
         if (!m_file.seek(cabinet.offset + cabinet.bytes) || m_file.read(1) != "\n")
             refuse(place + QStringLiteral(": cut short"));
     }
-    if (count < 0 || line().value(QStringLiteral("end")).toInt(-1) != count || !m_file.atEnd())
+    const QByteArray sum = m_lines.result().toHex();
+    const QJsonObject last = line();
+    if (count < 0 || last.value(QStringLiteral("end")).toInt(-1) != count || !m_file.atEnd())
         refuse(QStringLiteral("its last line is missing or damaged"));
+    if (last.value(QStringLiteral("sha256")).toString().toLatin1() != sum)
+        refuse(QStringLiteral("damaged, the checksum of its lines does not match"));
 }
 
 QByteArray SnapshotReader::bytesOf(const SnapshotCabinet &cabinet)
@@ -122,6 +126,7 @@ QJsonObject SnapshotReader::line()
         refuse(QStringLiteral("cut short"));
     if (!text.endsWith('\n') || !document.isObject())
         refuse(QStringLiteral("no snapshot, or damaged: no line of JSON at byte %1").arg(m_file.pos() - text.size()));
+    m_lines.addData(text);
     return document.object();
 }
 

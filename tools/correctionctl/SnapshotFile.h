@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QtCore/QCryptographicHash>
 #include <QtCore/QFile>
+#include <QtCore/QJsonObject>
 #include <QtCore/QRect>
 #include <QtCore/QSaveFile>
 #include <QtCore/QString>
@@ -15,9 +17,10 @@ namespace Ctl {
 ///     {"cabinet":"1","device":"A","x":0,"y":0,"width":128,"height":128,"bytes":294912,"sha256":"..."}
 ///     <294912 bytes>
 ///     ...
-///     {"end":24}
+///     {"end":24,"sha256":"..."}
 ///
-/// The sums and the last line tell a damaged file, and one that was cut short, before anything of it is used.
+/// The last sum is that of all lines before it: with the sums in them it tells every damage, and a file that was cut short,
+/// before anything of it is used.
 struct SnapshotCabinet {
     QString id;
     QString device;
@@ -36,7 +39,10 @@ public:
     void finish();
 
 private:
+    void writeLine(const QJsonObject &object);
+
     QSaveFile m_file;
+    QCryptographicHash m_lines{QCryptographicHash::Sha256};
     int m_cabinets = 0;
 };
 
@@ -56,6 +62,7 @@ private:
     QJsonObject line();
 
     QFile m_file;
+    QCryptographicHash m_lines{QCryptographicHash::Sha256};
     QString m_screenId;
     QVector<SnapshotCabinet> m_cabinets;
 };
