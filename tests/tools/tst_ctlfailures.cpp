@@ -43,7 +43,10 @@ private Q_SLOTS:
     void aFullStandardOutputIsTold();
     void aDirectoryInUseIsRefused();
     void failedReadsLeaveTheOldFile();
+    void ctrlCEndsBetweenTwoRequests_data();
     void ctrlCEndsBetweenTwoRequests();
+    void theProgressBarGoesBeforeTheResult_data();
+    void theProgressBarGoesBeforeTheResult();
 
 private:
     /// small.json with faults of a device.
@@ -456,24 +459,80 @@ void CtlFailuresTest::failedReadsLeaveTheOldFile()
     QCOMPARE(m_program.files().filter(QStringLiteral("old.")).size(), 2);
 }
 
+void CtlFailuresTest::ctrlCEndsBetweenTwoRequests_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<int>("after");
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QByteArray>("begun");
+    QTest::addColumn<QByteArray>("said");
+    QTest::newRow("a restore, in its second upload")
+        << QStringLiteral("Correctionop::uploadCoefficient") << 1 << QStringLiteral("restore main.snapshot --no-verify")
+        << QByteArray("CabinetV4::setCoefficients") << QByteArray("2 of 8 cabinets are written, nothing is saved");
+    QTest::newRow("a write, in its only upload, before it saves")
+        << QStringLiteral("Correctionop::uploadCoefficientAsync") << 0 << QStringLiteral("write main main.npy --save")
+        << QByteArray("setCoefficients thread id") << QByteArray("rows 0 to 15 are written, nothing is saved");
+    QTest::newRow("the doctor, in its second step")
+        << QStringLiteral("ScreenInfo::getScreens") << 0 << QStringLiteral("doctor report.json")
+        << QByteArray("start getDeviceList") << QByteArray("2 steps done, no report written");
+}
+
 void CtlFailuresTest::ctrlCEndsBetweenTwoRequests()
 {
-    // The second upload of a restore takes as long as it takes to press Ctrl-C; the log tells when it has begun.
-    QJsonObject late = fault("lateAnswer", "Correctionop::uploadCoefficient");
-    late.insert(QStringLiteral("after"), 1);
+    QFETCH(QString, operation);
+    QFETCH(int, after);
+    QFETCH(QString, arguments);
+    QFETCH(QByteArray, begun);
+    QFETCH(QByteArray, said);
+    // The request takes as long as it takes to press Ctrl-C; the log tells when it has begun.
+    QJsonObject late = fault("lateAnswer", operation.toUtf8().constData());
+    late.insert(QStringLiteral("after"), after);
     late.insert(QStringLiteral("milliseconds"), 2000);
     wallWith(QStringLiteral("late.json"), 0, {late});
+    const QStringList before = m_program.files();
     QProcess process;
-    m_program.start(process, words("--wall late.json -v restore main.snapshot --no-verify"));
+    m_program.start(process, words("--wall late.json -v") + arguments.split(QLatin1Char(' ')));
     process.setReadChannel(QProcess::StandardError);
     QByteArray printed;
-    while (printed.count("CabinetV4::setCoefficients") < 2 && process.waitForReadyRead(60000))
+    while (printed.count(begun) < after + 1 && process.waitForReadyRead(60000))
         printed += process.readAllStandardError();
     ::kill(pid_t(process.processId()), SIGINT);
     QVERIFY(process.waitForFinished());
     printed += process.readAllStandardError();
     QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 130, printed);
-    QVERIFY2(printed.contains("interrupted; 2 of 8 cabinets are written, nothing is saved"), printed);
+    QVERIFY2(printed.contains("interrupted; " + said), printed);
+    QCOMPARE(m_program.files(), before);
+}
+
+/// A terminal of its own: script(1) of Debian's essential packages lends one.
+void CtlFailuresTest::theProgressBarGoesBeforeTheResult_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QByteArray>("bar");
+    QTest::newRow("read") << QStringLiteral("read main slow.npy") << QByteArray("\r\x1b[Kreading  ");
+    QTest::newRow("snapshot") << QStringLiteral("snapshot main slow.snapshot") << QByteArray("\r\x1b[Ksnapshot  ");
+    QTest::newRow("restore") << QStringLiteral("restore main.snapshot") << QByteArray("\r\x1b[Krestore  ");
+}
+
+void CtlFailuresTest::theProgressBarGoesBeforeTheResult()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QByteArray, bar);
+    // Each of the first device's four cabinets takes long enough that the bar is there before the last.
+    QJsonObject late = fault("lateAnswer", "Correctionop::loadCoefficient");
+    late.insert(QStringLiteral("milliseconds"), 400);
+    wallWith(QStringLiteral("creeping.json"), 0, {late});
+    QProcess process;
+    process.setWorkingDirectory(m_program.path(QString()));
+    process.start(QStringLiteral("script"),
+                  {QStringLiteral("-qec"),
+                   QStringLiteral("'%1' --wall creeping.json %2").arg(QStringLiteral(CORRECTIONCTL), arguments),
+                   QStringLiteral("/dev/null")});
+    QVERIFY2(process.waitForFinished(60000), "script is not there");
+    const QByteArray printed = process.readAllStandardOutput();
+    QVERIFY2(process.exitCode() == 0, printed);
+    QVERIFY2(printed.contains(bar), printed);
+    QVERIFY2(printed.contains(" left\r\x1b[Kmain: "), printed);
 }
 
 QTEST_GUILESS_MAIN(CtlFailuresTest)

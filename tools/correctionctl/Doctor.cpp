@@ -1,4 +1,5 @@
 #include "Files.h"
+#include "Interrupt.h"
 #include "Json.h"
 #include "Run.h"
 #include "Service.h"
@@ -37,6 +38,7 @@ public:
     EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation,
                        EnumErrorCode expected = enSuccess, bool strict = false)
     {
+        Interrupt::check(QStringLiteral("%1 done, no report written").arg(counted(m_steps.size(), "step")));
         Service::forgetExchanges();
         LibraryLog::forget();
         const EnumErrorCode code = operation();

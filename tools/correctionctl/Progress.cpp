@@ -38,8 +38,14 @@ Progress::Progress(const Output &output, const QString &what, qint64 total)
 
 Progress::~Progress()
 {
+    end();
+}
+
+void Progress::end()
+{
     if (m_shownAt > 0)
         std::fputs("\r\x1b[K", stderr);
+    m_shownAt = 0;
 }
 
 void Progress::advance(qint64 bytes)

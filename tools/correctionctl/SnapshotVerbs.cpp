@@ -71,6 +71,7 @@ void snapshot(Session &session)
         progress.advance(bytes.size());
     }
     writer.finish();
+    progress.end();
     report(session, screen.getID(), path, infos.size(), total);
     session.out().line(QStringLiteral("%1: %2 kept in %3, %4 of coefficients")
                            .arg(screen.getID(), counted(infos.size(), "cabinet"), path, bytesText(double(total))));
@@ -130,6 +131,7 @@ void restore(Session &session)
               QStringLiteral("saving %1 (before it, %2)").arg(subject(cabinet), state(savedText)));
         ++saved;
     }
+    progress.end();
     report(session, snapshot.screenId(), path, cabinets.size(), total);
     session.out().data({{QStringLiteral("verified"), verify}, {QStringLiteral("saved"), save}});
     if (!session.dryRun())

@@ -27,7 +27,7 @@ qint64 area(const QRect &rect)
 }
 
 /// A band is small enough to show progress and to end soon, and large enough that requests do not cost more than pixels.
-constexpr qint64 bandPixels = 1 << 19;
+constexpr qint64 bandPixels = 1 << 16;
 
 } // namespace
 
@@ -116,7 +116,7 @@ QVector<QRect> bandsOf(const QRect &rect, const QList<CabinetInfo> &cabinets, qi
     return bands;
 }
 
-void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficient &grid, bool oneByOne)
+void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficient &grid, bool oneByOne, bool save)
 {
     const QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
     const QVector<QRect> bands = bandsOf(rect, cabinets, bandPixels);
@@ -146,6 +146,9 @@ void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficien
         ++written;
         progress.advance(area(band) * pixelBytes(grid.getType()));
     }
+    // The last chance before the devices store it.
+    if (save)
+        Interrupt::check(done());
 }
 
 void reportTransfer(Session &session, const QString &done, const QString &target, const QRect &rect, int kind,

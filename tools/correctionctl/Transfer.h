@@ -17,9 +17,9 @@ Correction::CoefficientPtr readRect(Session &session, Correction::IScreen &scree
                                     Correction::EnumCoefficientType kind, qint64 &uncovered);
 
 /// Writes a grid laid out over `rect`, in bands of whole cabinets, so that progress shows and Ctrl-C can end it between two.
-/// All devices of a band work at once.
+/// All devices of a band work at once, unless `oneByOne`. `save`: saving follows, which Ctrl-C prevents as well.
 void writeRect(Session &session, Correction::IScreen &screen, const QRect &rect, Correction::ICoefficient &grid,
-               bool oneByOne);
+               bool oneByOne, bool save);
 
 /// The rectangle in bands from top to bottom that split no cabinet; each but the last has at least `pixels` pixels.
 QVector<QRect> bandsOf(const QRect &rect, const QList<Correction::CabinetInfo> &cabinets, qint64 pixels);

@@ -59,11 +59,12 @@ void write(Session &session)
     IScreen &screen = session.screen();
     const QRect rect = chosenRect(session, screen);
     const CoefficientPtr grid = toLibrary(readGridFor(path, rect.size(), kind), kind);
-    writeRect(session, screen, rect, *grid, session.arguments().has("--one-by-one"));
-    if (session.arguments().has("--save"))
+    const bool save = session.arguments().has("--save");
+    writeRect(session, screen, rect, *grid, session.arguments().has("--one-by-one"), save);
+    if (save)
         check(screen.saveParameter(EnumSaveType(int(kind))),
               QStringLiteral("screen %1: everything is written, but saving failed").arg(screen.getID()));
-    reportWrite(session, screen.getID(), rect, kind, path, session.arguments().has("--save"));
+    reportWrite(session, screen.getID(), rect, kind, path, save);
 }
 
 void save(Session &session)
