@@ -632,7 +632,8 @@ void CtlVerbsTest::theDoctorExplains()
 {
     const Run run = m_program.run("--wall broken doctor broken.json");
     QCOMPARE(run.exit, 8);
-    QVERIFY2(run.out.contains("BAD  discovering the screens: enCabinetNotFound (8), answered false: device silent"), run.all());
+    QVERIFY2(run.out.contains("BAD  discovering the screens: enCabinetNotFound (8), answered false: device silent"),
+             run.all());
     QVERIFY2(run.out.contains("CabinetInfoOperator::getAllCabinetsInfo(\"obedient\", bool true)"), run.all());
     QVERIFY2(run.out.contains("enCabinetNotFound (8): A screen places a cabinet that its device does not list."), run.all());
     const QJsonObject report = QJsonDocument::fromJson(m_program.content(QStringLiteral("broken.json"))).object();

@@ -41,7 +41,10 @@ public:
         try {
             m_app.parse(reversed);
         } catch (const CLI::CallForHelp &) {
-            invocation.help = helpOf(deepest());
+            const QString name = deepest();
+            if (const std::vector<std::string> unknown = m_app.remaining(true); !verbOf(name) && !unknown.empty())
+                throw Failure(ExitUsage, noVerb(unknown.front()));
+            invocation.help = helpOf(name);
             return invocation;
         } catch (const CLI::ParseError &error) {
             const QString name = deepest();
@@ -139,13 +142,17 @@ private:
     QString reasonOf(const CLI::ParseError &error, const QString &name) const
     {
         const bool incomplete = name.isEmpty() || familyOf(name);
-        const bool noVerb =
+        const bool verbMissing =
             dynamic_cast<const CLI::RequiredError *>(&error) && fromCli(error.what()).contains(QLatin1String("ubcommand"));
-        if (!incomplete || !(noVerb || dynamic_cast<const CLI::ExtrasError *>(&error)))
+        if (!incomplete || !(verbMissing || dynamic_cast<const CLI::ExtrasError *>(&error)))
             return fromCli(error.what()).simplified();
         const std::vector<std::string> unknown = m_app.remaining(true);
-        return unknown.empty() ? QStringLiteral("a verb is missing")
-                               : QStringLiteral("\"%1\" is no verb or option").arg(fromCli(unknown.front()));
+        return unknown.empty() ? QStringLiteral("a verb is missing") : noVerb(unknown.front());
+    }
+
+    static QString noVerb(const std::string &word)
+    {
+        return QStringLiteral("\"%1\" is no verb or option").arg(fromCli(word));
     }
 
     static QString helpOf(const QString &name)
