@@ -87,6 +87,8 @@ void CtlFailuresTest::initTestCase()
         m_program.write(QStringLiteral("bad-wall.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": [{}]}"));
     QVERIFY(m_program.write(QStringLiteral("gamma.json"), "{\"red\": [1], \"pink\": [2]}"));
     QVERIFY(m_program.run("--wall small.json record calls.jsonl effect main 3").exit == 0);
+    QByteArray percent = m_program.content(QStringLiteral("small.json"));
+    QVERIFY(m_program.write(QStringLiteral("percent.json"), percent.replace("\"main\"", "\"50%1%2\"")));
 }
 
 void CtlFailuresTest::everyCodeIsReached_data()
@@ -103,6 +105,10 @@ void CtlFailuresTest::everyCodeIsReached_data()
         "reading cabinet 1 of device A: enArgumentMismatch (1)");
     row("a rectangle outside the screen", 2, "--wall small.json read main x.npy --rect 60,0,5x1",
         "rectangle 60,0,5x1 lies outside screen main, which is 0,0,64x16: enOutOfRange (2)");
+    row("a place marker in a file's name", 4, "--wall small.json cabinet 1 config put %1%2%3",
+        "sending the configuration %1%2%3: enFileError (4)");
+    row("a place marker in a screen's name", 2, "--wall percent.json brightness 50%1%2 10001",
+        "screen 50%1%2: brightness 10001 lies outside 0 to 10000: enOutOfRange (2)");
     row("a brightness out of range", 2, "--wall small.json brightness main 10001",
         "brightness 10001 lies outside 0 to 10000");
     row("a cabinet's brightness out of range", 2, "--wall small.json cabinet 1 brightness 10001",

@@ -41,7 +41,7 @@ QString withResult(int exit, const QString &message)
 {
     if (exit == ExitSuccess || exit > ExitLargestResult)
         return message;
-    return QStringLiteral("%1: %2 (%3)").arg(message, resultName(exit)).arg(exit);
+    return QStringLiteral("%1: %2 (%3)").arg(message, resultName(exit), QString::number(exit));
 }
 
 void tell(int exit, const QString &message)

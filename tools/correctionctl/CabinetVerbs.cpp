@@ -157,10 +157,8 @@ void cabinetBrightness(Session &session)
     // The library does not report a brightness that the device refused, so it is judged here.
     if (known == enSuccess && range.max > 0 && (quint32(value) < range.min || quint32(value) > range.max))
         throw Failure(enOutOfRange, QStringLiteral("%1: brightness %2 lies outside %3 to %4")
-                                        .arg(subject(cabinet))
-                                        .arg(value)
-                                        .arg(range.min)
-                                        .arg(range.max));
+                                        .arg(subject(cabinet), QString::number(value), QString::number(range.min),
+                                             QString::number(range.max)));
     checkCabinet(cabinet.setBrightness(value), cabinet, QStringLiteral("setting the brightness"));
     reportSetting(session, cabinet, QStringLiteral("brightness"), QString::number(value));
 }

@@ -71,9 +71,8 @@ void completeSize(Grid &grid, const Grid &other, const QString &path)
     }
     const qint64 expected = qint64(other.size.width()) * other.size.height() * other.length;
     if (grid.values.size() != expected)
-        throw Failure(
-            ExitBadData,
-            QStringLiteral("%1: %2 numbers; the other side has %3").arg(path).arg(grid.values.size()).arg(expected));
+        throw Failure(ExitBadData, QStringLiteral("%1: %2 numbers; the other side has %3")
+                                       .arg(path, QString::number(grid.values.size()), QString::number(expected)));
     grid.size = other.size;
     grid.length = other.length;
 }

@@ -24,7 +24,9 @@ constexpr int longestReported = 4000;
 
 QString cut(const QString &text, int longest)
 {
-    return text.size() <= longest ? text : QStringLiteral("%1... (%2 characters)").arg(text.left(longest)).arg(text.size());
+    return text.size() <= longest
+               ? text
+               : QStringLiteral("%1... (%2 characters)").arg(text.left(longest), QString::number(text.size()));
 }
 
 /// Walks step by step; every step is one operation of the library, with the calls that it made.
@@ -47,8 +49,7 @@ public:
         QStringList silent;
         for (const Service::Exchange &exchange : Service::exchanges()) {
             lines.append(QStringLiteral("       %1 %2 ms")
-                             .arg(cut(exchange.request, longestShown))
-                             .arg(exchange.milliseconds, 0, 'f', 1));
+                             .arg(cut(exchange.request, longestShown), QString::number(exchange.milliseconds, 'f', 1)));
             lines.append(
                 QStringLiteral("         -> %1%2%3")
                     .arg(QLatin1String(exchange.success ? "true" : "false"),

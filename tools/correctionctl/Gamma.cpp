@@ -70,7 +70,8 @@ GammaTables readGamma(const QString &path, const GammaChannels &channels)
         for (const QJsonValue &value : array) {
             const int number = value.toInt(-1);
             if (number < 0)
-                throw refuse(QStringLiteral("%1[%2]: expected a number from 0 on").arg(entry.key()).arg(table.size()));
+                throw refuse(
+                    QStringLiteral("%1[%2]: expected a number from 0 on").arg(entry.key(), QString::number(table.size())));
             table.append(number);
         }
         tables.insert(EnumGammaType(channels[colour]), table);

@@ -63,7 +63,7 @@ void patternMode(Session &session)
     IScreen &screen = session.screen();
     const int mode = session.arguments().integer("MODE");
     check(screen.setPixelImageMode(static_cast<unsigned char>(mode)),
-          QStringLiteral("screen %1: choosing image mode %2").arg(screen.getID()).arg(mode));
+          QStringLiteral("screen %1: choosing image mode %2").arg(screen.getID(), QString::number(mode)));
     report(session, screen.getID(), QStringLiteral("mode %1").arg(mode), Session::rectOf(screen));
 }
 

@@ -29,10 +29,8 @@ Setting brightnessSetting(int value)
             return; // The devices do not tell: they will judge for themselves.
         if (quint32(value) < range.min || quint32(value) > range.max)
             throw Failure(enOutOfRange, QStringLiteral("screen %1: brightness %2 lies outside %3 to %4")
-                                            .arg(screen.getID())
-                                            .arg(value)
-                                            .arg(range.min)
-                                            .arg(range.max));
+                                            .arg(screen.getID(), QString::number(value), QString::number(range.min),
+                                                 QString::number(range.max)));
     };
     return {QStringLiteral("brightness"), QString::number(value),
             [value](IScreen &screen) { return screen.setBrightness(value); }, verify};
