@@ -128,7 +128,7 @@ void CtlDocumentsTest::noOperationIsInvented()
 /// The service's own headers say what changes a device: all but what loads, gets and lists.
 void CtlDocumentsTest::everyWritingOperationOfTheServiceIsHeldBack()
 {
-    QFile source(QStringLiteral(SOURCE_DIR "/tools/correctionctl/VirtualService.cpp"));
+    QFile source(QStringLiteral(SOURCE_DIR "/simulator/Personalities.cpp"));
     QVERIFY(source.open(QIODevice::ReadOnly));
     const QString held = QString::fromUtf8(source.readAll());
     int writing = 0;
