@@ -32,9 +32,12 @@ CabinetManager *CabinetManager::getInstance()
 
 bool CabinetManager::addCabinet(const QString &id, ICabinet *cabinet)
 {
-    if (!cabinet || m_cabinets.contains(id))
+    if (!cabinet)
         return false;
-    m_cabinets.insert(id, cabinet);
+    const auto place = qAsConst(m_cabinets).lowerBound(id);
+    if (place != m_cabinets.cend() && place.key() == id)
+        return false;
+    m_cabinets.insert(place, id, cabinet);
     return true;
 }
 
@@ -50,11 +53,9 @@ bool CabinetManager::removeCabinet(const QString &id)
 
 void CabinetManager::removeCabinets()
 {
-    while (!m_cabinets.isEmpty()) {
-        const auto entry = m_cabinets.begin();
-        releaseStorage(entry.value());
-        m_cabinets.erase(entry);
-    }
+    for (ICabinet *const cabinet : qAsConst(m_cabinets))
+        releaseStorage(cabinet);
+    m_cabinets.clear();
 }
 
 ICabinet *CabinetManager::tryGetCabinet(const QString &id)

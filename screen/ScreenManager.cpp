@@ -8,11 +8,14 @@
 #include "cabinet/DeviceCall.h"
 #include "model/Arithmetic.h"
 #include "model/Logging.h"
+#include "model/MapCursor.h"
 
 #include <service/CabinetInfoOperator.h>
 #include <service/HWInfo.h>
 #include <service/HttpProxy.h>
 #include <service/ScreenInfo.h>
+
+#include <QtCore/QStringBuilder>
 
 #include <memory>
 #include <new>
@@ -57,19 +60,31 @@ struct StorageDeleter {
     void operator()(CabinetV4 *cabinet) const noexcept { ::operator delete(static_cast<void *>(cabinet)); }
 };
 
-QString textOf(const QVariantMap &map, const QString &key)
+/// The fields of a map of a reply. Asked for in the order of their keys they are found soonest.
+using Fields = MapCursor<QVariant>;
+
+QString textOf(Fields &fields, const QString &key)
 {
-    return map.value(key).toString();
+    const QVariant *const value = fields.find(key);
+    return value ? value->toString() : QString();
 }
 
-int numberOf(const QVariantMap &map, const QString &key)
+int numberOf(Fields &fields, const QString &key)
 {
-    return map.value(key).toInt();
+    const QVariant *const value = fields.find(key);
+    return value ? value->toInt() : 0;
 }
 
-QPoint positionOf(const QVariantMap &map)
+QVariantList listOf(Fields &fields, const QString &key)
 {
-    return QPoint(numberOf(map, QStringLiteral("position.x")), numberOf(map, QStringLiteral("position.y")));
+    const QVariant *const value = fields.find(key);
+    return value ? value->toList() : QVariantList();
+}
+
+QPoint positionOf(Fields &fields)
+{
+    const int x = numberOf(fields, QStringLiteral("position.x"));
+    return QPoint(x, numberOf(fields, QStringLiteral("position.y")));
 }
 
 QPoint sum(const QPoint &a, const QPoint &b)
@@ -81,11 +96,15 @@ QPoint sum(const QPoint &a, const QPoint &b)
 template <class Record>
 std::unique_ptr<Record> partOf(const QVariantMap &reply)
 {
+    Fields fields(reply);
     auto record = std::make_unique<Record>();
-    record->id = textOf(reply, QStringLiteral("id"));
-    record->flag = textOf(reply, QStringLiteral("flag"));
-    record->rect = rectOf(numberOf(reply, QStringLiteral("x")), numberOf(reply, QStringLiteral("y")),
-                          numberOf(reply, QStringLiteral("width")), numberOf(reply, QStringLiteral("height")));
+    record->flag = textOf(fields, QStringLiteral("flag"));
+    const int height = numberOf(fields, QStringLiteral("height"));
+    record->id = textOf(fields, QStringLiteral("id"));
+    const int width = numberOf(fields, QStringLiteral("width"));
+    const int x = numberOf(fields, QStringLiteral("x"));
+    const int y = numberOf(fields, QStringLiteral("y"));
+    record->rect = rectOf(x, y, width, height);
     return record;
 }
 
@@ -99,7 +118,7 @@ void appendOwned(QList<Record *> &list, std::unique_ptr<Record> record)
 /// Cabinet and output id, as a cabinet is known to the layout and to the cabinet list.
 QString placementKey(const QString &cabinetId, const QString &outputId)
 {
-    return cabinetId + QLatin1Char('-') + outputId;
+    return cabinetId % QLatin1Char('-') % outputId;
 }
 
 void registerCabinet(CabinetInfo *record)
@@ -119,23 +138,29 @@ struct Refresh {
 EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device, const QVariantMap &screenReply,
                             ISubScreen &target)
 {
-    const QPoint screenOrigin = positionOf(screenReply);
-    const QVariantList subScreens = screenReply.value(QStringLiteral("subScreens")).toList();
+    MapCursor<QString> placements(refresh.placements);
+    MapCursor<CabinetInfo *> records(refresh.records);
+    Fields screen(screenReply);
+    const QPoint screenOrigin = positionOf(screen);
+    const QVariantList subScreens = listOf(screen, QStringLiteral("subScreens"));
     for (const QVariant &subScreenElement : subScreens) {
-        const QVariantMap subScreen = subScreenElement.toMap();
+        const QVariantMap subScreenReply = subScreenElement.toMap();
+        Fields subScreen(subScreenReply);
+        const QVariantList cabinets = listOf(subScreen, QStringLiteral("cabinets"));
         const QPoint subScreenOrigin = sum(screenOrigin, positionOf(subScreen));
-        const QVariantList cabinets = subScreen.value(QStringLiteral("cabinets")).toList();
         for (const QVariant &cabinetElement : cabinets) {
-            const QVariantMap cabinet = cabinetElement.toMap();
+            const QVariantMap cabinetReply = cabinetElement.toMap();
+            Fields cabinet(cabinetReply);
             const QString cid = textOf(cabinet, QStringLiteral("cabinetID"));
             const QString placement = placementKey(cid, textOf(cabinet, QStringLiteral("outputID")));
-            if (!refresh.placements.contains(placement)) {
+            if (!placements.find(placement)) {
                 qCCritical(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "screenInfo:  " << placement;
                 return enCabinetNotFound;
             }
-            CabinetInfo *const record = refresh.records.value(cid);
-            if (!record)
+            CabinetInfo *const *const found = records.find(cid);
+            if (!found)
                 continue;
+            CabinetInfo *const record = *found;
             const QPoint origin = sum(subScreenOrigin, positionOf(cabinet));
             const int width = numberOf(cabinet, QStringLiteral("size.width"));
             const int height = numberOf(cabinet, QStringLiteral("size.height"));
@@ -220,11 +245,13 @@ EnumErrorCode ScreenManager::refreshScreen()
         const auto noCabinets = [&] { qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey; };
         if (callDevice(noCabinets, &CabinetInfoOperator::getAllCabinetsInfo, deviceKey, cabinets, true) != enSuccess)
             continue;
+        MapFiller<QString> placements(refresh.placements);
         for (const QVariant &element : qAsConst(cabinets)) {
-            const QVariantMap cabinet = element.toMap();
+            const QVariantMap cabinetReply = element.toMap();
+            Fields cabinet(cabinetReply);
             const QString id = textOf(cabinet, QStringLiteral("id"));
             const QString placement = placementKey(id, textOf(cabinet, QStringLiteral("outputID")));
-            refresh.placements.insert(placement, id);
+            placements.insert(placement, id);
             qCDebug(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "cabinet:  " << placement;
         }
 
@@ -232,14 +259,14 @@ EnumErrorCode ScreenManager::refreshScreen()
         if (getCurruntDeviceCabinetInfos(deviceKey, refresh.records) != enSuccess)
             continue;
 
-        const QString screenId = textOf(screenReply, QStringLiteral("screenUUID"));
+        const QString screenId = screenReply.value(QStringLiteral("screenUUID")).toString();
         IScreen *screen = m_screens.value(screenId);
         if (!screen) {
             auto created = std::make_unique<ScreenV4>();
             created->setID(screenId);
             const bool ownName = screenReply.value(QStringLiteral("expendInfo.isAllowSingleDev")).toBool();
-            created->setName(ownName ? textOf(screenReply, QStringLiteral("screenName"))
-                                     : textOf(hardware, QStringLiteral("customName")));
+            created->setName(ownName ? screenReply.value(QStringLiteral("screenName")).toString()
+                                     : hardware.value(QStringLiteral("customName")).toString());
             m_screens.insert(screenId, created.get());
             screen = created.release();
         }
@@ -278,22 +305,26 @@ EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceK
     const auto onFailure = [&] { qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey; };
     if (callDevice(onFailure, &CabinetInfoOperator::getCabAllFlags, deviceKey, reply) != enSuccess)
         return enInvalidParameter;
+    MapFiller<CabinetInfo *> records(cabinetInfos);
     for (const QVariant &element : qAsConst(reply)) {
-        const QVariantMap cabinet = element.toMap();
+        const QVariantMap cabinetReply = element.toMap();
+        Fields cabinet(cabinetReply);
         refreshRecords().push_back(std::make_unique<CabinetInfo>());
         CabinetInfo *const record = refreshRecords().back().get();
-        record->id = textOf(cabinet, QStringLiteral("id"));
         record->flag = textOf(cabinet, QStringLiteral("flag"));
+        record->id = textOf(cabinet, QStringLiteral("id"));
         record->deviceKey = deviceKey;
-        const QVariantList cards = cabinet.value(QStringLiteral("recvcardflags")).toList();
+        const QVariantList cards = listOf(cabinet, QStringLiteral("recvcardflags"));
+        record->rvCardList.reserve(cards.size());
         for (const QVariant &cardElement : cards) {
-            const QVariantMap card = cardElement.toMap();
-            appendOwned(record->rvCardList, partOf<RvCardInfo>(card));
-            const QVariantList modules = card.value(QStringLiteral("moduleflags")).toList();
+            const QVariantMap cardReply = cardElement.toMap();
+            appendOwned(record->rvCardList, partOf<RvCardInfo>(cardReply));
+            const QVariantList modules = cardReply.value(QStringLiteral("moduleflags")).toList();
+            record->moduleList.reserve(modules.size());
             for (const QVariant &moduleElement : modules)
                 appendOwned(record->moduleList, partOf<ModuleInfo>(moduleElement.toMap()));
         }
-        cabinetInfos.insert(record->id, record);
+        records.insert(record->id, record);
     }
     return enSuccess;
 }

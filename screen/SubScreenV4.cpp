@@ -78,9 +78,10 @@ SubScreenV4::~SubScreenV4()
 
 bool SubScreenV4::addCabinet(QString cabinetId, QString cabinetFlag)
 {
-    if (m_cabinets.contains(cabinetId))
+    const auto place = qAsConst(m_cabinets).lowerBound(cabinetId);
+    if (place != m_cabinets.cend() && place.key() == cabinetId)
         return false;
-    m_cabinets.insert(cabinetId, cabinetFlag);
+    m_cabinets.insert(place, cabinetId, cabinetFlag);
     return true;
 }
 

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QtCore/QMap>
+#include <QtCore/QString>
+
+namespace Correction {
+
+/// Looks one key of a map up after another. The next key usually stands right behind the last one, among the fields of a
+/// reply as among the cabinets of a wall: comparing one key instead of searching takes a tenth of the time. Any other order
+/// is searched for and gives the same. The map stays as it is as long as the cursor is used.
+template <class Value>
+class MapCursor
+{
+public:
+    explicit MapCursor(const QMap<QString, Value> &map) : m_map(map), m_next(map.cbegin()) {}
+    explicit MapCursor(const QMap<QString, Value> &&) = delete;
+    MapCursor(const MapCursor &) = delete;
+    MapCursor &operator=(const MapCursor &) = delete;
+
+    /// Null without an entry of this key.
+    const Value *find(const QString &key)
+    {
+        if (m_next == m_map.cend() || m_next.key() != key)
+            m_next = m_map.constFind(key);
+        return m_next == m_map.cend() ? nullptr : &*m_next++;
+    }
+
+private:
+    const QMap<QString, Value> &m_map;
+    typename QMap<QString, Value>::const_iterator m_next;
+};
+
+/// Fills a map with keys that mostly come in order: each goes behind the last one if it belongs there, and where it belongs
+/// otherwise. Nobody else changes the map meanwhile.
+template <class Value>
+class MapFiller
+{
+    using Place = typename QMap<QString, Value>::const_iterator;
+
+public:
+    explicit MapFiller(QMap<QString, Value> &map) : m_map(map), m_next(map.cend()) {}
+    MapFiller(const MapFiller &) = delete;
+    MapFiller &operator=(const MapFiller &) = delete;
+
+    /// As `QMap::insert`: an entry of this key gets the new value.
+    void insert(const QString &key, const Value &value)
+    {
+        m_next = Place(m_map.insert(m_next, key, value));
+        ++m_next;
+    }
+
+private:
+    QMap<QString, Value> &m_map;
+    Place m_next;
+};
+
+} // namespace Correction
