@@ -1,3 +1,4 @@
+correction_test(model/tst_mapcursor.cpp)
 correction_test(model/tst_enumerations.cpp)
 correction_test(model/tst_records.cpp)
 correction_test(model/tst_grids.cpp)
