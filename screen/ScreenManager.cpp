@@ -121,11 +121,22 @@ QString placementKey(const QString &cabinetId, const QString &outputId)
     return cabinetId % QLatin1Char('-') % outputId;
 }
 
-void registerCabinet(CabinetInfo *record)
+/// The cabinet that was registered first keeps its id. Warns when it belongs to another device than `deviceKey`, whose
+/// sub-screen then holds an id that leads to that other device.
+void registerCabinet(CabinetInfo *record, const QString &deviceKey)
 {
     std::unique_ptr<CabinetV4, StorageDeleter> cabinet(new CabinetV4(record));
-    if (CabinetManager::getInstance()->addCabinet(record->id, cabinet.get()))
+    CabinetManager *const registry = CabinetManager::getInstance();
+    if (registry->addCabinet(record->id, cabinet.get())) {
         static_cast<void>(cabinet.release());
+        return;
+    }
+    const QString first = registry->tryGetCabinet(record->id)->getDeviceKey();
+    if (first != deviceKey) {
+        qCWarning(lcCorrection).noquote()
+            << QStringLiteral("Cabinet id %1 is on two devices, %2 and %3. Only the cabinet of %2 can be addressed.")
+                   .arg(record->id, first, deviceKey);
+    }
 }
 
 /// One refresh: what its devices have in common.
@@ -168,7 +179,7 @@ EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device
             qCDebug(lcCorrection) << "\n"
                                   << cid << "cabinet rect"
                                   << "x:" << origin.x() << "y:" << origin.y() << "w:" << width << "h:" << height << "\n";
-            registerCabinet(record);
+            registerCabinet(record, device.key);
             target.addCabinet(record->id, record->flag);
         }
     }

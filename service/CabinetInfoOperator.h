@@ -46,7 +46,7 @@ public:
 
     /// Feature switches: one map for each cabinet kind, its switches in the map "functionTable".
     bool getCabinetsBaseInfo(const QString &deviceKey, QList<QVariant> &reply);
-    /// Every cabinet that the device drives: maps with "id" and "outputID" (texts).
+    /// Every cabinet that the device drives: maps with "id" and "outputID" (texts). Ids are unique over all devices.
     bool getAllCabinetsInfo(const QString &deviceKey, QList<QVariant> &reply, bool refresh);
     /// Flags of cabinets ("id", "flag"), of their receiving cards (list "recvcardflags") and of the cards' modules (list
     /// "moduleflags"), the latter two with "x", "y", "width", "height" in pixels.

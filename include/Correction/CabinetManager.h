@@ -10,8 +10,8 @@
 
 namespace Correction {
 
-/// The process-wide registry of cabinets by id. `ScreenManager::refreshScreen` empties and fills it, which invalidates every
-/// cabinet and group handed out before. No lock: it is used on the threads of its callers.
+/// The process-wide registry of cabinets by id; ids are unique over all devices. `ScreenManager::refreshScreen` empties and
+/// fills it, which invalidates every cabinet and group handed out before. No lock: it is used on the threads of its callers.
 ///
 /// Removing a cabinet releases its storage alone and runs no destructor, since `ICabinet` has no virtual one: a registered
 /// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records at the next refresh, so

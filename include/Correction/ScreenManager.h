@@ -16,6 +16,10 @@ namespace Correction {
 /// Usage: `getInstance()`, `init()`, `refreshScreen()`, and `refreshScreen()` again whenever `signal_screenChanged()`
 /// arrives. Every refresh that finds a device invalidates all screen, sub-screen, cabinet and group pointers handed out
 /// before it.
+///
+/// Cabinet ids must be unique over all devices. When two devices use the same id, the cabinet that was placed first is
+/// registered, one warning line names the id and both devices, and the sub-screen of the second device holds an id that
+/// leads to the first device's cabinet: writes through that sub-screen do not reach the second device's cabinet.
 class CORRECTION_EXPORT ScreenManager : public QObject
 {
     Q_OBJECT

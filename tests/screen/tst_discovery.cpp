@@ -1101,6 +1101,7 @@ void tst_Discovery::aCabinetPlacedTwiceStandsWhereItWasPlacedLast()
         QVariantList{listed("1", "1")}, QVariantList{flagged("1", "one")});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")});
+    QCOMPARE(m_log->takeWarning(), QStringList()); // it is one device's
     QCOMPARE(rectOf("1"), QRect(5, 6, 7, 8));
     QCOMPARE(debugLines().filter(QStringLiteral("cabinet rect")),
              QStringList({text("\n \"1\" cabinet rect x: 1 y: 2 w: 3 h: 4 \n"),
@@ -1120,6 +1121,9 @@ void tst_Discovery::anIdOfTwoDevicesBelongsToTheFirst()
     m_wall.setDevices({first, second});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList({newSubScreenLine("A"), newSubScreenLine("B")}));
+    QCOMPARE(m_log->takeWarning(),
+             QStringList({text("Cabinet id 1 is on two devices, A and B. Only the cabinet of A can be addressed."),
+                          text("Cabinet id 2 is on two devices, A and B. Only the cabinet of A can be addressed.")}));
     QCOMPARE(cabinetDevices(), (NameMap{{text("1"), text("A")}, {text("2"), text("A")}}));
     NameMap flags;
     QVERIFY(CabinetManager::getInstance()->getMapping(flags));
