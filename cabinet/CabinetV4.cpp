@@ -200,9 +200,12 @@ EnumErrorCode CabinetV4::setCoefficients(const QPoint &position, ICoefficient &c
     const QVariantMap size = variantMap(
         {{QStringLiteral("height"), coefficient.getPixelRow()}, {QStringLiteral("width"), coefficient.getPixelCol()}});
     const QVariantMap point = variantMap({{QStringLiteral("x"), position.x()}, {QStringLiteral("y"), position.y()}});
+    QString text;
+    if (!Codec::tryEncode(coefficient, text))
+        return enInvalidParameter;
     const QVariantMap block =
         variantMap({{QStringLiteral("area"), variantMap({{QStringLiteral("size"), size}, {QStringLiteral("point"), point}})},
-                    {QStringLiteral("coefficients"), coefficient.toBase64()}});
+                    {QStringLiteral("coefficients"), text}});
     const QVariantList request{block};
     qCDebug(lcCorrection) << "Correction::CabinetV4::setCoefficients"
                           << "deviceKey:" << m_pCabinet->deviceKey;
@@ -345,16 +348,16 @@ EnumErrorCode CabinetV4::setConfigFile(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return enFileError;
-    // A file that is too large is cut short without an error, either here or as a text. Special files may well hold more
-    // than the size they report.
-    const QByteArray bytes = file.readAll();
-    const QString config = Codec::toBase64(bytes);
-    if (file.error() != QFileDevice::NoError || bytes.size() < file.size() || config.isEmpty() != bytes.isEmpty()) {
-        logFailure("cannot read the configuration file %1: %2", path, file.errorString());
+    // Special files may hold more than the size that they report.
+    const QByteArray bytes = Codec::fitsBase64(file.size()) ? file.readAll() : QByteArray();
+    const bool unread = file.error() != QFileDevice::NoError;
+    if (unread || bytes.size() < file.size() || !Codec::fitsBase64(bytes.size())) {
+        logFailure("cannot read the configuration file %1: %2", path,
+                   unread ? file.errorString() : QStringLiteral("it is too large for one request"));
         return enFileError;
     }
-    const QVariantMap request =
-        variantMap({{QStringLiteral("idList"), onlyId(m_pCabinet->id.toULongLong())}, {QStringLiteral("config"), config}});
+    const QVariantMap request = variantMap({{QStringLiteral("idList"), onlyId(m_pCabinet->id.toULongLong())},
+                                            {QStringLiteral("config"), Codec::toBase64(bytes)}});
     return callDevice(FailureLine{"call setSingleConfigFile() fail. timeout. device:%1", m_pCabinet->deviceKey},
                       &CabinetInfoOperator::setSingleConfigFile, m_pCabinet->deviceKey, m_pCabinet->id, request,
                       IgnoredReply());

@@ -317,15 +317,19 @@ uchar digitOf(char16_t character)
     return character < digits.size() ? digits[character] : foreign;
 }
 
+qint64 base64Length(qint64 bytes)
+{
+    return (bytes + 2) / 3 * 4;
+}
+
 /// `size` bytes, read three at a time in the order in which they travel.
 QString encodeBytes(const uchar *bytes, qint64 size)
 {
-    const qint64 length = (size + 2) / 3 * 4;
-    if (length * qint64(sizeof(QChar)) > Grid::maxContainerBytes) {
+    if (!fitsBase64(size)) {
         logFailure("base64 text too long. bytes:%1", static_cast<int>(size));
         return QString();
     }
-    QString text(static_cast<int>(length), Qt::Uninitialized);
+    QString text(static_cast<int>(base64Length(size)), Qt::Uninitialized);
     auto *out = reinterpret_cast<char16_t *>(text.data());
     qint64 done = HWY_DYNAMIC_DISPATCH(encodeVectors)(bytes, size, out);
     out += done / 3 * 4;
@@ -408,6 +412,24 @@ QString toBase64(const QVector<unsigned short> &values)
 QString toBase64(const QByteArray &bytes)
 {
     return encodeBytes(reinterpret_cast<const uchar *>(bytes.constData()), bytes.size());
+}
+
+bool fitsBase64(qint64 bytes)
+{
+    return base64Length(bytes) * qint64(sizeof(QChar)) <= Grid::maxContainerBytes;
+}
+
+bool tryEncode(ICoefficient &grid, QString &text)
+{
+    text = grid.toBase64();
+    if (!text.isEmpty())
+        return true;
+    const Grid::Shape shape{grid.getPixelCol(), grid.getPixelRow(), grid.getPixelLength()};
+    if (shape.columns <= 0 || shape.rows <= 0 || shape.length <= 0)
+        return true;
+    const qint64 bytesPerValue = grid.getType() == enMultilayerCoefficient ? 1 : sizeof(unsigned short);
+    const int values = Grid::valueCount(shape, bytesPerValue);
+    return values >= 0 && fitsBase64(values * bytesPerValue);
 }
 
 QByteArray decodeBytes(const QString &text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Correction/ICoefficient.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 #include <QtCore/QVector>
@@ -16,6 +18,13 @@ namespace Codec {
 /// The text of the values; empty, with one critical line, when it would not fit into one QString.
 QString toBase64(const QVector<unsigned short> &values);
 QString toBase64(const QByteArray &bytes);
+
+/// Whether the base64 of so many bytes fits into one QString.
+bool fitsBase64(qint64 bytes);
+
+/// Encodes a grid for an upload. False, with `text` empty, for a grid whose values do not fit into one QString; its
+/// `toBase64()` has logged that.
+bool tryEncode(ICoefficient &grid, QString &text);
 
 /// Exactly the bytes that `QByteArray::fromBase64(text.toUtf8())` gives; a value is made of two of them, a last odd one is
 /// dropped.

@@ -8,6 +8,7 @@
 
 #include "cabinet/DeviceCall.h"
 #include "model/Arithmetic.h"
+#include "model/Codec.h"
 #include "model/Logging.h"
 #include "screen/SubScreenCabinets.h"
 
@@ -50,17 +51,21 @@ QPoint pointIn(const CabinetInfo &info, const QRect &overlap)
     return relativeTo(overlap, info.rect.topLeft()).topLeft();
 }
 
-QVariantMap uploadOf(const CabinetInfo &info, const QPoint &point, ICoefficient &block)
+/// False for a block whose values do not fit into one text.
+bool appendUpload(const CabinetInfo &info, const QPoint &point, ICoefficient &block, QVariantList &request)
 {
     const QVariantMap size =
         variantMap({{QStringLiteral("height"), block.getPixelRow()}, {QStringLiteral("width"), block.getPixelCol()}});
     const QVariantMap area = variantMap(
         {{QStringLiteral("size"), size},
          {QStringLiteral("point"), variantMap({{QStringLiteral("x"), point.x()}, {QStringLiteral("y"), point.y()}})}});
-    const QVariantMap entry =
-        variantMap({{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), block.toBase64()}});
-    return variantMap(
-        {{QStringLiteral("cid"), info.id.toLongLong()}, {QStringLiteral("coefficientList"), QVariantList{entry}}});
+    QString text;
+    if (!Codec::tryEncode(block, text))
+        return false;
+    const QVariantMap entry = variantMap({{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), text}});
+    request.append(variantMap(
+        {{QStringLiteral("cid"), info.id.toLongLong()}, {QStringLiteral("coefficientList"), QVariantList{entry}}}));
+    return true;
 }
 
 void logRect(const char *label, const QRect &rect)
@@ -179,8 +184,7 @@ QtPromise::QPromise<EnumErrorCode> SubScreenV4::setCoefficientsAsync(const QRect
             const CoefficientPtr block = cutBlock(coefficient, overlap, rect, id, info);
             if (!block)
                 return enInvalidParameter;
-            request.append(uploadOf(info, pointIn(info, overlap), *block));
-            return enSuccess;
+            return appendUpload(info, pointIn(info, overlap), *block, request) ? enSuccess : enInvalidParameter;
         });
     return QtPromise::resolve(code == enSuccess ? upload(m_deviceKey, request, coefficient.getType()) : code);
 }

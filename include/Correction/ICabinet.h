@@ -30,7 +30,8 @@ public:
     /// also the codes of `RequestParser` (1 for every `MultilayerCoefficient`).
     virtual EnumErrorCode tryGetCoefficients(ICoefficient &coefficient) = 0;
     /// Uploads a grid of any kind with its top-left pixel at `position` (pixels, cabinet frame). 1 when it would end right
-    /// of or below the cabinet; 7 for an unknown kind. What is uploaded shows at once and is lost at power-off unless saved.
+    /// of or below the cabinet; 7 for an unknown kind; 3, with one critical line, for a grid whose values do not fit into
+    /// one QString as base64 (about 800 MB). What is uploaded shows at once and is lost at power-off unless saved.
     virtual EnumErrorCode setCoefficients(const QPoint &position, ICoefficient &coefficient) = 0;
     /// Makes the device store the uploaded coefficients of a kind. 7 for an unknown kind.
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;
@@ -47,7 +48,8 @@ public:
     /// Reads the cabinet's configuration file from the device into the local file `path`, replacing it. 4 when that cannot
     /// be opened or written in full (the device has been asked by then).
     virtual EnumErrorCode getConfigFile(const QString &path) = 0;
-    /// Sends the local file `path` as the cabinet's configuration. 4 when it cannot be opened or read (nothing is sent).
+    /// Sends the local file `path` as the cabinet's configuration. 4 when it cannot be opened, or, with one
+    /// critical line, when it cannot be read or is too large for one QString as base64 (about 800 MB). Nothing is sent then.
     virtual EnumErrorCode setConfigFile(const QString &path) = 0;
     /// Writes the flag to the device and, when that took it, into the description.
     virtual EnumErrorCode setFlag(const QString &flag) = 0;

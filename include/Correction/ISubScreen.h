@@ -53,7 +53,8 @@ public:
     /// cabinet.
     virtual EnumErrorCode tryGetCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Writes `coefficient`, a grid laid out over `rect`, to the cabinets that meet `rect`, cabinet by cabinet. 3 when a
-    /// block cannot be cut; otherwise also the cabinet's codes. Cabinets written before a failure keep what they got.
+    /// block cannot be cut or does not fit into one QString as base64; otherwise also the cabinet's codes. Cabinets written
+    /// before a failure keep what they got.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// The same in one upload for the whole device. The promise is settled when this returns, and never rejected: while the
     /// upload is pending the calling thread's event loop runs. 7 for an unknown kind.

@@ -135,6 +135,7 @@ private Q_SLOTS:
     void gridsThatDoNotFitAreRefusedBeforeAnything();
     void gridsOfUnknownKindsAreRefusedAfterTheRequestWasBuilt_data();
     void gridsOfUnknownKindsAreRefusedAfterTheRequestWasBuilt();
+    void aGridWhoseTextDoesNotFitIsNotUploaded();
     void theReplyOfAnUploadIsNotRead();
     void whatWasUploadedIsLoadedAgain_data();
     void whatWasUploadedIsLoadedAgain();
@@ -613,6 +614,30 @@ void CabinetCoefficientsTest::gridsOfUnknownKindsAreRefusedAfterTheRequestWasBui
     QCOMPARE(m_log->takeDebug(), QStringList(row({QStringLiteral("Correction::CabinetV4::setCoefficients"),
                                                   QStringLiteral("deviceKey:"), QStringLiteral("\"A\"")})));
     QCOMPARE(wall().transcript(), QStringList());
+}
+
+void CabinetCoefficientsTest::aGridWhoseTextDoesNotFitIsNotUploaded()
+{
+    // More bytes than fit into one QString as base64. They stay unwritten, so they take address space only.
+    constexpr int columns = 30000;
+    constexpr int rows = 27000;
+    QByteArray bytes(columns * rows, Qt::Uninitialized);
+    MultilayerCoefficient grid(0, 0, 1);
+    grid.setPixelCol(columns);
+    grid.setPixelRow(rows);
+    QCOMPARE(grid.setCoefficient(bytes), enSuccess);
+    auto info = description();
+    info->rect = QRect(0, 0, columns, rows);
+    CabinetV4 cabinet(info.release());
+    QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), grid), enInvalidParameter);
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("base64 text too long. bytes:%1").arg(columns * rows)));
+    QCOMPARE(wall().transcript(), QStringList());
+
+    // Grids without values are uploaded as an empty text.
+    wall().on(QString()).answer(Map());
+    MultilayerCoefficient empty(0, 3);
+    QCOMPARE(cabinet.setCoefficients(QPoint(1, 2), empty), enSuccess);
+    QCOMPARE(wall().transcript(), QStringList(uploadLine("uploadMultilayerCoefficient", 1, 2, 0, 3, QString())));
 }
 
 void CabinetCoefficientsTest::theReplyOfAnUploadIsNotRead()

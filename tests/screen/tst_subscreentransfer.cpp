@@ -258,7 +258,10 @@ private:
 class ForeignBlock : public ICoefficient
 {
 public:
-    ForeignBlock(EnumCoefficientType type, int columns, int rows) : m_type(type), m_columns(columns), m_rows(rows) {}
+    ForeignBlock(EnumCoefficientType type, int columns, int rows, bool fits = true)
+        : m_type(type), m_columns(columns), m_rows(rows), m_fits(fits)
+    {
+    }
 
     int getPixelRow() override { return m_rows; }
     void setPixelRow(int rows) override { m_rows = rows; }
@@ -269,12 +272,14 @@ public:
     EnumCoefficientType getType() override { return m_type; }
     EnumErrorCode setPartCoefficient(const QRect &, ICoefficient &) override { return enNotSupported; }
     ICoefficient *tryGetPart(const QRect &) override { return nullptr; }
-    QString toBase64() override { return QStringLiteral("anything"); }
+    /// As the library's grids: empty when the values do not fit into one text.
+    QString toBase64() override { return m_fits ? QStringLiteral("anything") : QString(); }
 
 private:
     EnumCoefficientType m_type;
     int m_columns;
     int m_rows;
+    bool m_fits;
 };
 static_assert(std::is_trivially_destructible<ForeignBlock>::value, "nobody runs its destructor");
 
@@ -319,6 +324,7 @@ private Q_SLOTS:
     void writesOfEveryKindGoToTheirOwnOperation_data();
     void writesOfEveryKindGoToTheirOwnOperation();
     void aBlockOfAnUnknownKindIsNotWritten();
+    void aBlockWhoseTextDoesNotFitIsNotWritten();
     void aFailedCabinetEndsTheWriteAndTheFirstKeepsItsValues();
     void aBlockThatTheCabinetRefusesSendsNothing();
 
@@ -802,6 +808,24 @@ void tst_SubScreenTransfer::aBlockOfAnUnknownKindIsNotWritten()
     QCOMPARE(grid.cuts, QVector<QRect>({QRect(0, 0, 2, 1)}));
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
     QCOMPARE(wall().transcript(), QStringList());
+}
+
+void tst_SubScreenTransfer::aBlockWhoseTextDoesNotFitIsNotWritten()
+{
+    place(QStringLiteral("1"), QRect(0, 0, 2, 1));
+    place(QStringLiteral("2"), QRect(2, 0, 30000, 30000));
+    ForeignGrid grid(enMultilayerCoefficient);
+    grid.onCut = [](const QRect &rect) {
+        return new ForeignBlock(enMultilayerCoefficient, rect.width(), rect.height(), rect.width() < 30000);
+    };
+    const QRect rect(0, 0, 30002, 30000);
+    QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(rect, grid)), enInvalidParameter);
+    QCOMPARE(wall().transcript(), QStringList()); // not even the block that fits: one request carries both
+    QCOMPARE(m_log->takeCritical(), QStringList());
+
+    QCOMPARE(m_subScreen->setCoefficients(QRect(2, 0, 30000, 30000), grid), enInvalidParameter);
+    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:2 cabinetId:2")));
 }
 
 void tst_SubScreenTransfer::aFailedCabinetEndsTheWriteAndTheFirstKeepsItsValues()
