@@ -86,6 +86,20 @@ inline QByteArray unfilled(int count, const QByteArray &)
     return QByteArray(count, Qt::Uninitialized);
 }
 
+inline const QVector<unsigned short> &owned(const QVector<unsigned short> &values)
+{
+    return values;
+}
+
+/// A byte array made by QByteArray::fromRawData() refers to memory that its maker may free, and so do its copies. It has no
+/// capacity of its own.
+inline QByteArray owned(QByteArray values)
+{
+    if (values.capacity() == 0)
+        values.detach();
+    return values;
+}
+
 /// Replaces all values of a grid.
 template <class Values>
 EnumErrorCode assign(const Names &names, const Shape &shape, Values &values, const Values &replacement)
@@ -95,7 +109,7 @@ EnumErrorCode assign(const Names &names, const Shape &shape, Values &values, con
                               << "m_pixelCol:" << shape.columns << "m_pixelRow:" << shape.rows;
         return enOutOfRange;
     }
-    values = replacement;
+    values = owned(replacement);
     return enSuccess;
 }
 

@@ -1723,6 +1723,14 @@ void tst_Grids::pastedValuesBelongToTheGridAlone()
     QCOMPARE(multilayer.setPartCoefficient(QRect(0, 0, 2, 1), bytes), enSuccess);
     memory[0] = 1;
     QCOMPARE(multilayer.getCoefficient(), QByteArray(32, 0));
+
+    memory[0] = 0;
+    QCOMPARE(multilayer.setCoefficient(bytes), enSuccess);
+    const QByteArray taken = multilayer.getCoefficient();
+    memory[0] = 1;
+    QCOMPARE(multilayer.getCoefficient(), QByteArray(32, 0));
+    QCOMPARE(taken, QByteArray(32, 0));
+    QCOMPARE(bytes.constData(), static_cast<const char *>(memory)); // the caller's array stays as it was
 }
 
 QTEST_GUILESS_MAIN(tst_Grids)
