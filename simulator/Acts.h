@@ -2,8 +2,13 @@
 
 #include "Wall.h"
 
+#include <adapter/Operations.h>
+
 /// The wall's own behaviour, operation by operation. VirtualWall tells what each does.
 namespace Simulator::Acts {
+
+/// What the wall does in an operation.
+const Act &of(Adapter::Operation::Id operation);
 
 // Coefficients.
 Act load(Kind kind);

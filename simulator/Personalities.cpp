@@ -1,83 +1,34 @@
 #include "Rules.h"
 
+#include <adapter/Operations.h>
+
 #include <simulator/WallDescription.h>
 
 #include <QtCore/QStringList>
 
+#include <algorithm>
+#include <initializer_list>
 #include <limits>
 #include <vector>
 
 namespace Simulator {
 
+using Adapter::Effect;
+using Adapter::Operation;
+
 namespace {
-
-/// What a refresh asks each device, in this order.
-constexpr const char *discoveryOperations[] = {"HWInfo::getHWInfo", "ScreenInfo::getScreens",
-                                               "CabinetInfoOperator::getAllCabinetsInfo",
-                                               "CabinetInfoOperator::getCabAllFlags"};
-
-constexpr const char *readOperations[] = {"Correctionop::loadCoefficient",
-                                          "Correctionop::loadMultilayerCoefficient",
-                                          "Correctionop::getCabinetEffectMode",
-                                          "Correctionop::getFlashCheckCode",
-                                          "CabinetInfoOperator::getCabinetBrightnessRange",
-                                          "CabinetInfoOperator::getCabinetGammaCustomValue",
-                                          "CabinetInfoOperator::getConfigFile",
-                                          "CabinetInfoOperator::getCabinetsBaseInfo",
-                                          "ScreenInfo::getGammaAllList",
-                                          "ScreenInfo::setCheckerBoardImage(responseHeader)"}; // asks, as hosts use it
-
-constexpr const char *lockOperations[] = {"HWInfo::lock", "HWInfo::unLock"};
-
-constexpr const char *writeOperations[] = {"Correctionop::uploadCoefficient",
-                                           "Correctionop::uploadMultilayerCoefficient",
-                                           "Correctionop::uploadLowgrayCoefficient",
-                                           "Correctionop::uploadCoefficientAsync",
-                                           "Correctionop::uploadMultilayerCoefficientAsync",
-                                           "Correctionop::uploadLowGrayCoefficientAsync",
-                                           "Correctionop::saveCabinetsCoeffcient",
-                                           "Correctionop::saveCabinetsMultilayerCoeffcient",
-                                           "Correctionop::saveCabinetsLowgrayCoeffcient",
-                                           "Correctionop::applyCabinetsLowgrayCoeffcient",
-                                           "Correctionop::clearCabinetsUserCoefficient",
-                                           "Correctionop::clearCabinetsMultilayerCoefficient",
-                                           "Correctionop::clearCabinetsLowgrayCoefficient",
-                                           "Correctionop::saveCabinetsFactoryCoefficient",
-                                           "Correctionop::showCabinetsCoefficient",
-                                           "Correctionop::showCabinetsFactoryCoefficient",
-                                           "Correctionop::showCabinetsModuleCoefficient",
-                                           "Correctionop::saveCabinetsModuleCoefficient",
-                                           "Correctionop::setCabinetsMultilayerParameter",
-                                           "Correctionop::setCabinetsMultilayerParameterV2",
-                                           "Correctionop::setMutiCabinetSolid",
-                                           "Correctionop::setScreenABLEnable",
-                                           "Correctionop::setScreenXBit",
-                                           "Correctionop::setScreenEffectMode",
-                                           "Correctionop::setCabinetEffectMode",
-                                           "CabinetInfoOperator::setCabSingleBrightness",
-                                           "CabinetInfoOperator::setCabinetFlag",
-                                           "CabinetInfoOperator::setCabinetGammaCustomValue",
-                                           "CabinetInfoOperator::setSingleConfigFile",
-                                           "CabinetInfoOperator::setCabinetSnflags",
-                                           "CabinetInfoOperator::setModuleflags",
-                                           "CabinetInfoOperator::clearModuleCoefficient",
-                                           "CabinetInfoOperator::saveModuleCoefficient",
-                                           "CabinetInfoOperator::reloadModuleCoefficient",
-                                           "ScreenInfo::setBrightness",
-                                           "ScreenInfo::setGammaTable",
-                                           "ScreenInfo::setPixelImage",
-                                           "ScreenInfo::setPixelImageMode",
-                                           "ScreenInfo::setCheckerBoardImage",
-                                           "ScreenInfo::setCorrectClearImage"};
 
 constexpr int longestWait = std::numeric_limits<int>::max(); // milliseconds
 
-template <std::size_t count>
-QStringList named(const char *const (&operations)[count])
+/// The operations of devices, those of discovery itself left out, that have one of these effects.
+QStringList withEffect(std::initializer_list<Effect> effects)
 {
     QStringList names;
-    for (const char *operation : operations)
-        names += QString::fromLatin1(operation);
+    for (const Operation &operation : Adapter::operations()) {
+        if (operation.address != Adapter::Address::Wall
+            && std::find(effects.begin(), effects.end(), operation.effect) != effects.end())
+            names += operation.name;
+    }
     return names;
 }
 
@@ -94,11 +45,10 @@ Fault everywhere(Fault::Type type)
     return fault;
 }
 
-template <std::size_t count>
-QList<Fault> at(const char *const (&operations)[count], Fault fault)
+QList<Fault> at(const QStringList &operations, Fault fault)
 {
     QList<Fault> faults;
-    for (const QString &operation : named(operations)) {
+    for (const QString &operation : operations) {
         fault.operation = operation;
         faults += fault;
     }
@@ -115,16 +65,16 @@ const std::vector<Personality> &personalities()
         Fault notFound = everywhere(Fault::Status);
         notFound.status = QStringLiteral("404");
         Fault vanish = everywhere(Fault::Vanish);
-        vanish.operation = QString::fromLatin1(discoveryOperations[1]);
+        vanish.operation = Adapter::operations()[Operation::ScreenInfo_getScreens].name;
         return new std::vector<Personality>{
             {"obedient", {}, {}},
             {"slow", slow, {}},
             {"silent", {}, {everywhere(Fault::NoAnswer)}},
-            {"refuses writes", {}, at(writeOperations, everywhere(Fault::NoAnswer))},
+            {"refuses writes", {}, at(withEffect({Effect::Changes}), everywhere(Fault::NoAnswer))},
             {"rejects uploads", {}, {everywhere(Fault::RejectUpload)}},
             {"damaged blocks", {}, {everywhere(Fault::DirtyBase64)}},
             {"short replies", {}, {everywhere(Fault::TruncateReply)}},
-            {"answers 404", {}, at(readOperations, notFound) + at(writeOperations, notFound) + at(lockOperations, notFound)},
+            {"answers 404", {}, at(withEffect({Effect::Reads, Effect::Changes, Effect::Locks}), notFound)},
             {"vanishes in refresh", {}, {vanish}},
             {"forgets on restart", {}, {}},
         };
@@ -154,14 +104,14 @@ QStringList personalityNames()
 
 QStringList operationNames()
 {
-    QStringList names = named(discoveryOperations) + named(readOperations) + changingOperations();
+    QStringList names = withEffect({Effect::Discovers, Effect::Reads, Effect::Changes, Effect::Locks});
     names.sort();
     return names;
 }
 
 QStringList changingOperations()
 {
-    return named(writeOperations) + named(lockOperations);
+    return withEffect({Effect::Changes, Effect::Locks});
 }
 
 Timing timingOf(const Device &device)

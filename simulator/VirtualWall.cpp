@@ -4,8 +4,7 @@
 #include "Journal.h"
 #include "Pictures.h"
 #include "Wall.h"
-
-#include <service/HttpProxy.h>
+#include "WallBackend.h"
 
 #include <algorithm>
 #include <chrono>
@@ -24,7 +23,7 @@ int longest(VirtualWall::TranscriptForm form)
 
 void emitDeviceChanged()
 {
-    Q_EMIT Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->deviceChanged();
+    Q_EMIT WallBackend::instance().devicesChanged();
 }
 
 Event eventOf(Event::Type type, const QString &deviceKey)

@@ -1,7 +1,6 @@
 #include "Wall.h"
 
-#include <service/HttpProxy.h>
-#include <service/ScreenInfo.h>
+#include "WallBackend.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -856,9 +855,9 @@ void Wall::tell(const Aftermath &after)
     for (const qint64 time : after.events)
         arm(time, false, false);
     for (const auto &name : after.renamed)
-        Q_EMIT ScreenInfo::getInstance()->signal_screenNameChanged(name.first, name.second);
+        Q_EMIT WallBackend::instance().screenRenamed(name.first, name.second);
     if (after.devicesChanged)
-        Q_EMIT Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->deviceChanged();
+        Q_EMIT WallBackend::instance().devicesChanged();
 }
 
 // Pending uploads

@@ -25,13 +25,7 @@
 
 namespace Simulator {
 
-/// What an operation answers.
-struct Answer {
-    bool result = true;
-    QVariant reply;
-    QMap<QString, QString> headers;
-    std::exception_ptr error = nullptr; ///< An upload's promise is rejected with it; without one the operation throws it.
-};
+using Adapter::Answer;
 
 /// Response headers of a request that was carried out.
 QMap<QString, QString> okHeaders();

@@ -24,7 +24,7 @@ rm -rf "$work"
 traces=$(grep -rIlF -e "$source" -e "$build" "$prefix" || true)
 [[ -z $traces ]] || fail "installed files point into the source or build folder:" "$traces"
 for file in include/Correction/Correction.h include/Correction-service/service/Correctionop.h \
-    include/Correction-service/simulator/VirtualWall.h; do
+    include/Correction-service/adapter/DeviceBackend.h include/Correction-service/simulator/VirtualWall.h; do
     [[ -f $prefix/$file ]] || fail "not installed: $file"
 done
 stray=$(cd "$prefix" && find . -type f \( -name '*.cpp' -o -name '*.txt' -o -name '*.sh' \))
@@ -38,13 +38,16 @@ log=$work/build.log
         "$cmake" --build "$work/build" --parallel "$(nproc)"
 } > "$log" 2>&1 || { cat "$log" >&2; fail "hosts cannot be built against the installed package"; }
 
-for program in on_the_wall_14 on_the_wall_17 own_service_14 own_service_17; do
+for program in on_the_wall_14 on_the_wall_17 own_backend_14 own_backend_17 own_service_14 own_service_17; do
     [[ -x $work/build/$program ]] || fail "no program $program"
     libraries=$(ldd "$work/build/$program")
     grep -qF "=> $prefix/" <<< "$(grep -F libcorrection.so <<< "$libraries")" \
         || fail "$program does not use the installed library:" "$libraries"
-    if [[ $program == own_service_* ]] && grep -qF simulator <<< "$libraries"; then
+    if [[ $program != on_the_wall_* ]] && grep -qF libcorrection-simulator <<< "$libraries"; then
         fail "$program needs the simulator"
+    fi
+    if [[ $program == own_service_* ]] && grep -qF libcorrection-adapter <<< "$libraries"; then
+        fail "$program needs the adapter"
     fi
     QT_LOGGING_RULES="correction.debug=false" timeout 60 "$work/build/$program" || fail "$program fails"
     printf '%s works\n' "$program"

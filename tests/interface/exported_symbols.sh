@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Compares what the library exports and needs with what it promises.
 #
-# usage: exported_symbols.sh NM READELF LIBRARY SONAME SIMULATOR
+# usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER
 set -euo pipefail
 export LC_ALL=C
 
@@ -15,12 +15,12 @@ differ() { # differ WORDS NAMES: a line of words, then the names
     failures=$((failures + 1))
 }
 
-[[ $# -eq 5 ]] || fail "usage: exported_symbols.sh NM READELF LIBRARY SONAME SIMULATOR"
-nm=$1 readelf=$2 library=$3 soname=$4 simulator=$5
+[[ $# -eq 5 ]] || fail "usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER"
+nm=$1 readelf=$2 library=$3 soname=$4 adapter=$5
 command -v "$nm" > /dev/null || fail "no program '$nm'"
 command -v "$readelf" > /dev/null || fail "no program '$readelf'"
 [[ -f $library ]] || fail "no library '$library'"
-[[ -f $simulator ]] || fail "no library '$simulator'"
+[[ -f $adapter ]] || fail "no library '$adapter'"
 
 # The whole boundary. Without symbols by nature: the six enumerations (numbers only), ArrayOpTool (empty; its special
 # members are the compiler's), CoefficientPtr and CabinetsPtr with their deleters (header-only).
@@ -105,8 +105,8 @@ done
 own=$(first_names <<< "$undefined")
 [[ -z $own ]] || differ "undefined in the library itself:" "$own"
 
-# The service belongs to the host: nothing of it may be inside, everything that is used must be left open, and the virtual
-# wall must provide all of it.
+# The service belongs to the host: nothing of it may be inside, everything that is used must be left open, and the adapter
+# must provide all of it.
 mangled() {
     local part result=
     local rest=$1
@@ -117,8 +117,8 @@ mangled() {
     done
     printf '%s' "$result"
 }
-provided=$("$nm" -D --defined-only "$simulator" | awk '{print $NF}' | sed 's/@.*//')
-[[ -n $provided ]] || fail "'$simulator' exports nothing at all"
+provided=$("$nm" -D --defined-only "$adapter" | awk '{print $NF}' | sed 's/@.*//')
+[[ -n $provided ]] || fail "'$adapter' exports nothing at all"
 for class in $services; do
     name=$(mangled "$class")
     inside=$(grep -E "^_Z(T[VTIS])?N?K?$name" <<< "$defined" || true)
@@ -126,7 +126,7 @@ for class in $services; do
     open=$(grep -E "^_Z(T[VTIS])?N?K?$name" <<< "$undefined" || true)
     grep -qx "_ZN${name}11getInstanceEv" <<< "$open" || differ "the library does not ask for $class::getInstance()"
     for symbol in $open; do
-        grep -qxF "$symbol" <<< "$provided" || differ "the simulator does not provide $symbol"
+        grep -qxF "$symbol" <<< "$provided" || differ "the adapter does not provide $symbol"
     done
 done
 
@@ -139,7 +139,7 @@ needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' <<< "$dynamic")
 for wanted in libQt5Core.so.5 libQt5Gui.so.5; do
     grep -qxF "$wanted" <<< "$needed" || differ "the library does not need $wanted"
 done
-foreign=$(grep -E 'simulator|libQt5' <<< "$needed" | grep -vE '^libQt5(Core|Gui)\.so\.5$' || true)
+foreign=$(grep -E 'simulator|adapter|libQt5' <<< "$needed" | grep -vE '^libQt5(Core|Gui)\.so\.5$' || true)
 [[ -z $foreign ]] || differ "the library needs more than Qt Core and Gui:" "$foreign"
 
 [[ $failures -eq 0 ]] || fail "$failures differences"

@@ -81,7 +81,9 @@ may_include include "$core|$gui|<Correction/[A-Za-z0-9]+\.h>"
 may_include service "$core|<service/[A-Za-z]+\.h>"
 may_include qtpromise "$core"
 # It writes to disk what a device would keep, and syncs it.
-may_include simulator "$core|$gui|<(fcntl|unistd)\.h>|[<\"](service|simulator)/[A-Za-z]+\.h[>\"]"
+may_include simulator "$core|$gui|<(fcntl|unistd)\.h>|[<\"](adapter|simulator)/[A-Za-z]+\.h[>\"]"
+# The adapter stands on the service alone: it serves any backend.
+may_include adapter "$core|<service/[A-Za-z]+\.h>|<adapter/[A-Za-z]+\.(h|def)>"
 # Below includes nothing of above: model, cabinet, screen. None of them knows the simulator or a tool. Vector instructions
 # (Highway) stay in the model.
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""
@@ -91,7 +93,7 @@ may_include screen "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|c
 # Suppressions: the check in parentheses for NOLINT, and behind it at least three words.
 reason='([^A-Za-z]*[A-Za-z]+){3}'
 checked=0
-for folder in include model cabinet screen service qtpromise simulator tools tests fuzz bench examples; do
+for folder in include model cabinet screen service adapter qtpromise simulator tools tests fuzz bench examples; do
     [[ -d $folder ]] || continue
     while IFS= read -r file; do
         checked=$((checked + 1))

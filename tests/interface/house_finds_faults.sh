@@ -9,7 +9,7 @@ export LC_ALL=C
 house=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/house.sh
 copy=$(mktemp -d)
 trap 'rm -rf "$copy"' EXIT
-for folder in include model cabinet screen service qtpromise simulator tests; do
+for folder in include model cabinet screen service adapter qtpromise simulator tests; do
     cp -R -L "$1/$folder" "$copy/"
 done
 cp -L "$1/CMakeLists.txt" "$copy/"
@@ -34,6 +34,9 @@ plant cabinet/DeviceCall.cpp '#include <hwy/highway.h>' 'cabinet/ must not inclu
 plant cabinet/CabinetsV4.cpp '#include "../tools/x.h"' 'cabinet/ must not include "../tools/x.h"'
 plant screen/Drawing.cpp '#include <simulator/VirtualWall.h>' 'screen/ must not include <simulator/VirtualWall.h>'
 plant screen/ScreenV4.cpp '#include "VirtualWall.h"' '"VirtualWall.h" is no neighbour'
+plant simulator/Wall.cpp '#include <service/HWInfo.h>' 'simulator/ must not include <service/HWInfo.h>'
+plant adapter/DeviceBackend.cpp '#include <simulator/VirtualWall.h>' 'adapter/ must not include <simulator/VirtualWall.h>'
+plant adapter/Operations.cpp '#include <Correction/Enumerations.h>' 'adapter/ must not include <Correction/Enumerations.h>'
 plant simulator/Wall.cpp '#include "model/Grid.h"' 'simulator/ must not include "model/Grid.h"'
 plant simulator/VirtualWall.cpp '#include <Correction/Global.h>' 'simulator/ must not include <Correction/Global.h>'
 plant model/Codec.cpp 'int a; // NOLINT' 'NOLINT without check and reason'

@@ -24,7 +24,7 @@ endforeach()
 
 add_test(NAME exported_symbols
   COMMAND "${interface_dir}/exported_symbols.sh" "${CMAKE_NM}" "${CMAKE_READELF}" "$<TARGET_FILE:correction>"
-    "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-simulator>")
+    "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-adapter>")
 
 add_test(NAME consumer
   COMMAND "${interface_dir}/consumer.sh" "${CMAKE_COMMAND}" "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}"

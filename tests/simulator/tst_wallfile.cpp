@@ -1,5 +1,6 @@
 // Walls as files: what is read, what is written, what is refused and with which words; and the walls that come along.
 
+#include <adapter/Operations.h>
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
 
@@ -754,18 +755,13 @@ void TestWallFile::whatCannotBeReadAgainIsNotWritten()
     QCOMPARE(error, nowhere + QStringLiteral(": No such file or directory"));
 }
 
-// Every name in the sources of the service's classes is accepted, and nothing else.
+// Every operation of a device is accepted, and nothing else.
 void TestWallFile::operationsAreThoseOfTheService()
 {
-    QFile file(QStringLiteral(SIMULATOR_SOURCES "/ServiceClasses.cpp"));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString source = QString::fromUtf8(file.readAll());
-    const QRegularExpression name(QStringLiteral("\"((\\w+)::\\w+(?:\\(responseHeader\\))?)\""));
     QStringList expected;
-    for (auto matches = name.globalMatch(source); matches.hasNext();) {
-        const QRegularExpressionMatch match = matches.next();
-        if (match.captured(2) != QLatin1String("HttpProxy")) // which is called for no device
-            expected += match.captured(1);
+    for (const Adapter::Operation &operation : Adapter::operations()) {
+        if (operation.address != Adapter::Address::Wall)
+            expected += operation.name;
     }
     expected.sort();
     QVERIFY(expected.size() > 50);

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QtCore/QMap>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+#include <exception>
+
+namespace Adapter {
+
+/// One call of the device service or of the device discovery, as a value. A backend is given the part that a host asks;
+/// journals fill in the rest. Strings and containers are implicitly shared, so that copying a call copies no coefficients.
+struct Call {
+    qint64 number = 0; ///< Counts the calls from 1, in the order in which they began. 0 where no calls are counted.
+    QString operation; ///< See Operation::name.
+    QString deviceKey; ///< Null for discovery's operations, else never null.
+    QString target;    ///< The cabinet id or screen selector; null for an operation that takes neither.
+    QVariant request;  ///< The request, a map or a list; invalid for an operation that takes none.
+    QVariant extra;    ///< The trailing bool or int argument; invalid for an operation that takes none.
+
+    bool result = false; ///< What was returned. Of an upload with a promise: its value, false until it is settled.
+    QVariant reply;      ///< The reply, a map or a list; invalid for an operation without one.
+    QMap<QString, QString> headers; ///< The response headers of the operation that has them.
+    qint64 time = 0;                ///< When it began: microseconds on the clock of the journal's writer.
+    qint64 duration = 0;            ///< Microseconds until it was answered, or its promise settled.
+    bool settled = true;            ///< False while an upload's promise is pending.
+    bool rejected = false;          ///< Whether an upload's promise was rejected; `note` says why.
+    QString note;                   ///< Why the call was refused, or what else was wrong with it; empty if all is well.
+};
+
+/// What a backend answers.
+struct Answer {
+    bool result = true;             ///< False: the device did not answer in time, or refused.
+    QVariant reply;                 ///< A map or a list, as the operation has it; invalid stands for an empty one.
+    QMap<QString, QString> headers; ///< For the operation with response headers.
+    /// An upload's promise is rejected with it; any other operation throws it.
+    std::exception_ptr error = nullptr;
+};
+
+} // namespace Adapter

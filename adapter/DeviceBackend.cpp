@@ -1,0 +1,153 @@
+#include <adapter/DeviceBackend.h>
+
+#include "Door.h"
+#include "ReplyCheck.h"
+
+#include <service/ScreenInfo.h>
+
+#include <QtCore/QLoggingCategory>
+
+#include <atomic>
+#include <mutex>
+
+namespace Adapter {
+
+Q_LOGGING_CATEGORY(lcAdapter, "correction.adapter")
+
+using Quorvex::Communicator::HttpDevice::HttpProxy;
+
+namespace {
+
+std::atomic<DeviceBackend *> g_backend{nullptr};
+std::atomic<DeviceBackend *(*)()> g_makeDefault{nullptr}; ///< Until a backend is installed.
+std::atomic<bool> g_isMissingLogged{false};
+
+/// The backend for a call. Null, once with a critical line, without one.
+DeviceBackend *backendOfCall()
+{
+    if (DeviceBackend *const installed = g_backend)
+        return installed;
+    {
+        static std::mutex mutex;
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (DeviceBackend * (*const make)() = g_makeDefault.exchange(nullptr))
+            setBackend(make());
+        if (DeviceBackend *const installed = g_backend)
+            return installed;
+    }
+    if (!g_isMissingLogged.exchange(true))
+        qCCritical(lcAdapter) << "no device backend is installed: every operation returns false";
+    return nullptr;
+}
+
+/// A string that is there, for arguments that are: null means that an operation has no such argument.
+QString present(const QString &text)
+{
+    return text.isNull() ? QString(QLatin1String("")) : text;
+}
+
+} // namespace
+
+DeviceBackend::DeviceBackend(QObject *parent) : QObject(parent) {}
+
+DeviceBackend::~DeviceBackend()
+{
+    DeviceBackend *self = this;
+    g_backend.compare_exchange_strong(self, nullptr);
+}
+
+void DeviceBackend::initialize(bool) {}
+
+QtPromise::QPromise<bool> DeviceBackend::upload(const Call &call)
+{
+    const Answer answered = answer(call);
+    return answered.error ? QtPromise::QPromise<bool>::reject(answered.error)
+                          : QtPromise::QPromise<bool>::resolve(answered.result);
+}
+
+void setBackend(DeviceBackend *backend)
+{
+    g_makeDefault = nullptr;
+    DeviceBackend *const before = g_backend.exchange(backend);
+    if (before == backend)
+        return;
+    HttpProxy *const proxy = HttpProxy::getInstance();
+    ScreenInfo *const screenInfo = ScreenInfo::getInstance();
+    if (before) {
+        QObject::disconnect(before, nullptr, proxy, nullptr);
+        QObject::disconnect(before, nullptr, screenInfo, nullptr);
+    }
+    g_isMissingLogged = false;
+    if (!backend)
+        return;
+    // On the thread of the backend's signal, as from any other service.
+    QObject::connect(backend, &DeviceBackend::devicesChanged, proxy, &HttpProxy::deviceChanged, Qt::DirectConnection);
+    QObject::connect(backend, &DeviceBackend::screenRenamed, screenInfo, &ScreenInfo::signal_screenNameChanged,
+                     Qt::DirectConnection);
+}
+
+DeviceBackend *backend()
+{
+    return g_backend;
+}
+
+void setDefaultBackend(DeviceBackend *(*make)())
+{
+    g_makeDefault = make;
+}
+
+Door::Door(Operation::Id operation) : m_operation(operations()[operation])
+{
+    m_call.operation = m_operation.name;
+}
+
+void Door::address(const QString &deviceKey)
+{
+    m_call.deviceKey = present(deviceKey);
+}
+
+void Door::address(const QString &deviceKey, const QString &target)
+{
+    address(deviceKey);
+    m_call.target = present(target);
+}
+
+Answer Door::ask()
+{
+    DeviceBackend *const backend = backendOfCall();
+    if (!backend)
+        return {false, {}, {}};
+    const Answer answer = backend->answer(m_call);
+    if (answer.error)
+        std::rethrow_exception(answer.error);
+    if (answer.result && lcAdapter().isWarningEnabled())
+        warnOfWrongTypes(m_operation, m_call.deviceKey, answer.reply);
+    if (m_headers)
+        *m_headers = answer.headers;
+    return answer;
+}
+
+bool Door::answer()
+{
+    return ask().result;
+}
+
+QtPromise::QPromise<bool> Door::upload()
+{
+    DeviceBackend *const backend = backendOfCall();
+    return backend ? backend->upload(m_call) : QtPromise::QPromise<bool>::resolve(false);
+}
+
+void Door::initialize(bool enable)
+{
+    if (DeviceBackend *const backend = backendOfCall())
+        backend->initialize(enable);
+}
+
+QList<DeviceInfo> Door::devices()
+{
+    DeviceBackend *const backend = backendOfCall();
+    return backend ? backend->devices() : QList<DeviceInfo>();
+}
+
+} // namespace Adapter

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <adapter/AdapterGlobal.h>
+#include <adapter/Call.h>
+
+#include <service/HttpProxy.h>
+
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+#include <QtPromise>
+
+namespace Adapter {
+
+using DeviceInfo = Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
+
+/// What an owner of hardware implements instead of the five classes of `<service/...>`: this library defines those, and
+/// hands every call of theirs to the backend that is installed. docs/service.md lists the operations with the keys, types
+/// and units of their requests and replies.
+///
+/// Threads: functions are called on the thread of the host's call, and block it until they return. A host may call from
+/// several threads at once.
+class ADAPTER_API DeviceBackend : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit DeviceBackend(QObject *parent = nullptr);
+    ~DeviceBackend() override;
+
+    /// Starts (true) the search for devices. Does nothing here.
+    virtual void initialize(bool enable);
+    /// The devices present now, in the order in which a refresh visits them.
+    virtual QList<DeviceInfo> devices() = 0;
+    /// Carries out one operation of a device and waits for its answer. An exception counts as a false answer; only
+    /// std::bad_alloc reaches the host.
+    virtual Answer answer(const Call &call) = 0;
+    /// Carries out one of the uploads with a promise, which is fulfilled with true when the device took everything. It may
+    /// settle on any thread. Here it calls answer() and returns a promise that is settled.
+    virtual QtPromise::QPromise<bool> upload(const Call &call);
+
+Q_SIGNALS:
+    /// A device appeared or vanished.
+    void devicesChanged();
+    /// The user renamed the screen of a device.
+    void screenRenamed(const QString &deviceKey, const QString &name);
+};
+
+/// Installs the backend that serves all calls from here on and relays its signals to the host. It stays owned by the caller,
+/// and removes itself when it is deleted. Null: none. Not while calls of the service are under way.
+///
+/// Without a backend every operation returns false, discovery lists nothing, and one critical line says so.
+ADAPTER_API void setBackend(DeviceBackend *backend);
+/// The installed backend, or null.
+ADAPTER_API DeviceBackend *backend();
+/// Names a function that makes the backend at the first call of the service, unless setBackend() is called before. For
+/// libraries that bring a backend along.
+ADAPTER_API void setDefaultBackend(DeviceBackend *(*make)());
+
+} // namespace Adapter

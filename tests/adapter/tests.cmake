@@ -1,0 +1,8 @@
+correction_test(adapter/tst_operations.cpp)
+target_compile_definitions(tst_operations PRIVATE SERVICE_HEADERS="${PROJECT_SOURCE_DIR}/service")
+correction_test(adapter/tst_adapter.cpp)
+if(TARGET service-reference)
+  add_test(NAME service_page
+    COMMAND "${CMAKE_CURRENT_LIST_DIR}/service_page.sh" "$<TARGET_FILE:service-reference>"
+      "${PROJECT_SOURCE_DIR}/docs/service.md")
+endif()
