@@ -6,3 +6,6 @@ if(TARGET service-reference)
     COMMAND "${CMAKE_CURRENT_LIST_DIR}/service_page.sh" "$<TARGET_FILE:service-reference>"
       "${PROJECT_SOURCE_DIR}/docs/service.md")
 endif()
+if(TARGET example-03-http-backend)
+  add_test(NAME example_03_http_backend COMMAND example-03-http-backend)
+endif()
