@@ -35,6 +35,8 @@ inline QStringList words(const char *text)
 class Program
 {
 public:
+    explicit Program(const QString &executable = QStringLiteral(CORRECTIONCTL)) : m_executable(executable) {}
+
     QString path(const QString &name) const { return m_folder.filePath(name); }
     QDir folder() const { return QDir(m_folder.path()); }
 
@@ -65,7 +67,28 @@ public:
             variables.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
         process.setProcessEnvironment(variables);
         process.setWorkingDirectory(m_folder.path());
-        process.start(QStringLiteral(CORRECTIONCTL), arguments);
+        process.start(m_executable, arguments);
+    }
+
+    /// What the completion of bash offers behind the words that are typed; its complaints, if it has any.
+    QStringList complete(const QString &typed) const
+    {
+        const QByteArray ask = "correctionctl() { '" + QFile::encodeName(m_executable)
+                               + "' \"$@\"; }\nshopt -s progcomp\n"
+                                 ". ./completion.bash\nCOMP_WORDS=(\"$@\")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                                 "compopt() { :; }\n_correctionctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
+        if (!write(QStringLiteral("completion.bash"), run("--completion bash").out)
+            || !write(QStringLiteral("ask.bash"), ask))
+            return {QStringLiteral("no file could be written")};
+        QProcess bash;
+        bash.setWorkingDirectory(m_folder.path());
+        bash.setProcessChannelMode(QProcess::MergedChannels);
+        bash.start(QStringLiteral("bash"),
+                   QStringList{QStringLiteral("--norc"), QStringLiteral("ask.bash"), QStringLiteral("correctionctl")}
+                       + typed.split(QLatin1Char(' ')));
+        if (!bash.waitForFinished())
+            return {QStringLiteral("bash did not end")};
+        return QString::fromUtf8(bash.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     }
 
     QByteArray content(const QString &name) const
@@ -83,6 +106,7 @@ public:
     QStringList files() const { return folder().entryList(QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot); }
 
 private:
+    QString m_executable;
     QTemporaryDir m_folder;
 };
 

@@ -11,4 +11,12 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   correctionctl_test(tools/tst_ctlfailures.cpp)
   correctionctl_test(tools/tst_ctldocuments.cpp)
   correctionctl_test(tools/tst_ctlscenario.cpp)
+
+  # The program as it is with a device service of its own.
+  add_executable(correctionctl-own-service
+    tools/own_service.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/DeviceService.cpp")
+  target_link_libraries(correctionctl-own-service PRIVATE correctionctl_verbs Correction::Simulator correction_warnings)
+  correctionctl_test(tools/tst_ctlownservice.cpp)
+  target_compile_definitions(tst_ctlownservice PRIVATE OWN_SERVICE="$<TARGET_FILE:correctionctl-own-service>")
+  add_dependencies(tst_ctlownservice correctionctl-own-service)
 endif()

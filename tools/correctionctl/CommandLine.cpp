@@ -2,6 +2,7 @@
 
 #include "Documents.h"
 #include "ExitCodes.h"
+#include "Service.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,9 +27,9 @@ public:
         m_app.set_help_flag("-h,--help", "");
         m_app.require_subcommand(1, 1);
         m_app.fallthrough();
-        for (const Parameter &option : globalOptions())
+        for (const Parameter &option : knownGlobalOptions())
             add(m_app, option);
-        for (const Verb &verb : verbs())
+        for (const Verb &verb : knownVerbs())
             add(verb);
     }
 
@@ -44,10 +45,12 @@ public:
             const QString name = deepest();
             if (const std::vector<std::string> unknown = m_app.remaining(true); !verbOf(name) && !unknown.empty())
                 throw Failure(ExitUsage, noVerb(unknown.front()));
+            refuseUnoffered(name);
             invocation.help = helpOf(name);
             return invocation;
         } catch (const CLI::ParseError &error) {
             const QString name = deepest();
+            refuseUnoffered(name);
             const QString reason = reasonOf(error, name);
             throw Failure(ExitUsage, name.isEmpty() ? reason : name + QStringLiteral(": ") + reason);
         }
@@ -60,6 +63,7 @@ public:
             app = app->get_subcommands().front();
             collect(*app, invocation.arguments);
         }
+        refuseUnoffered(*invocation.verb, invocation.arguments);
         for (const std::string &text : app->remaining())
             invocation.rest.append(fromCli(text));
         return invocation;
@@ -153,6 +157,33 @@ private:
     static QString noVerb(const std::string &word)
     {
         return QStringLiteral("\"%1\" is no verb or option").arg(fromCli(word));
+    }
+
+    /// What needs the virtual wall is refused where the program has another service: there an option that has no effect
+    /// would let requests meant for a virtual wall reach real devices.
+    [[noreturn]] static void refuseVirtual(const QString &what)
+    {
+        throw Failure(ExitUsage,
+                      QStringLiteral("%1: only for the virtual wall; this program was built with a device service "
+                                     "and works on real devices")
+                          .arg(what));
+    }
+
+    static void refuseUnoffered(const QString &name)
+    {
+        const Verb *const verb = verbOf(name);
+        const Family *const family = familyOf(name);
+        if (!Service::isVirtual() && ((verb && verb->virtualOnly) || (family && family->virtualOnly)))
+            refuseVirtual(name);
+    }
+
+    static void refuseUnoffered(const Verb &verb, const Arguments &arguments)
+    {
+        refuseUnoffered(QLatin1String(verb.name));
+        for (const Parameter &parameter : knownGlobalOptions() + verb.parameters + QVector<Parameter>{dryRunOption()}) {
+            if (!Service::isVirtual() && parameter.virtualOnly && arguments.has(parameter.name))
+                refuseVirtual(parameter.key());
+        }
     }
 
     static QString helpOf(const QString &name)

@@ -1,5 +1,5 @@
 // For a program that is linked with a real device service: the library talks to that directly, and this program sees no
-// more of it than the results.
+// more of it than the results. The command line refuses what needs more before it gets here.
 
 #include "ExitCodes.h"
 #include "Service.h"
@@ -11,7 +11,7 @@ namespace {
 
 [[noreturn]] void refuse(const char *what)
 {
-    throw Failure(ExitNoWall,
+    throw Failure(ExitUsage,
                   QStringLiteral("this program is linked with a device service, which cannot %1").arg(QLatin1String(what)));
 }
 
@@ -22,7 +22,7 @@ QString name()
     return QStringLiteral("device service");
 }
 
-bool forgetsUploads()
+bool isVirtual()
 {
     return false;
 }

@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "ExitCodes.h"
+#include "Service.h"
 
 #include <algorithm>
 
@@ -71,7 +72,7 @@ QVector<Parameter> allParameters(const Verb &verb)
             parameters += family->parameters;
     }
     parameters += verb.parameters;
-    if (verb.writes)
+    if (verb.offersDryRun())
         parameters.append(dryRunOption());
     return parameters;
 }
@@ -180,7 +181,7 @@ CompletionTables completionTables()
         add(QLatin1String(family.name), family.parameters);
     for (const Verb &verb : verbs()) {
         QVector<Parameter> parameters = verb.parameters;
-        if (verb.writes)
+        if (verb.offersDryRun())
             parameters.append(dryRunOption());
         add(QLatin1String(verb.name), parameters);
     }
@@ -194,6 +195,23 @@ CompletionTables completionTables()
     tables.options +=
         QStringLiteral("    '*') echo %1 ;;\n").arg(shellQuoted(global.join(QLatin1Char(' ')) + QStringLiteral(" --help")));
     return tables;
+}
+
+/// The screens of the wall that the words choose, one a line.
+QString completionScreens()
+{
+    QString choose;
+    QString ask = QStringLiteral("correctionctl");
+    if (Service::isVirtual()) {
+        choose = QStringLiteral("  local wall='demo' next='' word\n"
+                                "  for word in \"$@\"; do\n"
+                                "    if [ -n \"$next\" ]; then wall=\"$word\"; next=''; fi\n"
+                                "    case \"$word\" in --wall) next=yes ;; --wall=*) wall=\"${word#--wall=}\" ;; esac\n"
+                                "  done\n");
+        ask += QStringLiteral(" --wall \"$wall\"");
+    }
+    return QStringLiteral("_correctionctl_screens() {\n") + choose + QStringLiteral("  ") + ask
+           + QStringLiteral(" screens --json 2>/dev/null | sed -n 's/^ *\"id\": \"\\(.*\\)\",*$/\\1/p'\n}\n\n");
 }
 
 /// The walk itself, in the part of the language that both shells share. It prints one candidate a line, or "@file" and the
@@ -242,16 +260,8 @@ QString completionWalk()
                "    case \"$verb\" in record|replay) verb='' ;; esac\n"
                "    _correctionctl_next \"$verb\" | tr ' ' '\\n'\n"
                "  fi\n"
-               "}\n\n"
-               "# The value of --wall among the words, for asking that wall.\n"
-               "_correctionctl_screens() {\n"
-               "  local wall='demo' next='' word\n"
-               "  for word in \"$@\"; do\n"
-               "    if [ -n \"$next\" ]; then wall=\"$word\"; next=''; fi\n"
-               "    case \"$word\" in --wall) next=yes ;; --wall=*) wall=\"${word#--wall=}\" ;; esac\n"
-               "  done\n"
-               "  correctionctl --wall \"$wall\" screens --json 2>/dev/null | sed -n 's/^ *\"id\": \"\\(.*\\)\",*$/\\1/p'\n"
-               "}\n\n");
+               "}\n\n")
+           + completionScreens();
 }
 
 } // namespace
@@ -311,8 +321,10 @@ QString manualPage()
     text += roff(tagline)
             + QStringLiteral("\n.SH SYNOPSIS\n.B correctionctl\n[\\fIOPTIONS\\fR] \\fIVERB\\fR [\\fIARGUMENTS\\fR]\n");
     text += QStringLiteral(".SH DESCRIPTION\nReads and writes the correction coefficients of LED walls, and the display "
-                           "parameters that go with them, on a "
-                           "virtual wall or through the device service that the program was linked with.\n.PP\nFiles of "
+                           "parameters that go with them, ");
+    text += Service::isVirtual() ? QStringLiteral("on a virtual wall")
+                                 : QStringLiteral("through the device service that the program was built with");
+    text += QStringLiteral(".\n.PP\nFiles of "
                            "coefficients are known by their "
                            "extension: \\fI.npy\\fR is a NumPy array of the shape (rows, columns, 9) of little\\-endian "
                            "uint16, \\fI.json\\fR a flat array of "

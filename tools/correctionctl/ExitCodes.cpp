@@ -1,14 +1,18 @@
 #include "ExitCodes.h"
 
+#include "Service.h"
+
 #include <QtCore/QStringList>
 
 #include <algorithm>
 
 namespace Ctl {
 
-const QVector<ExitCode> &exitCodes()
+namespace {
+
+QVector<ExitCode> knownExitCodes()
 {
-    static const QVector<ExitCode> codes{
+    return {
         {0, "enSuccess", "The operation completed.", "Go on."},
         {1, "enArgumentMismatch",
          "An argument does not suit its target: the kind of a grid, its place in a cabinet, an empty list, a pattern that "
@@ -28,7 +32,9 @@ const QVector<ExitCode> &exitCodes()
         {5, "enTimeout", "A device did not answer in time or refused.",
          "Check power and network of the named device and whether another program locks it, then try again; `doctor` shows "
          "which request fails."},
-        {6, "enNoDevice", "Discovery found no device at all.", "Check the network, and which wall is meant by --wall."},
+        {6, "enNoDevice", "Discovery found no device at all.",
+         Service::isVirtual() ? "Check the network, and which wall is meant by --wall."
+                              : "Check the network, and the power of the devices."},
         {7, "enNotSupported", "A kind that the operation or the device does not support.",
          "See `features` and `support`; low-gray grids cannot be read, and only low-gray ones can be applied."},
         {8, "enCabinetNotFound", "A screen places a cabinet that its device does not list.",
@@ -48,6 +54,18 @@ const QVector<ExitCode> &exitCodes()
         {ExitInterrupted, "interrupted", "Ctrl-C ended the work between two requests.",
          "The message says what was carried out until then."},
     };
+}
+
+} // namespace
+
+const QVector<ExitCode> &exitCodes()
+{
+    static const QVector<ExitCode> codes = [] {
+        QVector<ExitCode> rows = knownExitCodes();
+        const auto needsWall = [](const ExitCode &code) { return code.number == ExitNoWall && !Service::isVirtual(); };
+        rows.erase(std::remove_if(rows.begin(), rows.end(), needsWall), rows.end());
+        return rows;
+    }();
     return codes;
 }
 

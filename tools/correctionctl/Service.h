@@ -31,8 +31,9 @@ struct Replayed {
 
 /// "virtual wall" or "device service".
 QString name();
-/// Whether uploaded coefficients that were not saved are gone when this program ends, as if the power had been cut.
-bool forgetsUploads();
+/// Whether this is the virtual wall. Only that can be chosen, described, recorded and replayed and can hold requests back;
+/// and what was uploaded to it and not saved is gone when this program ends, as if the power had been cut.
+bool isVirtual();
 /// Takes the wall into service: a preset's name, a wall file or a wall directory. Call once, before discovery.
 void open(const QString &wall);
 /// Answers from a recording instead of a wall.

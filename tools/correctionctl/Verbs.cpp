@@ -1,6 +1,7 @@
 #include "Verbs.h"
 
 #include "Run.h"
+#include "Service.h"
 
 #include <algorithm>
 #include <limits>
@@ -43,6 +44,21 @@ Parameter repeated(Parameter parameter)
     return parameter;
 }
 
+Parameter virtualOnly(Parameter parameter)
+{
+    parameter.virtualOnly = true;
+    return parameter;
+}
+
+/// The rows that the program's device service can serve.
+template <typename Row>
+QVector<Row> offered(QVector<Row> rows)
+{
+    if (!Service::isVirtual())
+        rows.erase(std::remove_if(rows.begin(), rows.end(), [](const Row &row) { return row.virtualOnly; }), rows.end());
+    return rows;
+}
+
 Parameter choice(Parameter parameter, const char *choices)
 {
     parameter.value = Value::Choice;
@@ -75,16 +91,22 @@ const QVector<Family> &families()
         {"group",
          "Several cabinets at once, one request for each of their devices",
          {repeated(argument("CID", Value::Cabinet, "ids of cabinets"))}},
-        {"wall", "The virtual wall itself", {}},
+        {"wall", "The virtual wall itself", {}, true},
     };
     return table;
 }
 
 const QVector<Parameter> &globalOptions()
 {
+    static const auto table = offered(knownGlobalOptions());
+    return table;
+}
+
+const QVector<Parameter> &knownGlobalOptions()
+{
     static const QVector<Parameter> table{
         {"--wall", Value::Text, "the virtual wall: a preset, a wall file or a wall directory; default: demo", false, false,
-         0, 0, "", "WALL"},
+         0, 0, "", "WALL", 0, true},
         {"--json", Value::None, "print one JSON document instead of text"},
         {"--quiet", Value::None, "print nothing but errors (and what --json asks for)", false, false, 0, 0, "", "", 'q'},
         {"--verbose", Value::None, "print the library's log lines on standard error", false, false, 0, 0, "", "", 'v'},
@@ -94,12 +116,18 @@ const QVector<Parameter> &globalOptions()
 
 const Parameter &dryRunOption()
 {
-    static const Parameter parameter =
-        option("--dry-run", Value::None, "print each request that would go to a device, send nothing that writes");
+    static const Parameter parameter = virtualOnly(
+        option("--dry-run", Value::None, "print each request that would go to a device, send nothing that writes"));
     return parameter;
 }
 
 const QVector<Verb> &verbs()
+{
+    static const auto table = offered(knownVerbs());
+    return table;
+}
+
+const QVector<Verb> &knownVerbs()
 {
     static const QVector<Verb> table{
         // Looking around
@@ -575,7 +603,9 @@ const QVector<Verb> &verbs()
          "",
          "done",
          false,
-         Run::wallCreate},
+         Run::wallCreate,
+         false,
+         true},
         {"wall describe",
          "Print the description of the wall as a wall file",
          {optional(argument("FILE", Value::File, "write it there instead"))},
@@ -583,7 +613,9 @@ const QVector<Verb> &verbs()
          "",
          "description",
          false,
-         Run::wallDescribe},
+         Run::wallDescribe,
+         false,
+         true},
         {"wall render",
          "Draw what a screen is made of, holds or shows",
          {screen, argument("FILE", Value::File, "the picture, a .png"),
@@ -593,7 +625,9 @@ const QVector<Verb> &verbs()
          "",
          "done",
          false,
-         Run::wallRender},
+         Run::wallRender,
+         false,
+         true},
         // Trouble
         {"record",
          "Run another verb and keep its conversation with the devices in a new file",
@@ -603,6 +637,7 @@ const QVector<Verb> &verbs()
          "",
          false,
          nullptr,
+         true,
          true},
         {"replay",
          "Run another verb against a recorded conversation",
@@ -612,6 +647,7 @@ const QVector<Verb> &verbs()
          "",
          false,
          nullptr,
+         true,
          true},
         {"doctor",
          "Walk through discovery and settings step by step and explain what goes wrong",
@@ -650,7 +686,7 @@ const QVector<Unreached> &unreachedOperations()
 
 const Verb *verbOf(const QString &name)
 {
-    const auto &table = verbs();
+    const auto &table = knownVerbs();
     const auto found =
         std::find_if(table.cbegin(), table.cend(), [&name](const Verb &verb) { return name == QLatin1String(verb.name); });
     return found == table.cend() ? nullptr : &*found;
@@ -749,11 +785,16 @@ QString Verb::usage() const
                 parts.append(parameter.usage());
         }
     }
-    if (writes)
+    if (offersDryRun())
         parts.append(dryRunOption().usage());
     if (wrapsCommand)
         parts.append(QStringLiteral("VERB..."));
     return parts.join(QLatin1Char(' '));
+}
+
+bool Verb::offersDryRun() const
+{
+    return writes && Service::isVirtual();
 }
 
 QStringList Verb::operationList() const

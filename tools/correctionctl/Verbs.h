@@ -40,6 +40,7 @@ struct Parameter {
     const char *choices = ""; ///< Separated by "|".
     const char *metavar = ""; ///< What the help calls an option's value; derived from `value` if empty.
     char letter = 0;          ///< The short form of an option.
+    bool virtualOnly = false; ///< Refused by a program with a device service of its own.
 
     bool isOption() const { return name[0] == '-'; }
     QString key() const { return QLatin1String(name); }
@@ -55,6 +56,7 @@ struct Family {
     const char *name; ///< "cabinet", "cabinet config".
     const char *help;
     QVector<Parameter> parameters;
+    bool virtualOnly = false; ///< All of its verbs are.
 };
 
 /// One thing that the program does. This table is the one source of the parser, the help, the manual page, the shells'
@@ -70,17 +72,24 @@ struct Verb {
     bool writes;            ///< Sends requests that change a device: takes --dry-run.
     void (*run)(Session &session);
     bool wrapsCommand = false; ///< Everything after its parameters is another command line.
+    bool virtualOnly = false;  ///< Refused by a program with a device service of its own.
 
     QStringList words() const { return QString::fromLatin1(name).split(QLatin1Char(' ')); }
     /// "correctionctl cabinet CID config get FILE".
     QString usage() const;
     QStringList operationList() const;
+    /// Whether --dry-run is offered.
+    bool offersDryRun() const;
 };
 
+/// What this program offers. With a device service of its own that is less than what the command line understands: what
+/// needs the virtual wall is refused by name.
 const QVector<Verb> &verbs();
+const QVector<Verb> &knownVerbs();
 const QVector<Family> &families();
-/// Options that every verb takes.
+/// Options that every verb takes: those that this program offers, and all that the command line understands.
 const QVector<Parameter> &globalOptions();
+const QVector<Parameter> &knownGlobalOptions();
 /// The option of the verbs that write.
 const Parameter &dryRunOption();
 /// Operations that no verb reaches by itself: "Class::operation" and why.
@@ -90,7 +99,7 @@ struct Unreached {
 };
 const QVector<Unreached> &unreachedOperations();
 
-/// Null for an unknown one.
+/// Among all that the command line understands; null for an unknown one.
 const Verb *verbOf(const QString &name);
 const Family *familyOf(const QString &name);
 

@@ -50,7 +50,7 @@ QString name()
     return QStringLiteral("virtual wall");
 }
 
-bool forgetsUploads()
+bool isVirtual()
 {
     return true;
 }
