@@ -12,6 +12,10 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   correctionctl_test(tools/tst_ctldocuments.cpp)
   correctionctl_test(tools/tst_ctlscenario.cpp)
 
+  # Readers of files, called directly.
+  correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/VirtualService.cpp")
+  target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)
+
   # The program as it is with a device service of its own.
   add_executable(correctionctl-own-service
     tools/own_service.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/DeviceService.cpp")

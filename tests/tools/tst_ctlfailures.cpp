@@ -271,8 +271,8 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     row("a .npy cut inside its values", "x.npy", npy.left(npy.size() - 1), "cut short: ");
     row("a .npy with something behind it", "x.npy", npy + '\0', "1 bytes too many");
     row("a .npy of another version", "x.npy", npy.left(6) + '\x04' + npy.mid(7), "format version 4.0");
-    row("a .npy of big-endian values", "x.npy", changed(npy, "<u2", ">u2"), "values of the type '>u2'");
-    row("a .npy in Fortran order", "x.npy", changed(npy, "False", "True "), "Fortran order");
+    row("a .npy of fractions", "x.npy", changed(npy, "<u2", "<f2"), "values of the type '<f2'");
+    row("a .npy of bytes", "x.npy", changed(npy, "<u2", "|u1").left(128 + 64 * 16 * 9), "values of 8 bits; chroma");
     row("a .npy of four extents", "x.npy", changed(npy, "(16, 64, 9), }", "(16, 8, 8, 9)}"), "shape (16, 8, 8, 9)");
     row("a .npy of no rows", "x.npy", changed(npy, "(16, 64, 9)", "(00, 64, 9)"), "shape (0, 64, 9)");
     row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"),

@@ -326,8 +326,8 @@ QString manualPage()
                                  : QStringLiteral("through the device service that the program was built with");
     text += QStringLiteral(".\n.PP\nFiles of "
                            "coefficients are known by their "
-                           "extension: \\fI.npy\\fR is a NumPy array of the shape (rows, columns, 9) of little\\-endian "
-                           "uint16, \\fI.json\\fR a flat array of "
+                           "extension: \\fI.npy\\fR is a NumPy array of the shape (rows, columns, 9) of whole numbers, "
+                           "written as little\\-endian uint16, \\fI.json\\fR a flat array of "
                            "numbers without the grid's size, \\fI.png\\fR a 16\\-bit grey preview of one value of each "
                            "pixel. A file is written to a temporary "
                            "one and renamed.\n.SH OPTIONS\n");

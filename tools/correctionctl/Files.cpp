@@ -67,6 +67,16 @@ bool parseNumbers(const QByteArray &text, QVector<quint16> &values, QString &rea
     return at == end || refuse("something behind the array");
 }
 
+/// "[row, column, value]"
+QString placeText(const Grid &grid, int index)
+{
+    const int pixel = index / grid.length;
+    return QStringLiteral("[%1, %2, %3]")
+        .arg(pixel / grid.size.width())
+        .arg(pixel % grid.size.width())
+        .arg(index % grid.length);
+}
+
 Grid readPicture(const QString &path)
 {
     QByteArray bytes = readFile(path);
@@ -134,15 +144,28 @@ Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kin
         grid.size = size;
         grid.length = length;
     }
+    const QString pixels = QStringLiteral("%1 pixels; the rectangle has %2").arg(sizeText(grid.size), sizeText(size));
+    if (grid.size != size && grid.length == size.width() && grid.size == QSize(size.height(), length))
+        throw badFile(path, pixels + QStringLiteral("; np.save(path, np.moveaxis(a, 0, -1)) puts the values last"));
+    if (grid.size != size && grid.length == length && grid.size == size.transposed())
+        throw badFile(path, pixels + QStringLiteral("; np.save(path, a.transpose(1, 0, 2)) exchanges rows and columns"));
     if (grid.size != size)
-        throw badFile(path, QStringLiteral("%1 pixels; the rectangle has %2").arg(sizeText(grid.size), sizeText(size)));
+        throw badFile(path, pixels);
     if (grid.length != length)
         throw badFile(
             path,
             QStringLiteral("%1 for each pixel; %2 needs %3").arg(counted(grid.length, "value"), kindText(kind)).arg(length));
-    if (kind == enMultilayerCoefficient
-        && std::any_of(grid.values.cbegin(), grid.values.cend(), [](quint16 value) { return value > 255; }))
-        throw badFile(path, QStringLiteral("values above 255; multilayer takes bytes"));
+    if (kind == enMultilayerCoefficient) {
+        const auto found = std::find_if(grid.values.cbegin(), grid.values.cend(), [](quint16 value) { return value > 255; });
+        if (found != grid.values.cend())
+            throw badFile(path, QStringLiteral("value %1 at %2; multilayer values are bytes from 0 to 255")
+                                    .arg(*found)
+                                    .arg(placeText(grid, int(found - grid.values.cbegin()))));
+    } else if (grid.bytes) {
+        throw badFile(path, QStringLiteral("values of 8 bits; %1 coefficients have 16. If numbers from 0 to 255 are meant: "
+                                           "np.save(path, a.astype('<u2'))")
+                                .arg(kindText(kind)));
+    }
     return grid;
 }
 

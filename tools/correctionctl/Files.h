@@ -11,7 +11,8 @@ class QSaveFile;
 namespace Ctl {
 
 /// Files of coefficients, by the extension of their name:
-/// - ".npy": a NumPy array of the shape (rows, columns, values), little-endian uint16 (uint8 for multilayer), C order;
+/// - ".npy": a NumPy array of the shape (rows, columns, values), written as little-endian uint16 (uint8 for multilayer) in C
+///   order; read as Npy.h says;
 /// - ".json": the library's JSON text, a flat array of numbers; the size of the grid is not part of it;
 /// - ".png": a preview of one value of each pixel, as a picture of 16-bit grey (8-bit for multilayer).
 ///
@@ -23,7 +24,8 @@ FileForm formOf(const QString &path);
 
 /// The grid in a file. `.png` gives grids of one value for each pixel.
 Grid readGrid(const QString &path);
-/// The grid for a rectangle: refused unless it has this size, and this many values for each pixel of the range of `kind`.
+/// The grid for a rectangle: refused unless it has this size, as many values for each pixel as `kind` has, and values of
+/// its range. Values of 8 bits are multilayer ones only.
 Grid readGridFor(const QString &path, const QSize &size, Correction::EnumCoefficientType kind);
 /// `channel`: the value that a `.png` shows.
 void writeGrid(const QString &path, const Grid &grid, int channel);

@@ -3,8 +3,11 @@
 #include "Files.h"
 
 #include <QtCore/QMap>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QStringList>
 #include <QtCore/QtEndian>
 
+#include <cstring>
 #include <limits>
 
 namespace Ctl {
@@ -27,7 +30,7 @@ public:
             QByteArray key;
             if (!string(key) || !take(':') || m_seen.contains(key))
                 return false;
-            const bool known = (key == "descr" && string(descr)) || (key == "fortran_order" && boolean(fortranOrder))
+            const bool known = (key == "descr" && type()) || (key == "fortran_order" && boolean(fortranOrder))
                                || (key == "shape" && tuple(shape));
             if (!known)
                 return false;
@@ -39,14 +42,14 @@ public:
         return m_at == m_text.size() && m_seen.size() == 3;
     }
 
-    QByteArray descr;
+    QByteArray descr; ///< A structured type as it is written, from its bracket on.
     bool fortranOrder = false;
     QVector<qint64> shape;
 
 private:
     void blanks()
     {
-        while (m_at < m_text.size() && (m_text[m_at] == ' ' || m_text[m_at] == '\n'))
+        while (m_at < m_text.size() && std::strchr(" \t\r\n\f", m_text[m_at]) && m_text[m_at])
             ++m_at;
     }
     bool peek(char wanted)
@@ -72,6 +75,29 @@ private:
         m_at = end + 1;
         return !value.contains('\\');
     }
+    /// A string, or a list or tuple, whose brackets are balanced.
+    bool type()
+    {
+        if (!peek('[') && !peek('('))
+            return string(descr);
+        const int begin = m_at;
+        int depth = 0;
+        while (m_at < m_text.size()) {
+            const char at = m_text[m_at];
+            QByteArray inner;
+            if ((at == '\'' || at == '"') && !string(inner))
+                return false;
+            if (at == '\'' || at == '"')
+                continue;
+            ++m_at;
+            depth += at == '[' || at == '(' ? 1 : at == ']' || at == ')' ? -1 : 0;
+            if (depth == 0) {
+                descr = m_text.mid(begin, m_at - begin);
+                return true;
+            }
+        }
+        return false;
+    }
     bool boolean(bool &value)
     {
         blanks();
@@ -94,18 +120,124 @@ private:
             const int begin = m_at;
             while (m_at < m_text.size() && m_text[m_at] >= '0' && m_text[m_at] <= '9')
                 ++m_at;
+            const QByteArray digits = m_text.mid(begin, m_at - begin);
             bool good = false;
-            values.append(m_text.mid(begin, m_at - begin).toLongLong(&good));
-            if (!good || (!take(',') && !peek(')')))
+            values.append(digits.toLongLong(&good));
+            if (!good || (digits.startsWith('0') && values.last() != 0))
+                return false;
+            if (m_at < m_text.size() && m_text[m_at] == 'L') // as Python 2 wrote it
+                ++m_at;
+            // In parentheses alone it is a number.
+            if (!take(',') && (values.size() == 1 || !peek(')')))
                 return false;
         }
         return true;
     }
 
-    QByteArray m_text;
+    const QByteArray m_text;
     int m_at = 0;
     QMap<QByteArray, bool> m_seen;
 };
+
+/// The whole numbers that are converted: every other type is refused.
+struct Integers {
+    int size = 0; ///< bytes
+    bool isSigned = false;
+    bool bigEndian = false;
+
+    /// The bits of a value, sign extended.
+    quint64 bits(const char *at) const
+    {
+        quint64 value = 0;
+        for (int i = 0; i < size; ++i)
+            value = (value << 8) | quint8(at[bigEndian ? i : size - 1 - i]);
+        const int unused = 64 - 8 * size;
+        return isSigned && unused > 0 ? quint64(qint64(value << unused) >> unused) : value;
+    }
+    QString text(quint64 value) const { return isSigned ? QString::number(qint64(value)) : QString::number(value); }
+};
+
+/// False with the reason, and with the NumPy expression that mends the array `a` where there is one.
+bool integersOf(const QByteArray &descr, Integers &type, QString &reason)
+{
+    const QString name = QString::fromUtf8(descr);
+    const auto refuse = [&reason, &name](const char *what) {
+        reason = QStringLiteral("values of the type '%1': %2").arg(name, QLatin1String(what));
+        return false;
+    };
+    if (descr.startsWith('[') || descr.startsWith('('))
+        return refuse("structured ones are not read; np.save(path, "
+                      "numpy.lib.recfunctions.structured_to_unstructured(a)) puts the fields of an element one behind "
+                      "the other");
+    static const QRegularExpression form(QStringLiteral("\\A([<>=|]?)([A-Za-z])([0-9]{0,4})\\z"));
+    const auto match = form.match(name);
+    const QString order = match.captured(1);
+    const int size = match.captured(3).toInt();
+    switch (match.hasMatch() ? match.captured(2).at(0).toLatin1() : '\0') {
+    case 'u':
+    case 'i':
+        if (size != 1 && size != 2 && size != 4 && size != 8)
+            break;
+        if (size > 1 && order != QLatin1String("<") && order != QLatin1String(">"))
+            return refuse("their byte order depends on the machine that wrote them; there: np.save(path, a.astype('<i8'))");
+        type.size = size;
+        type.isSigned = match.captured(2) == QLatin1String("i");
+        type.bigEndian = order == QLatin1String(">");
+        return true;
+    case 'f':
+        return refuse("coefficients are whole numbers in the units of the device; for values in these units: np.save(path, "
+                      "np.rint(a).astype('<i8'))");
+    case 'O':
+        return refuse("Python objects are not read; for whole numbers: np.save(path, a.astype('<i8'))");
+    case 'S':
+    case 'U':
+        return refuse("strings are not read; for decimal numbers: np.save(path, a.astype('<i8'))");
+    case 'b':
+        return refuse("truth values are not coefficients");
+    case 'c':
+        return refuse("complex numbers are not coefficients");
+    default:
+        break;
+    }
+    return refuse("expected '<u2', or '|u1' for multilayer");
+}
+
+QString tupleText(const QVector<qint64> &numbers)
+{
+    QStringList texts;
+    for (const qint64 number : numbers)
+        texts.append(QString::number(number));
+    return texts.join(QStringLiteral(", ")) + QLatin1String(numbers.size() == 1 ? "," : "");
+}
+
+/// The expression that gives an array the shape (rows, columns, values) without a change of order; empty if none is known.
+QString reshaped(const QVector<qint64> &shape)
+{
+    if (shape.contains(0) || shape.isEmpty())
+        return {};
+    if (shape.size() < 3)
+        return QStringLiteral("; for values in the order row, column, value: np.save(path, a.reshape(rows, columns, -1))");
+    if (shape.size() == 4 && shape[0] == 1)
+        return QStringLiteral("; np.save(path, a[0])");
+    if (shape.size() == 4 && shape[2] == shape[3])
+        return QStringLiteral("; np.save(path, a.reshape(%1, %2, -1)) puts the values of a pixel row by row")
+            .arg(shape[0])
+            .arg(shape[1]);
+    return {};
+}
+
+/// Number of values of the shape (rows, columns, values), 0 for any other, for an empty one and for one that is too large.
+int countOf(const QVector<qint64> &shape)
+{
+    constexpr qint64 greatest = std::numeric_limits<int>::max();
+    qint64 count = shape.size() == 3 ? 1 : 0;
+    for (const qint64 extent : shape) {
+        if (count == 0 || extent < 1 || extent > greatest / count)
+            return 0;
+        count *= extent;
+    }
+    return int(count);
+}
 
 } // namespace
 
@@ -134,41 +266,46 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
     if (!header.read())
         return refuse(QStringLiteral("its header is no dictionary of 'descr', 'fortran_order' and 'shape'"));
 
-    const bool bytes = header.descr == "|u1" || header.descr == "<u1";
-    if (!bytes && header.descr != "<u2")
-        return refuse(QStringLiteral("values of the type '%1'; expected '<u2' (or '|u1' for multilayer)")
-                          .arg(QString::fromUtf8(header.descr)));
-    if (header.fortranOrder)
-        return refuse(QStringLiteral("Fortran order; expected C order"));
-    constexpr qint64 greatest = std::numeric_limits<int>::max();
-    qint64 count = header.shape.size() == 3 ? 1 : 0;
-    for (const qint64 extent : qAsConst(header.shape)) {
-        if (extent < 1 || extent > greatest / std::max<qint64>(count, 1))
-            count = 0;
-        count *= extent;
-    }
-    if (count == 0) {
-        QStringList extents;
-        for (const qint64 extent : qAsConst(header.shape))
-            extents.append(QString::number(extent));
-        return refuse(QStringLiteral("shape (%1); expected (rows, columns, values), none of them 0")
-                          .arg(extents.join(QStringLiteral(", "))));
-    }
-    const qint64 expected = begin + headerSize + count * (bytes ? 1 : 2);
+    Integers type;
+    if (!integersOf(header.descr, type, reason))
+        return false;
+    const QVector<qint64> &shape = header.shape;
+    const int count = countOf(shape);
+    if (count == 0)
+        return refuse(QStringLiteral("shape (%1); expected (rows, columns, values), none of them 0%2")
+                          .arg(tupleText(shape), reshaped(shape)));
+    const qint64 expected = begin + headerSize + qint64(count) * type.size;
     if (file.size() < expected)
         return refuse(QStringLiteral("cut short: %1 bytes, its header promises %2").arg(file.size()).arg(expected));
     if (file.size() > expected)
         return refuse(QStringLiteral("%1 bytes too many behind its values").arg(file.size() - expected));
 
-    grid.size = QSize(int(header.shape[1]), int(header.shape[0]));
-    grid.length = int(header.shape[2]);
-    grid.bytes = bytes;
-    grid.values.resize(int(count));
+    grid.size = QSize(int(shape[1]), int(shape[0]));
+    grid.length = int(shape[2]);
+    grid.bytes = type.size == 1;
+    grid.values.resize(count);
     const char *const source = file.constData() + begin + headerSize;
-    if (bytes)
-        std::transform(source, source + count, grid.values.begin(), [](char byte) { return quint8(byte); });
-    else
+    if (type.size == 2 && !type.isSigned && !type.bigEndian && !header.fortranOrder) {
         qFromLittleEndian<quint16>(source, count, grid.values.data());
+        return true;
+    }
+    // In Fortran order the first index runs fastest.
+    const qint64 rows = shape[0];
+    const qint64 columns = shape[1];
+    auto target = grid.values.begin();
+    qint64 next = 0;
+    for (qint64 row = 0; row < rows; ++row) {
+        for (qint64 column = 0; column < columns; ++column) {
+            for (qint64 k = 0; k < shape[2]; ++k) {
+                const qint64 place = header.fortranOrder ? row + rows * (column + columns * k) : next++;
+                const quint64 value = type.bits(source + place * type.size);
+                if (value > std::numeric_limits<quint16>::max())
+                    return refuse(QStringLiteral("value %1 at [%2]; coefficients are whole numbers from 0 to 65535")
+                                      .arg(type.text(value), tupleText({row, column, k})));
+                *target++ = quint16(value);
+            }
+        }
+    }
     return true;
 }
 

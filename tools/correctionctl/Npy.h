@@ -10,8 +10,10 @@ namespace Ctl {
 /// The NumPy file format, versions 1 to 3: a magic text, the length of a header, the header (a Python dictionary with the
 /// keys 'descr', 'fortran_order' and 'shape'), the values.
 
-/// A whole `.npy` file as a grid. Arrays of shape (rows, columns, values) with the type '<u2' or '|u1', in C order; false
-/// with the reason for everything else.
+/// A whole `.npy` file as a grid: an array of the shape (rows, columns, values) of whole numbers of 8, 16, 32 or 64 bits, in
+/// any byte order and in C or Fortran order, if each of its values is from 0 to 65535. No value is changed. False with the
+/// reason, and the NumPy expression that mends it where there is one, for everything else. The byte order of the machine has
+/// no influence.
 bool parseNpy(const QByteArray &file, Grid &grid, QString &reason);
 
 } // namespace Ctl

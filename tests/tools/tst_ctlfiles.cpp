@@ -1,0 +1,376 @@
+#include <ExitCodes.h>
+#include <Files.h>
+#include <Npy.h>
+
+#include <QtCore/QTemporaryDir>
+#include <QtCore/QtEndian>
+#include <QtTest/QtTest>
+
+using namespace Correction;
+using namespace Ctl;
+
+namespace {
+
+/// A `.npy` file: the header as it is given, padded as NumPy does, and the bytes of the values.
+QByteArray npy(const QByteArray &dictionary, const QByteArray &values, int version = 1)
+{
+    const int prefix = version == 1 ? 10 : 12;
+    QByteArray header = dictionary;
+    header += QByteArray((64 - (prefix + header.size() + 1) % 64) % 64, ' ') + '\n';
+    QByteArray file = "\x93NUMPY" + QByteArray(1, char(version)) + '\0';
+    file += char(header.size() & 0xff);
+    file += char(header.size() >> 8);
+    if (version > 1)
+        file += QByteArray(2, '\0');
+    return file + header + values;
+}
+
+QByteArray dictionary(const QByteArray &type, const QByteArray &shape, bool fortran = false)
+{
+    return "{'descr': '" + type + "', 'fortran_order': " + (fortran ? "True" : "False") + ", 'shape': " + shape + ", }";
+}
+
+/// A number as it is in a file.
+QByteArray bytesOf(qint64 number, int size, bool bigEndian)
+{
+    QByteArray bytes;
+    for (int i = 0; i < size; ++i) {
+        const int place = bigEndian ? size - 1 - i : i;
+        bytes += char((number >> (8 * place)) & 0xff);
+    }
+    return bytes;
+}
+
+constexpr int rows = 2;
+constexpr int columns = 3;
+
+/// The value of each place: all different, and none the same in another byte order.
+qint64 valueAt(int row, int column, int k, int length, int largest)
+{
+    const int index = (row * columns + column) * length + k;
+    return largest < 256 ? index + 1 : 1000 + 257 * index + index;
+}
+
+QByteArray valuesOf(int size, bool bigEndian, bool fortran, int length, int largest)
+{
+    QByteArray bytes;
+    if (!fortran) {
+        for (int row = 0; row < rows; ++row) {
+            for (int column = 0; column < columns; ++column) {
+                for (int k = 0; k < length; ++k)
+                    bytes += bytesOf(valueAt(row, column, k, length, largest), size, bigEndian);
+            }
+        }
+        return bytes;
+    }
+    for (int k = 0; k < length; ++k) {
+        for (int column = 0; column < columns; ++column) {
+            for (int row = 0; row < rows; ++row)
+                bytes += bytesOf(valueAt(row, column, k, length, largest), size, bigEndian);
+        }
+    }
+    return bytes;
+}
+
+const QByteArray shape9("(2, 3, 9)");
+
+} // namespace
+
+/// What the readers of files make of every kind of content: exactly its values, or a refusal that names the reason.
+class CtlFilesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void arraysAreConvertedExactly_data();
+    void arraysAreConvertedExactly();
+    void headersAreReadAsPythonDoes_data();
+    void headersAreReadAsPythonDoes();
+    void arraysAreRefused_data();
+    void arraysAreRefused();
+    void everyCutIsRefused();
+    void onlyTheKindsOwnValuesAreTaken_data();
+    void onlyTheKindsOwnValuesAreTaken();
+
+private:
+    QTemporaryDir m_folder;
+};
+
+void CtlFilesTest::arraysAreConvertedExactly_data()
+{
+    QTest::addColumn<QByteArray>("type");
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("bigEndian");
+    QTest::addColumn<bool>("fortran");
+    QTest::addColumn<int>("version");
+    struct Type {
+        const char *name;
+        int size;
+        bool bigEndian;
+    };
+    for (const Type type :
+         {Type{"<u2", 2, false}, Type{">u2", 2, true}, Type{"<i2", 2, false}, Type{">i2", 2, true}, Type{"<u4", 4, false},
+          Type{">u4", 4, true}, Type{"<i4", 4, false}, Type{">i4", 4, true}, Type{"<u8", 8, false}, Type{">u8", 8, true},
+          Type{"<i8", 8, false}, Type{">i8", 8, true}, Type{"|u1", 1, false}, Type{"<u1", 1, false}, Type{">u1", 1, false},
+          Type{"=u1", 1, false}, Type{"u1", 1, false}, Type{"|i1", 1, false}}) {
+        for (const bool fortran : {false, true}) {
+            for (const int version : {1, 2, 3})
+                QTest::newRow(qPrintable(QStringLiteral("%1, %2 order, version %3")
+                                             .arg(QLatin1String(type.name), QLatin1String(fortran ? "Fortran" : "C"))
+                                             .arg(version)))
+                    << QByteArray(type.name) << type.size << type.bigEndian << fortran << version;
+        }
+    }
+}
+
+void CtlFilesTest::arraysAreConvertedExactly()
+{
+    QFETCH(QByteArray, type);
+    QFETCH(int, size);
+    QFETCH(bool, bigEndian);
+    QFETCH(bool, fortran);
+    QFETCH(int, version);
+    const int largest = size == 1 ? 127 : 65535;
+    const QByteArray file = npy(dictionary(type, shape9, fortran), valuesOf(size, bigEndian, fortran, 9, largest), version);
+    Grid grid;
+    QString reason;
+    QVERIFY2(parseNpy(file, grid, reason), qPrintable(reason));
+    QCOMPARE(grid.size, QSize(columns, rows));
+    QCOMPARE(grid.length, 9);
+    QCOMPARE(grid.bytes, size == 1);
+    QCOMPARE(grid.values.size(), rows * columns * 9);
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            for (int k = 0; k < 9; ++k)
+                QCOMPARE(qint64(grid.values[(row * columns + column) * 9 + k]), valueAt(row, column, k, 9, largest));
+        }
+    }
+}
+
+void CtlFilesTest::headersAreReadAsPythonDoes_data()
+{
+    QTest::addColumn<QByteArray>("header");
+    QTest::addColumn<bool>("good");
+    const auto row = [](const char *header, bool good) { QTest::newRow(header) << QByteArray(header) << good; };
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 9), }", true);
+    row("{'shape': (2, 3, 9), 'descr': '<u2', 'fortran_order': False}", true);
+    row("{\"fortran_order\":False,\"shape\":(2,3,9,),\"descr\":\"<u2\",}", true);
+    row("  {\t'descr' :\n'<u2' , 'fortran_order' : False , 'shape' : ( 2 , 3 , 9 , ) , } ", true);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2L, 3L, 9L), }", true);
+    row("", false);
+    row("{}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 9)", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 9)} }", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 9),, }", false);
+    row("{, 'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 9)}", false);
+    row("{'descr': '<u2' 'fortran_order': False, 'shape': (2, 3, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': False}", false);
+    row("{'descr': '<u2', 'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 9), 'more': 1}", false);
+    row("{'descr': '<u2', 'fortran_order': 0, 'shape': (2, 3, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': false, 'shape': (2, 3, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': Falsehood, 'shape': (2, 3, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': [2, 3, 9]}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, -3, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (02, 3, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3.0, 9)}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (2, 3, 99999999999999999999)}", false);
+    row("{'descr': '<u2', 'fortran_order': False, 'shape': (54)}", false);
+    row("{'descr': '<u2\\x00', 'fortran_order': False, 'shape': (2, 3, 9)}", false);
+    row("{'descr': '<u2, 'fortran_order': False, 'shape': (2, 3, 9)}", false);
+    row("{'descr': [('a', '<u2'), 'fortran_order': False, 'shape': (2, 3, 9)}", false);
+    row("{descr: '<u2', 'fortran_order': False, 'shape': (2, 3, 9)}", false);
+}
+
+void CtlFilesTest::headersAreReadAsPythonDoes()
+{
+    QFETCH(QByteArray, header);
+    QFETCH(bool, good);
+    for (const int version : {1, 2, 3}) {
+        Grid grid;
+        QString reason;
+        QCOMPARE(parseNpy(npy(header, valuesOf(2, false, false, 9, 65535), version), grid, reason), good);
+        QCOMPARE(reason,
+                 good ? QString() : QStringLiteral("its header is no dictionary of 'descr', 'fortran_order' and 'shape'"));
+        if (good)
+            QCOMPARE(qint64(grid.values[53]), valueAt(1, 2, 8, 9, 65535));
+    }
+}
+
+void CtlFilesTest::arraysAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<QString>("said");
+    const auto row = [](const QByteArray &title, const QByteArray &file, const char *said) {
+        QTest::newRow(title.constData()) << file << QString::fromLatin1(said);
+    };
+    const auto typed = [&row](const char *type, int size, const char *said) {
+        row(type, npy(dictionary(type, shape9), QByteArray(54 * size, '\0')), said);
+    };
+    typed("=u2", 2, "byte order depends on the machine that wrote them; there: np.save(path, a.astype('<i8'))");
+    typed("u2", 2, "byte order depends on");
+    typed("|u2", 2, "byte order depends on");
+    typed("=i8", 8, "byte order depends on");
+    typed("uint16", 2, "values of the type 'uint16': expected '<u2', or '|u1' for multilayer");
+    typed("<u3", 3, "expected '<u2'");
+    typed("<u16", 16, "expected '<u2'");
+    typed("<f2", 2, "values of the type '<f2': coefficients are whole numbers in the units of the device");
+    typed("<f4", 4, "for values in these units: np.save(path, np.rint(a).astype('<i8'))");
+    typed(">f8", 8, "np.rint(a)");
+    typed("<f16", 16, "np.rint(a)");
+    typed("|b1", 1, "truth values are not coefficients");
+    typed("<c8", 8, "complex numbers are not coefficients");
+    typed("<c16", 16, "complex numbers are not coefficients");
+    typed("|S5", 5, "strings are not read; for decimal numbers: np.save(path, a.astype('<i8'))");
+    typed("<U5", 20, "strings are not read");
+    typed("|O", 8, "Python objects are not read; for whole numbers: np.save(path, a.astype('<i8'))");
+    typed("<M8[ns]", 8, "expected '<u2'");
+    typed("<m8", 8, "expected '<u2'");
+    typed("|V2", 2, "expected '<u2'");
+    typed("", 2, "expected '<u2'");
+    typed("><u2", 2, "expected '<u2'");
+    typed("%1%2", 2, "values of the type '%1%2': expected '<u2'");
+    const QByteArray structured("{'descr': [('red', '<u2', (3,)), ('it\"s]', '<u2', (6,))], 'fortran_order': False, "
+                                "'shape': (2, 3), }");
+    row("a structured type", npy(structured, QByteArray(108, '\0')),
+        "np.save(path, numpy.lib.recfunctions.structured_to_unstructured(a))");
+    row("a type of arrays", npy("{'descr': ('<u2', (9,)), 'fortran_order': False, 'shape': (2, 3)}", QByteArray(108, '\0')),
+        "structured");
+
+    const auto shaped = [&row](const char *shape, const char *said) {
+        row(QByteArray("the shape ") + shape, npy(dictionary("<u2", shape), QByteArray(108, '\0')), said);
+    };
+    shaped("()", "shape (); expected (rows, columns, values), none of them 0");
+    shaped("(54,)", "shape (54,); expected (rows, columns, values), none of them 0; for values in the order row, column, "
+                    "value: np.save(path, a.reshape(rows, columns, -1))");
+    shaped("(6, 9)", "np.save(path, a.reshape(rows, columns, -1))");
+    shaped("(2, 3, 3, 3)", "np.save(path, a.reshape(2, 3, -1)) puts the values of a pixel row by row");
+    shaped("(1, 2, 3, 9)", "np.save(path, a[0])");
+    shaped("(2, 3, 9, 1)", "shape (2, 3, 9, 1); expected (rows, columns, values)");
+    shaped("(0, 3, 9)", "shape (0, 3, 9); expected (rows, columns, values), none of them 0");
+    shaped("(2, 3, 0)", "none of them 0");
+    shaped("(0,)", "none of them 0");
+    shaped("(2147483647, 2147483647, 9)", "shape (2147483647, 2147483647, 9)");
+    shaped("(9223372036854775807, 9223372036854775807, 9223372036854775807)", "shape (9223372036854775807, ");
+    shaped("(4294967296, 4294967296, 9)", "shape (4294967296, ");
+    shaped("(238609295, 1, 9)", "shape (238609295, 1, 9)");
+    shaped("(238609294, 1, 9)", "cut short: ");
+    shaped("(2, 3, 8)", "12 bytes too many behind its values");
+    shaped("(2, 3, 10)", "cut short: ");
+
+    const auto holding = [&row](const char *type, int size, bool bigEndian, qint64 value, const char *said) {
+        QByteArray values;
+        for (int index = 0; index < 54; ++index)
+            values += bytesOf(index == 40 ? value : 5, size, bigEndian);
+        row(QByteArray("a value of the type ") + type, npy(dictionary(type, shape9), values), said);
+    };
+    holding("|i1", 1, false, -1, "value -1 at [1, 1, 4]; coefficients are whole numbers from 0 to 65535");
+    holding("<i2", 2, false, -32768, "value -32768 at [1, 1, 4]");
+    holding(">i2", 2, true, -2, "value -2 at [1, 1, 4]");
+    holding("<i4", 4, false, 65536, "value 65536 at [1, 1, 4]");
+    holding(">u4", 4, true, 4294967295, "value 4294967295 at [1, 1, 4]");
+    holding("<i8", 8, false, qint64(1) << 62, "value 4611686018427387904 at [1, 1, 4]");
+    holding(">i8", 8, true, std::numeric_limits<qint64>::min(), "value -9223372036854775808 at [1, 1, 4]");
+    holding("<u8", 8, false, -1, "value 18446744073709551615 at [1, 1, 4]");
+    QByteArray values(54 * 4, '\0');
+    values[4 * 11 + 2] = 1; // row 1, column 2, value 1 where the first index runs fastest
+    row("a value in Fortran order", npy(dictionary("<u4", shape9, true), values), "value 65536 at [1, 2, 1]");
+
+    const QByteArray good = npy(dictionary("<u2", shape9), QByteArray(108, '\0'));
+    row("version 0.0", QByteArray(good).replace(6, 2, QByteArray("\0\0", 2)), "format version 0.0");
+    row("version 1.1", QByteArray(good).replace(6, 2, QByteArray("\1\1", 2)), "format version 1.1");
+    row("version 4.0", QByteArray(good).replace(6, 2, QByteArray("\4\0", 2)), "format version 4.0");
+    row("a header of 4 GiB", QByteArray(good).replace(6, 6, QByteArray("\2\0\xff\xff\xff\xff", 6)),
+        "cut short inside its header");
+}
+
+void CtlFilesTest::arraysAreRefused()
+{
+    QFETCH(QByteArray, file);
+    QFETCH(QString, said);
+    Grid grid;
+    QString reason;
+    QVERIFY(!parseNpy(file, grid, reason));
+    QVERIFY2(reason.contains(said), qPrintable(reason));
+}
+
+void CtlFilesTest::everyCutIsRefused()
+{
+    for (const int version : {1, 2, 3}) {
+        const QByteArray file = npy(dictionary(">i4", shape9), valuesOf(4, true, false, 9, 65535), version);
+        for (int length = 0; length < file.size(); ++length) {
+            Grid grid;
+            QString reason;
+            QVERIFY2(!parseNpy(file.left(length), grid, reason) && !reason.isEmpty(), qPrintable(QString::number(length)));
+        }
+        Grid grid;
+        QString reason;
+        QVERIFY(!parseNpy(file + '\0', grid, reason));
+        QCOMPARE(reason, QStringLiteral("1 bytes too many behind its values"));
+    }
+}
+
+void CtlFilesTest::onlyTheKindsOwnValuesAreTaken_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<QString>("said"); // null where the values are taken
+    const auto row = [](const char *title, EnumCoefficientType kind, const QByteArray &file, const char *said) {
+        QTest::newRow(title) << int(kind) << file << QString::fromLatin1(said);
+    };
+    const QByteArray bytes9 = npy(dictionary("|u1", shape9), valuesOf(1, false, false, 9, 255));
+    const QByteArray bytes16 = npy(dictionary("|u1", "(2, 3, 16)"), valuesOf(1, false, false, 16, 255));
+    const QByteArray signed9 = npy(dictionary("|i1", shape9), valuesOf(1, false, false, 9, 127));
+    const QByteArray wide9 = npy(dictionary("<i8", shape9), valuesOf(8, false, false, 9, 65535));
+    row("chroma of 16 bits", enCommonCoefficient, npy(dictionary("<u2", shape9), valuesOf(2, false, false, 9, 65535)),
+        nullptr);
+    row("low-gray of 16 bits", enLowgrayCoefficient, npy(dictionary("<u2", shape9), valuesOf(2, false, false, 9, 65535)),
+        nullptr);
+    row("chroma of 64 bits", enCommonCoefficient, wide9, nullptr);
+    row("multilayer of 8 bits", enMultilayerCoefficient, bytes16, nullptr);
+    row("multilayer of 16 bits, all of them bytes", enMultilayerCoefficient,
+        npy(dictionary(">u2", "(2, 3, 16)"), valuesOf(2, true, false, 16, 255)), nullptr);
+    row("chroma of 8 bits", enCommonCoefficient, bytes9,
+        "values of 8 bits; chroma coefficients have 16. If numbers from 0 to 255 are meant: np.save(path, a.astype('<u2'))");
+    row("chroma of 8 bits with a sign", enCommonCoefficient, signed9, "values of 8 bits; chroma");
+    row("low-gray of 8 bits", enLowgrayCoefficient, bytes9, "values of 8 bits; lowgray");
+    row("multilayer above 255", enMultilayerCoefficient,
+        npy(dictionary("<u2", "(2, 3, 16)"), valuesOf(2, false, false, 16, 65535)),
+        "value 1000 at [0, 0, 0]; multilayer values are bytes from 0 to 255");
+    QByteArray last = valuesOf(2, false, false, 16, 255);
+    last[last.size() - 1] = 1;
+    row("multilayer above 255 at the end", enMultilayerCoefficient, npy(dictionary("<u2", "(2, 3, 16)"), last),
+        "value 352 at [1, 2, 15]");
+    row("rows and columns exchanged", enCommonCoefficient,
+        npy(dictionary("<u2", "(3, 2, 9)"), valuesOf(2, false, false, 9, 65535)),
+        "2x3 pixels; the rectangle has 3x2; np.save(path, a.transpose(1, 0, 2)) exchanges rows and columns");
+    row("values first", enCommonCoefficient, npy(dictionary("<u2", "(9, 2, 3)"), valuesOf(2, false, false, 9, 65535)),
+        "np.save(path, np.moveaxis(a, 0, -1)) puts the values last");
+}
+
+void CtlFilesTest::onlyTheKindsOwnValuesAreTaken()
+{
+    QFETCH(int, kind);
+    QFETCH(QByteArray, file);
+    QFETCH(QString, said);
+    const QString path = m_folder.filePath(QStringLiteral("x.npy"));
+    writeFile(path, file);
+    Grid grid;
+    int exit = ExitSuccess;
+    QString text;
+    try {
+        grid = readGridFor(path, QSize(columns, rows), EnumCoefficientType(kind));
+    } catch (const Failure &failure) {
+        exit = failure.exit();
+        text = failure.text();
+    }
+    QVERIFY2(exit == (said.isNull() ? ExitSuccess : ExitBadData), qPrintable(text));
+    QVERIFY2(said.isNull() || text.contains(said), qPrintable(text));
+    if (said.isNull())
+        QCOMPARE(qint64(grid.values.last()),
+                 valueAt(1, 2, grid.length - 1, grid.length, kind == enMultilayerCoefficient ? 255 : 65535));
+}
+
+QTEST_GUILESS_MAIN(CtlFilesTest)
+#include "tst_ctlfiles.moc"
