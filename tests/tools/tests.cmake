@@ -12,6 +12,11 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   correctionctl_test(tools/tst_ctldocuments.cpp)
   correctionctl_test(tools/tst_ctlscenario.cpp)
 
+  correctionctl_test(tools/tst_examples.cpp)
+  target_compile_definitions(tst_examples PRIVATE
+    FIRST_HOST="$<TARGET_FILE:example-01-first-host>" UNPLUGGED="$<TARGET_FILE:example-02-unplugged>")
+  add_dependencies(tst_examples example-01-first-host example-02-unplugged)
+
   # Readers of files, called directly.
   correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/VirtualService.cpp")
   target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)
