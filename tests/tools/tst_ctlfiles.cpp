@@ -1,6 +1,7 @@
 #include <ExitCodes.h>
 #include <Files.h>
 #include <Npy.h>
+#include <SnapshotFile.h>
 
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QtEndian>
@@ -91,8 +92,17 @@ private Q_SLOTS:
     void everyCutIsRefused();
     void onlyTheKindsOwnValuesAreTaken_data();
     void onlyTheKindsOwnValuesAreTaken();
+    void everyDamageOfASnapshotIsFound();
+    void aSnapshotsNumbersAreChecked_data();
+    void aSnapshotsNumbersAreChecked();
+    void aSnapshotsSizesAreChecked();
 
 private:
+    /// A snapshot of two cabinets.
+    QByteArray snapshot();
+    /// What is wrong with a snapshot, by its reader. Null if it was read and has the contents of snapshot().
+    QString complaintOf(const QByteArray &bytes);
+
     QTemporaryDir m_folder;
 };
 
@@ -370,6 +380,160 @@ void CtlFilesTest::onlyTheKindsOwnValuesAreTaken()
     if (said.isNull())
         QCOMPARE(qint64(grid.values.last()),
                  valueAt(1, 2, grid.length - 1, grid.length, kind == enMultilayerCoefficient ? 255 : 65535));
+}
+
+namespace {
+
+struct Contents {
+    const char *id;
+    const char *device;
+    QRect rect;
+    QByteArray bytes;
+};
+
+const Contents *contents()
+{
+    static const Contents list[] = {{"1", "A", QRect(0, -3, 2, 1), QByteArray(36, 'p')},
+                                    {"12", "B \xc3\xa4", QRect(2, 0, 1, 3), QByteArray(54, '\n')}};
+    return list;
+}
+
+} // namespace
+
+QByteArray CtlFilesTest::snapshot()
+{
+    const QString path = m_folder.filePath(QStringLiteral("good.snapshot"));
+    SnapshotWriter writer(path, QStringLiteral("main"), 2);
+    for (int i = 0; i < 2; ++i) {
+        SnapshotCabinet cabinet;
+        cabinet.id = QString::fromUtf8(contents()[i].id);
+        cabinet.device = QString::fromUtf8(contents()[i].device);
+        cabinet.rect = contents()[i].rect;
+        writer.add(cabinet, contents()[i].bytes);
+    }
+    writer.finish();
+    return readFile(path);
+}
+
+QString CtlFilesTest::complaintOf(const QByteArray &bytes)
+{
+    const QString path = m_folder.filePath(QStringLiteral("x.snapshot"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        return QStringLiteral("the test cannot write its file");
+    file.close();
+    try {
+        SnapshotReader reader(path);
+        if (reader.screenId() != QLatin1String("main") || reader.cabinets().size() != 2)
+            return QStringLiteral("read as another snapshot");
+        for (int i = 0; i < 2; ++i) {
+            const SnapshotCabinet &cabinet = reader.cabinets()[i];
+            const Contents &expected = contents()[i];
+            if (cabinet.id != QString::fromUtf8(expected.id) || cabinet.device != QString::fromUtf8(expected.device)
+                || cabinet.rect != expected.rect || reader.bytesOf(cabinet) != expected.bytes)
+                return QStringLiteral("read as another cabinet");
+        }
+    } catch (const Failure &failure) {
+        const bool named = failure.exit() == ExitBadData && failure.text().startsWith(path + QStringLiteral(": "));
+        return named ? failure.text().mid(path.size() + 2)
+                     : QStringLiteral("the test expected another failure than ") + failure.text();
+    }
+    return {};
+}
+
+void CtlFilesTest::everyDamageOfASnapshotIsFound()
+{
+    const QByteArray good = snapshot();
+    QCOMPARE(complaintOf(good), QString());
+    const auto check = [this](const QByteArray &bytes, int at) {
+        const QString complaint = complaintOf(bytes);
+        const bool found = complaint.contains(QLatin1String("damaged")) || complaint.contains(QLatin1String("cut short"))
+                           || complaint.contains(QLatin1String("no snapshot"))
+                           || complaint.contains(QLatin1String("a snapshot of version"));
+        if (!found)
+            qWarning("byte %d: \"%s\" of %s", at, qPrintable(complaint), bytes.constData());
+        return found;
+    };
+    int damages = 0;
+    for (int at = 0; at < good.size(); ++at) {
+        QVERIFY(check(good.left(at), at));
+        QByteArray others("\0\n \"-.09e}\x7f\x80\xff", 13);
+        others += char(good[at] ^ 1);
+        others += char(good[at] ^ 0x20);
+        for (const char other : qAsConst(others)) {
+            if (other == good[at])
+                continue;
+            QByteArray bytes = good;
+            bytes[at] = other;
+            QVERIFY(check(bytes, at));
+            ++damages;
+        }
+    }
+    QVERIFY(damages > 5000);
+}
+
+void CtlFilesTest::aSnapshotsNumbersAreChecked_data()
+{
+    QTest::addColumn<QByteArray>("from");
+    QTest::addColumn<QByteArray>("to");
+    QTest::addColumn<QString>("said");
+    const auto row = [](const char *from, const char *to, const char *said) {
+        QTest::newRow(to) << QByteArray(from) << QByteArray(to) << QString::fromLatin1(said);
+    };
+    const char *const damaged = "cabinet 1 of 2: its line is damaged";
+    const char *const size = "\"width\":2,";
+    row(size, "\"width\":2147483647,", damaged);
+    row(size, "\"width\":-2147483648,", damaged);
+    row(size, "\"width\":1e308,", damaged);
+    row(size, "\"width\":2.5,", damaged);
+    row(size, "\"width\":\"2\",", damaged);
+    row(size, "\"width\":[2],", damaged);
+    row(size, "\"width\":0,", damaged);
+    row("\"height\":1,", "\"height\":2147483647,", damaged);
+    row("\"x\":0,", "\"x\":2147483647,", damaged);
+    row("\"x\":0,", "\"x\":9999999999,", damaged);
+    row("\"x\":0,", "\"x\":null,", damaged);
+    row("\"y\":-3}", "\"y\":1e9999}", "no line of JSON");
+    row("\"y\":-3}", "\"y\":-2147483649}", damaged);
+    row("\"bytes\":36,", "\"bytes\":2147483647,", damaged);
+    row("\"bytes\":36,", "\"bytes\":-36,", damaged);
+    row("\"bytes\":36,", "\"bytes\":37,", damaged);
+    row("\"cabinets\":2,", "\"cabinets\":2147483647,", "cabinet 3 of 2147483647: its line is damaged");
+    row("\"cabinets\":2,", "\"cabinets\":-1,", "its last line is missing or damaged");
+    row("\"cabinets\":2,", "\"cabinets\":9999999999,", "its last line is missing or damaged");
+    row("\"version\":1", "\"version\":4294967297", "a snapshot of version 4294967297");
+}
+
+void CtlFilesTest::aSnapshotsNumbersAreChecked()
+{
+    QFETCH(QByteArray, from);
+    QFETCH(QByteArray, to);
+    QFETCH(QString, said);
+    QByteArray bytes = snapshot();
+    const int at = bytes.indexOf(from);
+    QVERIFY(at > 0);
+    bytes.replace(at, from.size(), to);
+    const QString complaint = complaintOf(bytes);
+    QVERIFY2(complaint.contains(said), qPrintable(complaint));
+}
+
+/// Sizes whose sums and products do not fit into any integer.
+void CtlFilesTest::aSnapshotsSizesAreChecked()
+{
+    const QByteArray good = snapshot();
+    const QList<QByteArray> sizes{"-2147483648", "-1", "0", "65536", "119304647", "2147483647"};
+    for (const QByteArray &width : sizes) {
+        for (const QByteArray &height : sizes) {
+            for (const QByteArray &count : {QByteArray("36"), QByteArray("2147483647"), QByteArray("-18")}) {
+                QByteArray bytes = good;
+                bytes.replace("\"width\":2,", "\"width\":" + width + ",");
+                bytes.replace("\"height\":1,", "\"height\":" + height + ",");
+                bytes.replace("\"bytes\":36,", "\"bytes\":" + count + ",");
+                const QString complaint = complaintOf(bytes);
+                QVERIFY2(complaint.contains(QLatin1String("cabinet 1 of 2: its line is damaged")), qPrintable(complaint));
+            }
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(CtlFilesTest)

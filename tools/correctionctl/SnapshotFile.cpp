@@ -7,16 +7,49 @@
 #include <QtCore/QJsonDocument>
 
 #include <limits>
+#include <optional>
 
 namespace Ctl {
 
 namespace {
 
 constexpr qint64 longestLine = 1 << 16;
+constexpr int bytesOfPixel = 18; // 9 values of 16 bits
 
 QByteArray sumOf(const QByteArray &bytes)
 {
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+}
+
+/// A whole number that fits into an int; nothing for anything else.
+std::optional<int> integerOf(const QJsonObject &object, const char *key)
+{
+    const QJsonValue value = object.value(QLatin1String(key));
+    return value.toInt(0) == value.toInt(1) ? std::optional<int>(value.toInt()) : std::nullopt;
+}
+
+/// A cabinet as its line describes it. False for numbers that contradict each other or would overflow.
+bool parseCabinet(const QJsonObject &entry, SnapshotCabinet &cabinet)
+{
+    const auto x = integerOf(entry, "x");
+    const auto y = integerOf(entry, "y");
+    const auto width = integerOf(entry, "width");
+    const auto height = integerOf(entry, "height");
+    const auto bytes = integerOf(entry, "bytes");
+    cabinet.id = entry.value(QStringLiteral("cabinet")).toString();
+    cabinet.device = entry.value(QStringLiteral("device")).toString();
+    cabinet.sum = entry.value(QStringLiteral("sha256")).toString().toLatin1();
+    if (cabinet.id.isEmpty() || !x || !y || !width || !height || !bytes || *width < 1 || *height < 1 || *bytes < 1)
+        return false;
+    constexpr qint64 greatest = std::numeric_limits<int>::max();
+    if (qint64(*x) + *width > greatest || qint64(*y) + *height > greatest)
+        return false;
+    // Pixels of two ints' sizes fit into 64 bits, their bytes do not.
+    if (*bytes % bytesOfPixel != 0 || qint64(*width) * *height != *bytes / bytesOfPixel)
+        return false;
+    cabinet.rect = QRect(*x, *y, *width, *height);
+    cabinet.bytes = *bytes;
+    return true;
 }
 
 } // namespace
@@ -74,19 +107,11 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
     const int count = head.value(QStringLiteral("cabinets")).toInt(-1);
     for (int i = 0; i < count; ++i) {
         const QJsonObject entry = line();
-        const auto integer = [&entry](const char *key) { return entry.value(QLatin1String(key)).toInt(-1); };
-        SnapshotCabinet cabinet;
-        cabinet.id = entry.value(QStringLiteral("cabinet")).toString();
-        cabinet.device = entry.value(QStringLiteral("device")).toString();
-        cabinet.rect = QRect(entry.value(QStringLiteral("x")).toInt(), entry.value(QStringLiteral("y")).toInt(),
-                             integer("width"), integer("height"));
-        cabinet.bytes = integer("bytes");
-        cabinet.sum = entry.value(QStringLiteral("sha256")).toString().toLatin1();
-        cabinet.offset = m_file.pos();
         const QString place = QStringLiteral("cabinet %1 of %2").arg(i + 1).arg(count);
-        if (cabinet.id.isEmpty() || cabinet.rect.isEmpty()
-            || cabinet.bytes != qint64(cabinet.rect.width()) * cabinet.rect.height() * 18)
+        SnapshotCabinet cabinet;
+        if (!parseCabinet(entry, cabinet))
             refuse(place + QStringLiteral(": its line is damaged"));
+        cabinet.offset = m_file.pos();
         bytesOf(cabinet);
         m_cabinets.append(cabinet);
         if (!m_file.seek(cabinet.offset + cabinet.bytes) || m_file.read(1) != "\n")

@@ -5,6 +5,7 @@
 #include "Run.h"
 #include "Session.h"
 #include "SnapshotFile.h"
+#include "Transfer.h"
 
 #include <QtCore/QtEndian>
 
@@ -53,7 +54,7 @@ void snapshot(Session &session)
     const QList<CabinetInfo> infos = Session::cabinetsOf(screen);
     qint64 total = 0;
     for (const CabinetInfo &info : infos)
-        total += qint64(info.rect.width()) * info.rect.height() * 18;
+        total += area(info.rect) * 18;
     SnapshotWriter writer(path, screen.getID(), infos.size());
     Progress progress(session.out(), QStringLiteral("snapshot"), total);
     int kept = 0;

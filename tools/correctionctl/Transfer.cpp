@@ -8,6 +8,7 @@
 #include "Service.h"
 
 #include <algorithm>
+#include <limits>
 
 using namespace Correction;
 
@@ -21,15 +22,20 @@ int pixelBytes(EnumCoefficientType kind)
     return kind == enMultilayerCoefficient ? lengthOf(kind) : 2 * lengthOf(kind);
 }
 
-qint64 area(const QRect &rect)
-{
-    return rect.isEmpty() ? 0 : qint64(rect.width()) * rect.height();
-}
-
 /// A band is small enough to show progress and to end soon, and large enough that requests do not cost more than pixels.
 constexpr qint64 bandPixels = 1 << 16;
 
 } // namespace
+
+qint64 area(const QRect &rect)
+{
+    if (rect.isEmpty())
+        return 0;
+    const qint64 width = qint64(rect.right()) - rect.left() + 1;
+    const qint64 height = qint64(rect.bottom()) - rect.top() + 1;
+    constexpr qint64 most = std::numeric_limits<int>::max();
+    return width > most / height ? most : width * height;
+}
 
 QRect chosenRect(Session &session, IScreen &screen)
 {

@@ -4,6 +4,10 @@
 
 namespace Ctl {
 
+/// Number of pixels. Devices may report any rectangle: what no grid can hold counts as the largest int, so that neither this
+/// nor a sum over cabinets overflows.
+qint64 area(const QRect &rect);
+
 /// The rectangle that --rect means on a screen. Throws a Failure with the library's enOutOfRange for one outside it.
 QRect chosenRect(Session &session, Correction::IScreen &screen);
 
