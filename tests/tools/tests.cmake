@@ -11,6 +11,7 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   correctionctl_test(tools/tst_ctlfailures.cpp)
   correctionctl_test(tools/tst_ctldocuments.cpp)
   correctionctl_test(tools/tst_ctlscenario.cpp)
+  correctionctl_test(tools/tst_ctlambiguous.cpp)
 
   correctionctl_test(tools/tst_examples.cpp)
   target_compile_definitions(tst_examples PRIVATE

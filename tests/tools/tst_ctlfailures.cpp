@@ -71,6 +71,8 @@ void CtlFailuresTest::initTestCase()
 {
     QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json"),
                         m_program.path(QStringLiteral("small.json"))));
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/same-id.json"),
+                        m_program.path(QStringLiteral("same-id.json"))));
     for (const char *line : {"--wall small.json read main main.npy", "--wall small.json read sign sign.npy",
                              "--wall small.json read main main.json", "--wall small.json read main main.png",
                              "--wall small.json snapshot main main.snapshot"}) {
@@ -137,6 +139,8 @@ void CtlFailuresTest::everyCodeIsReached_data()
     row("a directory instead of a file", 66, "--wall small.json gamma main .", ".: is a directory");
     row("gamma of another colour", 65, "--wall small.json gamma main gamma.json",
         "gamma.json: pink: expected \"red\", \"green\" or \"blue\"");
+    row("a cabinet of two devices", 67, "--wall same-id.json save main",
+        "save: screen main: cabinet 4 is on device A and on device B; requests for it reach device A only");
     row("an unknown screen", 68, "--wall small.json show nosuch", "screen \"nosuch\": unknown; the wall has main, sign");
     row("an unknown cabinet", 68, "--wall small.json cabinet 77 info", "cabinet \"77\": unknown");
     row("an unknown device", 68, "--wall small.json show main --device Z",

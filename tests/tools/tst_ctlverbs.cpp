@@ -263,6 +263,9 @@ void CtlVerbsTest::everyDocumentFollowsTheSchema()
     QVERIFY(m_documents.write(QStringLiteral("usage.json"), m_program.json("nosuch").out));
     QVERIFY(m_documents.write(QStringLiteral("different.json"),
                               m_program.json("--wall small.json diff main.npy --screen main").out));
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/same-id.json"),
+                        m_program.path(QStringLiteral("same-id.json"))));
+    QVERIFY(m_documents.write(QStringLiteral("ambiguous.json"), m_program.json("--wall same-id.json screens").out));
     QVERIFY(m_documents.write(QStringLiteral("dry.json"), m_program.json("--wall small.json save main --dry-run").out));
     QProcess checker;
     checker.start(QStringLiteral("python3"),

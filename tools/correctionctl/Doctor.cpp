@@ -93,6 +93,21 @@ public:
         return code;
     }
 
+    /// Trouble that was found without a call.
+    void find(const QString &what, int exit)
+    {
+        m_session.out().line(QStringLiteral("BAD  %1: %2 (%3)").arg(what, resultName(exit), QString::number(exit)));
+        m_steps.append(QJsonObject{{QStringLiteral("step"), what},
+                                   {QStringLiteral("code"), exit},
+                                   {QStringLiteral("result"), resultName(exit)},
+                                   {QStringLiteral("good"), false},
+                                   {QStringLiteral("calls"), QJsonArray()},
+                                   {QStringLiteral("log"), QJsonArray()}});
+        ++m_troubles;
+        if (!m_codes.contains(exit))
+            m_codes.append(exit);
+    }
+
     /// Devices that answered a call with false.
     const QStringList &silentDevices() const { return m_silent; }
     const QVector<int> &codes() const { return m_codes; }
@@ -170,6 +185,8 @@ void doctor(Session &session)
     const EnumErrorCode discovered = walk.step(
         QStringLiteral("discovering the screens"), [&] { return manager->refreshScreen(); }, enSuccess, true);
     session.takeDiscovered();
+    for (const QString &sentence : session.ambiguities())
+        walk.find(sentence, ExitAmbiguous);
     if (discovered != enNoDevice) {
         for (const QString &id : session.screenIds())
             examine(walk, session, id);

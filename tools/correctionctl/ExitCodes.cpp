@@ -44,6 +44,9 @@ QVector<ExitCode> knownExitCodes()
         {ExitBadData, "bad data", "A file was read, but its content is damaged, foreign or does not fit.",
          "Make the file anew, or take the one that belongs here."},
         {ExitNoInput, "no input", "A file cannot be opened or read.", "Check the path and its permissions."},
+        {ExitAmbiguous, "ambiguous",
+         "Several devices have a cabinet of the same id, so what is meant for one may reach the other.",
+         "Give every cabinet of the wall an id of its own with the software of the devices; `doctor` finds what is left."},
         {ExitUnknown, "unknown", "No screen, device or cabinet has this id.", "See `screens`, `tree` and `cabinets`."},
         {ExitNoWall, "no wall", "The wall, or the device service, cannot be used.",
          "See the reason: an unknown preset, a bad wall file, a directory in use by another program."},
@@ -79,7 +82,7 @@ const ExitCode *explain(int exit)
 
 QString resultName(int code)
 {
-    if (const ExitCode *known = code <= ExitLargestResult ? explain(code) : nullptr)
+    if (const ExitCode *known = explain(code))
         return QLatin1String(known->name);
     if (code < 0 || code > ExitLargestResult)
         return QString::number(code);

@@ -18,6 +18,7 @@ enum Exit : int {
     ExitUsage = 64,
     ExitBadData = 65,
     ExitNoInput = 66,
+    ExitAmbiguous = 67,
     ExitUnknown = 68,
     ExitNoWall = 69,
     ExitInternal = 70,
@@ -38,7 +39,7 @@ struct ExitCode {
 const QVector<ExitCode> &exitCodes();
 /// The explanation of a code; null for one that is not listed.
 const ExitCode *explain(int exit);
-/// "enTimeout"; "enArgumentMismatch|enTimeout" for what only a combination gives; the number for what is no code.
+/// "enTimeout", "usage"; "enArgumentMismatch|enTimeout" for what only a combination gives; the number for what is no code.
 QString resultName(int code);
 
 /// Ends a verb: what went wrong, in one line that names the thing and the reason.

@@ -94,6 +94,13 @@ void Output::data(const QJsonObject &entries)
         m_data.insert(entry.key(), entry.value());
 }
 
+void Output::warn(const QString &kind, const QString &text)
+{
+    m_warnings.append(QJsonObject{{QStringLiteral("kind"), kind}, {QStringLiteral("message"), text}});
+    if (!m_quiet)
+        error(QStringLiteral("warning: ") + text);
+}
+
 void Output::jsonLine(const QJsonObject &document)
 {
     if (!m_json)
@@ -127,14 +134,14 @@ bool Output::finish(const QString &verb, int exit, const QString &message)
 {
     if (m_json && !m_wroteLines) {
         QJsonObject document = m_beside;
-        const QJsonObject own{
-            {QStringLiteral("format"), QStringLiteral("correctionctl")},
-            {QStringLiteral("version"), 1},
-            {QStringLiteral("verb"), verb},
-            {QStringLiteral("exit"), exit},
-            {QStringLiteral("result"), explain(exit) ? QString(QLatin1String(explain(exit)->name)) : resultName(exit)},
-            {QStringLiteral("message"), message},
-            {QStringLiteral("data"), m_data}};
+        const QJsonObject own{{QStringLiteral("format"), QStringLiteral("correctionctl")},
+                              {QStringLiteral("version"), 1},
+                              {QStringLiteral("verb"), verb},
+                              {QStringLiteral("exit"), exit},
+                              {QStringLiteral("result"), resultName(exit)},
+                              {QStringLiteral("message"), message},
+                              {QStringLiteral("warnings"), m_warnings},
+                              {QStringLiteral("data"), m_data}};
         for (auto entry = own.begin(); entry != own.end(); ++entry)
             document.insert(entry.key(), entry.value());
         write(stdout, QJsonDocument(document).toJson());
@@ -172,6 +179,8 @@ namespace {
 std::mutex g_mutex;
 QStringList g_lines;
 QString g_firstCritical;
+QStringList g_subScreenKeys;
+const QLatin1String noSubScreen("Cannot find SubScreen. SubScreen key: ");
 bool g_verbose = false;
 constexpr int longestLog = 1000; // lines kept: enough for a report, bounded for a night
 
@@ -191,7 +200,9 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
     if (g_lines.size() < longestLog)
         g_lines.append(text);
     // Discovery says of every device, also where all goes well, that its sub-screen was not there before.
-    const bool isOrdinary = message.startsWith(QLatin1String("Cannot find SubScreen."));
+    const bool isOrdinary = message.startsWith(noSubScreen);
+    if (isOrdinary)
+        g_subScreenKeys.append(message.mid(noSubScreen.size()));
     if (type == QtCriticalMsg && !isOrdinary && g_firstCritical.isNull())
         g_firstCritical = message.trimmed();
 }
@@ -212,6 +223,7 @@ void forget()
 {
     const std::lock_guard<std::mutex> guard(g_mutex);
     g_lines.clear();
+    g_subScreenKeys.clear();
     g_firstCritical.clear();
 }
 
@@ -225,6 +237,12 @@ QStringList lines()
 {
     const std::lock_guard<std::mutex> guard(g_mutex);
     return g_lines;
+}
+
+QStringList subScreenKeys()
+{
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    return g_subScreenKeys;
 }
 
 } // namespace LibraryLog

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -26,6 +27,9 @@ public:
     void data(const QJsonObject &entries);
     /// Puts an entry beside "data" into the JSON document.
     void beside(const QString &name, const QJsonValue &value) { m_beside.insert(name, value); }
+    /// Something that the user must know about the wall: a line on standard error, unless --quiet, and an entry of the
+    /// "warnings" of the JSON document. `kind`: a word for programs.
+    void warn(const QString &kind, const QString &text);
     /// A document of its own on one line, at once: only with --json.
     void jsonLine(const QJsonObject &document);
     /// Bytes as they are, whatever the options say.
@@ -54,6 +58,7 @@ private:
     bool m_wroteLines = false;
     QJsonObject m_data;
     QJsonObject m_beside;
+    QJsonArray m_warnings;
 };
 
 /// The library's log lines: on standard error with --verbose, else kept for the message of a failure.
@@ -68,6 +73,8 @@ void forget();
 QString firstCritical();
 /// All lines since forget(), "level: text".
 QStringList lines();
+/// The keys of the sub-screens that were not found since forget(). Discovery looks each up before it adds it.
+QStringList subScreenKeys();
 
 } // namespace LibraryLog
 

@@ -32,13 +32,104 @@ ScreenManager &Session::manager()
     if (!m_discovered) {
         manager->init();
         check(manager->refreshScreen(), QStringLiteral("discovering the screens"));
-        m_discovered = true;
-        // Discovery looks every sub-screen up before it makes it, and the library logs that.
-        LibraryLog::forget();
+        takeDiscovered();
         if (dryRun())
             Service::holdBackWrites();
     }
     return *manager;
+}
+
+void Session::takeDiscovered()
+{
+    m_discovered = true;
+    findAmbiguities();
+    for (const QString &sentence : qAsConst(m_ambiguities))
+        m_output.warn(QStringLiteral("ambiguousCabinet"), sentence);
+    // Discovery looks every sub-screen up before it makes it, and the library logs that.
+    LibraryLog::forget();
+}
+
+void Session::findAmbiguities()
+{
+    ScreenManager &manager = *ScreenManager::getInstance();
+    QMap<QString, QString> owners; // the devices of the registered cabinets
+    const QStringList screens = manager.getNameMapping().keys();
+    for (const QString &screen : screens) {
+        QList<CabinetInfo> cabinets;
+        manager.tryGetScreen(screen)->tryGetAllCabinetInfoList(cabinets);
+        for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
+            m_screensOf[cabinet.id].append(screen);
+            owners.insert(cabinet.id, cabinet.deviceKey);
+        }
+    }
+    QStringList ambiguous;
+    for (auto entry = m_screensOf.cbegin(); entry != m_screensOf.cend(); ++entry) {
+        if (entry.value().size() > 1)
+            ambiguous.append(entry.key());
+    }
+    if (ambiguous.isEmpty())
+        return;
+
+    // A sub-screen whose cabinets are all registered for another device is known by its key alone.
+    QMap<QString, QStringList> others; // by cabinet id
+    for (const QString &key : LibraryLog::subScreenKeys()) {
+        for (const QString &screen : screens) {
+            QList<CabinetInfo> cabinets;
+            ISubScreen *const subScreen = manager.tryGetScreen(screen)->tryGetSubScreen(key);
+            if (subScreen)
+                subScreen->tryGetAllCabinetInfoList(cabinets);
+            for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
+                if (cabinet.deviceKey != key)
+                    others[cabinet.id].append(key);
+            }
+        }
+    }
+    QMap<QString, QStringList> groups; // ids by "device A and on device B"
+    QMap<QString, QString> first;      // device
+    for (const QString &id : qAsConst(ambiguous)) {
+        QStringList devices{QStringLiteral("device ") + owners.value(id)};
+        for (const QString &key : others.value(id))
+            devices.append(QStringLiteral("device ") + key);
+        if (devices.size() == 1) // the rules of the log leave its name out
+            devices.append(QStringLiteral("another device"));
+        const QString names = devices.join(QStringLiteral(" and on "));
+        groups[names].append(id);
+        first.insert(names, owners.value(id));
+    }
+    constexpr int shown = 8;
+    for (auto group = groups.begin(); group != groups.end(); ++group) {
+        QStringList ids = group.value();
+        std::sort(ids.begin(), ids.end(), [](const QString &left, const QString &right) {
+            return std::make_pair(left.size(), left) < std::make_pair(right.size(), right);
+        });
+        QString names = QStringList(ids.mid(0, shown)).join(QStringLiteral(", "));
+        if (ids.size() > shown)
+            names += QStringLiteral(" and %1 more").arg(ids.size() - shown);
+        const bool one = ids.size() == 1;
+        m_ambiguities.append(QStringLiteral("%1 %2 on %3; requests for %4 reach device %5 only")
+                                 .arg(QLatin1String(one ? "cabinet" : "cabinets"),
+                                      names + QLatin1String(one ? " is" : " are"), group.key(),
+                                      QLatin1String(one ? "it" : "them"), first.value(group.key())));
+        for (const QString &id : qAsConst(ids)) {
+            for (const QString &screen : m_screensOf.value(id)) {
+                if (!m_ambiguousScreens.contains(screen))
+                    m_ambiguousScreens.insert(screen, m_ambiguities.last());
+            }
+        }
+    }
+}
+
+void Session::requireUniqueIds(const QString &screenId) const
+{
+    // A verb that writes sets something where all its arguments are given; else it prints it.
+    const auto &parameters = verb().parameters;
+    const bool changes =
+        verb().writes && std::all_of(parameters.cbegin(), parameters.cend(), [this](const Parameter &parameter) {
+            return parameter.isOption() || arguments().has(parameter.name);
+        });
+    if ((changes || qstrcmp(verb().name, "snapshot") == 0) && m_ambiguousScreens.contains(screenId))
+        throw Failure(ExitAmbiguous,
+                      QStringLiteral("screen %1: %2. Nothing was sent").arg(screenId, m_ambiguousScreens.value(screenId)));
 }
 
 QStringList Session::screenIds()
@@ -49,11 +140,11 @@ QStringList Session::screenIds()
 IScreen &Session::single(const QString &idOrName)
 {
     const QMap<QString, QString> names = manager().getNameMapping();
-    if (names.contains(idOrName))
-        return *manager().tryGetScreen(idOrName);
-    const QStringList ids = names.keys(idOrName);
-    if (ids.size() == 1)
+    const QStringList ids = names.contains(idOrName) ? QStringList{idOrName} : names.keys(idOrName);
+    if (ids.size() == 1) {
+        requireUniqueIds(ids.first());
         return *manager().tryGetScreen(ids.first());
+    }
     if (ids.size() > 1)
         throw Failure(ExitUnknown, QStringLiteral("screen \"%1\": %2 have this name; take one of the ids %3")
                                        .arg(idOrName, counted(ids.size(), "screen"), ids.join(QStringLiteral(", "))));
@@ -145,6 +236,8 @@ ICabinet &Session::cabinet(const QString &id)
     ICabinet *const cabinet = CabinetManager::getInstance()->tryGetCabinet(id);
     if (!cabinet)
         throw Failure(ExitUnknown, QStringLiteral("cabinet \"%1\": unknown; `cabinets` lists all").arg(id));
+    for (const QString &screen : m_screensOf.value(id))
+        requireUniqueIds(screen);
     return *cabinet;
 }
 

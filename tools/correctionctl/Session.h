@@ -7,6 +7,7 @@
 #include <Correction/Correction.h>
 
 #include <QtCore/QList>
+#include <QtCore/QMap>
 #include <QtCore/QStringList>
 
 #include <memory>
@@ -33,7 +34,10 @@ public:
     /// Discovers the screens, once.
     Correction::ScreenManager &manager();
     /// Says that the screens are discovered already, for a verb that does it by itself.
-    void takeDiscovered() { m_discovered = true; }
+    void takeDiscovered();
+    /// What is wrong with the cabinets' ids, as sentences. The library knows a cabinet by its id alone: where several
+    /// devices have the same, only the one of the device that was discovered first is reached.
+    const QStringList &ambiguities() const { return m_ambiguities; }
     /// The screen that SCREEN names: one of the wall by id or name, or one made for this call where several are joined by
     /// "+" or --device and --cabinet choose a part. Owned by the wall or by this.
     Correction::IScreen &screen();
@@ -53,12 +57,18 @@ public:
 
 private:
     Correction::IScreen &single(const QString &idOrName);
+    void findAmbiguities();
+    /// Ends a verb that changes a device, or keeps what is to be restored, where an id of the screen is ambiguous.
+    void requireUniqueIds(const QString &screenId) const;
     void select(const QStringList &screens);
 
     Invocation m_invocation;
     Output &m_output;
     bool m_open = false;
     bool m_discovered = false;
+    QStringList m_ambiguities;
+    QMap<QString, QString> m_ambiguousScreens;         ///< Their ids, and the first sentence about each.
+    QMap<QString, QStringList> m_screensOf;            ///< By cabinet id; a screen once for each device that lists it.
     std::unique_ptr<Correction::ScreenV4> m_selection; ///< Made from parts of discovered screens.
 };
 
