@@ -81,7 +81,8 @@ void CtlFailuresTest::initTestCase()
     }
     wallWith(QStringLiteral("refuses.json"), 1,
              {fault("noAnswer", "ScreenInfo::setBrightness"), fault("noAnswer", "Correctionop::uploadCoefficientAsync"),
-              fault("noAnswer", "Correctionop::uploadCoefficient"), fault("noAnswer", "Correctionop::loadCoefficient")});
+              fault("noAnswer", "Correctionop::uploadCoefficient"), fault("noAnswer", "Correctionop::loadCoefficient"),
+              fault("noAnswer", "Correctionop::clearCabinetsMultilayerCoefficient")});
     wallWith(QStringLiteral("empty-reply.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getCabinetsBaseInfo")});
     wallWith(QStringLiteral("unlisted.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getAllCabinetsInfo")});
     QVERIFY(m_program.write(QStringLiteral("nothing.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": []}"));
@@ -120,6 +121,8 @@ void CtlFailuresTest::everyCodeIsReached_data()
         "sending the configuration nosuch.cfg: enFileError (4)");
     row("a device that refuses a setting", 5, "--wall refuses.json brightness main 5",
         "the library says: setBrightness timeout. device:B");
+    row("a device that refuses what the library answers with success", 5, "--wall refuses.json clear main --type multilayer",
+        "screen main: clearing multilayer coefficients: enTimeout (5)");
     row("a device that refuses an upload", 5, "--wall refuses.json write main main.npy",
         "writing 0,0,64x16 (before it, nothing was written): enTimeout (5)");
     row("a device that refuses a read", 5, "--wall refuses.json read main x.npy",

@@ -84,6 +84,7 @@ private Q_SLOTS:
     void cabinetGammaKeepsItsColours();
     void severalSettingsAreCheckedBeforeTheFirstIsSent();
     void aPartOfACabinetIsWritten();
+    void pixelsWithoutACabinetAreTold();
     void configurationsTravel();
     void moduleFlashKeepsCoefficients();
     void groupsStoreAndShow();
@@ -195,7 +196,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("cabinet 7 save", "cabinet 7 of device B: saved");
     row("cabinet 7 apply", "cabinet 7 of device B: applied");
     row("cabinet 7 brightness", "0 to 10000, default 5000");
-    row("cabinet 7 brightness 4000", "brightness set to 4000");
+    row("cabinet 7 brightness 4000", "brightness 4000 sent; the library does not report whether the device took it");
     row("cabinet 7 effect", "0");
     row("cabinet 7 effect 2", "effect set to 2");
     row("cabinet 7 gamma", "entries; --json prints them");
@@ -215,9 +216,9 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("group 1 2 8 save user", "cabinets 1 2 8: save user coefficients");
     row("group 1 2 8 show factory", "cabinets 1 2 8: show factory coefficients");
     row("group 1 2 8 clear", "cabinets 1 2 8: clear user coefficients");
-    row("group 1 2 average get", "cabinets 1 2: get averaged coefficients (0 averages)");
+    row("group 1 2 average get", "(0 averages): the library sends nothing for this so far");
     row("group 1 2 average put", "cabinets 1 2: put averaged coefficients");
-    row("group 1 2 solid", "cabinets 1 2: fix coefficients");
+    row("group 1 2 solid", "cabinets 1 2: fix coefficients: the library sends nothing for this so far");
     row("wall create made", "made: a wall directory, made from small.json");
     row("wall describe", "\"format\": \"led-wall\"");
     row("wall describe described.json", "described.json: written");
@@ -529,6 +530,25 @@ void CtlVerbsTest::aPartOfACabinetIsWritten()
     const QByteArray expected = npy(
         16, 16, [](int x, int y, int k) { return x >= 13 && y >= 14 ? slope(x - 13, y - 14, k) : asDelivered(x, y, k); });
     QCOMPARE(held("sign"), valuesOf(expected));
+}
+
+void CtlVerbsTest::pixelsWithoutACabinetAreTold()
+{
+    // Sign lies three cabinets further right: a gap of 48 columns.
+    QByteArray wall = m_program.content(QStringLiteral("small.json"));
+    QVERIFY(m_program.write(QStringLiteral("gap.json"),
+                            wall.replace("{\"x\": 64,", "{\"x\": 112,").replace("\"sign\"", "\"main\"")));
+    QVERIFY(m_program.write(QStringLiteral("over.npy"), npy(50, 2, slope)));
+    const Run over = m_program.run("--wall gap.json write main over.npy --rect 63,3,50x2");
+    QVERIFY2(over.exit == 0 && over.out.contains("\n96 pixels without a cabinet: not written\n"), over.all());
+    const Run beside = m_program.run("--wall gap.json write main over.npy --rect 62,3,50x2");
+    QVERIFY2(beside.exit == 0 && beside.out.contains("\n96 pixels without a cabinet: not written\n"), beside.all());
+    QVERIFY(m_program.write(QStringLiteral("inside.npy"), npy(48, 2, slope)));
+    const Run inside = m_program.run("--wall gap.json record gap.jsonl write main inside.npy --rect 64,3,48x2");
+    QVERIFY2(inside.exit == 2 && inside.error.contains("screen main: no cabinet in 64,3,48x2: enOutOfRange (2)"),
+             inside.all());
+    QVERIFY(!m_program.content(QStringLiteral("gap.jsonl")).contains("uploadCoefficient"));
+    QVERIFY(!m_program.run("--wall gap.json write main inside.npy --rect 0,3,48x2").out.contains("without a cabinet"));
 }
 
 void CtlVerbsTest::configurationsTravel()

@@ -30,13 +30,16 @@ void reportDone(Session &session, ICabinet &cabinet, const QString &done)
         session.out().line(QStringLiteral("%1: %2").arg(subject(cabinet), done));
 }
 
-void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QString &value)
+/// `line`: what people read instead of "NAME set to VALUE".
+void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QString &value,
+                   const QString &line = QString())
 {
     session.out().data({{QStringLiteral("target"), cabinet.getID()},
                         {QStringLiteral("settings"),
                          QJsonArray{QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), value}}}}});
     if (!session.dryRun())
-        session.out().line(QStringLiteral("%1: %2 set to %3").arg(subject(cabinet), name, value));
+        session.out().line(QStringLiteral("%1: %2").arg(
+            subject(cabinet), line.isNull() ? QStringLiteral("%1 set to %2").arg(name, value) : line));
 }
 
 QJsonObject pieceJson(const QString &id, const QString &flag, const QRect &rect)
@@ -154,13 +157,14 @@ void cabinetBrightness(Session &session)
         return;
     }
     const int value = session.arguments().integer("VALUE");
-    // The library does not report a brightness that the device refused, so it is judged here.
+    // The library does not report a brightness that the device refused, so its range is checked here.
     if (known == enSuccess && range.max > 0 && (quint32(value) < range.min || quint32(value) > range.max))
         throw Failure(enOutOfRange, QStringLiteral("%1: brightness %2 lies outside %3 to %4")
                                         .arg(subject(cabinet), QString::number(value), QString::number(range.min),
                                              QString::number(range.max)));
     checkCabinet(cabinet.setBrightness(value), cabinet, QStringLiteral("setting the brightness"));
-    reportSetting(session, cabinet, QStringLiteral("brightness"), QString::number(value));
+    reportSetting(session, cabinet, QStringLiteral("brightness"), QString::number(value),
+                  QStringLiteral("brightness %1 sent; the library does not report whether the device took it").arg(value));
 }
 
 void cabinetEffect(Session &session)

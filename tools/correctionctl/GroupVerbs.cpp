@@ -27,13 +27,15 @@ CabinetsPtr groupOf(Session &session)
     return group;
 }
 
-void report(Session &session, EnumErrorCode code, const QString &doing)
+/// `sent`: not for operations of the library that do nothing so far.
+void report(Session &session, EnumErrorCode code, const QString &doing, bool sent = true)
 {
     const QString ids = session.arguments().texts("CID").join(QLatin1Char(' '));
     check(code, QStringLiteral("cabinets %1: %2").arg(ids, doing));
     session.out().data({{QStringLiteral("target"), ids}, {QStringLiteral("done"), doing}});
     if (!session.dryRun())
-        session.out().line(QStringLiteral("cabinets %1: %2").arg(ids, doing));
+        session.out().line(QStringLiteral("cabinets %1: %2%3")
+                               .arg(ids, doing, QLatin1String(sent ? "" : ": the library sends nothing for this so far")));
 }
 
 /// An operation for each of the stores user, factory and module.
@@ -76,13 +78,14 @@ void groupAverage(Session &session)
     const EnumErrorCode code = get ? group->getAvgCoeffcient(averages) : group->setAvgCoefficient(averages);
     report(session, code,
            QStringLiteral("%1 averaged coefficients (%2)")
-               .arg(session.arguments().text("DIRECTION"), counted(averages.size(), "average")));
+               .arg(session.arguments().text("DIRECTION"), counted(averages.size(), "average")),
+           false);
 }
 
 void groupSolid(Session &session)
 {
     const CabinetsPtr group = groupOf(session);
-    report(session, group->setMutiCabinetSolid(), QStringLiteral("fix coefficients"));
+    report(session, group->setMutiCabinetSolid(), QStringLiteral("fix coefficients"), false);
 }
 
 } // namespace Run

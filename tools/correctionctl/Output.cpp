@@ -233,6 +233,12 @@ QString firstCritical()
     return g_verbose ? QString() : g_firstCritical;
 }
 
+bool anyCritical()
+{
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    return !g_firstCritical.isNull();
+}
+
 QStringList lines()
 {
     const std::lock_guard<std::mutex> guard(g_mutex);

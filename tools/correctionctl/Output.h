@@ -71,6 +71,8 @@ void install(bool verbose);
 void forget();
 /// The first critical line since forget(): the place where the trouble began. Null if there was none, or if it was shown.
 QString firstCritical();
+/// Whether there was one, also where it was shown.
+bool anyCritical();
 /// All lines since forget(), "level: text".
 QStringList lines();
 /// The keys of the sub-screens that were not found since forget(). Discovery looks each up before it adds it.

@@ -15,8 +15,11 @@ void onScreen(Session &session, EnumErrorCode (IScreen::*operation)(Kind), EnumC
               const char *done)
 {
     IScreen &screen = session.screen();
-    check((screen.*operation)(Kind(int(kind))),
-          QStringLiteral("screen %1: %2 %3 coefficients").arg(screen.getID(), QLatin1String(doing), kindText(kind)));
+    EnumErrorCode code = (screen.*operation)(Kind(int(kind)));
+    // Clearing multilayer coefficients returns enSuccess whatever the devices answer, and logs what failed.
+    if (code == enSuccess && LibraryLog::anyCritical())
+        code = enTimeout;
+    check(code, QStringLiteral("screen %1: %2 %3 coefficients").arg(screen.getID(), QLatin1String(doing), kindText(kind)));
     session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("done"), QLatin1String(done)}});
     if (!session.dryRun())
         session.out().line(
@@ -60,11 +63,18 @@ void write(Session &session)
     const QRect rect = chosenRect(session, screen);
     const CoefficientPtr grid = toLibrary(readGridFor(path, rect.size(), kind), kind);
     const bool save = session.arguments().has("--save");
+    qint64 uncovered = area(rect);
+    for (const CabinetInfo &cabinet : Session::cabinetsOf(screen))
+        uncovered -= area(cabinet.rect & rect);
+    if (uncovered == area(rect))
+        throw Failure(enOutOfRange, QStringLiteral("screen %1: no cabinet in %2").arg(screen.getID(), rectText(rect)));
     writeRect(session, screen, rect, *grid, session.arguments().has("--one-by-one"), save);
     if (save)
         check(screen.saveParameter(EnumSaveType(int(kind))),
               QStringLiteral("screen %1: everything is written, but saving failed").arg(screen.getID()));
     reportWrite(session, screen.getID(), rect, kind, path, save);
+    if (uncovered > 0)
+        session.out().line(QStringLiteral("%1 without a cabinet: not written").arg(counted(uncovered, "pixel")));
 }
 
 void save(Session &session)
