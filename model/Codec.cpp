@@ -156,9 +156,10 @@ qint64 decodeVectors(const char16_t *text, qint64 length, uchar *out)
 
         // Two times six bits make twelve, two times twelve make three bytes.
         const auto twelve = hn::OrAnd(hn::ShiftRight<8>(digits), hn::ShiftLeft<6>(digits), hn::Set(d16, 0x0fc0));
-        auto none = hn::Zero(i32);
-        const auto groups = hn::ReorderWidenMulAccumulate(i32, hn::BitCast(i16, twelve),
-                                                          hn::BitCast(i16, hn::Set(d32, 0x00011000)), none, none);
+        auto rest = hn::Zero(i32);
+        const auto products = hn::ReorderWidenMulAccumulate(i32, hn::BitCast(i16, twelve),
+                                                            hn::BitCast(i16, hn::Set(d32, 0x00011000)), hn::Zero(i32), rest);
+        const auto groups = hn::RearrangeToOddPlusEven(products, rest);
         hn::StoreU(moved(hn::TableLookupBytes(hn::BitCast(d8, groups), inEveryBlock(highByteFirst)), gather), d8, out);
     }
     const bool clean = hn::AllTrue(d8, hn::Eq(foreign, hn::Zero(d8))) && hn::AllTrue(d16, hn::Lt(units, hn::Set(d16, 0x80)));
