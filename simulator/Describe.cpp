@@ -62,9 +62,10 @@ QString number(const QVariant &value)
     case QMetaType::Long:
     case QMetaType::LongLong:
     case QMetaType::Short:
-    case QMetaType::Char:
     case QMetaType::SChar:
         return QString::number(value.toLongLong());
+    case QMetaType::Char: // Signed on every machine, so that journals are the same.
+        return QString::number(static_cast<signed char>(value.value<char>()));
     case QMetaType::UInt:
     case QMetaType::ULong:
     case QMetaType::ULongLong:

@@ -155,8 +155,10 @@ bool appendTaggedValue(QByteArray &json, const QVariant &value)
     case QMetaType::UChar:
         json += QByteArray::number(value.toULongLong());
         return true;
+    case QMetaType::Char: // Signed on every machine, as in describeValue().
+        json += QByteArray::number(static_cast<signed char>(value.value<char>()));
+        return true;
     case QMetaType::Short:
-    case QMetaType::Char:
     case QMetaType::SChar:
         json += QByteArray::number(value.toLongLong());
         return true;

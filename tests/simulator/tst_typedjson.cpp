@@ -1,5 +1,6 @@
 // Values as JSON and back: nothing is lost on the way.
 
+#include <simulator/Describe.h>
 #include <simulator/TypedJson.h>
 
 #include <QtCore/QDateTime>
@@ -306,6 +307,7 @@ private Q_SLOTS:
         row("a map", Map{{QStringLiteral("k"), 1}}, "{'k': 1}");
         row("a map that looks like a tag", Map{{QStringLiteral("$type"), QStringLiteral("uint")}},
             "{'$type': 'QVariantMap', 'value': {'$type': 'uint'}}");
+        row("a char", QVariant::fromValue('\xff'), "{'$type': 'char', 'value': -1}");
         row("an uint", 5u, "{'$type': 'uint', 'value': 5}");
         row("a 64-bit integer", std::numeric_limits<qlonglong>::min(),
             "{'$type': 'qlonglong', 'value': '-9223372036854775808'}");
@@ -329,6 +331,11 @@ private Q_SLOTS:
         QFETCH(QByteArray, json);
         QCOMPARE(toTypedJson(value), json);
         QVERIFY(same(read(json), value));
+    }
+
+    void describesACharAsASignedNumber()
+    {
+        QCOMPARE(describeValue(QVariant::fromValue('\xff'), -1), QStringLiteral("char -1"));
     }
 
     void readsWhatOthersWrite_data()
