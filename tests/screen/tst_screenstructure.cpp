@@ -1,4 +1,5 @@
 #include "support/LogCapture.h"
+#include "support/VtableSlot.h"
 
 #include <Correction/ScreenV4.h>
 #include <Correction/SubScreenV4.h>
@@ -9,13 +10,13 @@
 #include <QtCore/QStringList>
 #include <QtTest/QTest>
 
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <type_traits>
 
 using namespace Correction;
 using TestSupport::LogCapture;
+using TestSupport::slotOf;
 
 namespace {
 
@@ -85,18 +86,6 @@ ISubScreen *subScreen(const char *name)
 {
     return new HostSubScreen(QString::fromLatin1(name));
 }
-
-#if defined(__x86_64__) && defined(__GNUC__)
-#define HAVE_SLOTS
-/// The place of a virtual operation in its class's table; the destructor takes the first two.
-template <class Operation>
-int slotOf(Operation operation)
-{
-    qintptr offset = 0;
-    std::memcpy(&offset, &operation, sizeof(offset));
-    return int((offset - 1) / qintptr(sizeof(void *)));
-}
-#endif
 
 } // namespace
 
@@ -378,7 +367,6 @@ void tst_ScreenStructure::theIdIsStored()
 
 void tst_ScreenStructure::theScreenOperationsKeepTheirOrder()
 {
-#ifdef HAVE_SLOTS
     int last = 1;
     const auto follows = [&last](int slot) { return slot == ++last; };
     QVERIFY(follows(slotOf(&IScreen::setABLEnable)));
@@ -416,14 +404,10 @@ void tst_ScreenStructure::theScreenOperationsKeepTheirOrder()
     QVERIFY(follows(slotOf(&IScreen::getFeatures)));
     QVERIFY(follows(slotOf(&IScreen::getScreenSupport)));
     QCOMPARE(last, 35);
-#else
-    QSKIP("the shape of operation pointers is not known on this platform");
-#endif
 }
 
 void tst_ScreenStructure::theSubScreenOperationsKeepTheirOrder()
 {
-#ifdef HAVE_SLOTS
     int last = 1;
     const auto follows = [&last](int slot) { return slot == ++last; };
     QVERIFY(follows(slotOf(&ISubScreen::setABLEnable)));
@@ -456,9 +440,6 @@ void tst_ScreenStructure::theSubScreenOperationsKeepTheirOrder()
     QVERIFY(follows(slotOf(&ISubScreen::isCheckerboardlImage)));
     QVERIFY(follows(slotOf(&ISubScreen::getScreenSupport)));
     QCOMPARE(last, 30);
-#else
-    QSKIP("the shape of operation pointers is not known on this platform");
-#endif
 }
 
 QTEST_GUILESS_MAIN(tst_ScreenStructure)
