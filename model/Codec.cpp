@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 // Highway compiles this file once for every instruction set, each time into another HWY_NAMESPACE, and picks the best one at
 // run time. What must be there once stands below HWY_ONCE.
@@ -24,8 +25,9 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-// Highway's stand-ins for vectors are slower than the plain loops, which end every text anyway.
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || Q_BYTE_ORDER != Q_LITTLE_ENDIAN
+// Highway's stand-ins for vectors are slower than the plain loops, which end every text anyway. The vectors below need lanes
+// whose low byte is the first one.
 
 qint64 encodeVectors(const uchar *, qint64, char16_t *)
 {
@@ -323,8 +325,15 @@ qint64 base64Length(qint64 bytes)
     return (bytes + 2) / 3 * 4;
 }
 
+/// The bytes of values in the order in which they travel, for machines that keep them in another one.
+struct LowByteFirst {
+    const ushort *values;
+    uchar operator[](qint64 i) const { return uchar(values[i / 2] >> i % 2 * 8); }
+};
+
 /// `size` bytes, read three at a time in the order in which they travel.
-QString encodeBytes(const uchar *bytes, qint64 size)
+template <class Bytes>
+QString encodeBytes(Bytes bytes, qint64 size)
 {
     if (!fitsBase64(size)) {
         logFailure("base64 text too long. bytes:%1", static_cast<int>(size));
@@ -332,7 +341,9 @@ QString encodeBytes(const uchar *bytes, qint64 size)
     }
     QString text(static_cast<int>(base64Length(size)), Qt::Uninitialized);
     auto *out = reinterpret_cast<char16_t *>(text.data());
-    qint64 done = HWY_DYNAMIC_DISPATCH(encodeVectors)(bytes, size, out);
+    qint64 done = 0;
+    if constexpr (std::is_pointer_v<Bytes>)
+        done = HWY_DYNAMIC_DISPATCH(encodeVectors)(bytes, size, out);
     out += done / 3 * 4;
     const auto put = [&out](unsigned group, int characters) {
         for (int i = 0; i < 4; ++i)
@@ -401,13 +412,11 @@ bool decodeClean(const QString &text, qint64 length, void *out)
 
 QString toBase64(const QVector<unsigned short> &values)
 {
-#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
-    return encodeBytes(reinterpret_cast<const uchar *>(values.constData()), qint64(values.size()) * 2);
-#else
-    QVector<unsigned short> swapped(values);
-    qToLittleEndian<unsigned short>(values.constData(), values.size(), swapped.data());
-    return encodeBytes(reinterpret_cast<const uchar *>(swapped.constData()), qint64(swapped.size()) * 2);
-#endif
+    const qint64 size = qint64(values.size()) * 2;
+    if constexpr (Q_BYTE_ORDER == Q_LITTLE_ENDIAN)
+        return encodeBytes(reinterpret_cast<const uchar *>(values.constData()), size);
+    else
+        return encodeBytes(LowByteFirst{values.constData()}, size);
 }
 
 QString toBase64(const QByteArray &bytes)
@@ -452,9 +461,8 @@ QVector<unsigned short> decodeValues(const QString &text)
         values = Grid::unfilled(bytes.size() / 2, values);
         std::memcpy(values.data(), bytes.constData(), size_t(values.size()) * sizeof(unsigned short));
     }
-#if Q_BYTE_ORDER != Q_LITTLE_ENDIAN
-    qFromLittleEndian<unsigned short>(values.constData(), values.size(), values.data());
-#endif
+    if constexpr (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
+        qFromLittleEndian<unsigned short>(values.constData(), values.size(), values.data());
     return values;
 }
 
