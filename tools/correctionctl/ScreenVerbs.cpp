@@ -207,11 +207,13 @@ void support(Session &session)
 
 void watch(Session &session)
 {
-    // The first notification may be there before discovery has ended: it counts as well.
+    // Notifications may be there before discovery has ended, and several at once: they count as well.
     const int limit = session.arguments().integer("--count", -1);
     int seen = 0;
     QEventLoop loop;
     const auto tell = [&](const QString &what, const QString &device, const QString &name, const QString &text) {
+        if (seen == limit)
+            return;
         session.out().line(text);
         session.out().jsonLine({{QStringLiteral("format"), QStringLiteral("correctionctl")},
                                 {QStringLiteral("version"), 1},
