@@ -10,6 +10,10 @@ export LC_ALL=C.UTF-8
 
 say() { printf '\n== %s\n' "$*"; }
 
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
 # Installs the Debian packages that are missing. As root, or with sudo.
 need() {
   local missing=() package
@@ -18,10 +22,8 @@ need() {
   done
   [ ${#missing[@]} -gt 0 ] || return 0
   say "Installing ${missing[*]}"
-  local as_root=()
-  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q </dev/null
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" </dev/null
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q </dev/null
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" </dev/null
 }
 
 # Configures and builds a preset: build_preset NAME [targets]

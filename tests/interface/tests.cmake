@@ -3,6 +3,18 @@ correction_test(interface/tst_slotorders.cpp)
 set(interface_dir "${CMAKE_CURRENT_LIST_DIR}")
 cmake_host_system_information(RESULT interface_cores QUERY NUMBER_OF_LOGICAL_CORES)
 
+add_test(NAME exported_symbols
+  COMMAND "${interface_dir}/exported_symbols.sh" "${CMAKE_NM}" "${CMAKE_READELF}" "$<TARGET_FILE:correction>"
+    "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-adapter>")
+
+add_test(NAME house COMMAND "${interface_dir}/house.sh" "${PROJECT_SOURCE_DIR}")
+add_test(NAME house_finds_faults COMMAND "${interface_dir}/house_finds_faults.sh" "${PROJECT_SOURCE_DIR}")
+
+if(CMAKE_CROSSCOMPILING)
+  message(STATUS "Headers by themselves and the installed package are not tested: that takes the build machine's compilers")
+  return()
+endif()
+
 # Every public header by itself, in both language standards and with both compilers, whatever this build uses.
 if(QTPROMISE_INCLUDE_DIR)
   set(interface_promise -isystem "${QTPROMISE_INCLUDE_DIR}")
@@ -22,15 +34,8 @@ foreach(compiler IN ITEMS g++ clang++)
   endforeach()
 endforeach()
 
-add_test(NAME exported_symbols
-  COMMAND "${interface_dir}/exported_symbols.sh" "${CMAKE_NM}" "${CMAKE_READELF}" "$<TARGET_FILE:correction>"
-    "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-adapter>")
-
 add_test(NAME consumer
   COMMAND "${interface_dir}/consumer.sh" "${CMAKE_COMMAND}" "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}"
     "${CMAKE_CURRENT_BINARY_DIR}/consumer" "${PROJECT_VERSION}" "${CMAKE_GENERATOR}" "${CMAKE_CXX_COMPILER}"
     "${CMAKE_BUILD_TYPE}" "${CMAKE_CXX_FLAGS}")
 set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores})
-
-add_test(NAME house COMMAND "${interface_dir}/house.sh" "${PROJECT_SOURCE_DIR}")
-add_test(NAME house_finds_faults COMMAND "${interface_dir}/house_finds_faults.sh" "${PROJECT_SOURCE_DIR}")

@@ -70,8 +70,7 @@ void tst_Crash::cleanup()
 QProcess *tst_Crash::start(const QStringList &arguments)
 {
     auto *const process = new QProcess(this);
-    process->start(QCoreApplication::applicationDirPath() + QStringLiteral("/wallwriter"),
-                   QStringList{m_directory} + arguments);
+    process->start(QStringLiteral(WALLWRITER), QStringList{m_directory} + arguments);
     return process;
 }
 

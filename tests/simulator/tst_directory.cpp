@@ -109,8 +109,7 @@ void reopen(const QString &directory)
 struct Other {
     explicit Other(const QString &directory)
     {
-        process.start(QCoreApplication::applicationDirPath() + QStringLiteral("/wallwriter"),
-                      {directory, QStringLiteral("hold")});
+        process.start(QStringLiteral(WALLWRITER), {directory, QStringLiteral("hold")});
         while (!process.canReadLine() && process.waitForReadyRead(-1)) {
         }
         said = QString::fromLocal8Bit(process.readLine()).trimmed();

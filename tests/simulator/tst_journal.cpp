@@ -367,7 +367,7 @@ private Q_SLOTS:
             const QString path = m_folder.filePath(QStringLiteral("killed%1.jsonl").arg(round));
             QProcess child;
             child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-            child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--record"), path});
+            child.start(QStringLiteral(JOURNAL_PROGRAM), {QStringLiteral("--record"), path});
             int told = 0;
             while (told < 5 + round) {
                 QVERIFY(child.canReadLine() || child.waitForReadyRead());

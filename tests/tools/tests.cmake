@@ -2,11 +2,12 @@
 function(correctionctl_test source)
   correction_test(${source})
   get_filename_component(name "${source}" NAME_WE)
-  target_compile_definitions(${name} PRIVATE CORRECTIONCTL="$<TARGET_FILE:correctionctl>" SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  target_compile_definitions(${name} PRIVATE CORRECTIONCTL="${correctionctl_program}" SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   add_dependencies(${name} correctionctl)
 endfunction()
 
 if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
+  correction_program(correctionctl_program correctionctl)
   correctionctl_test(tools/tst_ctlverbs.cpp)
   correctionctl_test(tools/tst_ctlfailures.cpp)
   correctionctl_test(tools/tst_ctldocuments.cpp)

@@ -1,0 +1,15 @@
+# Toolchain of builds for another machine, whose tests run in QEMU's user emulation.
+# CORRECTION_MACHINE: its name in GNU tools and QEMU (aarch64, s390x). CORRECTION_MACHINE_ROOT: its libraries and headers, with
+# the build machine's moc and rcc in their places, as in Debian's own cross builds (scripts/test makes it).
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES CORRECTION_MACHINE CORRECTION_MACHINE_ROOT)
+
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR "${CORRECTION_MACHINE}")
+set(CMAKE_SYSROOT "${CORRECTION_MACHINE_ROOT}")
+set(CMAKE_CXX_COMPILER "${CORRECTION_MACHINE}-linux-gnu-g++")
+set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-${CORRECTION_MACHINE}-static;-L;${CORRECTION_MACHINE_ROOT}")
+
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
