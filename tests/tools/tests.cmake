@@ -15,8 +15,9 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   correctionctl_test(tools/tst_ctlambiguous.cpp)
 
   correctionctl_test(tools/tst_examples.cpp)
-  target_compile_definitions(tst_examples PRIVATE
-    FIRST_HOST="$<TARGET_FILE:example-01-first-host>" UNPLUGGED="$<TARGET_FILE:example-02-unplugged>")
+  correction_program(first_host example-01-first-host)
+  correction_program(unplugged example-02-unplugged)
+  target_compile_definitions(tst_examples PRIVATE FIRST_HOST="${first_host}" UNPLUGGED="${unplugged}")
   add_dependencies(tst_examples example-01-first-host example-02-unplugged)
 
   # Readers of files, called directly.
@@ -28,6 +29,7 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
     tools/own_service.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/DeviceService.cpp")
   target_link_libraries(correctionctl-own-service PRIVATE correctionctl_verbs Correction::Simulator correction_warnings)
   correctionctl_test(tools/tst_ctlownservice.cpp)
-  target_compile_definitions(tst_ctlownservice PRIVATE OWN_SERVICE="$<TARGET_FILE:correctionctl-own-service>")
+  correction_program(own_service correctionctl-own-service)
+  target_compile_definitions(tst_ctlownservice PRIVATE OWN_SERVICE="${own_service}")
   add_dependencies(tst_ctlownservice correctionctl-own-service)
 endif()
