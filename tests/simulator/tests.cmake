@@ -17,7 +17,8 @@ correction_program(journal_program tst_journal) # it starts itself
 target_compile_definitions(tst_journal PRIVATE JOURNAL_PROGRAM="${journal_program}")
 correction_test(simulator/tst_replay.cpp)
 correction_test(simulator/tst_store.cpp simulator/DiskSteps.cpp)
-target_compile_definitions(tst_store PRIVATE "STORE_RULES=\"${PROJECT_SOURCE_DIR}/docs/store.md\"")
+target_compile_definitions(tst_store PRIVATE "STORE_RULES=\"${PROJECT_SOURCE_DIR}/docs/store.md\""
+  "WALL_VERSION_1=\"${CMAKE_CURRENT_LIST_DIR}/wall-version-1\"")
 
 # A process for tests that kill it; DiskSteps.cpp stands before the C library's functions.
 add_executable(wallwriter simulator/wallwriter.cpp simulator/DiskSteps.cpp)

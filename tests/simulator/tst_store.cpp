@@ -418,6 +418,7 @@ private Q_SLOTS:
     void everyThingIsInTheTable();
     void aRestartDoesWhatTheTableSays_data();
     void aRestartDoesWhatTheTableSays();
+    void aDirectoryOfVersionOneOpens();
 };
 
 void tst_Store::cleanup()
@@ -601,6 +602,44 @@ void tst_Store::aRestartDoesWhatTheTableSays()
     wall().reset();
     QVERIFY2(wall().open(directory, &error), qPrintable(error));
     QCOMPARE(VirtualWall::describe(kept.get()), VirtualWall::describe(found));
+}
+
+/// The directory was written by create() and the settings of things() before there were checksums.
+void tst_Store::aDirectoryOfVersionOneOpens()
+{
+    const Folder folder;
+    const QString source = QStringLiteral(WALL_VERSION_1);
+    QDirIterator it(source, QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString file = it.next();
+        const QString copy = folder.directory + file.mid(source.size());
+        QVERIFY(QDir().mkpath(QFileInfo(copy).path()));
+        QVERIFY(QFile::copy(file, copy));
+    }
+    wall().setWall(description());
+    for (const Kept &kept : things())
+        QVERIFY(kept.set());
+    QVERIFY(wall().restartDevice(key));
+    QMap<QString, QString> expected;
+    for (auto kept = things().cbegin(); kept != things().cend(); ++kept)
+        expected[kept.key()] = VirtualWall::describe(kept->get());
+    const auto found = [] {
+        QMap<QString, QString> result;
+        for (auto kept = things().cbegin(); kept != things().cend(); ++kept)
+            result[kept.key()] = VirtualWall::describe(kept->get());
+        return result;
+    };
+
+    QString error;
+    for (int round = 0; round < 2; ++round) {
+        QVERIFY2(wall().open(folder.directory, &error), qPrintable(error));
+        QCOMPARE(found(), expected);
+        // Saving goes on from there, also in the next version's format.
+        QVERIFY(wall().setFlashCheckCode(key, ids[0], QStringLiteral("1"), 8 + round));
+        wall().reset();
+    }
+    QVERIFY2(wall().open(folder.directory, &error), qPrintable(error));
+    QCOMPARE(wall().flashCheckCode(key, ids[0], QStringLiteral("1")), 9);
 }
 
 QTEST_GUILESS_MAIN(tst_Store)
