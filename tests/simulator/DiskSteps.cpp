@@ -1,12 +1,19 @@
 #include "DiskSteps.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
+#include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <mutex>
+#include <set>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -19,19 +26,89 @@ std::atomic<int> failing{0};
 std::atomic<int> killing{0};
 std::atomic<int> failure{0};
 std::atomic<bool> failingFromThere{false};
+std::atomic<bool> countsReading{false};
+std::atomic<bool> failedToSync{false};
+
+// Paths; for one thread at a time.
+std::mutex unsyncedMutex;
+std::set<std::string> unsyncedBytes;
+std::set<std::string> unsyncedNames;
+std::set<std::string> earlyNames;
 
 bool isWatched(const char *path)
 {
     return !folder.empty() && std::strncmp(path, folder.c_str(), folder.size()) == 0;
 }
 
-bool isWatched(int file)
+/// The path of an open file below the folder; else empty.
+std::string watchedPath(int file)
 {
     if (folder.empty())
-        return false;
+        return std::string();
     char path[4096] = {};
-    const std::string link = "/proc/self/fd/" + std::to_string(file);
-    return readlink(link.c_str(), path, sizeof path - 1) > 0 && isWatched(path);
+    char link[32] = {};
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+    return readlink(link, path, sizeof path - 1) > 0 && isWatched(path) ? path : std::string();
+}
+
+bool isWatched(int file)
+{
+    return !watchedPath(file).empty();
+}
+
+std::string folderOf(const std::string &path)
+{
+    return path.substr(0, path.rfind('/'));
+}
+
+void addName(const char *path)
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    unsyncedNames.insert(path);
+}
+
+void addBytes(int file)
+{
+    const std::string path = watchedPath(file);
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    if (!path.empty())
+        unsyncedBytes.insert(path);
+}
+
+void removeName(const char *path)
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    unsyncedNames.erase(path);
+    unsyncedBytes.erase(path);
+}
+
+void synced(const std::string &path)
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    unsyncedBytes.erase(path);
+    for (auto name = unsyncedNames.begin(); name != unsyncedNames.end();)
+        name = folderOf(*name) == path ? unsyncedNames.erase(name) : std::next(name);
+}
+
+void renamed(const char *from, const char *to)
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    unsyncedNames.erase(from);
+    unsyncedNames.erase(to); // what it replaces
+    earlyNames.insert(unsyncedNames.begin(), unsyncedNames.end());
+    earlyNames.insert(unsyncedBytes.begin(), unsyncedBytes.end());
+    unsyncedNames.insert(to);
+}
+
+/// Without the lock, which ends with the process.
+QByteArrayList listed(const std::set<std::string> &paths)
+{
+    QByteArrayList result;
+    for (const std::string &path : paths) {
+        if (path.substr(path.rfind('/')) != "/lock")
+            result += QByteArray::fromStdString(path);
+    }
+    return result;
 }
 
 enum class Fate { Succeeds, Fails, Dies };
@@ -57,25 +134,68 @@ bool stepFails()
     return fate == Fate::Fails;
 }
 
+bool readingFails(bool watched)
+{
+    return countsReading && watched && stepFails() && failure != 0;
+}
+
+/// The C library's own function.
+template <typename Function>
+Function *next(const char *name)
+{
+    return reinterpret_cast<Function *>(::dlsym(RTLD_NEXT, name));
+}
+
+/// How much of a read or a write is done; negative when it fails.
+ssize_t sizeNow(size_t size, Fate fate)
+{
+    const auto whole = static_cast<ssize_t>(size);
+    if (fate != Fate::Fails)
+        return whole;
+    return failure != 0 ? -1 : std::max<ssize_t>(whole / 2, std::min<ssize_t>(whole, 1));
+}
+
+int synchronise(int file)
+{
+    const std::string path = watchedPath(file);
+    if (path.empty())
+        return 0;
+    if (stepFails() && failure != 0) {
+        failedToSync = true;
+        return -1;
+    }
+    synced(path);
+    return 0;
+}
+
 int openFile(const char *path, int flags, mode_t mode)
 {
-    if ((flags & O_ACCMODE) != O_RDONLY && isWatched(path) && stepFails())
+    const bool isWriting = (flags & O_ACCMODE) != O_RDONLY;
+    if ((isWriting || countsReading) && isWatched(path) && stepFails() && failure != 0)
         return -1;
-    return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+    const auto file = static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+    if (file >= 0 && (flags & O_CREAT) != 0 && isWatched(path))
+        addName(path);
+    return file;
 }
 
 mode_t modeOf(int flags, va_list arguments)
 {
-    return (flags & O_CREAT) != 0 ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
+    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
 }
 
 } // namespace
 
 namespace DiskSteps {
 
-void watch(const QByteArray &path)
+void watch(const QByteArray &path, Kinds kinds)
 {
     folder = path.toStdString();
+    countsReading = kinds == Everything;
+    failedToSync = false;
+    unsyncedNames.clear();
+    unsyncedBytes.clear();
+    earlyNames.clear();
     steps = 0;
     failing = 0;
     killing = 0;
@@ -91,6 +211,23 @@ void failAt(int step, int error, bool lasting)
     failure = error;
     failingFromThere = lasting;
     failing = step;
+}
+
+bool hasFailedToSync()
+{
+    return failedToSync;
+}
+
+QByteArrayList unsynced()
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    return listed(unsyncedBytes) + listed(unsyncedNames);
+}
+
+QByteArrayList unsyncedAtRenaming()
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    return listed(earlyNames);
 }
 
 void killAt(int step)
@@ -122,48 +259,125 @@ __attribute__((visibility("default"))) int open64(const char *path, int flags, .
 
 __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes, size_t size)
 {
+    addBytes(file);
     const Fate fate = isWatched(file) ? nextStep() : Fate::Succeeds;
     const int error = errno;
-    if (fate != Fate::Succeeds && size > 1)
+    const ssize_t now = sizeNow(size, fate);
+    if ((fate == Fate::Dies || now < 0) && size > 1)
         ::syscall(SYS_write, file, bytes, size / 2);
     if (fate == Fate::Dies)
         ::raise(SIGKILL);
-    if (fate == Fate::Fails) {
+    if (now < 0) {
         errno = error;
         return -1;
     }
-    return ::syscall(SYS_write, file, bytes, size);
+    return ::syscall(SYS_write, file, bytes, now);
+}
+
+__attribute__((visibility("default"))) ssize_t read(int file, void *bytes, size_t size)
+{
+    const Fate fate = countsReading && isWatched(file) ? nextStep() : Fate::Succeeds;
+    const ssize_t now = sizeNow(size, fate);
+    return now < 0 ? -1 : ::syscall(SYS_read, file, bytes, now);
+}
+
+__attribute__((visibility("default"))) ssize_t pread(int file, void *bytes, size_t size, off_t offset)
+{
+    const Fate fate = countsReading && isWatched(file) ? nextStep() : Fate::Succeeds;
+    const ssize_t now = sizeNow(size, fate);
+    return now < 0 ? -1 : ::syscall(SYS_pread64, file, bytes, now, offset);
+}
+
+__attribute__((visibility("default"))) int ftruncate(int file, off_t size) noexcept
+{
+    return isWatched(file) && stepFails() && failure != 0 ? -1 : static_cast<int>(::syscall(SYS_ftruncate, file, size));
+}
+
+__attribute__((visibility("default"))) int fchmod(int file, mode_t mode) noexcept
+{
+    return isWatched(file) && stepFails() && failure != 0 ? -1 : static_cast<int>(::syscall(SYS_fchmod, file, mode));
 }
 
 __attribute__((visibility("default"))) int fsync(int file)
 {
-    return isWatched(file) && stepFails() ? -1 : 0;
+    return synchronise(file);
 }
 
 __attribute__((visibility("default"))) int fdatasync(int file)
 {
-    return isWatched(file) && stepFails() ? -1 : 0;
+    return synchronise(file);
 }
 
 __attribute__((visibility("default"))) int rename(const char *from, const char *to) noexcept
 {
-    if (isWatched(to) && stepFails())
+    if (isWatched(to) && stepFails() && failure != 0)
         return -1;
-    return static_cast<int>(::syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+    const auto result = static_cast<int>(::syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+    if (result == 0 && isWatched(to))
+        renamed(from, to);
+    return result;
 }
 
 __attribute__((visibility("default"))) int unlink(const char *path) noexcept
 {
-    if (isWatched(path) && stepFails())
+    if (isWatched(path) && stepFails() && failure != 0)
         return -1;
+    if (isWatched(path))
+        removeName(path);
     return static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
+__attribute__((visibility("default"))) int rmdir(const char *path) noexcept
+{
+    if (isWatched(path) && stepFails() && failure != 0)
+        return -1;
+    if (isWatched(path))
+        removeName(path);
+    return static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, AT_REMOVEDIR));
 }
 
 __attribute__((visibility("default"))) int mkdir(const char *path, mode_t mode) noexcept
 {
-    if (isWatched(path) && stepFails())
+    if (isWatched(path) && stepFails() && failure != 0)
         return -1;
+    if (isWatched(path))
+        addName(path);
     return static_cast<int>(::syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+}
+
+__attribute__((visibility("default"))) int flock(int file, int operation) noexcept
+{
+    return readingFails(isWatched(file)) ? -1 : static_cast<int>(::syscall(SYS_flock, file, operation));
+}
+
+__attribute__((visibility("default"))) DIR *opendir(const char *path)
+{
+    static auto *const real = next<DIR *(const char *)>("opendir");
+    return readingFails(isWatched(path)) ? nullptr : real(path);
+}
+
+__attribute__((visibility("default"))) dirent *readdir(DIR *list)
+{
+    static auto *const real = next<dirent *(DIR *)>("readdir");
+    return readingFails(isWatched(::dirfd(list))) ? nullptr : real(list);
+}
+
+__attribute__((visibility("default"))) int stat(const char *path, struct stat *result) noexcept
+{
+    static auto *const real = next<int(const char *, struct stat *)>("stat");
+    return readingFails(isWatched(path)) ? -1 : real(path, result);
+}
+
+__attribute__((visibility("default"))) int lstat(const char *path, struct stat *result) noexcept
+{
+    static auto *const real = next<int(const char *, struct stat *)>("lstat");
+    return readingFails(isWatched(path)) ? -1 : real(path, result);
+}
+
+__attribute__((visibility("default"))) int fstat(int file, struct stat *result) noexcept
+{
+    static auto *const real = next<int(int, struct stat *)>("fstat");
+    return readingFails(isWatched(file)) ? -1 : real(file, result);
 }
 
 } // extern "C"

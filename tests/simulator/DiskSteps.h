@@ -1,21 +1,32 @@
 #pragma once
 
-#include <QtCore/QByteArray>
+#include <QtCore/QByteArrayList>
 
 /// Counts what this process does to the files below one folder, step by step, and makes steps fail or the process die. A
-/// step is to open for writing, write, synchronise, rename, remove or make a folder; a write that goes wrong has written its
-/// first half.
+/// step is to open for writing, write, cut, synchronise, rename, remove or make a folder; a write that goes wrong has
+/// written its first half. On demand reading steps count, too: to open for reading, to read, to list a folder (and to begin
+/// so), to look for a file, to lock.
 ///
 /// Programs that are linked with DiskSteps.cpp have its functions before those of the C library. There synchronising is a
 /// step, but takes no time: only a power failure could tell the difference.
 namespace DiskSteps {
 
+enum Kinds { Changes, Everything };
+
 /// Counts from 0 on; an empty path: counts nothing.
-void watch(const QByteArray &folder);
+void watch(const QByteArray &folder, Kinds kinds = Changes);
 int count();
 
-/// The step with this number (from 1) fails with `error`, an errno; with `lasting` all later ones fail, too.
+/// The step with this number (from 1) fails with `error`, an errno; with `lasting` all later ones fail, too. Error 0: reads
+/// and writes are cut in half, which they say, and everything else succeeds.
 void failAt(int step, int error, bool lasting);
+/// Whether a step failed that was to synchronise.
+bool hasFailedToSync();
+/// What a power failure could take away: paths of files whose bytes, or whose names, were not synchronised after they were
+/// written, made or renamed. Not those that were removed.
+QByteArrayList unsynced();
+/// The same at the moment when a file was renamed, without that file's own name, for all renamings.
+QByteArrayList unsyncedAtRenaming();
 /// The process is killed with SIGKILL when it comes to this step.
 void killAt(int step);
 
