@@ -3,24 +3,14 @@
 #include "JsonReader.h"
 
 #include <QtCore/QCryptographicHash>
-#include <QtCore/QDir>
-#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
-#include <QtCore/QRegularExpression>
-#include <QtCore/QSaveFile>
-#include <QtCore/QSet>
 #include <QtCore/QUrl>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <limits>
-
-#ifdef Q_OS_UNIX
-#include <fcntl.h>
-#include <unistd.h>
-#endif
 
 namespace Simulator {
 
@@ -28,10 +18,12 @@ namespace {
 
 constexpr int stateVersion = 1;
 constexpr int sha1Length = 20;
+constexpr int largestPack = 999999999;
 constexpr int anyInt = std::numeric_limits<int>::max();
 
 const QLatin1String stateFormat("led-wall-state");
 const QLatin1String stateName("state.json");
+const char *const packEnd = ".planes";
 
 /// A value that goes into a pack: a plane, or the configuration file.
 struct Slot {
@@ -78,46 +70,27 @@ bool fail(QString *error, const QString &text)
 
 QString packName(int number)
 {
-    return QStringLiteral("%1.planes").arg(number);
+    return QString::number(number) + QLatin1String(packEnd);
 }
 
-/// The number of a pack's name, or 0 for any other name.
-int packNumber(const QString &name)
+/// The number of a pack's name, or 0 for any other name. Allocates nothing: a name in use must never seem to be another.
+int packNumber(const QByteArray &name)
 {
-    static const QRegularExpression form(QStringLiteral("\\A([1-9][0-9]{0,8})\\.planes\\z"));
-    return form.match(name).captured(1).toInt();
+    int number = 0;
+    int digits = 0;
+    for (; digits < name.size() && digits < 10 && name[digits] >= (digits == 0 ? '1' : '0') && name[digits] <= '9';
+         ++digits) {
+        if (digits == 9)
+            return 0; // beyond the largest
+        number = 10 * number + (name[digits] - '0');
+    }
+    return digits > 0 && name.size() == digits + static_cast<int>(std::strlen(packEnd)) && name.endsWith(packEnd) ? number
+                                                                                                                  : 0;
 }
 
-/// Everything that was written to a flushed file is on the disk.
-bool syncFile(QFileDevice &file)
+QByteArray sha1(const QByteArray &bytes)
 {
-#ifdef Q_OS_UNIX
-    return ::fsync(file.handle()) == 0;
-#else
-    Q_UNUSED(file)
-    return true;
-#endif
-}
-
-/// Why the last step with a file failed; fsync() tells it only through errno.
-QString reasonOf(const QFileDevice &file)
-{
-    return file.error() == QFileDevice::NoError ? qt_error_string(errno) : file.errorString();
-}
-
-/// Makes new and removed names of a folder outlast a power failure. They outlast the process in any case, so nothing
-/// depends on it.
-void syncFolder(const QString &path)
-{
-#ifdef Q_OS_UNIX
-    const int folder = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder < 0)
-        return;
-    ::fsync(folder);
-    ::close(folder);
-#else
-    Q_UNUSED(path)
-#endif
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
 }
 
 // Texts
@@ -259,33 +232,7 @@ QMap<int, qint64> DeviceFolder::usedBytes(const Saved &saved)
     return used;
 }
 
-QStringList DeviceFolder::packNames() const
-{
-    QStringList names;
-    const QStringList all = QDir(m_path).entryList(QDir::Files | QDir::Hidden | QDir::System);
-    for (const QString &name : all) {
-        if (packNumber(name) > 0)
-            names += name;
-    }
-    return names;
-}
-
-bool DeviceFolder::writePack(int number, const QVector<QByteArray> &values, QString *error) const
-{
-    const QString path = filePath(packName(number));
-    QFile file(path);
-    bool good = file.open(QIODevice::WriteOnly);
-    for (const QByteArray &value : values)
-        good = good && file.write(value) == value.size();
-    if (good && file.flush() && syncFile(file))
-        return true;
-    const QString reason = reasonOf(file);
-    file.close();
-    file.remove();
-    return fail(error, QStringLiteral("%1: cannot be written: %2").arg(path, reason));
-}
-
-bool DeviceFolder::writeState(const QString &deviceKey, const Saved &saved, QString *error) const
+QByteArray DeviceFolder::stateText(const QString &deviceKey, const Saved &saved)
 {
     // One line a cabinet, so that a change of one needs no other's text anew.
     QByteArray text = "{\"format\": " + quoted(stateFormat) + ", \"version\": " + QByteArray::number(stateVersion)
@@ -297,30 +244,28 @@ bool DeviceFolder::writeState(const QString &deviceKey, const Saved &saved, QStr
         text += separator + quoted(it.key()) + ": " + it->line;
         separator = ",\n";
     }
-    text += "\n}}\n";
+    return text + "\n}}\n";
+}
 
-    QSaveFile file(filePath(stateName));
-    // commit() flushes and synchronises, too, but goes on when that fails.
-    bool good = file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush() && syncFile(file);
-    const QString reason = reasonOf(file);
-    if (!good)
-        file.cancelWriting();
-    good = file.commit() && good;
-    if (!good) {
-        return fail(error, QStringLiteral("%1: cannot be written: %2")
-                               .arg(file.fileName(), reason.isEmpty() ? file.errorString() : reason));
-    }
-    syncFolder(m_path);
+bool DeviceFolder::create(const DeviceState &device, Disk::Making &making, QString *error)
+{
+    if (!deviceLine(device, m_saved.line))
+        return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(m_path));
+    if (const int failure = making.folder(Disk::encoded(m_path)))
+        return fail(error, Disk::problem(m_path, "cannot be made", failure));
+    const QString path = filePath(stateName);
+    if (const int failure = making.file(Disk::encoded(path), {stateText(device.description.key, m_saved)}))
+        return fail(error, Disk::problem(path, "cannot be written", failure));
     return true;
 }
 
-bool DeviceFolder::create(const DeviceState &device, QString *error)
+int DeviceFolder::nextPack() const
 {
-    if (!QDir().mkpath(m_path))
-        return fail(error, QStringLiteral("%1: cannot be made").arg(m_path));
-    if (!deviceLine(device, m_saved.line))
-        return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(m_path));
-    return writeState(device.description.key, m_saved, error);
+    int number = m_lastPack;
+    do {
+        number = number < largestPack ? number + 1 : 1;
+    } while (m_packSizes.contains(number) || m_leftoverPacks.contains(number));
+    return number;
 }
 
 bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QString *error)
@@ -328,14 +273,14 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
     Saved next = m_saved;
     if (!deviceLine(after, next.line))
         return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(filePath(stateName)));
-    bool changed = next.line != m_saved.line;
+    bool changed = next.line != m_saved.line || !m_isCertain;
 
     // What differs. Values that nobody wrote to are still shared with those from before.
-    const int pack = m_lastPack + 1;
+    const int pack = nextPack();
     QVector<QByteArray> values;
     qint64 packSize = 0;
     const auto put = [&](const QByteArray &value) {
-        const Place place{pack, packSize, value.size(), QCryptographicHash::hash(value, QCryptographicHash::Sha1)};
+        const Place place{pack, packSize, value.size(), sha1(value)};
         values += value;
         packSize += value.size();
         return place;
@@ -397,7 +342,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
         SavedCabinet &cabinet = next.cabinets[id];
         cabinet.line = cabinetLine(after, id, cabinet);
     }
-    return commit(after.description.key, next, values, packSize, error);
+    return commit(after.description.key, next, pack, values, error);
 }
 
 QByteArray DeviceFolder::cabinetLine(const DeviceState &device, const QString &id, const SavedCabinet &saved)
@@ -448,49 +393,83 @@ QByteArray DeviceFolder::cabinetLine(const DeviceState &device, const QString &i
     return object.isEmpty() ? QByteArray() : compact(object);
 }
 
-bool DeviceFolder::commit(const QString &deviceKey, const Saved &next, const QVector<QByteArray> &values, qint64 packSize,
-                          QString *error)
+bool DeviceFolder::commit(const QString &deviceKey, Saved &next, int pack, const QVector<QByteArray> &values, QString *error)
 {
-    const int pack = m_lastPack + 1;
-    const QStringList present = packNames();
-    const QSet<QString> presentNames(present.begin(), present.end());
-    QMap<int, qint64> sizes;
+    // Whatever allocates comes before the new state takes the old one's place. From then on memory must follow the disk.
+    const QString path = filePath(stateName);
+    const QByteArray folder = Disk::encoded(m_path);
+    const QByteArray state = Disk::encoded(path);
+    const auto failed = [&](const QString &where, const char *what, int failure) {
+        return fail(error, Disk::problem(where, what, failure));
+    };
+    QVector<QByteArray> names;
+    if (const int failure = Disk::list(folder, names))
+        return failed(m_path, "cannot be listed", failure);
+    QSet<int> present;
+    QVector<QByteArray> unused;
     const QMap<int, qint64> used = usedBytes(next);
+    for (const QByteArray &name : qAsConst(names)) {
+        const int number = packNumber(name);
+        present += number;
+        if (number > 0 && !used.contains(number))
+            unused += folder + '/' + name;
+    }
+    QMap<int, qint64> sizes;
     for (auto it = used.cbegin(); it != used.cend(); ++it) {
-        if (it.key() != pack && !presentNames.contains(packName(it.key())))
+        if (it.key() != pack && !present.contains(it.key()))
             return fail(error, QStringLiteral("%1: is gone").arg(filePath(packName(it.key()))));
-        sizes.insert(it.key(), it.key() == pack ? packSize : m_packSizes.value(it.key()));
+        sizes.insert(it.key(), it.key() == pack ? it.value() : m_packSizes.value(it.key()));
     }
 
+    Disk::Making making;
+    const QString packPath = filePath(packName(pack));
+    const QByteArray encodedPack = Disk::encoded(packPath);
     if (!values.isEmpty()) {
         m_lastPack = pack;
-        if (!writePack(pack, values, error))
-            return false;
+        if (const int failure = making.file(encodedPack, values))
+            return failed(packPath, "cannot be written", failure);
+        if (const int failure = Disk::syncFolder(folder))
+            return failed(m_path, "cannot be synchronised", failure);
     }
-    if (!writeState(deviceKey, next, error)) {
-        if (!values.isEmpty())
-            QFile::remove(filePath(packName(pack)));
-        return false;
+    if (const int failure = Disk::writeReplacement(state, stateText(deviceKey, next)))
+        return failed(path, "cannot be written", failure);
+    if (const int failure = Disk::replace(state))
+        return failed(path, "cannot be written", failure);
+
+    making.keep();
+    if (const int failure = Disk::syncFolder(folder)) {
+        // Either state may be there after a power failure, so the packs of both must be.
+        m_isCertain = false;
+        if (restore(deviceKey)) {
+            m_isCertain = true;
+            if (!values.isEmpty())
+                Disk::remove(encodedPack);
+        }
+        return failed(m_path, "cannot be synchronised", failure);
     }
-    m_saved = next;
-    m_packSizes = sizes;
-    for (const QString &name : present) {
-        if (!sizes.contains(packNumber(name)))
-            QFile::remove(filePath(name)); // or the next time
-    }
+    m_isCertain = true;
+    std::swap(m_saved, next);
+    m_packSizes.swap(sizes);
+    for (const QByteArray &each : qAsConst(unused))
+        Disk::remove(each); // or the next time
     return true;
 }
 
-void DeviceFolder::tidy() const
+bool DeviceFolder::restore(const QString &deviceKey) const
 {
-    // The names that QSaveFile gives to its temporary files.
-    static const QRegularExpression temporary(QStringLiteral("\\Astate\\.json\\.[A-Za-z]{6}\\z"));
-    const QStringList all = QDir(m_path).entryList(QDir::Files | QDir::Hidden | QDir::System);
-    for (const QString &name : all) {
-        const int number = packNumber(name);
-        if (temporary.match(name).hasMatch() || (number > 0 && !m_packSizes.contains(number)))
-            QFile::remove(filePath(name));
+    try {
+        const QByteArray state = Disk::encoded(filePath(stateName));
+        return Disk::writeReplacement(state, stateText(deviceKey, m_saved)) == 0 && Disk::replace(state) == 0
+               && Disk::syncFolder(Disk::encoded(m_path)) == 0;
+    } catch (const std::bad_alloc &) {
+        return false;
     }
+}
+
+void DeviceFolder::tidy() noexcept
+{
+    for (const QByteArray &path : qAsConst(m_leftover))
+        Disk::remove(path);
 }
 
 /// Reads `state.json` and the packs into a device, and finds everything that is wrong with them.
@@ -616,14 +595,9 @@ private:
 
     void readState(Saved &saved)
     {
-        QFile file(m_folder.filePath(stateName));
-        if (!file.open(QIODevice::ReadOnly)) {
-            m_json.problem(QStringLiteral("cannot be read: %1").arg(file.errorString()));
-            return;
-        }
-        const QByteArray text = file.readAll();
-        if (file.error() != QFileDevice::NoError) {
-            m_json.problem(QStringLiteral("cannot be read: %1").arg(file.errorString()));
+        QByteArray text;
+        if (const int failure = Disk::readFile(Disk::encoded(m_folder.filePath(stateName)), text)) {
+            m_json.problem(QStringLiteral("cannot be read: %1").arg(qt_error_string(failure)));
             return;
         }
         QJsonObject state;
@@ -843,7 +817,7 @@ private:
         {
             const JsonReader::At at(m_json, "pack");
             const QJsonValue pack = entry.value(QLatin1String("pack"));
-            found.place.pack = packNumber(pack.toString());
+            found.place.pack = packNumber(pack.toString().toUtf8());
             if (found.place.pack == 0) {
                 m_json.expected(QStringLiteral("a name such as \"1.planes\""), pack);
                 good = false;
@@ -869,46 +843,46 @@ private:
         std::sort(m_found.begin(), m_found.end(), [](const Found &a, const Found &b) {
             return a.place.pack != b.place.pack ? a.place.pack < b.place.pack : a.place.offset < b.place.offset;
         });
-        QFile file;
+        Disk::Input file;
+        QString path;
         int pack = 0;
         for (const Found &found : qAsConst(m_found)) {
             if (found.place.pack != pack) {
                 pack = found.place.pack;
-                file.close();
-                file.setFileName(m_folder.filePath(packName(pack)));
-                if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-                    problemOf(found, "pack",
-                              QStringLiteral("%1 cannot be read: %2").arg(file.fileName(), file.errorString()));
+                path = m_folder.filePath(packName(pack));
+                if (const int failure = file.open(Disk::encoded(path))) {
+                    problemOf(found, "pack", QStringLiteral("%1 cannot be read: %2").arg(path, qt_error_string(failure)));
                     continue;
                 }
                 packSizes.insert(pack, file.size());
             }
             if (file.isOpen())
-                readValue(found, file);
+                readValue(found, path, file);
         }
     }
 
-    void readValue(const Found &found, QFile &file)
+    void readValue(const Found &found, const QString &path, const Disk::Input &file)
     {
         const Place &place = found.place;
         if (place.offset > file.size() || place.length > file.size() - place.offset) {
-            problemOf(found, "offset",
-                      QStringLiteral("%1 bytes from %2 on reach beyond %3, which has %4")
-                          .arg(QString::number(place.length), QString::number(place.offset), file.fileName(),
-                               QString::number(file.size())));
+            problemOf(
+                found, "offset",
+                QStringLiteral("%1 bytes from %2 on reach beyond %3, which has %4")
+                    .arg(QString::number(place.length), QString::number(place.offset), path, QString::number(file.size())));
             return;
         }
         QByteArray bytes;
-        if (file.seek(place.offset))
-            bytes = file.read(place.length);
-        if (bytes.size() != place.length) {
-            problemOf(found, "pack", QStringLiteral("%1 cannot be read: %2").arg(file.fileName(), file.errorString()));
+        const int failure = file.read(place.offset, place.length, bytes);
+        if (failure != 0 || bytes.size() != place.length) {
+            problemOf(found, "pack",
+                      QStringLiteral("%1 cannot be read: %2")
+                          .arg(path, failure != 0 ? qt_error_string(failure) : QStringLiteral("it ends too early")));
             return;
         }
-        if (QCryptographicHash::hash(bytes, QCryptographicHash::Sha1) != place.sha1) {
+        if (sha1(bytes) != place.sha1) {
             problemOf(found, "sha1",
                       QStringLiteral("the %1 bytes from %2 on in %3 have another checksum")
-                          .arg(QString::number(place.length), QString::number(place.offset), file.fileName()));
+                          .arg(QString::number(place.length), QString::number(place.offset), path));
             return;
         }
         CabinetState &cabinet = m_device.cabinets[QString::fromUtf8(found.id)];
@@ -946,12 +920,25 @@ bool DeviceFolder::read(DeviceState &device, QString *error)
     QMap<int, qint64> packSizes;
     if (!Reader(*this, device).read(saved, packSizes, error))
         return false;
+    const QByteArray folder = Disk::encoded(m_path);
+    QVector<QByteArray> names;
+    if (const int failure = Disk::list(folder, names))
+        return fail(error, Disk::problem(m_path, "cannot be listed", failure));
+    // A process that was killed may have had no time for it. Until then the state from before may come back.
+    if (const int failure = Disk::syncFolder(folder))
+        return fail(error, Disk::problem(m_path, "cannot be synchronised", failure));
+    for (const QByteArray &name : qAsConst(names)) {
+        const int number = packNumber(name);
+        if (number > 0 && packSizes.contains(number))
+            continue;
+        if (number > 0)
+            m_leftoverPacks += number;
+        if (number > 0 || Disk::isReplacement(name, "state.json"))
+            m_leftover += folder + '/' + name;
+    }
     m_saved = saved;
     m_packSizes = packSizes;
-    m_lastPack = 0;
-    const QStringList present = packNames();
-    for (const QString &name : present)
-        m_lastPack = std::max(m_lastPack, packNumber(name));
+    m_lastPack = packSizes.isEmpty() ? 0 : packSizes.lastKey();
     return true;
 }
 

@@ -217,8 +217,7 @@ public:
     /// setWall() by the wall of a directory, its devices being as they are after a restart. Every file is read, and every
     /// checksum compared, before anything changes. False, and nothing changed, neither in the directory nor on the wall,
     /// when something in it is missing or wrong, or when another process has it open. The directory that was open before
-    /// is closed; opening the same one again reads it again. Devices with the personality "forgets on restart" forget one
-    /// after the other; when the disk fails meanwhile, those before have forgotten.
+    /// is closed; opening the same one again reads it again.
     bool open(const QString &directory, QString *error = nullptr);
     /// Lets go of the directory, so that other processes may open it. The wall goes on in memory; nothing more is saved.
     /// Happens by itself when the process ends.

@@ -34,6 +34,11 @@ void closeAtExit()
     Q_UNUSED(registered)
 }
 
+qint64 momentOf(const Event &event)
+{
+    return qBound<qint64>(0, event.at, longestTime) * microseconds;
+}
+
 /// Needs a promise.
 bool isForPromises(Action::Type type)
 {
@@ -445,46 +450,56 @@ void Wall::setWall(const WallDescription &wall)
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_directory.reset();
         setUpLocked(wall, devices, after);
+        m_directory.reset();
     }
     tell(after);
 }
 
 void Wall::setUpLocked(const WallDescription &wall, const QList<DeviceState> &devices, Aftermath &after)
 {
+    // Whatever fails comes first: a wall that is another one only in part must not be saved.
+    WallState state;
+    state.title = wall.title;
+    state.seed = wall.seed;
+    state.chaos = wall.chaos;
+    state.replyBlockHeight = wall.replyBlockHeight;
+    state.defaultPixels = wall.defaultPixels;
+    state.devices = devices;
+    std::multimap<qint64, Event> events;
+    for (const Event &event : wall.events) {
+        state.events += event;
+        events.emplace(momentOf(event), event);
+        after.events += momentOf(event);
+    }
     beginLifeLocked("the wall was set up anew", false, after);
-    m_state = WallState();
-    m_state.title = wall.title;
-    m_state.seed = wall.seed;
-    m_state.chaos = wall.chaos;
-    m_state.replyBlockHeight = wall.replyBlockHeight;
-    m_state.defaultPixels = wall.defaultPixels;
-    m_state.devices = devices;
-    for (const Event &event : wall.events)
-        addEventLocked(event, after);
+    m_state = std::move(state);
+    m_events.swap(events);
     m_random = Random(wall.seed);
     after.devicesChanged = true;
 }
 
 void Wall::setDevices(const QList<Device> &devices)
 {
+    QList<DeviceState> states;
+    for (const Device &device : devices)
+        states += DeviceState(device);
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_directory.reset();
-    m_state.devices.clear();
-    for (const Device &device : devices)
-        m_state.devices += DeviceState(device);
+    m_state.devices.swap(states);
 }
 
 void Wall::addDevice(const Device &device)
 {
+    DeviceState state(device);
     const std::lock_guard<std::mutex> lock(m_mutex);
+    DeviceState *const known = m_state.device(device.key);
+    if (!known)
+        m_state.devices += state;
     if (m_directory)
         m_directory->release(device.key);
-    if (DeviceState *const known = m_state.device(device.key))
-        *known = DeviceState(device);
-    else
-        m_state.devices += DeviceState(device);
+    if (known)
+        *known = std::move(state);
 }
 
 WallDescription Wall::description() const
@@ -524,17 +539,17 @@ bool Wall::create(const QString &directory, const WallDescription &wall, QString
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        std::unique_ptr<WallDirectory> made = WallDirectory::create(directory, wall, error);
-        if (!made)
-            return false;
-        m_directory = std::move(made);
         closeAtExit();
         QList<DeviceState> devices;
         for (const Device &device : wall.devices) {
             devices += DeviceState(device);
             devices.last().powerUp();
         }
+        std::unique_ptr<WallDirectory> made = WallDirectory::create(directory, wall, error);
+        if (!made)
+            return false;
         setUpLocked(wall, devices, after);
+        m_directory = std::move(made);
     }
     tell(after);
     return true;
@@ -545,14 +560,15 @@ bool Wall::open(const QString &directory, QString *error)
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
+        closeAtExit();
         WallDescription wall;
         QList<DeviceState> devices;
         std::unique_ptr<WallDirectory> opened = WallDirectory::open(directory, m_directory.get(), wall, devices, error);
         if (!opened)
             return false;
-        m_directory = std::move(opened);
-        closeAtExit();
         setUpLocked(wall, devices, after);
+        m_directory = std::move(opened);
+        m_directory->tidy();
     }
     tell(after);
     return true;
@@ -591,7 +607,7 @@ void Wall::schedule(const Event &event)
 
 void Wall::addEventLocked(const Event &event, Aftermath &after)
 {
-    const qint64 time = qBound<qint64>(0, event.at, longestTime) * microseconds;
+    const qint64 time = momentOf(event);
     m_state.events += event;
     m_events.emplace(time, event);
     after.events += time;

@@ -196,17 +196,17 @@ private:
     {
         if (!device || !m_directory)
             return change();
-        const DeviceState before = *device; // shares everything until it is changed
+        DeviceState before = *device; // shares everything until it is changed
         QString error;
         try {
             auto result = change();
             if (m_directory->save(before, *device, &error))
                 return result;
         } catch (...) {
-            *device = before;
+            *device = std::move(before); // which cannot fail
             throw;
         }
-        *device = before;
+        *device = std::move(before);
         throw Refusal{QStringLiteral("not saved: ") + error, {}};
     }
     /// The same for a change that answers whether it was made; false also when it could not be saved.
@@ -223,7 +223,8 @@ private:
     bool isLostLocked(const Begun &begun, const Call &call) const;
     /// The wall's own behaviour. A refusal is noted.
     Answer performLocked(quint64 serial, const Call &call, const Act &act);
-    /// Replaces everything that a description holds; `devices` are those of it.
+    /// Replaces everything that a description holds; `devices` are those of it. When it throws, the wall is as before but
+    /// for pending uploads and events to come.
     void setUpLocked(const WallDescription &wall, const QList<DeviceState> &devices, Aftermath &after);
     void beginLifeLocked(const char *reason, bool rejectsHeld, Aftermath &after);
     void addEventLocked(const Event &event, Aftermath &after);

@@ -3,10 +3,11 @@
 #include <simulator/WallFile.h>
 
 #include <QtCore/QDir>
-#include <QtCore/QFileInfo>
-#include <QtCore/QRegularExpression>
+#include <QtCore/QFile>
 #include <QtCore/QSet>
-#include <QtCore/QSysInfo>
+
+#include <algorithm>
+#include <cerrno>
 
 namespace Simulator {
 
@@ -34,27 +35,8 @@ QString WallDirectory::folderPath(const QString &deviceKey) const
 
 bool WallDirectory::lock(QString *error)
 {
-    // How long a process that takes the lock may need to write its name into the file.
-    constexpr int milliseconds = 200;
-
-    m_lock = std::make_shared<QLockFile>(filePath(lockName));
-    m_lock->setStaleLockTime(0); // the lock of a living process never grows old; a dead one's is taken over at once
-    if (m_lock->tryLock(milliseconds))
-        return true;
-    if (m_lock->error() != QLockFile::LockFailedError)
-        return fail(error, QStringLiteral("%1: cannot be written").arg(filePath(lockName)));
-
-    qint64 process = 0;
-    QString host;
-    QString application;
-    const bool isNamed = m_lock->getLockInfo(&process, &host, &application);
-    // Besides the name in the file the operating system knows whether its owner lives: then removing the file fails. So a
-    // file that was cut short, and a process number that was given to another process, lock nobody out.
-    if (QSysInfo::machineHostName().startsWith(host) && m_lock->removeStaleLockFile() && m_lock->tryLock(milliseconds))
-        return true;
-    return fail(error, isNamed ? QStringLiteral("%1: the wall is in use by process %2 (%3) on %4")
-                                     .arg(filePath(lockName), QString::number(process), application, host)
-                               : QStringLiteral("%1: the wall is in use").arg(filePath(lockName)));
+    m_lock = std::make_shared<Disk::Lock>();
+    return m_lock->take(filePath(lockName), error);
 }
 
 bool WallDirectory::addFolder(const Device &device, const WallDescription &wall, QString *error)
@@ -68,82 +50,131 @@ bool WallDirectory::addFolder(const Device &device, const WallDescription &wall,
 
 bool WallDirectory::checkNoOthers(QString *error) const
 {
-    QSet<QString> known;
-    for (const auto &folder : m_folders)
-        known += DeviceFolder::nameFor(folder.first);
+    const QString path = filePath(foldersName);
+    const QByteArray folder = Disk::encoded(path);
+    QVector<QByteArray> names;
+    const int failure = Disk::list(folder, names);
+    if (failure == ENOENT)
+        return true;
+    if (failure != 0)
+        return fail(error, Disk::problem(path, "cannot be listed", failure));
+    QSet<QByteArray> known;
+    for (const auto &each : m_folders)
+        known += DeviceFolder::nameFor(each.first).toLatin1();
     QStringList problems;
-    const QStringList names = QDir(filePath(foldersName)).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot);
-    for (const QString &name : names) {
-        if (!known.contains(name)) {
-            problems += QStringLiteral("%1/%2: holds what a device saved that %3 does not describe")
-                            .arg(filePath(foldersName), name, wallName);
-        }
+    std::sort(names.begin(), names.end());
+    for (const QByteArray &name : qAsConst(names)) {
+        if (known.contains(name))
+            continue;
+        const QString other = path + QLatin1Char('/') + QFile::decodeName(name);
+        bool isFolder = false;
+        if (const int problem = Disk::lookForFolder(folder + '/' + name, isFolder))
+            problems += Disk::problem(other, "cannot be read", problem);
+        else if (isFolder)
+            problems += QStringLiteral("%1: holds what a device saved that %2 does not describe").arg(other, wallName);
     }
     return problems.isEmpty() || fail(error, problems.join(QLatin1Char('\n')));
 }
 
-void WallDirectory::tidy() const
+void WallDirectory::tidy() noexcept
 {
-    static const QRegularExpression temporary(QStringLiteral("\\Awall\\.json\\.[A-Za-z]{6}\\z"));
-    const QStringList names = QDir(m_path).entryList(QDir::Files | QDir::Hidden);
-    for (const QString &name : names) {
-        if (temporary.match(name).hasMatch())
-            QFile::remove(filePath(name));
-    }
-    for (const auto &folder : m_folders)
+    for (const QByteArray &path : qAsConst(m_leftover))
+        Disk::remove(path);
+    for (auto &folder : m_folders)
         folder.second.tidy();
 }
 
 std::unique_ptr<WallDirectory> WallDirectory::create(const QString &path, const WallDescription &wall, QString *error)
 {
+    Disk::Making making; // goes last: the lock file is in it
     std::unique_ptr<WallDirectory> directory(new WallDirectory(path));
-    const auto holds = [&](QLatin1String name) { return QFileInfo::exists(directory->filePath(name)); };
-    if (!QDir().mkpath(directory->m_path)) {
-        fail(error, QStringLiteral("%1: cannot be made").arg(directory->m_path));
+    if (const int failure = making.folder(Disk::encoded(directory->m_path))) {
+        fail(error, Disk::problem(directory->m_path, "cannot be made", failure));
         return nullptr;
     }
     if (!directory->lock(error))
         return nullptr;
-    if (holds(wallName)) {
-        fail(error, QStringLiteral("%1: is there already; open that wall, or choose another directory")
-                        .arg(directory->filePath(wallName)));
-        return nullptr;
-    }
-    if (holds(foldersName)) {
-        fail(error, QStringLiteral("%1: is there, but no %2: the wall's description was lost, or its making was "
-                                   "interrupted; restore it, or choose another directory")
-                        .arg(directory->filePath(foldersName), wallName));
-        return nullptr;
-    }
-    const auto write = [&] {
-        for (const Device &device : wall.devices) {
-            if (!directory->addFolder(device, wall, error)
-                || !directory->m_folders.at(device.key).create(DeviceState(device), error))
-                return false;
+    for (const QLatin1String name : {wallName, foldersName}) {
+        const QString there = directory->filePath(name);
+        bool isThere = false;
+        if (const int failure = Disk::lookFor(Disk::encoded(there), isThere)) {
+            fail(error, Disk::problem(there, "cannot be read", failure));
+            return nullptr;
         }
-        // Last, since it makes the directory a wall.
-        return writeWall(directory->filePath(wallName), wall, error);
+        if (!isThere)
+            continue;
+        if (name == wallName) {
+            fail(error, QStringLiteral("%1: is there already; open that wall, or choose another directory").arg(there));
+        } else {
+            fail(error, QStringLiteral("%1: is there, but no %2: the wall's description was lost, or its making was "
+                                       "interrupted; restore it, or choose another directory")
+                            .arg(there, wallName));
+        }
+        return nullptr;
+    }
+    for (const Device &device : wall.devices) {
+        if (!directory->addFolder(device, wall, error))
+            return nullptr;
+    }
+    const QByteArray json = wallToJson(wall);
+    WallDescription again;
+    if (!parseWall(json, directory->filePath(wallName), again, error))
+        return nullptr;
+    if (const int failure = making.sync()) {
+        fail(error, Disk::problem(directory->m_path, "cannot be synchronised", failure));
+        return nullptr;
+    }
+    if (!directory->write(wall, json, error))
+        return nullptr;
+    making.keep();
+    return directory;
+}
+
+bool WallDirectory::write(const WallDescription &wall, const QByteArray &json, QString *error)
+{
+    Disk::Making making;
+    for (const Device &device : wall.devices) {
+        if (!m_folders.at(device.key).create(DeviceState(device), making, error))
+            return false;
+    }
+    const auto failed = [&](const QString &path, const char *what, int failure) {
+        return fail(error, Disk::problem(path, what, failure));
     };
-    if (write())
-        return directory;
-    QDir(directory->filePath(foldersName)).removeRecursively();
-    return nullptr;
+    if (const int failure = making.sync())
+        return failed(m_path, "cannot be synchronised", failure);
+    // Last, since it makes the directory a wall.
+    const QString path = filePath(wallName);
+    if (const int failure = making.fileAtOnce(Disk::encoded(path), json))
+        return failed(path, "cannot be written", failure);
+    if (const int failure = Disk::syncFolder(Disk::encoded(m_path)))
+        return failed(m_path, "cannot be synchronised", failure);
+    making.keep();
+    return true;
 }
 
 std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const WallDirectory *present, WallDescription &wall,
                                                    QList<DeviceState> &devices, QString *error)
 {
     std::unique_ptr<WallDirectory> directory(new WallDirectory(path));
-    if (!QFileInfo::exists(directory->filePath(wallName))) {
-        fail(error, QStringLiteral("%1: is missing").arg(directory->filePath(wallName)));
+    const QString wallPath = directory->filePath(wallName);
+    const auto failed = [&](const QString &where, const char *what, int failure) {
+        fail(error, failure == ENOENT ? QStringLiteral("%1: is missing").arg(where) : Disk::problem(where, what, failure));
         return nullptr;
-    }
-    const QString canonical = QDir(directory->m_path).canonicalPath();
-    if (present && QDir(present->m_path).canonicalPath() == canonical)
+    };
+    bool isThere = false;
+    if (const int failure = Disk::lookFor(Disk::encoded(wallPath), isThere))
+        return failed(wallPath, "cannot be read", failure);
+    if (!isThere)
+        return failed(wallPath, "cannot be read", ENOENT);
+    if (present && present->m_lock->holds(Disk::encoded(directory->filePath(lockName))))
         directory->m_lock = present->m_lock;
     else if (!directory->lock(error))
         return nullptr;
-    if (!readWall(directory->filePath(wallName), wall, error))
+
+    QByteArray json;
+    if (const int failure = Disk::readFile(Disk::encoded(wallPath), json))
+        return failed(wallPath, "cannot be read", failure);
+    if (!parseWall(json, wallPath, wall, error))
         return nullptr;
 
     QStringList problems;
@@ -152,6 +183,8 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
         DeviceState state(device);
         if (!directory->addFolder(device, wall, &problem) || !directory->m_folders.at(device.key).read(state, &problem))
             problems += problem;
+        directory->m_beforePowerUp.emplace(device.key, state);
+        state.powerUp();
         devices += state;
     }
     if (!directory->checkNoOthers(&problem))
@@ -161,12 +194,19 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
         return nullptr;
     }
 
-    directory->tidy();
-    for (DeviceState &device : devices) {
-        const DeviceState before = device;
-        device.powerUp();
-        if (!directory->save(before, device, error)) // of a device that forgets
-            return nullptr;
+    const QByteArray folder = Disk::encoded(directory->m_path);
+    QVector<QByteArray> names;
+    if (const int failure = Disk::list(folder, names))
+        return failed(directory->m_path, "cannot be listed", failure);
+    for (const QByteArray &name : qAsConst(names)) {
+        if (Disk::isReplacement(name, "wall.json"))
+            directory->m_leftover += folder + '/' + name;
+    }
+    // The process that made the directory may have been killed before it did so.
+    for (const QString &each : {directory->m_path, directory->filePath(foldersName)}) {
+        const int failure = Disk::syncFolder(Disk::encoded(each));
+        if (failure != 0 && !(failure == ENOENT && wall.devices.isEmpty()))
+            return failed(each, "cannot be synchronised", failure);
     }
     return directory;
 }
@@ -174,7 +214,20 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
 bool WallDirectory::save(const DeviceState &before, const DeviceState &after, QString *error)
 {
     const auto folder = m_folders.find(after.description.key);
-    return folder == m_folders.end() || folder->second.save(before, after, error);
+    if (folder == m_folders.end())
+        return true;
+    const auto saved = m_beforePowerUp.find(after.description.key);
+    if (!folder->second.save(saved == m_beforePowerUp.end() ? before : saved->second, after, error))
+        return false;
+    if (saved != m_beforePowerUp.end())
+        m_beforePowerUp.erase(saved);
+    return true;
+}
+
+void WallDirectory::release(const QString &deviceKey)
+{
+    m_folders.erase(deviceKey);
+    m_beforePowerUp.erase(deviceKey);
 }
 
 } // namespace Simulator

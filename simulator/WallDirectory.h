@@ -4,32 +4,34 @@
 
 #include <simulator/WallDescription.h>
 
-#include <QtCore/QLockFile>
-
 #include <map>
 #include <memory>
 
 namespace Simulator {
 
 /// A wall on disk, held by this process until the object goes: `wall.json`, a lock file, and a folder for each device.
-/// Has no lock for threads.
+/// Has no lock for threads. std::bad_alloc leaves directory and objects as they were before the call.
 class WallDirectory
 {
 public:
     /// Makes a directory for a wall on which nothing was saved yet. Null, and `error` set, when that fails, or when it
     /// holds a wall already.
     static std::unique_ptr<WallDirectory> create(const QString &path, const WallDescription &wall, QString *error);
-    /// Reads a directory and powers its devices up. Null, and `error` set, when anything in it is wrong; then nothing in
-    /// it was changed. `present` is the directory that the process holds, or null: opening it again needs no new lock.
+    /// Reads a directory and powers its devices up. Changes nothing in it. Null, and `error` set, when anything in it is
+    /// wrong. `present` is the directory that the process holds, or null: opening it again needs no new lock.
     static std::unique_ptr<WallDirectory> open(const QString &path, const WallDirectory *present, WallDescription &wall,
                                                QList<DeviceState> &devices, QString *error);
+
+    /// For a directory that was opened and is used from now on: removes what a process left behind that was killed. What
+    /// fails is done the next time.
+    void tidy() noexcept;
 
     /// Absolute.
     QString path() const { return m_path; }
     /// See DeviceFolder::save(). A device that the directory does not hold is not saved, which is no failure.
     bool save(const DeviceState &before, const DeviceState &after, QString *error);
     /// From now on the device is not saved; what it saved stays.
-    void release(const QString &deviceKey) { m_folders.erase(deviceKey); }
+    void release(const QString &deviceKey);
 
 private:
     explicit WallDirectory(const QString &path);
@@ -38,11 +40,15 @@ private:
     QString folderPath(const QString &deviceKey) const;
     bool addFolder(const Device &device, const WallDescription &wall, QString *error);
     bool checkNoOthers(QString *error) const;
-    void tidy() const;
+    /// Everything below the directory.
+    bool write(const WallDescription &wall, const QByteArray &json, QString *error);
 
     QString m_path;
-    std::shared_ptr<QLockFile> m_lock;
+    std::shared_ptr<Disk::Lock> m_lock;
     std::map<QString, DeviceFolder> m_folders; ///< By device key.
+    /// By device key: what the folder of a device holds that was powered up since and not saved.
+    std::map<QString, DeviceState> m_beforePowerUp;
+    QVector<QByteArray> m_leftover; ///< Paths: see tidy().
 };
 
 } // namespace Simulator

@@ -28,6 +28,7 @@ std::atomic<int> failure{0};
 std::atomic<bool> failingFromThere{false};
 std::atomic<bool> countsReading{false};
 std::atomic<bool> failedToSync{false};
+std::atomic<bool> failedToList{false};
 
 // Paths; for one thread at a time.
 std::mutex unsyncedMutex;
@@ -139,6 +140,14 @@ bool readingFails(bool watched)
     return countsReading && watched && stepFails() && failure != 0;
 }
 
+bool listingFails(bool watched)
+{
+    if (!readingFails(watched))
+        return false;
+    failedToList = true;
+    return true;
+}
+
 /// The C library's own function.
 template <typename Function>
 Function *next(const char *name)
@@ -193,6 +202,7 @@ void watch(const QByteArray &path, Kinds kinds)
     folder = path.toStdString();
     countsReading = kinds == Everything;
     failedToSync = false;
+    failedToList = false;
     unsyncedNames.clear();
     unsyncedBytes.clear();
     earlyNames.clear();
@@ -216,6 +226,11 @@ void failAt(int step, int error, bool lasting)
 bool hasFailedToSync()
 {
     return failedToSync;
+}
+
+bool hasFailedToList()
+{
+    return failedToList;
 }
 
 QByteArrayList unsynced()
@@ -353,13 +368,13 @@ __attribute__((visibility("default"))) int flock(int file, int operation) noexce
 __attribute__((visibility("default"))) DIR *opendir(const char *path)
 {
     static auto *const real = next<DIR *(const char *)>("opendir");
-    return readingFails(isWatched(path)) ? nullptr : real(path);
+    return listingFails(isWatched(path)) ? nullptr : real(path);
 }
 
 __attribute__((visibility("default"))) dirent *readdir(DIR *list)
 {
     static auto *const real = next<dirent *(DIR *)>("readdir");
-    return readingFails(isWatched(::dirfd(list))) ? nullptr : real(list);
+    return listingFails(isWatched(::dirfd(list))) ? nullptr : real(list);
 }
 
 __attribute__((visibility("default"))) int stat(const char *path, struct stat *result) noexcept

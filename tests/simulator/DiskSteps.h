@@ -22,6 +22,8 @@ int count();
 void failAt(int step, int error, bool lasting);
 /// Whether a step failed that was to synchronise.
 bool hasFailedToSync();
+/// Whether a step failed that was to list a folder.
+bool hasFailedToList();
 /// What a power failure could take away: paths of files whose bytes, or whose names, were not synchronised after they were
 /// written, made or renamed. Not those that were removed.
 QByteArrayList unsynced();

@@ -155,6 +155,9 @@ private Q_SLOTS:
     void aFailingStepChangesNothing_data();
     void aFailingStepChangesNothing();
     void aFolderThatIsGoneIsNoticed();
+    void strayPacksDoNotEndAWall();
+    void aPackThatIsThereIsNeverWrittenTo();
+    void aFailedOpeningTakesNothingFromTheOpenWall();
     void textsThatCannotBeWrittenAreRefused();
 
     void damageIsFound_data();
@@ -164,6 +167,8 @@ private Q_SLOTS:
     void twoProcessesCannotShare();
     void theLockOfADeadProcessIsTakenOver();
     void aLockFileCutShortLocksNobodyOut();
+    void aLockOfAnotherHostStays();
+    void aDirectoryInPlaceOfTheOpenOneHasItsOwnLock();
 
     void threadsSaveTogether();
 };
@@ -501,6 +506,7 @@ void tst_Directory::aFailingStepChangesNothing()
     const QByteArray devices = (folder.directory + QStringLiteral("/devices")).toLocal8Bit();
 
     int refused = 0;
+    int uncertain = 0;
     int answered = 2;
     bool isHarmed = true;
     for (int step = 1; isHarmed; ++step) {
@@ -519,14 +525,17 @@ void tst_Directory::aFailingStepChangesNothing()
                 QVERIFY(hadFailure);
                 const QString note = wall().calls().last().note;
                 QVERIFY2(note.startsWith(QStringLiteral("not saved: ") + folder.directory), qPrintable(note));
-                QVERIFY2(note.contains(QStringLiteral(": cannot be written: ")), qPrintable(note));
+                QVERIFY2(note.contains(QStringLiteral(": cannot be ")), qPrintable(note));
+                QVERIFY2(note.endsWith(qt_error_string(error)), qPrintable(note));
                 // Memory is as before; the uploaded planes are still there.
                 QCOMPARE(wall().chroma(key(), one, Store::User).first(), quint16((answered + 1) / 2));
                 QCOMPARE(wall().flag(key(), one).toInt(), answered / 2);
                 if (planes)
                     QCOMPARE(wall().chroma(key(), one).first(), quint16(generation));
                 reopen(folder.directory);
-                QCOMPARE(found(), answered);
+                // When the folder cannot be synchronised from then on, the new state may stay, whole.
+                uncertain += found() == answered ? 0 : 1;
+                QVERIFY(found() == answered || (lasting && found() == answered + 1));
                 QVERIFY(planes ? savePlanes(generation) : saveFlags(generation)); // the next success
             }
             ++answered;
@@ -535,6 +544,7 @@ void tst_Directory::aFailingStepChangesNothing()
         }
     }
     QVERIFY2(refused >= 7, qPrintable(QString::number(refused)));
+    QCOMPARE(uncertain, lasting ? 2 : 0); // one for each kind of request
 }
 
 void tst_Directory::aFolderThatIsGoneIsNoticed()
@@ -561,6 +571,87 @@ void tst_Directory::aFolderThatIsGoneIsNoticed()
              qPrintable(wall().calls().last().note));
     QVERIFY(QFile::rename(away, pack));
     QVERIFY(saveFlags(2));
+}
+
+void tst_Directory::strayPacksDoNotEndAWall()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QString device = folder.directory + QStringLiteral("/devices/A/");
+    const QString last = QStringLiteral("999999999.planes");
+    overwrite(device + last, "somebody's own");
+    QVERIFY(QDir().mkpath(device + QStringLiteral("2.planes/x"))); // cannot be removed
+    QVERIFY(saveFlags(2));
+    wall().reset();
+    overwrite(device + last, "somebody's own");
+    overwrite(device + QStringLiteral("1000000000.planes"), "not a pack's name");
+    reopen(folder.directory);
+    QVERIFY(savePlanes(2));
+    QCOMPARE(packs(folder.directory), (QStringList{QStringLiteral("1000000000.planes"), QStringLiteral("3.planes")}));
+    reopen(folder.directory);
+    QCOMPARE(found(), 4);
+
+    // After the largest number the smallest that is free.
+    wall().reset();
+    QVERIFY(QFile::rename(device + QStringLiteral("3.planes"), device + last));
+    QByteArray bytes = contents(folder.directory + state);
+    overwrite(folder.directory + state, bytes.replace("\"3.planes\"", "\"999999999.planes\""));
+    reopen(folder.directory);
+    QCOMPARE(found(), 4);
+    QVERIFY(savePlanes(3));
+    QVERIFY(packs(folder.directory).contains(QStringLiteral("1.planes")));
+    reopen(folder.directory);
+    QVERIFY(saveFlags(3));
+    QCOMPARE(found(), 6);
+}
+
+void tst_Directory::aPackThatIsThereIsNeverWrittenTo()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QString other = folder.directory + QStringLiteral("/devices/A/2.planes");
+    overwrite(other, "somebody's own");
+    QVERIFY(!savePlanes(2));
+    QCOMPARE(wall().calls().last().note,
+             QStringLiteral("not saved: %1: cannot be written: %2").arg(other, qt_error_string(EEXIST)));
+    QCOMPARE(contents(other), QByteArray("somebody's own"));
+    QVERIFY(savePlanes(2));
+    reopen(folder.directory);
+    QCOMPARE(found(), 3);
+}
+
+void tst_Directory::aFailedOpeningTakesNothingFromTheOpenWall()
+{
+    // Devices that forget when they are opened, which no failure may bring about halfway.
+    WallDescription description = Generations::wall();
+    description.devices += gridDevice(QStringLiteral("B"), QPoint(100, 0), 1, 1, QSize(8, 8));
+    for (Device &device : description.devices)
+        device.personality = QStringLiteral("forgets on restart");
+    const QVector<quint16> values(8 * 8 * 9, 5);
+    int failed = 0;
+    for (int step = 1;; ++step) {
+        const Folder folder;
+        QString error;
+        QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+        QVERIFY(savePlanes(1));
+        QVERIFY(saveFlags(1));
+        QVERIFY(wall().setChroma(QStringLiteral("B"), one, values, Store::User));
+        DiskSteps::watch((folder.directory + QStringLiteral("/devices")).toLocal8Bit());
+        DiskSteps::failAt(step, EIO, true);
+        const bool isOpen = wall().open(folder.directory);
+        DiskSteps::watch(QByteArray());
+        if (isOpen)
+            break;
+        ++failed;
+        QCOMPARE(found(), 2);
+        QVERIFY(saveFlags(1)); // as they are
+        wall().reset();
+        QByteArray bytes = contents(folder.directory + QStringLiteral("/wall.json"));
+        overwrite(folder.directory + QStringLiteral("/wall.json"), bytes.replace("forgets on restart", "obedient"));
+        reopen(folder.directory);
+        QCOMPARE(found(), 2);
+    }
+    QVERIFY(failed > 0);
 }
 
 void tst_Directory::textsThatCannotBeWrittenAreRefused()
@@ -789,6 +880,39 @@ void tst_Directory::aLockFileCutShortLocksNobodyOut()
         reopen(folder.directory);
         wall().reset();
     }
+}
+
+void tst_Directory::aLockOfAnotherHostStays()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    const QByteArray lock = "1\nprogram\nelsewhere.example\n";
+    overwrite(folder.directory + QStringLiteral("/lock"), lock);
+    QString error;
+    QVERIFY(!wall().open(folder.directory, &error));
+    QCOMPARE(error,
+             folder.directory + QStringLiteral("/lock: the wall is in use by process 1 (program) on elsewhere.example"));
+    QCOMPARE(contents(folder.directory + QStringLiteral("/lock")), lock);
+    QVERIFY(QFile::remove(folder.directory + QStringLiteral("/lock")));
+    reopen(folder.directory);
+}
+
+void tst_Directory::aDirectoryInPlaceOfTheOpenOneHasItsOwnLock()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QString other = folder.parent.filePath(QStringLiteral("other"));
+    for (const QString &name : {QStringLiteral("/wall.json"), state, QStringLiteral("/devices/A/1.planes")}) {
+        QVERIFY(QDir().mkpath(QFileInfo(other + name).path()));
+        QVERIFY(QFile::copy(folder.directory + name, other + name));
+    }
+    QVERIFY(QDir().rename(folder.directory, folder.parent.filePath(QStringLiteral("away"))));
+    QVERIFY(QDir().rename(other, folder.directory));
+    reopen(folder.directory);
+    QVERIFY2(Other(folder.directory).said.contains(QStringLiteral("in use")), qPrintable(Other(folder.directory).said));
+    wall().reset();
+    QVERIFY(!QFileInfo::exists(folder.directory + QStringLiteral("/lock")));
 }
 
 void tst_Directory::threadsSaveTogether()

@@ -1,0 +1,447 @@
+// One system call or allocation after the other fails while a wall is made, opened and saved. Whatever was answered true is
+// found by the next open(), and a wall goes on after every failure.
+
+#include "support/Allocations.h"
+
+#include "DiskSteps.h"
+#include "Generations.h"
+
+#include <QtTest/QtTest>
+
+#include <cerrno>
+#include <dlfcn.h>
+#include <new>
+#include <utility>
+
+using namespace Simulator;
+using Generations::found;
+using Generations::key;
+using Generations::saveFlags;
+using Generations::savePlanes;
+
+namespace {
+
+using Files = QMap<QString, QByteArray>;
+
+const QString one = QStringLiteral("1");
+const QString stateFile = QStringLiteral("/devices/A/state.json");
+
+VirtualWall &wall()
+{
+    return VirtualWall::instance();
+}
+
+/// In memory where that is possible: thousands of walls are written here.
+QString placeForFiles()
+{
+    const QString memory = QStringLiteral("/dev/shm");
+    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/tst_diskfailures-XXXXXX");
+}
+
+/// A place for a wall, which lets go of it at the end.
+struct Folder {
+    ~Folder()
+    {
+        DiskSteps::watch(QByteArray());
+        wall().reset();
+    }
+    QTemporaryDir parent{placeForFiles()};
+    QString directory = parent.filePath(QStringLiteral("wall"));
+};
+
+Files allFiles(const QString &directory)
+{
+    Files files;
+    QDirIterator it(directory, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile file(it.next());
+        if (file.open(QIODevice::ReadOnly))
+            files.insert(file.fileName().mid(directory.size()), file.readAll());
+    }
+    return files;
+}
+
+void write(const QString &path, const QByteArray &bytes)
+{
+    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), qint64(bytes.size()));
+}
+
+/// Makes a directory hold these files and no others.
+void restore(const QString &directory, const Files &files)
+{
+    wall().reset();
+    const Files present = allFiles(directory);
+    for (auto it = present.cbegin(); it != present.cend(); ++it) {
+        if (!files.contains(it.key()))
+            QVERIFY(QFile::remove(directory + it.key()));
+    }
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        if (present.value(it.key()) != it.value())
+            write(directory + it.key(), it.value());
+    }
+}
+
+void reopen(const QString &directory)
+{
+    QString error;
+    QVERIFY2(wall().open(directory, &error), qPrintable(error));
+}
+
+/// The next request after `saved` ones.
+bool saveNext(int saved)
+{
+    const int generation = saved / 2 + 1;
+    return saved % 2 == 0 ? savePlanes(generation) : saveFlags(generation);
+}
+
+/// The files of a wall after so many requests.
+Files filesOfWall(const QString &directory, int saved)
+{
+    QDir(directory).removeRecursively();
+    QString error;
+    if (!wall().create(directory, Generations::wall(), &error))
+        qFatal("%s", qPrintable(error));
+    for (int i = 0; i < saved; ++i)
+        saveNext(i);
+    wall().reset();
+    return allFiles(directory);
+}
+
+/// What memory holds of what lasts: requests, as found() counts them.
+int remembered()
+{
+    return wall().chroma(key(), one, Store::User).value(0) + wall().flag(key(), one).toInt();
+}
+
+/// A request that changes nothing.
+bool saveAgain()
+{
+    return saveFlags(wall().flag(key(), one).toInt());
+}
+
+void addFailures()
+{
+    QTest::addColumn<int>("error");
+    QTest::addColumn<bool>("lasting");
+    QTest::newRow("the disk is broken once") << EIO << false;
+    QTest::newRow("the disk is broken") << EIO << true;
+    QTest::newRow("the disk is full once") << ENOSPC << false;
+    QTest::newRow("the disk is full") << ENOSPC << true;
+    QTest::newRow("reads and writes are cut in half once") << 0 << false;
+    QTest::newRow("reads and writes are cut in half") << 0 << true;
+}
+
+} // namespace
+
+class tst_DiskFailures : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void anyStepOfOpeningMayFail_data();
+    void anyStepOfOpeningMayFail();
+    void anyStepOfASaveMayFail_data();
+    void anyStepOfASaveMayFail();
+    void anyStepOfMakingMayFail_data();
+    void anyStepOfMakingMayFail();
+
+    void anyAllocationOfOpeningMayFail();
+    void anyAllocationOfASaveMayFail();
+    void anyAllocationOfMakingMayFail();
+};
+
+void tst_DiskFailures::anyStepOfOpeningMayFail_data()
+{
+    addFailures();
+}
+
+void tst_DiskFailures::anyStepOfOpeningMayFail()
+{
+    QFETCH(int, error);
+    QFETCH(bool, lasting);
+    const Folder folder;
+    Files files = filesOfWall(folder.directory, 2);
+    // What opening puts in order.
+    files.insert(QStringLiteral("/devices/A/7.planes"), "left");
+    files.insert(stateFile + QStringLiteral(".xYzabc"), "left");
+    files.insert(QStringLiteral("/wall.json.xYzabc"), "left");
+    int refused = 0;
+    bool isReached = true;
+    for (int step = 1; isReached; ++step) {
+        restore(folder.directory, files);
+        QString message;
+        DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+        DiskSteps::failAt(step, error, lasting);
+        const bool isOpen = wall().open(folder.directory, &message);
+        isReached = DiskSteps::count() >= step;
+        QVERIFY(!isOpen || !DiskSteps::hasFailedToSync());
+        QVERIFY(!isOpen || !DiskSteps::hasFailedToList());
+        QCOMPARE(DiskSteps::unsyncedAtRenaming(), QByteArrayList());
+        DiskSteps::watch(QByteArray());
+
+        if (!isOpen) {
+            ++refused;
+            QVERIFY(isReached && error != 0);
+            QVERIFY2(message.startsWith(folder.directory), qPrintable(message));
+            QVERIFY2(message.contains(qt_error_string(error)), qPrintable(message));
+            QCOMPARE(wall().directory(), QString());
+            QVERIFY(lasting || !QFileInfo::exists(folder.directory + QStringLiteral("/lock")));
+            reopen(folder.directory);
+        }
+        QCOMPARE(found(), 2);
+        QVERIFY(saveNext(2));
+        reopen(folder.directory);
+        QCOMPARE(found(), 3);
+        QCOMPARE(allFiles(folder.directory).keys().filter(QStringLiteral(".xYzabc")), QStringList());
+        if (QTest::currentTestFailed())
+            QFAIL(qPrintable(QStringLiteral("step %1").arg(step)));
+    }
+    QVERIFY2(error == 0 ? refused == 0 : refused >= 20, qPrintable(QString::number(refused)));
+}
+
+void tst_DiskFailures::anyStepOfASaveMayFail_data()
+{
+    addFailures();
+}
+
+void tst_DiskFailures::anyStepOfASaveMayFail()
+{
+    QFETCH(int, error);
+    QFETCH(bool, lasting);
+    const Folder folder;
+    int refused = 0;
+    for (int answered : {2, 3}) { // the next request writes a pack, or none
+        const Files files = filesOfWall(folder.directory, answered);
+        bool isReached = true;
+        for (int step = 1; isReached; ++step) {
+            restore(folder.directory, files);
+            reopen(folder.directory);
+            QCOMPARE(found(), answered);
+            QVERIFY(saveAgain());
+            DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+            DiskSteps::failAt(step, error, lasting);
+            const bool isSaved = saveNext(answered);
+            isReached = DiskSteps::count() >= step;
+            QVERIFY(!isSaved || !(DiskSteps::hasFailedToSync() || DiskSteps::hasFailedToList()));
+            QCOMPARE(isSaved ? DiskSteps::unsynced() : QByteArrayList(), QByteArrayList());
+            QCOMPARE(DiskSteps::unsyncedAtRenaming(), QByteArrayList());
+            DiskSteps::watch(QByteArray());
+
+            if (!isSaved) {
+                ++refused;
+                QVERIFY(isReached && error != 0);
+                const QString note = wall().calls().last().note;
+                QVERIFY2(note.startsWith(QStringLiteral("not saved: ") + folder.directory), qPrintable(note));
+                QVERIFY2(note.endsWith(qt_error_string(error)), qPrintable(note));
+                QCOMPARE(remembered(), answered);
+                // Once anything is answered true, the disk holds what memory does.
+                QVERIFY2(saveAgain(), qPrintable(wall().calls().last().note));
+                reopen(folder.directory);
+                QCOMPARE(found(), answered);
+                QVERIFY(saveNext(answered));
+            }
+            QCOMPARE(remembered(), answered + 1);
+            reopen(folder.directory);
+            QCOMPARE(found(), answered + 1);
+            if (QTest::currentTestFailed())
+                QFAIL(qPrintable(QStringLiteral("step %1 of a save after %2").arg(step).arg(answered)));
+        }
+    }
+    QVERIFY2(error == 0 ? refused == 0 : refused >= 20, qPrintable(QString::number(refused)));
+}
+
+void tst_DiskFailures::anyStepOfMakingMayFail_data()
+{
+    addFailures();
+}
+
+void tst_DiskFailures::anyStepOfMakingMayFail()
+{
+    QFETCH(int, error);
+    QFETCH(bool, lasting);
+    const Folder folder;
+    const QString made = folder.parent.filePath(QStringLiteral("made"));
+    int refused = 0;
+    bool isReached = true;
+    for (int step = 1; isReached; ++step) {
+        const QString directory = made + QStringLiteral("/on/the/way");
+        QString message;
+        wall().reset();
+        QVERIFY(QDir(made).removeRecursively());
+        DiskSteps::watch(folder.parent.path().toLocal8Bit(), DiskSteps::Everything);
+        DiskSteps::failAt(step, error, lasting);
+        const bool isMade = wall().create(directory, Generations::wall(), &message);
+        isReached = DiskSteps::count() >= step;
+        QVERIFY(!isMade || !DiskSteps::hasFailedToSync());
+        QCOMPARE(isMade ? DiskSteps::unsynced() : QByteArrayList(), QByteArrayList());
+        QCOMPARE(DiskSteps::unsyncedAtRenaming(), QByteArrayList());
+        DiskSteps::watch(QByteArray());
+
+        if (!isMade) {
+            ++refused;
+            QVERIFY(isReached && error != 0);
+            QVERIFY2(message.startsWith(made), qPrintable(message));
+            QVERIFY2(message.contains(qt_error_string(error)), qPrintable(message));
+            QVERIFY(wall().devices().isEmpty());
+            if (lasting)
+                QVERIFY(QDir(made).removeRecursively());
+            QVERIFY2(!QFileInfo::exists(made), qPrintable(allFiles(made).keys().join(QLatin1Char(' '))));
+            QVERIFY2(wall().create(directory, Generations::wall(), &message), qPrintable(message));
+        }
+        QVERIFY(saveNext(0));
+        reopen(directory);
+        QCOMPARE(found(), 1);
+        if (QTest::currentTestFailed())
+            QFAIL(qPrintable(QStringLiteral("step %1").arg(step)));
+    }
+    QVERIFY2(error == 0 ? refused == 0 : refused >= 25, qPrintable(QString::number(refused)));
+}
+
+#ifdef COUNTS_ALLOCATIONS
+/// Stands before Qt's own: the parser ends the process when it runs out of memory.
+QJsonDocument QJsonDocument::fromJson(const QByteArray &json, QJsonParseError *error)
+{
+    using Function = QJsonDocument(const QByteArray &, QJsonParseError *);
+    static auto *const real =
+        reinterpret_cast<Function *>(::dlsym(RTLD_NEXT, "_ZN13QJsonDocument8fromJsonERK10QByteArrayP15QJsonParseError"));
+    const bool wasArmed = std::exchange(Allocations::armed, false);
+    const QJsonDocument document = real(json, error);
+    Allocations::armed = wasArmed;
+    return document;
+}
+
+namespace {
+
+enum class Outcome { True, False, Thrown };
+
+/// Runs `operation` with one failing allocation; `isReached` is whether it came to that.
+template <typename Operation>
+Outcome withoutMemory(int allocation, bool &isReached, Operation operation)
+{
+    Outcome outcome = Outcome::Thrown;
+    Allocations::untilFailure = allocation;
+    Allocations::armed = true;
+    try {
+        outcome = operation() ? Outcome::True : Outcome::False;
+    } catch (const std::bad_alloc &) {
+    }
+    Allocations::armed = false;
+    isReached = Allocations::untilFailure < 0;
+    Allocations::untilFailure = -1;
+    return outcome;
+}
+
+} // namespace
+
+void tst_DiskFailures::anyAllocationOfOpeningMayFail()
+{
+    const Folder folder;
+    const Files files = filesOfWall(folder.directory, 2);
+    bool isReached = true;
+    int thrown = 0;
+    for (int allocation = 0; isReached; ++allocation) {
+        restore(folder.directory, files);
+        const Outcome outcome = withoutMemory(allocation, isReached, [&] { return wall().open(folder.directory); });
+        thrown += outcome == Outcome::Thrown ? 1 : 0;
+        if (outcome != Outcome::True) {
+            QVERIFY(isReached);
+            QVERIFY(!QFileInfo::exists(folder.directory + QStringLiteral("/lock")));
+            reopen(folder.directory);
+        }
+        QCOMPARE(found(), 2);
+        QVERIFY(saveNext(2));
+        reopen(folder.directory);
+        QCOMPARE(found(), 3);
+        if (QTest::currentTestFailed())
+            QFAIL(qPrintable(QStringLiteral("allocation %1").arg(allocation)));
+    }
+    QVERIFY2(thrown > 100, qPrintable(QString::number(thrown)));
+}
+
+void tst_DiskFailures::anyAllocationOfASaveMayFail()
+{
+    const Folder folder;
+    int thrown = 0;
+    for (int answered : {2, 3}) {
+        const Files files = filesOfWall(folder.directory, answered);
+        bool isReached = true;
+        for (int allocation = 0; isReached; ++allocation) {
+            restore(folder.directory, files);
+            reopen(folder.directory);
+            QCOMPARE(found(), answered);
+            const Outcome outcome = withoutMemory(allocation, isReached, [&] { return saveNext(answered); });
+            thrown += outcome == Outcome::Thrown ? 1 : 0;
+            // Which of both an exception leaves is open, but memory and disk agree.
+            const int expected = outcome == Outcome::True ? answered + 1 : remembered();
+            QVERIFY(outcome == Outcome::True || isReached);
+            QVERIFY(remembered() == expected && (expected == answered || expected == answered + 1));
+            const Files left = allFiles(folder.directory);
+            QVERIFY(saveAgain());
+            reopen(folder.directory);
+            QCOMPARE(found(), expected);
+            if (QTest::currentTestFailed())
+                QFAIL(qPrintable(QStringLiteral("allocation %1 of a save after %2").arg(allocation).arg(answered)));
+
+            // The same, with the process gone at once; then it goes on.
+            restore(folder.directory, left);
+            reopen(folder.directory);
+            QCOMPARE(found(), expected);
+            QVERIFY(saveNext(expected));
+            reopen(folder.directory);
+            QCOMPARE(found(), expected + 1);
+        }
+    }
+    QVERIFY2(thrown > 100, qPrintable(QString::number(thrown)));
+}
+
+void tst_DiskFailures::anyAllocationOfMakingMayFail()
+{
+    const Folder folder;
+    bool isReached = true;
+    int thrown = 0;
+    for (int allocation = 0; isReached; ++allocation) {
+        wall().reset();
+        QVERIFY(QDir(folder.directory).removeRecursively());
+        const WallDescription description = Generations::wall();
+        const Outcome outcome =
+            withoutMemory(allocation, isReached, [&] { return wall().create(folder.directory, description); });
+        thrown += outcome == Outcome::Thrown ? 1 : 0;
+        if (outcome != Outcome::True) {
+            QVERIFY(isReached);
+            // Nothing, or all of it.
+            if (QFileInfo::exists(folder.directory)) {
+                QVERIFY2(QFileInfo::exists(folder.directory + QStringLiteral("/wall.json")),
+                         qPrintable(allFiles(folder.directory).keys().join(QLatin1Char(' '))));
+                reopen(folder.directory);
+            } else {
+                QVERIFY(wall().create(folder.directory, description));
+            }
+        }
+        QVERIFY(saveNext(0));
+        reopen(folder.directory);
+        QCOMPARE(found(), 1);
+        if (QTest::currentTestFailed())
+            QFAIL(qPrintable(QStringLiteral("allocation %1").arg(allocation)));
+    }
+    QVERIFY2(thrown > 100, qPrintable(QString::number(thrown)));
+}
+#else
+void tst_DiskFailures::anyAllocationOfOpeningMayFail()
+{
+    QSKIP("another allocator");
+}
+void tst_DiskFailures::anyAllocationOfASaveMayFail()
+{
+    QSKIP("another allocator");
+}
+void tst_DiskFailures::anyAllocationOfMakingMayFail()
+{
+    QSKIP("another allocator");
+}
+#endif
+
+QTEST_GUILESS_MAIN(tst_DiskFailures)
+#include "tst_diskfailures.moc"
