@@ -16,7 +16,8 @@ namespace Simulator {
 
 namespace {
 
-constexpr int stateVersion = 1;
+constexpr int stateVersion = 2;
+constexpr int versionWithoutChecksum = 1; ///< Is read, too.
 constexpr int sha1Length = 20;
 constexpr int largestPack = 999999999;
 constexpr int anyInt = std::numeric_limits<int>::max();
@@ -24,6 +25,12 @@ constexpr int anyInt = std::numeric_limits<int>::max();
 const QLatin1String stateFormat("led-wall-state");
 const QLatin1String stateName("state.json");
 const char *const packEnd = ".planes";
+
+/// `state.json` ends with its own checksum, which begins so and covers everything before.
+const QByteArray checksumStart(",\n\"sha1\": \"");
+const QByteArray checksumEnd("\"}\n");
+/// Stands for the checksum in a file that somebody edited.
+const QLatin1String acceptedEdit("edited");
 
 /// A value that goes into a pack: a plane, or the configuration file.
 struct Slot {
@@ -244,7 +251,8 @@ QByteArray DeviceFolder::stateText(const QString &deviceKey, const Saved &saved)
         text += separator + quoted(it.key()) + ": " + it->line;
         separator = ",\n";
     }
-    return text + "\n}}\n";
+    text += "\n}";
+    return text + checksumStart + sha1(text).toHex() + checksumEnd;
 }
 
 bool DeviceFolder::create(const DeviceState &device, Disk::Making &making, QString *error)
@@ -603,7 +611,13 @@ private:
         QJsonObject state;
         if (!m_json.parse(text, state) || !readHead(state))
             return;
-        known(state, {"format", "version", "key", "device", "cabinets"});
+        if (state.value(QLatin1String("version")) == QJsonValue(versionWithoutChecksum)) {
+            known(state, {"format", "version", "key", "device", "cabinets"});
+        } else {
+            known(state, {"format", "version", "key", "device", "cabinets", "sha1"});
+            if (!checkSum(text, state))
+                return;
+        }
         object(state, "device", [&](const QJsonObject &device) { readDevice(device); });
         deviceLine(m_device, saved.line);
         object(state, "cabinets", [&](const QJsonObject &cabinets) {
@@ -644,8 +658,8 @@ private:
         if (m_json.isGood()) {
             const QJsonValue version = state.value(QLatin1String("version"));
             const JsonReader::At at(m_json, "version");
-            if (version != QJsonValue(stateVersion))
-                m_json.expected(QString::number(stateVersion), version);
+            if (version != QJsonValue(stateVersion) && version != QJsonValue(versionWithoutChecksum))
+                m_json.expected(QStringLiteral("%1 or %2").arg(versionWithoutChecksum).arg(stateVersion), version);
         }
         if (m_json.isGood()) {
             const QJsonValue key = state.value(QLatin1String("key"));
@@ -654,6 +668,19 @@ private:
                 m_json.expected(QStringLiteral("\"%1\"").arg(m_device.description.key), key);
         }
         return m_json.isGood();
+    }
+
+    bool checkSum(const QByteArray &text, const QJsonObject &state)
+    {
+        if (state.value(QLatin1String("sha1")) == QJsonValue(acceptedEdit))
+            return true;
+        const int start = text.lastIndexOf(checksumStart);
+        if (start >= 0 && text.mid(start) == checksumStart + sha1(text.left(start)).toHex() + checksumEnd)
+            return true;
+        const JsonReader::At at(m_json, "sha1");
+        m_json.problem(QStringLiteral("does not match the file; if the file was edited on purpose, write \"%1\" here")
+                           .arg(acceptedEdit));
+        return false;
     }
 
     void readDevice(const QJsonObject &device)

@@ -2,6 +2,7 @@
 
 #include <simulator/WallFile.h>
 
+#include <QtCore/QCryptographicHash>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QSet>
@@ -14,6 +15,7 @@ namespace Simulator {
 namespace {
 
 const QLatin1String wallName("wall.json");
+const QLatin1String checksumName("wall.sha1");
 const QLatin1String lockName("lock");
 const QLatin1String foldersName("devices");
 
@@ -22,6 +24,12 @@ bool fail(QString *error, const QString &text)
     if (error)
         *error = text;
     return false;
+}
+
+/// The text of the checksum's file; the program sha1sum writes and reads it, too.
+QByteArray checksumOf(const QByteArray &json)
+{
+    return QCryptographicHash::hash(json, QCryptographicHash::Sha1).toHex() + "  wall.json\n";
 }
 
 } // namespace
@@ -46,6 +54,21 @@ bool WallDirectory::addFolder(const Device &device, const WallDescription &wall,
                                .arg(filePath(wallName), device.key));
     }
     return true;
+}
+
+bool WallDirectory::checkDescription(const QByteArray &json, bool &isRecorded, QString *error) const
+{
+    const QString path = filePath(checksumName);
+    QByteArray recorded;
+    const int failure = Disk::readFile(Disk::encoded(path), recorded);
+    isRecorded = failure != ENOENT;
+    if (!isRecorded)
+        return true;
+    if (failure != 0)
+        return fail(error, Disk::problem(path, "cannot be read", failure));
+    return recorded == checksumOf(json)
+           || fail(error, QStringLiteral("%1: does not match the checksum in %2; if it was edited on purpose, remove %2")
+                              .arg(filePath(wallName), checksumName));
 }
 
 bool WallDirectory::checkNoOthers(QString *error) const
@@ -82,6 +105,14 @@ void WallDirectory::tidy() noexcept
         Disk::remove(path);
     for (auto &folder : m_folders)
         folder.second.tidy();
+    if (m_newChecksum.isEmpty())
+        return;
+    try {
+        const QByteArray path = Disk::encoded(filePath(checksumName));
+        if (Disk::writeReplacement(path, m_newChecksum) == 0)
+            Disk::replace(path);
+    } catch (const std::bad_alloc &) {
+    }
 }
 
 std::unique_ptr<WallDirectory> WallDirectory::create(const QString &path, const WallDescription &wall, QString *error)
@@ -94,7 +125,7 @@ std::unique_ptr<WallDirectory> WallDirectory::create(const QString &path, const 
     }
     if (!directory->lock(error))
         return nullptr;
-    for (const QLatin1String name : {wallName, foldersName}) {
+    for (const QLatin1String name : {wallName, foldersName, checksumName}) {
         const QString there = directory->filePath(name);
         bool isThere = false;
         if (const int failure = Disk::lookFor(Disk::encoded(there), isThere)) {
@@ -140,6 +171,9 @@ bool WallDirectory::write(const WallDescription &wall, const QByteArray &json, Q
     const auto failed = [&](const QString &path, const char *what, int failure) {
         return fail(error, Disk::problem(path, what, failure));
     };
+    const QString checksumPath = filePath(checksumName);
+    if (const int failure = making.file(Disk::encoded(checksumPath), {checksumOf(json)}))
+        return failed(checksumPath, "cannot be written", failure);
     if (const int failure = making.sync())
         return failed(m_path, "cannot be synchronised", failure);
     // Last, since it makes the directory a wall.
@@ -174,8 +208,11 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
     QByteArray json;
     if (const int failure = Disk::readFile(Disk::encoded(wallPath), json))
         return failed(wallPath, "cannot be read", failure);
-    if (!parseWall(json, wallPath, wall, error))
+    bool isRecorded = false;
+    if (!parseWall(json, wallPath, wall, error) || !directory->checkDescription(json, isRecorded, error))
         return nullptr;
+    if (!isRecorded)
+        directory->m_newChecksum = checksumOf(json);
 
     QStringList problems;
     QString problem;
@@ -199,7 +236,7 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
     if (const int failure = Disk::list(folder, names))
         return failed(directory->m_path, "cannot be listed", failure);
     for (const QByteArray &name : qAsConst(names)) {
-        if (Disk::isReplacement(name, "wall.json"))
+        if (Disk::isReplacement(name, "wall.json") || Disk::isReplacement(name, "wall.sha1"))
             directory->m_leftover += folder + '/' + name;
     }
     // The process that made the directory may have been killed before it did so.

@@ -9,8 +9,8 @@
 
 namespace Simulator {
 
-/// A wall on disk, held by this process until the object goes: `wall.json`, a lock file, and a folder for each device.
-/// Has no lock for threads. std::bad_alloc leaves directory and objects as they were before the call.
+/// A wall on disk, held by this process until the object goes: `wall.json` and its checksum, a lock file, and a folder for
+/// each device. Has no lock for threads. std::bad_alloc leaves directory and objects as they were before the call.
 class WallDirectory
 {
 public:
@@ -22,8 +22,8 @@ public:
     static std::unique_ptr<WallDirectory> open(const QString &path, const WallDirectory *present, WallDescription &wall,
                                                QList<DeviceState> &devices, QString *error);
 
-    /// For a directory that was opened and is used from now on: removes what a process left behind that was killed. What
-    /// fails is done the next time.
+    /// For a directory that was opened and is used from now on: removes what a process left behind that was killed, and
+    /// writes the description's checksum when there is none. What fails is done the next time.
     void tidy() noexcept;
 
     /// Absolute.
@@ -39,6 +39,8 @@ private:
     QString filePath(const QString &name) const { return m_path + QLatin1Char('/') + name; }
     QString folderPath(const QString &deviceKey) const;
     bool addFolder(const Device &device, const WallDescription &wall, QString *error);
+    /// Whether the description is the one whose checksum was recorded. `isRecorded` is false when none is.
+    bool checkDescription(const QByteArray &json, bool &isRecorded, QString *error) const;
     bool checkNoOthers(QString *error) const;
     /// Everything below the directory.
     bool write(const WallDescription &wall, const QByteArray &json, QString *error);
@@ -49,6 +51,7 @@ private:
     /// By device key: what the folder of a device holds that was powered up since and not saved.
     std::map<QString, DeviceState> m_beforePowerUp;
     QVector<QByteArray> m_leftover; ///< Paths: see tidy().
+    QByteArray m_newChecksum;       ///< What tidy() writes; empty when it is there.
 };
 
 } // namespace Simulator

@@ -72,6 +72,18 @@ Damage replacing(const QString &file, const QByteArray &before, const QByteArray
     };
 }
 
+/// Changes a text of `state.json` and says that this was meant.
+Damage editing(const QByteArray &before, const QByteArray &after)
+{
+    return [=](const QString &directory) {
+        replacing(state, before, after)(directory);
+        QByteArray bytes = contents(directory + state);
+        const int checksum = bytes.lastIndexOf("\"sha1\": ");
+        QVERIFY(checksum > 0);
+        overwrite(directory + state, bytes.left(checksum) + "\"sha1\": \"edited\"}\n");
+    };
+}
+
 /// All files below a folder with their contents.
 QMap<QString, QByteArray> allFiles(const QString &directory)
 {
@@ -162,6 +174,7 @@ private Q_SLOTS:
 
     void damageIsFound_data();
     void damageIsFound();
+    void editsByHandAreAccepted();
     void whatAKilledProcessLeftIsRemoved();
 
     void twoProcessesCannotShare();
@@ -594,8 +607,8 @@ void tst_Directory::strayPacksDoNotEndAWall()
     // After the largest number the smallest that is free.
     wall().reset();
     QVERIFY(QFile::rename(device + QStringLiteral("3.planes"), device + last));
-    QByteArray bytes = contents(folder.directory + state);
-    overwrite(folder.directory + state, bytes.replace("\"3.planes\"", "\"999999999.planes\""));
+    QByteArray bytes = contents(folder.directory + state).replace("\"3.planes\"", "\"999999999.planes\"");
+    overwrite(folder.directory + state, bytes.left(bytes.lastIndexOf("\"sha1\": ")) + "\"sha1\": \"edited\"}\n");
     reopen(folder.directory);
     QCOMPARE(found(), 4);
     QVERIFY(savePlanes(3));
@@ -648,6 +661,7 @@ void tst_Directory::aFailedOpeningTakesNothingFromTheOpenWall()
         wall().reset();
         QByteArray bytes = contents(folder.directory + QStringLiteral("/wall.json"));
         overwrite(folder.directory + QStringLiteral("/wall.json"), bytes.replace("forgets on restart", "obedient"));
+        QFile::remove(folder.directory + QStringLiteral("/wall.sha1"));
         reopen(folder.directory);
         QCOMPARE(found(), 2);
     }
@@ -679,8 +693,7 @@ void tst_Directory::damageIsFound_data()
     };
     const auto rowOfState = [&](const char *name, const char *before, const char *after, const char *expected) {
         row(name,
-            replacing(state, QByteArray(before).replace('\'', '"').constData(),
-                      QByteArray(after).replace('\'', '"').constData()),
+            editing(QByteArray(before).replace('\'', '"').constData(), QByteArray(after).replace('\'', '"').constData()),
             (QByteArray("/devices/A/state.json: ") + expected).constData());
     };
     const auto remove = [](const QString &name) {
@@ -700,6 +713,14 @@ void tst_Directory::damageIsFound_data()
         "no state at all",
         [](const QString &directory) { QVERIFY(QDir(directory + QStringLiteral("/devices")).removeRecursively()); },
         "/devices/A/state.json: cannot be read: No such file or directory");
+    row("another description", replacing(QStringLiteral("/wall.json"), "\"Device A\"", "\"Device B\""),
+        "/wall.json: does not match the checksum in wall.sha1; if it was edited on purpose, remove wall.sha1");
+    row("another checksum of the description", replacing(QStringLiteral("/wall.sha1"), "wall.json", "wail.json"),
+        "/wall.json: does not match the checksum in wall.sha1");
+    row("another state",
+        replacing(state, "{\"flag\":\"1\",\"planes\":{\"chroma\":{\"user\":{\"length\":1152,\"offset\":0",
+                  "{\"flag\":\"5\",\"planes\":{\"chroma\":{\"user\":{\"length\":1152,\"offset\":0"),
+        "/devices/A/state.json: sha1: does not match the file; if the file was edited on purpose, write 'edited' here");
     row(
         "an empty state", [](const QString &directory) { overwrite(directory + state, QByteArray()); },
         "/devices/A/state.json:");
@@ -708,8 +729,8 @@ void tst_Directory::damageIsFound_data()
         [](const QString &directory) { overwrite(directory + state, contents(directory + state).left(300)); },
         "/devices/A/state.json:");
     rowOfState("another format", "led-wall-state", "led-wall", "format: expected 'led-wall-state', got 'led-wall'");
-    rowOfState("another version", "'version': 1", "'version': 2", "version: expected 1, got 2");
-    rowOfState("a version of another type", "'version': 1", "'version': '1'", "version: expected 1, got '1'");
+    rowOfState("another version", "'version': 2", "'version': 3", "version: expected 1 or 2, got 3");
+    rowOfState("a version of another type", "'version': 2", "'version': '2'", "version: expected 1 or 2, got '2'");
     rowOfState("another key", "'key': 'A'", "'key': 'B'", "key: expected 'A', got 'B'");
     rowOfState("an unknown entry", "'device': {", "'devices': {", "unknown key 'devices', did you mean 'device'?");
     rowOfState("an unknown cabinet", "'3': {", "'33': {", "cabinets.33: wall.json has no such cabinet");
@@ -769,6 +790,7 @@ void tst_Directory::damageIsFound_data()
             const QByteArray json = contents(elsewhere.filePath(QStringLiteral("x/wall.json")));
             wall().reset();
             overwrite(directory + QStringLiteral("/wall.json"), json);
+            QVERIFY(QFile::remove(directory + QStringLiteral("/wall.sha1")));
         };
     };
     row("a cabinet of another size", redescribed([](WallDescription &description) {
@@ -809,6 +831,32 @@ void tst_Directory::damageIsFound()
     QCOMPARE(wall().devices().size(), 1);
     QCOMPARE(wall().devices().first().key, QStringLiteral("Z"));
     QCOMPARE(wall().directory(), QString());
+}
+
+void tst_Directory::editsByHandAreAccepted()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const QString checksum = folder.directory + QStringLiteral("/wall.sha1");
+    const QByteArray recorded = contents(checksum);
+    wall().reset();
+    replacing(QStringLiteral("/wall.json"), "\"Device A\"", "\"Another\"")(folder.directory);
+    QVERIFY(!wall().open(folder.directory));
+    QVERIFY(QFile::remove(checksum));
+    editing("\"device\": {", "\"device\": {\"brightness\":77")(folder.directory);
+    reopen(folder.directory);
+    QCOMPARE(wall().devices().first().label, QStringLiteral("Another"));
+    QCOMPARE(wall().brightness(key()), 77);
+    QCOMPARE(found(), 2);
+    QVERIFY(contents(checksum).endsWith("  wall.json\n") && contents(checksum) != recorded);
+    QVERIFY(saveFlags(2));
+    QVERIFY(!contents(folder.directory + state).contains("edited"));
+    reopen(folder.directory);
+    QCOMPARE(wall().brightness(key()), 77);
+    // From here on the checksums count again.
+    wall().reset();
+    replacing(QStringLiteral("/wall.json"), "\"Another\"", "\"Device A\"")(folder.directory);
+    QVERIFY(!wall().open(folder.directory));
 }
 
 void tst_Directory::whatAKilledProcessLeftIsRemoved()

@@ -6,6 +6,8 @@
 #include "DiskSteps.h"
 #include "Generations.h"
 
+#include <simulator/WallFile.h>
+
 #include <QtTest/QtTest>
 
 #include <cerrno>
@@ -151,6 +153,8 @@ private Q_SLOTS:
     void anyAllocationOfOpeningMayFail();
     void anyAllocationOfASaveMayFail();
     void anyAllocationOfMakingMayFail();
+
+    void everyFlippedBitIsNoticed();
 };
 
 void tst_DiskFailures::anyStepOfOpeningMayFail_data()
@@ -168,38 +172,42 @@ void tst_DiskFailures::anyStepOfOpeningMayFail()
     files.insert(QStringLiteral("/devices/A/7.planes"), "left");
     files.insert(stateFile + QStringLiteral(".xYzabc"), "left");
     files.insert(QStringLiteral("/wall.json.xYzabc"), "left");
-    int refused = 0;
-    bool isReached = true;
-    for (int step = 1; isReached; ++step) {
-        restore(folder.directory, files);
-        QString message;
-        DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
-        DiskSteps::failAt(step, error, lasting);
-        const bool isOpen = wall().open(folder.directory, &message);
-        isReached = DiskSteps::count() >= step;
-        QVERIFY(!isOpen || !DiskSteps::hasFailedToSync());
-        QVERIFY(!isOpen || !DiskSteps::hasFailedToList());
-        QCOMPARE(DiskSteps::unsyncedAtRenaming(), QByteArrayList());
-        DiskSteps::watch(QByteArray());
+    for (const bool hasChecksum : {true, false}) {
+        if (!hasChecksum)
+            files.remove(QStringLiteral("/wall.sha1"));
+        int refused = 0;
+        bool isReached = true;
+        for (int step = 1; isReached; ++step) {
+            restore(folder.directory, files);
+            QString message;
+            DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+            DiskSteps::failAt(step, error, lasting);
+            const bool isOpen = wall().open(folder.directory, &message);
+            isReached = DiskSteps::count() >= step;
+            QVERIFY(!isOpen || !hasChecksum || !DiskSteps::hasFailedToSync());
+            QVERIFY(!isOpen || !DiskSteps::hasFailedToList());
+            QCOMPARE(DiskSteps::unsyncedAtRenaming(), QByteArrayList());
+            DiskSteps::watch(QByteArray());
 
-        if (!isOpen) {
-            ++refused;
-            QVERIFY(isReached && error != 0);
-            QVERIFY2(message.startsWith(folder.directory), qPrintable(message));
-            QVERIFY2(message.contains(qt_error_string(error)), qPrintable(message));
-            QCOMPARE(wall().directory(), QString());
-            QVERIFY(lasting || !QFileInfo::exists(folder.directory + QStringLiteral("/lock")));
+            if (!isOpen) {
+                ++refused;
+                QVERIFY(isReached && error != 0);
+                QVERIFY2(message.startsWith(folder.directory), qPrintable(message));
+                QVERIFY2(message.contains(qt_error_string(error)), qPrintable(message));
+                QCOMPARE(wall().directory(), QString());
+                QVERIFY(lasting || !QFileInfo::exists(folder.directory + QStringLiteral("/lock")));
+                reopen(folder.directory);
+            }
+            QCOMPARE(found(), 2);
+            QVERIFY(saveNext(2));
             reopen(folder.directory);
+            QCOMPARE(found(), 3);
+            QCOMPARE(allFiles(folder.directory).keys().filter(QStringLiteral(".xYzabc")), QStringList());
+            if (QTest::currentTestFailed())
+                QFAIL(qPrintable(QStringLiteral("step %1").arg(step)));
         }
-        QCOMPARE(found(), 2);
-        QVERIFY(saveNext(2));
-        reopen(folder.directory);
-        QCOMPARE(found(), 3);
-        QCOMPARE(allFiles(folder.directory).keys().filter(QStringLiteral(".xYzabc")), QStringList());
-        if (QTest::currentTestFailed())
-            QFAIL(qPrintable(QStringLiteral("step %1").arg(step)));
+        QVERIFY2(error == 0 ? refused == 0 : refused >= 20, qPrintable(QString::number(refused)));
     }
-    QVERIFY2(error == 0 ? refused == 0 : refused >= 20, qPrintable(QString::number(refused)));
 }
 
 void tst_DiskFailures::anyStepOfASaveMayFail_data()
@@ -442,6 +450,54 @@ void tst_DiskFailures::anyAllocationOfMakingMayFail()
     QSKIP("another allocator");
 }
 #endif
+
+void tst_DiskFailures::everyFlippedBitIsNoticed()
+{
+    const Folder folder;
+    WallDescription description;
+    description.title = QStringLiteral("T");
+    description.devices = {gridDevice(key(), QPoint(), 1, 1, QSize(2, 2))};
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(2 * 2 * 9, 0x1234), Store::User));
+    QVERIFY(wall().setFlashCheckCode(key(), one, QStringLiteral("0"), 17));
+    QVERIFY(wall().renameScreen(key(), QStringLiteral("Stage")));
+    const auto values = [] {
+        return QVariantList{wallToJson(wall().wall()), wall().plane(key(), one, Kind::Chroma, Store::User),
+                            wall().flashCheckCode(key(), one, QStringLiteral("0"))};
+    };
+    reopen(folder.directory);
+    const QVariantList expected = values();
+    wall().reset();
+
+    DiskSteps::watch(folder.directory.toLocal8Bit()); // no waiting for the disk
+    const Files files = allFiles(folder.directory);
+    QCOMPARE(files.size(), 4);
+    int refused = 0;
+    int flips = 0;
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        QFile file(folder.directory + it.key());
+        QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+        for (int bit = 0; bit < 8 * it->size(); ++bit) {
+            file.seek(bit / 8);
+            QVERIFY(file.putChar(static_cast<char>((*it)[bit / 8] ^ (1 << bit % 8))));
+            ++flips;
+            const QString place = QStringLiteral("bit %1 of %2").arg(bit).arg(it.key());
+            if (wall().open(folder.directory, &error)) {
+                QVERIFY2(values() == expected, qPrintable(place));
+                wall().reset();
+            } else {
+                ++refused;
+                QVERIFY2(error.startsWith(folder.directory), qPrintable(place + QStringLiteral(": ") + error));
+            }
+            file.seek(bit / 8);
+            QVERIFY(file.putChar((*it)[bit / 8]));
+        }
+    }
+    reopen(folder.directory);
+    QVERIFY(values() == expected);
+    QCOMPARE(refused, flips); // all bytes of this wall are in use
+}
 
 QTEST_GUILESS_MAIN(tst_DiskFailures)
 #include "tst_diskfailures.moc"
