@@ -35,6 +35,7 @@ std::mutex unsyncedMutex;
 std::set<std::string> unsyncedBytes;
 std::set<std::string> unsyncedNames;
 std::set<std::string> earlyNames;
+std::set<std::string> syncedPaths;
 
 bool isWatched(const char *path)
 {
@@ -86,6 +87,7 @@ void removeName(const char *path)
 void synced(const std::string &path)
 {
     const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    syncedPaths.insert(path);
     unsyncedBytes.erase(path);
     for (auto name = unsyncedNames.begin(); name != unsyncedNames.end();)
         name = folderOf(*name) == path ? unsyncedNames.erase(name) : std::next(name);
@@ -206,6 +208,7 @@ void watch(const QByteArray &path, Kinds kinds)
     unsyncedNames.clear();
     unsyncedBytes.clear();
     earlyNames.clear();
+    syncedPaths.clear();
     steps = 0;
     failing = 0;
     killing = 0;
@@ -231,6 +234,12 @@ bool hasFailedToSync()
 bool hasFailedToList()
 {
     return failedToList;
+}
+
+QByteArrayList synced()
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    return listed(syncedPaths);
 }
 
 QByteArrayList unsynced()

@@ -24,6 +24,8 @@ void failAt(int step, int error, bool lasting);
 bool hasFailedToSync();
 /// Whether a step failed that was to list a folder.
 bool hasFailedToList();
+/// The files and folders that were synchronised.
+QByteArrayList synced();
 /// What a power failure could take away: paths of files whose bytes, or whose names, were not synchronised after they were
 /// written, made or renamed. Not those that were removed.
 QByteArrayList unsynced();
