@@ -1,6 +1,7 @@
 #include "Journal.h"
 
 #include "Describe.h"
+#include "DiskFiles.h"
 #include "TypedJson.h"
 
 #include <QtCore/QJsonDocument>
@@ -303,9 +304,10 @@ bool saveJournal(const QString &path, const QList<Call> &calls, QString *error)
     bool isWritten = file.open(QIODevice::WriteOnly) && file.write(journalHeader()) >= 0;
     for (const Call &call : calls)
         isWritten = isWritten && file.write(journalLine(call)) >= 0;
-    if (isWritten && file.commit())
+    QString reason = file.errorString();
+    if (isWritten && Disk::commit(file, reason))
         return true;
-    setError(error, path + QLatin1String(": ") + file.errorString());
+    setError(error, path + QLatin1String(": ") + reason);
     return false;
 }
 
@@ -327,7 +329,7 @@ QList<Call> readJournal(const QString &path, QString *error)
     while (!file.atEnd()) {
         ++lineNumber;
         const QByteArray line = file.readLine();
-        if (line.isEmpty()) {
+        if (line.isEmpty() || file.error() != QFileDevice::NoError) {
             problem(file.errorString());
             break;
         }

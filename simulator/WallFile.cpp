@@ -1,6 +1,7 @@
 #include <simulator/WallFile.h>
 
 #include "CabinetGrid.h"
+#include "DiskFiles.h"
 #include "JsonReader.h"
 #include "JsonText.h"
 #include "Rules.h"
@@ -1038,10 +1039,9 @@ bool writeWall(const QString &path, const WallDescription &wall, QString *error)
     if (!parseWall(json, path, again, error))
         return false;
     QSaveFile file(path);
-    // commit() does not notice when the rest of the buffer cannot be written.
-    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.flush() || !file.commit())
-        return fail(error, path + QLatin1String(": ") + file.errorString());
-    return true;
+    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(json) == json.size();
+    QString reason = file.errorString();
+    return (isWritten && Disk::commit(file, reason)) || fail(error, path + QLatin1String(": ") + reason);
 }
 
 } // namespace Simulator

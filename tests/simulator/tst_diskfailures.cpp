@@ -155,6 +155,8 @@ private Q_SLOTS:
     void anyAllocationOfMakingMayFail();
 
     void everyFlippedBitIsNoticed();
+    void textFilesKeepTheReason_data();
+    void textFilesKeepTheReason();
 };
 
 void tst_DiskFailures::anyStepOfOpeningMayFail_data()
@@ -500,6 +502,61 @@ void tst_DiskFailures::everyFlippedBitIsNoticed()
     reopen(folder.directory);
     QVERIFY(values() == expected);
     QCOMPARE(refused, flips); // all bytes of this wall are in use
+}
+
+void tst_DiskFailures::textFilesKeepTheReason_data()
+{
+    QTest::addColumn<bool>("isJournal");
+    QTest::addColumn<int>("error");
+    QTest::newRow("a journal, disk full") << true << ENOSPC;
+    QTest::newRow("a journal, disk broken") << true << EIO;
+    QTest::newRow("a wall file, disk full") << false << ENOSPC;
+    QTest::newRow("a wall file, disk broken") << false << EIO;
+}
+
+void tst_DiskFailures::textFilesKeepTheReason()
+{
+    QFETCH(bool, isJournal);
+    QFETCH(int, error);
+    const Folder folder;
+    const QString path = folder.parent.filePath(QStringLiteral("file"));
+    wall().setWall(Generations::wall());
+    for (const int requests : {1, 500}) { // less than a buffer, and more
+        for (int i = 0; i < requests; ++i)
+            QVERIFY(saveFlags(i));
+        const QByteArray expected = isJournal ? wall().journal() : wallToJson(wall().wall());
+        for (int step = 1;; ++step) {
+            write(path, "from before");
+            QString message;
+            DiskSteps::watch(folder.parent.path().toLocal8Bit());
+            DiskSteps::failAt(step, error, false);
+            const bool isSaved = isJournal ? wall().saveJournal(path, &message) : writeWall(path, wall().wall(), &message);
+            const bool isReached = DiskSteps::count() >= step;
+            DiskSteps::watch(QByteArray());
+            const QByteArray found = allFiles(folder.parent.path()).value(QStringLiteral("/file"));
+            QVERIFY(found == (isSaved ? expected : QByteArray("from before")));
+            if (!isReached)
+                break;
+            QVERIFY2(isSaved || message.endsWith(qt_error_string(error)), qPrintable(message));
+        }
+
+        for (int step = 1;; ++step) {
+            QString message;
+            WallDescription description;
+            DiskSteps::watch(folder.parent.path().toLocal8Bit(), DiskSteps::Everything);
+            DiskSteps::failAt(step, error, false);
+            const QList<Call> calls = isJournal ? VirtualWall::readJournal(path, &message) : QList<Call>();
+            if (!isJournal)
+                readWall(path, description, &message);
+            const bool isReached = DiskSteps::count() >= step;
+            DiskSteps::watch(QByteArray());
+            if (!isReached)
+                break;
+            const bool isWhole = isJournal ? calls.size() == wall().calls().size() : wallToJson(description) == expected;
+            QVERIFY2(message.isEmpty() ? isWhole : message.endsWith(qt_error_string(error)),
+                     qPrintable(QStringLiteral("step %1: %2").arg(step).arg(message)));
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_DiskFailures)
