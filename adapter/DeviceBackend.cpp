@@ -12,11 +12,11 @@
 
 namespace Adapter {
 
-Q_LOGGING_CATEGORY(lcAdapter, "correction.adapter")
-
 using Quorvex::Communicator::HttpDevice::HttpProxy;
 
 namespace {
+
+Q_LOGGING_CATEGORY(lcAdapter, "correction.adapter")
 
 std::atomic<DeviceBackend *> g_backend{nullptr};
 std::atomic<DeviceBackend *(*)()> g_makeDefault{nullptr}; ///< Until a backend is installed.
@@ -44,6 +44,18 @@ DeviceBackend *backendOfCall()
 QString present(const QString &text)
 {
     return text.isNull() ? QString(QLatin1String("")) : text;
+}
+
+/// One warning line for the first value of a wrong type. Missing keys are not looked at.
+void warnOfWrongTypes(const Operation &operation, const QString &deviceKey, const QVariant &reply)
+{
+    walkReply(operation, reply, [&](const ReplyValue &value) {
+        if (!value.value || value.converts())
+            return true;
+        qCWarning(lcAdapter).noquote() << QStringLiteral("%1: device %2: reply%3 is %4")
+                                              .arg(operation.name, deviceKey, value.place(), value.mismatch());
+        return false;
+    });
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "ReplyCheck.h"
 
-#include <QtCore/QDebug>
-
 namespace Adapter {
 
 namespace {
@@ -71,64 +69,77 @@ const char *nameOf(Type type)
     return "";
 }
 
-/// Finds the first wrong value.
-class Check
+/// Calls `visit` for one value after the other until that returns false.
+class Walk
 {
 public:
-    bool isGood(const QVariant &value, const Field &field)
+    explicit Walk(const ReplyVisitor &visit) : m_visit(visit) {}
+
+    bool value(const ReplyValue &value)
     {
-        if (!converts(value, field.type)) {
-            expected = QLatin1String(nameOf(field.type));
-            found = value.isValid() ? QString::fromLatin1(value.typeName()) : QStringLiteral("invalid QVariant");
+        if (!m_visit(value))
             return false;
-        }
-        if (field.type == Type::Map)
-            return isGood(value.toMap(), field.fields);
-        if (field.type == Type::List)
-            return isGood(value.toList(), *field.fields.begin());
+        if (!value.converts())
+            return true;
+        if (value.field.type == Type::Map)
+            return map(value.value->toMap(), value);
+        if (value.field.type == Type::List)
+            return list(value.value->toList(), value);
         return true;
     }
-
-    QString place; ///< Such as `[2]["recvcardflags"]`; empty for the reply itself.
-    QString expected;
-    QString found;
 
 private:
-    bool isGood(const QVariantMap &map, Fields fields)
+    bool map(const QVariantMap &map, const ReplyValue &parent)
     {
-        for (const Field &field : fields) {
-            const QString key = QLatin1String(field.key);
-            const auto entry = map.constFind(key);
-            if (entry != map.cend() && !isGood(*entry, field)) {
-                place.prepend(QStringLiteral("[\"%1\"]").arg(key));
+        for (const Field &field : parent.field.fields) {
+            const auto entry = map.constFind(QLatin1String(field.key));
+            if (!value({field, entry == map.cend() ? nullptr : &*entry, &parent, -1}))
                 return false;
-            }
         }
         return true;
     }
-    bool isGood(const QVariantList &list, const Field &element)
+    bool list(const QVariantList &list, const ReplyValue &parent)
     {
+        const Field &element = *parent.field.fields.begin();
         for (int i = 0; i < list.size(); ++i) {
-            if (!isGood(list[i], element)) {
-                place.prepend(QStringLiteral("[%1]").arg(i));
+            if (!value({element, &list[i], &parent, i}))
                 return false;
-            }
         }
         return true;
     }
+
+    const ReplyVisitor &m_visit;
 };
 
 } // namespace
 
-void warnOfWrongTypes(const Operation &operation, const QString &deviceKey, const QVariant &reply)
+bool ReplyValue::converts() const
+{
+    return value && Adapter::converts(*value, field.type);
+}
+
+QString ReplyValue::place() const
+{
+    if (!parent)
+        return {};
+    return parent->place()
+           + (field.key ? QStringLiteral("[\"%1\"]").arg(QLatin1String(field.key)) : QStringLiteral("[%1]").arg(index));
+}
+
+QString ReplyValue::mismatch() const
+{
+    const bool isValid = value && value->isValid();
+    return QStringLiteral("a %1, not %2")
+        .arg(isValid ? QString::fromLatin1(value->typeName()) : QStringLiteral("invalid QVariant"),
+             QLatin1String(nameOf(field.type)));
+}
+
+void walkReply(const Operation &operation, const QVariant &reply, const ReplyVisitor &visit)
 {
     const Field map[] = {{nullptr, Type::Map, "", operation.replyFields}};
     const Field list{nullptr, Type::List, "", map};
-    Check check;
-    if (!reply.isValid() || check.isGood(reply, operation.reply == Form::List ? list : map[0]))
-        return;
-    qCWarning(lcAdapter).noquote() << QStringLiteral("%1: device %2: reply%3 is a %4, not %5")
-                                          .arg(operation.name, deviceKey, check.place, check.found, check.expected);
+    if (reply.isValid())
+        Walk(visit).value({operation.reply == Form::List ? list : map[0], &reply, nullptr, -1});
 }
 
 } // namespace Adapter
