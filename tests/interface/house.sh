@@ -89,6 +89,8 @@ may_include adapter "$core|<service/[A-Za-z]+\.h>|<adapter/[A-Za-z]+\.(h|def)>"
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""
 may_include cabinet "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet)/[A-Za-z0-9]+\.h\""
 may_include screen "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet|screen)/[A-Za-z0-9]+\.h\""
+# It checks any service: of the library it takes enumerations alone, and the virtual wall is one file's choice.
+may_include tools/service-check "$core|$gui|<CLI/CLI\.hpp>|<(adapter|service)/[A-Za-z]+\.(h|def)>|<Correction/Enumerations\.h>|<simulator/VirtualWall\.h>"
 
 # Suppressions: the check in parentheses for NOLINT, and behind it at least three words.
 reason='([^A-Za-z]*[A-Za-z]+){3}'

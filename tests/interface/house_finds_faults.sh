@@ -9,7 +9,7 @@ export LC_ALL=C
 house=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/house.sh
 copy=$(mktemp -d)
 trap 'rm -rf "$copy"' EXIT
-for folder in include model cabinet screen service adapter qtpromise simulator tests; do
+for folder in include model cabinet screen service adapter qtpromise simulator tests tools; do
     cp -R -L "$1/$folder" "$copy/"
 done
 cp -L "$1/CMakeLists.txt" "$copy/"
@@ -37,6 +37,8 @@ plant screen/ScreenV4.cpp '#include "VirtualWall.h"' '"VirtualWall.h" is no neig
 plant simulator/Wall.cpp '#include <service/HWInfo.h>' 'simulator/ must not include <service/HWInfo.h>'
 plant adapter/DeviceBackend.cpp '#include <simulator/VirtualWall.h>' 'adapter/ must not include <simulator/VirtualWall.h>'
 plant adapter/Operations.cpp '#include <Correction/Enumerations.h>' 'adapter/ must not include <Correction/Enumerations.h>'
+plant tools/service-check/Check.cpp '#include <Correction/ScreenManager.h>' \
+    'tools/service-check/ must not include <Correction/ScreenManager.h>'
 plant simulator/Wall.cpp '#include "model/Grid.h"' 'simulator/ must not include "model/Grid.h"'
 plant simulator/VirtualWall.cpp '#include <Correction/Global.h>' 'simulator/ must not include <Correction/Global.h>'
 plant model/Codec.cpp 'int a; // NOLINT' 'NOLINT without check and reason'

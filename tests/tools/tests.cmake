@@ -33,3 +33,17 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   target_compile_definitions(tst_ctlownservice PRIVATE OWN_SERVICE="${own_service}")
   add_dependencies(tst_ctlownservice correctionctl-own-service)
 endif()
+
+if(CORRECTION_BUILD_TOOLS AND NOT SERVICE_CHECK_SERVICE)
+  correction_test(tools/tst_servicecheck.cpp)
+  target_link_libraries(tst_servicecheck PRIVATE service_check correction_operations)
+  # The same program on a service that defines the classes itself, as a static library.
+  add_library(direct_service STATIC tools/DirectService.cpp
+    ${PROJECT_SOURCE_DIR}/service/HttpProxy.h ${PROJECT_SOURCE_DIR}/service/ScreenInfo.h)
+  set_target_properties(direct_service PROPERTIES AUTOMOC ON)
+  target_link_libraries(direct_service PUBLIC Correction::Service PRIVATE correction_warnings)
+  service_check_program(service-check-direct direct_service)
+  target_compile_definitions(tst_servicecheck PRIVATE SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    SERVICE_CHECK="$<TARGET_FILE:service-check>" SERVICE_CHECK_DIRECT="$<TARGET_FILE:service-check-direct>")
+  add_dependencies(tst_servicecheck service-check service-check-direct)
+endif()

@@ -2,6 +2,7 @@
 
 #include "Exchange.h"
 
+#include <QtCore/QHash>
 #include <QtCore/QSet>
 #include <QtCore/QSize>
 
@@ -20,7 +21,6 @@ struct Options {
 struct Cabinet {
     QString id;
     QSize size;
-    QVariantMap flags; ///< As getCabAllFlags describes it.
 };
 
 struct Device {
@@ -66,10 +66,10 @@ private:
 
     const Options m_options;
     Report &m_report;
-    // What the devices so far have told, as a refresh collects it.
-    QSet<QString> m_listed;              ///< Cabinet and output id.
-    QHash<QString, QString> m_owners;    ///< Cabinet id -> key of the device that listed it first.
-    QHash<QString, QVariantMap> m_flags; ///< By cabinet id.
+    // What the devices so far have returned, as a refresh collects it.
+    QSet<QString> m_listed;           ///< Cabinet and output id.
+    QSet<QString> m_described;        ///< Ids of the cabinets that have flags.
+    QHash<QString, QString> m_owners; ///< Cabinet id -> key of the device that listed it first.
 };
 
 /// Whether an operation is asked with Options::unrestored only.

@@ -6,6 +6,8 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 
+#include <set>
+
 namespace ServiceCheck {
 
 namespace {
@@ -86,18 +88,17 @@ void Check::describe(Device &device)
     const bool screensFit = screens.isGood();
     const bool listFits = list.isGood();
     const bool flagsFit = flags.isGood();
-    const auto checkId = [](Exchange &exchange, const QString &id, QStringList &ids) {
+    const auto checkId = [](Exchange &exchange, const QString &id, std::set<QString> &ids) {
         bool isNumber = false;
         id.toLongLong(&isNumber);
         if (!isNumber)
             exchange.bad(Finding::BadId, QStringLiteral("cabinet id \"%1\" is not a decimal number").arg(id));
-        if (ids.contains(id))
+        if (!ids.insert(id).second)
             exchange.bad(Finding::DuplicateId, QStringLiteral("cabinet %1 is there twice").arg(id));
-        ids += id;
     };
-    QStringList listed;
-    QStringList described;
-    QStringList placed;
+    std::set<QString> listed;
+    std::set<QString> described;
+    std::set<QString> placed;
 
     for (const QVariant &cabinet : listIn(list.isAnswered(), list.reply())) {
         const QString id = textOf(cabinet, "id");
@@ -113,7 +114,7 @@ void Check::describe(Device &device)
         const QString id = textOf(cabinet, "id");
         if (flagsFit)
             checkId(flags, id, described);
-        m_flags.insert(id, cabinet.toMap());
+        m_described.insert(id);
     }
     for (const QVariant &subScreen :
          listIn(screens.isAnswered(), screens.reply().toMap().value(QStringLiteral("subScreens")))) {
@@ -129,16 +130,16 @@ void Check::describe(Device &device)
                 if (listFits && !m_listed.contains(place))
                     screens.bad(Finding::NotListed,
                                 place + QStringLiteral(" is placed, but getAllCabinetsInfo does not list it there"));
-                if (flagsFit && !m_flags.contains(id))
+                if (flagsFit && !m_described.contains(id))
                     flags.bad(Finding::NoFlags,
                               QStringLiteral("cabinet %1 is placed by getScreens, but not described").arg(id));
             }
-            if (m_flags.contains(id) && m_owners.value(id) == device.key && !size.isEmpty())
-                device.cabinets.append({id, size, m_flags.value(id)});
+            if (m_described.contains(id) && m_owners.value(id) == device.key && !size.isEmpty())
+                device.cabinets.append({id, size});
         }
     }
-    for (const QString &id : qAsConst(listed)) {
-        if (screensFit && !placed.contains(id))
+    for (const QString &id : listed) {
+        if (screensFit && placed.count(id) == 0)
             screens.bad(Finding::NotPlaced, QStringLiteral("cabinet %1 is listed, but not placed").arg(id));
     }
     for (const Exchange *exchange : {&hardware, &screens, &list, &flags})

@@ -187,7 +187,7 @@ Probe flagProbe(Operation::Id write, const QString &id, const std::function<QVar
         }};
 }
 
-/// `canUpload` and `hasMultilayer` leave out what cannot be undone, or what the device does not have.
+/// The first uploads chroma coefficients: the last ones are undone by that.
 QVector<Probe> probesOf(const Device &device, const Cabinet &cabinet)
 {
     const QString id = cabinet.id;
