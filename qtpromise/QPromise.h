@@ -146,7 +146,8 @@ public:
     /// Calls one of the handlers once the promise has settled. `onFulfilled` takes the value or nothing and decides the
     /// type of the promise given back. `onRejected` takes an error, by value or by reference, and is called for errors
     /// of that type only; one without argument takes all. An outcome without a handler (null, or an error of another
-    /// type) is the outcome of the promise given back.
+    /// type) is the outcome of the promise given back. `onRejected` runs inside a catch of the error, as every handler
+    /// of a rejection does: `throw;` and `std::current_exception()` work in it.
     template <typename Fulfilled, typename Rejected>
     QPromise<typename Detail::HandlerResult<std::decay_t<Fulfilled>, T>::type> then(Fulfilled &&onFulfilled,
                                                                                     Rejected &&onRejected) const
@@ -179,7 +180,8 @@ public:
     {
         return attach<T>([call = std::decay_t<Handler>(std::forward<Handler>(handler))](
                              const std::shared_ptr<Detail::State> &source) mutable {
-            return Detail::keptOutcome(source, Detail::onValue<void, void>(call, source));
+            return Detail::keptOutcome(source, source->isFailed() ? Detail::onAnyError<void>(call, source)
+                                                                  : Detail::onValue<void, void>(call, source));
         });
     }
 

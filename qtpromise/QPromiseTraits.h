@@ -227,11 +227,31 @@ struct Caught {
     using type = std::conditional_t<std::is_pointer<E>::value, E, Reference>;
 };
 
+/// The outcome of a handler that runs inside a catch of the source's error. With `throw;` the error stays the source's.
+template <typename Target, typename Call>
+Outcome outcomeInCatch(Call call, const std::shared_ptr<State> &source) noexcept
+{
+    Outcome outcome = outcomeOf<Target>(std::move(call));
+    if (outcome.thrown && outcome.thrown == source->error())
+        return source->outcome();
+    return outcome;
+}
+
 template <typename Target, typename F>
-Outcome onErrorOf(F &handler, const std::shared_ptr<State> &, TakesAnyError *) noexcept
+Outcome onAnyError(F &handler, const std::shared_ptr<State> &source) noexcept
+{
+    try {
+        std::rethrow_exception(source->error());
+    } catch (...) {
+        return outcomeInCatch<Target>([&]() -> decltype(auto) { return handler(); }, source);
+    }
+}
+
+template <typename Target, typename F>
+Outcome onErrorOf(F &handler, const std::shared_ptr<State> &source, TakesAnyError *) noexcept
 {
     static_assert(IsCallable<F &>::value, "the handler has to take one type of error, or nothing");
-    return outcomeOf<Target>([&]() -> decltype(auto) { return handler(); });
+    return onAnyError<Target>(handler, source);
 }
 
 template <typename Target, typename F, typename E>
@@ -241,7 +261,7 @@ Outcome onErrorOf(F &handler, const std::shared_ptr<State> &source, E *) noexcep
     try {
         std::rethrow_exception(source->error());
     } catch (Catch error) { // NOLINT(cert-err09-cpp,cert-err61-cpp): by value for pointers only, see Caught
-        return outcomeOf<Target>([&]() -> decltype(auto) { return handler(error); });
+        return outcomeInCatch<Target>([&]() -> decltype(auto) { return handler(error); }, source);
     } catch (...) {
         return source->outcome();
     }

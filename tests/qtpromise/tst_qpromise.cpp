@@ -148,11 +148,38 @@ void runPosted()
     QCoreApplication::processEvents();
 }
 
+/// The exception that is being handled, as text; empty if there is none.
+QString currentError()
+{
+    const std::exception_ptr current = std::current_exception();
+    if (!current)
+        return QString();
+    try {
+        std::rethrow_exception(current);
+    } catch (const Refused &error) {
+        return QStringLiteral("Refused %1").arg(QLatin1String(error.what()));
+    } catch (int error) {
+        return QStringLiteral("int %1").arg(error);
+    } catch (...) {
+        return QStringLiteral("some error");
+    }
+}
+
+QStringList seenErrors;
+/// Notes the exception that is being handled and throws it again.
+int rethrow()
+{
+    seenErrors << currentError();
+    throw;
+}
+
 using IntPromise = std::function<QPromise<int>()>;
+using IntHandler = std::function<QPromise<int>(const QPromise<int> &)>;
 
 } // namespace
 
 Q_DECLARE_METATYPE(IntPromise)
+Q_DECLARE_METATYPE(IntHandler)
 
 class tst_QPromise : public QObject
 {
@@ -514,6 +541,77 @@ private Q_SLOTS:
         QFETCH(IntPromise, make);
         QFETCH(QString, outcome);
         QCOMPARE(settled(make()), outcome);
+    }
+
+    void aRejectionHandlerRunsInsideACatch_data()
+    {
+        QTest::addColumn<IntHandler>("attach");
+        QTest::addColumn<bool>("settledBefore");
+        const auto row = [](const char *name, const IntHandler &attach) {
+            QTest::addRow("%s, on a pending promise", name) << attach << false;
+            QTest::addRow("%s, on a settled promise", name) << attach << true;
+        };
+        row("fail, all errors", [](const QPromise<int> &promise) { return promise.fail([] { return rethrow(); }); });
+        row("fail, one type",
+            [](const QPromise<int> &promise) { return promise.fail([](const std::runtime_error &) { return rethrow(); }); });
+        row("then, all errors",
+            [](const QPromise<int> &promise) { return promise.then(nullptr, [] { return rethrow(); }); });
+        row("then, one type", [](const QPromise<int> &promise) {
+            return promise.then([] { return 0; }, [](const Refused &) { return rethrow(); });
+        });
+        row("tapFail, all errors", [](const QPromise<int> &promise) { return promise.tapFail([] { rethrow(); }); });
+        row("tapFail, one type",
+            [](const QPromise<int> &promise) { return promise.tapFail([](const Refused &) { rethrow(); }); });
+        row("finally", [](const QPromise<int> &promise) { return promise.finally([] { rethrow(); }); });
+        row("fail, followed by another",
+            [](const QPromise<int> &promise) { return promise.fail([] { return rethrow(); }).tapFail([] { rethrow(); }); });
+        row("fail, inside a handler of another error", [](const QPromise<int> &promise) {
+            return QPromise<int>::reject(7).fail([promise] {
+                promise.fail([] { return rethrow(); }).wait();
+                if (currentError() != QLatin1String("int 7"))
+                    throw std::logic_error("the outer handler has lost its error");
+                return promise;
+            });
+        });
+    }
+
+    void aRejectionHandlerRunsInsideACatch()
+    {
+        QFETCH(IntHandler, attach);
+        QFETCH(bool, settledBefore);
+        const Deferred<int> deferred;
+        if (settledBefore)
+            (*deferred.reject)(Refused("no"));
+        seenErrors.clear();
+        const QPromise<int> promise = attach(deferred.promise);
+        if (!settledBefore)
+            (*deferred.reject)(Refused("no"));
+        QCOMPARE(settled(promise), QStringLiteral("error Refused no"));
+        QVERIFY(!seenErrors.isEmpty());
+        for (const QString &seen : seenErrors)
+            QCOMPARE(seen, QStringLiteral("Refused no"));
+        QVERIFY(!std::current_exception());
+    }
+
+    void aRejectionHandlerMayRethrowAsAnotherType()
+    {
+        QCOMPARE(settled(QPromise<int>::reject(Refused("no")).fail([]() -> int {
+                     try {
+                         throw;
+                     } catch (const Refused &) {
+                         throw 8;
+                     }
+                 })),
+                 QStringLiteral("error int 8"));
+    }
+
+    void aHandlerOfAValueRunsInNoCatch()
+    {
+        QStringList seen;
+        const auto see = [&] { seen << currentError(); };
+        QtPromise::resolve(5).finally(see).tap(see).then(see).wait();
+        QPromise<int>::reject(7).fail([] { return 0; }).then(see).wait();
+        QCOMPARE(seen, QStringList({QString(), QString(), QString(), QString()}));
     }
 
     void oneErrorGoesToManyHandlers()

@@ -346,6 +346,41 @@ private Q_SLOTS:
         }
     }
 
+    void oneErrorIsRethrownInManyThreads()
+    {
+        for (int round = 0; round < 20; ++round) {
+            auto deferred = std::make_unique<Deferred<int>>();
+            std::atomic<int> read{0};
+            std::vector<std::thread> threads;
+            for (int i = 0; i < 4; ++i) {
+                threads.emplace_back([&read, promise = deferred->promise]() mutable {
+                    const QEventLoop makesDispatcher;
+                    const QPromise<int> rethrown = promise.tapFail([] { throw; });
+                    promise = QPromise<int>::resolve(0); // the last thread that handles the error destroys it
+                    rethrown.tapFail([] { throw; })
+                        .finally([] { throw; })
+                        .then(nullptr, []() -> int { throw; })
+                        .fail([](const std::exception &) -> int { throw; })
+                        .fail([&] {
+                            try {
+                                std::rethrow_exception(std::current_exception());
+                            } catch (const std::runtime_error &error) {
+                                if (error.what() == std::string("a text that is long enough to be allocated"))
+                                    ++read;
+                            }
+                            return 0;
+                        })
+                        .wait();
+                });
+            }
+            (*deferred->reject)(std::runtime_error("a text that is long enough to be allocated"));
+            deferred.reset();
+            for (std::thread &thread : threads)
+                thread.join();
+            QCOMPARE(read.load(), 4);
+        }
+    }
+
     void manyPromisesAreChainedAcrossThreads()
     {
         constexpr int count = 8;
