@@ -14,7 +14,9 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 /// The machinery behind QPromise: what promises share, the queue of handlers of each thread, and waiting. Not for
@@ -52,25 +54,45 @@ struct Outcome {
     }
 };
 
+/// Announces one handler of a queue to the event dispatcher of the queue's thread. When it is destroyed without having
+/// been delivered, because an event filter stopped it or somebody removed it, the queue takes the handler back.
+class HandlerEvent final : public QEvent
+{
+public:
+    explicit HandlerEvent(std::shared_ptr<HandlerQueue> queue);
+    ~HandlerEvent() override;
+
+    /// Before it is posted.
+    void announce() noexcept { m_isPending.store(true, std::memory_order_release); }
+    void deliver() noexcept;
+
+    static QEvent::Type registeredType()
+    {
+        static const int type = QEvent::registerEventType();
+        return static_cast<QEvent::Type>(type);
+    }
+
+private:
+    const std::shared_ptr<HandlerQueue> m_queue;
+    /// Atomic because ThreadSanitizer does not see that Qt's own locks order posting and delivery.
+    std::atomic<bool> m_isPending{false};
+
+    Q_DISABLE_COPY(HandlerEvent)
+};
+
 /// Something to do once a promise (its source) has settled; its result settles another promise (its target), if it has
 /// one. Belongs to the source until that has settled, then to the queue of the thread that is to run it.
 class Job
 {
 public:
     Job(std::shared_ptr<HandlerQueue> runsIn, std::shared_ptr<State> settles)
-        : event(runsIn ? new QEvent(eventType()) : nullptr), queue(std::move(runsIn)), target(std::move(settles))
+        : event(runsIn ? new HandlerEvent(runsIn) : nullptr), queue(std::move(runsIn)), target(std::move(settles))
     {
     }
     virtual ~Job() = default;
     virtual Outcome run(const std::shared_ptr<State> &settled) noexcept = 0;
 
-    static QEvent::Type eventType()
-    {
-        static const int type = QEvent::registerEventType();
-        return static_cast<QEvent::Type>(type);
-    }
-
-    std::unique_ptr<QEvent> event;
+    std::unique_ptr<HandlerEvent> event;
     /// Null: the job runs no foreign code and is done at once by whoever settles the source.
     std::shared_ptr<HandlerQueue> queue;
     /// Set only when the source has let go of the job, so they never keep each other alive.
@@ -347,10 +369,10 @@ private:
 
 /// The handlers that one thread has still to run. Each is announced to the thread's event dispatcher by one posted
 /// event, so that it takes its turn among all other events. The handlers themselves travel here, under a standard
-/// mutex.
+/// mutex, and every event runs the first of them: their order stays, whichever event is delivered or lost.
 ///
-/// Where nothing can be posted, because there is no application or no memory, the handlers stay here unannounced; the
-/// thread's next announced handler or its wait() runs them.
+/// Where nothing can be posted, because there is no application or no memory, the handlers stay here unannounced. The
+/// thread's wait() runs them, or its event dispatcher announces them in its next round.
 class HandlerQueue : public std::enable_shared_from_this<HandlerQueue>
 {
 public:
@@ -363,7 +385,8 @@ public:
     {
         std::unique_lock<std::mutex> lock(m_mutex);
         if (!m_closed) {
-            announce(m_jobs.append(std::move(job)));
+            if (!announce(m_jobs.append(std::move(job)).event))
+                leaveUnannounced();
             return;
         }
         lock.unlock();
@@ -377,7 +400,22 @@ public:
         lock.unlock();
         if (job)
             State::perform(std::move(job));
-        runUnannounced();
+    }
+
+    /// An announcement was destroyed undelivered. In the queue's own thread its handler runs at once: a new event could
+    /// meet the same filter, without end. In any other thread it is left to the queue's own.
+    void takeBack() noexcept
+    {
+        const std::thread::id here = std::this_thread::get_id();
+        if (m_announcer.load() == here)
+            return; // it could not be posted, which announce() deals with
+        if (m_thread == here) {
+            runAnnounced();
+            return;
+        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_closed)
+            leaveUnannounced();
     }
 
     void runUnannounced() noexcept
@@ -407,6 +445,7 @@ public:
     }
 
 private:
+    friend class HandlerEvent;
     friend class WaitFrame;
 
     /// Child of the dispatcher, so it lives in the queue's thread and ends with it.
@@ -420,10 +459,10 @@ private:
         ~Receiver() override { m_queue->close(); }
 
     protected:
-        void customEvent(QEvent *) override
+        void customEvent(QEvent *event) override
         {
-            const std::shared_ptr<HandlerQueue> queue = m_queue;
-            queue->runAnnounced();
+            if (event->type() == m_queue->m_eventType)
+                static_cast<HandlerEvent *>(event)->deliver();
         }
 
     private:
@@ -451,27 +490,55 @@ private:
             QThread::currentThread(), &QThread::finished, receiver, [this] { close(); }, Qt::DirectConnection);
         QObject::connect(
             dispatcher, &QAbstractEventDispatcher::aboutToBlock, receiver, [this] { aboutToSleep(); }, Qt::DirectConnection);
+        QObject::connect(
+            dispatcher, &QAbstractEventDispatcher::awake, receiver, [this] { announceRest(); }, Qt::DirectConnection);
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_receiver = receiver;
         m_dispatcher = dispatcher;
         m_unannounced = 0;
-        for (Job *job = m_jobs.first(); job; job = job->next)
-            announce(*job);
+        for (Job *job = m_jobs.first(); job; job = job->next) {
+            if (!announce(job->event))
+                leaveUnannounced();
+        }
     }
 
     /// With the mutex held, which keeps the receiver alive.
-    void announce(Job &job) noexcept
+    bool announce(std::unique_ptr<HandlerEvent> &event) noexcept
     {
-        if (m_receiver && job.event) {
-            try {
-                QCoreApplication::postEvent(m_receiver, job.event.release());
-                return;
-            } catch (...) {
-                m_dispatcher->wakeUp();
-            }
+        if (!m_receiver || !event)
+            return false;
+        m_announcer = std::this_thread::get_id();
+        bool posted = true;
+        try {
+            event->announce();
+            QCoreApplication::postEvent(m_receiver, event.release());
+        } catch (...) {
+            posted = false;
         }
+        m_announcer = std::thread::id();
+        return posted;
+    }
+
+    /// With the mutex held.
+    void leaveUnannounced() noexcept
+    {
         ++m_unannounced;
         m_work.notify_all();
+        if (m_dispatcher)
+            m_dispatcher->wakeUp();
+    }
+
+    /// In the queue's own thread: only there events are made and, but for the lost ones, destroyed, which ThreadSanitizer
+    /// can follow.
+    void announceRest() noexcept
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        while (m_unannounced > 0) {
+            std::unique_ptr<HandlerEvent> event(new (std::nothrow) HandlerEvent(shared_from_this()));
+            if (!announce(event))
+                return;
+            --m_unannounced;
+        }
     }
 
     /// A wake-up is lost to the innermost wait when something else of this thread took it: a wait nested in a handler,
@@ -479,6 +546,7 @@ private:
     /// event loop that a handler runs on top of the wait sleeps as it likes.
     void aboutToSleep() noexcept
     {
+        announceRest();
         if (m_top && m_top->isSettled() && m_top->m_loopLevel == QThread::currentThread()->loopLevel())
             m_dispatcher->wakeUp();
     }
@@ -495,6 +563,11 @@ private:
         m_work.notify_all();
     }
 
+    const std::thread::id m_thread = std::this_thread::get_id();
+    /// One for all events of the queue, whichever shared library makes them.
+    const QEvent::Type m_eventType = HandlerEvent::registeredType();
+    /// The thread that is posting an event, with the mutex held: postEvent() destroys the event when it fails.
+    std::atomic<std::thread::id> m_announcer{std::thread::id()};
     std::mutex m_mutex;
     std::condition_variable m_work;
     JobList m_jobs;
@@ -507,6 +580,23 @@ private:
 
     Q_DISABLE_COPY(HandlerQueue)
 };
+
+inline HandlerEvent::HandlerEvent(std::shared_ptr<HandlerQueue> queue)
+    : QEvent(queue->m_eventType), m_queue(std::move(queue))
+{
+}
+
+inline HandlerEvent::~HandlerEvent()
+{
+    if (m_isPending.load(std::memory_order_acquire))
+        m_queue->takeBack();
+}
+
+inline void HandlerEvent::deliver() noexcept
+{
+    if (m_isPending.exchange(false, std::memory_order_acquire))
+        m_queue->runAnnounced();
+}
 
 struct ThreadData {
     std::shared_ptr<HandlerQueue> queue;

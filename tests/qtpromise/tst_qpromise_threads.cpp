@@ -1,7 +1,10 @@
+#include "support/Allocations.h"
+
 #include <QtPromise>
 
 #include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QCoreApplication>
+#include <QtCore/QEvent>
 #include <QtCore/QEventLoop>
 #include <QtCore/QObject>
 #include <QtCore/QPointer>
@@ -11,6 +14,7 @@
 #include <QtCore/QVector>
 #include <QtTest/QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <functional>
@@ -112,6 +116,38 @@ void runPosted()
     QCoreApplication::processEvents();
 }
 
+/// What may receive the events that promises post to this thread.
+QObjectList receiversOfThisThread()
+{
+    QtPromise::resolve().then([] {}).wait();
+    return QAbstractEventDispatcher::instance()->children();
+}
+
+/// Stops custom events on their way to objects of this thread, by their number or all, as long as it lives.
+class EventFilter : public QObject
+{
+public:
+    EventFilter() = default;
+    explicit EventFilter(QVector<int> stopped) : m_stopped(std::move(stopped)) {}
+
+    void watchApplication() { QCoreApplication::instance()->installEventFilter(this); }
+    void watchReceivers()
+    {
+        for (QObject *receiver : receiversOfThisThread())
+            receiver->installEventFilter(this);
+    }
+    int seen() const { return m_seen; }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        return event->type() >= QEvent::User && (m_stopped.isEmpty() || m_stopped.contains(m_seen++));
+    }
+
+private:
+    const QVector<int> m_stopped;
+    int m_seen = 0;
+};
+
 #ifdef CORRECTION_BUNDLED_QTPROMISE
 /// Waits while there is no application: in the main thread, and for a value that another thread computes in its own
 /// wait.
@@ -128,6 +164,26 @@ int waitWithoutApplication()
     return handled;
 }
 const int handledWithoutApplication = waitWithoutApplication();
+
+/// Ends an application while events for handlers are posted. Only the first handler runs, before the end.
+int endApplicationWithPostedEvents()
+{
+    int handled = 0;
+    {
+        int argc = 1;
+        char name[] = "tst_qpromise_threads";
+        char *argv[] = {name, nullptr};
+        const QCoreApplication application(argc, argv);
+        QtPromise::resolve().then([&] { ++handled; }).wait();
+        for (int i = 0; i < 3; ++i)
+            QtPromise::resolve().then([&handled, counted = Counted()] {
+                counted.use();
+                handled += 100;
+            });
+    }
+    return handled + 1000 * Counted::living;
+}
+const int handledAfterApplication = endApplicationWithPostedEvents();
 #endif
 
 } // namespace
@@ -267,6 +323,213 @@ private Q_SLOTS:
         last.wait();
         QCOMPARE(order, QVector<int>({1, 2, 3}));
     }
+
+    // Posted events that never arrive
+
+    void aHandlerRunsThoughItsEventIsFiltered_data()
+    {
+        QTest::addColumn<bool>("ofApplication");
+        QTest::addColumn<QVector<int>>("stopped");
+        for (const bool ofApplication : {true, false}) {
+            const auto row = [=](const char *what, const QVector<int> &stopped) {
+                QTest::addRow("%s of the %s", what, ofApplication ? "application" : "receiver") << ofApplication << stopped;
+            };
+            row("the first is stopped by a filter", {0});
+            row("the second is stopped by a filter", {1});
+            row("the last is stopped by a filter", {2});
+            row("all are stopped by a filter", {0, 1, 2});
+        }
+    }
+
+    void aHandlerRunsThoughItsEventIsFiltered()
+    {
+        QFETCH(bool, ofApplication);
+        QFETCH(QVector<int>, stopped);
+        EventFilter filter(stopped);
+        if (ofApplication)
+            filter.watchApplication();
+        else
+            filter.watchReceivers();
+        const Deferred<int> deferred;
+        QVector<int> order;
+        QPromise<void> last = QtPromise::resolve();
+        for (int i = 0; i < 3; ++i)
+            last = deferred.promise.then([&order, i] { order << i; });
+        (*deferred.resolve)(5);
+        runPosted();
+        QCOMPARE(filter.seen(), 3);
+        QCOMPARE(order, QVector<int>({0, 1, 2}));
+        QVERIFY(last.isFulfilled());
+        deferred.promise.then([&] { order << 3; }).wait();
+        QCOMPARE(order, QVector<int>({0, 1, 2, 3}));
+    }
+
+    void waitReturnsThoughEveryEventIsFiltered()
+    {
+        EventFilter filter;
+        filter.watchApplication();
+        int value = 0;
+        QtPromise::resolve(5)
+            .then([](int given) { return QtPromise::resolve(given + 1).then([](int more) { return more + 1; }); })
+            .tap([&](int given) { value = given; })
+            .finally([] { throw std::runtime_error("an exception must not leave the event's destructor"); })
+            .fail([&](const std::runtime_error &) { return ++value; })
+            .wait();
+        QCOMPARE(value, 8);
+    }
+
+    void aWaitInsideAFilteredHandlerRunsLaterHandlers()
+    {
+        EventFilter filter({0, 1});
+        filter.watchApplication();
+        const Deferred<int> deferred;
+        QVector<int> order;
+        const QPromise<void> ready = QtPromise::resolve();
+        const QPromise<void> first = ready.then([&] {
+            order << 1;
+            deferred.promise.wait();
+            order << 3;
+        });
+        ready.then([&] {
+            order << 2;
+            (*deferred.resolve)(5);
+        });
+        first.wait();
+        QCOMPARE(order, QVector<int>({1, 2, 3}));
+    }
+
+    void handlersRunThoughTheirEventsAreRemoved()
+    {
+        const Deferred<int> deferred;
+        const auto here = std::this_thread::get_id();
+        QVector<int> order;
+        QPromise<void> last = QtPromise::resolve();
+        for (int i = 0; i < 3; ++i) {
+            last = deferred.promise.then([&order, i, here] {
+                order << i;
+                if (std::this_thread::get_id() != here)
+                    order << -1;
+            });
+        }
+        (*deferred.resolve)(5);
+        QCoreApplication::removePostedEvents(nullptr);
+        last.wait();
+        runPosted();
+        QCOMPARE(order, QVector<int>({0, 1, 2}));
+    }
+
+    void aHandlerMayRemoveTheEventsOfOthers()
+    {
+        const Deferred<int> deferred;
+        QVector<int> order;
+        QPromise<void> last = QtPromise::resolve();
+        for (int i = 0; i < 4; ++i) {
+            last = deferred.promise.then([&, i] {
+                order << i;
+                QtPromise::resolve().then([&order, i] { order << 10 + i; });
+                QCoreApplication::removePostedEvents(nullptr);
+            });
+        }
+        (*deferred.resolve)(5);
+        last.wait();
+        runPosted();
+        std::sort(order.begin(), order.end()); // a handler that is attached meanwhile may run inside of another
+        QCOMPARE(order, QVector<int>({0, 1, 2, 3, 10, 11, 12, 13}));
+    }
+
+#ifdef CORRECTION_BUNDLED_QTPROMISE
+    void handlersKeepTheirThreadThoughAnotherOneRemovesTheirEvents()
+    {
+        constexpr int rounds = 50;
+        const QEventLoop makesDispatcher;
+        const QObjectList receivers = receiversOfThisThread();
+        QVERIFY(!receivers.isEmpty());
+        std::atomic<bool> over{false};
+        std::atomic<int> removals{0};
+        const Worker remover([&] {
+            while (!over) {
+                for (QObject *receiver : receivers)
+                    QCoreApplication::removePostedEvents(receiver);
+                ++removals;
+            }
+        });
+        const auto here = std::this_thread::get_id();
+        int strangers = 0;
+        for (int round = 0; round < rounds; ++round) {
+            const Deferred<int> deferred;
+            QVector<int> order;
+            QPromise<void> last = QtPromise::resolve();
+            for (int i = 0; i < 10; ++i) {
+                last = deferred.promise.then([&, i] {
+                    order << i;
+                    strangers += std::this_thread::get_id() == here ? 0 : 1;
+                });
+            }
+            (*deferred.resolve)(5);
+            const int before = removals;
+            while (removals < before + 2)
+                std::this_thread::yield();
+            last.wait();
+            QCOMPARE(order, QVector<int>({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+        }
+        over = true;
+        QCOMPARE(strangers, 0);
+    }
+
+    void aWaitReturnsThoughAnotherThreadRemovesItsEvent()
+    {
+        const Deferred<int> deferred;
+        const QObjectList receivers = receiversOfThisThread();
+        int value = 0;
+        Gate busy;
+        Gate removed;
+        const Worker settler([&] {
+            busy.pass();
+            (*deferred.resolve)(5);
+            for (QObject *receiver : receivers)
+                QCoreApplication::removePostedEvents(receiver);
+            removed.open();
+        });
+        QMetaObject::invokeMethod(
+            this,
+            [&] {
+                busy.open();
+                removed.pass();
+            },
+            Qt::QueuedConnection);
+        deferred.promise.then([&](int given) { value = given; }).wait();
+        QCOMPARE(value, 5);
+    }
+
+    void handlersRunThoughAnEventCannotBePosted()
+    {
+#ifdef COUNTS_ALLOCATIONS
+        constexpr int count = 1000; // more than the list of posted events has room for
+        const Deferred<void> deferred;
+        QVector<int> order;
+        QPromise<void> last = QtPromise::resolve();
+        for (int i = 0; i < count; ++i)
+            last = deferred.promise.then([&order, i] { order << i; });
+        Allocations::untilFailure = 0;
+        Allocations::armed = true;
+        (*deferred.resolve)();
+        Allocations::armed = false;
+        QVERIFY(Allocations::untilFailure < 0);
+        Allocations::untilFailure = -1;
+        last.wait();
+        QCOMPARE(order.size(), count);
+        for (int i = 0; i < count; ++i)
+            QCOMPARE(order.at(i), i);
+#else
+        QSKIP("allocations cannot be made to fail here");
+#endif
+    }
+
+    void handlersOfAnEndedApplicationAreDropped()
+    {
+        QCOMPARE(handledAfterApplication, 1);
+    }
+#endif
 
     // Settling
 
