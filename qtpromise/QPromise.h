@@ -9,6 +9,7 @@
 #include <utility>
 
 namespace QtPromise {
+inline namespace Bundled {
 
 /// Fulfils its promise when called, with a value or with another promise, which is then followed. Copies belong to the
 /// same promise; the first call of any of them, or of its QPromiseReject, counts and later ones are ignored. May be
@@ -340,4 +341,5 @@ QPromise<T> QPromiseBase<T>::timeout(int msec) const
     return Detail::Access::promise<T>(std::move(state));
 }
 
+} // namespace Bundled
 } // namespace QtPromise

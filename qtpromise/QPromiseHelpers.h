@@ -13,6 +13,7 @@
 #include <vector>
 
 namespace QtPromise {
+inline namespace Bundled {
 
 /// A fulfilled promise of the value's plain type.
 template <typename T, std::enable_if_t<!Detail::IsPromise<T>::value, int> = 0>
@@ -189,4 +190,5 @@ QPromise<T> QPromise<T>::each(F fn) const
         [call = std::move(fn)](const T &sequence) mutable { return QtPromise::each(sequence, std::move(call)); });
 }
 
+} // namespace Bundled
 } // namespace QtPromise

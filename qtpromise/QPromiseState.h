@@ -29,6 +29,7 @@
 /// Memory. Whatever settling needs (the job, its event) is allocated when a handler is attached, so settling cannot
 /// fail.
 namespace QtPromise {
+inline namespace Bundled {
 namespace Detail {
 
 class HandlerQueue;
@@ -738,4 +739,5 @@ private:
 };
 
 } // namespace Detail
+} // namespace Bundled
 } // namespace QtPromise

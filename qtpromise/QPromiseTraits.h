@@ -13,6 +13,7 @@
 
 /// How handlers are called and what becomes of their results. Not for direct use.
 namespace QtPromise {
+inline namespace Bundled {
 
 template <typename T>
 class QPromise;
@@ -327,4 +328,5 @@ using MappedElement = Unwrapped<decltype(callForElement(std::declval<F &>(), std
                                                         TakesIndex<F, ElementOf<Sequence>>()))>;
 
 } // namespace Detail
+} // namespace Bundled
 } // namespace QtPromise

@@ -9,6 +9,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
+#include <QtCore/QVariant>
 #include <QtCore/QVector>
 #include <QtTest/QTest>
 
@@ -23,6 +24,58 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+// What hosts write about promises elsewhere than in a function.
+class OwnValue
+{
+};
+
+template <typename T>
+struct IsPromise : std::false_type {
+};
+template <typename T>
+struct IsPromise<QtPromise::QPromise<T>> : std::true_type {
+};
+static_assert(IsPromise<QtPromise::QPromise<int>>::value && !IsPromise<int>::value, "");
+
+QtPromise::QPromise<int> declaredAhead(const QtPromise::QPromise<int> &promise);
+
+namespace QtPromise {
+template <>
+class QPromise<OwnValue>
+{
+public:
+    static constexpr bool isOwn = true;
+};
+
+int valueOf(const QPromise<int> &promise)
+{
+    int value = 0;
+    promise.then([&](int given) { value = given; }).wait();
+    return value;
+}
+} // namespace QtPromise
+static_assert(QtPromise::QPromise<OwnValue>::isOwn, "");
+
+Q_DECLARE_METATYPE(QVector<QtPromise::QPromise<int>>)
+Q_DECLARE_METATYPE(std::shared_ptr<QtPromise::QPromise<void>>)
+
+/// A host's class, as moc sees it.
+class Host : public QObject
+{
+    Q_OBJECT
+
+public:
+    Q_INVOKABLE QtPromise::QPromise<int> start(int value)
+    {
+        const QtPromise::QPromise<int> promise = QtPromise::QPromise<int>::resolve(value);
+        Q_EMIT started(promise);
+        return promise;
+    }
+
+Q_SIGNALS:
+    void started(const QtPromise::QPromise<int> &promise);
+};
 
 using QtPromise::QPromise;
 using QtPromise::QPromiseReject;
@@ -390,6 +443,29 @@ private Q_SLOTS:
             .then([&](const Counted &value) { number = value.number; })
             .wait();
         QCOMPARE(number, 6);
+    }
+
+    void promisesAreTypesForTheMetaObjectSystem()
+    {
+        Host host;
+        int started = 0;
+        connect(&host, &Host::started, this, [&](const QPromise<int> &promise) { started = valueOf(promise); });
+        connect(&host, SIGNAL(started(QtPromise::QPromise<int>)), this, SLOT(note(QtPromise::QPromise<int>)));
+        QPromise<int> promise = QPromise<int>::resolve(0);
+        QVERIFY(QMetaObject::invokeMethod(&host, "start", Q_RETURN_ARG(QtPromise::QPromise<int>, promise), Q_ARG(int, 5)));
+        QCOMPARE(settled(promise), QStringLiteral("value 5"));
+        QCOMPARE(started, 5);
+        QCOMPARE(m_noted, 5);
+        const QVariant several = QVariant::fromValue(QVector<QPromise<int>>{promise});
+        QCOMPARE(several.typeName(), "QVector<QtPromise::QPromise<int> >");
+        QVERIFY(several.value<QVector<QPromise<int>>>().value(0, QPromise<int>::resolve(0)) == promise);
+    }
+
+    void functionsAreFoundByTheirArguments()
+    {
+        const QPromise<int> promise = declaredAhead(QPromise<int>::resolve(5));
+        QCOMPARE(valueOf(resolve(promise)), 6);
+        QCOMPARE(settled(all(QVector<QPromise<int>>{promise, promise})), QStringLiteral("value 6,6"));
     }
 
     // Handlers
@@ -1074,9 +1150,21 @@ private Q_SLOTS:
         QVERIFY(deferred.promise.isFulfilled());
     }
 
+public Q_SLOTS:
+    void note(const QtPromise::QPromise<int> &promise)
+    {
+        m_noted = valueOf(promise);
+    }
+
 private:
     const std::shared_ptr<int> m_calls = std::make_shared<int>(0);
+    int m_noted = 0;
 };
+
+QtPromise::QPromise<int> declaredAhead(const QtPromise::QPromise<int> &promise)
+{
+    return promise.then([](int value) { return value + 1; });
+}
 
 QTEST_GUILESS_MAIN(tst_QPromise)
 #include "tst_qpromise.moc"
