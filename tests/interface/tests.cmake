@@ -39,3 +39,17 @@ add_test(NAME consumer
     "${CMAKE_CURRENT_BINARY_DIR}/consumer" "${PROJECT_VERSION}" "${CMAKE_GENERATOR}" "${CMAKE_CXX_COMPILER}"
     "${CMAKE_BUILD_TYPE}" "${CMAKE_CXX_FLAGS}")
 set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores})
+
+# The other promise header is a stand-in, so this needs a build with the bundled one.
+if(NOT QTPROMISE_INCLUDE_DIR)
+  separate_arguments(interface_flags UNIX_COMMAND "${CMAKE_CXX_FLAGS}")
+  add_test(NAME promise_mixes
+    COMMAND "${interface_dir}/promise_mixes.sh" "${CMAKE_COMMAND}" "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}"
+      "${CMAKE_CURRENT_BINARY_DIR}/promise_mixes" "${CMAKE_GENERATOR}" "${CMAKE_CXX_COMPILER}"
+      "$<TARGET_FILE:Qt5::moc>" "${CMAKE_BUILD_TYPE}" "$<TARGET_FILE_NAME:correction>"
+      "$<TARGET_SONAME_FILE_NAME:correction>" ${interface_flags}
+      -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Core,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
+      -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Gui,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
+    COMMAND_EXPAND_LISTS)
+  set_tests_properties(promise_mixes PROPERTIES PROCESSORS ${interface_cores})
+endif()
