@@ -24,3 +24,12 @@ else()
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/Correction-qtpromise>)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/qtpromise/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction-qtpromise)
 endif()
+
+# The exported headers and those of the service compare the promise header of whoever includes them with this build's.
+set(correction_generated "${PROJECT_BINARY_DIR}/generated")
+foreach(folder IN ITEMS Correction service)
+  configure_file(cmake/PromiseCheck.h.in "${correction_generated}/${folder}/PromiseCheck.h")
+endforeach()
+target_include_directories(correction_qtpromise INTERFACE "$<BUILD_INTERFACE:${correction_generated}>")
+install(FILES "${correction_generated}/Correction/PromiseCheck.h" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction)
+install(FILES "${correction_generated}/service/PromiseCheck.h" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction-service/service)

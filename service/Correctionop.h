@@ -1,13 +1,12 @@
 #pragma once
 
+#include <service/Promise.h>
 #include <service/ServiceGlobal.h>
 
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QString>
 #include <QtCore/QVariant>
-
-#include <QtPromise>
 
 /// Device service: correction data of cabinets (coefficients, effect mode, x-bit, ABL, multilayer parameters, flash check
 /// codes). The host provides the definitions; this header only declares what the library calls.

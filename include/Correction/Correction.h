@@ -30,6 +30,7 @@
 #include <Correction/LowGrayCoefficient.h>
 #include <Correction/MultilayerCoefficient.h>
 #include <Correction/MultilayerParam.h>
+#include <Correction/Promise.h>
 #include <Correction/RequestParser.h>
 #include <Correction/ScreenManager.h>
 #include <Correction/ScreenV4.h>

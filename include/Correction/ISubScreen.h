@@ -9,14 +9,13 @@
 #include <Correction/Global.h>
 #include <Correction/ICoefficient.h>
 #include <Correction/MultilayerParam.h>
+#include <Correction/Promise.h>
 
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QRect>
 #include <QtCore/QString>
 #include <QtCore/QVector>
-
-#include <QtPromise>
 
 namespace Correction {
 

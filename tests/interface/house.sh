@@ -24,8 +24,8 @@ exported="ArrayOpTool BrightnessRange CabinetAvgCoefficient CabinetBaseInfo Cabi
 CabinetsModuleFlag CabinetsPtr CabinetsV4 Coefficient CoefficientFactory CoefficientPtr Correction DrawingCheckerboard
 DrawingParameter Enumerations FlashCheckInfo Global ICabinet ICabinetCoefficient ICabinets IChromaCoefficient ICoefficient
 ILowGrayCoefficient IMultilayerCoefficient IScreen ISubScreen LowGrayCoefficient MultilayerCoefficient MultilayerParam
-RequestParser ScreenManager ScreenV4 SubScreenV4"
-services="CabinetInfoOperator Correctionop HWInfo HttpProxy ScreenInfo ServiceGlobal"
+Promise RequestParser ScreenManager ScreenV4 SubScreenV4"
+services="CabinetInfoOperator Correctionop HWInfo HttpProxy Promise ScreenInfo ServiceGlobal"
 
 # The sources of a folder, subfolders included, one a line.
 sources_of() {
@@ -91,6 +91,11 @@ may_include cabinet "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|
 may_include screen "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet|screen)/[A-Za-z0-9]+\.h\""
 # It checks any service: of the library it takes enumerations alone, and the virtual wall is one file's choice.
 may_include tools/service-check "$core|$gui|<CLI/CLI\.hpp>|<(adapter|service)/[A-Za-z]+\.(h|def)>|<Correction/Enumerations\.h>|<simulator/VirtualWall\.h>"
+
+# Headers for hosts get the promise from Promise.h, which compares it with the one that the library was built with.
+while IFS=: read -r file number _; do
+    [[ $file == */Promise.h ]] || finding "$file:$number: must include Promise.h instead of <QtPromise>"
+done < <(grep -rnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*<QtPromise>' include service | sort)
 
 # Suppressions: the check in parentheses for NOLINT, and behind it at least three words.
 reason='([^A-Za-z]*[A-Za-z]+){3}'

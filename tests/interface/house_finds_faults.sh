@@ -25,6 +25,8 @@ plant() { # plant FILE LINE WORDS: appends a line; house.sh must answer with the
 plant include/Correction/CabinetV4.h '#include <service/HWInfo.h>' 'include/ must not include <service/HWInfo.h>'
 plant include/Correction/ScreenV4.h '#include "model/Grid.h"' 'include/ must not include "model/Grid.h"'
 plant service/HWInfo.h '#include <Correction/Global.h>' 'service/ must not include <Correction/Global.h>'
+plant include/Correction/IScreen.h '#include <QtPromise>' 'must include Promise.h instead of <QtPromise>'
+plant service/ScreenInfo.h '# include <QtPromise>' 'must include Promise.h instead of <QtPromise>'
 plant service/HttpProxy.h '#  include <QtNetwork/QTcpSocket>' 'service/ must not include <QtNetwork/QTcpSocket>'
 plant qtpromise/QPromise.h '#include <Correction/Global.h>' 'qtpromise/ must not include <Correction/Global.h>'
 plant model/Records.cpp '#include "cabinet/DeviceCall.h"' 'model/ must not include "cabinet/DeviceCall.h"'

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Mixes the bundled promise header with another one: the linker and the loader must refuse. Then lets a package
+# Mixes the bundled promise header with another one: the compiler, the linker and the loader must refuse. Then lets a package
 # that was built with an installed QtPromise look for it.
 #
 # usage: promise_mixes.sh CMAKE BUILD_DIR SOURCE_DIR WORK_DIR GENERATOR COMPILER MOC BUILD_TYPE FILE_NAME SONAME FLAG...
@@ -46,10 +46,24 @@ compile() { # compile FILE OUTPUT FLAG...
     shift 2
     "$compiler" "${flags[@]}" "$@" -c "$file" -o "$output"
 }
+syntax() { # syntax HEADER FLAG...
+    local header=$1
+    shift
+    printf '#include <%s>\n' "$header" | "$compiler" "${flags[@]}" "$@" -x c++ -fsyntax-only -
+}
 
 run install "$cmake" --install "$build" --prefix "$prefix"
 
-# A host with a service and the library's calls of it, each with both headers.
+# An installed package with the bundled header, a host with the other one and the other way round: the headers refuse.
+from_package=(-I "$prefix/include" -I "$prefix/include/Correction-service")
+refused_other='#error "?Correction was built with its bundled promise header, but <QtPromise> is another one here'
+refused_bundled="#error \"?Correction was built with an installed QtPromise, but <QtPromise> is Correction's bundled header here"
+for header in Correction/ISubScreen.h service/Correctionop.h; do
+    run "own_${header%/*}" syntax "$header" "${from_package[@]}" -I "$prefix/include/Correction-qtpromise"
+    refuse "other_${header%/*}" "$refused_other" syntax "$header" "${from_package[@]}" -I "$other"
+done
+
+# The source tree has no such check. A host with a service and the library's calls of it, each with both headers.
 from_source=(-I "$source" -I "$source/include")
 jobs=()
 for header in HttpProxy ScreenInfo; do
@@ -111,6 +125,10 @@ ln -s "$soname" "$work/build/libcorrection.so"
 run install_other "$cmake" --install "$work/build" --prefix "$work/prefix_other"
 traces=$(grep -rIlF -e "$source" -e "$work/build" "$work/prefix_other" || true)
 [[ -z $traces ]] || fail "installed files name paths of this machine:" "$traces"
+from_package=(-I "$work/prefix_other/include" -I "$work/prefix_other/include/Correction-service")
+for header in Correction/ISubScreen.h service/Correctionop.h; do
+    refuse "bundled_${header%/*}" "$refused_bundled" syntax "$header" "${from_package[@]}" -I "$bundled"
+done
 configure_host() { # configure_host FLAG...
     "$cmake" -S "$here" -B "$work/host" -G "$generator" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" \
         -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror" -DCMAKE_PREFIX_PATH="$work/prefix_other" "$@"
