@@ -9,7 +9,7 @@
 #include <QtCore/QObject>
 #include <QtCore/QString>
 
-#include <QtPromise>
+#include <service/Promise.h>
 
 namespace Adapter {
 

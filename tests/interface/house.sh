@@ -81,7 +81,7 @@ may_include include "$core|$gui|<Correction/[A-Za-z0-9]+\.h>"
 may_include service "$core|<service/[A-Za-z]+\.h>"
 may_include qtpromise "$core"
 # It writes to disk what a device would keep, and syncs it.
-may_include simulator "$core|$gui|<(fcntl|unistd)\.h>|[<\"](adapter|simulator)/[A-Za-z]+\.h[>\"]"
+may_include simulator "$core|$gui|<(dirent|fcntl|unistd|sys/file|sys/stat)\.h>|[<\"](adapter|simulator)/[A-Za-z]+\.h[>\"]"
 # The adapter stands on the service alone: it serves any backend.
 may_include adapter "$core|<service/[A-Za-z]+\.h>|<adapter/[A-Za-z]+\.(h|def)>"
 # Below includes nothing of above: model, cabinet, screen. None of them knows the simulator or a tool. Vector instructions
