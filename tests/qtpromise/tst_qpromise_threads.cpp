@@ -116,6 +116,7 @@ void runPosted()
     QCoreApplication::processEvents();
 }
 
+#ifdef CORRECTION_BUNDLED_QTPROMISE
 /// What may receive the events that promises post to this thread.
 QObjectList receiversOfThisThread()
 {
@@ -148,7 +149,6 @@ private:
     int m_seen = 0;
 };
 
-#ifdef CORRECTION_BUNDLED_QTPROMISE
 /// Waits while there is no application: in the main thread, and for a value that another thread computes in its own
 /// wait.
 int waitWithoutApplication()
@@ -326,6 +326,7 @@ private Q_SLOTS:
 
     // Posted events that never arrive
 
+#ifdef CORRECTION_BUNDLED_QTPROMISE
     void aHandlerRunsThoughItsEventIsFiltered_data()
     {
         QTest::addColumn<bool>("ofApplication");
@@ -437,7 +438,6 @@ private Q_SLOTS:
         QCOMPARE(order, QVector<int>({0, 1, 2, 3, 10, 11, 12, 13}));
     }
 
-#ifdef CORRECTION_BUNDLED_QTPROMISE
     void handlersKeepTheirThreadThoughAnotherOneRemovesTheirEvents()
     {
         constexpr int rounds = 50;
@@ -469,7 +469,10 @@ private Q_SLOTS:
             const int before = removals;
             while (removals < before + 2)
                 std::this_thread::yield();
-            last.wait();
+            if (round % 2)
+                last.wait();
+            while (last.isPending())
+                runPosted();
             QCOMPARE(order, QVector<int>({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
         }
         over = true;
@@ -507,16 +510,15 @@ private Q_SLOTS:
         constexpr int count = 1000; // more than the list of posted events has room for
         const Deferred<void> deferred;
         QVector<int> order;
-        QPromise<void> last = QtPromise::resolve();
         for (int i = 0; i < count; ++i)
-            last = deferred.promise.then([&order, i] { order << i; });
+            deferred.promise.then([&order, i] { order << i; });
         Allocations::untilFailure = 0;
         Allocations::armed = true;
         (*deferred.resolve)();
         Allocations::armed = false;
         QVERIFY(Allocations::untilFailure < 0);
         Allocations::untilFailure = -1;
-        last.wait();
+        runPosted();
         QCOMPARE(order.size(), count);
         for (int i = 0; i < count; ++i)
             QCOMPARE(order.at(i), i);
