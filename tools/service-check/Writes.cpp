@@ -118,7 +118,8 @@ Probe gammaProbe(Operation::Id write, Operation::Id read, const QStringList &key
                     const QString key = keys[type];
                     const auto table = [key](const QVariant &any) {
                         QList<int> values;
-                        for (const QVariant &value : any.toMap().value(key).value<QSequentialIterable>())
+                        const QVariant curve = any.toMap().value(key); // the iterable refers to it
+                        for (const QVariant &value : curve.value<QSequentialIterable>())
                             values += value.toInt();
                         return QVariant::fromValue(values);
                     };
