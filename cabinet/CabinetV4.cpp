@@ -11,6 +11,7 @@
 
 #include <QtCore/QFile>
 
+#include <algorithm>
 #include <cmath>
 
 namespace Correction {
@@ -350,10 +351,15 @@ EnumErrorCode CabinetV4::setConfigFile(const QString &path)
         return enFileError;
     // Special files may hold more than the size that they report.
     const QByteArray bytes = Codec::fitsBase64(file.size()) ? file.readAll() : QByteArray();
-    const bool unread = file.error() != QFileDevice::NoError;
-    if (unread || bytes.size() < file.size() || !Codec::fitsBase64(bytes.size())) {
-        logFailure("cannot read the configuration file %1: %2", path,
-                   unread ? file.errorString() : QStringLiteral("it is too large for one request"));
+    QString problem;
+    if (file.error() != QFileDevice::NoError)
+        problem = file.errorString();
+    else if (!Codec::fitsBase64(std::max<qint64>(file.size(), bytes.size())))
+        problem = QStringLiteral("it is too large for one request");
+    else if (bytes.size() < file.size())
+        problem = QStringLiteral("it ended early");
+    if (!problem.isEmpty()) {
+        logFailure("cannot read the configuration file %1: %2", path, problem);
         return enFileError;
     }
     const QVariantMap request = variantMap({{QStringLiteral("idList"), onlyId(m_pCabinet->id.toULongLong())},

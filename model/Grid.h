@@ -95,7 +95,7 @@ inline const QVector<unsigned short> &owned(const QVector<unsigned short> &value
 /// capacity of its own.
 inline QByteArray owned(QByteArray values)
 {
-    if (values.capacity() == 0)
+    if (values.capacity() == 0 && !values.isEmpty())
         values.detach();
     return values;
 }

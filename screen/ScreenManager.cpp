@@ -121,21 +121,25 @@ QString placementKey(const QString &cabinetId, const QString &outputId)
     return cabinetId % QLatin1Char('-') % outputId;
 }
 
-/// The cabinet that was registered first keeps its id. Warns when it belongs to another device than `deviceKey`, whose
-/// sub-screen then holds an id that leads to that other device.
-void registerCabinet(CabinetInfo *record, const QString &deviceKey)
+/// False when another cabinet has the id already, which keeps it.
+bool registerCabinet(CabinetInfo *record)
 {
     std::unique_ptr<CabinetV4, StorageDeleter> cabinet(new CabinetV4(record));
-    CabinetManager *const registry = CabinetManager::getInstance();
-    if (registry->addCabinet(record->id, cabinet.get())) {
+    const bool isRegistered = CabinetManager::getInstance()->addCabinet(record->id, cabinet.get());
+    if (isRegistered)
         static_cast<void>(cabinet.release());
-        return;
-    }
-    const QString first = registry->tryGetCabinet(record->id)->getDeviceKey();
+    return isRegistered;
+}
+
+/// Warns when the registered cabinet of an id belongs to another device than `deviceKey`, whose sub-screen then holds an id
+/// that leads to that other device.
+void warnOfSharedId(const QString &id, const QString &deviceKey)
+{
+    const QString first = CabinetManager::getInstance()->tryGetCabinet(id)->getDeviceKey();
     if (first != deviceKey) {
         qCWarning(lcCorrection).noquote()
             << QStringLiteral("Cabinet id %1 is on two devices, %2 and %3. Only the cabinet of %2 can be addressed.")
-                   .arg(record->id, first, deviceKey);
+                   .arg(id, first, deviceKey);
     }
 }
 
@@ -179,8 +183,9 @@ EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device
             qCDebug(lcCorrection) << "\n"
                                   << cid << "cabinet rect"
                                   << "x:" << origin.x() << "y:" << origin.y() << "w:" << width << "h:" << height << "\n";
-            registerCabinet(record, device.key);
-            target.addCabinet(record->id, record->flag);
+            const bool isRegistered = registerCabinet(record);
+            if (target.addCabinet(record->id, record->flag) && !isRegistered)
+                warnOfSharedId(record->id, device.key);
         }
     }
     return enSuccess;

@@ -56,7 +56,7 @@ public:
     /// before a failure keep what they got.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// The same in one upload for the whole device. The promise is settled when this returns, and never rejected: while the
-    /// upload is pending the calling thread's event loop runs. 7 for an unknown kind.
+    /// upload is pending the calling thread's event loop runs. 3 as above; 7 for an unknown kind.
     virtual QtPromise::QPromise<EnumErrorCode> setCoefficientsAsync(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Stores the uploaded coefficients of a kind. 7 for an unknown kind.
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;

@@ -633,6 +633,13 @@ void CabinetCoefficientsTest::aGridWhoseTextDoesNotFitIsNotUploaded()
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("base64 text too long. bytes:%1").arg(columns * rows)));
     QCOMPARE(wall().transcript(), QStringList());
 
+    // The values count, not the size that the grid claims.
+    grid.setPixelCol(1);
+    grid.setPixelRow(-1);
+    QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), grid), enInvalidParameter);
+    QCOMPARE(m_log->takeCritical().size(), 1);
+    QCOMPARE(wall().transcript(), QStringList());
+
     // Grids without values are uploaded as an empty text.
     wall().on(QString()).answer(Map());
     MultilayerCoefficient empty(0, 3);

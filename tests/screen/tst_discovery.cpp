@@ -1118,6 +1118,7 @@ void tst_Discovery::anIdOfTwoDevicesBelongsToTheFirst()
     Simulator::Device second = smallDevice("B", QPoint(0, 4), 1);
     second.subScreens.first().cabinets.first().flag = QStringLiteral("of B");
     second.screenId = QStringLiteral("other");
+    second.subScreens += second.subScreens.first(); // placed twice: told once
     m_wall.setDevices({first, second});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList({newSubScreenLine("A"), newSubScreenLine("B")}));

@@ -258,10 +258,7 @@ private:
 class ForeignBlock : public ICoefficient
 {
 public:
-    ForeignBlock(EnumCoefficientType type, int columns, int rows, bool fits = true)
-        : m_type(type), m_columns(columns), m_rows(rows), m_fits(fits)
-    {
-    }
+    ForeignBlock(EnumCoefficientType type, int columns, int rows) : m_type(type), m_columns(columns), m_rows(rows) {}
 
     int getPixelRow() override { return m_rows; }
     void setPixelRow(int rows) override { m_rows = rows; }
@@ -272,14 +269,12 @@ public:
     EnumCoefficientType getType() override { return m_type; }
     EnumErrorCode setPartCoefficient(const QRect &, ICoefficient &) override { return enNotSupported; }
     ICoefficient *tryGetPart(const QRect &) override { return nullptr; }
-    /// As the library's grids: empty when the values do not fit into one text.
-    QString toBase64() override { return m_fits ? QStringLiteral("anything") : QString(); }
+    QString toBase64() override { return QStringLiteral("anything"); }
 
 private:
     EnumCoefficientType m_type;
     int m_columns;
     int m_rows;
-    bool m_fits;
 };
 static_assert(std::is_trivially_destructible<ForeignBlock>::value, "nobody runs its destructor");
 
@@ -812,20 +807,29 @@ void tst_SubScreenTransfer::aBlockOfAnUnknownKindIsNotWritten()
 
 void tst_SubScreenTransfer::aBlockWhoseTextDoesNotFitIsNotWritten()
 {
+    constexpr int columns = 30000;
+    constexpr int rows = 27000;
     place(QStringLiteral("1"), QRect(0, 0, 2, 1));
-    place(QStringLiteral("2"), QRect(2, 0, 30000, 30000));
+    place(QStringLiteral("2"), QRect(2, 0, columns, rows));
     ForeignGrid grid(enMultilayerCoefficient);
     grid.onCut = [](const QRect &rect) {
-        return new ForeignBlock(enMultilayerCoefficient, rect.width(), rect.height(), rect.width() < 30000);
+        // Its values stay unwritten, so they take address space only.
+        QByteArray bytes(rect.width() * rect.height(), Qt::Uninitialized);
+        auto *const block = new MultilayerCoefficient(0, 0, 1);
+        block->setPixelCol(rect.width());
+        block->setPixelRow(rect.height());
+        block->setCoefficient(bytes);
+        return block;
     };
-    const QRect rect(0, 0, 30002, 30000);
-    QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(rect, grid)), enInvalidParameter);
+    const QString tooLong = QStringLiteral("base64 text too long. bytes:%1").arg(columns * rows);
+    QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, columns + 2, rows), grid)), enInvalidParameter);
     QCOMPARE(wall().transcript(), QStringList()); // not even the block that fits: one request carries both
-    QCOMPARE(m_log->takeCritical(), QStringList());
+    QCOMPARE(m_log->takeCritical(), QStringList(tooLong));
 
-    QCOMPARE(m_subScreen->setCoefficients(QRect(2, 0, 30000, 30000), grid), enInvalidParameter);
+    QCOMPARE(m_subScreen->setCoefficients(QRect(2, 0, columns, rows), grid), enInvalidParameter);
     QCOMPARE(wall().transcript(), QStringList());
-    QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:2 cabinetId:2")));
+    QCOMPARE(m_log->takeCritical(),
+             QStringList({tooLong, QStringLiteral("Failed to set cabinet coefficient. sreenId:2 cabinetId:2")}));
 }
 
 void tst_SubScreenTransfer::aFailedCabinetEndsTheWriteAndTheFirstKeepsItsValues()
