@@ -30,7 +30,7 @@ DeviceBackend *backendOfCall()
     {
         static std::mutex mutex;
         const std::lock_guard<std::mutex> lock(mutex);
-        if (DeviceBackend * (*const make)() = g_makeDefault.exchange(nullptr))
+        if (DeviceBackend * (*const make)() = g_makeDefault)
             setBackend(make());
         if (DeviceBackend *const installed = g_backend)
             return installed;
@@ -79,23 +79,25 @@ QtPromise::QPromise<bool> DeviceBackend::upload(const Call &call)
 
 void setBackend(DeviceBackend *backend)
 {
-    g_makeDefault = nullptr;
-    DeviceBackend *const before = g_backend.exchange(backend);
-    if (before == backend)
-        return;
-    HttpProxy *const proxy = HttpProxy::getInstance();
-    ScreenInfo *const screenInfo = ScreenInfo::getInstance();
-    if (before) {
-        QObject::disconnect(before, nullptr, proxy, nullptr);
-        QObject::disconnect(before, nullptr, screenInfo, nullptr);
+    DeviceBackend *const before = g_backend;
+    if (before != backend) {
+        HttpProxy *const proxy = HttpProxy::getInstance();
+        ScreenInfo *const screenInfo = ScreenInfo::getInstance();
+        if (backend) {
+            // On the thread of the backend's signal, as from any other service.
+            const auto once = static_cast<Qt::ConnectionType>(Qt::DirectConnection | Qt::UniqueConnection);
+            QObject::connect(backend, &DeviceBackend::devicesChanged, proxy, &HttpProxy::deviceChanged, once);
+            QObject::connect(backend, &DeviceBackend::screenRenamed, screenInfo, &ScreenInfo::signal_screenNameChanged,
+                             once);
+        }
+        g_backend = backend;
+        if (before) {
+            QObject::disconnect(before, nullptr, proxy, nullptr);
+            QObject::disconnect(before, nullptr, screenInfo, nullptr);
+        }
     }
+    g_makeDefault = nullptr;
     g_isMissingLogged = false;
-    if (!backend)
-        return;
-    // On the thread of the backend's signal, as from any other service.
-    QObject::connect(backend, &DeviceBackend::devicesChanged, proxy, &HttpProxy::deviceChanged, Qt::DirectConnection);
-    QObject::connect(backend, &DeviceBackend::screenRenamed, screenInfo, &ScreenInfo::signal_screenNameChanged,
-                     Qt::DirectConnection);
 }
 
 DeviceBackend *backend()
@@ -132,7 +134,8 @@ Answer Door::ask()
     const Answer answer = backend->answer(m_call);
     if (answer.error)
         std::rethrow_exception(answer.error);
-    if (answer.result && lcAdapter().isWarningEnabled())
+    // A refresh reads the hardware information after false, too.
+    if ((answer.result || m_operation.id == Operation::HWInfo_getHWInfo) && lcAdapter().isWarningEnabled())
         warnOfWrongTypes(m_operation, m_call.deviceKey, answer.reply);
     if (m_headers)
         *m_headers = answer.headers;

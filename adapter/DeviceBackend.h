@@ -54,8 +54,8 @@ Q_SIGNALS:
 ADAPTER_API void setBackend(DeviceBackend *backend);
 /// The installed backend, or null.
 ADAPTER_API DeviceBackend *backend();
-/// Names a function that makes the backend at the first call of the service, unless setBackend() is called before. For
-/// libraries that bring a backend along.
+/// Names a function that makes the backend at the first call of the service, unless setBackend() is called before that. For
+/// libraries that bring a backend along and call this when they are loaded. The function must not call the service.
 ADAPTER_API void setDefaultBackend(DeviceBackend *(*make)());
 
 } // namespace Adapter

@@ -36,7 +36,10 @@ constexpr Field cabinetId[] = {
     {nullptr, Type::CabinetId, "cabinet id: QString from ICabinet and ICabinets, else qlonglong"}};
 constexpr Field number[] = {{nullptr, Type::LongLong, "cabinet id"}};
 constexpr Field unsignedNumber[] = {{nullptr, Type::ULongLong, "cabinet id"}};
+constexpr Field textId[] = {{nullptr, Type::Text, "cabinet id"}};
 constexpr Field cabinets[] = {{"cids", Type::List, "the cabinets", cabinetId}};
+constexpr Field numberedCabinets[] = {{"cids", Type::List, "the cabinets", number}};
+constexpr Field namedCabinets[] = {{"cids", Type::List, "the cabinets", textId}};
 
 // Settings
 

@@ -31,9 +31,10 @@ bool converts(const QVariant &value, Type type)
     case Type::IntList:
         return value.canConvert<QList<int>>();
     case Type::List:
-        return value.canConvert<QVariantList>();
+        // What toList() and toMap() convert: no QList<int>, for instance.
+        return value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QStringList;
     case Type::Map:
-        return value.canConvert<QVariantMap>();
+        return value.userType() == QMetaType::QVariantMap || value.userType() == QMetaType::QVariantHash;
     }
     return true;
 }
@@ -138,7 +139,7 @@ void walkReply(const Operation &operation, const QVariant &reply, const ReplyVis
 {
     const Field map[] = {{nullptr, Type::Map, "", operation.replyFields}};
     const Field list{nullptr, Type::List, "", map};
-    if (reply.isValid())
+    if (reply.isValid() && (operation.reply == Form::Map || operation.reply == Form::List))
         Walk(visit).value({operation.reply == Form::List ? list : map[0], &reply, nullptr, -1});
 }
 

@@ -285,6 +285,8 @@ void tst_Adapter::wrongTypesAreWarnedAbout_data()
                                          << QStringLiteral("[0][\"recvcardflags\"][0][\"x\"] is a QString, not an int");
     QTest::newRow("a string for a list") << QVariant(List{map("recvcardflags", QStringLiteral("none"))})
                                          << QStringLiteral("[0][\"recvcardflags\"] is a QString, not a QVariantList");
+    QTest::newRow("a QList<int> for a list") << QVariant(List{map("recvcardflags", QVariant::fromValue(QList<int>{1}))})
+                                             << QStringLiteral("[0][\"recvcardflags\"] is a QList<int>, not a QVariantList");
     QTest::newRow("an invalid value") << QVariant(List{map("flag", QVariant())})
                                       << QStringLiteral("[0][\"flag\"] is a invalid QVariant, not a QString");
 }

@@ -28,12 +28,13 @@ current. `scripts/service-page` writes it.
   all devices. The screen selector is a fixed string of the library: "255" for settings, "0" for reading gamma tables.
 - Requests and replies are `QMap<QString, QVariant>` (map) or `QList<QVariant>` of such maps (list). A place such as
   `["area"]["point"]["x"]` is a key in a map in a map; `[]` is each element of a list. A dot belongs to its key.
-- A call blocks until the device has answered. It returns true, or false when the device did not answer in time or refused. A
-  null `getInstance()` and an exception count as false; of exceptions only `std::bad_alloc` reaches the host.
+- A call blocks until the device has answered; the three uploads with a promise return at once. It returns true, or false when
+  the device did not answer in time or refused. A null `getInstance()` and an exception count as false; of exceptions only
+  `std::bad_alloc` reaches the host.
 - The reply is passed in empty. After false the library does not look at it, with two exceptions: `getHWInfo` in a refresh, and
   the response headers of the checkerboard query.
 - A key that a reply lacks, and a value that does not convert to the type given here, reads as 0, empty or false. The adapter
-  writes a warning line with operation, device and place for a value that does not convert. Additional keys are ignored.
+  writes a warning line with operation, device and place for the first such value of a reply. Additional keys are ignored.
 - Numbers are `int` where nothing else is said. Coefficients travel as base64 (RFC 4648, section 4) of the values row by row,
   16-bit values low byte first.
 - The library calls on the threads of its callers and takes no lock.
@@ -55,7 +56,7 @@ QString typeName(const Field &field)
     case Type::Text:
         return QStringLiteral("QString");
     case Type::Base64:
-        return QStringLiteral("QString, base64");
+        return QStringLiteral("QString");
     case Type::Kind:
         return QStringLiteral("EnumSaveType");
     case Type::CabinetId:
@@ -75,7 +76,10 @@ void appendRows(QStringList &rows, const QString &place, Fields fields)
     for (const Field &field : fields) {
         const QString here =
             place + (field.key ? QStringLiteral("[\"%1\"]").arg(QLatin1String(field.key)) : QStringLiteral("[]"));
-        rows += QStringLiteral("| `%1` | %2 | %3 |").arg(here, typeName(field), QString::fromUtf8(field.meaning));
+        rows += QStringLiteral("| `%1` | `%2` | %3 |")
+                    .arg(here, typeName(field),
+                         (field.type == Type::Base64 ? QStringLiteral("base64: ") : QString())
+                             + QString::fromUtf8(field.meaning));
         appendRows(rows, here, field.fields);
     }
 }
@@ -147,7 +151,7 @@ QString argumentsOf(const Operation &operation)
         arguments += QStringLiteral("response headers");
         break;
     }
-    return arguments.join(QStringLiteral(", "));
+    return arguments.isEmpty() ? QStringLiteral("none") : arguments.join(QStringLiteral(", "));
 }
 
 QString effectOf(const Operation &operation)
