@@ -383,13 +383,13 @@ struct Owner {
     {
         return QByteArray(begin[number], static_cast<int>(begin[number + 1] - begin[number]) - 1);
     }
-    /// A name that was cut short is this host's.
+    /// A file that was cut short is anybody's.
     bool isOf(const QByteArray &host) const
     {
         if (!isNamed)
             return true;
         const auto length = begin[3] - begin[2] - 1;
-        return length <= host.size() && std::equal(begin[2], begin[2] + length, host.constData());
+        return length == host.size() && std::equal(begin[2], begin[2] + length, host.constData());
     }
 };
 

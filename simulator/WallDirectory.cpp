@@ -5,6 +5,7 @@
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QSet>
 
 #include <algorithm>
@@ -153,6 +154,14 @@ std::unique_ptr<WallDirectory> WallDirectory::create(const QString &path, const 
         return nullptr;
     if (const int failure = making.sync()) {
         fail(error, Disk::problem(directory->m_path, "cannot be synchronised", failure));
+        return nullptr;
+    }
+    // The name of a folder that was there already may not be on the disk yet, either. A parent that this process may not
+    // read cannot be synchronised.
+    const QString parent = QFileInfo(directory->m_path).path();
+    const int unsynced = Disk::syncFolder(Disk::encoded(parent));
+    if (unsynced != 0 && unsynced != EACCES) {
+        fail(error, Disk::problem(parent, "cannot be synchronised", unsynced));
         return nullptr;
     }
     if (!directory->write(wall, json, error))

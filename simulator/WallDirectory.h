@@ -17,8 +17,8 @@ public:
     /// Makes a directory for a wall on which nothing was saved yet. Null, and `error` set, when that fails, or when it
     /// holds a wall already.
     static std::unique_ptr<WallDirectory> create(const QString &path, const WallDescription &wall, QString *error);
-    /// Reads a directory and powers its devices up. Changes nothing in it. Null, and `error` set, when anything in it is
-    /// wrong. `present` is the directory that the process holds, or null: opening it again needs no new lock.
+    /// Reads a directory and powers its devices up. Changes nothing in it but the lock. Null, and `error` set, when anything
+    /// in it is wrong. `present` is the directory that the process holds, or null: opening it again needs no new lock.
     static std::unique_ptr<WallDirectory> open(const QString &path, const WallDirectory *present, WallDescription &wall,
                                                QList<DeviceState> &devices, QString *error);
 
