@@ -935,13 +935,16 @@ void tst_Directory::aLockOfAnotherHostStays()
     const Folder folder;
     makeWall(folder.directory);
     wall().reset();
-    const QByteArray lock = "1\nprogram\nelsewhere.example\n";
-    overwrite(folder.directory + QStringLiteral("/lock"), lock);
-    QString error;
-    QVERIFY(!wall().open(folder.directory, &error));
-    QCOMPARE(error,
-             folder.directory + QStringLiteral("/lock: the wall is in use by process 1 (program) on elsewhere.example"));
-    QCOMPARE(contents(folder.directory + QStringLiteral("/lock")), lock);
+    // Also of one whose name is the beginning of this one's.
+    for (const QString &host : {QStringLiteral("elsewhere.example"), QSysInfo::machineHostName().chopped(1)}) {
+        const QByteArray lock = "1\nprogram\n" + host.toUtf8() + '\n';
+        overwrite(folder.directory + QStringLiteral("/lock"), lock);
+        QString error;
+        QVERIFY(!wall().open(folder.directory, &error));
+        QCOMPARE(error,
+                 folder.directory + QStringLiteral("/lock: the wall is in use by process 1 (program) on %1").arg(host));
+        QCOMPARE(contents(folder.directory + QStringLiteral("/lock")), lock);
+    }
     QVERIFY(QFile::remove(folder.directory + QStringLiteral("/lock")));
     reopen(folder.directory);
 }
