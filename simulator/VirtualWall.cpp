@@ -1,10 +1,10 @@
 #include <simulator/VirtualWall.h>
 
-#include "Describe.h"
-#include "Journal.h"
-#include "Pictures.h"
-#include "Wall.h"
-#include "WallBackend.h"
+#include "journal/Journal.h"
+#include "pictures/Pictures.h"
+#include "wall/Wall.h"
+#include "wall/WallBackend.h"
+#include "json/Describe.h"
 
 #include <algorithm>
 #include <chrono>

@@ -7,8 +7,8 @@ add_test(NAME exported_symbols
   COMMAND "${interface_dir}/exported_symbols.sh" "${CMAKE_NM}" "${CMAKE_READELF}" "$<TARGET_FILE:correction>"
     "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-adapter>")
 
-add_test(NAME house COMMAND "${interface_dir}/house.sh" "${PROJECT_SOURCE_DIR}")
-add_test(NAME house_finds_faults COMMAND "${interface_dir}/house_finds_faults.sh" "${PROJECT_SOURCE_DIR}")
+add_test(NAME layering COMMAND "${interface_dir}/layering.sh" "${PROJECT_SOURCE_DIR}")
+add_test(NAME layering_finds_faults COMMAND "${interface_dir}/layering_finds_faults.sh" "${PROJECT_SOURCE_DIR}")
 
 if(CMAKE_CROSSCOMPILING)
   message(STATUS "Headers by themselves and the installed package are not tested: that takes the build machine's compilers")

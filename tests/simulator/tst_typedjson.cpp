@@ -1,7 +1,7 @@
 // Values as JSON and back: nothing is lost on the way.
 
-#include <simulator/Describe.h>
-#include <simulator/TypedJson.h>
+#include <simulator/json/Describe.h>
+#include <simulator/json/TypedJson.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>

@@ -21,12 +21,12 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   add_dependencies(tst_examples example-01-first-host example-02-unplugged)
 
   # Readers of files, called directly.
-  correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/VirtualService.cpp")
+  correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
   target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)
 
   # The program as it is with a device service of its own.
   add_executable(correctionctl-own-service
-    tools/own_service.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/DeviceService.cpp")
+    tools/own_service.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/DeviceService.cpp")
   target_link_libraries(correctionctl-own-service PRIVATE correctionctl_verbs Correction::Simulator correction_warnings)
   correctionctl_test(tools/tst_ctlownservice.cpp)
   correction_program(own_service correctionctl-own-service)

@@ -1,9 +1,9 @@
 #include "Application.h"
 
-#include "Interrupt.h"
-#include "Output.h"
-#include "Service.h"
-#include "Session.h"
+#include "session/Service.h"
+#include "session/Session.h"
+#include "terminal/Interrupt.h"
+#include "terminal/Output.h"
 
 #include <QtCore/QJsonArray>
 

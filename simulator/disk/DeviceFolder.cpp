@@ -1,0 +1,972 @@
+#include "DeviceFolder.h"
+
+#include "json/JsonReader.h"
+
+#include <QtCore/QCryptographicHash>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QUrl>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace Simulator {
+
+namespace {
+
+constexpr int stateVersion = 2;
+constexpr int versionWithoutChecksum = 1; ///< Is read, too.
+constexpr int sha1Length = 20;
+constexpr int largestPack = 999999999;
+constexpr int anyInt = std::numeric_limits<int>::max();
+
+const QLatin1String stateFormat("led-wall-state");
+const QLatin1String stateName("state.json");
+const char *const packEnd = ".planes";
+
+/// `state.json` ends with its own checksum, which begins so and covers everything before.
+const QByteArray checksumStart(",\n\"sha1\": \"");
+const QByteArray checksumEnd("\"}\n");
+/// Stands for the checksum in a file that somebody edited.
+const QLatin1String acceptedEdit("edited");
+
+/// A value that goes into a pack: a plane, or the configuration file.
+struct Slot {
+    int number;
+    const char *kind; ///< Null for the configuration file.
+    const char *store;
+    Kind kindValue;
+    Store storeValue;
+};
+
+constexpr int configSlot = kindCount * storeCount;
+constexpr std::array<const char *, kindCount> kindNames{"chroma", "multilayer", "lowGray"};
+constexpr std::array<const char *, storeCount> storeNames{"working", "user", "factory", "module", "flash"};
+constexpr std::array<const char *, 3> channelNames{"red", "green", "blue"};
+
+const QVector<Slot> &lastingSlots()
+{
+    static const QVector<Slot> result = [] {
+        QVector<Slot> all;
+        for (int kind = 0; kind < kindCount; ++kind) {
+            for (const Store store : lastingStores) {
+                const int number = kind * storeCount + static_cast<int>(store);
+                all.append({number, kindNames[static_cast<std::size_t>(kind)], storeNames[static_cast<std::size_t>(store)],
+                            static_cast<Kind>(kind), store});
+            }
+        }
+        all.append({configSlot, nullptr, nullptr, Kind::Chroma, Store::User});
+        return all;
+    }();
+    return result;
+}
+
+const QByteArray &bytesAt(const CabinetState &cabinet, const Slot &slot)
+{
+    return slot.kind ? cabinet.planes(slot.kindValue).stored(slot.storeValue) : cabinet.configFile;
+}
+
+bool fail(QString *error, const QString &text)
+{
+    if (error)
+        *error = text;
+    return false;
+}
+
+QString packName(int number)
+{
+    return QString::number(number) + QLatin1String(packEnd);
+}
+
+/// The number of a pack's name, or 0 for any other name. Allocates nothing: a name in use must never seem to be another.
+int packNumber(const QByteArray &name)
+{
+    int number = 0;
+    int digits = 0;
+    for (; digits < name.size() && digits < 10 && name[digits] >= (digits == 0 ? '1' : '0') && name[digits] <= '9';
+         ++digits) {
+        if (digits == 9)
+            return 0; // beyond the largest
+        number = 10 * number + (name[digits] - '0');
+    }
+    return digits > 0 && name.size() == digits + static_cast<int>(std::strlen(packEnd)) && name.endsWith(packEnd) ? number
+                                                                                                                  : 0;
+}
+
+QByteArray sha1(const QByteArray &bytes)
+{
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
+}
+
+// Texts
+
+QByteArray compact(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+QByteArray quoted(const QString &text)
+{
+    const QByteArray list = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return list.mid(1, list.size() - 2);
+}
+
+/// Half of a surrogate pair cannot be written as UTF-8.
+bool isText(const QString &text)
+{
+    return QString::fromUtf8(text.toUtf8()) == text;
+}
+
+QJsonObject gammaObject(const std::array<QList<int>, 3> &gamma)
+{
+    QJsonObject result;
+    for (std::size_t i = 0; i < gamma.size(); ++i) {
+        QJsonArray table;
+        for (const int value : gamma[i])
+            table.append(value);
+        if (!table.isEmpty())
+            result.insert(QLatin1String(channelNames[i]), table);
+    }
+    return result;
+}
+
+/// Integers only, as the requests have checked.
+QJsonObject parameterObject(const QMap<QString, QVariant> &parameter)
+{
+    QJsonObject result;
+    for (auto it = parameter.cbegin(); it != parameter.cend(); ++it)
+        result.insert(it.key(), it.value().toLongLong());
+    return result;
+}
+
+template <typename Value>
+void insertUnless(QJsonObject &object, const QString &key, const Value &value, const Value &delivered)
+{
+    if (value != delivered)
+        object.insert(key, value);
+}
+
+template <typename Value>
+void insertUnless(QJsonObject &object, const char *key, const Value &value, const Value &delivered)
+{
+    insertUnless(object, QString::fromLatin1(key), value, delivered);
+}
+
+void insertUnlessEmpty(QJsonObject &object, const char *key, const QJsonObject &value)
+{
+    if (!value.isEmpty())
+        object.insert(QLatin1String(key), value);
+}
+
+/// False when a text cannot be written.
+bool deviceLine(const DeviceState &device, QByteArray &line)
+{
+    QJsonObject object;
+    insertUnless(object, "screenName", device.description.screenName, device.original.screenName);
+    insertUnless(object, "brightness", device.brightness, device.original.brightnessDefault);
+    insertUnless(object, "effectMode", device.effectMode, 0);
+    insertUnless(object, "xBitMode", device.xBitMode, 0);
+    insertUnless(object, "xBitEnabled", device.xBitEnabled, false);
+    insertUnless(object, "ablEnabled", device.ablEnabled, false);
+    insertUnlessEmpty(object, "gamma", gammaObject(device.gamma));
+    line = compact(object);
+    return isText(device.description.screenName);
+}
+
+/// The module flags of a cabinet that differ from the delivered ones.
+QJsonObject moduleFlags(const Cabinet &cabinet, const Cabinet &delivered)
+{
+    QJsonObject result;
+    for (int i = 0; i < cabinet.receivingCards.size(); ++i) {
+        const QList<Module> &modules = cabinet.receivingCards[i].modules;
+        for (int j = 0; j < modules.size(); ++j)
+            insertUnless(result, modules[j].id, modules[j].flag, delivered.receivingCards[i].modules[j].flag);
+    }
+    return result;
+}
+
+bool isText(const Cabinet &cabinet)
+{
+    const auto hasText = [](const ReceivingCard &card) {
+        return std::all_of(card.modules.begin(), card.modules.end(),
+                           [](const Module &module) { return isText(module.flag); });
+    };
+    return isText(cabinet.flag) && std::all_of(cabinet.receivingCards.begin(), cabinet.receivingCards.end(), hasText);
+}
+
+bool sameFlags(const Cabinet &a, const Cabinet &b)
+{
+    return a.flag == b.flag && (a.receivingCards.isSharedWith(b.receivingCards) || moduleFlags(a, b).isEmpty());
+}
+
+/// Whether nothing but long values of a cabinet may differ.
+bool sameSettings(const CabinetState &a, const CabinetState &b)
+{
+    return a.brightness == b.brightness && a.effectMode == b.effectMode && a.gamma == b.gamma
+           && a.multilayerParameter == b.multilayerParameter && a.multilayerParameters == b.multilayerParameters
+           && a.flashCheckCodes == b.flashCheckCodes;
+}
+
+} // namespace
+
+DeviceFolder::DeviceFolder(const QString &path, const std::array<QByteArray, kindCount> &defaultPixels)
+    : m_path(path), m_defaultPixels(defaultPixels)
+{
+}
+
+QString DeviceFolder::nameFor(const QString &deviceKey)
+{
+    constexpr int longest = 200; // of the 255 bytes that file systems allow
+    const QByteArray encoded = QUrl::toPercentEncoding(deviceKey, QByteArray(), QByteArrayLiteral("."));
+    // A percent sign without two digits after it is in no encoded text.
+    if (encoded.isEmpty())
+        return QStringLiteral("%");
+    if (encoded.size() <= longest)
+        return QString::fromLatin1(encoded);
+    return QString::fromLatin1(encoded.left(longest / 2)) + QLatin1String("%-")
+           + QString::fromLatin1(QCryptographicHash::hash(deviceKey.toUtf8(), QCryptographicHash::Sha1).toHex());
+}
+
+QMap<int, qint64> DeviceFolder::usedBytes(const Saved &saved)
+{
+    QMap<int, qint64> used;
+    for (const SavedCabinet &cabinet : saved.cabinets) {
+        for (const Place &place : cabinet.places)
+            used[place.pack] += place.length;
+    }
+    return used;
+}
+
+QByteArray DeviceFolder::stateText(const QString &deviceKey, const Saved &saved)
+{
+    // One line a cabinet, so that a change of one needs no other's text anew.
+    QByteArray text = "{\"format\": " + quoted(stateFormat) + ", \"version\": " + QByteArray::number(stateVersion)
+                      + ", \"key\": " + quoted(deviceKey) + ",\n\"device\": " + saved.line + ",\n\"cabinets\": {";
+    const char *separator = "\n";
+    for (auto it = saved.cabinets.cbegin(); it != saved.cabinets.cend(); ++it) {
+        if (it->line.isEmpty())
+            continue;
+        text += separator + quoted(it.key()) + ": " + it->line;
+        separator = ",\n";
+    }
+    text += "\n}";
+    return text + checksumStart + sha1(text).toHex() + checksumEnd;
+}
+
+bool DeviceFolder::create(const DeviceState &device, Disk::Making &making, QString *error)
+{
+    if (!deviceLine(device, m_saved.line))
+        return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(m_path));
+    if (const int failure = making.folder(Disk::encoded(m_path)))
+        return fail(error, Disk::problem(m_path, "cannot be made", failure));
+    const QString path = filePath(stateName);
+    if (const int failure = making.file(Disk::encoded(path), {stateText(device.description.key, m_saved)}))
+        return fail(error, Disk::problem(path, "cannot be written", failure));
+    return true;
+}
+
+int DeviceFolder::nextPack() const
+{
+    int number = m_lastPack;
+    do {
+        number = number < largestPack ? number + 1 : 1;
+    } while (m_packSizes.contains(number) || m_leftoverPacks.contains(number));
+    return number;
+}
+
+bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QString *error)
+{
+    Saved next = m_saved;
+    if (!deviceLine(after, next.line))
+        return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(filePath(stateName)));
+    bool changed = next.line != m_saved.line || !m_isCertain;
+
+    // What differs. Values that nobody wrote to are still shared with those from before.
+    const int pack = nextPack();
+    QVector<QByteArray> values;
+    qint64 packSize = 0;
+    const auto put = [&](const QByteArray &value) {
+        const Place place{pack, packSize, value.size(), sha1(value)};
+        values += value;
+        packSize += value.size();
+        return place;
+    };
+    QSet<QString> newLines;
+    if (!after.cabinets.isSharedWith(before.cabinets)) {
+        auto old = before.cabinets.cbegin();
+        for (auto it = after.cabinets.cbegin(); it != after.cabinets.cend(); ++it, ++old) {
+            Q_ASSERT(old != before.cabinets.cend() && old.key() == it.key());
+            if (!sameSettings(*it, *old))
+                newLines += it.key();
+            for (const Slot &slot : lastingSlots()) {
+                const QByteArray &value = bytesAt(*it, slot);
+                if (value.isSharedWith(bytesAt(*old, slot)) || value == bytesAt(*old, slot))
+                    continue;
+                const bool isDefault =
+                    slot.kind ? it->planes(slot.kindValue)
+                                    .isDefault(slot.storeValue, m_defaultPixels[static_cast<std::size_t>(slot.kindValue)])
+                              : value.isEmpty();
+                if (isDefault)
+                    next.cabinets[it.key()].places.remove(slot.number);
+                else
+                    next.cabinets[it.key()].places.insert(slot.number, put(value));
+                newLines += it.key();
+            }
+        }
+    }
+    if (!after.description.subScreens.isSharedWith(before.description.subScreens)) {
+        for (auto it = after.cabinets.cbegin(); it != after.cabinets.cend(); ++it) {
+            if (!sameFlags(*after.describedCabinet(it.key()), *before.describedCabinet(it.key())))
+                newLines += it.key();
+        }
+    }
+    changed = changed || !newLines.isEmpty();
+    if (!changed)
+        return true;
+
+    // What is left of packs that are mostly out of use moves along. That is never more than what fell out of use, so a
+    // folder takes at most about twice the place of what it holds.
+    if (!values.isEmpty()) {
+        const QMap<int, qint64> used = usedBytes(next);
+        const auto isMostlyUnused = [&](int number) {
+            return number != pack && 2 * used.value(number) < m_packSizes.value(number);
+        };
+        for (auto it = next.cabinets.begin(); it != next.cabinets.end(); ++it) {
+            for (const Slot &slot : lastingSlots()) {
+                const auto place = qAsConst(it->places).constFind(slot.number);
+                if (place == it->places.constEnd() || !isMostlyUnused(place->pack))
+                    continue;
+                it->places.insert(slot.number, put(bytesAt(*after.cabinets.constFind(it.key()), slot)));
+                newLines += it.key();
+            }
+        }
+    }
+
+    for (const QString &id : qAsConst(newLines)) {
+        if (!isText(*after.describedCabinet(id)))
+            return fail(error, QStringLiteral("%1: a flag of cabinet %2 is no valid text").arg(filePath(stateName), id));
+        SavedCabinet &cabinet = next.cabinets[id];
+        cabinet.line = cabinetLine(after, id, cabinet);
+    }
+    return commit(after.description.key, next, pack, values, error);
+}
+
+QByteArray DeviceFolder::cabinetLine(const DeviceState &device, const QString &id, const SavedCabinet &saved)
+{
+    const CabinetState &state = *device.cabinets.constFind(id);
+    const Cabinet &described = *device.describedCabinet(id);
+    const Cabinet &delivered = *device.deliveredCabinet(id);
+
+    QJsonObject object;
+    insertUnless(object, "flag", described.flag, delivered.flag);
+    insertUnlessEmpty(object, "moduleFlags", moduleFlags(described, delivered));
+    insertUnless(object, "brightness", state.brightness, device.original.brightnessDefault);
+    insertUnless(object, "effectMode", state.effectMode, 0);
+    insertUnlessEmpty(object, "gamma", gammaObject(state.gamma));
+    insertUnlessEmpty(object, "multilayerParameter", parameterObject(state.multilayerParameter));
+    QJsonArray layers;
+    for (const QVariant &layer : state.multilayerParameters)
+        layers.append(parameterObject(layer.toMap()));
+    if (!layers.isEmpty())
+        object.insert(QLatin1String("multilayerParameters"), layers);
+    QJsonObject codes;
+    for (auto it = state.flashCheckCodes.cbegin(); it != state.flashCheckCodes.cend(); ++it)
+        insertUnless(codes, it.key(), it.value(), 0);
+    insertUnlessEmpty(object, "flashCheckCodes", codes);
+
+    QJsonObject planes;
+    for (const Slot &slot : lastingSlots()) {
+        const auto place = saved.places.constFind(slot.number);
+        if (place == saved.places.constEnd())
+            continue;
+        const QJsonObject entry{{QLatin1String("pack"), packName(place->pack)},
+                                {QLatin1String("offset"), place->offset},
+                                {QLatin1String("length"), place->length},
+                                {QLatin1String("sha1"), QString::fromLatin1(place->sha1.toHex())}};
+        if (!slot.kind) {
+            object.insert(QLatin1String("configFile"), entry);
+            continue;
+        }
+        QJsonObject stores = planes.value(QLatin1String(slot.kind)).toObject();
+        stores.insert(QLatin1String(slot.store), entry);
+        planes.insert(QLatin1String(slot.kind), stores);
+    }
+    if (!planes.isEmpty()) {
+        const QSize size = state.planes(Kind::Chroma).size();
+        object.insert(QLatin1String("size"), QJsonArray{size.width(), size.height()});
+        object.insert(QLatin1String("planes"), planes);
+    }
+    return object.isEmpty() ? QByteArray() : compact(object);
+}
+
+bool DeviceFolder::commit(const QString &deviceKey, Saved &next, int pack, const QVector<QByteArray> &values, QString *error)
+{
+    // Whatever allocates comes before the new state takes the old one's place. From then on memory must follow the disk.
+    const QString path = filePath(stateName);
+    const QByteArray folder = Disk::encoded(m_path);
+    const QByteArray state = Disk::encoded(path);
+    const auto failed = [&](const QString &where, const char *what, int failure) {
+        return fail(error, Disk::problem(where, what, failure));
+    };
+    QVector<QByteArray> names;
+    if (const int failure = Disk::list(folder, names))
+        return failed(m_path, "cannot be listed", failure);
+    QSet<int> present;
+    QVector<QByteArray> unused;
+    const QMap<int, qint64> used = usedBytes(next);
+    for (const QByteArray &name : qAsConst(names)) {
+        const int number = packNumber(name);
+        present += number;
+        if (number > 0 && !used.contains(number))
+            unused += folder + '/' + name;
+    }
+    QMap<int, qint64> sizes;
+    for (auto it = used.cbegin(); it != used.cend(); ++it) {
+        if (it.key() != pack && !present.contains(it.key()))
+            return fail(error, QStringLiteral("%1: is gone").arg(filePath(packName(it.key()))));
+        sizes.insert(it.key(), it.key() == pack ? it.value() : m_packSizes.value(it.key()));
+    }
+
+    Disk::Making making;
+    const QString packPath = filePath(packName(pack));
+    const QByteArray encodedPack = Disk::encoded(packPath);
+    if (!values.isEmpty()) {
+        m_lastPack = pack;
+        if (const int failure = making.file(encodedPack, values))
+            return failed(packPath, "cannot be written", failure);
+        if (const int failure = Disk::syncFolder(folder))
+            return failed(m_path, "cannot be synchronised", failure);
+    }
+    if (const int failure = Disk::writeReplacement(state, stateText(deviceKey, next)))
+        return failed(path, "cannot be written", failure);
+    if (const int failure = Disk::replace(state))
+        return failed(path, "cannot be written", failure);
+
+    making.keep();
+    if (const int failure = Disk::syncFolder(folder)) {
+        // Either state may be there after a power failure, so the packs of both must be.
+        m_isCertain = false;
+        if (restore(deviceKey)) {
+            m_isCertain = true;
+            if (!values.isEmpty())
+                Disk::remove(encodedPack);
+        }
+        return failed(m_path, "cannot be synchronised", failure);
+    }
+    m_isCertain = true;
+    std::swap(m_saved, next);
+    m_packSizes.swap(sizes);
+    for (const QByteArray &each : qAsConst(unused))
+        Disk::remove(each); // or the next time
+    return true;
+}
+
+bool DeviceFolder::restore(const QString &deviceKey) const
+{
+    try {
+        const QByteArray state = Disk::encoded(filePath(stateName));
+        return Disk::writeReplacement(state, stateText(deviceKey, m_saved)) == 0 && Disk::replace(state) == 0
+               && Disk::syncFolder(Disk::encoded(m_path)) == 0;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+}
+
+void DeviceFolder::tidy() noexcept
+{
+    for (const QByteArray &path : qAsConst(m_leftover))
+        Disk::remove(path);
+}
+
+/// Reads `state.json` and the packs into a device, and finds everything that is wrong with them.
+class DeviceFolder::Reader
+{
+public:
+    Reader(const DeviceFolder &folder, DeviceState &device)
+        : m_folder(folder), m_device(device), m_json(folder.filePath(stateName))
+    {
+    }
+
+    bool read(Saved &saved, QMap<int, qint64> &packSizes, QString *error)
+    {
+        readState(saved);
+        if (m_json.isGood())
+            readPacks(packSizes);
+        return m_json.isGood() || fail(error, shortened(m_json.problems()));
+    }
+
+private:
+    /// Where the value of a slot is said to be.
+    struct Found {
+        QByteArray id;
+        const Slot *slot;
+        Place place;
+    };
+
+    /// So that a folder which lost its packs does not fill the screen.
+    static QString shortened(const QString &problems)
+    {
+        constexpr int longest = 20;
+        const QStringList lines = problems.split(QLatin1Char('\n'));
+        if (lines.size() <= longest)
+            return problems;
+        return QStringList(lines.mid(0, longest)).join(QLatin1Char('\n'))
+               + QStringLiteral("\n... and %1 more").arg(lines.size() - longest);
+    }
+
+    // Values; what is wrong is a problem at the key.
+
+    bool integer(const QJsonObject &object, const char *key, qint64 least, qint64 greatest, qint64 &result)
+    {
+        const QJsonValue value = object.value(QString::fromUtf8(key));
+        const JsonReader::At at(m_json, key);
+        return integer(value, least, greatest, result);
+    }
+    bool integer(const QJsonValue &value, qint64 least, qint64 greatest, qint64 &result)
+    {
+        const double number = value.toDouble();
+        if (value.isDouble() && std::floor(number) == number && number >= static_cast<double>(least)
+            && number <= static_cast<double>(greatest)) {
+            result = static_cast<qint64>(number);
+            return true;
+        }
+        m_json.expected(least == -qint64(anyInt) - 1 && greatest == anyInt
+                            ? QStringLiteral("an integer of 32 bits")
+                            : QStringLiteral("an integer from %1 to %2").arg(least).arg(greatest),
+                        value);
+        return false;
+    }
+    /// Leaves `result` alone when there is no such entry.
+    void optional(const QJsonObject &object, const char *key, int &result, int least = -anyInt - 1, int greatest = anyInt)
+    {
+        qint64 value = 0;
+        if (object.contains(QString::fromUtf8(key)) && integer(object, key, least, greatest, value))
+            result = static_cast<int>(value);
+    }
+    void optional(const QJsonObject &object, const char *key, bool &result)
+    {
+        const QJsonValue value = object.value(QString::fromUtf8(key));
+        const JsonReader::At at(m_json, key);
+        if (value.isBool())
+            result = value.toBool();
+        else if (!value.isUndefined())
+            m_json.expected(QStringLiteral("true or false"), value);
+    }
+    void optional(const QJsonObject &object, const char *key, QString &result)
+    {
+        const QJsonValue value = object.value(QString::fromUtf8(key));
+        const JsonReader::At at(m_json, key);
+        if (value.isString())
+            result = value.toString();
+        else if (!value.isUndefined())
+            m_json.expected(QStringLiteral("a text"), value);
+    }
+    /// Calls `read` with an object that is there, at its key.
+    template <typename Read>
+    void object(const QJsonObject &parent, const char *key, Read read)
+    {
+        const QJsonValue value = parent.value(QString::fromUtf8(key));
+        const JsonReader::At at(m_json, key);
+        if (value.isObject())
+            read(value.toObject());
+        else if (!value.isUndefined())
+            m_json.expected(QStringLiteral("an object"), value);
+    }
+    /// Calls `read` with each element of a list that is there, at its index.
+    template <typename Read>
+    void list(const QJsonObject &parent, const char *key, Read read)
+    {
+        const QJsonValue value = parent.value(QString::fromUtf8(key));
+        const JsonReader::At at(m_json, key);
+        if (!value.isArray()) {
+            if (!value.isUndefined())
+                m_json.expected(QStringLiteral("a list"), value);
+            return;
+        }
+        const QJsonArray elements = value.toArray();
+        for (int i = 0; i < elements.size(); ++i) {
+            const JsonReader::At element(m_json, i);
+            read(elements[i]);
+        }
+    }
+    void known(const QJsonObject &object, std::initializer_list<const char *> keys)
+    {
+        QStringList names;
+        for (const char *const key : keys)
+            names += QString::fromUtf8(key);
+        m_json.unknownKeys(object, names);
+    }
+
+    // Parts
+
+    void readState(Saved &saved)
+    {
+        QByteArray text;
+        if (const int failure = Disk::readFile(Disk::encoded(m_folder.filePath(stateName)), text)) {
+            m_json.problem(QStringLiteral("cannot be read: %1").arg(qt_error_string(failure)));
+            return;
+        }
+        QJsonObject state;
+        if (!m_json.parse(text, state) || !readHead(state))
+            return;
+        if (state.value(QLatin1String("version")) == QJsonValue(versionWithoutChecksum)) {
+            known(state, {"format", "version", "key", "device", "cabinets"});
+        } else {
+            known(state, {"format", "version", "key", "device", "cabinets", "sha1"});
+            if (!checkSum(text, state))
+                return;
+        }
+        object(state, "device", [&](const QJsonObject &device) { readDevice(device); });
+        deviceLine(m_device, saved.line);
+        object(state, "cabinets", [&](const QJsonObject &cabinets) {
+            for (auto it = cabinets.begin(); it != cabinets.end(); ++it) {
+                const QByteArray id = it.key().toUtf8();
+                if (m_device.cabinets.contains(it.key())) {
+                    object(cabinets, id.constData(),
+                           [&](const QJsonObject &cabinet) { readCabinet(it.key(), id, cabinet); });
+                } else {
+                    const JsonReader::At at(m_json, id.constData());
+                    m_json.problem(
+                        QStringLiteral("wall.json has no such cabinet in device \"%1\"").arg(m_device.description.key));
+                }
+            }
+        });
+        for (const char *const key : {"device", "cabinets"}) {
+            const JsonReader::At at(m_json, key);
+            if (!state.contains(QString::fromUtf8(key)))
+                m_json.problem(QStringLiteral("is missing"));
+        }
+        for (const Found &found : qAsConst(m_found))
+            saved.cabinets[QString::fromUtf8(found.id)].places.insert(found.slot->number, found.place);
+        for (auto it = m_device.cabinets.cbegin(); it != m_device.cabinets.cend(); ++it) {
+            const QByteArray line = cabinetLine(m_device, it.key(), saved.cabinets.value(it.key()));
+            if (!line.isEmpty())
+                saved.cabinets[it.key()].line = line;
+        }
+    }
+
+    bool readHead(const QJsonObject &state)
+    {
+        {
+            const QJsonValue format = state.value(QLatin1String("format"));
+            const JsonReader::At at(m_json, "format");
+            if (format != QJsonValue(stateFormat))
+                m_json.expected(QStringLiteral("\"%1\"").arg(stateFormat), format);
+        }
+        if (m_json.isGood()) {
+            const QJsonValue version = state.value(QLatin1String("version"));
+            const JsonReader::At at(m_json, "version");
+            if (version != QJsonValue(stateVersion) && version != QJsonValue(versionWithoutChecksum))
+                m_json.expected(QStringLiteral("%1 or %2").arg(versionWithoutChecksum).arg(stateVersion), version);
+        }
+        if (m_json.isGood()) {
+            const QJsonValue key = state.value(QLatin1String("key"));
+            const JsonReader::At at(m_json, "key");
+            if (key != QJsonValue(m_device.description.key))
+                m_json.expected(QStringLiteral("\"%1\"").arg(m_device.description.key), key);
+        }
+        return m_json.isGood();
+    }
+
+    bool checkSum(const QByteArray &text, const QJsonObject &state)
+    {
+        if (state.value(QLatin1String("sha1")) == QJsonValue(acceptedEdit))
+            return true;
+        const int start = text.lastIndexOf(checksumStart);
+        if (start >= 0 && text.mid(start) == checksumStart + sha1(text.left(start)).toHex() + checksumEnd)
+            return true;
+        const JsonReader::At at(m_json, "sha1");
+        m_json.problem(QStringLiteral("does not match the file; if the file was edited on purpose, write \"%1\" here")
+                           .arg(acceptedEdit));
+        return false;
+    }
+
+    void readDevice(const QJsonObject &device)
+    {
+        known(device, {"screenName", "brightness", "effectMode", "xBitMode", "xBitEnabled", "ablEnabled", "gamma"});
+        const Device &description = m_device.description;
+        optional(device, "screenName", m_device.description.screenName);
+        optional(device, "brightness", m_device.brightness, description.brightnessMin, description.brightnessMax);
+        optional(device, "effectMode", m_device.effectMode);
+        optional(device, "xBitMode", m_device.xBitMode);
+        optional(device, "xBitEnabled", m_device.xBitEnabled);
+        optional(device, "ablEnabled", m_device.ablEnabled);
+        readGamma(device, m_device.gamma);
+    }
+
+    void readGamma(const QJsonObject &owner, std::array<QList<int>, 3> &gamma)
+    {
+        object(owner, "gamma", [&](const QJsonObject &tables) {
+            known(tables, {channelNames[0], channelNames[1], channelNames[2]});
+            for (std::size_t i = 0; i < gamma.size(); ++i) {
+                list(tables, channelNames[i], [&](const QJsonValue &element) {
+                    qint64 value = 0;
+                    if (integer(element, -qint64(anyInt) - 1, anyInt, value))
+                        gamma[i] += static_cast<int>(value);
+                });
+            }
+        });
+    }
+
+    /// A map of unsigned and signed 32-bit numbers, all of which must be there.
+    QMap<QString, QVariant> parameter(const QJsonValue &value, std::initializer_list<const char *> unsignedKeys,
+                                      std::initializer_list<const char *> signedKeys)
+    {
+        QMap<QString, QVariant> result;
+        if (!value.isObject()) {
+            m_json.expected(QStringLiteral("an object"), value);
+            return result;
+        }
+        const QJsonObject entries = value.toObject();
+        QStringList names;
+        qint64 number = 0;
+        for (const char *const key : unsignedKeys) {
+            names += QString::fromUtf8(key);
+            if (integer(entries, key, 0, std::numeric_limits<uint>::max(), number))
+                result.insert(names.last(), static_cast<uint>(number));
+        }
+        for (const char *const key : signedKeys) {
+            names += QString::fromUtf8(key);
+            if (integer(entries, key, -qint64(anyInt) - 1, anyInt, number))
+                result.insert(names.last(), static_cast<int>(number));
+        }
+        m_json.unknownKeys(entries, names);
+        return result;
+    }
+
+    void readCabinet(const QString &id, const QByteArray &idBytes, const QJsonObject &cabinet)
+    {
+        known(cabinet, {"flag", "moduleFlags", "brightness", "effectMode", "gamma", "multilayerParameter",
+                        "multilayerParameters", "flashCheckCodes", "configFile", "size", "planes"});
+        const Device &description = m_device.description;
+        CabinetState &state = m_device.cabinets[id];
+        if (cabinet.contains(QLatin1String("flag")))
+            optional(cabinet, "flag", m_device.describedCabinet(id)->flag);
+        eachModule(id, cabinet, "moduleFlags", [&](const QJsonObject &flags, const char *module) {
+            optional(flags, module, m_device.describedModule(id, QString::fromUtf8(module))->flag);
+        });
+        optional(cabinet, "brightness", state.brightness, description.brightnessMin, description.brightnessMax);
+        optional(cabinet, "effectMode", state.effectMode);
+        readGamma(cabinet, state.gamma);
+        if (cabinet.contains(QLatin1String("multilayerParameter"))) {
+            const JsonReader::At at(m_json, "multilayerParameter");
+            state.multilayerParameter = parameter(
+                cabinet.value(QLatin1String("multilayerParameter")), {"inLayer1", "inLayer2", "inLayer3", "inLayer4"},
+                {"inVldBitLayer01", "inVldBitLayer12", "inVldBitLayer23", "inVldBitLayer34"});
+        }
+        list(cabinet, "multilayerParameters", [&](const QJsonValue &layer) {
+            state.multilayerParameters += QVariant(parameter(layer, {"inLayer"}, {"inVldBitLayer"}));
+        });
+        eachModule(id, cabinet, "flashCheckCodes", [&](const QJsonObject &codes, const char *module) {
+            int code = 0;
+            optional(codes, module, code);
+            state.flashCheckCodes.insert(QString::fromUtf8(module), code);
+        });
+        if (cabinet.contains(QLatin1String("configFile"))) {
+            object(cabinet, "configFile",
+                   [&](const QJsonObject &place) { readPlace(idBytes, lastingSlots().last(), -1, place); });
+        }
+        if (cabinet.contains(QLatin1String("planes")) && checkSize(id, cabinet))
+            object(cabinet, "planes", [&](const QJsonObject &planes) { readPlanes(idBytes, state, planes); });
+    }
+
+    /// Calls `read` for every module that an object has as a key.
+    template <typename Read>
+    void eachModule(const QString &id, const QJsonObject &cabinet, const char *key, Read read)
+    {
+        object(cabinet, key, [&](const QJsonObject &modules) {
+            const QStringList names = modules.keys();
+            for (const QString &name : names) {
+                const QByteArray module = name.toUtf8();
+                if (qAsConst(m_device).describedModule(id, name)) {
+                    read(modules, module.constData());
+                } else {
+                    const JsonReader::At at(m_json, module.constData());
+                    m_json.problem(QStringLiteral("wall.json has no such module in cabinet %1").arg(id));
+                }
+            }
+        });
+    }
+
+    bool checkSize(const QString &id, const QJsonObject &cabinet)
+    {
+        const JsonReader::At at(m_json, "size");
+        const QJsonValue value = cabinet.value(QLatin1String("size"));
+        const QJsonArray size = value.toArray();
+        if (size.size() != 2 || !size[0].isDouble() || !size[1].isDouble()) {
+            m_json.expected(QStringLiteral("a list of width and height"), value);
+            return false;
+        }
+        const QSize described = m_device.cabinets.constFind(id)->planes(Kind::Chroma).size();
+        if (size == QJsonArray{described.width(), described.height()})
+            return true;
+        m_json.problem(QStringLiteral("saved from a cabinet of %1x%2 pixels, but wall.json has %3x%4")
+                           .arg(size[0].toDouble())
+                           .arg(size[1].toDouble())
+                           .arg(described.width())
+                           .arg(described.height()));
+        return false;
+    }
+
+    void readPlanes(const QByteArray &id, const CabinetState &state, const QJsonObject &planes)
+    {
+        known(planes, {kindNames[0], kindNames[1], kindNames[2]});
+        for (const char *const kind : kindNames) {
+            object(planes, kind, [&](const QJsonObject &stores) {
+                known(stores, {storeNames[1], storeNames[2], storeNames[3], storeNames[4]});
+                for (const Slot &slot : lastingSlots()) {
+                    if (slot.kind != kind)
+                        continue;
+                    object(stores, slot.store, [&](const QJsonObject &place) {
+                        readPlace(id, slot, state.planes(slot.kindValue).byteCount(), place);
+                    });
+                }
+            });
+        }
+    }
+
+    /// `expectedLength` is negative where any length will do.
+    void readPlace(const QByteArray &id, const Slot &slot, int expectedLength, const QJsonObject &entry)
+    {
+        known(entry, {"pack", "offset", "length", "sha1"});
+        Found found{id, &slot, {}};
+        qint64 length = 0;
+        bool good = integer(entry, "offset", 0, qint64(1) << 53, found.place.offset);
+        good = integer(entry, "length", 1, anyInt, length) && good;
+        found.place.length = static_cast<int>(length);
+        if (good && expectedLength >= 0 && length != expectedLength) {
+            const JsonReader::At at(m_json, "length");
+            m_json.problem(QStringLiteral("a plane of this cabinet has %1 bytes, not %2").arg(expectedLength).arg(length));
+            good = false;
+        }
+        {
+            const JsonReader::At at(m_json, "pack");
+            const QJsonValue pack = entry.value(QLatin1String("pack"));
+            found.place.pack = packNumber(pack.toString().toUtf8());
+            if (found.place.pack == 0) {
+                m_json.expected(QStringLiteral("a name such as \"1.planes\""), pack);
+                good = false;
+            }
+        }
+        {
+            const JsonReader::At at(m_json, "sha1");
+            const QJsonValue sha1 = entry.value(QLatin1String("sha1"));
+            found.place.sha1 = QByteArray::fromHex(sha1.toString().toLatin1());
+            if (found.place.sha1.size() != sha1Length || sha1.toString().size() != 2 * sha1Length) {
+                m_json.expected(QStringLiteral("40 hexadecimal digits"), sha1);
+                good = false;
+            }
+        }
+        if (good)
+            m_found += found;
+    }
+
+    // Packs
+
+    void readPacks(QMap<int, qint64> &packSizes)
+    {
+        std::sort(m_found.begin(), m_found.end(), [](const Found &a, const Found &b) {
+            return a.place.pack != b.place.pack ? a.place.pack < b.place.pack : a.place.offset < b.place.offset;
+        });
+        Disk::Input file;
+        QString path;
+        int pack = 0;
+        for (const Found &found : qAsConst(m_found)) {
+            if (found.place.pack != pack) {
+                pack = found.place.pack;
+                path = m_folder.filePath(packName(pack));
+                if (const int failure = file.open(Disk::encoded(path))) {
+                    problemOf(found, "pack", QStringLiteral("%1 cannot be read: %2").arg(path, qt_error_string(failure)));
+                    continue;
+                }
+                packSizes.insert(pack, file.size());
+            }
+            if (file.isOpen())
+                readValue(found, path, file);
+        }
+    }
+
+    void readValue(const Found &found, const QString &path, const Disk::Input &file)
+    {
+        const Place &place = found.place;
+        if (place.offset > file.size() || place.length > file.size() - place.offset) {
+            problemOf(
+                found, "offset",
+                QStringLiteral("%1 bytes from %2 on reach beyond %3, which has %4")
+                    .arg(QString::number(place.length), QString::number(place.offset), path, QString::number(file.size())));
+            return;
+        }
+        QByteArray bytes;
+        const int failure = file.read(place.offset, place.length, bytes);
+        if (failure != 0 || bytes.size() != place.length) {
+            problemOf(found, "pack",
+                      QStringLiteral("%1 cannot be read: %2")
+                          .arg(path, failure != 0 ? qt_error_string(failure) : QStringLiteral("it ends too early")));
+            return;
+        }
+        if (sha1(bytes) != place.sha1) {
+            problemOf(found, "sha1",
+                      QStringLiteral("the %1 bytes from %2 on in %3 have another checksum")
+                          .arg(QString::number(place.length), QString::number(place.offset), path));
+            return;
+        }
+        CabinetState &cabinet = m_device.cabinets[QString::fromUtf8(found.id)];
+        if (found.slot->kind)
+            cabinet.planes(found.slot->kindValue).setBytes(found.slot->storeValue, bytes);
+        else
+            cabinet.configFile = bytes;
+    }
+
+    void problemOf(const Found &found, const char *key, const QString &reason)
+    {
+        const JsonReader::At cabinets(m_json, "cabinets");
+        const JsonReader::At id(m_json, found.id.constData());
+        const JsonReader::At group(m_json, found.slot->kind ? "planes" : "configFile");
+        if (!found.slot->kind) {
+            const JsonReader::At at(m_json, key);
+            m_json.problem(reason);
+            return;
+        }
+        const JsonReader::At kind(m_json, found.slot->kind);
+        const JsonReader::At store(m_json, found.slot->store);
+        const JsonReader::At at(m_json, key);
+        m_json.problem(reason);
+    }
+
+    const DeviceFolder &m_folder;
+    DeviceState &m_device;
+    JsonReader m_json;
+    QVector<Found> m_found;
+};
+
+bool DeviceFolder::read(DeviceState &device, QString *error)
+{
+    Saved saved;
+    QMap<int, qint64> packSizes;
+    if (!Reader(*this, device).read(saved, packSizes, error))
+        return false;
+    const QByteArray folder = Disk::encoded(m_path);
+    QVector<QByteArray> names;
+    if (const int failure = Disk::list(folder, names))
+        return fail(error, Disk::problem(m_path, "cannot be listed", failure));
+    // A process that was killed may have had no time for it. Until then the state from before may come back.
+    if (const int failure = Disk::syncFolder(folder))
+        return fail(error, Disk::problem(m_path, "cannot be synchronised", failure));
+    for (const QByteArray &name : qAsConst(names)) {
+        const int number = packNumber(name);
+        if (number > 0 && packSizes.contains(number))
+            continue;
+        if (number > 0)
+            m_leftoverPacks += number;
+        if (number > 0 || Disk::isReplacement(name, "state.json"))
+            m_leftover += folder + '/' + name;
+    }
+    m_saved = saved;
+    m_packSizes = packSizes;
+    m_lastPack = packSizes.isEmpty() ? 0 : packSizes.lastKey();
+    return true;
+}
+
+} // namespace Simulator

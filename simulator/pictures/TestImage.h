@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Canvas.h"
+#include "device/WallStore.h"
+
+#include <QtCore/QVector>
+
+namespace Simulator {
+
+/// A test image as a device draws it from its request and nothing else; the rules are those of
+/// VirtualWall::patternPicture(). A request that no device accepts is drawn dark.
+class TestImage
+{
+public:
+    /// The colour of an unlit pixel, then those of the squares or blocks.
+    using Palette = QVector<QRgb>;
+
+    TestImage(const Pattern &pattern, const QSize &frame);
+
+    const Palette &palette() const { return m_palette; }
+    /// Draws `part` of the frame, which holds it whole, with its top-left corner at `place`. The palette has the size of
+    /// palette().
+    void draw(Canvas &canvas, const QPoint &place, const QRect &part, const Palette &palette) const;
+
+private:
+    void readPixels(const QMap<QString, QVariant> &request, const QSize &frame);
+    void readCheckers(const QMap<QString, QVariant> &request, const QSize &frame);
+
+    // For each pixel column and row of the frame the number of its column or row of squares, modulo the number of colours;
+    // negative: dark. A square has the colour of the sum of its two numbers.
+    QVector<int> m_columns;
+    QVector<int> m_rows;
+    Palette m_palette;
+};
+
+/// The colours as a cabinet shows them; see Light::Effective.
+TestImage::Palette lit(const TestImage::Palette &palette, const DeviceState &device, const CabinetState &cabinet);
+
+} // namespace Simulator

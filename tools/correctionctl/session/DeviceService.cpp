@@ -1,0 +1,83 @@
+// For a program that is linked with a real device service: the library talks to that directly, and this program sees no
+// more of it than the results. The command line refuses what needs more before it gets here.
+
+#include "Service.h"
+#include "terminal/ExitCodes.h"
+
+namespace Ctl {
+namespace Service {
+
+namespace {
+
+[[noreturn]] void refuse(const char *what)
+{
+    throw Failure(ExitUsage,
+                  QStringLiteral("this program is linked with a device service, which cannot %1").arg(QLatin1String(what)));
+}
+
+} // namespace
+
+QString name()
+{
+    return QStringLiteral("device service");
+}
+
+bool isVirtual()
+{
+    return false;
+}
+
+void open(const QString &) {}
+
+void openRecording(const QString &)
+{
+    refuse("answer from a recording");
+}
+
+void close() {}
+
+void holdBackWrites()
+{
+    // Without a seam between library and service nothing could keep a request from the devices.
+    refuse("hold requests back, so nothing was sent");
+}
+
+QVector<Exchange> exchanges()
+{
+    return {};
+}
+
+QVector<Exchange> heldBack()
+{
+    return {};
+}
+
+void forgetExchanges() {}
+
+void record(const QString &)
+{
+    refuse("be recorded by this program");
+}
+
+Replayed replayed()
+{
+    return {};
+}
+
+QByteArray describe()
+{
+    refuse("be described as a virtual wall");
+}
+
+void create(const QString &, const QString &)
+{
+    refuse("make wall directories");
+}
+
+QImage render(Picture, const QString &, int)
+{
+    refuse("draw pictures of itself");
+}
+
+} // namespace Service
+} // namespace Ctl

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "commandline/CommandLine.h"
+#include "terminal/ExitCodes.h"
+#include "terminal/Output.h"
+
+#include <Correction/Correction.h>
+
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QStringList>
+
+#include <memory>
+
+namespace Ctl {
+
+/// What a verb works with: its arguments, its output, and the wall, which is discovered when first asked for.
+class Session
+{
+public:
+    Session(const Invocation &invocation, Output &output);
+    ~Session();
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+
+    const Arguments &arguments() const { return m_invocation.arguments; }
+    const Verb &verb() const { return *m_invocation.verb; }
+    const QStringList &rest() const { return m_invocation.rest; }
+    Output &out() { return m_output; }
+    bool dryRun() const { return arguments().has("--dry-run"); }
+
+    /// Takes the service into use, without asking it anything. Once.
+    void openService();
+    /// Discovers the screens, once.
+    Correction::ScreenManager &manager();
+    /// Says that the screens are discovered already, for a verb that does it by itself.
+    void takeDiscovered();
+    /// What is wrong with the cabinets' ids, as sentences. The library knows a cabinet by its id alone: where several
+    /// devices have the same, only the one of the device that was discovered first is reached.
+    const QStringList &ambiguities() const { return m_ambiguities; }
+    /// The screen that SCREEN names: one of the wall by id or name, or one made for this call where several are joined by
+    /// "+" or --device and --cabinet choose a part. Owned by the wall or by this.
+    Correction::IScreen &screen();
+    Correction::IScreen &screenOf(const QString &idOrName);
+    /// The cabinet of this id.
+    Correction::ICabinet &cabinet(const QString &id);
+    /// The cabinet that CID names.
+    Correction::ICabinet &cabinet();
+    Correction::CabinetInfo cabinetInfo(Correction::ICabinet &cabinet);
+
+    /// Ids of all screens, in order.
+    QStringList screenIds();
+    static QList<Correction::CabinetInfo> cabinetsOf(Correction::IScreen &screen);
+    static QRect rectOf(Correction::IScreen &screen);
+    /// Device keys of a screen's cabinets, in key order.
+    static QStringList devicesOf(const QList<Correction::CabinetInfo> &cabinets);
+
+private:
+    Correction::IScreen &single(const QString &idOrName);
+    void findAmbiguities();
+    /// Ends a verb that changes a device, or keeps what is to be restored, where an id of the screen is ambiguous.
+    void requireUniqueIds(const QString &screenId) const;
+    void select(const QStringList &screens);
+
+    Invocation m_invocation;
+    Output &m_output;
+    bool m_open = false;
+    bool m_discovered = false;
+    QStringList m_ambiguities;
+    QMap<QString, QString> m_ambiguousScreens;         ///< Their ids, and the first sentence about each.
+    QMap<QString, QStringList> m_screensOf;            ///< By cabinet id; a screen once for each device that lists it.
+    std::unique_ptr<Correction::ScreenV4> m_selection; ///< Made from parts of discovered screens.
+};
+
+} // namespace Ctl

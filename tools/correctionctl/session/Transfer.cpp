@@ -1,0 +1,182 @@
+#include "Transfer.h"
+
+#include "Service.h"
+#include "files/Files.h"
+#include "files/Grid.h"
+#include "files/Json.h"
+#include "terminal/Interrupt.h"
+#include "terminal/Progress.h"
+
+#include <algorithm>
+#include <limits>
+
+using namespace Correction;
+
+namespace Ctl {
+
+namespace {
+
+/// Bytes that a pixel of a kind has, as coefficients.
+int pixelBytes(EnumCoefficientType kind)
+{
+    return kind == enMultilayerCoefficient ? lengthOf(kind) : 2 * lengthOf(kind);
+}
+
+/// A band is small enough to show progress and to end soon, and large enough that requests do not cost more than pixels.
+constexpr qint64 bandPixels = 1 << 16;
+
+} // namespace
+
+qint64 area(const QRect &rect)
+{
+    if (rect.isEmpty())
+        return 0;
+    const qint64 width = qint64(rect.right()) - rect.left() + 1;
+    const qint64 height = qint64(rect.bottom()) - rect.top() + 1;
+    constexpr qint64 most = std::numeric_limits<int>::max();
+    return width > most / height ? most : width * height;
+}
+
+QRect chosenRect(Session &session, IScreen &screen)
+{
+    const QRect whole = Session::rectOf(screen);
+    const QString text = session.arguments().text("--rect", QStringLiteral("all"));
+    const QRect rect = text == QLatin1String("all") ? whole : parseRect(text).value_or(QRect());
+    if (rect.isEmpty() || !whole.contains(rect))
+        throw Failure(enOutOfRange, QStringLiteral("rectangle %1 lies outside screen %2, which is %3")
+                                        .arg(rectText(rect), screen.getID(), rectText(whole)));
+    return rect;
+}
+
+void checkReadTarget(const QString &path, EnumCoefficientType kind, int channel)
+{
+    formOf(path);
+    if (channel >= lengthOf(kind))
+        throw Failure(ExitUsage, QStringLiteral("--channel %1: %2 pixels have the values 0 to %3")
+                                     .arg(channel)
+                                     .arg(kindText(kind))
+                                     .arg(lengthOf(kind) - 1));
+    checkWritable(path);
+}
+
+CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, EnumCoefficientType kind, qint64 &uncovered)
+{
+    const auto make = [&screen, kind](const QSize &size) {
+        CoefficientPtr grid(CoefficientFactory::getCoefficient(kind, size.height(), size.width()));
+        if (!grid)
+            throw Failure(enNotSupported, QStringLiteral("screen %1: %2 coefficients of %3 pixels cannot be read")
+                                              .arg(screen.getID(), kindText(kind), sizeText(size)));
+        return grid;
+    };
+    CoefficientPtr target = make(rect.size());
+    QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
+    cabinets.erase(std::remove_if(cabinets.begin(), cabinets.end(),
+                                  [&rect](const CabinetInfo &cabinet) { return !cabinet.rect.intersects(rect); }),
+                   cabinets.end());
+    qint64 total = 0;
+    for (const CabinetInfo &cabinet : qAsConst(cabinets))
+        total += area(cabinet.rect) * pixelBytes(kind);
+    Progress progress(session.out(), QStringLiteral("reading"), total);
+    uncovered = area(rect);
+    int read = 0;
+    for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
+        Interrupt::check(
+            QStringLiteral("%1 of %2 read, no file written").arg(read).arg(counted(cabinets.size(), "cabinet")));
+        const CoefficientPtr whole = make(cabinet.rect.size());
+        const QString what =
+            QStringLiteral("screen %1: reading cabinet %2 of device %3").arg(screen.getID(), cabinet.id, cabinet.deviceKey);
+        check(session.cabinet(cabinet.id).tryGetCoefficients(*whole), what);
+        const QRect common = cabinet.rect & rect;
+        const CoefficientPtr part(whole->tryGetPart(common.translated(-cabinet.rect.topLeft())));
+        if (!part)
+            throw Failure(enInvalidParameter, what);
+        check(target->setPartCoefficient(common.translated(-rect.topLeft()), *part), what);
+        uncovered -= area(common);
+        ++read;
+        progress.advance(area(cabinet.rect) * pixelBytes(kind));
+    }
+    return target;
+}
+
+QVector<QRect> bandsOf(const QRect &rect, const QList<CabinetInfo> &cabinets, qint64 pixels)
+{
+    // A line between two rows of pixels is a cut where no cabinet lies on both sides of it.
+    QVector<QPair<int, int>> spans; // of cabinets: first row, row behind the last
+    for (const CabinetInfo &cabinet : cabinets) {
+        if (cabinet.rect.intersects(rect))
+            spans.append({cabinet.rect.top(), cabinet.rect.top() + cabinet.rect.height()});
+    }
+    std::sort(spans.begin(), spans.end());
+    QVector<QRect> bands;
+    int top = rect.top();
+    const int end = rect.top() + rect.height();
+    int covered = top;
+    for (const auto &span : qAsConst(spans)) {
+        if (span.first >= covered && covered > top && qint64(covered - top) * rect.width() >= pixels) {
+            bands.append(QRect(rect.left(), top, rect.width(), covered - top));
+            top = covered;
+        }
+        covered = std::max(covered, std::min(span.second, end));
+    }
+    bands.append(QRect(rect.left(), top, rect.width(), end - top));
+    return bands;
+}
+
+void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficient &grid, bool oneByOne, bool save)
+{
+    const QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
+    const QVector<QRect> bands = bandsOf(rect, cabinets, bandPixels);
+    Progress progress(session.out(), QStringLiteral("writing"), area(rect) * pixelBytes(grid.getType()));
+    int written = 0;
+    const auto done = [&] {
+        const int rows = written == 0 ? 0 : bands[written - 1].bottom() + 1 - rect.top();
+        return rows == 0 ? QStringLiteral("nothing was written")
+                         : QStringLiteral("rows %1 to %2 are written, nothing is saved")
+                               .arg(rect.top())
+                               .arg(rect.top() + rows - 1);
+    };
+    for (const QRect &band : bands) {
+        Interrupt::check(done());
+        const QString what =
+            QStringLiteral("screen %1: writing %2 (before it, %3)").arg(screen.getID(), rectText(band), done());
+        const CoefficientPtr part(bands.size() == 1 ? nullptr : grid.tryGetPart(band.translated(-rect.topLeft())));
+        if (bands.size() > 1 && !part)
+            throw Failure(enInvalidParameter, what);
+        ICoefficient &values = part ? *part : grid;
+        if (oneByOne) {
+            for (const QString &key : Session::devicesOf(cabinets))
+                check(screen.tryGetSubScreen(key)->setCoefficients(band, values), what);
+        } else {
+            check(screen.setCoefficients(band, values), what);
+        }
+        ++written;
+        progress.advance(area(band) * pixelBytes(grid.getType()));
+    }
+    // The last chance before the devices store it.
+    if (save)
+        Interrupt::check(done());
+}
+
+void reportTransfer(Session &session, const QString &done, const QString &target, const QRect &rect, int kind,
+                    const QString &file)
+{
+    session.out().data({{QStringLiteral("target"), target},
+                        {QStringLiteral("rect"), rectJson(rect)},
+                        {QStringLiteral("type"), kindText(kind)},
+                        {QStringLiteral("file"), file}});
+    session.out().line(QStringLiteral("%1: %2 %3 pixels at %4,%5 %6 %7")
+                           .arg(target, sizeText(rect.size()), kindText(kind), QString::number(rect.x()),
+                                QString::number(rect.y()), done, file));
+}
+
+void reportWrite(Session &session, const QString &target, const QRect &rect, int kind, const QString &file, bool saved)
+{
+    const QString done = QLatin1String(saved ? "written and saved from" : "written from");
+    reportTransfer(session, session.dryRun() ? QStringLiteral("would be ") + done : done, target, rect, kind, file);
+    session.out().data({{QStringLiteral("saved"), saved}});
+    if (!saved && !session.dryRun() && Service::isVirtual())
+        session.out().line(
+            QStringLiteral("not saved: the %1 forgets it when this program ends; --save keeps it").arg(Service::name()));
+}
+
+} // namespace Ctl

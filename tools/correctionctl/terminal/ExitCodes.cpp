@@ -1,0 +1,103 @@
+#include "ExitCodes.h"
+
+#include "session/Service.h"
+
+#include <QtCore/QStringList>
+
+#include <algorithm>
+
+namespace Ctl {
+
+namespace {
+
+QVector<ExitCode> knownExitCodes()
+{
+    return {
+        {0, "enSuccess", "The operation completed.", "Go on."},
+        {1, "enArgumentMismatch",
+         "An argument does not suit its target: the kind of a grid, its place in a cabinet, an empty list, a pattern that "
+         "does not come out even.",
+         "Compare the argument with what `show` and `cabinet CID info` print; multilayer grids cannot be read."},
+        {2, "enOutOfRange",
+         "A rectangle outside the screen, a brightness outside its range, or a number of values that does not match a "
+         "grid's size.",
+         "Stay inside what `show` prints."},
+        {3, "enInvalidParameter",
+         "A needed object or datum is missing: a cabinet that is not registered, a device that does not answer about "
+         "itself, "
+         "an empty reply.",
+         "Look at the tree for what is missing, then run `doctor`."},
+        {4, "enFileError", "A cabinet's configuration file could not be opened, read or written.",
+         "Check the path, its permissions and the free space."},
+        {5, "enTimeout", "A device did not answer in time or refused.",
+         "Check power and network of the named device and whether another program locks it, then try again; `doctor` shows "
+         "which request fails."},
+        {6, "enNoDevice", "Discovery found no device at all.",
+         Service::isVirtual() ? "Check the network, and which wall is meant by --wall."
+                              : "Check the network, and the power of the devices."},
+        {7, "enNotSupported", "A kind that the operation or the device does not support.",
+         "See `features` and `support`; low-gray grids cannot be read, and only low-gray ones can be applied."},
+        {8, "enCabinetNotFound", "A screen places a cabinet that its device does not list.",
+         "The device's configuration contradicts itself: load it anew with the device's own software."},
+        {ExitDifferent, "different", "`diff` found differences.", "See its table and --picture."},
+        {ExitUsage, "usage", "The command line is wrong. No device was touched.", "See `correctionctl VERB --help`."},
+        {ExitBadData, "bad data", "A file was read, but its content is damaged, foreign or does not fit.",
+         "Make the file anew, or take the one that belongs here."},
+        {ExitNoInput, "no input", "A file cannot be opened or read.", "Check the path and its permissions."},
+        {ExitAmbiguous, "ambiguous",
+         "Several devices have a cabinet of the same id, so what is meant for one may reach the other.",
+         "Give every cabinet of the wall an id of its own with the software of the devices; `doctor` finds what is left."},
+        {ExitUnknown, "unknown", "No screen, device or cabinet has this id.", "See `screens`, `tree` and `cabinets`."},
+        {ExitNoWall, "no wall", "The wall, or the device service, cannot be used.",
+         "See the reason: an unknown preset, a bad wall file, a directory in use by another program."},
+        {ExitInternal, "internal", "The program met a situation that it does not know.", "Please report it, with `doctor`."},
+        {ExitNoMemory, "no memory", "Memory ran out.", "Take a smaller rectangle."},
+        {ExitCannotWrite, "cannot write", "An output file or directory cannot be written; what was there before is whole.",
+         "Check the path, its permissions and the free space."},
+        {ExitInterrupted, "interrupted", "Ctrl-C ended the work between two requests.",
+         "The message says what was carried out until then."},
+    };
+}
+
+} // namespace
+
+const QVector<ExitCode> &exitCodes()
+{
+    static const QVector<ExitCode> codes = [] {
+        QVector<ExitCode> rows = knownExitCodes();
+        const auto needsWall = [](const ExitCode &code) { return code.number == ExitNoWall && !Service::isVirtual(); };
+        rows.erase(std::remove_if(rows.begin(), rows.end(), needsWall), rows.end());
+        return rows;
+    }();
+    return codes;
+}
+
+const ExitCode *explain(int exit)
+{
+    const auto &codes = exitCodes();
+    const auto found =
+        std::find_if(codes.cbegin(), codes.cend(), [exit](const ExitCode &code) { return code.number == exit; });
+    return found == codes.cend() ? nullptr : &*found;
+}
+
+QString resultName(int code)
+{
+    if (const ExitCode *known = explain(code))
+        return QLatin1String(known->name);
+    if (code < 0 || code > ExitLargestResult)
+        return QString::number(code);
+    QStringList names;
+    for (const int bit : {1, 2, 4, 8}) {
+        if (code & bit)
+            names.append(resultName(bit));
+    }
+    return names.join(QLatin1Char('|'));
+}
+
+void check(Correction::EnumErrorCode code, const QString &what)
+{
+    if (code != Correction::enSuccess)
+        throw Failure(code, what);
+}
+
+} // namespace Ctl

@@ -1,0 +1,149 @@
+#include "Run.h"
+#include "files/Files.h"
+#include "files/Json.h"
+#include "session/Transfer.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+using namespace Correction;
+
+namespace Ctl {
+namespace Run {
+
+namespace {
+
+struct Channel {
+    qint64 differing = 0; ///< pixels
+    int largest = 0;
+};
+
+struct Difference {
+    QVector<Channel> channels;
+    qint64 pixels = 0;
+    qint64 differing = 0;
+    Grid largest; ///< One value a pixel: the largest difference of its channels.
+
+    int worst() const
+    {
+        const auto found =
+            std::max_element(channels.cbegin(), channels.cend(), [](const Channel &left, const Channel &right) {
+                return std::make_pair(left.largest, left.differing) < std::make_pair(right.largest, right.differing);
+            });
+        return int(found - channels.cbegin());
+    }
+};
+
+Difference compare(const Grid &a, const Grid &b)
+{
+    Difference difference;
+    difference.channels.resize(a.length);
+    difference.pixels = a.values.size() / a.length;
+    difference.largest.size = a.size;
+    difference.largest.length = 1;
+    difference.largest.values.resize(int(difference.pixels));
+    for (int pixel = 0; pixel < difference.pixels; ++pixel) {
+        int most = 0;
+        for (int k = 0; k < a.length; ++k) {
+            const int distance = std::abs(int(a.values[pixel * a.length + k]) - int(b.values[pixel * a.length + k]));
+            if (distance == 0)
+                continue;
+            ++difference.channels[k].differing;
+            difference.channels[k].largest = std::max(difference.channels[k].largest, distance);
+            most = std::max(most, distance);
+        }
+        difference.differing += most > 0 ? 1 : 0;
+        difference.largest.values[pixel] = quint16(most);
+    }
+    return difference;
+}
+
+/// A file that does not tell its grid's size takes the other's.
+void completeSize(Grid &grid, const Grid &other, const QString &path)
+{
+    if (grid.size.isValid())
+        return;
+    if (!other.size.isValid()) {
+        // Two lists of numbers: compared as rows of one line where they are pixels, else as one channel.
+        grid.length = grid.values.size() % lengthOf(enCommonCoefficient) == 0 ? lengthOf(enCommonCoefficient) : 1;
+        grid.size = QSize(grid.values.size() / grid.length, 1);
+        return;
+    }
+    const qint64 expected = qint64(other.size.width()) * other.size.height() * other.length;
+    if (grid.values.size() != expected)
+        throw Failure(ExitBadData, QStringLiteral("%1: %2 numbers; the other side has %3")
+                                       .arg(path, QString::number(grid.values.size()), QString::number(expected)));
+    grid.size = other.size;
+    grid.length = other.length;
+}
+
+} // namespace
+
+void diff(Session &session)
+{
+    const Arguments &arguments = session.arguments();
+    const QString pathA = arguments.text("A");
+    const bool wall = arguments.has("--screen");
+    if (wall == arguments.has("B"))
+        throw Failure(ExitUsage, QStringLiteral("compare A with another file B or with --screen SCREEN"));
+    if (!wall && (arguments.has("--rect") || arguments.has("--type")))
+        throw Failure(ExitUsage, QStringLiteral("--rect and --type belong to --screen"));
+    if (arguments.has("--picture") && formOf(arguments.text("--picture")) != FileForm::Png)
+        throw Failure(ExitUsage, QStringLiteral("--picture %1: expected a .png").arg(arguments.text("--picture")));
+
+    if (arguments.has("--picture"))
+        checkWritable(arguments.text("--picture"));
+
+    Grid a = readGrid(pathA);
+    Grid b;
+    QString nameB = arguments.text("B");
+    if (wall) {
+        IScreen &screen = session.screenOf(arguments.text("--screen"));
+        const QRect rect = chosenRect(session, screen);
+        const EnumCoefficientType kind = arguments.kind();
+        a = readGridFor(pathA, rect.size(), kind);
+        qint64 uncovered = 0;
+        b = fromLibrary(*readRect(session, screen, rect, kind, uncovered));
+        nameB = screen.getID();
+    } else {
+        b = readGrid(nameB);
+        completeSize(a, b, pathA);
+        completeSize(b, a, nameB);
+    }
+    if (a.values.isEmpty() || a.size != b.size || a.length != b.length)
+        throw Failure(ExitBadData, QStringLiteral("%1 has %2 pixels of %3, %4 has %5 of %6")
+                                       .arg(pathA, sizeText(a.size), counted(a.length, "value"), nameB, sizeText(b.size),
+                                            counted(b.length, "value")));
+
+    const Difference difference = compare(a, b);
+    QJsonArray channels;
+    QVector<QStringList> rows;
+    for (int k = 0; k < difference.channels.size(); ++k) {
+        const Channel &channel = difference.channels[k];
+        channels.append(QJsonObject{{QStringLiteral("channel"), k},
+                                    {QStringLiteral("differing"), channel.differing},
+                                    {QStringLiteral("largest"), channel.largest}});
+        if (channel.differing > 0)
+            rows.append({QString::number(k), QString::number(channel.differing), QString::number(channel.largest)});
+    }
+    const bool same = difference.differing == 0;
+    session.out().data({{QStringLiteral("a"), pathA},
+                        {QStringLiteral("b"), nameB},
+                        {QStringLiteral("pixels"), difference.pixels},
+                        {QStringLiteral("differing"), difference.differing},
+                        {QStringLiteral("worstChannel"), same ? QJsonValue() : QJsonValue(difference.worst())},
+                        {QStringLiteral("channels"), channels}});
+    if (!same)
+        session.out().table({QStringLiteral("CHANNEL"), QStringLiteral("PIXELS"), QStringLiteral("LARGEST")}, rows);
+    if (arguments.has("--picture"))
+        writeGrid(arguments.text("--picture"), difference.largest, 0);
+    const QString summary =
+        QStringLiteral("%1 of %2 differ").arg(QString::number(difference.differing), counted(difference.pixels, "pixel"));
+    if (!same)
+        throw Failure(ExitDifferent, QStringLiteral("%1 and %2: %3, worst in channel %4")
+                                         .arg(pathA, nameB, summary, QString::number(difference.worst())));
+    session.out().line(summary);
+}
+
+} // namespace Run
+} // namespace Ctl

@@ -1,0 +1,84 @@
+#include "Run.h"
+#include "files/Json.h"
+#include "session/Transfer.h"
+
+using namespace Correction;
+
+namespace Ctl {
+namespace Run {
+
+namespace {
+
+void report(Session &session, const QString &screenId, const QString &pattern, const QRect &rect)
+{
+    session.out().data({{QStringLiteral("target"), screenId},
+                        {QStringLiteral("pattern"), pattern},
+                        {QStringLiteral("rect"), rectJson(rect)}});
+    if (!session.dryRun())
+        session.out().line(QStringLiteral("%1: %2 over %3").arg(screenId, pattern, rectText(rect)));
+}
+
+} // namespace
+
+void patternPixel(Session &session)
+{
+    const Arguments &arguments = session.arguments();
+    IScreen &screen = session.screen();
+    DrawingParameter parameter;
+    parameter.screenPartRect = chosenRect(session, screen);
+    parameter.pixelBlockInRect = QRect(QPoint(arguments.integer("--offset-x"), arguments.integer("--offset-y")),
+                                       parseSize(arguments.text("--block", QStringLiteral("1x1"))).value_or(QSize(1, 1)));
+    parameter.color = arguments.color("--color", Qt::white);
+    parameter.pixelBlockIntervalX = arguments.integer("--interval-x", 1);
+    parameter.pixelBlockIntervalY = arguments.integer("--interval-y", 1);
+    check(screen.setPixelImage(parameter), QStringLiteral("screen %1: drawing the pixel image").arg(screen.getID()));
+    report(session, screen.getID(), QStringLiteral("pixel"), parameter.screenPartRect);
+}
+
+void patternCheckerboard(Session &session)
+{
+    const Arguments &arguments = session.arguments();
+    DrawingCheckerboard board;
+    for (const QString &text : arguments.texts("--color"))
+        board.colors.append(parseColor(text).value_or(QColor()));
+    if (board.colors.isEmpty())
+        board.colors = {QColor(Qt::white), QColor(Qt::black)};
+    if (board.colors.size() < 2)
+        throw Failure(ExitUsage, QStringLiteral("--color: a checkerboard has at least two colours"));
+    IScreen &screen = session.screen();
+    board.regionRect = chosenRect(session, screen);
+    const QSize square = parseSize(arguments.text("--square", QStringLiteral("64x64"))).value_or(QSize(64, 64));
+    // The last column and row are what is left over, a full square where nothing is.
+    const auto last = [](int length, int side) { return length % side == 0 ? side : length % side; };
+    board.squareW = square.width();
+    board.squareH = square.height();
+    board.lastSquareColumnW = last(board.regionRect.width(), board.squareW);
+    board.lastSquareRowH = last(board.regionRect.height(), board.squareH);
+    check(screen.setCheckerboardlImage(board), QStringLiteral("screen %1: drawing the checkerboard").arg(screen.getID()));
+    report(session, screen.getID(), QStringLiteral("checkerboard"), board.regionRect);
+}
+
+void patternMode(Session &session)
+{
+    IScreen &screen = session.screen();
+    const int mode = session.arguments().integer("MODE");
+    check(screen.setPixelImageMode(static_cast<unsigned char>(mode)),
+          QStringLiteral("screen %1: choosing image mode %2").arg(screen.getID(), QString::number(mode)));
+    report(session, screen.getID(), QStringLiteral("mode %1").arg(mode), Session::rectOf(screen));
+}
+
+void patternClear(Session &session)
+{
+    IScreen &screen = session.screen();
+    const QRect rect = Session::rectOf(screen);
+    // A board that misses every sub-screen makes each show the plain corrected image.
+    DrawingCheckerboard board;
+    board.colors = {QColor(Qt::black), QColor(Qt::black)};
+    board.regionRect = QRect(rect.x() - 2, rect.y() - 2, 2, 2);
+    board.squareW = board.squareH = board.lastSquareColumnW = board.lastSquareRowH = 1;
+    check(screen.setCheckerboardlImage(board), QStringLiteral("screen %1: clearing the test image").arg(screen.getID()));
+    report(session, screen.getID(), QStringLiteral("clear"), rect);
+}
+
+} // namespace Run
+} // namespace Ctl

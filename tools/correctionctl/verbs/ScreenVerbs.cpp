@@ -1,0 +1,251 @@
+#include "Run.h"
+#include "files/Gamma.h"
+#include "files/Json.h"
+#include "session/Session.h"
+#include "terminal/Interrupt.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
+
+using namespace Correction;
+
+namespace Ctl {
+namespace Run {
+
+namespace {
+
+QJsonObject cabinetJson(const CabinetInfo &cabinet)
+{
+    return {{QStringLiteral("id"), cabinet.id},
+            {QStringLiteral("device"), cabinet.deviceKey},
+            {QStringLiteral("rect"), rectJson(cabinet.rect)}};
+}
+
+QString yesNo(bool value)
+{
+    return QLatin1String(value ? "yes" : "no");
+}
+
+} // namespace
+
+void screens(Session &session)
+{
+    QJsonArray list;
+    QVector<QStringList> rows;
+    for (const QString &id : session.screenIds()) {
+        IScreen &screen = session.screenOf(id);
+        const QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
+        const QStringList devices = Session::devicesOf(cabinets);
+        const QRect rect = Session::rectOf(screen);
+        list.append(QJsonObject{{QStringLiteral("id"), id},
+                                {QStringLiteral("name"), screen.getName()},
+                                {QStringLiteral("rect"), rectJson(rect)},
+                                {QStringLiteral("devices"), QJsonArray::fromStringList(devices)},
+                                {QStringLiteral("cabinets"), cabinets.size()}});
+        rows.append(
+            {id, screen.getName(), rectText(rect), QString::number(devices.size()), QString::number(cabinets.size())});
+    }
+    session.out().data({{QStringLiteral("screens"), list}});
+    session.out().table({QStringLiteral("ID"), QStringLiteral("NAME"), QStringLiteral("RECT"), QStringLiteral("DEVICES"),
+                         QStringLiteral("CABINETS")},
+                        rows);
+}
+
+void tree(Session &session)
+{
+    QJsonArray screens;
+    for (const QString &id : session.screenIds()) {
+        IScreen &screen = session.screenOf(id);
+        session.out().line(QStringLiteral("%1 \"%2\" %3").arg(id, screen.getName(), rectText(Session::rectOf(screen))));
+        QJsonArray devices;
+        const QList<CabinetInfo> all = Session::cabinetsOf(screen);
+        for (const QString &key : Session::devicesOf(all)) {
+            ISubScreen *const subScreen = screen.tryGetSubScreen(key);
+            QRect rect;
+            check(subScreen->tryGetRect(rect), QStringLiteral("device %1: finding its rectangle").arg(key));
+            QList<CabinetInfo> cabinets;
+            check(subScreen->tryGetAllCabinetInfoList(cabinets), QStringLiteral("device %1: listing its cabinets").arg(key));
+            session.out().line(QStringLiteral("  device %1 %2").arg(key, rectText(rect)));
+            QJsonArray list;
+            for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
+                list.append(cabinetJson(cabinet));
+                session.out().line(QStringLiteral("    cabinet %1 %2").arg(cabinet.id, rectText(cabinet.rect)));
+            }
+            devices.append(QJsonObject{{QStringLiteral("device"), key},
+                                       {QStringLiteral("rect"), rectJson(rect)},
+                                       {QStringLiteral("cabinets"), list}});
+        }
+        screens.append(QJsonObject{
+            {QStringLiteral("id"), id}, {QStringLiteral("name"), screen.getName()}, {QStringLiteral("devices"), devices}});
+    }
+    session.out().data({{QStringLiteral("screens"), screens}});
+}
+
+void show(Session &session)
+{
+    IScreen &screen = session.screen();
+    const QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
+    const QStringList devices = Session::devicesOf(cabinets);
+    const QRect rect = Session::rectOf(screen);
+    QJsonObject data{{QStringLiteral("id"), screen.getID()},
+                     {QStringLiteral("name"), screen.getName()},
+                     {QStringLiteral("rect"), rectJson(rect)},
+                     {QStringLiteral("devices"), QJsonArray::fromStringList(devices)},
+                     {QStringLiteral("cabinets"), cabinets.size()}};
+    QVector<QStringList> rows{{QStringLiteral("id"), screen.getID()},
+                              {QStringLiteral("name"), screen.getName()},
+                              {QStringLiteral("rect"), rectText(rect)},
+                              {QStringLiteral("devices"), devices.join(QStringLiteral(", "))},
+                              {QStringLiteral("cabinets"), QString::number(cabinets.size())}};
+
+    // A device that does not tell one of its settings still tells the others.
+    const auto unknown = [&rows](const char *name, EnumErrorCode code) {
+        rows.append({QLatin1String(name), QStringLiteral("unknown: %1 (%2)").arg(resultName(code)).arg(code)});
+    };
+    BrightnessRange range;
+    if (const EnumErrorCode code = screen.getBrightnessRange(range)) {
+        unknown("brightness", code);
+    } else {
+        data.insert(QStringLiteral("brightness"), QJsonObject{{QStringLiteral("min"), qint64(range.min)},
+                                                              {QStringLiteral("max"), qint64(range.max)},
+                                                              {QStringLiteral("default"), qint64(range.defaultValue)}});
+        rows.append({QStringLiteral("brightness"),
+                     QStringLiteral("%1 to %2, default %3").arg(range.min).arg(range.max).arg(range.defaultValue)});
+    }
+    EnumEffectMode mode{};
+    if (const EnumErrorCode code = screen.tryGetEffectMode(mode)) {
+        unknown("effect", code);
+    } else {
+        data.insert(QStringLiteral("effect"), int(mode));
+        rows.append({QStringLiteral("effect"), QString::number(mode)});
+    }
+    QMap<EnumGammaType, QList<int>> tables;
+    if (const EnumErrorCode code = screen.getGammaTable(tables)) {
+        unknown("gamma", code);
+    } else {
+        data.insert(QStringLiteral("gamma"), gammaJson(tables, screenChannels()));
+        rows.append({QStringLiteral("gamma"), gammaSummary(tables, screenChannels())});
+    }
+    const EnumErrorCode names = screen.getSubScreenNames({});
+    data.insert(QStringLiteral("devicesAnswer"), names == enSuccess);
+    if (names == enSuccess)
+        rows.append({QStringLiteral("devices answer"), yesNo(true)});
+    else
+        unknown("devices answer", names);
+    session.out().data(data);
+    session.out().table({QStringLiteral("WHAT"), QStringLiteral("VALUE")}, rows);
+}
+
+void cabinets(Session &session)
+{
+    session.manager();
+    QMap<QString, QString> flags;
+    if (!CabinetManager::getInstance()->getMapping(flags))
+        throw Failure(enInvalidParameter, QStringLiteral("listing the cabinets' flags"));
+    QJsonArray list;
+    QVector<QStringList> rows;
+    QStringList ids = session.screenIds();
+    if (session.arguments().has("SCREEN"))
+        ids = QStringList{session.arguments().text("SCREEN")};
+    for (const QString &id : qAsConst(ids)) {
+        IScreen &screen = session.screenOf(id);
+        for (const CabinetInfo &cabinet : Session::cabinetsOf(screen)) {
+            const QString flag = flags.value(cabinet.id);
+            QJsonObject entry = cabinetJson(cabinet);
+            entry.insert(QStringLiteral("screen"), screen.getID());
+            entry.insert(QStringLiteral("flag"), flag);
+            list.append(entry);
+            rows.append({cabinet.id, screen.getID(), cabinet.deviceKey, rectText(cabinet.rect), flag});
+        }
+    }
+    session.out().data({{QStringLiteral("cabinets"), list}});
+    session.out().table({QStringLiteral("ID"), QStringLiteral("SCREEN"), QStringLiteral("DEVICE"), QStringLiteral("RECT"),
+                         QStringLiteral("FLAG")},
+                        rows);
+}
+
+void features(Session &session)
+{
+    IScreen &screen = session.screen();
+    QMap<QString, bool> features;
+    check(screen.getFeatures(features), QStringLiteral("screen %1: asking for its features").arg(screen.getID()));
+    QJsonObject map;
+    QVector<QStringList> rows;
+    for (auto feature = features.cbegin(); feature != features.cend(); ++feature) {
+        map.insert(feature.key(), feature.value());
+        rows.append({feature.key(), yesNo(feature.value())});
+    }
+    QJsonObject devices;
+    for (const QString &key : Session::devicesOf(Session::cabinetsOf(screen))) {
+        const EnumErrorCode code = screen.tryGetSubScreen(key)->isCheckerboardlImage();
+        devices.insert(key, resultName(code));
+        rows.append({QStringLiteral("checkerboard on device %1").arg(key), code == enSuccess        ? yesNo(true)
+                                                                           : code == enNotSupported ? yesNo(false)
+                                                                                                    : resultName(code)});
+    }
+    session.out().data({{QStringLiteral("features"), map}, {QStringLiteral("checkerboard"), devices}});
+    session.out().table({QStringLiteral("FEATURE"), QStringLiteral("SUPPORTED")}, rows);
+}
+
+void support(Session &session)
+{
+    IScreen &screen = session.screen();
+    QVector<CabinetBaseInfo> list;
+    check(screen.getScreenSupport(list), QStringLiteral("screen %1: asking what it supports").arg(screen.getID()));
+    QJsonArray entries;
+    QVector<QStringList> rows;
+    for (const CabinetBaseInfo &info : qAsConst(list)) {
+        entries.append(supportJson(info));
+        rows.append({yesNo(info.multilayercorrection), QString::number(info.multilayerCorrectionLayer),
+                     yesNo(info.fineGrayscale), yesNo(info.xBitPlus), yesNo(info.magicGray)});
+    }
+    session.out().data({{QStringLiteral("support"), entries}});
+    session.out().table({QStringLiteral("MULTILAYER"), QStringLiteral("LAYERS"), QStringLiteral("FINE GRAYSCALE"),
+                         QStringLiteral("X-BIT PLUS"), QStringLiteral("MAGIC GRAY")},
+                        rows);
+}
+
+void watch(Session &session)
+{
+    // Notifications may be there before discovery has ended, and several at once: they count as well.
+    const int limit = session.arguments().integer("--count", -1);
+    int seen = 0;
+    QEventLoop loop;
+    const auto tell = [&](const QString &what, const QString &device, const QString &name, const QString &text) {
+        if (seen == limit)
+            return;
+        session.out().line(text);
+        session.out().jsonLine({{QStringLiteral("format"), QStringLiteral("correctionctl")},
+                                {QStringLiteral("version"), 1},
+                                {QStringLiteral("verb"), QStringLiteral("watch")},
+                                {QStringLiteral("change"), what},
+                                {QStringLiteral("device"), device},
+                                {QStringLiteral("name"), name}});
+        session.out().flush();
+        if (++seen == limit)
+            loop.quit();
+    };
+    ScreenManager *const manager = ScreenManager::getInstance();
+    QObject::connect(manager, &ScreenManager::signal_screenChanged, &loop, [&] {
+        tell(QStringLiteral("screens"), QString(), QString(), QStringLiteral("the screens changed: discover them anew"));
+    });
+    QObject::connect(manager, &ScreenManager::signal_screenNameChanged, &loop,
+                     [&](const QString &device, const QString &name) {
+                         tell(QStringLiteral("name"), device, name,
+                              QStringLiteral("device %1: its screen is called \"%2\"").arg(device, name));
+                     });
+    Interrupt::quitOnRequest(&loop);
+    try {
+        session.manager();
+    } catch (const Failure &failure) {
+        if (failure.exit() != enNoDevice)
+            throw;
+        // A wall without devices is worth watching: they may come.
+    }
+    if (seen != limit && !Interrupt::requested())
+        loop.exec();
+    // Ctrl-C is the ordinary end of watching.
+}
+
+} // namespace Run
+} // namespace Ctl

@@ -1,0 +1,31 @@
+#include "Run.h"
+#include "files/Json.h"
+#include "session/Session.h"
+
+namespace Ctl {
+namespace Run {
+
+void verbTable(Session &session)
+{
+    QJsonArray list;
+    QVector<QStringList> rows;
+    for (const Verb &verb : verbs()) {
+        list.append(QJsonObject{{QStringLiteral("name"), QLatin1String(verb.name)},
+                                {QStringLiteral("help"), QLatin1String(verb.help)},
+                                {QStringLiteral("usage"), verb.usage()},
+                                {QStringLiteral("example"), QLatin1String(verb.example)},
+                                {QStringLiteral("shape"), QLatin1String(verb.shape)},
+                                {QStringLiteral("writes"), verb.writes},
+                                {QStringLiteral("operations"), QJsonArray::fromStringList(verb.operationList())}});
+        rows.append({QLatin1String(verb.name), QLatin1String(verb.help)});
+    }
+    QJsonArray unreached;
+    for (const Unreached &operation : unreachedOperations())
+        unreached.append(QJsonObject{{QStringLiteral("operation"), QLatin1String(operation.operation)},
+                                     {QStringLiteral("reason"), QLatin1String(operation.reason)}});
+    session.out().data({{QStringLiteral("verbs"), list}, {QStringLiteral("unreached"), unreached}});
+    session.out().table({QStringLiteral("VERB"), QStringLiteral("WHAT IT DOES")}, rows);
+}
+
+} // namespace Run
+} // namespace Ctl

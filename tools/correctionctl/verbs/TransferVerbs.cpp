@@ -1,0 +1,103 @@
+#include "Run.h"
+#include "files/Files.h"
+#include "session/Transfer.h"
+
+using namespace Correction;
+
+namespace Ctl {
+namespace Run {
+
+namespace {
+
+/// One operation on a whole screen that takes a kind.
+template <typename Kind>
+void onScreen(Session &session, EnumErrorCode (IScreen::*operation)(Kind), EnumCoefficientType kind, const char *doing,
+              const char *done)
+{
+    IScreen &screen = session.screen();
+    EnumErrorCode code = (screen.*operation)(Kind(int(kind)));
+    // Clearing multilayer coefficients returns enSuccess whatever the devices answer, and logs what failed.
+    if (code == enSuccess && LibraryLog::anyCritical())
+        code = enTimeout;
+    check(code, QStringLiteral("screen %1: %2 %3 coefficients").arg(screen.getID(), QLatin1String(doing), kindText(kind)));
+    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("done"), QLatin1String(done)}});
+    if (!session.dryRun())
+        session.out().line(
+            QStringLiteral("%1: %2 coefficients %3").arg(screen.getID(), kindText(kind), QLatin1String(done)));
+}
+
+} // namespace
+
+void read(Session &session)
+{
+    const QString path = session.arguments().text("FILE");
+    const EnumCoefficientType kind = session.arguments().kind();
+    const int channel = session.arguments().integer("--channel");
+    checkReadTarget(path, kind, channel);
+    IScreen &screen = session.screen();
+    const QRect rect = chosenRect(session, screen);
+    qint64 uncovered = 0;
+    CoefficientPtr grid;
+    if (session.arguments().has("--direct")) {
+        grid.reset(CoefficientFactory::getCoefficient(kind, rect.height(), rect.width()));
+        if (!grid)
+            throw Failure(enNotSupported, QStringLiteral("screen %1: %2 coefficients of %3 pixels cannot be read")
+                                              .arg(screen.getID(), kindText(kind), sizeText(rect.size())));
+        check(screen.tryGetCoefficients(rect, *grid),
+              QStringLiteral("screen %1: reading %2 directly").arg(screen.getID(), rectText(rect)));
+    } else {
+        grid = readRect(session, screen, rect, kind, uncovered);
+    }
+    writeGrid(path, fromLibrary(*grid), channel);
+    reportTransfer(session, QStringLiteral("read into"), screen.getID(), rect, kind, path);
+    if (uncovered > 0)
+        session.out().line(QStringLiteral("%1 without a cabinet: their values are 0").arg(counted(uncovered, "pixel")));
+}
+
+void write(Session &session)
+{
+    const QString path = session.arguments().text("FILE");
+    const EnumCoefficientType kind = session.arguments().kind();
+    formOf(path);
+    IScreen &screen = session.screen();
+    const QRect rect = chosenRect(session, screen);
+    const CoefficientPtr grid = toLibrary(readGridFor(path, rect.size(), kind), kind);
+    const bool save = session.arguments().has("--save");
+    qint64 uncovered = area(rect);
+    for (const CabinetInfo &cabinet : Session::cabinetsOf(screen))
+        uncovered -= area(cabinet.rect & rect);
+    if (uncovered == area(rect))
+        throw Failure(enOutOfRange, QStringLiteral("screen %1: no cabinet in %2").arg(screen.getID(), rectText(rect)));
+    writeRect(session, screen, rect, *grid, session.arguments().has("--one-by-one"), save);
+    if (save)
+        check(screen.saveParameter(EnumSaveType(int(kind))),
+              QStringLiteral("screen %1: everything is written, but saving failed").arg(screen.getID()));
+    reportWrite(session, screen.getID(), rect, kind, path, save);
+    if (uncovered > 0)
+        session.out().line(QStringLiteral("%1 without a cabinet: not written").arg(counted(uncovered, "pixel")));
+}
+
+void save(Session &session)
+{
+    onScreen(session, &IScreen::saveParameter, session.arguments().kind(), "saving", "saved");
+}
+
+void apply(Session &session)
+{
+    const bool chosen = session.arguments().has("--type");
+    onScreen(session, &IScreen::applyCoeffcient, chosen ? session.arguments().kind() : enLowgrayCoefficient, "applying",
+             "applied");
+}
+
+void clear(Session &session)
+{
+    onScreen(session, &IScreen::clearCoefficient, session.arguments().kind(), "clearing", "cleared");
+}
+
+void solid(Session &session)
+{
+    onScreen(session, &IScreen::setMutiCabinetSolid, session.arguments().kind(), "fixing", "fixed");
+}
+
+} // namespace Run
+} // namespace Ctl
