@@ -1,6 +1,15 @@
 correction_test(adapter/tst_operations.cpp)
 target_compile_definitions(tst_operations PRIVATE SERVICE_HEADERS="${PROJECT_SOURCE_DIR}/service")
 correction_test(adapter/tst_adapter.cpp)
+foreach(name IN ITEMS TestPlugin OtherPlugin)
+  add_library(${name} MODULE adapter/plugins/${name}.cpp)
+  set_target_properties(${name} PROPERTIES AUTOMOC ON PREFIX "" CXX_STANDARD 14)
+  target_link_libraries(${name} PRIVATE Correction::Adapter correction_warnings)
+endforeach()
+correction_test(adapter/tst_filters.cpp)
+target_compile_definitions(tst_filters PRIVATE TEST_PLUGIN="$<TARGET_FILE:TestPlugin>"
+  OTHER_PLUGIN="$<TARGET_FILE:OtherPlugin>" ADAPTER_FILE="$<TARGET_FILE:correction-adapter>")
+add_dependencies(tst_filters TestPlugin OtherPlugin)
 if(TARGET service-reference)
   correction_program(service_reference service-reference)
   add_test(NAME service_page

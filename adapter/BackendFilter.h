@@ -1,0 +1,27 @@
+#pragma once
+
+#include <adapter/DeviceBackend.h>
+
+namespace Adapter {
+
+/// A backend in front of another one: hands every call on, and the other one's signals to its own listeners, on the thread
+/// of the signal. Derived classes add what they are for; several may stand one in front of the other.
+class ADAPTER_API BackendFilter : public DeviceBackend
+{
+    Q_OBJECT
+
+public:
+    /// `inner` must outlive the filter.
+    explicit BackendFilter(DeviceBackend &inner, QObject *parent = nullptr);
+    ~BackendFilter() override;
+
+    void initialize(bool enable) override;
+    QList<DeviceInfo> devices() override;
+    Answer answer(const Call &call) override;
+    QtPromise::QPromise<bool> upload(const Call &call) override;
+
+private:
+    DeviceBackend &m_inner;
+};
+
+} // namespace Adapter

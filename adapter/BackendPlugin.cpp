@@ -1,0 +1,56 @@
+#include <adapter/BackendPlugin.h>
+
+#include <QtCore/QFileInfo>
+#include <QtCore/QPluginLoader>
+
+namespace Adapter {
+
+namespace {
+
+/// Divides "FILE:CONFIGURATION"; false when no beginning of the text names a file.
+bool divide(const QString &source, QString &file, QString &configuration)
+{
+    for (int colon = source.indexOf(QLatin1Char(':')); colon >= 0; colon = source.indexOf(QLatin1Char(':'), colon + 1)) {
+        if (QFileInfo(source.left(colon)).isFile()) {
+            file = source.left(colon);
+            configuration = source.mid(colon + 1);
+            return true;
+        }
+    }
+    file = source;
+    return QFileInfo(source).isFile();
+}
+
+} // namespace
+
+BackendPlugin::~BackendPlugin() = default;
+
+std::unique_ptr<DeviceBackend> loadBackend(const QString &source, QString &error)
+{
+    QString file;
+    QString configuration;
+    if (!divide(source, file, configuration)) {
+        error = QStringLiteral("%1: no such file").arg(source);
+        return nullptr;
+    }
+    // A name without a folder would be looked for in Qt's plug-in folders.
+    QPluginLoader loader(QFileInfo(file).absoluteFilePath());
+    QObject *const root = loader.instance();
+    if (!root) {
+        error = loader.errorString();
+        return nullptr;
+    }
+    auto *const plugin = qobject_cast<BackendPlugin *>(root);
+    if (!plugin) {
+        error = QStringLiteral("%1: a Qt plug-in, but not of a device backend (%2)")
+                    .arg(file, QLatin1String(Correction_BackendPlugin_iid));
+        return nullptr;
+    }
+    QString reason;
+    std::unique_ptr<DeviceBackend> backend = plugin->create(configuration, reason);
+    if (!backend)
+        error = QStringLiteral("%1: %2").arg(file, reason.isEmpty() ? QStringLiteral("it makes no backend") : reason);
+    return backend;
+}
+
+} // namespace Adapter

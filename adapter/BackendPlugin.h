@@ -1,0 +1,41 @@
+#pragma once
+
+#include <adapter/DeviceBackend.h>
+
+#include <QtCore/QtPlugin>
+
+#include <memory>
+
+namespace Adapter {
+
+/// A backend that comes as a Qt plug-in, for programs that load it at run time (`correctionctl --backend`). A plug-in is a
+/// shared library with one class like this:
+///
+///     class MyPlugin : public QObject, public Adapter::BackendPlugin
+///     {
+///         Q_OBJECT
+///         Q_PLUGIN_METADATA(IID Correction_BackendPlugin_iid)
+///         Q_INTERFACES(Adapter::BackendPlugin)
+///     public:
+///         std::unique_ptr<Adapter::DeviceBackend> create(const QString &configuration, QString &error) override;
+///     };
+class ADAPTER_API BackendPlugin
+{
+public:
+    virtual ~BackendPlugin();
+
+    /// Makes a backend. What a configuration looks like is the plug-in's affair; empty where the user gave none. Null, and
+    /// `error` says why, when that is not possible.
+    virtual std::unique_ptr<DeviceBackend> create(const QString &configuration, QString &error) = 0;
+};
+
+/// Loads the plug-in that `source` names, "FILE" or "FILE:CONFIGURATION", and has it make a backend. Of a source with
+/// several colons the shortest file that exists counts. Null, and `error` says why, when there is no such file, when it is
+/// no plug-in of this kind or of another Qt, or when it makes no backend. A plug-in stays loaded until the process ends.
+ADAPTER_API std::unique_ptr<DeviceBackend> loadBackend(const QString &source, QString &error);
+
+} // namespace Adapter
+
+/// The number changes when a plug-in that was built before cannot be used any more.
+#define Correction_BackendPlugin_iid "Correction.Adapter.BackendPlugin/1"
+Q_DECLARE_INTERFACE(Adapter::BackendPlugin, Correction_BackendPlugin_iid)

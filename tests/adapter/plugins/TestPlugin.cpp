@@ -1,0 +1,37 @@
+// A backend as a plug-in: its configuration becomes the label of its device.
+
+#include <adapter/BackendPlugin.h>
+
+namespace {
+
+class OneDevice : public Adapter::DeviceBackend
+{
+public:
+    explicit OneDevice(const QString &label) : m_label(label) {}
+    QList<Adapter::DeviceInfo> devices() override { return {{QStringLiteral("P"), m_label}}; }
+    Adapter::Answer answer(const Adapter::Call &) override { return {false, {}, {}}; }
+
+private:
+    const QString m_label;
+};
+
+} // namespace
+
+class TestPlugin : public QObject, public Adapter::BackendPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID Correction_BackendPlugin_iid)
+    Q_INTERFACES(Adapter::BackendPlugin)
+
+public:
+    std::unique_ptr<Adapter::DeviceBackend> create(const QString &configuration, QString &error) override
+    {
+        if (configuration == QLatin1String("refuse"))
+            error = QStringLiteral("the test asked for this");
+        if (configuration == QLatin1String("refuse") || configuration == QLatin1String("silent"))
+            return nullptr;
+        return std::make_unique<OneDevice>(configuration);
+    }
+};
+
+#include "TestPlugin.moc"
