@@ -15,40 +15,110 @@ public:
     /// The process-wide instance; stays owned by the service. Fetched anew for every call.
     static CabinetInfoOperator *getInstance();
 
+    /// Sets the brightness of one cabinet.
+    /// - Request: {"value" int (within the brightness range)}
+    /// - Reply: not read
+    /// - Called by: ICabinet::setBrightness
+    /// - After false: Nothing: the caller returns enSuccess.
     bool setCabSingleBrightness(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &request,
                                 QMap<QString, QVariant> &reply);
+
+    /// Sets the flag of one cabinet.
+    /// - Request: {"flag" QString (any text)}
+    /// - Reply: not read
+    /// - Called by: ICabinet::setFlag
     bool setCabinetFlag(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &request,
                         QMap<QString, QVariant> &reply);
 
-    /// Reply: "brightness.min", "brightness.max", "brightness.default" (unsigned).
+    /// Reads which brightnesses the cabinet takes.
+    /// - Reply: {"brightness.min" uint, "brightness.max" uint, "brightness.default" uint}
+    /// - Called by: getBrightnessRange of ICabinet, ISubScreen and IScreen (which take the first cabinet that answers)
     bool getCabinetBrightnessRange(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &reply);
-    /// Reply: "redGamma", "greenGamma", "blueGamma", each a `QList<int>`.
+
+    /// Reads the gamma tables of one cabinet.
+    /// - Reply: {"redGamma" QList<int> (entries of the curve, from dark to bright), "greenGamma" QList<int> (the same; the
+    ///   library files it as channel 2), "blueGamma" QList<int> (the same; the library files it as channel 1)}
+    /// - Called by: ICabinet::getGammaTable
     bool getCabinetGammaCustomValue(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &reply);
-    /// Reply: "config", the file's bytes as base64 text.
+
+    /// Reads the configuration file of one cabinet.
+    /// - Reply: {"config" QString (base64: the bytes of the file)}
+    /// - Called by: ICabinet::getConfigFile
     bool getConfigFile(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &reply);
 
+    /// Sets the gamma table of one channel of one cabinet.
+    /// - Request: {"type" int (channel: 0 red, 1 blue, 2 green), "gammaTable" QList<int> (entries of the curve, from dark to
+    ///   bright)}
+    /// - Reply: not read
+    /// - Called by: ICabinet::setGammaTable, once for each channel
+    /// - After false: The caller returns enTimeout and sends no further channel.
     bool setCabinetGammaCustomValue(const QString &deviceKey, const QString &cabinetId,
                                     const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
+
+    /// Sets the configuration file of one cabinet.
+    /// - Request: {"idList" [qulonglong (cabinet id)] (the cabinet), "config" QString (base64: the bytes of the file)}
+    /// - Reply: not read
+    /// - Called by: ICabinet::setConfigFile
     bool setSingleConfigFile(const QString &deviceKey, const QString &cabinetId, const QMap<QString, QVariant> &request,
                              QMap<QString, QVariant> &reply);
 
+    /// Sets the flags of cabinets.
+    /// - Request: [{"id" qulonglong (cabinet id), "flag" QString (any text)}]
+    /// - Reply: not read
+    /// - Called by: ICabinet::setCabinetflags
     bool setCabinetSnflags(const QString &deviceKey, const QList<QVariant> &request, QMap<QString, QVariant> &reply);
+
+    /// Sets the flags of modules.
+    /// - Request: [{"id" qulonglong (cabinet id), "moduleflags" [{"id" QString (module id), "flag" QString (any text)}] (one
+    ///   map for each module)}]
+    /// - Reply: not read
+    /// - Called by: ICabinet::setModuleflags
     bool setModuleflags(const QString &deviceKey, const QList<QVariant> &request, QMap<QString, QVariant> &reply);
 
-    /// Module flash. The request names the cabinet under "cids" and passes "type"; `allowance` is how long the device may
-    /// take, in the service's own time unit.
+    /// Clears the modules' flash memory.
+    /// - Request: {"cids" [qulonglong (cabinet id)] (the cabinet), "type" int (the caller's; 3 triples the allowance)}
+    /// - Reply: not read
+    /// - Last argument: int: how long the device may take, in the service's time unit
+    /// - Called by: ICabinet::clearModuleCoefficient
     bool clearModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply,
                                 int allowance);
+
+    /// Saves the chroma coefficients that the cabinets show into the modules' flash memory.
+    /// - Request: {"cids" [qulonglong (cabinet id)] (the cabinet), "type" int (the caller's; 3 triples the allowance)}
+    /// - Reply: not read
+    /// - Last argument: int: how long the device may take, in the service's time unit
+    /// - Called by: ICabinet::saveModuleCoefficient
     bool saveModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply,
                                int allowance);
+
+    /// Shows the chroma coefficients of the modules' flash memory.
+    /// - Request: {"cids" [qulonglong (cabinet id)] (the cabinet), "type" int (the caller's; 3 triples the allowance)}
+    /// - Reply: not read
+    /// - Last argument: int: how long the device may take, in the service's time unit
+    /// - Called by: ICabinet::reloadModuleCoefficient
     bool reloadModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply,
                                  int allowance);
 
-    /// Feature switches: one map for each cabinet kind, its switches in the map "functionTable".
+    /// Reads the features of the cabinets: one map for each kind of cabinet.
+    /// - Reply: [{"functionTable" {"multilayercorrection" bool, "multilayerCorrectionLayer" uint (number of layers, kept
+    ///   modulo 256), "fineGrayscale" bool, "xBitPlus" bool, "magicGray" bool} (the features)}]
+    /// - Called by: getScreenSupport of ISubScreen and IScreen, ICabinet::getCabinetSupport (which takes the first map)
     bool getCabinetsBaseInfo(const QString &deviceKey, QList<QVariant> &reply);
-    /// Every cabinet that the device drives: maps with "id" and "outputID" (texts). Ids are unique over all devices.
+
+    /// Lists every cabinet that the device drives.
+    /// - Reply: [{"id" QString (cabinet id, a decimal number, unique over all devices), "outputID" QString (the output that
+    ///   drives the cabinet)}]
+    /// - Last argument: bool: true to ask the device instead of a cache
+    /// - Called by: ScreenManager::refreshScreen
+    /// - After false: One critical line; the refresh leaves the device out.
     bool getAllCabinetsInfo(const QString &deviceKey, QList<QVariant> &reply, bool refresh);
-    /// Flags of cabinets ("id", "flag"), of their receiving cards (list "recvcardflags") and of the cards' modules (list
-    /// "moduleflags"), the latter two with "x", "y", "width", "height" in pixels.
+
+    /// Describes the cabinets with their receiving cards and modules.
+    /// - Reply: [{"id" QString (cabinet id), "flag" QString, "recvcardflags" [{"id" QString, "flag" QString, "x" int
+    ///   (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels), "moduleflags" [{"id" QString, "flag"
+    ///   QString, "x" int (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels)}] (the card's modules)}]
+    ///   (the cabinet's receiving cards)}]
+    /// - Called by: ScreenManager::refreshScreen
+    /// - After false: One debug line; the refresh leaves the device out.
     bool getCabAllFlags(const QString &deviceKey, QList<QVariant> &reply);
 };

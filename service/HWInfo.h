@@ -14,9 +14,21 @@ public:
     /// The process-wide instance; stays owned by the service. Fetched anew for every call.
     static HWInfo *getInstance();
 
-    /// Hardware information; the library reads "customName" (text).
+    /// Reads the name of the device.
+    /// - Reply: {"customName" QString (the device's name)}
+    /// - Last argument: bool: true to ask the device instead of a cache
+    /// - Called by: ScreenManager::refreshScreen, IScreen::getSubScreenNames
+    /// - After false: The refresh reads the reply all the same; getSubScreenNames returns enInvalidParameter.
     bool getHWInfo(const QString &deviceKey, QMap<QString, QVariant> &reply, bool refresh);
-    /// Reserves the device for the application named in the list "appids".
+
+    /// Reserves the device for an application.
+    /// - Request: {"appids" [QString (name of the application)] (one name)}
+    /// - Reply: not read
+    /// - Called by: lock of ISubScreen and IScreen
     bool lock(const QString &deviceKey, const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
+
+    /// Releases the device.
+    /// - Request: empty
+    /// - Called by: unLock of ISubScreen and IScreen
     bool unLock(const QString &deviceKey, const QMap<QString, QVariant> &request);
 };

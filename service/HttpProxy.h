@@ -25,9 +25,15 @@ public:
     /// The process-wide instance; stays owned by the service.
     static HttpProxy *getInstance();
 
-    /// Starts (true) the search for devices.
+    /// Starts the search for devices.
+    /// - Last argument: bool: true to start
+    /// - Called by: ScreenManager::init
+    /// - After false: It returns nothing.
     void initialize(bool enable);
-    /// The devices present now, in the order in which they are to be visited.
+
+    /// Lists the devices that are present, in the order in which a refresh visits them.
+    /// - Called by: ScreenManager::refreshScreen
+    /// - After false: The refresh returns enNoDevice for an empty list.
     QList<HttpDeviceInfo> getDeviceList();
 
 Q_SIGNALS:

@@ -17,23 +17,77 @@ public:
     /// The process-wide instance; stays owned by the service. Fetched anew for every call.
     static ScreenInfo *getInstance();
 
-    /// The device's screen: "screenUUID", "screenName" (texts), "expendInfo.isAllowSingleDev" (bool), "position.x",
-    /// "position.y" (int) and the list "subScreens", whose maps hold "position.x", "position.y" and the list "cabinets"
-    /// ("cabinetID", "outputID", "position.x", "position.y", "size.width", "size.height").
+    /// Describes the screen of the device and the places of its cabinets.
+    /// - Reply: {"screenUUID" QString (the screen's id; devices with the same id make up one screen), "screenName" QString,
+    ///   "expendInfo.isAllowSingleDev" bool (true: the screen is called "screenName"; false: as getHWInfo's "customName"),
+    ///   "position.x" int (pixels), "position.y" int (pixels), "subScreens" [{"position.x" int (pixels in the screen),
+    ///   "position.y" int (pixels in the screen), "cabinets" [{"cabinetID" QString (cabinet id; with the output id as
+    ///   getAllCabinetsInfo lists it), "outputID" QString, "position.x" int (pixels in the sub-screen), "position.y" int
+    ///   (pixels in the sub-screen), "size.width" int (pixels), "size.height" int (pixels)}] (the cabinets' places)}]}
+    /// - Last argument: bool: true to ask the device instead of a cache
+    /// - Called by: ScreenManager::refreshScreen
+    /// - After false: One critical line; the refresh leaves the device out.
     bool getScreens(const QString &deviceKey, QMap<QString, QVariant> &reply, bool refresh);
-    /// Gamma tables of the device: "redGamma", "greenGamma", "blueGamma", each a list of variants.
+
+    /// Reads the gamma tables of the device.
+    /// - Reply: {"redGamma" [int (entry of the curve)] (entries of the curve, from dark to bright), "greenGamma" [int (entry
+    ///   of the curve)] (entries of the curve, from dark to bright), "blueGamma" [int (entry of the curve)] (entries of the
+    ///   curve, from dark to bright)}
+    /// - Called by: getGammaTable of ISubScreen and IScreen
     bool getGammaAllList(const QString &deviceKey, const QString &screen, QMap<QString, QVariant> &reply);
 
+    /// Sets the brightness of the device and of all its cabinets.
+    /// - Request: {"brightness" int (within the brightness range)}
+    /// - Called by: setBrightness of ISubScreen and IScreen
     bool setBrightness(const QString &deviceKey, const QString &screen, const QMap<QString, QVariant> &request);
+
+    /// Sets a gamma table of the device. The library sends the table of the highest channel alone; the request is empty for
+    /// an empty table.
+    /// - Request: {"type" int (channel: 0 red, 1 green, 2 blue), "gammaTable" QList<int> (entries of the curve, from dark to
+    ///   bright)}
+    /// - Called by: setGammaTable of ISubScreen and IScreen
     bool setGammaTable(const QString &deviceKey, const QString &screen, const QMap<QString, QVariant> &request);
 
+    /// Shows lit blocks of pixels on black.
+    /// - Request: {"regionrect" {"x" int (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels)} (the part
+    ///   that shows the image, in the sub-screen), "singlerect" {"x" int (pixels), "y" int (pixels), "width" int (pixels),
+    ///   "height" int (pixels)} (the first lit block, in that part), "color" {"r" int (0 to 255), "g" int (0 to 255), "b"
+    ///   int (0 to 255)} (of lit blocks), "intervalX" int (dark blocks between two lit ones), "intervalY" int (dark blocks
+    ///   between two lit ones)}
+    /// - Reply: not read
+    /// - Called by: setPixelImage of ISubScreen and IScreen
     bool setPixelImage(const QString &deviceKey, const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
+
+    /// Sets the mode of test images.
+    /// - Request: {"mode" int (the device's number)}
+    /// - Reply: not read
+    /// - Called by: setPixelImageMode of ISubScreen and IScreen
     bool setPixelImageMode(const QString &deviceKey, const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
+
+    /// Shows a checkerboard.
+    /// - Request: {"regionRect" {"x" int (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels)} (the part
+    ///   that shows the board, in the sub-screen), "firstSquareW" int (pixels), "firstSquareH" int (pixels), "squareW" int
+    ///   (pixels), "squareH" int (pixels), "lastSquareColumnW" int (pixels), "lastSquareRowH" int (pixels), "regionColor"
+    ///   [{"r" int (0 to 255), "g" int (0 to 255), "b" int (0 to 255)}] (the colours in turn, from the first square on)}
+    /// - Reply: not read
+    /// - Called by: setCheckerboardlImage of ISubScreen and IScreen
     bool setCheckerBoardImage(const QString &deviceKey, const QMap<QString, QVariant> &request,
                               QMap<QString, QVariant> &reply);
-    /// The same with the response headers of the device's answer, its status under "HttpResponse_StateCode".
+
+    /// Asks whether the device can show a checkerboard: the request is empty, and nothing is drawn. The response headers
+    /// hold the HTTP status under "HttpResponse_StateCode", and more than that one entry when the device answered.
+    /// - Request: empty
+    /// - Reply: not read
+    /// - Last argument: response headers
+    /// - Called by: ISubScreen::isCheckerboardlImage, IScreen::getFeatures
+    /// - After false: The response headers are looked at all the same: enNotSupported for the status "404", else enSuccess
+    ///   when there is more than one, else enTimeout.
     bool setCheckerBoardImage(const QString &deviceKey, const QMap<QString, QVariant> &request,
                               QMap<QString, QVariant> &reply, QMap<QString, QString> &responseHeader);
+
+    /// Ends the test image.
+    /// - Request: empty
+    /// - Called by: setCheckerboardlImage of ISubScreen and IScreen, for a sub-screen outside the board
     bool setCorrectClearImage(const QString &deviceKey, const QMap<QString, QVariant> &request);
 
 Q_SIGNALS:

@@ -1,10 +1,17 @@
 #!/usr/bin/env bash
-# Compares docs/service.md with what the operation table gives.
+# Compares docs/service.md and the comments of service/'s operations with what the operation table gives.
 #
-# usage: service_page.sh PROGRAM PAGE
+# usage: service_page.sh SOURCE_DIR PROGRAM...
 set -euo pipefail
 
-if ! diff -u "$2" <("$1"); then
-    echo "docs/service.md is not current: run scripts/service-page" >&2
+source=$1
+shift
+current=yes
+diff -u "$source/docs/service.md" <("$@") || current=
+for header in "$source"/service/{CabinetInfoOperator,Correctionop,HWInfo,HttpProxy,ScreenInfo}.h; do
+    diff -u "$header" <("$@" "$header") || current=
+done
+if [[ -z $current ]]; then
+    echo "these are not current: run scripts/service-page" >&2
     exit 1
 fi

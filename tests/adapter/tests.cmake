@@ -13,8 +13,7 @@ add_dependencies(tst_filters TestPlugin OtherPlugin)
 if(TARGET service-reference)
   correction_program(service_reference service-reference)
   add_test(NAME service_page
-    COMMAND "${CMAKE_CURRENT_LIST_DIR}/service_page.sh" "${service_reference}"
-      "${PROJECT_SOURCE_DIR}/docs/service.md")
+    COMMAND "${CMAKE_CURRENT_LIST_DIR}/service_page.sh" "${PROJECT_SOURCE_DIR}" "${service_reference}")
 endif()
 if(TARGET example-03-http-backend)
   add_test(NAME example_03_http_backend COMMAND example-03-http-backend)

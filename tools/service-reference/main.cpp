@@ -1,8 +1,13 @@
-// Prints docs/service.md: the operations of the device service, from the adapter's table.
+// Prints, from the adapter's table of operations, docs/service.md or, for a header of service/, that header with the
+// comments of its operations.
+//
+// usage: service-reference [HEADER]
 
 #include <adapter/Operations.h>
 
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QStringList>
 #include <QtCore/QTextStream>
 
@@ -115,6 +120,24 @@ QStringList described(const char *name, Form form, Fields fields, const char *of
     return lines;
 }
 
+/// The argument behind request and reply; null without one.
+QString extraOf(const Operation &operation)
+{
+    switch (operation.extra) {
+    case Extra::None:
+        break;
+    case Extra::Enable:
+        return QStringLiteral("bool: true to start");
+    case Extra::Refresh:
+        return QStringLiteral("bool: true to ask the device instead of a cache");
+    case Extra::Allowance:
+        return QStringLiteral("int: how long the device may take, in the service's time unit");
+    case Extra::Headers:
+        return QStringLiteral("response headers");
+    }
+    return QString();
+}
+
 QString argumentsOf(const Operation &operation)
 {
     QStringList arguments;
@@ -135,22 +158,9 @@ QString argumentsOf(const Operation &operation)
         arguments += QStringLiteral("request");
     if (operation.reply == Form::Map || operation.reply == Form::List)
         arguments += QStringLiteral("reply");
-    switch (operation.extra) {
-    case Extra::None:
-        break;
-    case Extra::Enable:
-        arguments += QStringLiteral("bool: true to start");
-        break;
-    case Extra::Refresh:
-        arguments += QStringLiteral("bool: true to ask the device instead of a cache");
-        break;
-    case Extra::Allowance:
-        arguments += QStringLiteral("int: how long the device may take, in the service's time unit");
-        break;
-    case Extra::Headers:
-        arguments += QStringLiteral("response headers");
-        break;
-    }
+    const QString extra = extraOf(operation);
+    if (!extra.isEmpty())
+        arguments += extra;
     return arguments.isEmpty() ? QStringLiteral("none") : arguments.join(QStringLiteral(", "));
 }
 
@@ -169,9 +179,7 @@ QString effectOf(const Operation &operation)
     return QString();
 }
 
-} // namespace
-
-int main()
+QByteArray page()
 {
     QStringList lines = QString::fromUtf8(introduction).split(QLatin1Char('\n'));
     QString service;
@@ -192,9 +200,122 @@ int main()
         lines += described("Reply", operation.reply, operation.replyFields, ", which the library does not read.");
         lines += QString();
     }
+    return lines.join(QLatin1Char('\n')).toUtf8();
+}
+
+// Headers
+
+/// The entries of a map, such as `"size" {"width" int, "height" int}, "coefficients" QString (base64: row by row)`.
+QString entriesOf(Fields fields)
+{
+    QStringList entries;
+    for (const Field &field : fields) {
+        QString entry = field.key ? QStringLiteral("\"%1\" ").arg(QLatin1String(field.key)) : QString();
+        if (field.type == Type::Map)
+            entry += QStringLiteral("{%1}").arg(entriesOf(field.fields));
+        else if (field.type == Type::List)
+            entry += QStringLiteral("[%1]").arg(entriesOf(field.fields));
+        else
+            entry += typeName(field);
+        QString meaning = QString::fromUtf8(field.meaning);
+        if (field.type == Type::Base64)
+            meaning.prepend(QStringLiteral("base64: "));
+        if (!meaning.isEmpty())
+            entry += QStringLiteral(" (%1)").arg(meaning);
+        entries += entry;
+    }
+    return entries.join(QStringLiteral(", "));
+}
+
+/// {...} for a map, [{...}] for a list of maps; nothing for any other form.
+QString valueOf(Form form, Fields fields, const char *ofEmpty)
+{
+    if (form != Form::Map && form != Form::List)
+        return {};
+    if (fields.isEmpty())
+        return QLatin1String(ofEmpty);
+    const QString entries = QStringLiteral("{%1}").arg(entriesOf(fields));
+    return form == Form::List ? QStringLiteral("[%1]").arg(entries) : entries;
+}
+
+/// Lines of at most 125 characters.
+void appendWrapped(QStringList &lines, const QString &text, const char *indent)
+{
+    constexpr int longest = 125;
+    QString line = QStringLiteral("    ///");
+    const QStringList words = text.split(QLatin1Char(' '));
+    for (const QString &word : words) {
+        if (line.size() + 1 + word.size() > longest) {
+            lines += line;
+            line = QStringLiteral("    ///") + QLatin1String(indent);
+        }
+        line += QLatin1Char(' ') + word;
+    }
+    lines += line;
+}
+
+QStringList commentOf(const Operation &operation)
+{
+    QStringList lines;
+    appendWrapped(lines, QString::fromUtf8(operation.summary), "");
+    const auto item = [&](const char *name, const QString &text) {
+        if (!text.isEmpty())
+            appendWrapped(lines, QStringLiteral("- %1: %2").arg(QLatin1String(name), text), "  ");
+    };
+    item("Request", valueOf(operation.request, operation.requestFields, "empty"));
+    item("Reply", valueOf(operation.reply, operation.replyFields, "not read"));
+    item("Last argument", extraOf(operation));
+    item("Called by", QString::fromUtf8(operation.callers));
+    const QString afterFailure = QString::fromUtf8(operation.afterFailure);
+    if (afterFailure != QLatin1String("The caller returns enTimeout."))
+        item("After false", afterFailure);
+    return lines;
+}
+
+/// A header's text; the comment above the declaration of each operation comes from the table.
+QByteArray header(const QString &path, const QByteArray &text)
+{
+    const QString service = QFileInfo(path).baseName();
+    const QRegularExpression declaration(QStringLiteral("^    \\S.*?(\\w+)\\("));
+    QStringList lines;
+    const QStringList present = QString::fromUtf8(text).split(QLatin1Char('\n'));
+    for (int i = 0; i < present.size(); ++i) {
+        QString name = declaration.match(present[i]).captured(1);
+        for (int j = i; !name.isEmpty() && j < present.size(); ++j) { // to the declaration's end
+            if (present[j].contains(QLatin1String("responseHeader")))
+                name += QStringLiteral("(responseHeader)");
+            if (present[j].contains(QLatin1Char(';')))
+                break;
+        }
+        if (const Operation *const operation = findOperation(service + QStringLiteral("::") + name)) {
+            while (!lines.isEmpty() && lines.last().startsWith(QLatin1String("    ///")))
+                lines.removeLast();
+            if (!lines.isEmpty() && !lines.last().isEmpty())
+                lines += QString();
+            lines += commentOf(*operation);
+        }
+        lines += present[i];
+    }
+    return lines.join(QLatin1Char('\n')).toUtf8();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QByteArray text;
+    if (argc > 1) {
+        QFile file(QFile::decodeName(argv[1]));
+        if (!file.open(QIODevice::ReadOnly)) {
+            qCritical("%s: %s", argv[1], qPrintable(file.errorString()));
+            return 1;
+        }
+        text = header(file.fileName(), file.readAll());
+    } else {
+        text = page();
+    }
     QFile out;
     if (!out.open(stdout, QIODevice::WriteOnly))
         return 1;
-    const QByteArray page = lines.join(QLatin1Char('\n')).toUtf8();
-    return out.write(page) == page.size() && out.flush() ? 0 : 1;
+    return out.write(text) == text.size() && out.flush() ? 0 : 1;
 }
