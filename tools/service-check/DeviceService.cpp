@@ -8,7 +8,7 @@ QString name()
     return QStringLiteral("device service");
 }
 
-bool hasWalls()
+bool hasChoice()
 {
     return false;
 }
@@ -17,6 +17,13 @@ QString open(const QString &)
 {
     return {};
 }
+
+QString openBackend(const QString &)
+{
+    return {};
+}
+
+void close() {}
 
 } // namespace Service
 } // namespace ServiceCheck

@@ -1,16 +1,25 @@
 #include "Service.h"
 
+#include <adapter/BackendPlugin.h>
 #include <simulator/VirtualWall.h>
+
+#include <memory>
 
 namespace ServiceCheck {
 namespace Service {
 
+namespace {
+
+std::unique_ptr<Adapter::DeviceBackend> g_backend; ///< Null: the wall.
+
+} // namespace
+
 QString name()
 {
-    return QStringLiteral("virtual wall");
+    return g_backend ? QStringLiteral("backend") : QStringLiteral("virtual wall");
 }
 
-bool hasWalls()
+bool hasChoice()
 {
     return true;
 }
@@ -21,6 +30,20 @@ QString open(const QString &wall)
     Simulator::VirtualWall::instance().setJournalLimit(0);
     Simulator::VirtualWall::instance().load(wall, &error);
     return error;
+}
+
+QString openBackend(const QString &source)
+{
+    QString error;
+    g_backend = Adapter::loadBackend(source, error);
+    if (g_backend)
+        Adapter::setBackend(g_backend.get());
+    return error;
+}
+
+void close()
+{
+    g_backend.reset();
 }
 
 } // namespace Service

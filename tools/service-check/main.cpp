@@ -35,13 +35,17 @@ int main(int argc, char **argv)
 
     Options options;
     std::string wall = "demo";
+    std::string backend;
     std::string device;
     bool asJson = false;
     CLI::App app("Asks a device service for every operation, and says what a host makes of the replies.\n"
                  "Exit code: 0 all good, 1 findings, 64 wrong command line, 69 no device.",
                  "service-check");
-    if (Service::hasWalls())
-        app.add_option("--wall", wall, "Preset, wall file or wall directory (default: demo)");
+    if (Service::hasChoice()) {
+        CLI::Option *const wallOption =
+            app.add_option("--wall", wall, "Preset, wall file or wall directory (default: demo)");
+        app.add_option("--backend", backend, "FILE[:CONFIGURATION]: a backend that is a Qt plug-in")->excludes(wallOption);
+    }
     CLI::Option *const deviceOption = app.add_option("--device", device, "Check only the device of this key");
     CLI::Option *const writeOption =
         app.add_flag("--write", options.write, "Also lock devices and change what can be read and put back");
@@ -71,7 +75,8 @@ int main(int argc, char **argv)
         if (!asJson)
             print(stdout, line.toString());
     });
-    QString none = Service::open(QString::fromStdString(wall));
+    QString none = backend.empty() ? Service::open(QString::fromStdString(wall))
+                                   : Service::openBackend(QString::fromStdString(backend));
     if (none.isEmpty())
         none = Check(options, report).run();
     if (!none.isEmpty())
@@ -80,5 +85,6 @@ int main(int argc, char **argv)
     print(stdout,
           asJson ? QString::fromUtf8(report.document(Service::name(), options.write, options.unrestored, exit)).trimmed()
                  : report.summary());
+    Service::close();
     return exit;
 }
