@@ -1,10 +1,11 @@
 #include <simulator/VirtualWall.h>
 
-#include "journal/Journal.h"
 #include "pictures/Pictures.h"
 #include "wall/Wall.h"
 #include "wall/WallBackend.h"
-#include "json/Describe.h"
+
+#include <adapter/journal/Journal.h>
+#include <adapter/json/Describe.h>
 
 #include <algorithm>
 #include <chrono>
@@ -319,7 +320,7 @@ QString VirtualWall::describe(const Call &call, TranscriptForm form)
     QStringList arguments;
     for (const QString &text : {call.deviceKey, call.target}) {
         if (!text.isNull())
-            arguments += describeText(text, longest(form));
+            arguments += Json::describeText(text, longest(form));
     }
     for (const QVariant &value : {call.request, call.extra}) {
         if (value.isValid())
@@ -330,26 +331,26 @@ QString VirtualWall::describe(const Call &call, TranscriptForm form)
 
 QString VirtualWall::describe(const QVariant &value, TranscriptForm form)
 {
-    return describeValue(value, longest(form));
+    return Json::describeValue(value, longest(form));
 }
 
 QString VirtualWall::readableTranscript() const
 {
-    return Simulator::readableTranscript(calls());
+    return Adapter::readableTranscript(calls());
 }
 
 QByteArray VirtualWall::journal() const
 {
-    QByteArray lines = journalHeader();
+    QByteArray lines = Adapter::journalHeader();
     const QList<Call> all = calls();
     for (const Call &call : all)
-        lines += journalLine(call);
+        lines += Adapter::journalLine(call);
     return lines;
 }
 
 bool VirtualWall::saveJournal(const QString &path, QString *error) const
 {
-    return Simulator::saveJournal(path, calls(), error);
+    return Adapter::saveJournal(path, calls(), error);
 }
 
 bool VirtualWall::recordTo(const QString &path, QString *error)
@@ -359,7 +360,7 @@ bool VirtualWall::recordTo(const QString &path, QString *error)
 
 QList<Call> VirtualWall::readJournal(const QString &path, QString *error)
 {
-    return Simulator::readJournal(path, error);
+    return Adapter::readJournal(path, error);
 }
 
 // Replay

@@ -2,10 +2,11 @@
 
 #include "CabinetGrid.h"
 #include "device/WallStore.h"
-#include "disk/DiskFiles.h"
 #include "faults/Rules.h"
-#include "json/JsonReader.h"
-#include "json/JsonText.h"
+
+#include <adapter/json/JsonReader.h>
+#include <adapter/json/JsonText.h>
+#include <adapter/json/SaveFile.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -33,7 +34,7 @@ constexpr qint64 largestFile = 1LL << 30;
 constexpr int largestInt = std::numeric_limits<int>::max();
 
 /// A reader with what the entries of a wall need to know of each other.
-struct Reader : JsonReader {
+struct Reader : Json::JsonReader {
     using JsonReader::JsonReader;
     int gridsTotal = 0;          ///< Cabinets that came from grids, in the whole wall.
     QMap<int, int> gridCabinets; ///< Those of the present device's sub-screens, by sub-screen.
@@ -71,7 +72,7 @@ struct Text {
             return reader.expected(what(), value);
         text = value.toString();
     }
-    QByteArray write(const QString &text, int) const { return JsonText::text(text); }
+    QByteArray write(const QString &text, int) const { return Json::Text::text(text); }
     QString what() const { return mayBeEmpty ? QStringLiteral("a text") : QStringLiteral("a text that is not empty"); }
 };
 
@@ -88,7 +89,7 @@ struct DecimalText {
             return reader.expected(what(), value);
         text = digits;
     }
-    QByteArray write(const QString &text, int) const { return JsonText::text(text); }
+    QByteArray write(const QString &text, int) const { return Json::Text::text(text); }
     QString what() const { return QStringLiteral("a text that is a decimal number below 2^64"); }
 };
 
@@ -102,7 +103,7 @@ struct OneOf {
             return reader.expected(what(), value);
         text = value.toString();
     }
-    QByteArray write(const QString &text, int) const { return JsonText::text(text); }
+    QByteArray write(const QString &text, int) const { return Json::Text::text(text); }
     QString what() const { return QStringLiteral("%1 (%2)").arg(QLatin1String(kind), names.join(QLatin1String(", "))); }
 };
 
@@ -124,7 +125,7 @@ struct Enumeration {
     {
         for (const auto &name : names) {
             if (name.second == value)
-                return JsonText::text(QLatin1String(name.first));
+                return Json::Text::text(QLatin1String(name.first));
         }
         return QByteArray::number(static_cast<int>(value)); // which reading refuses
     }
@@ -186,7 +187,7 @@ struct Share {
             return reader.expected(what(), value);
         target = value.toDouble();
     }
-    QByteArray write(double value, int) const { return JsonText::number(value); }
+    QByteArray write(double value, int) const { return Json::Text::number(value); }
     QString what() const { return QStringLiteral("a number from 0 to 1"); }
 };
 
@@ -200,7 +201,7 @@ struct HexBytes {
             return reader.expected(what(), value);
         bytes = QByteArray::fromHex(digits);
     }
-    QByteArray write(const QByteArray &bytes, int) const { return JsonText::text(QString::fromLatin1(bytes.toHex())); }
+    QByteArray write(const QByteArray &bytes, int) const { return Json::Text::text(QString::fromLatin1(bytes.toHex())); }
     QString what() const { return QStringLiteral("a text of hexadecimal digits, two for each byte"); }
 };
 
@@ -259,7 +260,7 @@ struct Objects {
         const QJsonArray array = value.toArray();
         list.reserve(list.size() + array.size());
         for (int i = 0; i < array.size(); ++i) {
-            const JsonReader::At at(reader, i);
+            const Json::JsonReader::At at(reader, i);
             list.append(T());
             readObject(reader, array.at(i), list.last());
         }
@@ -270,7 +271,7 @@ struct Objects {
         QVector<QByteArray> elements;
         for (const T &element : list)
             elements += writeObject(element, depth + 1);
-        return JsonText::list(elements, depth);
+        return Json::Text::list(elements, depth);
     }
     QString what() const { return QStringLiteral("a list"); }
 };
@@ -403,7 +404,7 @@ struct Table<Cabinet> {
     {
         const QRect whole(QPoint(), cabinet.size);
         const auto checkInside = [&](const QRect &rect) {
-            const JsonReader::At at(reader, "rect");
+            const Json::JsonReader::At at(reader, "rect");
             const bool isInside = rect.x() + rect.width() <= whole.width() && rect.y() + rect.height() <= whole.height();
             if (cabinet.size.isValid() && !isInside) {
                 reader.problem(QStringLiteral("expected a place inside the cabinet of %1x%2, got %3x%4 at (%5, %6)")
@@ -416,16 +417,16 @@ struct Table<Cabinet> {
             }
         };
         QSet<QString> ids;
-        const JsonReader::At atCards(reader, "receivingCards");
+        const Json::JsonReader::At atCards(reader, "receivingCards");
         for (int i = 0; i < cabinet.receivingCards.size(); ++i) {
-            const JsonReader::At atCard(reader, i);
+            const Json::JsonReader::At atCard(reader, i);
             const ReceivingCard &card = cabinet.receivingCards[i];
             checkInside(card.rect);
-            const JsonReader::At atModules(reader, "modules");
+            const Json::JsonReader::At atModules(reader, "modules");
             for (int j = 0; j < card.modules.size(); ++j) {
-                const JsonReader::At atModule(reader, j);
+                const Json::JsonReader::At atModule(reader, j);
                 checkInside(card.modules[j].rect);
-                const JsonReader::At atId(reader, "id");
+                const Json::JsonReader::At atId(reader, "id");
                 if (ids.contains(card.modules[j].id))
                     reader.expected(QStringLiteral("an id that no other module of the cabinet has"), card.modules[j].id);
                 ids.insert(card.modules[j].id);
@@ -594,12 +595,12 @@ struct Screens : Objects {
         if (array.size() != 1)
             return reader.expected(what(), value);
         reader.gridCabinets.clear();
-        const JsonReader::At at(reader, 0);
+        const Json::JsonReader::At at(reader, 0);
         readObject<Device, Table<Screen>>(reader, array.first(), device);
     }
     QByteArray write(const Device &device, int depth) const
     {
-        return JsonText::list({writeObject<Device, Table<Screen>>(device, depth + 1)}, depth);
+        return Json::Text::list({writeObject<Device, Table<Screen>>(device, depth + 1)}, depth);
     }
     QString what() const { return QStringLiteral("a list of one screen"); }
 };
@@ -667,17 +668,17 @@ private:
     template <typename Report>
     static void at(Reader &reader, const Placed &placed, const char *entry, Report report)
     {
-        const JsonReader::At atScreens(reader, "screens");
-        const JsonReader::At atScreen(reader, 0);
-        const JsonReader::At atSubScreens(reader, "subScreens");
-        const JsonReader::At atSubScreen(reader, placed.subScreen);
+        const Json::JsonReader::At atScreens(reader, "screens");
+        const Json::JsonReader::At atScreen(reader, 0);
+        const Json::JsonReader::At atSubScreens(reader, "subScreens");
+        const Json::JsonReader::At atSubScreen(reader, placed.subScreen);
         if (placed.index < 0) {
-            const JsonReader::At atGrid(reader, "grid");
+            const Json::JsonReader::At atGrid(reader, "grid");
             return report();
         }
-        const JsonReader::At atCabinets(reader, "cabinets");
-        const JsonReader::At atCabinet(reader, placed.index);
-        const JsonReader::At atEntry(reader, entry);
+        const Json::JsonReader::At atCabinets(reader, "cabinets");
+        const Json::JsonReader::At atCabinet(reader, placed.index);
+        const Json::JsonReader::At atEntry(reader, entry);
         report();
     }
 
@@ -686,10 +687,10 @@ private:
         const int least = device.brightnessMin;
         const int most = device.brightnessMax;
         if (least > most) {
-            const JsonReader::At atMax(reader, "brightnessMax");
+            const Json::JsonReader::At atMax(reader, "brightnessMax");
             reader.expected(QStringLiteral("at least brightnessMin (%1)").arg(least), most);
         } else if (device.brightnessDefault < least || device.brightnessDefault > most) {
-            const JsonReader::At atDefault(reader, "brightnessDefault");
+            const Json::JsonReader::At atDefault(reader, "brightnessDefault");
             reader.expected(QStringLiteral("an integer from brightnessMin (%1) to brightnessMax (%2)").arg(least).arg(most),
                             device.brightnessDefault);
         }
@@ -804,7 +805,7 @@ struct Format {
         if (value.toString() != QLatin1String(formatName))
             reader.expected(what(), value);
     }
-    QByteArray write(const WallDescription &, int) const { return JsonText::text(QLatin1String(formatName)); }
+    QByteArray write(const WallDescription &, int) const { return Json::Text::text(QLatin1String(formatName)); }
     QString what() const { return QStringLiteral("\"%1\"").arg(QLatin1String(formatName)); }
 };
 
@@ -815,7 +816,7 @@ struct Version {
             reader.expected(what(), value);
         else if (value != QJsonValue(version))
             reader.problem(QStringLiteral("this program reads version %1, the file has %2")
-                               .arg(QString::number(version), QString::fromUtf8(JsonText::number(value.toDouble()))));
+                               .arg(QString::number(version), QString::fromUtf8(Json::Text::number(value.toDouble()))));
     }
     QByteArray write(const WallDescription &, int) const { return QByteArray::number(version); }
     QString what() const { return QStringLiteral("the number %1").arg(version); }
@@ -848,9 +849,9 @@ struct Table<WallDescription> {
         for (int i = 0; i < wall.devices.size(); ++i) {
             const QString &key = wall.devices[i].key;
             if (!key.isEmpty() && keys.contains(key)) {
-                const JsonReader::At atDevices(reader, "devices");
-                const JsonReader::At atDevice(reader, i);
-                const JsonReader::At atKey(reader, "key");
+                const Json::JsonReader::At atDevices(reader, "devices");
+                const Json::JsonReader::At atDevice(reader, i);
+                const Json::JsonReader::At atKey(reader, "key");
                 reader.expected(QStringLiteral("a key that no other device has"), key);
             }
             keys.insert(key);
@@ -858,9 +859,9 @@ struct Table<WallDescription> {
         for (int i = 0; i < wall.events.size(); ++i) {
             const QString &key = wall.events[i].deviceKey;
             if (!key.isEmpty() && !keys.contains(key)) {
-                const JsonReader::At atEvents(reader, "events");
-                const JsonReader::At atEvent(reader, i);
-                const JsonReader::At atKey(reader, "device");
+                const Json::JsonReader::At atEvents(reader, "events");
+                const Json::JsonReader::At atEvent(reader, i);
+                const Json::JsonReader::At atKey(reader, "device");
                 reader.expected(QStringLiteral("the key of a device of this wall"), key);
             }
         }
@@ -900,7 +901,7 @@ private:
     void take(const char *key, const Rule &rule, const Needed &needed, Target &target)
     {
         m_keys += QLatin1String(key);
-        const JsonReader::At at(m_reader, key);
+        const Json::JsonReader::At at(m_reader, key);
         const auto it = m_object.constFind(QLatin1String(key));
         if (it != m_object.constEnd()) {
             ++m_found;
@@ -935,13 +936,13 @@ public:
     {
         add(key, rule.write(m_value, m_depth + 1));
     }
-    QByteArray object() const { return JsonText::object(m_entries, m_depth); }
+    QByteArray object() const { return Json::Text::object(m_entries, m_depth); }
 
 private:
     void add(const char *key, const QByteArray &value)
     {
         if (!value.isEmpty())
-            m_entries += JsonText::entry(key, value);
+            m_entries += Json::Text::entry(key, value);
     }
 
     const T &m_value;
@@ -1041,7 +1042,7 @@ bool writeWall(const QString &path, const WallDescription &wall, QString *error)
     QSaveFile file(path);
     const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(json) == json.size();
     QString reason = file.errorString();
-    return (isWritten && Disk::commit(file, reason)) || fail(error, path + QLatin1String(": ") + reason);
+    return (isWritten && Json::commit(file, reason)) || fail(error, path + QLatin1String(": ") + reason);
 }
 
 } // namespace Simulator

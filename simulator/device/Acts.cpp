@@ -1,11 +1,15 @@
 #include "Acts.h"
 
 #include "Entries.h"
-#include "json/Describe.h"
+
+#include <adapter/json/Describe.h>
 
 #include <QtCore/QVector>
 
 namespace Simulator {
+
+using Json::describeText;
+using Json::describeValue;
 
 QMap<QString, QString> okHeaders()
 {

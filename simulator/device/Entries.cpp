@@ -1,8 +1,10 @@
 #include "Entries.h"
 
-#include "json/Describe.h"
+#include <adapter/json/Describe.h>
 
 namespace Simulator {
+
+using Json::describeValue;
 
 Entries::Entries(const QVariant &map, const QString &path) : m_map(map.toMap()), m_path(path)
 {

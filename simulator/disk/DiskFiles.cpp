@@ -3,7 +3,6 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
-#include <QtCore/QSaveFile>
 #include <QtCore/QSysInfo>
 #include <QtCore/QThread>
 
@@ -209,19 +208,6 @@ bool isReplacement(const QByteArray &name, const char *replaced)
     const auto isLetter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
     return name.size() == size + 7 && name.startsWith(replaced) && name[size] == '.'
            && std::all_of(name.cbegin() + size + 1, name.cend(), isLetter);
-}
-
-bool commit(QSaveFile &file, QString &reason)
-{
-    if (file.error() != QFileDevice::NoError || !file.flush())
-        reason = file.errorString();
-    else if (::fsync(file.handle()) != 0)
-        reason = qt_error_string(errno);
-    else if (file.commit())
-        return true;
-    else
-        reason = file.errorString();
-    return false;
 }
 
 // Folders

@@ -7,8 +7,6 @@
 #include <utility>
 #include <vector>
 
-class QSaveFile;
-
 namespace Simulator {
 
 /// Files and folders by the system's own calls, so that no failure is lost and every one keeps its reason. Paths are
@@ -54,9 +52,6 @@ int writeReplacement(const QByteArray &path, const QByteArray &bytes);
 int replace(const QByteArray &path);
 /// Whether writeReplacement(), or QSaveFile, which earlier versions used, calls its files for `path` so.
 bool isReplacement(const QByteArray &name, const char *replaced);
-
-/// As QSaveFile::commit(), which does not report bytes that could not be written or synchronised. `reason` is the system's.
-bool commit(QSaveFile &file, QString &reason);
 
 /// Makes all new, removed and renamed entries of a folder outlast a power failure.
 int syncFolder(const QByteArray &path) noexcept;

@@ -65,9 +65,9 @@ void CallLog::dropOld()
 
 bool CallLog::recordTo(const QString &path, QString *error)
 {
-    std::unique_ptr<JournalFile> recording;
+    std::unique_ptr<Adapter::JournalFile> recording;
     if (!path.isNull()) {
-        recording = std::make_unique<JournalFile>();
+        recording = std::make_unique<Adapter::JournalFile>();
         if (!recording->open(path, error))
             return false;
     }

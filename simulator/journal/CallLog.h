@@ -1,6 +1,7 @@
 #pragma once
 
-#include "Journal.h"
+#include <adapter/journal/Journal.h>
+#include <simulator/Call.h>
 
 #include <deque>
 #include <map>
@@ -45,7 +46,7 @@ private:
     int m_limit = -1;                   ///< Negative: none.
     quint64 m_lastSerial = 0;
     quint64 m_resetAt = 0; ///< The last serial before the numbers began at 1.
-    std::unique_ptr<JournalFile> m_recording;
+    std::unique_ptr<Adapter::JournalFile> m_recording;
     quint64 m_recordedFrom = 0; ///< The first serial that the recording holds.
 };
 

@@ -1,11 +1,16 @@
 #include "Replay.h"
 
-#include "json/Describe.h"
-#include "json/TypedJson.h"
+#include <adapter/json/Describe.h>
+#include <adapter/json/TypedJson.h>
 
 #include <algorithm>
 
 namespace Simulator {
+
+using Json::describeText;
+using Json::describeValue;
+using Json::pathOf;
+using Json::toTypedJson;
 
 namespace {
 

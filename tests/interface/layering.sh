@@ -81,9 +81,11 @@ may_include include "$core|$gui|<Correction/[A-Za-z0-9]+\.h>"
 may_include service "$core|<service/[A-Za-z]+\.h>"
 may_include qtpromise "$core"
 # It writes to disk what a device would keep, and syncs it.
-may_include simulator "$core|$gui|<(dirent|fcntl|unistd|sys/file|sys/stat)\.h>|<(adapter|simulator)/[A-Za-z]+\.h>|\"(description|device|disk|faults|journal|json|pictures|wall)/[A-Za-z]+\.h\""
+may_include simulator "$core|$gui|<(dirent|fcntl|unistd|sys/file|sys/stat)\.h>|<(adapter|adapter/journal|adapter/json|simulator)/[A-Za-z]+\.h>|\"(description|device|disk|faults|journal|pictures|wall)/[A-Za-z]+\.h\""
 # The adapter stands on the service alone: it serves any backend.
-may_include adapter "$core|<service/[A-Za-z]+\.h>|<adapter/[A-Za-z]+\.(h|def)>"
+may_include adapter "$core|<unistd\.h>|<service/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.(h|def)>"
+# Tools link it without the adapter.
+may_include adapter/json "$core|<unistd\.h>"
 # Below includes nothing of above: model, cabinet, screen. None of them knows the simulator or a tool. Vector instructions
 # (Highway) stay in the model.
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""

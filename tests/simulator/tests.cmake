@@ -10,8 +10,8 @@ correction_test(simulator/tst_presets.cpp)
 foreach(name IN ITEMS tst_wallfile tst_presets)
   target_compile_definitions(${name} PRIVATE SIMULATOR_SOURCES="${PROJECT_SOURCE_DIR}/simulator")
 endforeach()
-correction_test(simulator/tst_typedjson.cpp "${PROJECT_SOURCE_DIR}/simulator/json/TypedJson.cpp"
-  "${PROJECT_SOURCE_DIR}/simulator/json/Describe.cpp")
+correction_test(simulator/tst_typedjson.cpp)
+target_link_libraries(tst_typedjson PRIVATE correction_json)
 correction_test(simulator/tst_journal.cpp)
 correction_program(journal_program tst_journal) # it starts itself
 target_compile_definitions(tst_journal PRIVATE JOURNAL_PROGRAM="${journal_program}")

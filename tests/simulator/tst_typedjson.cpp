@@ -1,7 +1,7 @@
 // Values as JSON and back: nothing is lost on the way.
 
-#include <simulator/json/Describe.h>
-#include <simulator/json/TypedJson.h>
+#include <adapter/json/Describe.h>
+#include <adapter/json/TypedJson.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>
@@ -18,7 +18,7 @@
 #include <limits>
 #include <random>
 
-using namespace Simulator;
+using namespace Json;
 
 namespace Sample {
 enum Wide : qint64 { Far = std::numeric_limits<qint64>::max() - 1 };

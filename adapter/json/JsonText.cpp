@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace Simulator::JsonText {
+namespace Json::Text {
 
 namespace {
 
@@ -66,4 +66,4 @@ QByteArray entry(const char *key, const QByteArray &value)
     return text(QString::fromLatin1(key)) + ": " + value;
 }
 
-} // namespace Simulator::JsonText
+} // namespace Json::Text

@@ -15,7 +15,7 @@
 #include <limits>
 #include <type_traits>
 
-namespace Simulator {
+namespace Json {
 
 namespace {
 
@@ -583,4 +583,4 @@ QString describeJson(const QJsonValue &json)
     return QStringLiteral("nothing");
 }
 
-} // namespace Simulator
+} // namespace Json

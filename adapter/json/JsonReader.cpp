@@ -10,7 +10,7 @@
 #include <cstring>
 #include <numeric>
 
-namespace Simulator {
+namespace Json {
 
 namespace {
 
@@ -193,4 +193,4 @@ void JsonReader::unknownKeys(const QJsonObject &object, const QStringList &known
     }
 }
 
-} // namespace Simulator
+} // namespace Json

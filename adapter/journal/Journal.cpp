@@ -1,8 +1,8 @@
 #include "Journal.h"
 
-#include "disk/DiskFiles.h"
-#include "json/Describe.h"
-#include "json/TypedJson.h"
+#include <adapter/json/Describe.h>
+#include <adapter/json/SaveFile.h>
+#include <adapter/json/TypedJson.h>
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -15,7 +15,9 @@
 #include <cmath>
 #include <map>
 
-namespace Simulator {
+namespace Adapter {
+
+using namespace Json;
 
 namespace {
 
@@ -305,7 +307,7 @@ bool saveJournal(const QString &path, const QList<Call> &calls, QString *error)
     for (const Call &call : calls)
         isWritten = isWritten && file.write(journalLine(call)) >= 0;
     QString reason = file.errorString();
-    if (isWritten && Disk::commit(file, reason))
+    if (isWritten && commit(file, reason))
         return true;
     setError(error, path + QLatin1String(": ") + reason);
     return false;
@@ -440,4 +442,4 @@ bool JournalFile::write(const QByteArray &line)
     return false;
 }
 
-} // namespace Simulator
+} // namespace Adapter

@@ -7,7 +7,7 @@
 #include <QtCore/QVariant>
 
 /// Values of any type as JSON and back, without loss. docs/journal.md lists the forms.
-namespace Simulator {
+namespace Json {
 
 /// What a JSON text has wrong; thrown by fromTypedJson().
 struct JsonProblem {
@@ -39,6 +39,6 @@ QString pathOf(const QString &path, int index);
 /// A JSON value with its kind, for messages: `number -64`, `text "a"`, `a list`.
 QString describeJson(const QJsonValue &json);
 
-} // namespace Simulator
+} // namespace Json
 
-Q_DECLARE_METATYPE(Simulator::KeptValue)
+Q_DECLARE_METATYPE(Json::KeptValue)

@@ -5,7 +5,7 @@
 #include <QtCore/QVector>
 
 /// JSON text for people: short objects and lists on one line, everything else indented; the entries keep their order.
-namespace Simulator::JsonText {
+namespace Json::Text {
 
 QByteArray text(const QString &text);
 QByteArray number(double number);
@@ -14,4 +14,4 @@ QByteArray object(const QVector<QByteArray> &entries, int depth);
 QByteArray list(const QVector<QByteArray> &elements, int depth);
 QByteArray entry(const char *key, const QByteArray &value);
 
-} // namespace Simulator::JsonText
+} // namespace Json::Text

@@ -8,7 +8,7 @@
 #include <QtCore/QSequentialIterable>
 #include <QtCore/QStringList>
 
-namespace Simulator {
+namespace Json {
 
 namespace {
 
@@ -145,4 +145,4 @@ QString describeValue(const QVariant &value, int longest)
     return type + text;
 }
 
-} // namespace Simulator
+} // namespace Json

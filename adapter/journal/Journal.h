@@ -1,6 +1,7 @@
 #pragma once
 
-#include <simulator/Call.h>
+#include <adapter/AdapterGlobal.h>
+#include <adapter/Call.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
@@ -8,25 +9,25 @@
 #include <QtCore/QString>
 
 /// The journal as JSON Lines and as readable text. docs/journal.md describes the lines.
-namespace Simulator {
+namespace Adapter {
 
 /// The first line of a journal, with its line feed.
-QByteArray journalHeader();
+ADAPTER_API QByteArray journalHeader();
 /// The line of one call, with its line feed.
-QByteArray journalLine(const Call &call);
+ADAPTER_API QByteArray journalLine(const Call &call);
 
 /// A whole journal as a new file, replaced as a whole.
-bool saveJournal(const QString &path, const QList<Call> &calls, QString *error);
+ADAPTER_API bool saveJournal(const QString &path, const QList<Call> &calls, QString *error);
 /// The calls of a file in the order in which they began. After a problem `error` names it, and the calls are those of
 /// the lines before it.
-QList<Call> readJournal(const QString &path, QString *error);
+ADAPTER_API QList<Call> readJournal(const QString &path, QString *error);
 
 /// The calls in aligned columns, below a line with the columns' names.
-QString readableTranscript(const QList<Call> &calls);
+ADAPTER_API QString readableTranscript(const QList<Call> &calls);
 
 /// A journal file that grows. Every line is handed to the operating system at once and whole, so that a process that
 /// dies leaves at most its last line cut short.
-class JournalFile
+class ADAPTER_API JournalFile
 {
 public:
     /// Begins a file, which must not hold anything yet.
@@ -43,4 +44,4 @@ private:
     QString m_error;
 };
 
-} // namespace Simulator
+} // namespace Adapter

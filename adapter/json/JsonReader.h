@@ -7,7 +7,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVarLengthArray>
 
-namespace Simulator {
+namespace Json {
 
 /// Collects what is wrong with a JSON document: a line for each problem, `SOURCE: PLACE: REASON`. The place is a path such
 /// as `devices[1].screens[0]`, or the line (for a text that is no JSON with its column) where the text itself is wrong.
@@ -63,4 +63,4 @@ private:
     QVarLengthArray<Step, 16> m_path;
 };
 
-} // namespace Simulator
+} // namespace Json

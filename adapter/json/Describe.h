@@ -3,7 +3,7 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
-namespace Simulator {
+namespace Json {
 
 /// A value as exact, typed text; the rules are those of VirtualWall::describe(). Texts of more than `longest`
 /// characters are cut; a negative `longest` cuts none.
@@ -12,4 +12,4 @@ QString describeValue(const QVariant &value, int longest);
 /// A text in quotes, as describeValue() gives it.
 QString describeText(const QString &text, int longest);
 
-} // namespace Simulator
+} // namespace Json
