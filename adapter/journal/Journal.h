@@ -32,6 +32,7 @@ class ADAPTER_API JournalFile
 public:
     /// Begins a file, which must not hold anything yet.
     bool open(const QString &path, QString *error);
+    bool isOpen() const { return m_file.isOpen(); }
     /// False when the line could not be written. Then the file ends before it, and nothing more is written.
     bool append(const Call &call);
     /// What went wrong since open(); null when all is well.

@@ -4,6 +4,8 @@
 #include <adapter/DryRun.h>
 #include <adapter/ExchangeTap.h>
 #include <adapter/Operations.h>
+#include <adapter/Recorder.h>
+#include <adapter/journal/Journal.h>
 #include <service/CabinetInfoOperator.h>
 #include <service/Correctionop.h>
 #include <service/HWInfo.h>
@@ -12,9 +14,12 @@
 
 #include <QtTest/QtTest>
 
+#include <csignal>
 #include <new>
 #include <optional>
 #include <stdexcept>
+
+#include <sys/resource.h>
 
 using namespace Adapter;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
@@ -95,6 +100,8 @@ private Q_SLOTS:
     void aTapShowsPendingUploadsWhenItStops();
     void aTapIsGoneBeforeAnUploadSettles();
     void filtersStandInFrontOfEachOther();
+    void aRecorderWritesAJournal();
+    void aRecorderSaysWhatIsMissing();
     void aPluginIsLoaded();
     void badPluginsAreRefused_data();
     void badPluginsAreRefused();
@@ -300,6 +307,67 @@ void tst_Filters::filtersStandInFrontOfEachOther()
     QCOMPARE(asked.size(), called.size());
     QCOMPARE(reached, m_inner->operations);
     QCOMPARE(reached.size() + dryRun.heldBack().size(), called.size());
+}
+
+void tst_Filters::aRecorderWritesAJournal()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("night.jsonl"));
+    Recorder recorder(*m_inner);
+    setBackend(&recorder);
+    Map reply;
+    Correctionop::getInstance()->getCabinetEffectMode(key, id, reply); // before the file is open
+    QString error;
+    QVERIFY2(recorder.open(path, error), qPrintable(error));
+    HttpProxy::getInstance()->getDeviceList();
+    QtPromise::QPromise<bool> settled = Correctionop::getInstance()->uploadCoefficientAsync(key, List{1});
+    m_inner->settle(true);
+    m_inner->next = {true, Map{{QStringLiteral("mode"), 3}}, {}};
+    QVERIFY(Correctionop::getInstance()->getCabinetEffectMode(key, id, reply));
+    settled.wait();
+    QtPromise::QPromise<bool> pending = Correctionop::getInstance()->uploadCoefficientAsync(key, List{2});
+    QVERIFY2(recorder.close(error), qPrintable(error));
+    QVERIFY(Correctionop::getInstance()->getCabinetEffectMode(key, id, reply)); // after it was closed
+
+    const QList<Call> calls = readJournal(path, &error);
+    QVERIFY2(error.isNull(), qPrintable(error));
+    QCOMPARE(calls.size(), 4);
+    QCOMPARE(calls[0].operation, QStringLiteral("HttpProxy::getDeviceList"));
+    QCOMPARE(calls[1].request, QVariant(List{1}));
+    QVERIFY(calls[1].result && calls[1].settled);
+    QCOMPARE(calls[2].reply, QVariant(Map{{QStringLiteral("mode"), 3}}));
+    QCOMPARE(calls[3].request, QVariant(List{2}));
+    QVERIFY(!calls[3].settled);
+}
+
+void tst_Filters::aRecorderSaysWhatIsMissing()
+{
+    Recorder recorder(*m_inner);
+    QString error;
+    QVERIFY(!recorder.open(QStringLiteral("/dev/full"), error));
+    QVERIFY2(error.contains(QLatin1String("/dev/full")), qPrintable(error));
+
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("night.jsonl"));
+    rlimit before{};
+    QCOMPARE(getrlimit(RLIMIT_FSIZE, &before), 0);
+    std::signal(SIGXFSZ, SIG_IGN);
+    Recorder limited(*m_inner);
+    setBackend(&limited);
+    QVERIFY2(limited.open(path, error), qPrintable(error));
+    rlimit full = before;
+    full.rlim_cur = 300; // bytes: the disk is full in the first line
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &full), 0);
+    Map reply;
+    Correctionop::getInstance()->setCabinetEffectMode(key, id, Map{{QStringLiteral("type"), QString(400, QLatin1Char('x'))}},
+                                                      reply);
+    const bool isWhole = limited.close(error);
+    setrlimit(RLIMIT_FSIZE, &before);
+    QVERIFY(!isWhole);
+    QVERIFY2(error.contains(QLatin1String("call 1 and those that ended after it are missing")), qPrintable(error));
+    const QList<Call> calls = readJournal(path, &error);
+    QVERIFY(calls.isEmpty());
+    QVERIFY2(error.isNull(), qPrintable(error));
 }
 
 void tst_Filters::aPluginIsLoaded()

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <adapter/ExchangeTap.h>
+
+namespace Adapter {
+
+class JournalFile;
+
+/// Writes every call with its answer to a journal file, one JSON object a line (docs/journal.md): in the order of the
+/// answers, an upload when its promise settles. A virtual wall can repeat the conversation from it.
+class ADAPTER_API Recorder : public ExchangeTap
+{
+    Q_OBJECT
+
+public:
+    explicit Recorder(DeviceBackend &inner, QObject *parent = nullptr);
+    ~Recorder() override;
+
+    /// Begins a file, which must be new or empty. False, and `error` says why, when it cannot be written. Calls before it
+    /// are not recorded.
+    bool open(const QString &path, QString &error);
+    /// Ends the file; uploads whose promise is pending are written as not settled. False, and `error` says why, when a call
+    /// could not be written: the file ends before the first such call.
+    bool close(QString &error);
+
+private:
+    Recorder(DeviceBackend &inner, std::shared_ptr<JournalFile> file, QObject *parent);
+
+    std::shared_ptr<JournalFile> m_file;
+};
+
+} // namespace Adapter
