@@ -1,6 +1,6 @@
 #include <adapter/Recorder.h>
 
-#include "journal/Journal.h"
+#include <adapter/journal/Journal.h>
 
 namespace Adapter {
 

@@ -82,13 +82,21 @@ QJsonObject LittleDevice::answer(const QJsonObject &call)
     } else if (operation == QLatin1String("ScreenInfo::getScreens")) {
         const QJsonObject cabinet = object({{"cabinetID", QStringLiteral("1")},
                                             {"outputID", QStringLiteral("1")},
+                                            {"position.x", 0},
+                                            {"position.y", 0},
                                             {"size.width", width},
                                             {"size.height", height}});
-        reply = object(
-            {{"screenUUID", QStringLiteral("little")}, {"subScreens", listOf(object({{"cabinets", listOf(cabinet)}}))}});
-    } else if (operation == QLatin1String("CabinetInfoOperator::getAllCabinetsInfo")
-               || operation == QLatin1String("CabinetInfoOperator::getCabAllFlags")) {
+        const QJsonObject subScreen = object({{"position.x", 0}, {"position.y", 0}, {"cabinets", listOf(cabinet)}});
+        reply = object({{"screenUUID", QStringLiteral("little")},
+                        {"screenName", QStringLiteral("Little wall")},
+                        {"expendInfo.isAllowSingleDev", false}, // called as its device
+                        {"position.x", 0},
+                        {"position.y", 0},
+                        {"subScreens", listOf(subScreen)}});
+    } else if (operation == QLatin1String("CabinetInfoOperator::getAllCabinetsInfo")) {
         reply = listOf(object({{"id", QStringLiteral("1")}, {"outputID", QStringLiteral("1")}}));
+    } else if (operation == QLatin1String("CabinetInfoOperator::getCabAllFlags")) {
+        reply = listOf(object({{"id", QStringLiteral("1")}, {"flag", QString()}, {"recvcardflags", QJsonArray()}}));
     } else if (operation == QLatin1String("Correctionop::uploadCoefficientAsync")) {
         // One block for the one cabinet. A device that takes parts of a cabinet looks at "area", too.
         const QJsonObject cabinet = call.value(QLatin1String("request")).toArray().first().toObject();

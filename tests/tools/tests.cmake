@@ -34,6 +34,15 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   add_dependencies(tst_ctlownservice correctionctl-own-service)
 endif()
 
+if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE AND NOT SERVICE_CHECK_SERVICE AND TARGET example-03-http-plugin)
+  correctionctl_test(tools/tst_ctlbackend.cpp)
+  correction_program(service_check service-check)
+  correction_program(little_device example-03-little-device)
+  target_compile_definitions(tst_ctlbackend PRIVATE SERVICE_CHECK="${service_check}" LITTLE_DEVICE="${little_device}"
+    HTTP_PLUGIN="$<TARGET_FILE:example-03-http-plugin>")
+  add_dependencies(tst_ctlbackend service-check example-03-little-device example-03-http-plugin)
+endif()
+
 if(CORRECTION_BUILD_TOOLS AND NOT SERVICE_CHECK_SERVICE)
   correction_test(tools/tst_servicecheck.cpp)
   target_link_libraries(tst_servicecheck PRIVATE service_check correction_operations)

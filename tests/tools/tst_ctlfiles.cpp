@@ -1,7 +1,7 @@
-#include <terminal/ExitCodes.h>
 #include <files/Files.h>
 #include <files/Npy.h>
 #include <files/SnapshotFile.h>
+#include <terminal/ExitCodes.h>
 
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QtEndian>

@@ -84,6 +84,8 @@ void CtlOwnServiceTest::whatNeedsTheVirtualWallIsRefused_data()
     row("--wall demo screens", "--wall");
     row("--wall demo doctor", "--wall");
     row("--wall demo watch --count 1", "--wall");
+    row("--backend x.so clear main", "--backend");
+    row("clear main --backend x.so:A", "--backend");
     row("clear main --dry-run", "--dry-run");
     row("clear --dry-run main", "--dry-run");
     row("clear main --dry-run=true", "--dry-run");
@@ -111,8 +113,7 @@ void CtlOwnServiceTest::whatNeedsTheVirtualWallIsRefused()
     const QStringList before = m_program.files();
     const Run run = m_program.run(arguments.split(QLatin1Char(' ')));
     QVERIFY2(run.exit == 64, run.all());
-    QVERIFY2(run.error.contains(refused.toUtf8() + ": only for the virtual wall; this program was built with a device"),
-             run.all());
+    QVERIFY2(run.error.contains(refused.toUtf8() + ": not offered here; this program was built with a device"), run.all());
     QCOMPARE(calls(), QStringList());
     QCOMPARE(m_program.files(), before);
 }
@@ -133,7 +134,7 @@ void CtlOwnServiceTest::whatIsRefusedIsNotOffered()
                    .out;
     QVERIFY(all.contains("usage: correctionctl clear SCREEN") && all.contains("usage: correctionctl cabinet CID write"));
     QString text = QString::fromUtf8(all).remove(QLatin1Char('\\'));
-    for (const char *name : {"--wall", "--dry-run", "\\brecord\\b", "\\breplay\\b",
+    for (const char *name : {"--wall", "--backend", "--dry-run", "\\brecord\\b", "\\breplay\\b",
                              "\\bwall (create|describe|render|\\.\\.\\.)", "virtual wall", "preset"}) {
         const auto found = QRegularExpression(QLatin1String(name)).match(text);
         QVERIFY2(!found.hasMatch(), qPrintable(text.mid(found.capturedStart() - 100, 200)));
@@ -173,7 +174,7 @@ void CtlOwnServiceTest::helpOfWhatIsRefusedIsRefused()
 {
     QFETCH(QString, arguments);
     const Run run = m_program.run(arguments.split(QLatin1Char(' ')));
-    QVERIFY2(run.exit == 64 && run.error.contains(": only for the virtual wall"), run.all());
+    QVERIFY2(run.exit == 64 && run.error.contains(": not offered here"), run.all());
 }
 
 QTEST_GUILESS_MAIN(CtlOwnServiceTest)

@@ -37,6 +37,19 @@ Invocation unwrap(Invocation invocation)
     return inner;
 }
 
+/// With a backend there is no virtual wall to choose, to look at or to answer from a recording.
+void refuseBesideBackend(const Invocation &invocation)
+{
+    if (!invocation.arguments.has("--backend"))
+        return;
+    for (const char *other : {"--wall", "--replay"}) {
+        if (invocation.arguments.has(other))
+            throw Failure(ExitUsage, QStringLiteral("--backend and %1 exclude each other").arg(QLatin1String(other)));
+    }
+    if (invocation.verb->words().first() == QLatin1String("wall"))
+        throw Failure(ExitUsage, QStringLiteral("it needs the virtual wall, and --backend takes its place"));
+}
+
 QString withResult(int exit, const QString &message)
 {
     if (exit == ExitSuccess || exit > ExitLargestResult)
@@ -124,6 +137,7 @@ int runProgram(const QStringList &arguments)
             return plain.finish(QString(), ExitSuccess, QString()) ? ExitSuccess : ExitCannotWrite;
         }
         verb = QLatin1String(invocation.verb->name);
+        refuseBesideBackend(invocation);
         Session session(invocation, output);
         run(session);
     } catch (const Failure &failure) {

@@ -159,13 +159,13 @@ private:
         return QStringLiteral("\"%1\" is no verb or option").arg(fromCli(word));
     }
 
-    /// What needs the virtual wall is refused where the program has another service: there an option that has no effect
-    /// would let requests meant for a virtual wall reach real devices.
+    /// What needs the virtual wall or the adapter is refused where the program has another service: there an option that has
+    /// no effect would let requests meant for a virtual wall reach real devices.
     [[noreturn]] static void refuseVirtual(const QString &what)
     {
         throw Failure(ExitUsage,
-                      QStringLiteral("%1: only for the virtual wall; this program was built with a device service "
-                                     "and works on real devices")
+                      QStringLiteral("%1: not offered here; this program was built with a device service and works on "
+                                     "real devices")
                           .arg(what));
     }
 
@@ -173,7 +173,7 @@ private:
     {
         const Verb *const verb = verbOf(name);
         const Family *const family = familyOf(name);
-        if (!Service::isVirtual() && ((verb && verb->virtualOnly) || (family && family->virtualOnly)))
+        if (!Service::hasWall() && ((verb && verb->virtualOnly) || (family && family->virtualOnly)))
             refuseVirtual(name);
     }
 
@@ -181,7 +181,7 @@ private:
     {
         refuseUnoffered(QLatin1String(verb.name));
         for (const Parameter &parameter : knownGlobalOptions() + verb.parameters + QVector<Parameter>{dryRunOption()}) {
-            if (!Service::isVirtual() && parameter.virtualOnly && arguments.has(parameter.name))
+            if (!Service::hasWall() && parameter.virtualOnly && arguments.has(parameter.name))
                 refuseVirtual(parameter.key());
         }
     }

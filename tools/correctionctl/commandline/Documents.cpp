@@ -202,7 +202,7 @@ QString completionScreens()
 {
     QString choose;
     QString ask = QStringLiteral("correctionctl");
-    if (Service::isVirtual()) {
+    if (Service::hasWall()) {
         choose = QStringLiteral("  local wall='demo' next='' word\n"
                                 "  for word in \"$@\"; do\n"
                                 "    if [ -n \"$next\" ]; then wall=\"$word\"; next=''; fi\n"
@@ -322,8 +322,8 @@ QString manualPage()
             + QStringLiteral("\n.SH SYNOPSIS\n.B correctionctl\n[\\fIOPTIONS\\fR] \\fIVERB\\fR [\\fIARGUMENTS\\fR]\n");
     text += QStringLiteral(".SH DESCRIPTION\nReads and writes the correction coefficients of LED walls, and the display "
                            "parameters that go with them, ");
-    text += Service::isVirtual() ? QStringLiteral("on a virtual wall")
-                                 : QStringLiteral("through the device service that the program was built with");
+    text += Service::hasWall() ? QStringLiteral("on a virtual wall")
+                               : QStringLiteral("through the device service that the program was built with");
     text += QStringLiteral(".\n.PP\nFiles of "
                            "coefficients are known by their "
                            "extension: \\fI.npy\\fR is a NumPy array of the shape (rows, columns, 9) of whole numbers, "

@@ -22,12 +22,22 @@ QString name()
     return QStringLiteral("device service");
 }
 
-bool isVirtual()
+bool hasWall()
+{
+    return false;
+}
+
+bool isWall()
 {
     return false;
 }
 
 void open(const QString &) {}
+
+void openBackend(const QString &)
+{
+    refuse("load a backend");
+}
 
 void openRecording(const QString &)
 {

@@ -6,8 +6,9 @@
 #include <QtGui/QImage>
 
 /// The device service that this program was linked with: everything that the library's own interface does not tell. One
-/// source file defines it: VirtualService.cpp for the virtual wall, DeviceService.cpp for a real service, which refuses what
-/// it has no means for. All functions throw a Failure when something is wrong.
+/// source file defines it: VirtualService.cpp for what stands behind the adapter, the virtual wall or a backend that is
+/// loaded, DeviceService.cpp for a service that is linked in, which refuses what it has no means for. All functions throw a
+/// Failure when something is wrong.
 namespace Ctl {
 namespace Service {
 
@@ -29,16 +30,20 @@ struct Replayed {
     QString difference; ///< The first call that differs from the recording, both sides; empty if none did.
 };
 
-/// "virtual wall" or "device service".
+/// "virtual wall", "backend" or "device service".
 QString name();
-/// Whether this is the virtual wall. Only that can be chosen, described, recorded and replayed and can hold requests back;
-/// and what was uploaded to it and not saved is gone when this program ends, as if the power had been cut.
-bool isVirtual();
+/// Whether this program has the virtual wall, and can load backends.
+bool hasWall();
+/// Whether the virtual wall is in use: what was uploaded to it and not saved is gone when this program ends, as if the power
+/// had been cut.
+bool isWall();
 /// Takes the wall into service: a preset's name, a wall file or a wall directory. Call once, before discovery.
 void open(const QString &wall);
+/// Takes a backend into service that comes as a plug-in, "FILE" or "FILE:CONFIGURATION". As open().
+void openBackend(const QString &source);
 /// Answers from a recording instead of a wall.
 void openRecording(const QString &path);
-/// Releases the wall. Uploaded but unsaved coefficients go with it.
+/// Releases the wall or the backend, and ends the recording.
 void close();
 
 /// From here on, requests that change a device are answered "done" without reaching it.

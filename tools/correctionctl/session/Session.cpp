@@ -18,6 +18,8 @@ void Session::openService()
         return;
     if (arguments().has("--replay"))
         Service::openRecording(arguments().text("--replay"));
+    else if (arguments().has("--backend"))
+        Service::openBackend(arguments().text("--backend"));
     else
         Service::open(arguments().text("--wall", QStringLiteral("demo")));
     m_open = true;

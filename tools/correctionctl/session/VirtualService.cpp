@@ -1,12 +1,18 @@
-// The virtual wall as this program's device service: everything that knows it stands here.
+// What stands behind the adapter as this program's device service: the virtual wall, or a backend that was loaded.
 
 #include "Service.h"
 #include "terminal/ExitCodes.h"
 
+#include <adapter/BackendPlugin.h>
+#include <adapter/DryRun.h>
+#include <adapter/ExchangeTap.h>
+#include <adapter/Recorder.h>
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
 
 #include <QtCore/QFile>
+
+#include <memory>
 
 using Simulator::Call;
 using Simulator::VirtualWall;
@@ -17,11 +23,26 @@ namespace Service {
 namespace {
 
 bool g_replaying = false;
-QVector<Exchange> g_heldBack;
+QVector<Exchange> g_exchanges;
+// The host calls the last of these that is there, and each calls the one before it.
+std::unique_ptr<Adapter::DeviceBackend> g_backend; ///< Null: the wall.
+std::unique_ptr<Adapter::Recorder> g_recorder;
+std::unique_ptr<Adapter::DryRun> g_dryRun;
+std::unique_ptr<Adapter::ExchangeTap> g_tap;
 
 VirtualWall &wall()
 {
     return VirtualWall::instance();
+}
+
+/// Makes a filter in front of what is installed.
+template <typename Filter, typename... Arguments>
+void putInFront(std::unique_ptr<Filter> &filter, Arguments... arguments)
+{
+    if (!g_backend)
+        wall(); // installs itself
+    filter = std::make_unique<Filter>(*Adapter::backend(), arguments...);
+    Adapter::setBackend(filter.get());
 }
 
 Exchange exchangeOf(const Call &call)
@@ -47,12 +68,17 @@ Exchange exchangeOf(const Call &call)
 
 QString name()
 {
-    return QStringLiteral("virtual wall");
+    return isWall() ? QStringLiteral("virtual wall") : QStringLiteral("backend");
 }
 
-bool isVirtual()
+bool hasWall()
 {
     return true;
+}
+
+bool isWall()
+{
+    return !g_backend;
 }
 
 void open(const QString &source)
@@ -60,8 +86,17 @@ void open(const QString &source)
     QString error;
     if (!wall().load(source, &error))
         refuse(error);
-    // Calls hold whole coefficient planes as texts: they are kept only for who looks at them, see forgetExchanges().
+    // Calls hold whole coefficient planes as texts, and nobody asks the wall for them.
     wall().setJournalLimit(0);
+}
+
+void openBackend(const QString &source)
+{
+    QString error;
+    g_backend = Adapter::loadBackend(source, error);
+    if (!g_backend)
+        refuse(error);
+    Adapter::setBackend(g_backend.get());
 }
 
 void openRecording(const QString &path)
@@ -78,7 +113,17 @@ void openRecording(const QString &path)
 
 void close()
 {
-    wall().close();
+    QString error;
+    const bool isWhole = g_recorder ? g_recorder->close(error) : !isWall() || wall().recordTo(QString(), &error);
+    Adapter::setBackend(nullptr);
+    g_tap.reset();
+    g_dryRun.reset();
+    g_recorder.reset();
+    if (isWall())
+        wall().close();
+    g_backend.reset();
+    if (!isWhole)
+        throw Failure(ExitCannotWrite, error.simplified());
 }
 
 void holdBackWrites()
@@ -86,34 +131,40 @@ void holdBackWrites()
     if (g_replaying)
         refuse(QStringLiteral(
             "--dry-run and replay exclude each other: a recording holds no answers to requests that were not sent"));
-    const auto keep = [](const Call &call) { g_heldBack.append(exchangeOf(call)); };
-    for (const QString &operation : Simulator::changingOperations())
-        wall().on(operation).run(keep).answer(QMap<QString, QVariant>());
+    putInFront(g_dryRun);
 }
 
 QVector<Exchange> exchanges()
 {
-    QVector<Exchange> list;
-    for (const Call &call : wall().calls())
-        list.append(exchangeOf(call));
-    return list;
+    return g_exchanges;
 }
 
 QVector<Exchange> heldBack()
 {
-    return g_heldBack;
+    QVector<Exchange> list;
+    for (const Call &call : g_dryRun->heldBack())
+        list.append(exchangeOf(call));
+    return list;
 }
 
 void forgetExchanges()
 {
-    wall().setJournalLimit(-1);
-    wall().clearCalls();
+    g_exchanges.clear();
+    if (!g_tap)
+        putInFront(g_tap, [](const Call &call) { g_exchanges.append(exchangeOf(call)); });
 }
 
 void record(const QString &path)
 {
     QString error;
-    if (!wall().recordTo(path, &error))
+    bool isOpen = false;
+    if (isWall()) {
+        isOpen = wall().recordTo(path, &error);
+    } else {
+        putInFront(g_recorder);
+        isOpen = g_recorder->open(path, error);
+    }
+    if (!isOpen)
         throw Failure(ExitCannotWrite, error.simplified());
 }
 

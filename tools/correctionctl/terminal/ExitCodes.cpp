@@ -33,8 +33,8 @@ QVector<ExitCode> knownExitCodes()
          "Check power and network of the named device and whether another program locks it, then try again; `doctor` shows "
          "which request fails."},
         {6, "enNoDevice", "Discovery found no device at all.",
-         Service::isVirtual() ? "Check the network, and which wall is meant by --wall."
-                              : "Check the network, and the power of the devices."},
+         Service::hasWall() ? "Check the network, and which wall is meant by --wall."
+                            : "Check the network, and the power of the devices."},
         {7, "enNotSupported", "A kind that the operation or the device does not support.",
          "See `features` and `support`; low-gray grids cannot be read, and only low-gray ones can be applied."},
         {8, "enCabinetNotFound", "A screen places a cabinet that its device does not list.",
@@ -49,7 +49,8 @@ QVector<ExitCode> knownExitCodes()
          "Give every cabinet of the wall an id of its own with the software of the devices; `doctor` finds what is left."},
         {ExitUnknown, "unknown", "No screen, device or cabinet has this id.", "See `screens`, `tree` and `cabinets`."},
         {ExitNoWall, "no wall", "The wall, or the device service, cannot be used.",
-         "See the reason: an unknown preset, a bad wall file, a directory in use by another program."},
+         "See the reason: an unknown preset, a bad wall file, a directory in use by another program, a plug-in that is "
+         "none."},
         {ExitInternal, "internal", "The program met a situation that it does not know.", "Please report it, with `doctor`."},
         {ExitNoMemory, "no memory", "Memory ran out.", "Take a smaller rectangle."},
         {ExitCannotWrite, "cannot write", "An output file or directory cannot be written; what was there before is whole.",
@@ -65,7 +66,7 @@ const QVector<ExitCode> &exitCodes()
 {
     static const QVector<ExitCode> codes = [] {
         QVector<ExitCode> rows = knownExitCodes();
-        const auto needsWall = [](const ExitCode &code) { return code.number == ExitNoWall && !Service::isVirtual(); };
+        const auto needsWall = [](const ExitCode &code) { return code.number == ExitNoWall && !Service::hasWall(); };
         rows.erase(std::remove_if(rows.begin(), rows.end(), needsWall), rows.end());
         return rows;
     }();

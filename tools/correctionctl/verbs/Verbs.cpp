@@ -54,7 +54,7 @@ Parameter virtualOnly(Parameter parameter)
 template <typename Row>
 QVector<Row> offered(QVector<Row> rows)
 {
-    if (!Service::isVirtual())
+    if (!Service::hasWall())
         rows.erase(std::remove_if(rows.begin(), rows.end(), [](const Row &row) { return row.virtualOnly; }), rows.end());
     return rows;
 }
@@ -107,6 +107,8 @@ const QVector<Parameter> &knownGlobalOptions()
     static const QVector<Parameter> table{
         {"--wall", Value::Text, "the virtual wall: a preset, a wall file or a wall directory; default: demo", false, false,
          0, 0, "", "WALL", 0, true},
+        {"--backend", Value::Text, "a device backend that is a Qt plug-in, with its configuration, instead of the wall",
+         false, false, 0, 0, "", "FILE[:CONFIG]", 0, true},
         {"--json", Value::None, "print one JSON document instead of text"},
         {"--quiet", Value::None, "print nothing but errors (and what --json asks for)", false, false, 0, 0, "", "", 'q'},
         {"--verbose", Value::None, "print the library's log lines on standard error", false, false, 0, 0, "", "", 'v'},
@@ -794,7 +796,7 @@ QString Verb::usage() const
 
 bool Verb::offersDryRun() const
 {
-    return writes && Service::isVirtual();
+    return writes && Service::hasWall();
 }
 
 QStringList Verb::operationList() const
