@@ -112,7 +112,7 @@ public:
     /// exception that leaves it rejects the promise, unless that has been settled already.
     template <typename Resolver,
               std::enable_if_t<Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value, int> = 0>
-    explicit QPromiseBase(Resolver &&resolver) : m_state(std::make_shared<Detail::State>())
+    QPromiseBase(Resolver &&resolver) : m_state(std::make_shared<Detail::State>())
     {
         construct([&](const std::shared_ptr<Detail::Settler> &settler) {
             resolver(QPromiseResolve<T>(settler), QPromiseReject<T>(settler));
@@ -123,7 +123,7 @@ public:
                                    && !Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value,
                                int> = 0,
               typename = void>
-    explicit QPromiseBase(Resolver &&resolver) : m_state(std::make_shared<Detail::State>())
+    QPromiseBase(Resolver &&resolver) : m_state(std::make_shared<Detail::State>())
     {
         construct([&](const std::shared_ptr<Detail::Settler> &settler) { resolver(QPromiseResolve<T>(settler)); });
     }
@@ -207,12 +207,14 @@ public:
         });
     }
 
-    /// Fulfils `msec` milliseconds after this promise, at once if negative; a rejection passes without delay. The
-    /// calling thread keeps the time, so it needs a QCoreApplication and has to process events.
+    /// Fulfils `msec` milliseconds after this promise; a rejection passes without delay. The calling thread keeps the time,
+    /// so it needs a QCoreApplication and has to process events. Qt warns of a negative time and never lets it pass: the
+    /// promise given back stays pending.
     QPromise<T> delay(int msec) const;
 
     /// Settles like this promise, but is rejected with QPromiseTimeoutException if that takes longer than `msec`
-    /// milliseconds from now. The time is kept as with `delay()`; this promise itself is left alone.
+    /// milliseconds from now. The time is kept as with `delay()`, and a negative one never passes; this promise itself is
+    /// left alone.
     QPromise<T> timeout(int msec) const;
 
     /// Returns this promise once it has settled. Until then processes the calling thread's events of every kind and
@@ -309,8 +311,8 @@ namespace Detail {
 template <typename F>
 void startTimer(int msec, F fn)
 {
-    HandlerQueue::current(); // makes the event dispatcher that the timer needs
-    QTimer::singleShot(msec < 0 ? 0 : msec, Qt::PreciseTimer, std::move(fn)); // the coarse one may be early
+    HandlerQueue::current();                                   // makes the event dispatcher that the timer needs
+    QTimer::singleShot(msec, Qt::PreciseTimer, std::move(fn)); // the coarse one may be early
 }
 
 } // namespace Detail

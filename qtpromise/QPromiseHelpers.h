@@ -154,10 +154,10 @@ QPromise<QVector<Detail::MappedElement<Sequence, F>>> map(const Sequence &sequen
     return all(results);
 }
 
-/// Calls `fn` like `map()`, but leaves the values that it returns aside and gives the sequence itself, once every
-/// promise that it returned is fulfilled.
+namespace Detail {
+
 template <typename Sequence, typename F>
-QPromise<Sequence> each(const Sequence &sequence, F fn)
+QPromise<Sequence> eachNow(const Sequence &sequence, F &fn)
 {
     using V = Detail::ElementOf<Sequence>;
     Detail::Outcome outcome;
@@ -174,6 +174,16 @@ QPromise<Sequence> each(const Sequence &sequence, F fn)
     return Detail::settledPromise<Sequence>(std::move(outcome));
 }
 
+} // namespace Detail
+
+/// Calls `fn(value, index)`, or `fn(value)`, for each element, in order, but later, by the calling thread's event loop.
+/// Leaves the values that it returns aside and gives the sequence itself, once every promise that it returned is fulfilled.
+template <typename Sequence, typename F>
+QPromise<Sequence> each(const Sequence &sequence, F fn)
+{
+    return QPromise<Sequence>::resolve(sequence).each(std::move(fn));
+}
+
 template <typename T>
 template <typename F, typename Sequence>
 QPromise<QVector<Detail::MappedElement<Sequence, F>>> QPromise<T>::map(F fn) const
@@ -186,8 +196,7 @@ template <typename T>
 template <typename F>
 QPromise<T> QPromise<T>::each(F fn) const
 {
-    return this->then(
-        [call = std::move(fn)](const T &sequence) mutable { return QtPromise::each(sequence, std::move(call)); });
+    return this->then([call = std::move(fn)](const T &sequence) mutable { return Detail::eachNow(sequence, call); });
 }
 
 } // namespace Bundled

@@ -410,13 +410,16 @@ public:
         const std::thread::id here = std::this_thread::get_id();
         if (m_announcer.load() == here)
             return; // it could not be posted, which announce() deals with
-        if (m_thread == here) {
-            runAnnounced();
-            return;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (!m_receiver)
+                return; // see detach()
+            if (m_thread != here) {
+                leaveUnannounced();
+                return;
+            }
         }
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_closed)
-            leaveUnannounced();
+        runAnnounced();
     }
 
     void runUnannounced() noexcept
@@ -445,6 +448,18 @@ public:
         dropped.swap(m_jobs);
     }
 
+    /// The application, and with it the event dispatcher, is going, but not the thread: its handlers are kept for the next
+    /// application, or for a wait(). Called in that thread.
+    void detach() noexcept
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_receiver = nullptr;
+        m_dispatcher = nullptr;
+        m_unannounced = 0;
+        for (const Job *job = m_jobs.first(); job; job = job->next)
+            ++m_unannounced;
+    }
+
 private:
     friend class HandlerEvent;
     friend class WaitFrame;
@@ -457,7 +472,7 @@ private:
             : QObject(dispatcher), m_queue(std::move(queue))
         {
         }
-        ~Receiver() override { m_queue->close(); }
+        ~Receiver() override { m_queue->detach(); }
 
     protected:
         void customEvent(QEvent *event) override
@@ -475,6 +490,9 @@ private:
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_closed;
     }
+
+    /// For a thread that makes an application: handlers may be left from before.
+    static void connectToApplication();
 
     void connectToDispatcher()
     {
@@ -631,7 +649,16 @@ inline std::shared_ptr<HandlerQueue> HandlerQueue::current()
     if (!data->queue || data->queue->isClosed())
         data->queue = std::make_shared<HandlerQueue>();
     data->queue->connectToDispatcher();
+    static const bool isKnownToApplications = (qAddPreRoutine(connectToApplication), true);
+    static_cast<void>(isKnownToApplications);
     return data->queue;
+}
+
+inline void HandlerQueue::connectToApplication()
+{
+    const ThreadData *const data = threadData();
+    if (data && data->queue && !data->queue->isClosed())
+        data->queue->connectToDispatcher();
 }
 
 inline void State::handOut() noexcept

@@ -11,6 +11,9 @@
 #include <type_traits>
 #include <utility>
 
+template <typename T>
+class QFuture;
+
 /// How handlers are called and what becomes of their results. Not for direct use.
 namespace QtPromise {
 inline namespace Bundled {
@@ -65,6 +68,13 @@ struct Access {
     }
 };
 
+template <typename R>
+struct IsFuture : std::false_type {
+};
+template <typename T>
+struct IsFuture<QFuture<T>> : std::true_type {
+};
+
 struct GivesNothing {
 };
 struct GivesValue {
@@ -79,11 +89,14 @@ Outcome evaluate(Call &call, GivesNothing)
     return Outcome();
 }
 
+/// The value is moved or copied into its place, once.
 template <typename T, typename Call>
 Outcome evaluate(Call &call, GivesValue)
 {
+    using Result = decltype(call());
+    using Given = std::conditional_t<std::is_same<std::decay_t<Result>, T>::value, Result &&, T>;
     Outcome outcome;
-    outcome.value = std::make_shared<T>(static_cast<T>(call()));
+    outcome.value = std::make_shared<T>(static_cast<Given>(call()));
     return outcome;
 }
 
@@ -102,6 +115,7 @@ Outcome outcomeOf(Call call) noexcept
 {
     using R = std::decay_t<decltype(call())>;
     using Given = Unwrapped<R>;
+    static_assert(!IsFuture<R>::value, "a QFuture is not followed: use QFutureWatcher and a resolver");
     static_assert(std::is_void<T>::value || !std::is_void<Given>::value, "the handler has to return a value");
     static_assert(std::is_void<T>::value || std::is_same<Given, T>::value
                       || (!IsPromise<R>::value && std::is_convertible<Given, T>::value),

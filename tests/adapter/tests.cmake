@@ -15,6 +15,7 @@ if(TARGET service-reference)
   add_test(NAME service_page
     COMMAND "${CMAKE_CURRENT_LIST_DIR}/service_page.sh" "${PROJECT_SOURCE_DIR}" "${service_reference}")
 endif()
-if(TARGET example-03-http-backend)
+# Not under ThreadSanitizer, which does not follow the threads inside a Qt Network that is built without it.
+if(TARGET example-03-http-backend AND NOT CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
   add_test(NAME example_03_http_backend COMMAND example-03-http-backend)
 endif()

@@ -52,6 +52,11 @@ syntax() { # syntax HEADER FLAG...
     printf '#include <%s>\n' "$header" | "$compiler" "${flags[@]}" "$@" -x c++ -fsyntax-only -
 }
 
+# A QFuture given as value would be fulfilled at once.
+printf '%s\n' '#include <QtPromise>' '#include <QtCore/QFuture>' 'auto promise = QtPromise::resolve(QFuture<int>());' \
+    > "$work/future.cpp"
+refuse future 'a QFuture is not followed' compile "$work/future.cpp" "$work/future.o" -I "$bundled"
+
 run install "$cmake" --install "$build" --prefix "$prefix"
 
 # An installed package with the bundled header, a host with the other one and the other way round: the headers refuse.

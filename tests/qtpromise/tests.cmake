@@ -1,2 +1,3 @@
 correction_test(qtpromise/tst_qpromise.cpp)
+correction_test(qtpromise/tst_qpromise_behaviour.cpp)
 correction_test(qtpromise/tst_qpromise_threads.cpp)

@@ -164,26 +164,6 @@ int waitWithoutApplication()
     return handled;
 }
 const int handledWithoutApplication = waitWithoutApplication();
-
-/// Ends an application while events for handlers are posted. Only the first handler runs, before the end.
-int endApplicationWithPostedEvents()
-{
-    int handled = 0;
-    {
-        int argc = 1;
-        char name[] = "tst_qpromise_threads";
-        char *argv[] = {name, nullptr};
-        const QCoreApplication application(argc, argv);
-        QtPromise::resolve().then([&] { ++handled; }).wait();
-        for (int i = 0; i < 3; ++i)
-            QtPromise::resolve().then([&handled, counted = Counted()] {
-                counted.use();
-                handled += 100;
-            });
-    }
-    return handled + 1000 * Counted::living;
-}
-const int handledAfterApplication = endApplicationWithPostedEvents();
 #endif
 
 } // namespace
@@ -525,11 +505,6 @@ private Q_SLOTS:
 #else
         QSKIP("allocations cannot be made to fail here");
 #endif
-    }
-
-    void handlersOfAnEndedApplicationAreDropped()
-    {
-        QCOMPARE(handledAfterApplication, 1);
     }
 #endif
 
