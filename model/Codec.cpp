@@ -247,7 +247,7 @@ qint64 writeVectors(const ushort *values, qint64 count, char16_t *&end)
 PixelSums sumWhole(const ushort *values, qint64 count)
 {
     // Rows of many pixels are added up in 32 bits, for as many rows as these hold.
-    constexpr int rowLength = 16 * pixelLength;
+    constexpr int rowLength = 16 * chromaPixelLength;
     constexpr qint64 rowsAtOnce = 0xffffffff / 0xffff;
     PixelSums sums{};
     const ushort *const end = values + count;
@@ -259,9 +259,9 @@ PixelSums sumWhole(const ushort *values, qint64 count)
             values += rowLength;
         }
         for (size_t i = 0; i < partial.size(); ++i)
-            sums[i % pixelLength] += partial[i];
+            sums[i % chromaPixelLength] += partial[i];
     }
-    for (; values != end; values += pixelLength) {
+    for (; values != end; values += chromaPixelLength) {
         for (size_t i = 0; i < sums.size(); ++i)
             sums[i] += values[i];
     }
@@ -493,7 +493,7 @@ QString toJson(const QVector<unsigned short> &values)
 
 PixelSums sumPixels(const QVector<unsigned short> &values)
 {
-    return HWY_DYNAMIC_DISPATCH(sumWhole)(values.constData(), values.size() / pixelLength * pixelLength);
+    return HWY_DYNAMIC_DISPATCH(sumWhole)(values.constData(), values.size() / chromaPixelLength * chromaPixelLength);
 }
 
 } // namespace Codec

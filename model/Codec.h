@@ -34,10 +34,7 @@ QByteArray decodeBytes(const QString &text);
 /// All values as decimal numbers: "[1,20,300]". Empty, with one critical line, when it would not fit into one QString.
 QString toJson(const QVector<unsigned short> &values);
 
-/// Values of a chroma pixel.
-constexpr int pixelLength = 9;
-
-using PixelSums = std::array<quint64, pixelLength>;
+using PixelSums = std::array<quint64, chromaPixelLength>;
 
 /// The sum of each of a pixel's values over all whole pixels.
 PixelSums sumPixels(const QVector<unsigned short> &values);

@@ -1,25 +1,31 @@
 #include <Correction/Coefficient.h>
 
-#include <Correction/CoefficientPtr.h>
-
 #include "model/Codec.h"
-#include "model/Grid.h"
+#include "model/GridOperations.h"
 
 #include <algorithm>
 
 namespace Correction {
 namespace {
 
-constexpr Grid::Names names{"Correction::Coefficient::setCoefficient", "Correction::Coefficient::setPartCoefficient",
-                            "Correction::Coefficient::tryGetPart"};
+struct Chroma {
+    using Class = Coefficient;
+    using Interface = IChromaCoefficient;
+    using Values = QVector<unsigned short>;
+    static constexpr EnumCoefficientType type = enCommonCoefficient;
+    static constexpr int pixelLength = chromaPixelLength;
+    static constexpr Grid::Names names{"Correction::Coefficient::setCoefficient",
+                                       "Correction::Coefficient::setPartCoefficient", "Correction::Coefficient::tryGetPart"};
+};
 
-using Codec::pixelLength;
+using Operations = GridOperations<Chroma>;
 
 } // namespace
 
 Coefficient::Coefficient(int pixelCol, int pixelRow)
-    : m_pixelRow(pixelRow), m_pixelCol(pixelCol), m_pixelLength(pixelLength),
-      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, pixelLength})), m_type(enCommonCoefficient)
+    : m_pixelRow(pixelRow), m_pixelCol(pixelCol), m_pixelLength(chromaPixelLength),
+      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, chromaPixelLength})),
+      m_type(enCommonCoefficient)
 {
 }
 
@@ -30,7 +36,7 @@ Coefficient &Coefficient::operator=(Coefficient &&other) noexcept = default;
 
 bool Coefficient::valid() const
 {
-    return Grid::isValid({m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients);
+    return Operations::isValid(*this);
 }
 
 int Coefficient::getPixelRow()
@@ -55,17 +61,12 @@ void Coefficient::setPixelCol(int pixelCol)
 
 int Coefficient::getPixelLength()
 {
-    return pixelLength;
+    return chromaPixelLength;
 }
 
 ICoefficient *Coefficient::getCopy()
 {
-    if (valid())
-        return new Coefficient(*this); // shares the values
-    auto *const copy = new Coefficient(m_pixelCol, m_pixelRow);
-    CoefficientPtr owner(copy);
-    copy->setCoefficient(m_coefficients);
-    return owner.release();
+    return Operations::copy(*this);
 }
 
 EnumCoefficientType Coefficient::getType()
@@ -75,25 +76,12 @@ EnumCoefficientType Coefficient::getType()
 
 EnumErrorCode Coefficient::setPartCoefficient(const QRect &rect, ICoefficient &source)
 {
-    if (source.getType() != enCommonCoefficient)
-        return enArgumentMismatch;
-    auto *const grid = dynamic_cast<IChromaCoefficient *>(&source);
-    if (!grid)
-        return enArgumentMismatch;
-    QVector<unsigned short> values = grid->getCoefficient();
-    return setPartCoefficient(rect, values);
+    return Operations::paste(*this, rect, source);
 }
 
 ICoefficient *Coefficient::tryGetPart(const QRect &rect)
 {
-    QVector<unsigned short> values;
-    if (!Grid::cut(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, rect, values))
-        return nullptr;
-    auto *const part = new Coefficient(0, 0);
-    part->m_pixelCol = widthOf(rect);
-    part->m_pixelRow = heightOf(rect);
-    part->m_coefficients.swap(values);
-    return part;
+    return Operations::cut(*this, rect);
 }
 
 QString Coefficient::toBase64()
@@ -112,8 +100,8 @@ EnumErrorCode Coefficient::tryGetAvg(QVector<unsigned short> &average)
     // A sum of 16-bit values is exact in integers, and so close to no multiple of the count that a division of doubles would
     // round it up to the next integer: both give the same result.
     const Codec::PixelSums sums = Codec::sumPixels(m_coefficients);
-    const quint64 pixels = std::max<quint64>(1, quint64(m_coefficients.size()) / pixelLength);
-    QVector<unsigned short> means(pixelLength);
+    const quint64 pixels = std::max<quint64>(1, quint64(m_coefficients.size()) / chromaPixelLength);
+    QVector<unsigned short> means(chromaPixelLength);
     std::transform(sums.begin(), sums.end(), means.begin(),
                    [pixels](quint64 sum) { return static_cast<unsigned short>(sum / pixels); });
     average.swap(means);
@@ -132,12 +120,12 @@ QVector<unsigned short> Coefficient::getCoefficient()
 
 EnumErrorCode Coefficient::setCoefficient(QVector<unsigned short> &values)
 {
-    return Grid::assign(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, values);
+    return Operations::assign(*this, values);
 }
 
 EnumErrorCode Coefficient::setPartCoefficient(const QRect &rect, QVector<unsigned short> &values)
 {
-    return Grid::paste(names, {m_pixelCol, m_pixelRow, m_pixelLength}, valid(), m_coefficients, rect, values);
+    return Operations::paste(*this, rect, values);
 }
 
 QString Coefficient::toJsonData()

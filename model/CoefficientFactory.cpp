@@ -23,9 +23,9 @@ ICoefficient *CoefficientFactory::getCoefficient(EnumCoefficientType type, int p
 {
     switch (type) {
     case enCommonCoefficient:
-        return make<Coefficient, QVector<unsigned short>>(pixelRow, pixelCol, 9);
+        return make<Coefficient, QVector<unsigned short>>(pixelRow, pixelCol, chromaPixelLength);
     case enMultilayerCoefficient:
-        return make<MultilayerCoefficient, QByteArray>(pixelRow, pixelCol, 16);
+        return make<MultilayerCoefficient, QByteArray>(pixelRow, pixelCol, multilayerPixelLength);
     case enLowgrayCoefficient: // left to those who know their device takes it: LowGrayCoefficient(columns, rows)
         break;
     }

@@ -1,24 +1,30 @@
 #include <Correction/LowGrayCoefficient.h>
 
-#include <Correction/CoefficientPtr.h>
-
 #include "model/Codec.h"
-#include "model/Grid.h"
+#include "model/GridOperations.h"
 
 namespace Correction {
 namespace {
 
-constexpr Grid::Names names{"Correction::LowGrayCoefficient::setCoefficient",
-                            "Correction::LowGrayCoefficient::setPartCoefficient",
-                            "Correction::LowGrayCoefficient::tryGetPart"};
+struct LowGray {
+    using Class = LowGrayCoefficient;
+    using Interface = ILowGrayCoefficient;
+    using Values = QVector<unsigned short>;
+    static constexpr EnumCoefficientType type = enLowgrayCoefficient;
+    static constexpr int pixelLength = lowGrayPixelLength;
+    static constexpr Grid::Names names{"Correction::LowGrayCoefficient::setCoefficient",
+                                       "Correction::LowGrayCoefficient::setPartCoefficient",
+                                       "Correction::LowGrayCoefficient::tryGetPart"};
+};
 
-constexpr int pixelLength = 9;
+using Operations = GridOperations<LowGray>;
 
 } // namespace
 
 LowGrayCoefficient::LowGrayCoefficient(int pixelCol, int pixelRow)
-    : m_pixelRow(pixelRow), m_pixelCol(pixelCol), m_pixelLength(pixelLength),
-      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, pixelLength})), m_type(enLowgrayCoefficient)
+    : m_pixelRow(pixelRow), m_pixelCol(pixelCol), m_pixelLength(lowGrayPixelLength),
+      m_coefficients(Grid::zeros<QVector<unsigned short>>({pixelCol, pixelRow, lowGrayPixelLength})),
+      m_type(enLowgrayCoefficient)
 {
 }
 
@@ -29,7 +35,7 @@ LowGrayCoefficient &LowGrayCoefficient::operator=(LowGrayCoefficient &&other) no
 
 bool LowGrayCoefficient::valid() const
 {
-    return Grid::isValid({m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients);
+    return Operations::isValid(*this);
 }
 
 int LowGrayCoefficient::getPixelRow()
@@ -54,17 +60,12 @@ void LowGrayCoefficient::setPixelCol(int pixelCol)
 
 int LowGrayCoefficient::getPixelLength()
 {
-    return pixelLength;
+    return lowGrayPixelLength;
 }
 
 ICoefficient *LowGrayCoefficient::getCopy()
 {
-    if (valid())
-        return new LowGrayCoefficient(*this); // shares the values
-    auto *const copy = new LowGrayCoefficient(m_pixelCol, m_pixelRow);
-    CoefficientPtr owner(copy);
-    copy->setCoefficient(m_coefficients);
-    return owner.release();
+    return Operations::copy(*this);
 }
 
 EnumCoefficientType LowGrayCoefficient::getType()
@@ -74,25 +75,12 @@ EnumCoefficientType LowGrayCoefficient::getType()
 
 EnumErrorCode LowGrayCoefficient::setPartCoefficient(const QRect &rect, ICoefficient &source)
 {
-    if (source.getType() != enLowgrayCoefficient)
-        return enArgumentMismatch;
-    auto *const grid = dynamic_cast<ILowGrayCoefficient *>(&source);
-    if (!grid)
-        return enArgumentMismatch;
-    QVector<unsigned short> values = grid->getCoefficient();
-    return setPartCoefficient(rect, values);
+    return Operations::paste(*this, rect, source);
 }
 
 ICoefficient *LowGrayCoefficient::tryGetPart(const QRect &rect)
 {
-    QVector<unsigned short> values;
-    if (!Grid::cut(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, rect, values))
-        return nullptr;
-    auto *const part = new LowGrayCoefficient(0, 0);
-    part->m_pixelCol = widthOf(rect);
-    part->m_pixelRow = heightOf(rect);
-    part->m_coefficients.swap(values);
-    return part;
+    return Operations::cut(*this, rect);
 }
 
 QString LowGrayCoefficient::toBase64()
@@ -107,12 +95,12 @@ QVector<unsigned short> LowGrayCoefficient::getCoefficient()
 
 EnumErrorCode LowGrayCoefficient::setCoefficient(QVector<unsigned short> &values)
 {
-    return Grid::assign(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, values);
+    return Operations::assign(*this, values);
 }
 
 EnumErrorCode LowGrayCoefficient::setPartCoefficient(const QRect &rect, QVector<unsigned short> &values)
 {
-    return Grid::paste(names, {m_pixelCol, m_pixelRow, m_pixelLength}, valid(), m_coefficients, rect, values);
+    return Operations::paste(*this, rect, values);
 }
 
 } // namespace Correction

@@ -1,23 +1,28 @@
 #include <Correction/MultilayerCoefficient.h>
 
-#include <Correction/CoefficientPtr.h>
-
 #include "model/Codec.h"
-#include "model/Grid.h"
+#include "model/GridOperations.h"
 
 namespace Correction {
 namespace {
 
-constexpr Grid::Names names{"Correction::MultilayerCoefficient::setCoefficient",
-                            "Correction::MultilayerCoefficient::setPartCoefficient",
-                            "Correction::MultilayerCoefficient::tryGetPart"};
+struct Multilayer {
+    using Class = MultilayerCoefficient;
+    using Interface = IMultilayerCoefficient;
+    using Values = QByteArray;
+    static constexpr EnumCoefficientType type = enMultilayerCoefficient;
+    static constexpr int pixelLength = multilayerPixelLength;
+    static constexpr Grid::Names names{"Correction::MultilayerCoefficient::setCoefficient",
+                                       "Correction::MultilayerCoefficient::setPartCoefficient",
+                                       "Correction::MultilayerCoefficient::tryGetPart"};
+};
 
-constexpr int defaultPixelLength = 16;
+using Operations = GridOperations<Multilayer>;
 
 } // namespace
 
 MultilayerCoefficient::MultilayerCoefficient(int pixelCol, int pixelRow)
-    : MultilayerCoefficient(pixelCol, pixelRow, defaultPixelLength)
+    : MultilayerCoefficient(pixelCol, pixelRow, multilayerPixelLength)
 {
 }
 
@@ -34,7 +39,7 @@ MultilayerCoefficient &MultilayerCoefficient::operator=(MultilayerCoefficient &&
 
 bool MultilayerCoefficient::valid() const
 {
-    return Grid::isValid({m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients);
+    return Operations::isValid(*this);
 }
 
 int MultilayerCoefficient::getPixelRow()
@@ -64,12 +69,7 @@ int MultilayerCoefficient::getPixelLength()
 
 ICoefficient *MultilayerCoefficient::getCopy()
 {
-    if (valid() && m_pixelLength == defaultPixelLength)
-        return new MultilayerCoefficient(*this); // shares the values
-    auto *const copy = new MultilayerCoefficient(m_pixelCol, m_pixelRow);
-    CoefficientPtr owner(copy);
-    copy->setCoefficient(m_coefficients);
-    return owner.release();
+    return Operations::copy(*this);
 }
 
 EnumCoefficientType MultilayerCoefficient::getType()
@@ -79,25 +79,12 @@ EnumCoefficientType MultilayerCoefficient::getType()
 
 EnumErrorCode MultilayerCoefficient::setPartCoefficient(const QRect &rect, ICoefficient &source)
 {
-    if (source.getType() != enMultilayerCoefficient)
-        return enArgumentMismatch;
-    auto *const grid = dynamic_cast<IMultilayerCoefficient *>(&source);
-    if (!grid)
-        return enArgumentMismatch;
-    QByteArray values = grid->getCoefficient();
-    return setPartCoefficient(rect, values);
+    return Operations::paste(*this, rect, source);
 }
 
 ICoefficient *MultilayerCoefficient::tryGetPart(const QRect &rect)
 {
-    QByteArray values;
-    if (!Grid::cut(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, rect, values))
-        return nullptr;
-    auto *const part = new MultilayerCoefficient(0, 0, m_pixelLength);
-    part->m_pixelCol = widthOf(rect);
-    part->m_pixelRow = heightOf(rect);
-    part->m_coefficients.swap(values);
-    return part;
+    return Operations::cut(*this, rect);
 }
 
 QString MultilayerCoefficient::toBase64()
@@ -112,12 +99,12 @@ QByteArray MultilayerCoefficient::getCoefficient()
 
 EnumErrorCode MultilayerCoefficient::setCoefficient(QByteArray &values)
 {
-    return Grid::assign(names, {m_pixelCol, m_pixelRow, m_pixelLength}, m_coefficients, values);
+    return Operations::assign(*this, values);
 }
 
 EnumErrorCode MultilayerCoefficient::setPartCoefficient(const QRect &rect, QByteArray &values)
 {
-    return Grid::paste(names, {m_pixelCol, m_pixelRow, m_pixelLength}, valid(), m_coefficients, rect, values);
+    return Operations::paste(*this, rect, values);
 }
 
 } // namespace Correction

@@ -34,6 +34,9 @@ public:
     QString toJsonData() override;
 
 private:
+    template <class Kind>
+    friend class GridOperations; // what the three grids have in common
+
     bool valid() const;
 
     int m_pixelRow;

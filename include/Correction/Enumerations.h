@@ -28,6 +28,12 @@ enum EnumCoefficientType : int {
     enLowgrayCoefficient = 2,    ///< Low-gray: `LowGrayCoefficient`.
 };
 
+/// Values of one pixel of a grid: 16 bits each in chroma and low-gray grids. A multilayer grid has this number of bytes for
+/// a pixel unless its constructor gets another one.
+constexpr int chromaPixelLength = 9;
+constexpr int lowGrayPixelLength = 9;
+constexpr int multilayerPixelLength = 16;
+
 /// Coefficient store that a save or a solid fill addresses. The numbers coincide with `EnumCoefficientType`.
 enum EnumSaveType : int {
     enSaveCommonCoefficient = 0,

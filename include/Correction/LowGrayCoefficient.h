@@ -31,6 +31,9 @@ public:
     EnumErrorCode setPartCoefficient(const QRect &rect, QVector<unsigned short> &values) override;
 
 private:
+    template <class Kind>
+    friend class GridOperations; // what the three grids have in common
+
     bool valid() const;
 
     int m_pixelRow;

@@ -33,6 +33,9 @@ public:
     EnumErrorCode setPartCoefficient(const QRect &rect, QByteArray &values) override;
 
 private:
+    template <class Kind>
+    friend class GridOperations; // what the three grids have in common
+
     bool valid() const;
 
     int m_pixelRow;

@@ -284,11 +284,11 @@ void tst_Codec::sumsEveryNumberOfPixels()
 {
     QRandomGenerator random(30);
     for (int pixels = 0; pixels <= 100; ++pixels) {
-        const int rest = pixels % Codec::pixelLength; // values that make no whole pixel do not count
-        const Values values = valuesOf(randomBytes((pixels * Codec::pixelLength + rest) * 2, random));
+        const int rest = pixels % chromaPixelLength; // values that make no whole pixel do not count
+        const Values values = valuesOf(randomBytes((pixels * chromaPixelLength + rest) * 2, random));
         Codec::PixelSums expected{};
-        for (int i = 0; i < pixels * Codec::pixelLength; ++i)
-            expected[size_t(i % Codec::pixelLength)] += values[i];
+        for (int i = 0; i < pixels * chromaPixelLength; ++i)
+            expected[size_t(i % chromaPixelLength)] += values[i];
         QVERIFY2(Codec::sumPixels(values) == expected, qPrintable(QString::number(pixels)));
     }
 }
@@ -297,7 +297,7 @@ void tst_Codec::sumsTheLargestValues()
 {
     // More than 2^32 / 65535 rows of sixteen pixels: 32 bits hold no sum of them.
     const int pixels = 16 * 65540 + 3;
-    const Codec::PixelSums sums = Codec::sumPixels(Values(pixels * Codec::pixelLength, 65535));
+    const Codec::PixelSums sums = Codec::sumPixels(Values(pixels * chromaPixelLength, 65535));
     for (const quint64 sum : sums)
         QCOMPARE(sum, quint64(pixels) * 65535);
 }

@@ -34,6 +34,7 @@ static_assert(enCabinetNotFound == 8, "interface");
 static_assert(enCommonCoefficient == 0 && enMultilayerCoefficient == 1 && enLowgrayCoefficient == 2, "interface");
 static_assert(enSaveCommonCoefficient == 0 && enSaveMultilayerCoefficient == 1 && enSaveLowgrayCoefficient == 2,
               "the stores carry the numbers of the kinds");
+static_assert(chromaPixelLength == 9 && lowGrayPixelLength == 9 && multilayerPixelLength == 16, "interface");
 static_assert(enRedGamma == 0 && enGreenGamma == 1 && enBlueGamma == 2, "interface");
 
 } // namespace
@@ -160,6 +161,9 @@ void tst_Enumerations::kindsAreThoseOfTheGrids()
     QCOMPARE(Coefficient().getType(), enCommonCoefficient);
     QCOMPARE(MultilayerCoefficient().getType(), enMultilayerCoefficient);
     QCOMPARE(LowGrayCoefficient().getType(), enLowgrayCoefficient);
+    QCOMPARE(Coefficient().getPixelLength(), chromaPixelLength);
+    QCOMPARE(MultilayerCoefficient().getPixelLength(), multilayerPixelLength);
+    QCOMPARE(LowGrayCoefficient().getPixelLength(), lowGrayPixelLength);
 }
 
 QTEST_GUILESS_MAIN(tst_Enumerations)

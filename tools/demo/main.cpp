@@ -22,7 +22,7 @@ using namespace Correction;
 namespace {
 
 constexpr int cabinetSize = 128;
-constexpr int valuesPerPixel = 9; // a 3x3 colour matrix: its diagonal is the gain of red, green and blue
+constexpr int valuesPerPixel = chromaPixelLength; // a 3x3 colour matrix: its diagonal is the gain of red, green and blue
 constexpr unsigned short unity = 32768;
 
 QTextStream &out()

@@ -1,12 +1,14 @@
 #include "Check.h"
 
+#include <Correction/Enumerations.h>
+
 #include <QtGui/QRegion>
 
 namespace ServiceCheck {
 
 namespace {
 
-constexpr int chromaBytesPerPixel = 18; // nine 16-bit values
+constexpr int chromaBytesPerPixel = Correction::chromaPixelLength * int(sizeof(quint16));
 
 constexpr Operation::Id cabinetReads[] = {Operation::Correctionop_loadCoefficient,
                                           Operation::Correctionop_loadMultilayerCoefficient,

@@ -10,9 +10,6 @@ namespace Ctl {
 
 namespace {
 
-constexpr int chromaLength = 9;
-constexpr int multilayerLength = 16;
-
 template <typename Known>
 CoefficientPtr made(const Grid &grid)
 {
@@ -26,7 +23,7 @@ CoefficientPtr made(const Grid &grid)
 
 int lengthOf(EnumCoefficientType kind)
 {
-    return kind == enMultilayerCoefficient ? multilayerLength : chromaLength;
+    return kind == enMultilayerCoefficient ? multilayerPixelLength : chromaPixelLength;
 }
 
 CoefficientPtr toLibrary(const Grid &grid, EnumCoefficientType kind)

@@ -14,7 +14,7 @@ namespace Ctl {
 namespace {
 
 constexpr qint64 longestLine = 1 << 16;
-constexpr int bytesOfPixel = 18; // 9 values of 16 bits
+constexpr int bytesOfPixel = Correction::chromaPixelLength * int(sizeof(quint16));
 
 QByteArray sumOf(const QByteArray &bytes)
 {
