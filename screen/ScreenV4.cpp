@@ -6,20 +6,15 @@
 #include "cabinet/DeviceCall.h"
 #include "model/Arithmetic.h"
 #include "model/Logging.h"
+#include "screen/EmptySubScreen.h"
 
 #include <service/HWInfo.h>
-
-#include <QtCore/QThread>
-
-#include <exception>
-#include <memory>
 
 namespace Correction {
 namespace {
 
 using SubScreens = QMap<QString, ISubScreen *>;
 
-constexpr const char *emptySubScreen = "Object Subscreen is Empty. SubScreen key: %1";
 /// Saving, applying and filling share their text.
 constexpr const char *saveFailure = "Failed to save subscreen parameter. SubScreen key: %1 code: %2 save type: %3";
 
@@ -79,47 +74,6 @@ bool divides(int divisor, int length, int rest)
 {
     return (qint64(length) - rest) % divisor == 0;
 }
-
-quint64 currentThread()
-{
-    return reinterpret_cast<quintptr>(QThread::currentThreadId());
-}
-
-/// Rejects the list of sub-screens.
-struct NullSubScreen {
-};
-
-/// A screen write. Its turns share it, since one may be left in the event queue when memory runs out before the wait.
-struct ScreenWrite {
-    ScreenWrite(const QRect &where, ICoefficient &grid) : rect(where), coefficient(grid) {}
-
-    const QRect rect;
-    ICoefficient &coefficient; ///< the caller's: nobody's once the write is over
-    bool over = false;
-    int codes = enSuccess; ///< bitwise OR
-    bool rejected = false;
-    int rejectedIndex = -1; ///< of the sub-screen; the last one's where there are several
-    std::exception_ptr exhausted;
-
-    /// One sub-screen's write, which waits until its device has settled.
-    QtPromise::QPromise<EnumErrorCode> start(ISubScreen &subScreen) const
-    {
-        return over ? QtPromise::resolve(enTimeout) : subScreen.setCoefficientsAsync(rect, coefficient);
-    }
-};
-
-/// Ends the write however its function is left.
-class WriteScope
-{
-public:
-    explicit WriteScope(ScreenWrite &write) : m_write(write) {}
-    ~WriteScope() { m_write.over = true; }
-    WriteScope(const WriteScope &) = delete;
-    WriteScope &operator=(const WriteScope &) = delete;
-
-private:
-    ScreenWrite &m_write;
-};
 
 } // namespace
 
@@ -327,74 +281,6 @@ EnumErrorCode ScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &coef
         }
     }
     return enSuccess;
-}
-
-QtPromise::QPromise<QList<ISubScreen *>> ScreenV4::tryGetSubScreenList(SubScreens &subScreens)
-{
-    using List = QList<ISubScreen *>;
-    return QtPromise::QPromise<List>(
-        [&subScreens](const QtPromise::QPromiseResolve<List> &resolve, const QtPromise::QPromiseReject<List> &reject) {
-            List list;
-            for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
-                qCDebug(lcCorrection) << Q_FUNC_INFO << "deviceKey:" << entry.key();
-                if (!entry.value()) {
-                    logFailure(emptySubScreen, entry.key());
-                    reject(NullSubScreen());
-                    return;
-                }
-                list.append(entry.value());
-            }
-            resolve(list);
-        });
-}
-
-EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coefficient)
-{
-    const auto write = std::make_shared<ScreenWrite>(rect, coefficient);
-    const WriteScope scope(*write);
-    // Each write blocks in a wait of its own until its device has settled. As a turn of its own it is started by the event
-    // loop of the wait before it, so that all devices work at the same time. A rejected write must not end the chain while
-    // the others still use the grid, so it is noted and the others are waited for.
-    const auto startOne = [write](ISubScreen *subScreen, int index) {
-        qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
-        qCDebug(lcCorrection) << Q_FUNC_INFO << QStringLiteral("pSubScreens:%1").arg(index);
-        return QtPromise::resolve()
-            .then([write, subScreen] { return write->start(*subScreen); })
-            .fail([write](const std::bad_alloc &) {
-                write->exhausted = std::current_exception();
-                return enTimeout;
-            })
-            .fail([write, index] {
-                write->rejected = true;
-                write->rejectedIndex = index;
-                return enTimeout;
-            });
-    };
-    tryGetSubScreenList(m_subScreens)
-        .map(startOne)
-        .each([write](EnumErrorCode code, int) { write->codes |= code; })
-        .fail([write](const NullSubScreen &) {
-            write->codes = enInvalidParameter;
-            return QVector<EnumErrorCode>();
-        })
-        .fail([write](const std::bad_alloc &) {
-            write->exhausted = std::current_exception();
-            return QVector<EnumErrorCode>();
-        })
-        .fail([write] {
-            write->rejected = true;
-            return QVector<EnumErrorCode>();
-        })
-        .wait();
-    if (write->exhausted)
-        std::rethrow_exception(write->exhausted);
-    if (write->rejected)
-        logFailure("write of a subscreen rejected. pSubScreens:%1", write->rejectedIndex);
-
-    const auto result = write->rejected ? enTimeout : EnumErrorCode(write->codes);
-    qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
-    qCDebug(lcCorrection) << "Correction::ScreenV4::setCoefficients" << QStringLiteral("pSubScreens:%1").arg(result);
-    return result;
 }
 
 EnumErrorCode ScreenV4::saveParameter(EnumSaveType type)
