@@ -131,7 +131,7 @@ Answer Door::ask()
     DeviceBackend *const backend = backendOfCall();
     if (!backend)
         return {false, {}, {}};
-    const Answer answer = backend->answer(m_call);
+    Answer answer = backend->answer(m_call);
     if (answer.error)
         std::rethrow_exception(answer.error);
     // A refresh reads the hardware information after false, too.

@@ -27,7 +27,7 @@ namespace Correction {
 namespace Codec {
 namespace HWY_NAMESPACE {
 
-namespace hn = hwy::HWY_NAMESPACE;
+namespace hn = hwy::HWY_NAMESPACE; // NOLINT(misc-unused-alias-decls): the plain loops use no vectors
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || Q_BYTE_ORDER != Q_LITTLE_ENDIAN
 // Highway's stand-ins for vectors are slower than the plain loops, which end every text anyway. The vectors below need lanes
@@ -493,7 +493,7 @@ QString toJson(const QVector<unsigned short> &values)
 
 PixelSums sumPixels(const QVector<unsigned short> &values)
 {
-    return HWY_DYNAMIC_DISPATCH(sumWhole)(values.constData(), values.size() / chromaPixelLength * chromaPixelLength);
+    return HWY_DYNAMIC_DISPATCH(sumWhole)(values.constData(), qint64(values.size() / chromaPixelLength) * chromaPixelLength);
 }
 
 } // namespace Codec

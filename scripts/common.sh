@@ -26,12 +26,16 @@ need() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" </dev/null
 }
 
+configure_preset() {
+  cmake --preset "$1" >"$(log_of "$1")" || { cat "$(log_of "$1")"; return 1; }
+}
+
 # Configures and builds a preset: build_preset NAME [targets]
 build_preset() {
   local preset=$1
   shift
-  cmake --preset "$preset" >"$(log_of "$preset")" || { cat "$(log_of "$preset")"; return 1; }
-  cmake --build --preset "$preset" ${*:+--target "$@"}
+  configure_preset "$preset"
+  cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
 log_of() {
@@ -40,4 +44,5 @@ log_of() {
 }
 
 # What every build needs.
+# shellcheck disable=SC2034 # for the scripts that source this one
 build_packages=(cmake g++ libcli11-dev libhwy-dev ninja-build qtbase5-dev)
