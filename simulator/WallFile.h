@@ -30,4 +30,7 @@ SIMULATOR_API QByteArray wallToJson(const WallDescription &wall);
 /// Writes a wall file, whole or not at all. A description that could not be read again is refused.
 SIMULATOR_API bool writeWall(const QString &path, const WallDescription &wall, QString *error = nullptr);
 
+/// The JSON Schema of wall files, with a line feed at the end: docs/wall.schema.json.
+SIMULATOR_API QByteArray wallSchema();
+
 } // namespace Simulator

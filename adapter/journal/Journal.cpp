@@ -2,18 +2,124 @@
 
 #include <adapter/json/Describe.h>
 #include <adapter/json/SaveFile.h>
+#include <adapter/json/Table.h>
 #include <adapter/json/TypedJson.h>
 
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 #include <QtCore/QSaveFile>
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <map>
+
+// What the lines of a journal hold is laid down once, by these tables.
+namespace Json {
+
+using Adapter::Call;
+
+namespace {
+
+constexpr qint64 greatest = qint64(1) << 53; // Doubles hold every integer up to here.
+
+struct Header {
+    QString source;
+    QString started;
+};
+
+/// A value with its type.
+struct Typed {
+    void read(Reader &reader, const QJsonValue &json, QVariant &value) const { value = fromTypedJson(reader, json); }
+    void write(Writer &out, const QVariant &value) const { writeTyped(out, value); }
+    static bool isAbsent(const QVariant &value) { return !value.isValid(); }
+    static QString what() { return QStringLiteral("a value"); }
+    static bool showsDefault() { return false; }
+    void describe(Schema &schema, const QVariant &) const { schema.entries(R"("$ref": "#/$defs/value")"); }
+};
+
+struct Texts : Object {
+    void read(Reader &reader, const QJsonValue &value, QMap<QString, QString> &texts) const
+    {
+        if (!value.isObject())
+            return reader.expected(what(), value);
+        const QJsonObject object = value.toObject();
+        for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
+            const Reader::At at(reader, it.key());
+            Text().read(reader, it.value(), texts[it.key()]);
+        }
+    }
+    void write(Writer &out, const QMap<QString, QString> &texts) const
+    {
+        out.open('{');
+        for (auto it = texts.cbegin(); it != texts.cend(); ++it) {
+            out.key(it.key());
+            out.text(it.value());
+        }
+        out.close('}');
+    }
+    void describe(Schema &schema, const QMap<QString, QString> &) const
+    {
+        schema.entries(R"("type": "object", "additionalProperties": {"type": "string"})");
+    }
+};
+
+} // namespace
+
+template <>
+struct Table<Header> {
+    static constexpr char name[] = "header";
+    static constexpr char about[] = "The first line.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("journal", "", Whole(), Format{"led-wall"}, always);
+        field("version", "", Whole(), Version{1}, always);
+        field("source", "The program that wrote the journal.", &Header::source, OptionalText());
+        field("started", "The date and time of time 0, ISO 8601.", &Header::started, OptionalText());
+    }
+};
+
+template <>
+struct Table<Call> {
+    static constexpr char name[] = "call";
+    static constexpr char about[] = "Every other line.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        const Integer microseconds{0, greatest};
+        field("number", "Unique in the file; orders the calls by their beginnings.", &Call::number, Integer{1, greatest},
+              always);
+        field("time", "When the call began: microseconds since time 0. Absent: 0.", &Call::time, microseconds, written);
+        field("duration", "Microseconds until the answer, or until the promise settled. Absent: 0.", &Call::duration,
+              microseconds, written);
+        field("operation", "Class and name.", &Call::operation, Text(), always);
+        field("device", "Device key. Absent for the operations of HttpProxy.", &Call::deviceKey, OptionalText());
+        field("target", "Cabinet id or screen selector. Absent for an operation that takes neither.", &Call::target,
+              OptionalText());
+        field("request", "Absent for an operation that takes none.", &Call::request, Typed());
+        field("extra", "The trailing bool or int argument. Absent for an operation that takes none.", &Call::extra, Typed());
+        field("result", "What was answered; of an upload with a promise its value.", &Call::result, Bool(), always);
+        field("settled", "false: not answered, or the promise was pending, when the journal ended. Absent: true.",
+              &Call::settled, Bool());
+        field("rejected", "true: the promise was rejected. Absent: false.", &Call::rejected, Bool());
+        field("reply", "Absent for an operation without a reply, and when there was none.", &Call::reply, Typed());
+        field("headers", "Response headers. Absent: none.", &Call::headers, Texts());
+        field("note", "What was wrong; of a rejected promise the reason. Absent: nothing.", &Call::note, Text());
+    }
+    static void check(Reader &reader, const Call &call)
+    {
+        const auto problem = [&](const char *key, const char *reason) {
+            const Reader::At at(reader, key);
+            reader.problem(QLatin1String(reason));
+        };
+        if (call.result && (call.rejected || !call.settled))
+            problem("result", "true, but the promise was not fulfilled");
+        if (call.rejected && !call.settled)
+            problem("rejected", "true, but \"settled\" is false");
+    }
+};
+
+} // namespace Json
 
 namespace Adapter {
 
@@ -21,193 +127,19 @@ using namespace Json;
 
 namespace {
 
-const QLatin1String formatName("led-wall");
-constexpr int formatVersion = 1;
-
 void setError(QString *error, const QString &text)
 {
     if (error)
         *error = text;
 }
 
-// Writing
-
-/// The entries of a line's object.
-class Line
+template <typename T>
+QByteArray lineOf(const T &value)
 {
-public:
-    /// Begins an entry; its value is appended to what comes back.
-    QByteArray &entry(const char *key)
-    {
-        m_json += m_json.isEmpty() ? "{\"" : ", \"";
-        m_json += key;
-        m_json += "\": ";
-        return m_json;
-    }
-    void text(const char *key, const QString &value)
-    {
-        if (!value.isNull())
-            appendJsonText(entry(key), value);
-    }
-    void value(const char *key, const QVariant &value)
-    {
-        if (value.isValid())
-            appendTypedJson(entry(key), value);
-    }
-    void number(const char *key, qint64 value) { entry(key) += QByteArray::number(value); }
-    void flag(const char *key, bool value) { entry(key) += value ? "true" : "false"; }
-    QByteArray ended()
-    {
-        m_json += "}\n";
-        return m_json;
-    }
-
-private:
-    QByteArray m_json;
-};
-
-// Reading
-
-/// The entries of a line's object, read strictly. Problems are thrown as a JsonProblem.
-class Fields
-{
-public:
-    explicit Fields(const QJsonObject &object) : m_object(object) {}
-
-    QJsonValue take(const char *key) { return m_object.take(QLatin1String(key)); }
-    QJsonValue required(const char *key)
-    {
-        const QJsonValue value = take(key);
-        if (value.isUndefined())
-            throw JsonProblem{QString::fromLatin1(key), QStringLiteral("missing")};
-        return value;
-    }
-    /// Null when it is absent.
-    QString text(const char *key) { return text(key, take(key)); }
-    QString requiredText(const char *key) { return text(key, required(key)); }
-    /// `absent` when it is absent.
-    bool flag(const char *key, bool absent)
-    {
-        const QJsonValue value = take(key);
-        return value.isUndefined() ? absent : flag(key, value);
-    }
-    bool requiredFlag(const char *key) { return flag(key, required(key)); }
-    /// At least `least`; `least` when it is absent.
-    qint64 number(const char *key, qint64 least)
-    {
-        const QJsonValue value = take(key);
-        return value.isUndefined() ? least : number(key, value, least);
-    }
-    qint64 requiredNumber(const char *key, qint64 least) { return number(key, required(key), least); }
-    QVariant value(const char *key)
-    {
-        const QJsonValue value = take(key);
-        return fromTypedJson(value, QString::fromLatin1(key));
-    }
-    QMap<QString, QString> texts(const char *key)
-    {
-        const QJsonValue value = take(key);
-        const QString path = QString::fromLatin1(key);
-        if (!value.isUndefined() && !value.isObject())
-            throw JsonProblem{path, QStringLiteral("expected a map, got %1").arg(describeJson(value))};
-        QMap<QString, QString> result;
-        const QJsonObject object = value.toObject();
-        for (auto it = object.constBegin(); it != object.constEnd(); ++it)
-            result.insert(it.key(), text(pathOf(path, it.key()), it.value()));
-        return result;
-    }
-    /// Refuses entries that were not taken.
-    void done() const
-    {
-        if (!m_object.isEmpty())
-            throw JsonProblem{pathOf(QString(), m_object.constBegin().key()), QStringLiteral("unknown key")};
-    }
-
-private:
-    static QString text(const QString &path, const QJsonValue &value)
-    {
-        if (value.isUndefined())
-            return QString();
-        if (!value.isString())
-            throw JsonProblem{path, QStringLiteral("expected a text, got %1").arg(describeJson(value))};
-        const QString result = value.toString();
-        return result.isNull() ? QString(QLatin1String("")) : result;
-    }
-    static QString text(const char *key, const QJsonValue &value) { return text(QString::fromLatin1(key), value); }
-    static bool flag(const char *key, const QJsonValue &value)
-    {
-        if (!value.isBool())
-            throw JsonProblem{QString::fromLatin1(key),
-                              QStringLiteral("expected true or false, got %1").arg(describeJson(value))};
-        return value.toBool();
-    }
-    static qint64 number(const char *key, const QJsonValue &value, qint64 least)
-    {
-        constexpr double greatest = 9007199254740992.0; // Doubles hold every integer up to here.
-        const double number = value.toDouble();
-        if (!value.isDouble() || number != std::floor(number) || number < static_cast<double>(least) || number > greatest) {
-            throw JsonProblem{
-                QString::fromLatin1(key),
-                QStringLiteral("expected an integer from %1, got %2").arg(QString::number(least), describeJson(value))};
-        }
-        return static_cast<qint64>(number);
-    }
-
-    QJsonObject m_object;
-};
-
-QJsonObject parsed(const QByteArray &line)
-{
-    QJsonParseError problem;
-    const QJsonDocument document = QJsonDocument::fromJson(line, &problem);
-    if (problem.error != QJsonParseError::NoError)
-        throw JsonProblem{QString(), QStringLiteral("byte %1: %2").arg(problem.offset).arg(problem.errorString())};
-    if (!document.isObject())
-        throw JsonProblem{QString(), QStringLiteral("expected a map")};
-    return document.object();
-}
-
-void checkHeader(const QByteArray &line)
-{
-    Fields fields(parsed(line));
-    const QString format = fields.requiredText("journal");
-    if (format != formatName) {
-        throw JsonProblem{QStringLiteral("journal"),
-                          QStringLiteral("expected \"%1\", got %2").arg(QString(formatName), describeText(format, 64))};
-    }
-    const qint64 version = fields.requiredNumber("version", 1);
-    if (version != formatVersion) {
-        throw JsonProblem{QStringLiteral("version"), QStringLiteral("expected %1, got %2").arg(formatVersion).arg(version)};
-    }
-    fields.text("source");
-    fields.text("started");
-    fields.done();
-}
-
-Call callFrom(const QByteArray &line)
-{
-    Fields fields(parsed(line));
-    Call call;
-    call.number = fields.requiredNumber("number", 1);
-    call.operation = fields.requiredText("operation");
-    call.deviceKey = fields.text("device");
-    call.target = fields.text("target");
-    call.request = fields.value("request");
-    call.extra = fields.value("extra");
-    call.result = fields.requiredFlag("result");
-    call.reply = fields.value("reply");
-    call.headers = fields.texts("headers");
-    call.time = fields.number("time", 0);
-    call.duration = fields.number("duration", 0);
-    call.settled = fields.flag("settled", true);
-    call.rejected = fields.flag("rejected", false);
-    call.note = fields.text("note");
-    fields.done();
-    if (call.result && (call.rejected || !call.settled))
-        throw JsonProblem{QStringLiteral("result"), QStringLiteral("true, but the promise was not fulfilled")};
-    if (call.rejected && !call.settled)
-        throw JsonProblem{QStringLiteral("rejected"), QStringLiteral("true, but \"settled\" is false")};
-    return call;
+    Writer out(Writer::Lines);
+    writeObject(out, value);
+    out.raw("\n");
+    return out.json();
 }
 
 // Readable
@@ -259,45 +191,36 @@ QString answerText(const Call &call)
 
 QByteArray journalHeader()
 {
-    Line line;
-    line.text("journal", formatName);
-    line.number("version", formatVersion);
-    line.text("source", QStringLiteral("virtual wall"));
-    return line.ended();
+    Header header;
+    header.source = QStringLiteral("virtual wall");
+    return lineOf(header);
 }
 
 QByteArray journalLine(const Call &call)
 {
-    Line line;
-    line.number("number", call.number);
-    line.number("time", call.time);
-    line.number("duration", call.duration);
-    line.text("operation", call.operation);
-    line.text("device", call.deviceKey);
-    line.text("target", call.target);
-    line.value("request", call.request);
-    line.value("extra", call.extra);
-    line.flag("result", call.result);
-    if (!call.settled)
-        line.flag("settled", false);
-    if (call.rejected)
-        line.flag("rejected", true);
-    line.value("reply", call.reply);
-    if (!call.headers.isEmpty()) {
-        QByteArray &json = line.entry("headers");
-        const char *separator = "{";
-        for (auto it = call.headers.constBegin(); it != call.headers.constEnd(); ++it) {
-            json += separator;
-            appendJsonText(json, it.key());
-            json += ": ";
-            appendJsonText(json, it.value());
-            separator = ", ";
-        }
-        json += '}';
-    }
-    if (!call.note.isEmpty())
-        line.text("note", call.note);
-    return line.ended();
+    return lineOf(call);
+}
+
+QByteArray journalSchema()
+{
+    Schema schema;
+    Writer &out = schema.out;
+    out.open('{');
+    schema.entries(R"("$schema": "https://json-schema.org/draft/2020-12/schema", "title": "One line of a journal")");
+    schema.entries(R"("description": "A journal is a file of JSON Lines: the header, then one object for each call of the )"
+                   "device service. docs/journal.md tells what the entries mean.\"");
+    out.key("oneOf");
+    out.open('[');
+    out.open('{');
+    schema.reference<Header>();
+    out.close('}');
+    out.next();
+    out.open('{');
+    schema.reference<Call>();
+    out.close('}');
+    out.close(']');
+    defineTyped(schema);
+    return schema.finish();
 }
 
 bool saveJournal(const QString &path, const QList<Call> &calls, QString *error)
@@ -319,9 +242,6 @@ QList<Call> readJournal(const QString &path, QString *error)
     std::map<qint64, Call> calls; // By number: uploads end later than calls that begin after them.
     int lineNumber = 0;
     const auto problem = [&](const QString &text) { setError(error, QStringLiteral("%1: %2").arg(path, text)); };
-    const auto lineProblem = [&](const QString &text) {
-        problem(QStringLiteral("line %1: %2").arg(QString::number(lineNumber), text));
-    };
 
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -337,18 +257,27 @@ QList<Call> readJournal(const QString &path, QString *error)
         }
         if (lineNumber > 1 && line.trimmed().isEmpty())
             continue;
-        try {
-            if (lineNumber == 1) {
-                checkHeader(line);
-                continue;
-            }
-            const Call call = callFrom(line);
-            if (!calls.emplace(call.number, call).second)
-                throw JsonProblem{QStringLiteral("number"), QStringLiteral("%1 is there already").arg(call.number)};
-        } catch (const JsonProblem &found) {
-            const bool isCutShort = !line.endsWith('\n') && found.path.isEmpty();
-            const QString text = found.path.isEmpty() ? found.reason : found.path + QLatin1String(": ") + found.reason;
-            lineProblem(isCutShort ? QStringLiteral("cut short after %1 bytes").arg(line.size()) : text);
+        Reader reader(QStringLiteral("%1: line %2").arg(path, QString::number(lineNumber)));
+        QJsonObject object;
+        Header header;
+        Call call;
+        if (!reader.parseLine(line, object)) {
+            if (line.endsWith('\n'))
+                setError(error, reader.problems());
+            else
+                problem(QStringLiteral("line %1: cut short after %2 bytes").arg(lineNumber).arg(line.size()));
+            break;
+        }
+        if (lineNumber == 1)
+            readObject(reader, object, header);
+        else
+            readObject(reader, object, call);
+        if (reader.isGood() && lineNumber > 1 && !calls.emplace(call.number, call).second) {
+            const Reader::At at(reader, "number");
+            reader.problem(QStringLiteral("%1 is there already").arg(call.number));
+        }
+        if (!reader.isGood()) {
+            setError(error, reader.firstProblem());
             break;
         }
     }

@@ -16,6 +16,9 @@ ADAPTER_API QByteArray journalHeader();
 /// The line of one call, with its line feed.
 ADAPTER_API QByteArray journalLine(const Call &call);
 
+/// The JSON Schema of a line, with a line feed at the end: docs/journal.schema.json.
+ADAPTER_API QByteArray journalSchema();
+
 /// A whole journal as a new file, replaced as a whole.
 ADAPTER_API bool saveJournal(const QString &path, const QList<Call> &calls, QString *error);
 /// The calls of a file in the order in which they began. After a problem `error` names it, and the calls are those of

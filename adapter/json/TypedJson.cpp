@@ -1,6 +1,9 @@
 #include "TypedJson.h"
 
 #include "Describe.h"
+#include "Reader.h"
+#include "Table.h"
+#include "Writer.h"
 
 #include <QtCore/QDataStream>
 #include <QtCore/QIODevice>
@@ -25,16 +28,6 @@ const QLatin1String textKey("text");
 
 /// JSON numbers are doubles to many programs, which are exact up to here.
 constexpr double largestExactNumber = 9007199254740992.0;
-
-[[noreturn]] void fail(const QString &path, const QString &reason)
-{
-    throw JsonProblem{path, reason};
-}
-
-[[noreturn]] void failExpected(const QString &path, const QString &expected, const QJsonValue &found)
-{
-    fail(path, QStringLiteral("expected %1, got %2").arg(expected, describeJson(found)));
-}
 
 bool isEnumeration(int type)
 {
@@ -67,73 +60,58 @@ bool isStreamed(int type)
 
 // Writing
 
-bool isLoneSurrogate(const QString &text, int i)
-{
-    const QChar c = text[i];
-    if (c.isHighSurrogate())
-        return i + 1 == text.size() || !text[i + 1].isLowSurrogate();
-    return c.isLowSurrogate() && (i == 0 || !text[i - 1].isHighSurrogate());
-}
-
 template <typename Map>
-void appendMap(QByteArray &json, const Map &map)
+void writeMap(Writer &out, const Map &map)
 {
-    json += '{';
-    const char *separator = "";
+    out.open('{');
     for (auto it = map.cbegin(); it != map.cend(); ++it) {
-        json += separator;
-        appendJsonText(json, it.key());
-        json += ": ";
-        appendTypedJson(json, it.value());
-        separator = ", ";
+        out.key(it.key());
+        writeTyped(out, it.value());
     }
-    json += '}';
+    out.close('}');
 }
 
-template <typename List, typename Append>
-void appendList(QByteArray &json, const List &list, Append append)
+template <typename List, typename Write>
+void writeList(Writer &out, const List &list, Write write)
 {
-    json += '[';
-    const char *separator = "";
+    out.open('[');
     for (const auto &element : list) {
-        json += separator;
-        append(element);
-        separator = ", ";
+        out.next();
+        write(element);
     }
-    json += ']';
+    out.close(']');
 }
 
-/// Appends {"$type": type, member: ...}; `append` appends the member's value.
-template <typename Append>
-void appendTagged(QByteArray &json, const QString &type, const QString &member, Append append)
+/// Writes {"$type": type, member: ...}; `write` writes the member's value.
+template <typename Write>
+void writeTagged(Writer &out, const QString &type, const QString &member, Write write)
 {
-    json += "{\"$type\": ";
-    appendJsonText(json, type);
-    json += ", ";
-    appendJsonText(json, member);
-    json += ": ";
-    append();
-    json += '}';
+    out.open('{');
+    out.key(typeKey);
+    out.text(type);
+    out.key(member);
+    write();
+    out.close('}');
 }
 
-void appendReal(QByteArray &json, double value)
+void writeReal(Writer &out, double value)
 {
     if (std::isnan(value))
-        json += "\"nan\"";
+        out.raw("\"nan\"");
     else if (std::isinf(value))
-        json += value > 0 ? "\"inf\"" : "\"-inf\"";
+        out.raw(value > 0 ? "\"inf\"" : "\"-inf\"");
     else if (value == 0 && std::signbit(value))
-        json += "\"-0\""; // Readers that take it for an integer would lose the sign.
+        out.raw("\"-0\""); // Readers that take it for an integer would lose the sign.
     else
-        json += QString::number(value, 'g', QLocale::FloatingPointShortest).toLatin1();
+        out.number(value);
 }
 
-void appendOptionalText(QByteArray &json, bool isNull, const QString &text)
+void writeOptionalText(Writer &out, bool isNull, const QString &text)
 {
     if (isNull)
-        json += "null";
+        out.raw("null");
     else
-        appendJsonText(json, text);
+        out.text(text);
 }
 
 QByteArray streamed(const QVariant &value)
@@ -145,65 +123,65 @@ QByteArray streamed(const QVariant &value)
     return bytes;
 }
 
-/// Appends what stands under "value"; false, and nothing appended, for a type without such a form.
-bool appendTaggedValue(QByteArray &json, const QVariant &value)
+/// Writes what stands under "value"; false, and nothing written, for a type without such a form.
+bool writeTaggedValue(Writer &out, const QVariant &value)
 {
     const int type = value.userType();
     switch (type) {
     case QMetaType::UInt:
     case QMetaType::UShort:
     case QMetaType::UChar:
-        json += QByteArray::number(value.toULongLong());
+        out.raw(QByteArray::number(value.toULongLong()));
         return true;
     case QMetaType::Char: // Signed on every machine, as in describeValue().
-        json += QByteArray::number(static_cast<signed char>(value.value<char>()));
+        out.raw(QByteArray::number(static_cast<signed char>(value.value<char>())));
         return true;
     case QMetaType::Short:
     case QMetaType::SChar:
-        json += QByteArray::number(value.toLongLong());
+        out.raw(QByteArray::number(value.toLongLong()));
         return true;
     case QMetaType::Long:
     case QMetaType::LongLong:
-        json += '"' + QByteArray::number(value.toLongLong()) + '"';
+        out.raw('"' + QByteArray::number(value.toLongLong()) + '"');
         return true;
     case QMetaType::ULong:
     case QMetaType::ULongLong:
-        json += '"' + QByteArray::number(value.toULongLong()) + '"';
+        out.raw('"' + QByteArray::number(value.toULongLong()) + '"');
         return true;
     case QMetaType::Float:
-        appendReal(json, static_cast<double>(value.value<float>()));
+        writeReal(out, static_cast<double>(value.value<float>()));
         return true;
     case QMetaType::Double:
-        appendReal(json, value.toDouble());
+        writeReal(out, value.toDouble());
         return true;
     case QMetaType::QString: // A null one: all others are plain.
-        json += "null";
+        out.raw("null");
         return true;
     case QMetaType::QByteArray: {
         const QByteArray bytes = value.toByteArray();
-        appendOptionalText(json, bytes.isNull(), QString::fromLatin1(bytes.toBase64()));
+        writeOptionalText(out, bytes.isNull(), QString::fromLatin1(bytes.toBase64()));
         return true;
     }
     case QMetaType::QStringList:
-        appendList(json, value.toStringList(), [&](const QString &text) { appendOptionalText(json, text.isNull(), text); });
+        writeList(out, value.toStringList(), [&](const QString &text) { writeOptionalText(out, text.isNull(), text); });
         return true;
     case QMetaType::QVariantMap: // One with a "$" key: all others are plain.
-        appendMap(json, value.toMap());
+        writeMap(out, value.toMap());
         return true;
     default:
         break;
     }
-    const auto appendInt = [&](int element) { json += QByteArray::number(element); };
+    const auto writeInt = [&](int element) { out.raw(QByteArray::number(element)); };
     if (type == qMetaTypeId<QList<int>>()) {
-        appendList(json, value.value<QList<int>>(), appendInt);
+        writeList(out, value.value<QList<int>>(), writeInt);
     } else if (type == qMetaTypeId<QVector<int>>()) {
-        appendList(json, value.value<QVector<int>>(), appendInt);
+        writeList(out, value.value<QVector<int>>(), writeInt);
     } else if (isEnumeration(type)) {
         const qint64 number = value.toLongLong();
         const bool isExact = std::abs(static_cast<double>(number)) < largestExactNumber;
-        json += isExact ? QByteArray::number(number) : '"' + QByteArray::number(number) + '"';
+        out.raw(isExact ? QByteArray::number(number) : '"' + QByteArray::number(number) + '"');
     } else if (isStreamed(type)) {
-        json += '"' + streamed(value).toBase64() + '"';
+        out.raw('"' + streamed(value).toBase64() + '"');
     } else {
         return false;
     }
@@ -216,33 +194,33 @@ bool hasDollarKey(const QMap<QString, QVariant> &map)
     return it != map.cend() && it.key().startsWith(QLatin1Char('$'));
 }
 
-/// Appends a value that has a plain form; false, and nothing appended, for any other.
-bool appendPlain(QByteArray &json, const QVariant &value)
+/// Writes a value that has a plain form; false, and nothing written, for any other.
+bool writePlain(Writer &out, const QVariant &value)
 {
     switch (value.userType()) {
     case QMetaType::UnknownType:
-        json += "null";
+        out.raw("null");
         return true;
     case QMetaType::Bool:
-        json += value.toBool() ? "true" : "false";
+        out.flag(value.toBool());
         return true;
     case QMetaType::Int:
-        json += QByteArray::number(value.toInt());
+        out.raw(QByteArray::number(value.toInt()));
         return true;
     case QMetaType::QString: {
         const QString text = value.toString();
         if (!text.isNull())
-            appendJsonText(json, text);
+            out.text(text);
         return !text.isNull();
     }
     case QMetaType::QVariantList:
-        appendList(json, value.toList(), [&](const QVariant &element) { appendTypedJson(json, element); });
+        writeList(out, value.toList(), [&](const QVariant &element) { writeTyped(out, element); });
         return true;
     case QMetaType::QVariantMap: {
         const QMap<QString, QVariant> map = value.toMap();
         const bool isPlain = !hasDollarKey(map);
         if (isPlain)
-            appendMap(json, map);
+            writeMap(out, map);
         return isPlain;
     }
     default:
@@ -252,16 +230,9 @@ bool appendPlain(QByteArray &json, const QVariant &value)
 
 // Reading
 
-double numberFrom(const QJsonValue &json, const QString &path)
-{
-    if (!json.isDouble())
-        failExpected(path, QStringLiteral("a number"), json);
-    return json.toDouble();
-}
-
 /// An integer from a number or a text.
 template <typename Integer>
-Integer integerFrom(const QJsonValue &json, const QString &path)
+Integer integerFrom(Reader &reader, const QJsonValue &json)
 {
     using Limits = std::numeric_limits<Integer>;
     using Wide = std::conditional_t<std::is_signed_v<Integer>, qint64, quint64>;
@@ -279,15 +250,15 @@ Integer integerFrom(const QJsonValue &json, const QString &path)
         wide = isInteger ? static_cast<Wide>(number) : 0;
     }
     if (!isInteger || wide < Wide(Limits::min()) || wide > Wide(Limits::max())) {
-        failExpected(
-            path,
+        reader.expected(
             QStringLiteral("an integer from %1 to %2").arg(QString::number(Limits::min()), QString::number(Limits::max())),
             json);
+        return 0;
     }
     return static_cast<Integer>(wide);
 }
 
-double realFrom(const QJsonValue &json, const QString &path)
+double realFrom(Reader &reader, const QJsonValue &json)
 {
     if (json.isDouble())
         return json.toDouble();
@@ -295,233 +266,223 @@ double realFrom(const QJsonValue &json, const QString &path)
     bool isNumber = false;
     const double value = text.toDouble(&isNumber); // Also "nan", "inf" and "-inf".
     if (!isNumber)
-        failExpected(path, QStringLiteral("a number"), json);
+        reader.expected(QStringLiteral("a number"), json);
     return value;
 }
 
-QString textFrom(const QJsonValue &json, const QString &path)
+QString textFrom(Reader &reader, const QJsonValue &json)
 {
     if (!json.isString())
-        failExpected(path, QStringLiteral("a text"), json);
+        reader.expected(QStringLiteral("a text"), json);
     const QString text = json.toString();
     return text.isNull() ? QString(QLatin1String("")) : text;
 }
 
-QByteArray bytesFrom(const QJsonValue &json, const QString &path)
+QByteArray bytesFrom(Reader &reader, const QJsonValue &json)
 {
-    const QString text = textFrom(json, path);
-    const auto bytes = QByteArray::fromBase64Encoding(text.toLatin1(),
-                                                      QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
-    if (!bytes)
-        failExpected(path, QStringLiteral("base64"), json);
+    const QString text = textFrom(reader, json);
+    auto bytes = QByteArray::fromBase64Encoding(text.toLatin1(),
+                                                QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
+    if (!bytes) {
+        if (json.isString())
+            reader.expected(QStringLiteral("base64"), json);
+        return QByteArray();
+    }
     return (*bytes).isNull() ? QByteArray("") : *bytes;
 }
 
-QMap<QString, QVariant> mapFrom(const QJsonValue &json, const QString &path)
+QMap<QString, QVariant> mapFrom(Reader &reader, const QJsonValue &json)
 {
     if (!json.isObject())
-        failExpected(path, QStringLiteral("a map"), json);
+        reader.expected(QStringLiteral("an object"), json);
     const QJsonObject object = json.toObject();
     QMap<QString, QVariant> map;
-    for (auto it = object.constBegin(); it != object.constEnd(); ++it)
-        map.insert(it.key(), fromTypedJson(it.value(), pathOf(path, it.key())));
+    for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
+        const Reader::At at(reader, it.key());
+        map.insert(it.key(), fromTypedJson(reader, it.value()));
+    }
     return map;
 }
 
-/// A list whose elements `read` makes from a JSON value and its path.
+/// A list whose elements `read` makes.
 template <typename List, typename Read>
-List listFrom(const QJsonValue &json, const QString &path, Read read)
+List listFrom(Reader &reader, const QJsonValue &json, Read read)
 {
     if (!json.isArray())
-        failExpected(path, QStringLiteral("a list"), json);
+        reader.expected(QStringLiteral("a list"), json);
     const QJsonArray array = json.toArray();
     List list;
     list.reserve(array.size());
-    for (int i = 0; i < array.size(); ++i)
-        list.append(read(array[i], pathOf(path, i)));
+    for (int i = 0; i < array.size(); ++i) {
+        const Reader::At at(reader, i);
+        list.append(read(reader, array[i]));
+    }
     return list;
 }
 
-QVariant enumerationFrom(int type, const QJsonValue &json, const QString &path)
+QVariant enumerationFrom(int type, Reader &reader, const QJsonValue &json)
 {
     const auto made = [&](auto number) { return QVariant(type, &number); };
     switch (QMetaType::sizeOf(type)) {
     case 1:
-        return made(integerFrom<qint8>(json, path));
+        return made(integerFrom<qint8>(reader, json));
     case 2:
-        return made(integerFrom<qint16>(json, path));
+        return made(integerFrom<qint16>(reader, json));
     case 4:
-        return made(integerFrom<qint32>(json, path));
+        return made(integerFrom<qint32>(reader, json));
     default:
-        return made(integerFrom<qint64>(json, path));
+        return made(integerFrom<qint64>(reader, json));
     }
 }
 
-QVariant streamedFrom(int type, const QJsonValue &json, const QString &path)
+QVariant streamedFrom(int type, Reader &reader, const QJsonValue &json)
 {
-    const QByteArray bytes = bytesFrom(json, path);
+    const QByteArray bytes = bytesFrom(reader, json);
     QVariant value(type, nullptr);
     QDataStream stream(bytes);
     stream.setVersion(QDataStream::Qt_5_15);
     QMetaType::load(stream, type, value.data());
     if (stream.status() != QDataStream::Ok || !stream.atEnd())
-        fail(path, QStringLiteral("no %1").arg(QString::fromLatin1(QMetaType::typeName(type))));
+        reader.problem(QStringLiteral("no %1").arg(QString::fromLatin1(QMetaType::typeName(type))));
     return value;
 }
 
 /// The value under "value" of a tag with a type that this process knows; nothing for one that has no such form.
-bool readTaggedValue(int type, const QJsonValue &json, const QString &path, QVariant &value)
+bool readTaggedValue(int type, Reader &reader, const QJsonValue &json, QVariant &value)
 {
     switch (type) {
     case QMetaType::Int:
-        value = integerFrom<int>(json, path);
+        value = integerFrom<int>(reader, json);
         return true;
     case QMetaType::UInt:
-        value = integerFrom<uint>(json, path);
+        value = integerFrom<uint>(reader, json);
         return true;
     case QMetaType::Short:
-        value = QVariant::fromValue(integerFrom<short>(json, path));
+        value = QVariant::fromValue(integerFrom<short>(reader, json));
         return true;
     case QMetaType::UShort:
-        value = QVariant::fromValue(integerFrom<ushort>(json, path));
+        value = QVariant::fromValue(integerFrom<ushort>(reader, json));
         return true;
     case QMetaType::Char:
-        value = QVariant::fromValue(static_cast<char>(integerFrom<signed char>(json, path)));
+        value = QVariant::fromValue(static_cast<char>(integerFrom<signed char>(reader, json)));
         return true;
     case QMetaType::SChar:
-        value = QVariant::fromValue(integerFrom<signed char>(json, path));
+        value = QVariant::fromValue(integerFrom<signed char>(reader, json));
         return true;
     case QMetaType::UChar:
-        value = QVariant::fromValue(integerFrom<uchar>(json, path));
+        value = QVariant::fromValue(integerFrom<uchar>(reader, json));
         return true;
     case QMetaType::Long:
-        value = QVariant::fromValue(integerFrom<long>(json, path));
+        value = QVariant::fromValue(integerFrom<long>(reader, json));
         return true;
     case QMetaType::ULong:
-        value = QVariant::fromValue(integerFrom<ulong>(json, path));
+        value = QVariant::fromValue(integerFrom<ulong>(reader, json));
         return true;
     case QMetaType::LongLong:
-        value = integerFrom<qlonglong>(json, path);
+        value = integerFrom<qlonglong>(reader, json);
         return true;
     case QMetaType::ULongLong:
-        value = integerFrom<qulonglong>(json, path);
+        value = integerFrom<qulonglong>(reader, json);
         return true;
     case QMetaType::Float:
-        value = static_cast<float>(realFrom(json, path));
+        value = static_cast<float>(realFrom(reader, json));
         return true;
     case QMetaType::Double:
-        value = realFrom(json, path);
+        value = realFrom(reader, json);
         return true;
     case QMetaType::Bool:
         if (!json.isBool())
-            failExpected(path, QStringLiteral("true or false"), json);
+            reader.expected(QStringLiteral("true or false"), json);
         value = json.toBool();
         return true;
     case QMetaType::QString:
-        value = json.isNull() ? QString() : textFrom(json, path);
+        value = json.isNull() ? QString() : textFrom(reader, json);
         return true;
     case QMetaType::QByteArray:
-        value = json.isNull() ? QByteArray() : bytesFrom(json, path);
+        value = json.isNull() ? QByteArray() : bytesFrom(reader, json);
         return true;
     case QMetaType::QStringList:
-        value = listFrom<QStringList>(json, path, [](const QJsonValue &element, const QString &place) {
-            return element.isNull() ? QString() : textFrom(element, place);
+        value = listFrom<QStringList>(reader, json, [](Reader &each, const QJsonValue &element) {
+            return element.isNull() ? QString() : textFrom(each, element);
         });
         return true;
     case QMetaType::QVariantMap:
-        value = mapFrom(json, path);
+        value = mapFrom(reader, json);
         return true;
     case QMetaType::QVariantList:
-        value = listFrom<QList<QVariant>>(json, path, fromTypedJson);
+        value = listFrom<QList<QVariant>>(reader, json, fromTypedJson);
         return true;
     default:
         break;
     }
     if (type == qMetaTypeId<QList<int>>())
-        value = QVariant::fromValue(listFrom<QList<int>>(json, path, integerFrom<int>));
+        value = QVariant::fromValue(listFrom<QList<int>>(reader, json, integerFrom<int>));
     else if (type == qMetaTypeId<QVector<int>>())
-        value = QVariant::fromValue(listFrom<QVector<int>>(json, path, integerFrom<int>));
+        value = QVariant::fromValue(listFrom<QVector<int>>(reader, json, integerFrom<int>));
     else if (isEnumeration(type))
-        value = enumerationFrom(type, json, path);
+        value = enumerationFrom(type, reader, json);
     else if (isStreamed(type))
-        value = streamedFrom(type, json, path);
+        value = streamedFrom(type, reader, json);
     else
         return false;
     return true;
 }
 
-QVariant fromTag(const QJsonObject &tag, const QString &path)
+QVariant fromTag(Reader &reader, const QJsonObject &tag)
 {
     const QJsonValue type = tag.value(typeKey);
-    if (!type.isString())
-        failExpected(pathOf(path, typeKey), QStringLiteral("the name of a type"), type);
-    for (auto it = tag.constBegin(); it != tag.constEnd(); ++it) {
-        if (it.key() != typeKey && it.key() != valueKey && it.key() != textKey)
-            fail(pathOf(path, it.key()), QStringLiteral("unknown key beside \"$type\""));
+    if (!type.isString()) {
+        const Reader::At at(reader, typeKey);
+        reader.expected(QStringLiteral("the name of a type"), type);
+        return {};
     }
-    if (tag.size() != 2)
-        fail(path, QStringLiteral("expected one of \"value\" and \"text\" beside \"$type\""));
-
+    for (auto it = tag.constBegin(); it != tag.constEnd(); ++it) {
+        if (it.key() != typeKey && it.key() != valueKey && it.key() != textKey) {
+            const Reader::At at(reader, it.key());
+            reader.problem(QStringLiteral("unknown key beside \"$type\""));
+            return {};
+        }
+    }
+    if (tag.size() != 2) {
+        reader.problem(QStringLiteral("expected one of \"value\" and \"text\" beside \"$type\""));
+        return {};
+    }
     const QString member = tag.contains(valueKey) ? valueKey : textKey;
     const QJsonValue content = tag.value(member);
-    const QString place = pathOf(path, member);
+    const Reader::At at(reader, member);
     QVariant value;
-    if (member == valueKey && readTaggedValue(QMetaType::type(type.toString().toLatin1()), content, place, value))
+    if (member == valueKey && readTaggedValue(QMetaType::type(type.toString().toLatin1()), reader, content, value))
         return value;
-    return QVariant::fromValue(KeptValue{type.toString(), member, fromTypedJson(content, place)});
+    return QVariant::fromValue(KeptValue{type.toString(), member, fromTypedJson(reader, content)});
 }
 
 } // namespace
 
-void appendJsonText(QByteArray &json, const QString &text)
+void writeTyped(Writer &out, const QVariant &value)
 {
-    json += '"';
-    int start = 0;
-    const auto appendUpTo = [&](int end) {
-        if (end > start)
-            json += text.midRef(start, end - start).toUtf8();
-        start = end + 1;
-    };
-    for (int i = 0; i < text.size(); ++i) {
-        const ushort c = text[i].unicode();
-        if (c == '"' || c == '\\') {
-            appendUpTo(i);
-            json += '\\';
-            json += static_cast<char>(c);
-        } else if (c < 0x20 || c == 0x7f || (text[i].isSurrogate() && isLoneSurrogate(text, i))) {
-            appendUpTo(i);
-            json += "\\u" + QByteArray::number(c, 16).rightJustified(4, '0');
-        }
-    }
-    appendUpTo(text.size());
-    json += '"';
-}
-
-void appendTypedJson(QByteArray &json, const QVariant &value)
-{
-    if (appendPlain(json, value))
+    if (writePlain(out, value))
         return;
     if (value.userType() == qMetaTypeId<KeptValue>()) {
         const auto kept = value.value<KeptValue>();
-        appendTagged(json, kept.type, kept.member, [&] { appendTypedJson(json, kept.content); });
+        writeTagged(out, kept.type, kept.member, [&] { writeTyped(out, kept.content); });
         return;
     }
     const QString type = QString::fromLatin1(value.typeName());
-    QByteArray content;
-    if (appendTaggedValue(content, value))
-        appendTagged(json, type, valueKey, [&] { json += content; });
+    Writer content(Writer::Lines);
+    if (writeTaggedValue(content, value))
+        writeTagged(out, type, valueKey, [&] { out.raw(content.json()); });
     else
-        appendTagged(json, type, textKey, [&] { appendJsonText(json, describeValue(value, -1)); });
+        writeTagged(out, type, textKey, [&] { out.text(describeValue(value, -1)); });
 }
 
 QByteArray toTypedJson(const QVariant &value)
 {
-    QByteArray json;
-    appendTypedJson(json, value);
-    return json;
+    Writer out(Writer::Lines);
+    writeTyped(out, value);
+    return out.json();
 }
 
-QVariant fromTypedJson(const QJsonValue &json, const QString &path)
+QVariant fromTypedJson(Reader &reader, const QJsonValue &json)
 {
     switch (json.type()) {
     case QJsonValue::Null:
@@ -530,57 +491,41 @@ QVariant fromTypedJson(const QJsonValue &json, const QString &path)
     case QJsonValue::Bool:
         return json.toBool();
     case QJsonValue::Double: {
-        const double number = numberFrom(json, path);
-        if (number != std::floor(number) || number < std::numeric_limits<int>::min()
-            || number > std::numeric_limits<int>::max())
-            fail(path, QStringLiteral("%1 is no 32-bit integer and needs a \"$type\"").arg(describeJson(json)));
-        return static_cast<int>(number);
+        const double number = json.toDouble();
+        if (number == std::floor(number) && number >= std::numeric_limits<int>::min()
+            && number <= std::numeric_limits<int>::max())
+            return static_cast<int>(number);
+        reader.problem(QStringLiteral("%1 is no 32-bit integer and needs a \"$type\"").arg(Reader::shown(json)));
+        return {};
     }
     case QJsonValue::String:
-        return textFrom(json, path);
+        return textFrom(reader, json);
     case QJsonValue::Array:
-        return listFrom<QList<QVariant>>(json, path, fromTypedJson);
+        return listFrom<QList<QVariant>>(reader, json, fromTypedJson);
     case QJsonValue::Object:
         break;
     }
     const QJsonObject object = json.toObject();
     if (object.contains(typeKey))
-        return fromTag(object, path);
-    return mapFrom(json, path);
+        return fromTag(reader, object);
+    return mapFrom(reader, json);
 }
 
-QString pathOf(const QString &path, const QString &key)
+void defineTyped(Schema &schema)
 {
-    const auto isWordPart = [](QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('$'); };
-    if (key.isEmpty() || !std::all_of(key.cbegin(), key.cend(), isWordPart))
-        return path + QLatin1Char('[') + describeText(key, 64) + QLatin1Char(']');
-    return path.isEmpty() ? key : path + QLatin1Char('.') + key;
-}
-
-QString pathOf(const QString &path, int index)
-{
-    return QStringLiteral("%1[%2]").arg(path).arg(index);
-}
-
-QString describeJson(const QJsonValue &json)
-{
-    switch (json.type()) {
-    case QJsonValue::Null:
-        return QStringLiteral("null");
-    case QJsonValue::Bool:
-        return json.toBool() ? QStringLiteral("true") : QStringLiteral("false");
-    case QJsonValue::Double:
-        return QStringLiteral("number ") + QString::number(json.toDouble(), 'g', QLocale::FloatingPointShortest);
-    case QJsonValue::String:
-        return QStringLiteral("text ") + describeText(json.toString(), 64);
-    case QJsonValue::Array:
-        return QStringLiteral("a list");
-    case QJsonValue::Object:
-        return QStringLiteral("a map");
-    case QJsonValue::Undefined:
-        break;
-    }
-    return QStringLiteral("nothing");
+    schema.define(
+        "value",
+        R"({"description": "A value with its Qt type.", "oneOf": [)"
+        R"json({"description": "invalid", "type": "null"}, )json"
+        R"json({"description": "bool", "type": "boolean"}, )json"
+        R"json({"description": "int", "type": "integer", "minimum": -2147483648, "maximum": 2147483647}, )json"
+        R"json({"description": "QString", "type": "string"}, )json"
+        R"json({"description": "QList<QVariant>", "type": "array", "items": {"$ref": "#/$defs/value"}}, )json"
+        R"json({"description": "QMap<QString, QVariant>", "type": "object", "not": {"required": ["$type"]}, "additionalProperties": {"$ref": "#/$defs/value"}}, )json"
+        R"json({"$ref": "#/$defs/typed"}]})json");
+    schema.define("typed", R"({"description": "A value of any other type.", "type": "object", "required": ["$type"], )"
+                           R"("properties": {"$type": {"type": "string"}, "value": true, "text": {"type": "string"}}, )"
+                           R"("additionalProperties": false, "minProperties": 2, "maxProperties": 2})");
 }
 
 } // namespace Json

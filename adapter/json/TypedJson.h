@@ -9,11 +9,9 @@
 /// Values of any type as JSON and back, without loss. docs/journal.md lists the forms.
 namespace Json {
 
-/// What a JSON text has wrong; thrown by fromTypedJson().
-struct JsonProblem {
-    QString path; ///< The place, such as `request[0].area.size`.
-    QString reason;
-};
+class Reader;
+class Schema;
+class Writer;
 
 /// A value of a type that this process cannot make, kept as its JSON has it: it is written back as it was read, and
 /// compares with other values by its JSON.
@@ -23,21 +21,16 @@ struct KeptValue {
     QVariant content; ///< What the member held.
 };
 
-/// Appends a text in quotes. Lone surrogates and control characters become \uXXXX.
-void appendJsonText(QByteArray &json, const QString &text);
-/// Appends a value: texts, bools, int, lists and maps as plain JSON, invalid as null, everything else with its type.
-void appendTypedJson(QByteArray &json, const QVariant &value);
+/// Writes a value: texts, bools, int, lists and maps as plain JSON, invalid as null, everything else with its type. The
+/// writer's style must be Lines.
+void writeTyped(Writer &out, const QVariant &value);
 QByteArray toTypedJson(const QVariant &value);
 
-/// The value that a JSON text stands for. `path` names its place for a JsonProblem.
-QVariant fromTypedJson(const QJsonValue &json, const QString &path);
+/// The value that a JSON value stands for. Invalid, or anything else, where the reader has found a problem.
+QVariant fromTypedJson(Reader &reader, const QJsonValue &json);
 
-/// The path of a map's entry: `path.key`, or `path["key"]` for a key that is no word.
-QString pathOf(const QString &path, const QString &key);
-QString pathOf(const QString &path, int index);
-
-/// A JSON value with its kind, for messages: `number -64`, `text "a"`, `a list`.
-QString describeJson(const QJsonValue &json);
+/// Defines "value", any such value, in a schema.
+void defineTyped(Schema &schema);
 
 } // namespace Json
 

@@ -4,9 +4,8 @@
 #include "device/WallStore.h"
 #include "faults/Rules.h"
 
-#include <adapter/json/JsonReader.h>
-#include <adapter/json/JsonText.h>
 #include <adapter/json/SaveFile.h>
+#include <adapter/json/Table.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -25,59 +24,30 @@
 #include <type_traits>
 #include <utility>
 
-namespace Simulator {
+// What a wall file holds is laid down once, by these tables.
+namespace Json {
+
+using namespace Simulator;
 
 namespace {
 
-constexpr int version = 1;
-constexpr qint64 largestFile = 1LL << 30;
 constexpr int largestInt = std::numeric_limits<int>::max();
 
 /// A reader with what the entries of a wall need to know of each other.
-struct Reader : Json::JsonReader {
-    using JsonReader::JsonReader;
+struct WallReader : Reader {
+    using Reader::Reader;
     int gridsTotal = 0;          ///< Cabinets that came from grids, in the whole wall.
     QMap<int, int> gridCabinets; ///< Those of the present device's sub-screens, by sub-screen.
 };
 
-// The contents of a wall file are laid down once, by tables: a Table names an object's entries, a rule says how the value of
-// an entry is read and written. Rules that make a member from one value take the member, rules that need more take the
-// whole owner.
-
-/// The table of the objects that hold a T.
-template <typename T>
-struct Table;
-
-/// Stands for the owner itself in place of one of its members.
-struct Whole {
-};
-
-/// When an entry must be there (and is always written).
-constexpr auto never = [](const auto &) { return false; };
-constexpr auto always = [](const auto &) { return true; };
-
-template <typename T, typename TableOfT = Table<T>>
-void readObject(Reader &reader, const QJsonValue &value, T &target);
-template <typename T, typename TableOfT = Table<T>>
-QByteArray writeObject(const T &value, int depth);
-
-// Rules
-
-struct Text {
-    bool mayBeEmpty = true;
-
-    void read(Reader &reader, const QJsonValue &value, QString &text) const
-    {
-        if (!value.isString() || (!mayBeEmpty && value.toString().isEmpty()))
-            return reader.expected(what(), value);
-        text = value.toString();
-    }
-    QByteArray write(const QString &text, int) const { return Json::Text::text(text); }
-    QString what() const { return mayBeEmpty ? QStringLiteral("a text") : QStringLiteral("a text that is not empty"); }
-};
+/// Every reader here is one that parseWall() made.
+WallReader &wallReader(Reader &reader)
+{
+    return static_cast<WallReader &>(reader);
+}
 
 /// A cabinet's id.
-struct DecimalText {
+struct DecimalText : Text {
     void read(Reader &reader, const QJsonValue &value, QString &text) const
     {
         const QString digits = value.toString();
@@ -89,93 +59,12 @@ struct DecimalText {
             return reader.expected(what(), value);
         text = digits;
     }
-    QByteArray write(const QString &text, int) const { return Json::Text::text(text); }
     QString what() const { return QStringLiteral("a text that is a decimal number below 2^64"); }
-};
-
-struct OneOf {
-    const char *kind;
-    QStringList names;
-
-    void read(Reader &reader, const QJsonValue &value, QString &text) const
+    bool showsDefault() const { return false; }
+    void describe(Schema &schema, const QString &value) const
     {
-        if (!value.isString() || !names.contains(value.toString()))
-            return reader.expected(what(), value);
-        text = value.toString();
-    }
-    QByteArray write(const QString &text, int) const { return Json::Text::text(text); }
-    QString what() const { return QStringLiteral("%1 (%2)").arg(QLatin1String(kind), names.join(QLatin1String(", "))); }
-};
-
-template <typename Enum>
-struct Enumeration {
-    QVector<std::pair<const char *, Enum>> names;
-
-    void read(Reader &reader, const QJsonValue &value, Enum &target) const
-    {
-        for (const auto &name : names) {
-            if (value.isString() && value.toString() == QLatin1String(name.first)) {
-                target = name.second;
-                return;
-            }
-        }
-        reader.expected(what(), value);
-    }
-    QByteArray write(Enum value, int) const
-    {
-        for (const auto &name : names) {
-            if (name.second == value)
-                return Json::Text::text(QLatin1String(name.first));
-        }
-        return QByteArray::number(static_cast<int>(value)); // which reading refuses
-    }
-    QString what() const
-    {
-        QStringList list;
-        for (const auto &name : names)
-            list += QLatin1String(name.first);
-        return QStringLiteral("one of ") + list.join(QLatin1String(", "));
-    }
-};
-
-struct Bool {
-    void read(Reader &reader, const QJsonValue &value, bool &target) const
-    {
-        if (!value.isBool())
-            return reader.expected(what(), value);
-        target = value.toBool();
-    }
-    QByteArray write(bool value, int) const { return value ? "true" : "false"; }
-    QString what() const { return QStringLiteral("true or false"); }
-};
-
-struct Integer {
-    qint64 least;
-    qint64 most;
-
-    template <typename Number>
-    void read(Reader &reader, const QJsonValue &value, Number &target) const
-    {
-        const QVariant number = value.toVariant(); // a QJsonValue itself gives integers as double only
-        const qint64 integer = number.toLongLong();
-        const bool isInteger = value.isDouble() && number.userType() == QMetaType::LongLong;
-        if (!isInteger || integer < least)
-            return reader.expected(what(), value);
-        if (integer > most)
-            return reader.expected(QStringLiteral("an integer of at most %1").arg(most), value);
-        target = static_cast<Number>(integer);
-    }
-    template <typename Number>
-    QByteArray write(Number value, int) const
-    {
-        return QByteArray::number(value);
-    }
-    QString what() const
-    {
-        if (least == 1)
-            return QStringLiteral("a positive integer");
-        return least == 0 ? QStringLiteral("an integer that is not negative")
-                          : QStringLiteral("an integer of at least %1").arg(least);
+        Text::describe(schema, value);
+        schema.entries(R"("pattern": "^[0-9]+$")");
     }
 };
 
@@ -187,8 +76,10 @@ struct Share {
             return reader.expected(what(), value);
         target = value.toDouble();
     }
-    QByteArray write(double value, int) const { return Json::Text::number(value); }
+    void write(Writer &out, double value) const { out.number(value); }
     QString what() const { return QStringLiteral("a number from 0 to 1"); }
+    bool showsDefault() const { return true; }
+    void describe(Schema &schema, double) const { schema.entries(R"("type": "number", "minimum": 0, "maximum": 1)"); }
 };
 
 struct HexBytes {
@@ -201,82 +92,15 @@ struct HexBytes {
             return reader.expected(what(), value);
         bytes = QByteArray::fromHex(digits);
     }
-    QByteArray write(const QByteArray &bytes, int) const { return Json::Text::text(QString::fromLatin1(bytes.toHex())); }
+    void write(Writer &out, const QByteArray &bytes) const { out.text(QString::fromLatin1(bytes.toHex())); }
     QString what() const { return QStringLiteral("a text of hexadecimal digits, two for each byte"); }
-};
-
-struct Object {
-    template <typename T>
-    void read(Reader &reader, const QJsonValue &value, T &target) const
+    bool showsDefault() const { return false; }
+    void describe(Schema &schema, const QByteArray &) const
     {
-        readObject(reader, value, target);
-    }
-    template <typename T>
-    QByteArray write(const T &value, int depth) const
-    {
-        return writeObject(value, depth);
-    }
-    QString what() const { return QStringLiteral("an object"); }
-};
-
-/// An object that may be left out.
-struct OptionalObject : Object {
-    template <typename T>
-    void read(Reader &reader, const QJsonValue &value, std::optional<T> &target) const
-    {
-        readObject(reader, value, target.emplace());
-    }
-    template <typename T>
-    QByteArray write(const std::optional<T> &value, int depth) const
-    {
-        return writeObject(*value, depth);
+        Text().describe(schema, QString());
+        schema.entries(R"("pattern": "^([0-9a-fA-F]{2})*$")");
     }
 };
-
-/// A value whose object is that of another type: Proxy(value) and toValue().
-template <typename Proxy>
-struct As : Object {
-    template <typename T>
-    void read(Reader &reader, const QJsonValue &value, T &target) const
-    {
-        Proxy proxy(target);
-        readObject(reader, value, proxy);
-        target = proxy.toValue();
-    }
-    template <typename T>
-    QByteArray write(const T &value, int depth) const
-    {
-        return writeObject(Proxy(value), depth);
-    }
-};
-
-/// A list of objects.
-struct Objects {
-    template <typename T>
-    void read(Reader &reader, const QJsonValue &value, QList<T> &list) const
-    {
-        if (!value.isArray())
-            return reader.expected(what(), value);
-        const QJsonArray array = value.toArray();
-        list.reserve(list.size() + array.size());
-        for (int i = 0; i < array.size(); ++i) {
-            const Json::JsonReader::At at(reader, i);
-            list.append(T());
-            readObject(reader, array.at(i), list.last());
-        }
-    }
-    template <typename T>
-    QByteArray write(const QList<T> &list, int depth) const
-    {
-        QVector<QByteArray> elements;
-        for (const T &element : list)
-            elements += writeObject(element, depth + 1);
-        return Json::Text::list(elements, depth);
-    }
-    QString what() const { return QStringLiteral("a list"); }
-};
-
-// Tables of small things
 
 const Integer length{1, longestLength};
 const Integer lengthOrNone{0, longestLength};
@@ -292,31 +116,11 @@ struct PointProxy {
     int y;
 };
 
-template <>
-struct Table<PointProxy> {
-    template <typename Field>
-    static void fields(Field &field)
-    {
-        field("x", &PointProxy::x, place, always);
-        field("y", &PointProxy::y, place, always);
-    }
-};
-
 struct SizeProxy {
     explicit SizeProxy(const QSize &size = QSize()) : width(size.width()), height(size.height()) {}
     QSize toValue() const { return QSize(width, height); }
     int width;
     int height;
-};
-
-template <>
-struct Table<SizeProxy> {
-    template <typename Field>
-    static void fields(Field &field)
-    {
-        field("width", &SizeProxy::width, length, always);
-        field("height", &SizeProxy::height, length, always);
-    }
 };
 
 struct RectProxy {
@@ -326,18 +130,6 @@ struct RectProxy {
     int y;
     int width;
     int height;
-};
-
-template <>
-struct Table<RectProxy> {
-    template <typename Field>
-    static void fields(Field &field)
-    {
-        field("x", &RectProxy::x, lengthOrNone, always);
-        field("y", &RectProxy::y, lengthOrNone, always);
-        field("width", &RectProxy::width, lengthOrNone, always);
-        field("height", &RectProxy::height, lengthOrNone, always);
-    }
 };
 
 /// WallDescription::defaultPixels.
@@ -350,14 +142,64 @@ struct PixelsProxy {
     QByteArray lowGray;
 };
 
+/// The screen that a device drives, kept in the device itself.
+struct Screen;
+
+} // namespace
+
+// Tables of small things
+
 template <>
-struct Table<PixelsProxy> {
+struct Table<PointProxy> {
+    static constexpr char name[] = "point";
+    static constexpr char about[] = "A place.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("chroma", &PixelsProxy::chroma, HexBytes());
-        field("multilayer", &PixelsProxy::multilayer, HexBytes());
-        field("lowGray", &PixelsProxy::lowGray, HexBytes());
+        field("x", "A coordinate in pixels.", &PointProxy::x, place, always);
+        field("y", "A coordinate in pixels.", &PointProxy::y, place, always);
+    }
+};
+
+template <>
+struct Table<SizeProxy> {
+    static constexpr char name[] = "size";
+    static constexpr char about[] = "A size.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("width", "A length in pixels.", &SizeProxy::width, length, always);
+        field("height", "A length in pixels.", &SizeProxy::height, length, always);
+    }
+};
+
+template <>
+struct Table<RectProxy> {
+    static constexpr char name[] = "rect";
+    static constexpr char about[] = "A place within a cabinet.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("x", "A coordinate or length within a cabinet, in pixels.", &RectProxy::x, lengthOrNone, always);
+        field("y", "A coordinate or length within a cabinet, in pixels.", &RectProxy::y, lengthOrNone, always);
+        field("width", "A coordinate or length within a cabinet, in pixels.", &RectProxy::width, lengthOrNone, always);
+        field("height", "A coordinate or length within a cabinet, in pixels.", &RectProxy::height, lengthOrNone, always);
+    }
+};
+
+template <>
+struct Table<PixelsProxy> {
+    static constexpr char name[] = "pixels";
+    static constexpr char about[] = "The pixel that cleared and never written planes consist of; zeros where there is none.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("chroma", "Raw bytes, two hexadecimal digits each; 16-bit values low byte first.", &PixelsProxy::chroma,
+              HexBytes());
+        field("multilayer", "Raw bytes, two hexadecimal digits each; 16-bit values low byte first.",
+              &PixelsProxy::multilayer, HexBytes());
+        field("lowGray", "Raw bytes, two hexadecimal digits each; 16-bit values low byte first.", &PixelsProxy::lowGray,
+              HexBytes());
     }
 };
 
@@ -365,46 +207,52 @@ struct Table<PixelsProxy> {
 
 template <>
 struct Table<Module> {
+    static constexpr char name[] = "module";
+    static constexpr char about[] = "A module of a receiving card.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("id", &Module::id, Text(), always);
-        field("flag", &Module::flag, Text());
-        field("rect", &Module::rect, As<RectProxy>(), always);
+        field("id", "Unique within the cabinet.", &Module::id, Text(), always);
+        field("flag", "Free text.", &Module::flag, Text());
+        field("rect", "", &Module::rect, As<RectProxy>(), always);
     }
 };
 
 template <>
 struct Table<ReceivingCard> {
+    static constexpr char name[] = "receivingCard";
+    static constexpr char about[] = "A receiving card.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("id", &ReceivingCard::id, Text(), always);
-        field("flag", &ReceivingCard::flag, Text());
-        field("rect", &ReceivingCard::rect, As<RectProxy>(), always);
-        field("modules", &ReceivingCard::modules, Objects());
+        field("id", "Free text; flash check replies give it as a number.", &ReceivingCard::id, Text(), always);
+        field("flag", "Free text.", &ReceivingCard::flag, Text());
+        field("rect", "", &ReceivingCard::rect, As<RectProxy>(), always);
+        field("modules", "Its modules.", &ReceivingCard::modules, Objects());
     }
 };
 
 template <>
 struct Table<Cabinet> {
+    static constexpr char name[] = "cabinet";
+    static constexpr char about[] = "A cabinet.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("id", &Cabinet::id, DecimalText(), always);
-        field("outputId", &Cabinet::outputId, Text(), always);
-        field("flag", &Cabinet::flag, Text());
-        field("placed", &Cabinet::placed, Bool());
-        field("listed", &Cabinet::listed, Bool());
-        field("position", &Cabinet::position, As<PointProxy>(), always);
-        field("size", &Cabinet::size, As<SizeProxy>(), always);
-        field("receivingCards", &Cabinet::receivingCards, Objects());
+        field("id", "A decimal number below 2^64, unique within the device.", &Cabinet::id, DecimalText(), always);
+        field("outputId", "The device's output that it hangs on.", &Cabinet::outputId, Text(), always);
+        field("flag", "Free text.", &Cabinet::flag, Text());
+        field("placed", "false: the device lists the cabinet, but does not place it.", &Cabinet::placed, Bool());
+        field("listed", "false: the device places the cabinet, but does not list it.", &Cabinet::listed, Bool());
+        field("position", "Relative to the sub-screen.", &Cabinet::position, As<PointProxy>(), always);
+        field("size", "", &Cabinet::size, As<SizeProxy>(), always);
+        field("receivingCards", "Receiving cards.", &Cabinet::receivingCards, Objects());
     }
     static void check(Reader &reader, const Cabinet &cabinet)
     {
         const QRect whole(QPoint(), cabinet.size);
         const auto checkInside = [&](const QRect &rect) {
-            const Json::JsonReader::At at(reader, "rect");
+            const Reader::At at(reader, "rect");
             const bool isInside = rect.x() + rect.width() <= whole.width() && rect.y() + rect.height() <= whole.height();
             if (cabinet.size.isValid() && !isInside) {
                 reader.problem(QStringLiteral("expected a place inside the cabinet of %1x%2, got %3x%4 at (%5, %6)")
@@ -417,16 +265,16 @@ struct Table<Cabinet> {
             }
         };
         QSet<QString> ids;
-        const Json::JsonReader::At atCards(reader, "receivingCards");
+        const Reader::At atCards(reader, "receivingCards");
         for (int i = 0; i < cabinet.receivingCards.size(); ++i) {
-            const Json::JsonReader::At atCard(reader, i);
+            const Reader::At atCard(reader, i);
             const ReceivingCard &card = cabinet.receivingCards[i];
             checkInside(card.rect);
-            const Json::JsonReader::At atModules(reader, "modules");
+            const Reader::At atModules(reader, "modules");
             for (int j = 0; j < card.modules.size(); ++j) {
-                const Json::JsonReader::At atModule(reader, j);
+                const Reader::At atModule(reader, j);
                 checkInside(card.modules[j].rect);
-                const Json::JsonReader::At atId(reader, "id");
+                const Reader::At atId(reader, "id");
                 if (ids.contains(card.modules[j].id))
                     reader.expected(QStringLiteral("an id that no other module of the cabinet has"), card.modules[j].id);
                 ids.insert(card.modules[j].id);
@@ -437,41 +285,53 @@ struct Table<Cabinet> {
 
 template <>
 struct Table<ModuleGrid> {
+    static constexpr char name[] = "modules";
+    static constexpr char about[] = "A regular grid of modules over each card, numbered from \"0\" through the whole "
+                                    "cabinet, card by card. Left out: no modules.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("columns", &ModuleGrid::columns, length, always);
-        field("rows", &ModuleGrid::rows, length, always);
+        field("columns", "A length in pixels.", &ModuleGrid::columns, length, always);
+        field("rows", "A length in pixels.", &ModuleGrid::rows, length, always);
     }
 };
 
 template <>
 struct Table<CardGrid> {
+    static constexpr char name[] = "cards";
+    static constexpr char about[] =
+        "A regular grid of receiving cards over each cabinet, numbered from \"0\" row by row. Left out: no cards.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("columns", &CardGrid::columns, length, always);
-        field("rows", &CardGrid::rows, length, always);
-        field("modules", &CardGrid::modules, OptionalObject(),
+        field("columns", "A length in pixels.", &CardGrid::columns, length, always);
+        field("rows", "A length in pixels.", &CardGrid::rows, length, always);
+        field("modules", "", &CardGrid::modules, OptionalObject(),
               [](const CardGrid &grid) { return grid.modules.has_value(); });
     }
 };
 
 template <>
 struct Table<CabinetGrid> {
+    static constexpr char name[] = "grid";
+    static constexpr char about[] =
+        "A regular grid of equal cabinets with its top-left corner at the sub-screen's position.";
     template <typename Field>
     static void fields(Field &field)
     {
         using Outputs = Enumeration<CabinetGrid::Outputs>;
-        field("columns", &CabinetGrid::columns, length, always);
-        field("rows", &CabinetGrid::rows, length, always);
-        field("cabinetSize", &CabinetGrid::cabinetSize, As<SizeProxy>(), always);
-        field("firstId", &CabinetGrid::firstId, bigCount);
-        field("outputs", &CabinetGrid::outputs, Outputs{{{"rows", CabinetGrid::Rows}, {"columns", CabinetGrid::Columns}}});
-        field("firstOutput", &CabinetGrid::firstOutput, lengthOrNone);
-        field("cards", &CabinetGrid::cards, OptionalObject());
+        field("columns", "Cabinets side by side.", &CabinetGrid::columns, length, always);
+        field("rows", "Cabinets on top of each other.", &CabinetGrid::rows, length, always);
+        field("cabinetSize", "", &CabinetGrid::cabinetSize, As<SizeProxy>(), always);
+        field("firstId", "The cabinet ids count up from here, row by row.", &CabinetGrid::firstId, bigCount);
+        field("outputs", "Whether the cabinets of a row or those of a column hang on one output.", &CabinetGrid::outputs,
+              Outputs{{{"rows", CabinetGrid::Rows}, {"columns", CabinetGrid::Columns}}});
+        field("firstOutput", "Output of the first row or column; they count up.", &CabinetGrid::firstOutput, lengthOrNone);
+        field("cards", "", &CabinetGrid::cards, OptionalObject());
     }
 };
+
+namespace {
 
 /// The cabinets of a sub-screen that make up a grid.
 struct Grid : Object {
@@ -489,20 +349,18 @@ struct Grid : Object {
                                .arg(longestLength)
                                .arg(columns * grid.cabinetSize.width())
                                .arg(rows * grid.cabinetSize.height()));
-        else if (columns * rows > mostCabinets - reader.gridsTotal)
+        else if (columns * rows > mostCabinets - wallReader(reader).gridsTotal)
             reader.problem(QStringLiteral("expected at most %1 cabinets in the grids of a wall").arg(mostCabinets));
         else if (grid.partsOfCabinet() > mostModulesOfCabinet)
             reader.problem(QStringLiteral("expected at most %1 modules in a cabinet").arg(mostModulesOfCabinet));
         else
             subScreen.cabinets += gridCabinets(grid);
-        reader.gridsTotal += subScreen.cabinets.size();
-        reader.gridCabinets.insert(reader.index(), subScreen.cabinets.size());
+        wallReader(reader).gridsTotal += subScreen.cabinets.size();
+        wallReader(reader).gridCabinets.insert(reader.index(), subScreen.cabinets.size());
     }
-    QByteArray write(const SubScreen &subScreen, int depth) const
-    {
-        const std::optional<CabinetGrid> grid = gridOf(subScreen.cabinets);
-        return grid ? writeObject(*grid, depth) : QByteArray();
-    }
+    static bool isAbsent(const SubScreen &subScreen) { return !gridOf(subScreen.cabinets); }
+    void write(Writer &out, const SubScreen &subScreen) const { writeObject(out, *gridOf(subScreen.cabinets)); }
+    void describe(Schema &schema, const SubScreen &) const { schema.reference<CabinetGrid>(); }
 };
 
 /// The others, one by one.
@@ -511,20 +369,23 @@ struct Cabinets : Objects {
     {
         Objects::read(reader, value, subScreen.cabinets);
     }
-    QByteArray write(const SubScreen &subScreen, int depth) const
-    {
-        return gridOf(subScreen.cabinets) ? QByteArray() : Objects::write(subScreen.cabinets, depth);
-    }
+    static bool isAbsent(const SubScreen &subScreen) { return !Grid::isAbsent(subScreen); }
+    void write(Writer &out, const SubScreen &subScreen) const { Objects::write(out, subScreen.cabinets); }
+    void describe(Schema &schema, const SubScreen &subScreen) const { Objects::describe(schema, subScreen.cabinets); }
 };
+
+} // namespace
 
 template <>
 struct Table<SubScreen> {
+    static constexpr char name[] = "subScreen";
+    static constexpr char about[] = "A placed set of cabinets: those of a grid, then others one by one.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("position", &SubScreen::position, As<PointProxy>());
-        field("grid", Whole(), Grid());
-        field("cabinets", Whole(), Cabinets());
+        field("position", "Relative to the screen's position; by default (0, 0).", &SubScreen::position, As<PointProxy>());
+        field("grid", "", Whole(), Grid());
+        field("cabinets", "Cabinets one by one.", Whole(), Cabinets());
     }
 };
 
@@ -532,18 +393,23 @@ struct Table<SubScreen> {
 
 template <>
 struct Table<Timing> {
+    static constexpr char name[] = "timing";
+    static constexpr char about[] = "How long the device takes to answer; added to what its personality has.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("latency", &Timing::latency, milliseconds);
-        field("jitter", &Timing::jitter, milliseconds);
-        field("bytesPerSecond", &Timing::bytesPerSecond, bigCount);
-        field("settleInThread", &Timing::settleInThread, Bool());
+        field("latency", "Before every answer.", &Timing::latency, milliseconds);
+        field("jitter", "Up to this much is added to each latency.", &Timing::jitter, milliseconds);
+        field("bytesPerSecond", "For the characters of a call's request and reply; 0: no limit.", &Timing::bytesPerSecond,
+              bigCount);
+        field("settleInThread", "Uploads with a promise settle from a thread of the wall.", &Timing::settleInThread, Bool());
     }
 };
 
 template <>
 struct Table<Fault> {
+    static constexpr char name[] = "fault";
+    static constexpr char about[] = "Something that goes wrong when the device is called.";
     template <typename Field>
     static void fields(Field &field)
     {
@@ -559,33 +425,38 @@ struct Table<Fault> {
                                               {"status", Fault::Status},
                                               {"vanish", Fault::Vanish},
                                               {"restart", Fault::Restart}}};
-        const auto type = [](Fault::Type wanted) { return [=](const Fault &fault) { return fault.type == wanted; }; };
-        field("type", &Fault::type, types, always);
-        field("operation", &Fault::operation, OneOf{"an operation's name", operationNames()});
-        field("target", &Fault::target, Text{false});
-        field("after", &Fault::after, count);
-        field("times", &Fault::times, Integer{-1, largestInt});
-        field("milliseconds", &Fault::milliseconds, milliseconds, type(Fault::LateAnswer));
-        field("key", &Fault::key, Text());
-        field("status", &Fault::status, Text{false}, type(Fault::Status));
+        using Of = Where<Fault, Fault::Type>;
+        field("type", "What goes wrong (docs/faults.md).", &Fault::type, types, always);
+        field("operation", "The operation; left out: every one.", &Fault::operation,
+              OneOf{"an operation's name", operationNames()});
+        field("target", "Cabinet id or screen selector; left out: any.", &Fault::target, Text{false});
+        field("after", "The first calls that match and are left alone.", &Fault::after, count);
+        field("times", "How many calls after those go wrong; -1: all.", &Fault::times, Integer{-1, largestInt});
+        field("milliseconds", "How much longer a late answer takes.", &Fault::milliseconds, milliseconds,
+              Of{"type", "lateAnswer", &Fault::type, Fault::LateAnswer});
+        field("key", "The entry that is missing or of a wrong type; left out: one that is drawn.", &Fault::key, Text());
+        field("status", "The status that is answered, such as \"404\".", &Fault::status, Text{false},
+              Of{"type", "status", &Fault::type, Fault::Status});
     }
 };
-
-/// The screen that a device drives, kept in the device itself.
-struct Screen;
 
 template <>
 struct Table<Screen> {
+    static constexpr char name[] = "screen";
+    static constexpr char about[] = "A device's part of a screen. Devices with the same id make up one screen.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("id", &Device::screenId, Text(), always);
-        field("name", &Device::screenName, Text(), always);
-        field("useName", &Device::useScreenName, Bool());
-        field("position", &Device::screenPosition, As<PointProxy>());
-        field("subScreens", &Device::subScreens, Objects(), always);
+        field("id", "Screen id.", &Device::screenId, Text(), always);
+        field("name", "Screen name.", &Device::screenName, Text(), always);
+        field("useName", "false: the screen is called by the device's customName.", &Device::useScreenName, Bool());
+        field("position", "Origin of the device's sub-screens on the screen; by default (0, 0).", &Device::screenPosition,
+              As<PointProxy>());
+        field("subScreens", "The cabinets, in placed sets.", &Device::subScreens, Objects(), always);
     }
 };
+
+namespace {
 
 /// A list of one, for devices with several screens to come.
 struct Screens : Objects {
@@ -594,41 +465,59 @@ struct Screens : Objects {
         const QJsonArray array = value.toArray();
         if (array.size() != 1)
             return reader.expected(what(), value);
-        reader.gridCabinets.clear();
-        const Json::JsonReader::At at(reader, 0);
+        wallReader(reader).gridCabinets.clear();
+        const Reader::At at(reader, 0);
         readObject<Device, Table<Screen>>(reader, array.first(), device);
     }
-    QByteArray write(const Device &device, int depth) const
+    void write(Writer &out, const Device &device) const
     {
-        return Json::Text::list({writeObject<Device, Table<Screen>>(device, depth + 1)}, depth);
+        out.open('[');
+        writeObject<Device, Table<Screen>>(out, device);
+        out.close(']');
     }
     QString what() const { return QStringLiteral("a list of one screen"); }
+    void describe(Schema &schema, const Device &) const
+    {
+        schema.entries(R"("type": "array", "minItems": 1, "maxItems": 1)");
+        schema.out.key("items");
+        schema.out.open('{');
+        schema.reference<Device, Table<Screen>>();
+        schema.out.close('}');
+    }
 };
+
+} // namespace
 
 template <>
 struct Table<Device> {
+    static constexpr char name[] = "device";
+    static constexpr char about[] = "A controller with all that it drives.";
     template <typename Field>
     static void fields(Field &field)
     {
-        field("key", &Device::key, Text{false}, always);
-        field("label", &Device::label, Text());
-        field("customName", &Device::customName, Text());
-        field("personality", &Device::personality, OneOf{"a personality", personalityNames()});
-        field("timing", &Device::timing, Object());
-        field("faults", &Device::faults, Objects());
-        field("brightnessMin", &Device::brightnessMin, count);
-        field("brightnessMax", &Device::brightnessMax, count);
-        field("brightnessDefault", &Device::brightnessDefault, count);
-        field("multilayerCorrection", &Device::multilayerCorrection, Bool());
-        field("multilayerCorrectionLayers", &Device::multilayerCorrectionLayers, count);
-        field("multilayerBytesPerPixel", &Device::multilayerBytesPerPixel, length);
-        field("fineGrayscale", &Device::fineGrayscale, Bool());
-        field("xBitPlus", &Device::xBitPlus, Bool());
-        field("magicGray", &Device::magicGray, Bool());
-        field("checkerboardSupported", &Device::checkerboardSupported, Bool());
-        field("allowDuplicateIds", &Device::allowDuplicateIds, Bool());
-        field("allowOverlaps", &Device::allowOverlaps, Bool());
-        field("screens", Whole(), Screens(), always);
+        field("key", "Device key, unique in the wall: first argument of every operation.", &Device::key, Text{false},
+              always);
+        field("label", "What discovery shows.", &Device::label, Text());
+        field("customName", "Custom name of the hardware information.", &Device::customName, Text());
+        field("personality", "How the device behaves (docs/faults.md).", &Device::personality,
+              OneOf{"a personality", personalityNames()});
+        field("timing", "", &Device::timing, Object());
+        field("faults", "What goes wrong; of those that apply to a call the last one counts.", &Device::faults, Objects());
+        field("brightnessMin", "Lower brightness requests are refused.", &Device::brightnessMin, count);
+        field("brightnessMax", "Higher brightness requests are refused.", &Device::brightnessMax, count);
+        field("brightnessDefault", "Brightness until one is set; from brightnessMin to brightnessMax.",
+              &Device::brightnessDefault, count);
+        field("multilayerCorrection", "Feature: multilayer correction.", &Device::multilayerCorrection, Bool());
+        field("multilayerCorrectionLayers", "Feature: its layers.", &Device::multilayerCorrectionLayers, count);
+        field("multilayerBytesPerPixel", "Length of a pixel in multilayer planes.", &Device::multilayerBytesPerPixel,
+              length);
+        field("fineGrayscale", "Feature.", &Device::fineGrayscale, Bool());
+        field("xBitPlus", "Feature.", &Device::xBitPlus, Bool());
+        field("magicGray", "Feature.", &Device::magicGray, Bool());
+        field("checkerboardSupported", "false: checkerboard requests are refused.", &Device::checkerboardSupported, Bool());
+        field("allowDuplicateIds", "Several cabinets may have one id.", &Device::allowDuplicateIds, Bool());
+        field("allowOverlaps", "Cabinets may lie on top of each other.", &Device::allowOverlaps, Bool());
+        field("screens", "The screen that the device drives, or its part of one. Exactly one.", Whole(), Screens(), always);
     }
     static void check(Reader &reader, const Device &device)
     {
@@ -650,7 +539,7 @@ private:
         int index; ///< Of the list "cabinets"; negative for one of the grid.
     };
 
-    static QVector<Placed> placedCabinets(const Reader &reader, const Device &device)
+    static QVector<Placed> placedCabinets(Reader &reader, const Device &device)
     {
         QVector<Placed> result;
         for (int i = 0; i < device.subScreens.size(); ++i) {
@@ -658,7 +547,7 @@ private:
             for (int j = 0; j < subScreen.cabinets.size(); ++j) {
                 const Cabinet &cabinet = subScreen.cabinets[j];
                 result.append({&cabinet, QRect(subScreen.position + cabinet.position, cabinet.size), i,
-                               j - reader.gridCabinets.value(i)});
+                               j - wallReader(reader).gridCabinets.value(i)});
             }
         }
         return result;
@@ -668,17 +557,17 @@ private:
     template <typename Report>
     static void at(Reader &reader, const Placed &placed, const char *entry, Report report)
     {
-        const Json::JsonReader::At atScreens(reader, "screens");
-        const Json::JsonReader::At atScreen(reader, 0);
-        const Json::JsonReader::At atSubScreens(reader, "subScreens");
-        const Json::JsonReader::At atSubScreen(reader, placed.subScreen);
+        const Reader::At atScreens(reader, "screens");
+        const Reader::At atScreen(reader, 0);
+        const Reader::At atSubScreens(reader, "subScreens");
+        const Reader::At atSubScreen(reader, placed.subScreen);
         if (placed.index < 0) {
-            const Json::JsonReader::At atGrid(reader, "grid");
+            const Reader::At atGrid(reader, "grid");
             return report();
         }
-        const Json::JsonReader::At atCabinets(reader, "cabinets");
-        const Json::JsonReader::At atCabinet(reader, placed.index);
-        const Json::JsonReader::At atEntry(reader, entry);
+        const Reader::At atCabinets(reader, "cabinets");
+        const Reader::At atCabinet(reader, placed.index);
+        const Reader::At atEntry(reader, entry);
         report();
     }
 
@@ -687,10 +576,10 @@ private:
         const int least = device.brightnessMin;
         const int most = device.brightnessMax;
         if (least > most) {
-            const Json::JsonReader::At atMax(reader, "brightnessMax");
+            const Reader::At atMax(reader, "brightnessMax");
             reader.expected(QStringLiteral("at least brightnessMin (%1)").arg(least), most);
         } else if (device.brightnessDefault < least || device.brightnessDefault > most) {
-            const Json::JsonReader::At atDefault(reader, "brightnessDefault");
+            const Reader::At atDefault(reader, "brightnessDefault");
             reader.expected(QStringLiteral("an integer from brightnessMin (%1) to brightnessMax (%2)").arg(least).arg(most),
                             device.brightnessDefault);
         }
@@ -778,6 +667,8 @@ private:
 
 template <>
 struct Table<Event> {
+    static constexpr char name[] = "event";
+    static constexpr char about[] = "Something that happens to a device by itself.";
     template <typename Field>
     static void fields(Field &field)
     {
@@ -787,61 +678,41 @@ struct Table<Event> {
                                               {"restart", Event::Restart},
                                               {"addFault", Event::AddFault},
                                               {"clearFaults", Event::ClearFaults}}};
-        const auto type = [](Event::Type wanted) { return [=](const Event &event) { return event.type == wanted; }; };
-        field("at", &Event::at, milliseconds, always);
-        field("type", &Event::type, types, always);
-        field("device", &Event::deviceKey, Text{false}, always);
-        field("name", &Event::name, Text(), type(Event::Rename));
-        field("fault", &Event::fault, Object(), type(Event::AddFault));
+        using Of = Where<Event, Event::Type>;
+        field("at", "Since the wall was set up.", &Event::at, milliseconds, always);
+        field("type", "", &Event::type, types, always);
+        field("device", "The device's key.", &Event::deviceKey, Text{false}, always);
+        field("name", "The new screen name.", &Event::name, Text(), Of{"type", "rename", &Event::type, Event::Rename});
+        field("fault", "The fault that is added.", &Event::fault, Object(),
+              Of{"type", "addFault", &Event::type, Event::AddFault});
     }
-};
-
-const char formatName[] = "led-wall";
-
-/// What makes a file a wall file; read before everything else.
-struct Format {
-    void read(Reader &reader, const QJsonValue &value, const WallDescription &) const
-    {
-        if (value.toString() != QLatin1String(formatName))
-            reader.expected(what(), value);
-    }
-    QByteArray write(const WallDescription &, int) const { return Json::Text::text(QLatin1String(formatName)); }
-    QString what() const { return QStringLiteral("\"%1\"").arg(QLatin1String(formatName)); }
-};
-
-struct Version {
-    void read(Reader &reader, const QJsonValue &value, const WallDescription &) const
-    {
-        if (!value.isDouble())
-            reader.expected(what(), value);
-        else if (value != QJsonValue(version))
-            reader.problem(QStringLiteral("this program reads version %1, the file has %2")
-                               .arg(QString::number(version), QString::fromUtf8(Json::Text::number(value.toDouble()))));
-    }
-    QByteArray write(const WallDescription &, int) const { return QByteArray::number(version); }
-    QString what() const { return QStringLiteral("the number %1").arg(version); }
 };
 
 /// The whole file.
 template <>
 struct Table<WallDescription> {
+    static constexpr char name[] = "wall";
+    static constexpr char about[] = "A virtual LED wall. All lengths are pixels.";
     template <typename Field>
     static void header(Field &field)
     {
-        field("format", Whole(), Format(), always);
-        field("version", Whole(), Version(), always);
+        field("format", "", Whole(), Format{"led-wall"}, always);
+        field("version", "", Whole(), Version{1}, always);
     }
     template <typename Field>
     static void fields(Field &field)
     {
         header(field);
-        field("title", &WallDescription::title, Text());
-        field("seed", &WallDescription::seed, bigCount);
-        field("chaos", &WallDescription::chaos, Share());
-        field("replyBlockHeight", &WallDescription::replyBlockHeight, lengthOrNone);
-        field("defaultPixels", &WallDescription::defaultPixels, As<PixelsProxy>());
-        field("devices", &WallDescription::devices, Objects(), always);
-        field("events", &WallDescription::events, Objects());
+        field("title", "Free text.", &WallDescription::title, Text());
+        field("seed", "For everything that is drawn.", &WallDescription::seed, bigCount);
+        field("chaos", "Share of the calls that meet a drawn fault.", &WallDescription::chaos, Share());
+        field("replyBlockHeight", "Loaded coefficients come in bands of this many rows; 0: in one block.",
+              &WallDescription::replyBlockHeight, lengthOrNone);
+        field("defaultPixels", "", &WallDescription::defaultPixels, As<PixelsProxy>());
+        field("devices", "The devices, in the order in which discovery lists them.", &WallDescription::devices, Objects(),
+              always);
+        field("events", "What happens, in any order; those of one moment in the order of the list.",
+              &WallDescription::events, Objects());
     }
     static void check(Reader &reader, const WallDescription &wall)
     {
@@ -849,9 +720,9 @@ struct Table<WallDescription> {
         for (int i = 0; i < wall.devices.size(); ++i) {
             const QString &key = wall.devices[i].key;
             if (!key.isEmpty() && keys.contains(key)) {
-                const Json::JsonReader::At atDevices(reader, "devices");
-                const Json::JsonReader::At atDevice(reader, i);
-                const Json::JsonReader::At atKey(reader, "key");
+                const Reader::At atDevices(reader, "devices");
+                const Reader::At atDevice(reader, i);
+                const Reader::At atKey(reader, "key");
                 reader.expected(QStringLiteral("a key that no other device has"), key);
             }
             keys.insert(key);
@@ -859,126 +730,22 @@ struct Table<WallDescription> {
         for (int i = 0; i < wall.events.size(); ++i) {
             const QString &key = wall.events[i].deviceKey;
             if (!key.isEmpty() && !keys.contains(key)) {
-                const Json::JsonReader::At atEvents(reader, "events");
-                const Json::JsonReader::At atEvent(reader, i);
-                const Json::JsonReader::At atKey(reader, "device");
+                const Reader::At atEvents(reader, "events");
+                const Reader::At atEvent(reader, i);
+                const Reader::At atKey(reader, "device");
                 reader.expected(QStringLiteral("the key of a device of this wall"), key);
             }
         }
     }
 };
 
-// Objects
+} // namespace Json
 
-/// Reads the entries that a table names.
-template <typename T>
-class FieldReader
-{
-public:
-    FieldReader(Reader &reader, const QJsonObject &object, T &target) : m_reader(reader), m_object(object), m_target(target)
-    {
-    }
+namespace Simulator {
 
-    template <typename Member, typename Owner, typename Rule, typename Needed = decltype(never)>
-    void operator()(const char *key, Member Owner::*member, const Rule &rule, const Needed &needed = never)
-    {
-        take(key, rule, needed, m_target.*member);
-    }
-    template <typename Rule, typename Needed = decltype(never)>
-    void operator()(const char *key, Whole, const Rule &rule, const Needed &needed = never)
-    {
-        take(key, rule, needed, m_target);
-    }
-    /// When all fields were named.
-    void finish() const
-    {
-        if (m_found != m_object.size())
-            m_reader.unknownKeys(m_object, m_keys);
-    }
+namespace {
 
-private:
-    template <typename Rule, typename Needed, typename Target>
-    void take(const char *key, const Rule &rule, const Needed &needed, Target &target)
-    {
-        m_keys += QLatin1String(key);
-        const Json::JsonReader::At at(m_reader, key);
-        const auto it = m_object.constFind(QLatin1String(key));
-        if (it != m_object.constEnd()) {
-            ++m_found;
-            rule.read(m_reader, *it, target);
-        } else if (needed(std::as_const(m_target))) {
-            m_reader.expected(rule.what(), QJsonValue::Undefined);
-        }
-    }
-
-    Reader &m_reader;
-    const QJsonObject &m_object;
-    T &m_target;
-    QStringList m_keys;
-    int m_found = 0;
-};
-
-/// Writes them.
-template <typename T>
-class FieldWriter
-{
-public:
-    FieldWriter(const T &value, int depth) : m_value(value), m_depth(depth) {}
-
-    template <typename Member, typename Owner, typename Rule, typename Needed = decltype(never)>
-    void operator()(const char *key, Member Owner::*member, const Rule &rule, const Needed &needed = never)
-    {
-        if (needed(m_value) || !(m_value.*member == m_default.*member))
-            add(key, rule.write(m_value.*member, m_depth + 1));
-    }
-    template <typename Rule, typename Needed = decltype(never)>
-    void operator()(const char *key, Whole, const Rule &rule, const Needed & = never)
-    {
-        add(key, rule.write(m_value, m_depth + 1));
-    }
-    QByteArray object() const { return Json::Text::object(m_entries, m_depth); }
-
-private:
-    void add(const char *key, const QByteArray &value)
-    {
-        if (!value.isEmpty())
-            m_entries += Json::Text::entry(key, value);
-    }
-
-    const T &m_value;
-    const T m_default{};
-    int m_depth;
-    QVector<QByteArray> m_entries;
-};
-
-template <typename TableOfT, typename T, typename = void>
-struct HasCheck : std::false_type {
-};
-template <typename TableOfT, typename T>
-struct HasCheck<TableOfT, T, std::void_t<decltype(TableOfT::check(std::declval<Reader &>(), std::declval<const T &>()))>>
-    : std::true_type {
-};
-
-template <typename T, typename TableOfT>
-void readObject(Reader &reader, const QJsonValue &value, T &target)
-{
-    if (!value.isObject())
-        return reader.expected(Object().what(), value);
-    const QJsonObject object = value.toObject();
-    FieldReader<T> field(reader, object, target);
-    TableOfT::fields(field);
-    field.finish();
-    if constexpr (HasCheck<TableOfT, T>::value)
-        TableOfT::check(reader, target);
-}
-
-template <typename T, typename TableOfT>
-QByteArray writeObject(const T &value, int depth)
-{
-    FieldWriter<T> field(value, depth);
-    TableOfT::fields(field);
-    return field.object();
-}
+constexpr qint64 largestFile = 1LL << 30;
 
 bool fail(QString *error, const QString &text)
 {
@@ -991,15 +758,15 @@ bool fail(QString *error, const QString &text)
 
 bool parseWall(const QByteArray &json, const QString &source, WallDescription &wall, QString *error)
 {
-    Reader reader(source);
+    Json::WallReader reader(source);
     WallDescription read;
     QJsonObject object;
     if (reader.parse(json, object)) {
         const int problems = reader.problemCount();
-        FieldReader<WallDescription> header(reader, object, read);
-        Table<WallDescription>::header(header);
+        Json::FieldReader<WallDescription> header(reader, object, read);
+        Json::Table<WallDescription>::header(header);
         if (reader.problemCount() == problems) // Of another format nothing else could be understood.
-            readObject(reader, object, read);
+            Json::readObject(reader, object, read);
     }
     if (!reader.isGood())
         return fail(error, reader.problems());
@@ -1030,7 +797,21 @@ bool readWall(const QString &path, WallDescription &wall, QString *error)
 
 QByteArray wallToJson(const WallDescription &wall)
 {
-    return writeObject(wall, 0) + '\n';
+    Json::Writer out;
+    Json::writeObject(out, wall);
+    return Json::layOut(out.json()) + '\n';
+}
+
+QByteArray wallSchema()
+{
+    using Table = Json::Table<WallDescription>;
+    Json::Schema schema;
+    schema.out.open('{');
+    schema.entries(R"("$schema": "https://json-schema.org/draft/2020-12/schema", "title": "LED wall")");
+    schema.entries(R"("$comment": "docs/walls.md explains it. The reader also checks what a schema cannot say: unique keys )"
+                   "and ids, cards and modules inside their cabinets, cabinets that do not overlap.\"");
+    schema.describe<WallDescription, Table>();
+    return schema.finish();
 }
 
 bool writeWall(const QString &path, const WallDescription &wall, QString *error)

@@ -1,6 +1,6 @@
 #include "DeviceFolder.h"
 
-#include <adapter/json/JsonReader.h>
+#include <adapter/json/Reader.h>
 
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QJsonArray>
@@ -521,7 +521,7 @@ private:
     bool integer(const QJsonObject &object, const char *key, qint64 least, qint64 greatest, qint64 &result)
     {
         const QJsonValue value = object.value(QString::fromUtf8(key));
-        const Json::JsonReader::At at(m_json, key);
+        const Json::Reader::At at(m_json, key);
         return integer(value, least, greatest, result);
     }
     bool integer(const QJsonValue &value, qint64 least, qint64 greatest, qint64 &result)
@@ -548,7 +548,7 @@ private:
     void optional(const QJsonObject &object, const char *key, bool &result)
     {
         const QJsonValue value = object.value(QString::fromUtf8(key));
-        const Json::JsonReader::At at(m_json, key);
+        const Json::Reader::At at(m_json, key);
         if (value.isBool())
             result = value.toBool();
         else if (!value.isUndefined())
@@ -557,7 +557,7 @@ private:
     void optional(const QJsonObject &object, const char *key, QString &result)
     {
         const QJsonValue value = object.value(QString::fromUtf8(key));
-        const Json::JsonReader::At at(m_json, key);
+        const Json::Reader::At at(m_json, key);
         if (value.isString())
             result = value.toString();
         else if (!value.isUndefined())
@@ -568,7 +568,7 @@ private:
     void object(const QJsonObject &parent, const char *key, Read read)
     {
         const QJsonValue value = parent.value(QString::fromUtf8(key));
-        const Json::JsonReader::At at(m_json, key);
+        const Json::Reader::At at(m_json, key);
         if (value.isObject())
             read(value.toObject());
         else if (!value.isUndefined())
@@ -579,7 +579,7 @@ private:
     void list(const QJsonObject &parent, const char *key, Read read)
     {
         const QJsonValue value = parent.value(QString::fromUtf8(key));
-        const Json::JsonReader::At at(m_json, key);
+        const Json::Reader::At at(m_json, key);
         if (!value.isArray()) {
             if (!value.isUndefined())
                 m_json.expected(QStringLiteral("a list"), value);
@@ -587,7 +587,7 @@ private:
         }
         const QJsonArray elements = value.toArray();
         for (int i = 0; i < elements.size(); ++i) {
-            const Json::JsonReader::At element(m_json, i);
+            const Json::Reader::At element(m_json, i);
             read(elements[i]);
         }
     }
@@ -627,14 +627,14 @@ private:
                     object(cabinets, id.constData(),
                            [&](const QJsonObject &cabinet) { readCabinet(it.key(), id, cabinet); });
                 } else {
-                    const Json::JsonReader::At at(m_json, id.constData());
+                    const Json::Reader::At at(m_json, id.constData());
                     m_json.problem(
                         QStringLiteral("wall.json has no such cabinet in device \"%1\"").arg(m_device.description.key));
                 }
             }
         });
         for (const char *const key : {"device", "cabinets"}) {
-            const Json::JsonReader::At at(m_json, key);
+            const Json::Reader::At at(m_json, key);
             if (!state.contains(QString::fromUtf8(key)))
                 m_json.problem(QStringLiteral("is missing"));
         }
@@ -651,19 +651,19 @@ private:
     {
         {
             const QJsonValue format = state.value(QLatin1String("format"));
-            const Json::JsonReader::At at(m_json, "format");
+            const Json::Reader::At at(m_json, "format");
             if (format != QJsonValue(stateFormat))
                 m_json.expected(QStringLiteral("\"%1\"").arg(stateFormat), format);
         }
         if (m_json.isGood()) {
             const QJsonValue version = state.value(QLatin1String("version"));
-            const Json::JsonReader::At at(m_json, "version");
+            const Json::Reader::At at(m_json, "version");
             if (version != QJsonValue(stateVersion) && version != QJsonValue(versionWithoutChecksum))
                 m_json.expected(QStringLiteral("%1 or %2").arg(versionWithoutChecksum).arg(stateVersion), version);
         }
         if (m_json.isGood()) {
             const QJsonValue key = state.value(QLatin1String("key"));
-            const Json::JsonReader::At at(m_json, "key");
+            const Json::Reader::At at(m_json, "key");
             if (key != QJsonValue(m_device.description.key))
                 m_json.expected(QStringLiteral("\"%1\"").arg(m_device.description.key), key);
         }
@@ -677,7 +677,7 @@ private:
         const int start = text.lastIndexOf(checksumStart);
         if (start >= 0 && text.mid(start) == checksumStart + sha1(text.left(start)).toHex() + checksumEnd)
             return true;
-        const Json::JsonReader::At at(m_json, "sha1");
+        const Json::Reader::At at(m_json, "sha1");
         m_json.problem(QStringLiteral("does not match the file; if the file was edited on purpose, write \"%1\" here")
                            .arg(acceptedEdit));
         return false;
@@ -751,7 +751,7 @@ private:
         optional(cabinet, "effectMode", state.effectMode);
         readGamma(cabinet, state.gamma);
         if (cabinet.contains(QLatin1String("multilayerParameter"))) {
-            const Json::JsonReader::At at(m_json, "multilayerParameter");
+            const Json::Reader::At at(m_json, "multilayerParameter");
             state.multilayerParameter = parameter(
                 cabinet.value(QLatin1String("multilayerParameter")), {"inLayer1", "inLayer2", "inLayer3", "inLayer4"},
                 {"inVldBitLayer01", "inVldBitLayer12", "inVldBitLayer23", "inVldBitLayer34"});
@@ -783,7 +783,7 @@ private:
                 if (qAsConst(m_device).describedModule(id, name)) {
                     read(modules, module.constData());
                 } else {
-                    const Json::JsonReader::At at(m_json, module.constData());
+                    const Json::Reader::At at(m_json, module.constData());
                     m_json.problem(QStringLiteral("wall.json has no such module in cabinet %1").arg(id));
                 }
             }
@@ -792,7 +792,7 @@ private:
 
     bool checkSize(const QString &id, const QJsonObject &cabinet)
     {
-        const Json::JsonReader::At at(m_json, "size");
+        const Json::Reader::At at(m_json, "size");
         const QJsonValue value = cabinet.value(QLatin1String("size"));
         const QJsonArray size = value.toArray();
         if (size.size() != 2 || !size[0].isDouble() || !size[1].isDouble()) {
@@ -837,12 +837,12 @@ private:
         good = integer(entry, "length", 1, anyInt, length) && good;
         found.place.length = static_cast<int>(length);
         if (good && expectedLength >= 0 && length != expectedLength) {
-            const Json::JsonReader::At at(m_json, "length");
+            const Json::Reader::At at(m_json, "length");
             m_json.problem(QStringLiteral("a plane of this cabinet has %1 bytes, not %2").arg(expectedLength).arg(length));
             good = false;
         }
         {
-            const Json::JsonReader::At at(m_json, "pack");
+            const Json::Reader::At at(m_json, "pack");
             const QJsonValue pack = entry.value(QLatin1String("pack"));
             found.place.pack = packNumber(pack.toString().toUtf8());
             if (found.place.pack == 0) {
@@ -851,7 +851,7 @@ private:
             }
         }
         {
-            const Json::JsonReader::At at(m_json, "sha1");
+            const Json::Reader::At at(m_json, "sha1");
             const QJsonValue sha1 = entry.value(QLatin1String("sha1"));
             found.place.sha1 = QByteArray::fromHex(sha1.toString().toLatin1());
             if (found.place.sha1.size() != sha1Length || sha1.toString().size() != 2 * sha1Length) {
@@ -921,23 +921,23 @@ private:
 
     void problemOf(const Found &found, const char *key, const QString &reason)
     {
-        const Json::JsonReader::At cabinets(m_json, "cabinets");
-        const Json::JsonReader::At id(m_json, found.id.constData());
-        const Json::JsonReader::At group(m_json, found.slot->kind ? "planes" : "configFile");
+        const Json::Reader::At cabinets(m_json, "cabinets");
+        const Json::Reader::At id(m_json, found.id.constData());
+        const Json::Reader::At group(m_json, found.slot->kind ? "planes" : "configFile");
         if (!found.slot->kind) {
-            const Json::JsonReader::At at(m_json, key);
+            const Json::Reader::At at(m_json, key);
             m_json.problem(reason);
             return;
         }
-        const Json::JsonReader::At kind(m_json, found.slot->kind);
-        const Json::JsonReader::At store(m_json, found.slot->store);
-        const Json::JsonReader::At at(m_json, key);
+        const Json::Reader::At kind(m_json, found.slot->kind);
+        const Json::Reader::At store(m_json, found.slot->store);
+        const Json::Reader::At at(m_json, key);
         m_json.problem(reason);
     }
 
     const DeviceFolder &m_folder;
     DeviceState &m_device;
-    Json::JsonReader m_json;
+    Json::Reader m_json;
     QVector<Found> m_found;
 };
 

@@ -1,6 +1,7 @@
 #include "Replay.h"
 
 #include <adapter/json/Describe.h>
+#include <adapter/json/Reader.h>
 #include <adapter/json/TypedJson.h>
 
 #include <algorithm>

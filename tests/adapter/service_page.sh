@@ -1,15 +1,14 @@
 #!/usr/bin/env bash
-# Compares docs/service.md and the comments of service/'s operations with what the operation table gives.
+# Compares the files that come from tables with what the tables give.
 #
-# usage: service_page.sh SOURCE_DIR PROGRAM...
+# usage: service_page.sh SOURCE_DIR PROGRAM
 set -euo pipefail
 
-source=$1
-shift
+cd "$1"
+files=$("$2")
 current=yes
-diff -u "$source/docs/service.md" <("$@") || current=
-for header in "$source"/service/{CabinetInfoOperator,Correctionop,HWInfo,HttpProxy,ScreenInfo}.h; do
-    diff -u "$header" <("$@" "$header") || current=
+for file in $files; do
+    diff -u "$file" <("$2" "$file") || current=
 done
 if [[ -z $current ]]; then
     echo "these are not current: run scripts/service-page" >&2

@@ -486,51 +486,55 @@ private Q_SLOTS:
             QTest::newRow(name) << content << calls << QString::fromUtf8(quoted(problem));
         };
         raw("an empty file", "", 0, "empty, not even a header");
-        raw("no JSON", "led wall\n", 0, "line 1: byte 1: illegal value");
-        raw("a header that is no map", "[1]\n", 0, "line 1: expected a map");
+        raw("no JSON", "led wall\n", 0, "line 1: byte 1: no JSON: illegal value");
+        raw("a header that is no map", "[1]\n", 0, "line 1: expected an object, got a list");
         raw("a call without header", quoted("{'number': 1, 'operation': 'x', 'result': true}\n"), 0,
-            "line 1: journal: missing");
+            "line 1: journal: expected 'led-wall', got nothing");
         raw("another format", quoted("{'journal': 'tape', 'version': 1}\n"), 0,
             "line 1: journal: expected 'led-wall', got 'tape'");
-        raw("another version", quoted("{'journal': 'led-wall', 'version': 2}\n"), 0, "line 1: version: expected 1, got 2");
+        raw("another version", quoted("{'journal': 'led-wall', 'version': 2}\n"), 0,
+            "line 1: version: this program reads version 1, the file has 2");
         raw("a version that is none", quoted("{'journal': 'led-wall', 'version': '1'}\n"), 0,
-            "line 1: version: expected an integer from 1, got text '1'");
+            "line 1: version: expected the number 1, got '1'");
         raw("an unknown key in the header", quoted("{'journal': 'led-wall', 'version': 1, 'author': 'x'}\n"), 0,
-            "line 1: author: unknown key");
+            "line 1: unknown key 'author', known are journal, version, source, started");
 
         const auto line = [&](const char *name, const char *text, const char *problem) {
             raw(name, header + quoted("{'number': 1, 'operation': 'x', 'result': true}\n") + quoted(text) + '\n', 1,
                 problem);
         };
-        line("a line that is no JSON", "{'number': 2,, }", "line 3: byte 14: unterminated object");
-        line("a line that is no map", "7", "line 3: byte 1: illegal value");
-        line("two values on a line", "{} {}", "line 3: byte 3: garbage at the end of the document");
-        line("text that is no UTF-8", "{'operation': '\xff'}", "line 3: byte 15: invalid UTF8 string");
-        line("no number", "{'operation': 'x', 'result': true}", "line 3: number: missing");
+        line("a line that is no JSON", "{'number': 2,, }", "line 3: byte 14: no JSON: unterminated object");
+        line("a line that is no map", "7", "line 3: byte 1: no JSON: illegal value");
+        line("two values on a line", "{} {}", "line 3: byte 3: no JSON: garbage at the end of the document");
+        line("text that is no UTF-8", "{'operation': '\xff'}", "line 3: byte 15: no JSON: invalid UTF8 string");
+        line("no number", "{'operation': 'x', 'result': true}", "line 3: number: expected a positive integer, got nothing");
         line("number zero", "{'number': 0, 'operation': 'x', 'result': true}",
-             "line 3: number: expected an integer from 1, got number 0");
+             "line 3: number: expected a positive integer, got 0");
         line("a fraction for a number", "{'number': 1.5, 'operation': 'x', 'result': true}",
-             "line 3: number: expected an integer from 1, got number 1.5");
+             "line 3: number: expected a positive integer, got 1.5");
         line("a number twice", "{'number': 1, 'operation': 'x', 'result': true}", "line 3: number: 1 is there already");
-        line("no operation", "{'number': 2, 'result': true}", "line 3: operation: missing");
+        line("no operation", "{'number': 2, 'result': true}", "line 3: operation: expected a text, got nothing");
         line("an operation that is no text", "{'number': 2, 'operation': 1, 'result': true}",
-             "line 3: operation: expected a text, got number 1");
+             "line 3: operation: expected a text, got 1");
         line("a device that is no text", "{'number': 2, 'operation': 'x', 'device': null, 'result': true}",
              "line 3: device: expected a text, got null");
-        line("no result", "{'number': 2, 'operation': 'x'}", "line 3: result: missing");
+        line("no result", "{'number': 2, 'operation': 'x'}", "line 3: result: expected true or false, got nothing");
         line("a result that is none", "{'number': 2, 'operation': 'x', 'result': 1}",
-             "line 3: result: expected true or false, got number 1");
+             "line 3: result: expected true or false, got 1");
         line("an unknown key", "{'number': 2, 'operation': 'x', 'result': true, 'reqest': {}}",
-             "line 3: reqest: unknown key");
+             "line 3: unknown key 'reqest', did you mean 'request'?");
         line("a time before the start", "{'number': 2, 'operation': 'x', 'result': true, 'time': -1}",
-             "line 3: time: expected an integer from 0, got number -1");
+             "line 3: time: expected an integer that is not negative, got -1");
         line("headers that are no map", "{'number': 2, 'operation': 'x', 'result': true, 'headers': []}",
-             "line 3: headers: expected a map, got a list");
+             "line 3: headers: expected an object, got a list");
         line("a header that is no text", "{'number': 2, 'operation': 'x', 'result': true, 'headers': {'Age': 3}}",
-             "line 3: headers.Age: expected a text, got number 3");
+             "line 3: headers.Age: expected a text, got 3");
+        line("a key that is there twice",
+             "{'number': 2, 'operation': 'x', 'result': true, 'target': '1', '\\u0074arget': '2'}",
+             "line 3: byte 63: the key 'target' is there twice");
         line("a value of no type deep in a request",
              "{'number': 2, 'operation': 'x', 'result': true, 'request': [{'area': {'x': 1.5}}]}",
-             "line 3: request[0].area.x: number 1.5 is no 32-bit integer and needs a '$type'");
+             "line 3: request[0].area.x: 1.5 is no 32-bit integer and needs a '$type'");
         line("a wrong value of a type",
              "{'number': 2, 'operation': 'x', 'result': true, 'reply': {'$type': 'uint', "
              "'value': []}}",

@@ -1,9 +1,12 @@
-// Prints, from the adapter's table of operations, docs/service.md or, for a header of service/, that header with the
-// comments of its operations.
+// Prints what a file of the sources has to be whose content comes from tables: docs/service.md, the comments of the
+// operations in the headers of service/, and the schemas of wall files and journals.
 //
-// usage: service-reference [HEADER]
+// usage: service-reference [FILE]   FILE relative to the sources' folder, which is the current one; without it: lists the
+// files
 
 #include <adapter/Operations.h>
+#include <adapter/journal/Journal.h>
+#include <simulator/WallFile.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -303,19 +306,31 @@ QByteArray header(const QString &path, const QByteArray &text)
 
 int main(int argc, char **argv)
 {
+    QStringList files{QStringLiteral("docs/service.md"), QStringLiteral("docs/wall.schema.json"),
+                      QStringLiteral("docs/journal.schema.json")};
+    for (const Operation &operation : operations())
+        files += QStringLiteral("service/%1.h").arg(operation.name.section(QStringLiteral("::"), 0, 0));
+    files.removeDuplicates();
+
+    const QString which = argc > 1 ? QFile::decodeName(argv[1]) : QString();
     QByteArray text;
-    if (argc > 1) {
-        QFile file(QFile::decodeName(argv[1]));
-        if (!file.open(QIODevice::ReadOnly)) {
-            qCritical("%s: %s", argv[1], qPrintable(file.errorString()));
-            return 1;
-        }
-        text = header(file.fileName(), file.readAll());
-    } else {
+    if (which.isEmpty()) {
+        text = files.join(QLatin1Char('\n')).toUtf8() + '\n';
+    } else if (which == files[0]) {
         text = page();
+    } else if (which == files[1]) {
+        text = Simulator::wallSchema();
+    } else if (which == files[2]) {
+        text = journalSchema();
+    } else if (files.contains(which)) {
+        QFile file(which);
+        if (file.open(QIODevice::ReadOnly))
+            text = header(which, file.readAll());
+    }
+    if (text.isEmpty()) {
+        qCritical("%s: cannot be read, or does not come from a table", argv[1]);
+        return 1;
     }
     QFile out;
-    if (!out.open(stdout, QIODevice::WriteOnly))
-        return 1;
-    return out.write(text) == text.size() && out.flush() ? 0 : 1;
+    return out.open(stdout, QIODevice::WriteOnly) && out.write(text) == text.size() && out.flush() ? 0 : 1;
 }

@@ -11,28 +11,32 @@ namespace Json {
 
 /// Collects what is wrong with a JSON document: a line for each problem, `SOURCE: PLACE: REASON`. The place is a path such
 /// as `devices[1].screens[0]`, or the line (for a text that is no JSON with its column) where the text itself is wrong.
-class JsonReader
+class Reader
 {
 public:
     /// `source` names the document in the problems; a file's path.
-    explicit JsonReader(const QString &source) : m_source(source) {}
+    explicit Reader(const QString &source) : m_source(source) {}
 
     /// Reads the document's object. False, and a problem, for a text that is no JSON or no object. A key that an object has
     /// twice is a problem, too. A byte order mark is skipped.
     bool parse(QByteArray json, QJsonObject &object);
+    /// The same for a line of a file that `source` names with the line: places in it are bytes.
+    bool parseLine(const QByteArray &json, QJsonObject &object);
 
     /// Enters an entry of an object or an element of a list for as long as it lives.
     class At
     {
     public:
-        At(JsonReader &reader, const char *key) : m_reader(reader) { reader.m_path.append({key, 0}); }
-        At(JsonReader &reader, int index) : m_reader(reader) { reader.m_path.append({nullptr, index}); }
+        /// The key must outlive it.
+        At(Reader &reader, const char *key) : m_reader(reader) { reader.m_path.append({key, QString(), 0}); }
+        At(Reader &reader, const QString &key) : m_reader(reader) { reader.m_path.append({nullptr, key, -1}); }
+        At(Reader &reader, int index) : m_reader(reader) { reader.m_path.append({nullptr, QString(), index}); }
         ~At() { m_reader.m_path.removeLast(); }
         At(const At &) = delete;
         At &operator=(const At &) = delete;
 
     private:
-        JsonReader &m_reader;
+        Reader &m_reader;
     };
 
     /// The index of the innermost list element around the present place; -1 outside of lists.
@@ -45,22 +49,32 @@ public:
     /// The object there has keys that nobody knows.
     void unknownKeys(const QJsonObject &object, const QStringList &known);
 
+    /// A value as a message shows it.
+    static QString shown(const QJsonValue &value);
+
     int problemCount() const { return m_problems.size(); }
     bool isGood() const { return m_problems.isEmpty(); }
     /// All problems, a line each, without a line break at the end.
     QString problems() const { return m_problems.join(QLatin1Char('\n')); }
+    QString firstProblem() const { return m_problems.value(0); }
 
 private:
     struct Step {
-        const char *key; ///< UTF-8; null for an element.
-        int index;
+        const char *key; ///< UTF-8, or null.
+        QString text;    ///< A key that is no literal.
+        int index;       ///< Of an element; negative with `text`.
     };
+    bool parse(const QByteArray &json, bool isLine, QJsonObject &object);
     void problemAt(const QString &place, const QString &reason);
-    void findDoubleKeys(const QByteArray &json);
+    void findDoubleKeys(const QByteArray &json, bool isLine);
 
     QString m_source;
     QStringList m_problems;
     QVarLengthArray<Step, 16> m_path;
 };
+
+/// The path of an entry: `path.key`, or `path["key"]` for a key that is no word.
+QString pathOf(const QString &path, const QString &key);
+QString pathOf(const QString &path, int index);
 
 } // namespace Json
