@@ -55,8 +55,7 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
         return enArgumentMismatch;
 
     const Grid::Shape shape{widthOf(cabinetRect), heightOf(cabinetRect), grid->getPixelLength()};
-    const bool negative = shape.columns < 0 || shape.rows < 0; // makes an invalid grid, which refuses every block
-    if (!negative && Grid::valueCount<QVector<unsigned short>>(shape) < 0) {
+    if (Grid::valueCount<QVector<unsigned short>>(shape) < 0) {
         logFailure("no grid of the cabinet's size. w:%1 h:%2", shape.columns, shape.rows);
         return enInvalidParameter;
     }

@@ -16,8 +16,8 @@ class CORRECTION_EXPORT RequestParser
 {
 public:
     /// Resets `target` to the size of `cabinetRect` and to zeros, then pastes the blocks in order. 0; 1 when `target` is no
-    /// chroma grid (nothing changed) or a block holds no value; 3 when a block does not fit, as none does into a cabinet of
-    /// a negative size, or when the cabinet's values fit into no container (nothing changed). Parsing ends at the first
+    /// chroma grid (nothing changed) or a block holds no value; 3 when a block does not fit, or, with one critical line and
+    /// nothing changed, when the cabinet has a negative size or its values fit into no container. Parsing ends at the first
     /// failing block; those before it stay.
     static EnumErrorCode toCabinetChromaCoefficient(QRect cabinetRect, QList<QVariant> &reply, ICoefficient &target);
     /// The multilayer counterpart. Only a target that reports the chroma kind (0) is let through, so every

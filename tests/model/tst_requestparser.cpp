@@ -128,8 +128,8 @@ private Q_SLOTS:
     void chromaIgnoresAForeignGridsAnswerToTheReset();
     void chromaRefusesACabinetThatCannotBeHeld_data();
     void chromaRefusesACabinetThatCannotBeHeld();
-    void chromaOfANegativeCabinetTakesNoBlock_data();
-    void chromaOfANegativeCabinetTakesNoBlock();
+    void chromaOfANegativeCabinetIsRefused_data();
+    void chromaOfANegativeCabinetIsRefused();
     void chromaOfAnEmptyCabinet();
     void chromaLeavesSharersAlone();
 
@@ -514,7 +514,7 @@ void tst_RequestParser::chromaRefusesACabinetThatCannotBeHeld()
     QCOMPARE(grid.getCoefficient(), values);
 }
 
-void tst_RequestParser::chromaOfANegativeCabinetTakesNoBlock_data()
+void tst_RequestParser::chromaOfANegativeCabinetIsRefused_data()
 {
     QTest::addColumn<QRect>("cabinet");
     QTest::newRow("a negative width") << QRect(0, 0, -2, 3);
@@ -525,18 +525,18 @@ void tst_RequestParser::chromaOfANegativeCabinetTakesNoBlock_data()
     QTest::newRow("sizes that wrap to the least number") << wrapping;
 }
 
-void tst_RequestParser::chromaOfANegativeCabinetTakesNoBlock()
+void tst_RequestParser::chromaOfANegativeCabinetIsRefused()
 {
     QFETCH(QRect, cabinet);
     Coefficient grid(2, 1);
-    QList<QVariant> none;
-    QCOMPARE(RequestParser::toCabinetChromaCoefficient(cabinet, none, grid), enSuccess);
-    QVERIFY(grid.getPixelCol() < 0 || grid.getPixelRow() < 0);
-
-    QList<QVariant> reply{valueBlock(0, 0, 1, 1, counted(9, 50))};
-    QCOMPARE(RequestParser::toCabinetChromaCoefficient(cabinet, reply, grid), enInvalidParameter);
-    QCOMPARE(m_log->takeCritical(),
-             (QStringList{boundsLine(0, 0, 1, 1, grid.getPixelCol(), grid.getPixelRow()), pasteFailed}));
+    Values old = counted(18);
+    grid.setCoefficient(old);
+    for (QList<QVariant> reply : {QList<QVariant>{}, QList<QVariant>{valueBlock(0, 0, 1, 1, counted(9, 50))}}) {
+        QCOMPARE(RequestParser::toCabinetChromaCoefficient(cabinet, reply, grid), enInvalidParameter);
+        QCOMPARE(m_log->takeCritical().size(), 1);
+        QCOMPARE(QSize(grid.getPixelCol(), grid.getPixelRow()), QSize(2, 1));
+        QCOMPARE(grid.getCoefficient(), counted(18));
+    }
 }
 
 void tst_RequestParser::chromaOfAnEmptyCabinet()
