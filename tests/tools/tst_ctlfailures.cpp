@@ -89,6 +89,7 @@ void CtlFailuresTest::initTestCase()
     QVERIFY(
         m_program.write(QStringLiteral("bad-wall.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": [{}]}"));
     QVERIFY(m_program.write(QStringLiteral("gamma.json"), "{\"red\": [1], \"pink\": [2]}"));
+    QVERIFY(m_program.write(QStringLiteral("twice.json"), "{\"red\": [1], \"red\": [2]}"));
     QVERIFY(m_program.run("--wall small.json record calls.jsonl effect main 3").exit == 0);
     QByteArray percent = m_program.content(QStringLiteral("small.json"));
     QVERIFY(m_program.write(QStringLiteral("percent.json"), percent.replace("\"main\"", "\"50%1%2\"")));
@@ -141,7 +142,9 @@ void CtlFailuresTest::everyCodeIsReached_data()
     row("a file that is not there", 66, "--wall small.json write main nosuch.npy", "nosuch.npy: No such file");
     row("a directory instead of a file", 66, "--wall small.json gamma main .", ".: is a directory");
     row("gamma of another colour", 65, "--wall small.json gamma main gamma.json",
-        "gamma.json: pink: expected \"red\", \"green\" or \"blue\"");
+        "gamma.json: unknown key \"pink\", known are red, green, blue");
+    row("gamma with a colour twice", 65, "--wall small.json gamma main twice.json",
+        "twice.json: 1: the key \"red\" is there twice");
     row("a cabinet of two devices", 67, "--wall same-id.json save main",
         "save: screen main: cabinet 4 is on device A and on device B; requests for it reach device A only");
     row("an unknown screen", 68, "--wall small.json show nosuch", "screen \"nosuch\": unknown; the wall has main, sign");

@@ -499,8 +499,10 @@ void CtlFilesTest::aSnapshotsNumbersAreChecked_data()
     row("\"bytes\":36,", "\"bytes\":-36,", damaged);
     row("\"bytes\":36,", "\"bytes\":37,", damaged);
     row("\"cabinets\":2,", "\"cabinets\":2147483647,", "cabinet 3 of 2147483647: its line is damaged");
-    row("\"cabinets\":2,", "\"cabinets\":-1,", "its last line is missing or damaged");
-    row("\"cabinets\":2,", "\"cabinets\":9999999999,", "its last line is missing or damaged");
+    row("\"cabinets\":2,", "\"cabinets\":-1,", "its first line is damaged");
+    row("\"cabinets\":2,", "\"cabinets\":9999999999,", "its first line is damaged");
+    row("\"x\":0,", "\"x\":0,\"x\":1,", "no line of JSON");
+    row("\"x\":0,", "\"x\":0,\"z\":0,", damaged);
     row("\"version\":1", "\"version\":4294967297", "a snapshot of version 4294967297");
 }
 

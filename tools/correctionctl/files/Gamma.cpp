@@ -4,10 +4,54 @@
 #include "Json.h"
 #include "terminal/ExitCodes.h"
 
-#include <QtCore/QJsonDocument>
+#include <adapter/json/Table.h>
+
 #include <QtCore/QStringList>
 
+#include <limits>
+
 using namespace Correction;
+
+// What a gamma file holds.
+namespace Json {
+
+namespace {
+
+struct GammaFile {
+    QList<int> red;
+    QList<int> green;
+    QList<int> blue;
+};
+
+struct Entries : ListOf<Integer> {
+    Entries() : ListOf<Integer>{Integer{0, std::numeric_limits<int>::max()}} {}
+    void read(Reader &reader, const QJsonValue &value, QList<int> &list) const
+    {
+        if (value.isArray() && value.toArray().isEmpty())
+            return reader.problem(QStringLiteral("expected a list of numbers, got none"));
+        ListOf<Integer>::read(reader, value, list);
+    }
+};
+
+} // namespace
+
+template <>
+struct Table<GammaFile> {
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("red", "", &GammaFile::red, Entries());
+        field("green", "", &GammaFile::green, Entries());
+        field("blue", "", &GammaFile::blue, Entries());
+    }
+    static void check(Reader &reader, const GammaFile &file)
+    {
+        if (reader.isGood() && file.red.isEmpty() && file.green.isEmpty() && file.blue.isEmpty())
+            reader.problem(QStringLiteral("expected an object with \"red\", \"green\" or \"blue\""));
+    }
+};
+
+} // namespace Json
 
 namespace Ctl {
 
@@ -46,35 +90,19 @@ QString gammaSummary(const GammaTables &tables, const GammaChannels &channels)
 
 GammaTables readGamma(const QString &path, const GammaChannels &channels)
 {
-    const auto refuse = [&path](const QString &reason) {
-        return Failure(ExitBadData, path + QStringLiteral(": ") + reason);
-    };
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(readFile(path), &error);
-    if (error.error != QJsonParseError::NoError)
-        throw refuse(QStringLiteral("no JSON: %1 at byte %2").arg(error.errorString()).arg(error.offset));
-    if (!document.isObject() || document.object().isEmpty())
-        throw refuse(QStringLiteral("expected an object with \"red\", \"green\" or \"blue\""));
+    Json::Reader reader(path);
+    Json::GammaFile file;
+    QJsonObject object;
+    if (reader.parse(readFile(path), object))
+        Json::readObject(reader, object, file);
+    if (!reader.isGood())
+        throw Failure(ExitBadData, reader.firstProblem());
     GammaTables tables;
-    const QJsonObject object = document.object();
-    for (auto entry = object.begin(); entry != object.end(); ++entry) {
-        std::size_t colour = 0;
-        while (colour < channels.size() && entry.key() != QLatin1String(colours[colour]))
-            ++colour;
-        if (colour == channels.size())
-            throw refuse(QStringLiteral("%1: expected \"red\", \"green\" or \"blue\"").arg(entry.key()));
-        if (!entry.value().isArray() || entry.value().toArray().isEmpty())
-            throw refuse(QStringLiteral("%1: expected a list of numbers").arg(entry.key()));
-        QList<int> table;
-        const QJsonArray array = entry.value().toArray();
-        for (const QJsonValue &value : array) {
-            const int number = value.toInt(-1);
-            if (number < 0)
-                throw refuse(
-                    QStringLiteral("%1[%2]: expected a number from 0 on").arg(entry.key(), QString::number(table.size())));
-            table.append(number);
-        }
-        tables.insert(EnumGammaType(channels[colour]), table);
+    std::size_t channel = 0;
+    for (const QList<int> &table : {file.red, file.green, file.blue}) {
+        if (!table.isEmpty())
+            tables.insert(EnumGammaType(channels[channel]), table);
+        ++channel;
     }
     return tables;
 }

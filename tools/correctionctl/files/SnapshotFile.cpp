@@ -3,11 +3,83 @@
 #include "Files.h"
 #include "terminal/ExitCodes.h"
 
+#include <adapter/json/Table.h>
+
 #include <QtCore/QFileInfo>
-#include <QtCore/QJsonDocument>
 
 #include <limits>
-#include <optional>
+
+// The lines of a snapshot. Their entries are written in the order of their names.
+namespace Json {
+
+namespace {
+
+constexpr int greatest = std::numeric_limits<int>::max();
+const Integer any{std::numeric_limits<int>::min(), greatest};
+const Integer positive{1, greatest};
+
+struct Head {
+    qint64 cabinets = 0;
+    QString screen;
+};
+
+struct CabinetLine {
+    int bytes = 0;
+    QString cabinet;
+    QString device;
+    int height = 0;
+    QString sha256;
+    int width = 0;
+    int x = 0;
+    int y = 0;
+};
+
+struct End {
+    qint64 end = 0;
+    QString sha256;
+};
+
+} // namespace
+
+template <>
+struct Table<Head> {
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("cabinets", "", &Head::cabinets, Integer{0, greatest}, always);
+        field("format", "", Whole(), Format{"correction-snapshot"}, always);
+        field("screen", "", &Head::screen, Text(), always);
+        field("version", "", Whole(), Version{1}, always);
+    }
+};
+
+template <>
+struct Table<CabinetLine> {
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("bytes", "", &CabinetLine::bytes, positive, always);
+        field("cabinet", "", &CabinetLine::cabinet, Text{false}, always);
+        field("device", "", &CabinetLine::device, Text(), always);
+        field("height", "", &CabinetLine::height, positive, always);
+        field("sha256", "", &CabinetLine::sha256, Text(), always);
+        field("width", "", &CabinetLine::width, positive, always);
+        field("x", "", &CabinetLine::x, any, always);
+        field("y", "", &CabinetLine::y, any, always);
+    }
+};
+
+template <>
+struct Table<End> {
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("end", "", &End::end, Integer{0, greatest}, always);
+        field("sha256", "", &End::sha256, Text(), always);
+    }
+};
+
+} // namespace Json
 
 namespace Ctl {
 
@@ -21,35 +93,32 @@ QByteArray sumOf(const QByteArray &bytes)
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
 }
 
-/// A whole number that fits into an int; nothing for anything else.
-std::optional<int> integerOf(const QJsonObject &object, const char *key)
-{
-    const QJsonValue value = object.value(QLatin1String(key));
-    return value.toInt(0) == value.toInt(1) ? std::optional<int>(value.toInt()) : std::nullopt;
-}
-
 /// A cabinet as its line describes it. False for numbers that contradict each other or would overflow.
 bool parseCabinet(const QJsonObject &entry, SnapshotCabinet &cabinet)
 {
-    const auto x = integerOf(entry, "x");
-    const auto y = integerOf(entry, "y");
-    const auto width = integerOf(entry, "width");
-    const auto height = integerOf(entry, "height");
-    const auto bytes = integerOf(entry, "bytes");
-    cabinet.id = entry.value(QStringLiteral("cabinet")).toString();
-    cabinet.device = entry.value(QStringLiteral("device")).toString();
-    cabinet.sum = entry.value(QStringLiteral("sha256")).toString().toLatin1();
-    if (cabinet.id.isEmpty() || !x || !y || !width || !height || !bytes || *width < 1 || *height < 1 || *bytes < 1)
-        return false;
+    Json::Reader reader{QString()};
+    Json::CabinetLine line;
+    Json::readObject(reader, entry, line);
     constexpr qint64 greatest = std::numeric_limits<int>::max();
-    if (qint64(*x) + *width > greatest || qint64(*y) + *height > greatest)
+    if (!reader.isGood() || qint64(line.x) + line.width > greatest || qint64(line.y) + line.height > greatest)
         return false;
     // Pixels of two ints' sizes fit into 64 bits, their bytes do not.
-    if (*bytes % bytesOfPixel != 0 || qint64(*width) * *height != *bytes / bytesOfPixel)
+    if (line.bytes % bytesOfPixel != 0 || qint64(line.width) * line.height != line.bytes / bytesOfPixel)
         return false;
-    cabinet.rect = QRect(*x, *y, *width, *height);
-    cabinet.bytes = *bytes;
+    cabinet.id = line.cabinet;
+    cabinet.device = line.device;
+    cabinet.sum = line.sha256.toLatin1();
+    cabinet.rect = QRect(line.x, line.y, line.width, line.height);
+    cabinet.bytes = line.bytes;
     return true;
+}
+
+template <typename T>
+QByteArray lineOf(const T &value)
+{
+    Json::Writer out(Json::Writer::Compact);
+    Json::writeObject(out, value);
+    return out.json() + '\n';
 }
 
 } // namespace
@@ -57,22 +126,14 @@ bool parseCabinet(const QJsonObject &entry, SnapshotCabinet &cabinet)
 SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int cabinets) : m_file(path)
 {
     openForWriting(m_file);
-    writeLine({{QStringLiteral("format"), QStringLiteral("correction-snapshot")},
-               {QStringLiteral("version"), 1},
-               {QStringLiteral("screen"), screenId},
-               {QStringLiteral("cabinets"), cabinets}});
+    writeLine(lineOf(Json::Head{cabinets, screenId}));
 }
 
 void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes)
 {
-    writeLine({{QStringLiteral("cabinet"), cabinet.id},
-               {QStringLiteral("device"), cabinet.device},
-               {QStringLiteral("x"), cabinet.rect.x()},
-               {QStringLiteral("y"), cabinet.rect.y()},
-               {QStringLiteral("width"), cabinet.rect.width()},
-               {QStringLiteral("height"), cabinet.rect.height()},
-               {QStringLiteral("bytes"), bytes.size()},
-               {QStringLiteral("sha256"), QLatin1String(sumOf(bytes))}});
+    const QRect &rect = cabinet.rect;
+    writeLine(lineOf(Json::CabinetLine{bytes.size(), cabinet.id, cabinet.device, rect.height(), QLatin1String(sumOf(bytes)),
+                                       rect.width(), rect.x(), rect.y()}));
     writeTo(m_file, bytes);
     writeTo(m_file, QByteArray("\n"));
     ++m_cabinets;
@@ -80,13 +141,12 @@ void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes
 
 void SnapshotWriter::finish()
 {
-    writeLine({{QStringLiteral("end"), m_cabinets}, {QStringLiteral("sha256"), QLatin1String(m_lines.result().toHex())}});
+    writeLine(lineOf(Json::End{m_cabinets, QLatin1String(m_lines.result().toHex())}));
     commit(m_file);
 }
 
-void SnapshotWriter::writeLine(const QJsonObject &object)
+void SnapshotWriter::writeLine(const QByteArray &line)
 {
-    const QByteArray line = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
     m_lines.addData(line);
     writeTo(m_file, line);
 }
@@ -97,14 +157,19 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
         throw Failure(ExitNoInput,
                       QStringLiteral("%1: %2").arg(path, QFileInfo(path).isDir() ? QStringLiteral("is a directory")
                                                                                  : m_file.errorString()));
-    const QJsonObject head = line();
-    if (head.value(QStringLiteral("format")).toString() != QLatin1String("correction-snapshot"))
+    const QJsonObject first = line();
+    if (first.value(QStringLiteral("format")).toString() != QLatin1String("correction-snapshot"))
         refuse(QStringLiteral("no snapshot"));
-    if (head.value(QStringLiteral("version")).toInt() != 1)
-        refuse(QStringLiteral("a snapshot of version %1; this program reads version 1")
-                   .arg(head.value(QStringLiteral("version")).toVariant().toString()));
-    m_screenId = head.value(QStringLiteral("screen")).toString();
-    const int count = head.value(QStringLiteral("cabinets")).toInt(-1);
+    const QJsonValue version = first.value(QStringLiteral("version"));
+    if (version != QJsonValue(1))
+        refuse(QStringLiteral("a snapshot of version %1; this program reads version 1").arg(Json::Reader::shown(version)));
+    Json::Head head;
+    Json::Reader reader(m_file.fileName());
+    Json::readObject(reader, first, head);
+    if (!reader.isGood())
+        refuse(QStringLiteral("its first line is damaged"));
+    m_screenId = head.screen;
+    const auto count = static_cast<int>(head.cabinets);
     for (int i = 0; i < count; ++i) {
         const QJsonObject entry = line();
         const QString place = QStringLiteral("cabinet %1 of %2").arg(i + 1).arg(count);
@@ -118,10 +183,11 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
             refuse(place + QStringLiteral(": cut short"));
     }
     const QByteArray sum = m_lines.result().toHex();
-    const QJsonObject last = line();
-    if (count < 0 || last.value(QStringLiteral("end")).toInt(-1) != count || !m_file.atEnd())
+    Json::End last;
+    Json::readObject(reader, line(), last);
+    if (!reader.isGood() || last.end != count || !m_file.atEnd())
         refuse(QStringLiteral("its last line is missing or damaged"));
-    if (last.value(QStringLiteral("sha256")).toString().toLatin1() != sum)
+    if (last.sha256.toLatin1() != sum)
         refuse(QStringLiteral("damaged, the checksum of its lines does not match"));
 }
 
@@ -146,13 +212,16 @@ void SnapshotReader::refuse(const QString &reason) const
 QJsonObject SnapshotReader::line()
 {
     const QByteArray text = m_file.readLine(longestLine);
-    const QJsonDocument document = QJsonDocument::fromJson(text);
     if (text.isEmpty())
         refuse(QStringLiteral("cut short"));
-    if (!text.endsWith('\n') || !document.isObject())
-        refuse(QStringLiteral("no snapshot, or damaged: no line of JSON at byte %1").arg(m_file.pos() - text.size()));
+    Json::Reader reader{QString()};
+    QJsonObject object;
+    if (!text.endsWith('\n') || !reader.parseLine(text, object) || !reader.isGood())
+        refuse(QStringLiteral("no snapshot, or damaged: no line of JSON at byte %1%2")
+                   .arg(QString::number(m_file.pos() - text.size()),
+                        reader.isGood() ? QString() : QStringLiteral(": ") + reader.firstProblem()));
     m_lines.addData(text);
-    return document.object();
+    return object;
 }
 
 } // namespace Ctl

@@ -39,7 +39,7 @@ public:
     void finish();
 
 private:
-    void writeLine(const QJsonObject &object);
+    void writeLine(const QByteArray &line);
 
     QSaveFile m_file;
     QCryptographicHash m_lines{QCryptographicHash::Sha256};
