@@ -7,6 +7,7 @@
 #include <service/HWInfo.h>
 #include <service/HttpProxy.h>
 #include <service/ScreenInfo.h>
+#include <support/LogCapture.h>
 
 #include <QtTest/QtTest>
 
@@ -38,36 +39,6 @@ public:
     Answer next;
 };
 
-/// The lines of the adapter's category.
-class Lines
-{
-public:
-    Lines()
-    {
-        current() = this;
-        m_previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
-            if (qstrcmp(context.category, "correction.adapter") == 0)
-                (type == QtCriticalMsg ? current()->critical : current()->warnings) += text;
-            else
-                current()->m_previous(type, context, text);
-        });
-    }
-    ~Lines() { qInstallMessageHandler(m_previous); }
-    Lines(const Lines &) = delete;
-    Lines &operator=(const Lines &) = delete;
-
-    QStringList critical;
-    QStringList warnings;
-
-private:
-    static Lines *&current()
-    {
-        static Lines *lines = nullptr;
-        return lines;
-    }
-    QtMessageHandler m_previous;
-};
-
 const QString key = QStringLiteral("A");
 const QString id = QStringLiteral("7");
 const QString headersOfCall = QStringLiteral("ScreenInfo::setCheckerBoardImage(responseHeader)");
@@ -86,7 +57,7 @@ class tst_Adapter : public QObject
 private Q_SLOTS:
     void init()
     {
-        m_lines.emplace();
+        m_lines.emplace("correction.adapter");
         m_backend = std::make_unique<TestBackend>();
         setBackend(m_backend.get());
     }
@@ -113,7 +84,7 @@ private Q_SLOTS:
     void goodRepliesAreNotWarnedAbout();
 
 private:
-    std::optional<Lines> m_lines;
+    std::optional<TestSupport::LogCapture> m_lines;
     std::unique_ptr<TestBackend> m_backend;
 };
 
@@ -169,7 +140,7 @@ void tst_Adapter::repliesComeBack()
     m_backend->next = {true, QVariant(), {}};
     QVERIFY(Correctionop::getInstance()->loadCoefficient(key, id, list));
     QCOMPARE(list, List());
-    QCOMPARE(m_lines->warnings, QStringList());
+    QCOMPARE(m_lines->takeWarning(), QStringList());
 }
 
 void tst_Adapter::responseHeadersComeBackAlsoAfterFalse()
@@ -235,7 +206,7 @@ void tst_Adapter::withoutABackendEverythingIsFalse()
         .then([&uploaded](bool value) { uploaded = value; })
         .wait();
     QCOMPARE(uploaded, std::optional<bool>(false));
-    QCOMPARE(m_lines->critical,
+    QCOMPARE(m_lines->takeCritical(),
              QStringList(QStringLiteral("no device backend is installed: every operation returns false")));
 }
 
@@ -245,7 +216,7 @@ void tst_Adapter::aDeletedBackendRemovesItself()
     QCOMPARE(backend(), nullptr);
     Map reply;
     QVERIFY(!HWInfo::getInstance()->lock(key, Map(), reply));
-    QCOMPARE(m_lines->critical.size(), 1);
+    QCOMPARE(m_lines->takeCritical().size(), 1);
 }
 
 void tst_Adapter::signalsAreRelayed()
@@ -298,7 +269,7 @@ void tst_Adapter::wrongTypesAreWarnedAbout()
     m_backend->next.reply = reply;
     List list;
     QVERIFY(CabinetInfoOperator::getInstance()->getCabAllFlags(key, list));
-    QCOMPARE(m_lines->warnings,
+    QCOMPARE(m_lines->takeWarning(),
              QStringList(QStringLiteral("CabinetInfoOperator::getCabAllFlags: device A: reply%1").arg(place)));
     QCOMPARE(list, reply.value<List>()); // passed on as it is
 }
@@ -319,10 +290,10 @@ void tst_Adapter::goodRepliesAreNotWarnedAbout()
     m_backend->next.reply = reply;
     List list;
     QVERIFY(CabinetInfoOperator::getInstance()->getCabAllFlags(key, list));
-    QCOMPARE(m_lines->warnings, QStringList());
+    QCOMPARE(m_lines->takeWarning(), QStringList());
     m_backend->next = {false, map("anything", List{1}), {}}; // after false nothing is read
     QVERIFY(!CabinetInfoOperator::getInstance()->getCabAllFlags(key, list));
-    QCOMPARE(m_lines->warnings, QStringList());
+    QCOMPARE(m_lines->takeWarning(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_Adapter)

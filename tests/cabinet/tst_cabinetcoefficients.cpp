@@ -3,6 +3,8 @@
 #include <Correction/CabinetV4.h>
 #include <Correction/CoefficientPtr.h>
 
+#include <support/Base64.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QVector>
@@ -12,6 +14,8 @@
 
 using namespace Correction;
 using namespace CabinetTests;
+using TestSupport::base64;
+using TestSupport::bytesOf;
 
 Q_DECLARE_METATYPE(QVector<unsigned short>)
 
@@ -23,27 +27,6 @@ constexpr int greatest = std::numeric_limits<int>::max();
 const char *const tooLarge = "x + w > m_pixelCol || y + h > m_pixelRow:";
 const char *const noData = "invalid coefficient data \n";
 const char *const noPaste = "set part of coefficient error \n";
-
-/// Bytes as a device sends them, low byte first.
-QByteArray bytesOf(const QVector<unsigned short> &values)
-{
-    QByteArray bytes;
-    for (unsigned short value : values) {
-        bytes.append(static_cast<char>(value % 256));
-        bytes.append(static_cast<char>(value / 256));
-    }
-    return bytes;
-}
-
-QString base64(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toBase64());
-}
-
-QString base64(const QVector<unsigned short> &values)
-{
-    return base64(bytesOf(values));
-}
 
 /// 9 values for each pixel, none of them alike in a small grid.
 QVector<unsigned short> ramp(int pixels, int first = 1)

@@ -4,6 +4,8 @@
 #include <Correction/CabinetsPtr.h>
 #include <Correction/CabinetsV4.h>
 
+#include <support/StubCabinet.h>
+
 #include <QtCore/QRegularExpression>
 
 #include <new>
@@ -48,7 +50,7 @@ const Row rows[] = {
 };
 
 /// A host's own cabinet. A group asks it for its key and its id only.
-class HostCabinet : public ICabinet
+class HostCabinet : public TestSupport::StubCabinet
 {
 public:
     HostCabinet(const char *key, const char *id) : m_key(QString::fromUtf8(key)), m_id(QString::fromUtf8(id)) {}
@@ -56,44 +58,7 @@ public:
     QString getID() override { return m_id; }
     QString getDeviceKey() override { return m_key; }
 
-    EnumErrorCode GetCabinetInfo(CabinetInfo &) override { return other(); }
-    EnumErrorCode tryGetCoefficients(ICoefficient &) override { return other(); }
-    EnumErrorCode setCoefficients(const QPoint &, ICoefficient &) override { return other(); }
-    EnumErrorCode saveParameter(EnumSaveType) override { return other(); }
-    EnumErrorCode applyCoeffcient(EnumCoefficientType) override { return other(); }
-    EnumErrorCode setEffectMode(EnumEffectMode) override { return other(); }
-    EnumErrorCode setBrightness(int) override { return other(); }
-    EnumErrorCode getGammaTable(QMap<EnumGammaType, QList<int>> &) override { return other(); }
-    EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &) override { return other(); }
-    EnumErrorCode getBrightnessRange(BrightnessRange &) override { return other(); }
-    EnumErrorCode getConfigFile(const QString &) override { return other(); }
-    EnumErrorCode setConfigFile(const QString &) override { return other(); }
-    EnumErrorCode setFlag(const QString &) override { return other(); }
-    EnumErrorCode getFlag(QString &) override { return other(); }
-    EnumErrorCode tryGetEffectMode(EnumEffectMode &) override { return other(); }
-    EnumErrorCode getFlashCheckInfo(QList<RxCardFlashCheckInfo> &) override { return other(); }
-    EnumErrorCode setCabinetflags(const QString &) override { return other(); }
-    EnumErrorCode setModuleflags(QList<CabinetsModuleFlag> &) override { return other(); }
-    EnumErrorCode clearModuleCoefficient(int) override { return other(); }
-    EnumErrorCode saveModuleCoefficient(int) override { return other(); }
-    EnumErrorCode reloadModuleCoefficient(int) override { return other(); }
-    QList<ModuleInfo *> getCabAllFlags() override
-    {
-        other();
-        return {};
-    }
-    EnumErrorCode IsSupportFlash() override { return other(); }
-    EnumErrorCode getCabinetSupport(CabinetBaseInfo &) override { return other(); }
-
-    int otherCalls = 0;
-
 private:
-    EnumErrorCode other()
-    {
-        ++otherCalls;
-        return enNotSupported;
-    }
-
     QString m_key;
     QString m_id;
 };

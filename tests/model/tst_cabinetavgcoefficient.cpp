@@ -1,5 +1,4 @@
 #include "support/LogCapture.h"
-#include "support/VtableSlot.h"
 
 #include <Correction/CabinetAvgCoefficient.h>
 #include <Correction/Coefficient.h>
@@ -9,7 +8,6 @@
 #include <type_traits>
 
 using namespace Correction;
-using TestSupport::slotOf;
 
 static_assert(std::is_base_of<ICabinetCoefficient, CabinetAvgCoefficient>::value, "interface");
 static_assert(std::is_abstract<ICabinetCoefficient>::value && sizeof(ICabinetCoefficient) == sizeof(void *),
@@ -36,7 +34,6 @@ private Q_SLOTS:
     void storesNothing();
     void isUsedThroughItsInterface();
     void releasesItsTextsAndNoGrid();
-    void virtualOperationsStandInOrder();
 
 private:
     std::optional<TestSupport::LogCapture> m_log;
@@ -104,14 +101,6 @@ void tst_CabinetAvgCoefficient::releasesItsTextsAndNoGrid()
     QVERIFY(id.isDetached());
     QCOMPARE(grid.getPixelCol(), 2);
     QCOMPARE(grid.getCoefficient(), QVector<unsigned short>(18, 0));
-}
-
-void tst_CabinetAvgCoefficient::virtualOperationsStandInOrder()
-{
-    QCOMPARE(slotOf(&ICabinetCoefficient::getDeciceKey), 0);
-    QCOMPARE(slotOf(&ICabinetCoefficient::add), 1);
-    QCOMPARE(slotOf(&ICabinetCoefficient::tryGetCoefficient), 2);
-    QCOMPARE(slotOf(&ICabinetCoefficient::toJsonData), 3);
 }
 
 QTEST_GUILESS_MAIN(tst_CabinetAvgCoefficient)

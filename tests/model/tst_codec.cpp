@@ -1,4 +1,5 @@
 #include "model/Codec.h"
+#include "support/Base64.h"
 
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
@@ -7,6 +8,8 @@
 #include <memory>
 
 using namespace Correction;
+using TestSupport::base64;
+using TestSupport::valuesOf;
 
 using Values = QVector<unsigned short>;
 
@@ -52,20 +55,6 @@ QByteArray qtBytes(const QString &text)
     return QByteArray::fromBase64(text.toUtf8());
 }
 
-QString qtText(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toBase64());
-}
-
-Values valuesOf(const QByteArray &bytes)
-{
-    Values values;
-    values.reserve(bytes.size() / 2);
-    for (int i = 0; i + 1 < bytes.size(); i += 2)
-        values.append(static_cast<unsigned short>(uchar(bytes[i]) | uchar(bytes[i + 1]) << 8));
-    return values;
-}
-
 QString jsonOf(const Values &values)
 {
     QStringList numbers;
@@ -87,7 +76,7 @@ bool decodesAsQtDoes(const QString &text)
 /// Clean text without padding.
 QString cleanText(int length, QRandomGenerator &random)
 {
-    return qtText(randomBytes((length + 3) / 4 * 3, random)).left(length);
+    return base64(randomBytes((length + 3) / 4 * 3, random)).left(length);
 }
 
 } // namespace
@@ -123,7 +112,7 @@ void tst_Codec::encodesEveryLength()
     for (int size = 0; size <= longest; ++size) {
         const QByteArray bytes = randomBytes(size, random);
         const QString text = encoded(bytes, 0);
-        QCOMPARE(text, qtText(bytes));
+        QCOMPARE(text, base64(bytes));
         QVERIFY2(text.constData()[text.size()].isNull(), "the text's end is overwritten");
     }
 }
@@ -134,7 +123,7 @@ void tst_Codec::encodesFromEveryAddress()
     for (int shift = 0; shift < 64; ++shift) {
         for (const int size : {1, 15, 16, 17, 47, 48, 49, 64, 65, 128, 191, 192, 257}) {
             const QByteArray bytes = randomBytes(size, random);
-            QCOMPARE(encoded(bytes, shift), qtText(bytes));
+            QCOMPARE(encoded(bytes, shift), base64(bytes));
         }
     }
 }
@@ -144,7 +133,7 @@ void tst_Codec::encodesValuesLowByteFirst()
     QRandomGenerator random(23);
     for (int count = 0; count <= longest; ++count) {
         const QByteArray bytes = randomBytes(count * 2, random);
-        QCOMPARE(Codec::toBase64(valuesOf(bytes)), qtText(bytes));
+        QCOMPARE(Codec::toBase64(valuesOf(bytes)), base64(bytes));
     }
 }
 
@@ -159,7 +148,7 @@ void tst_Codec::encodesEveryGroupOfTwelveBits()
             bytes.append(static_cast<char>(group >> 8));
             bytes.append(static_cast<char>(group));
         }
-        QCOMPARE(Codec::toBase64(bytes), qtText(bytes));
+        QCOMPARE(Codec::toBase64(bytes), base64(bytes));
     }
 }
 

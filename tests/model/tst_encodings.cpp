@@ -1,4 +1,5 @@
 #include "ForeignGrids.h"
+#include "support/Base64.h"
 #include "support/LogCapture.h"
 
 #include <Correction/Coefficient.h>
@@ -14,34 +15,13 @@
 #include <utility>
 
 using namespace Correction;
+using TestSupport::base64;
+using TestSupport::bytesOf;
+using TestSupport::valuesOf;
 
 using Values = QVector<unsigned short>;
 
 namespace {
-
-QByteArray bytesOf(const Values &values)
-{
-    QByteArray bytes;
-    bytes.reserve(values.size() * 2);
-    for (const unsigned short value : values) {
-        bytes.append(static_cast<char>(value & 255));
-        bytes.append(static_cast<char>(value >> 8));
-    }
-    return bytes;
-}
-
-Values valuesOf(const QByteArray &bytes)
-{
-    Values values;
-    for (int i = 0; i + 1 < bytes.size(); i += 2)
-        values.append(static_cast<unsigned short>(uchar(bytes[i]) | uchar(bytes[i + 1]) << 8));
-    return values;
-}
-
-QString textOf(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toBase64());
-}
 
 QByteArray randomBytes(int size, QRandomGenerator &random)
 {
@@ -199,7 +179,7 @@ void tst_Encodings::base64OfEveryLength()
         MultilayerCoefficient grid(length, 1, 1);
         QByteArray bytes = randomBytes(length, random);
         QCOMPARE(grid.setCoefficient(bytes), enSuccess);
-        QCOMPARE(grid.toBase64(), textOf(bytes));
+        QCOMPARE(grid.toBase64(), base64(bytes));
     }
 }
 
@@ -215,7 +195,7 @@ void tst_Encodings::base64OfEveryPairOfCharacters()
     }
     MultilayerCoefficient grid(4096, 1, 3);
     QCOMPARE(grid.setCoefficient(bytes), enSuccess);
-    QCOMPARE(grid.toBase64(), textOf(bytes));
+    QCOMPARE(grid.toBase64(), base64(bytes));
 }
 
 void tst_Encodings::base64OfChromaAndLowGrayStandsLowByteFirst()
@@ -225,10 +205,10 @@ void tst_Encodings::base64OfChromaAndLowGrayStandsLowByteFirst()
         Values values = randomValues(pixels * 9, random);
         Coefficient chroma(1, pixels);
         QCOMPARE(chroma.setCoefficient(values), enSuccess);
-        QCOMPARE(chroma.toBase64(), textOf(bytesOf(values)));
+        QCOMPARE(chroma.toBase64(), base64(bytesOf(values)));
         LowGrayCoefficient lowGray(pixels, 1);
         QCOMPARE(lowGray.setCoefficient(values), enSuccess);
-        QCOMPARE(lowGray.toBase64(), textOf(bytesOf(values)));
+        QCOMPARE(lowGray.toBase64(), base64(bytesOf(values)));
     }
 }
 
@@ -238,12 +218,12 @@ void tst_Encodings::base64OfLargeGrids()
     Coefficient chroma(160, 90);
     Values values = randomValues(160 * 90 * 9, random);
     QCOMPARE(chroma.setCoefficient(values), enSuccess);
-    QCOMPARE(chroma.toBase64(), textOf(bytesOf(values)));
+    QCOMPARE(chroma.toBase64(), base64(bytesOf(values)));
     for (const int rows : {101, 102, 103}) {
         MultilayerCoefficient multilayer(64, rows, 31);
         QByteArray bytes = randomBytes(64 * rows * 31, random);
         QCOMPARE(multilayer.setCoefficient(bytes), enSuccess);
-        QCOMPARE(multilayer.toBase64(), textOf(bytes));
+        QCOMPARE(multilayer.toBase64(), base64(bytes));
     }
 }
 
@@ -410,7 +390,7 @@ void tst_Encodings::decodesEveryLength()
     Decoder decoder;
     QRandomGenerator random(15);
     for (int length = 0; length <= 300; ++length) {
-        const QString padded = textOf(randomBytes(length, random));
+        const QString padded = base64(randomBytes(length, random));
         QString unpadded = padded;
         unpadded.remove(QLatin1Char('='));
         QCOMPARE(decoder.difference(padded), QString());
@@ -478,7 +458,7 @@ void tst_Encodings::decodesLargeText()
 {
     Decoder decoder;
     QRandomGenerator random(17);
-    const QString clean = textOf(randomBytes(200000, random));
+    const QString clean = base64(randomBytes(200000, random));
     QCOMPARE(decoder.difference(clean), QString());
     for (const int position : {0, 1, 100000, clean.size() - 4, clean.size() - 1, clean.size()}) {
         QString dirty = clean;

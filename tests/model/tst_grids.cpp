@@ -1,6 +1,5 @@
 #include "ForeignGrids.h"
 #include "support/LogCapture.h"
-#include "support/VtableSlot.h"
 
 #include <Correction/CoefficientFactory.h>
 #include <Correction/CoefficientPtr.h>
@@ -13,7 +12,6 @@
 #include <utility>
 
 using namespace Correction;
-using TestSupport::slotOf;
 
 namespace {
 
@@ -240,8 +238,6 @@ private Q_SLOTS:
         m_log.reset();
     }
 
-    void virtualOperationsStandInOrder();
-
     void constructorTakesColumnsFirst_data() { kindRows(); }
     void constructorTakesColumnsFirst() { FOR_THE_KIND(constructorTakesColumnsFirstOf); }
     void constructorMakesAnInvalidGridOfABadSize_data();
@@ -414,39 +410,6 @@ private:
 
     std::optional<TestSupport::LogCapture> m_log;
 };
-
-void tst_Grids::virtualOperationsStandInOrder()
-{
-    using PasteGrid = EnumErrorCode (ICoefficient::*)(const QRect &, ICoefficient &);
-    QCOMPARE(slotOf(&ICoefficient::getPixelRow), 0);
-    QCOMPARE(slotOf(&ICoefficient::setPixelRow), 1);
-    QCOMPARE(slotOf(&ICoefficient::getPixelCol), 2);
-    QCOMPARE(slotOf(&ICoefficient::setPixelCol), 3);
-    QCOMPARE(slotOf(&ICoefficient::getPixelLength), 4);
-    QCOMPARE(slotOf(&ICoefficient::getCopy), 5);
-    QCOMPARE(slotOf(&ICoefficient::getType), 6);
-    QCOMPARE(slotOf(static_cast<PasteGrid>(&ICoefficient::setPartCoefficient)), 7);
-    QCOMPARE(slotOf(&ICoefficient::tryGetPart), 8);
-    QCOMPARE(slotOf(&ICoefficient::toBase64), 9);
-
-    using PasteChroma = EnumErrorCode (IChromaCoefficient::*)(const QRect &, QVector<unsigned short> &);
-    QCOMPARE(slotOf(&IChromaCoefficient::tryGetAvg), 10);
-    QCOMPARE(slotOf(&IChromaCoefficient::toByteArray), 11);
-    QCOMPARE(slotOf(&IChromaCoefficient::getCoefficient), 12);
-    QCOMPARE(slotOf(&IChromaCoefficient::setCoefficient), 13);
-    QCOMPARE(slotOf(static_cast<PasteChroma>(&IChromaCoefficient::setPartCoefficient)), 14);
-    QCOMPARE(slotOf(&IChromaCoefficient::toJsonData), 15);
-
-    using PasteLowGray = EnumErrorCode (ILowGrayCoefficient::*)(const QRect &, QVector<unsigned short> &);
-    QCOMPARE(slotOf(&ILowGrayCoefficient::getCoefficient), 10);
-    QCOMPARE(slotOf(&ILowGrayCoefficient::setCoefficient), 11);
-    QCOMPARE(slotOf(static_cast<PasteLowGray>(&ILowGrayCoefficient::setPartCoefficient)), 12);
-
-    using PasteMultilayer = EnumErrorCode (IMultilayerCoefficient::*)(const QRect &, QByteArray &);
-    QCOMPARE(slotOf(&IMultilayerCoefficient::getCoefficient), 10);
-    QCOMPARE(slotOf(&IMultilayerCoefficient::setCoefficient), 11);
-    QCOMPARE(slotOf(static_cast<PasteMultilayer>(&IMultilayerCoefficient::setPartCoefficient)), 12);
-}
 
 template <class Kind>
 void tst_Grids::constructorTakesColumnsFirstOf()

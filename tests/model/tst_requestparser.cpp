@@ -1,4 +1,5 @@
 #include "ForeignGrids.h"
+#include "support/Base64.h"
 #include "support/LogCapture.h"
 
 #include <Correction/Coefficient.h>
@@ -12,6 +13,8 @@
 #include <optional>
 
 using namespace Correction;
+using TestSupport::base64;
+using TestSupport::bytesOf;
 
 using Values = QVector<unsigned short>;
 
@@ -25,21 +28,6 @@ constexpr int greatest = std::numeric_limits<int>::max();
 const QString invalidData = QStringLiteral("invalid coefficient data \n");
 const QString pasteFailed = QStringLiteral("set part of coefficient error \n");
 
-QByteArray bytesOf(const Values &values)
-{
-    QByteArray bytes;
-    for (const unsigned short value : values) {
-        bytes.append(static_cast<char>(value & 255));
-        bytes.append(static_cast<char>(value >> 8));
-    }
-    return bytes;
-}
-
-QString textOf(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toBase64());
-}
-
 QVariantMap block(const QVariant &x, const QVariant &y, const QVariant &w, const QVariant &h, const QVariant &text)
 {
     return {{QStringLiteral("area.point.x"), x},
@@ -51,12 +39,12 @@ QVariantMap block(const QVariant &x, const QVariant &y, const QVariant &w, const
 
 QVariantMap valueBlock(int x, int y, int w, int h, const Values &values)
 {
-    return block(x, y, w, h, textOf(bytesOf(values)));
+    return block(x, y, w, h, base64(bytesOf(values)));
 }
 
 QVariantMap byteBlock(int x, int y, int w, int h, const QByteArray &bytes)
 {
-    return block(x, y, w, h, textOf(bytes));
+    return block(x, y, w, h, base64(bytes));
 }
 
 /// 1, 2, 3 ... from `first` on.
@@ -211,7 +199,7 @@ void tst_RequestParser::chromaReadsAreasAsIntegers_data()
 {
     QTest::addColumn<QVariantMap>("element");
     QTest::addColumn<QRect>("rect");
-    const QString text = textOf(bytesOf(counted(9)));
+    const QString text = base64(bytesOf(counted(9)));
     const auto without = [&text](const char *key) {
         QVariantMap map = block(1, 2, 3, 4, text);
         map.remove(QString::fromLatin1(key));

@@ -105,14 +105,9 @@ class Timeline
 public:
     explicit Timeline(Simulator::VirtualWall &wall)
     {
-        current() = this;
-        m_previous = qInstallMessageHandler(&Timeline::handle);
         wall.on(QString()).run(
             [this](const Simulator::Call &call) { m_lines.append(text("call ") + Simulator::VirtualWall::describe(call)); });
     }
-    ~Timeline() { qInstallMessageHandler(m_previous); }
-    Timeline(const Timeline &) = delete;
-    Timeline &operator=(const Timeline &) = delete;
 
     QStringList take()
     {
@@ -122,21 +117,12 @@ public:
     }
 
 private:
-    static Timeline *&current()
-    {
-        static Timeline *timeline = nullptr;
-        return timeline;
-    }
-    static void handle(QtMsgType type, const QMessageLogContext &context, const QString &line)
-    {
-        if (qstrcmp(context.category, "correction") != 0)
-            return current()->m_previous(type, context, line);
-        const char *const level = type == QtDebugMsg ? "debug " : type == QtCriticalMsg ? "critical " : "other ";
-        current()->m_lines.append(text(level) + line);
-    }
-
     QStringList m_lines;
-    QtMessageHandler m_previous = nullptr;
+    LogCapture m_log{
+        "correction", [this](QtMsgType type, const QString &line) {
+            const char *const level = type == QtDebugMsg ? "debug " : type == QtCriticalMsg ? "critical " : "other ";
+            m_lines.append(text(level) + line);
+        }};
 };
 
 /// A 2 x 1 wall of 8 x 4 cabinets.

@@ -10,6 +10,7 @@
 
 #include <simulator/VirtualWall.h>
 #include <support/LogCapture.h>
+#include <support/StubSubScreen.h>
 
 #include <QtPromise>
 
@@ -82,7 +83,7 @@ QString text(const MultilayerParamV2 &param)
 }
 
 /// Writes every call with its arguments into a journal and answers as it was told.
-class FakeSubScreen : public ISubScreen
+class FakeSubScreen : public TestSupport::StubSubScreen
 {
 public:
     FakeSubScreen(const QString &key, QStringList &journal) : m_key(key), m_journal(journal) {}
@@ -181,9 +182,6 @@ public:
         mode = EnumEffectMode(value);
         return note(QStringLiteral("tryGetEffectMode"));
     }
-    bool addCabinet(QString, QString) override { return false; }
-    bool removeCabinet(const QString &) override { return false; }
-    void removeCabinets() override {}
     EnumErrorCode setMutiCabinetSolid(EnumSaveType type) override
     {
         return note(QStringLiteral("setMutiCabinetSolid %1").arg(type));

@@ -1,5 +1,5 @@
 #include "support/LogCapture.h"
-#include "support/VtableSlot.h"
+#include "support/StubSubScreen.h"
 
 #include <Correction/ScreenV4.h>
 #include <Correction/SubScreenV4.h>
@@ -16,7 +16,6 @@
 
 using namespace Correction;
 using TestSupport::LogCapture;
-using TestSupport::slotOf;
 
 namespace {
 
@@ -29,7 +28,7 @@ static_assert(sizeof(ScreenV4) == sizeof(IScreen) + sizeof(QMap<QString, ISubScr
 static_assert(sizeof(SubScreenV4) == sizeof(ISubScreen) + sizeof(QMap<QString, QString>) + sizeof(QString), "");
 
 /// A sub-screen of the host's own that tells of its end.
-class HostSubScreen final : public ISubScreen
+class HostSubScreen final : public TestSupport::StubSubScreen
 {
 public:
     explicit HostSubScreen(const QString &name) : m_name(name) { ++alive; }
@@ -38,39 +37,6 @@ public:
         --alive;
         ends.append(m_name);
     }
-
-    EnumErrorCode setABLEnable(bool) override { return enSuccess; }
-    EnumErrorCode setXBit(EnumXBitMode, bool) override { return enSuccess; }
-    EnumErrorCode lock() override { return enSuccess; }
-    EnumErrorCode unLock() override { return enSuccess; }
-    EnumErrorCode tryGetRect(QRect &) override { return enSuccess; }
-    EnumErrorCode tryGetAllCabinetInfoList(QList<CabinetInfo> &) override { return enSuccess; }
-    EnumErrorCode setPixelImage(DrawingParameter) override { return enSuccess; }
-    EnumErrorCode setCheckerboardlImage(DrawingCheckerboard) override { return enSuccess; }
-    EnumErrorCode setPixelImageMode(unsigned char) override { return enSuccess; }
-    EnumErrorCode tryGetCoefficients(const QRect &, ICoefficient &) override { return enSuccess; }
-    EnumErrorCode setCoefficients(const QRect &, ICoefficient &) override { return enSuccess; }
-    QtPromise::QPromise<EnumErrorCode> setCoefficientsAsync(const QRect &, ICoefficient &) override
-    {
-        return QtPromise::resolve(EnumErrorCode(enSuccess));
-    }
-    EnumErrorCode saveParameter(EnumSaveType) override { return enSuccess; }
-    EnumErrorCode applyCoeffcient(EnumCoefficientType) override { return enSuccess; }
-    EnumErrorCode clearCoefficient(EnumCoefficientType) override { return enSuccess; }
-    EnumErrorCode setEffectMode(EnumEffectMode) override { return enSuccess; }
-    EnumErrorCode setBrightness(int) override { return enSuccess; }
-    EnumErrorCode getGammaTable(QMap<EnumGammaType, QList<int>> &) override { return enSuccess; }
-    EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &) override { return enSuccess; }
-    EnumErrorCode setMultilayerParameter(const MultilayerParam &) override { return enSuccess; }
-    EnumErrorCode setMultilayerParameterV2(const MultilayerParamV2 &) override { return enSuccess; }
-    EnumErrorCode getBrightnessRange(BrightnessRange &) override { return enSuccess; }
-    EnumErrorCode tryGetEffectMode(EnumEffectMode &) override { return enSuccess; }
-    bool addCabinet(QString, QString) override { return true; }
-    bool removeCabinet(const QString &) override { return true; }
-    void removeCabinets() override {}
-    EnumErrorCode setMutiCabinetSolid(EnumSaveType) override { return enSuccess; }
-    EnumErrorCode isCheckerboardlImage() override { return enSuccess; }
-    EnumErrorCode getScreenSupport(QVector<CabinetBaseInfo> &) override { return enSuccess; }
 
     static int alive;
     static QStringList ends; ///< names in the order in which their sub-screens ended
@@ -128,8 +94,6 @@ private Q_SLOTS:
     void theSubScreensOfTheLibraryAreDeleted();
     void theNameIsStored();
     void theIdIsStored();
-    void theScreenOperationsKeepTheirOrder();
-    void theSubScreenOperationsKeepTheirOrder();
 
 private:
     Simulator::VirtualWall &m_wall = Simulator::VirtualWall::instance();
@@ -363,83 +327,6 @@ void tst_ScreenStructure::theIdIsStored()
     QCOMPARE(screen.getID(), QStringLiteral("{17}"));
     screen.setID(QStringLiteral("{18}"));
     QCOMPARE(screen.getID(), QStringLiteral("{18}"));
-}
-
-void tst_ScreenStructure::theScreenOperationsKeepTheirOrder()
-{
-    int last = 1;
-    const auto follows = [&last](int slot) { return slot == ++last; };
-    QVERIFY(follows(slotOf(&IScreen::setABLEnable)));
-    QVERIFY(follows(slotOf(&IScreen::setXBit)));
-    QVERIFY(follows(slotOf(&IScreen::lock)));
-    QVERIFY(follows(slotOf(&IScreen::unLock)));
-    QVERIFY(follows(slotOf(&IScreen::tryGetRect)));
-    QVERIFY(follows(slotOf(&IScreen::tryGetAllCabinetInfoList)));
-    QVERIFY(follows(slotOf(&IScreen::setPixelImage)));
-    QVERIFY(follows(slotOf(&IScreen::setCheckerboardlImage)));
-    QVERIFY(follows(slotOf(&IScreen::setPixelImageMode)));
-    QVERIFY(follows(slotOf(&IScreen::tryGetCoefficients)));
-    QVERIFY(follows(slotOf(&IScreen::setCoefficients)));
-    QVERIFY(follows(slotOf(&IScreen::saveParameter)));
-    QVERIFY(follows(slotOf(&IScreen::applyCoeffcient)));
-    QVERIFY(follows(slotOf(&IScreen::clearCoefficient)));
-    QVERIFY(follows(slotOf(&IScreen::setEffectMode)));
-    QVERIFY(follows(slotOf(&IScreen::tryGetEffectMode)));
-    QVERIFY(follows(slotOf(&IScreen::setBrightness)));
-    QVERIFY(follows(slotOf(&IScreen::getGammaTable)));
-    QVERIFY(follows(slotOf(&IScreen::setGammaTable)));
-    QVERIFY(follows(slotOf(&IScreen::setMultilayerParameter)));
-    QVERIFY(follows(slotOf(&IScreen::setMultilayerParameterV2)));
-    QVERIFY(follows(slotOf(&IScreen::getBrightnessRange)));
-    QVERIFY(follows(slotOf(&IScreen::tryGetSubScreen)));
-    QVERIFY(follows(slotOf(&IScreen::addSubScreen)));
-    QVERIFY(follows(slotOf(&IScreen::removeSubScreen)));
-    QVERIFY(follows(slotOf(&IScreen::removeSubScreens)));
-    QVERIFY(follows(slotOf(&IScreen::setName)));
-    QVERIFY(follows(slotOf(&IScreen::getName)));
-    QVERIFY(follows(slotOf(&IScreen::setID)));
-    QVERIFY(follows(slotOf(&IScreen::getID)));
-    QVERIFY(follows(slotOf(&IScreen::getSubScreenNames)));
-    QVERIFY(follows(slotOf(&IScreen::setMutiCabinetSolid)));
-    QVERIFY(follows(slotOf(&IScreen::getFeatures)));
-    QVERIFY(follows(slotOf(&IScreen::getScreenSupport)));
-    QCOMPARE(last, 35);
-}
-
-void tst_ScreenStructure::theSubScreenOperationsKeepTheirOrder()
-{
-    int last = 1;
-    const auto follows = [&last](int slot) { return slot == ++last; };
-    QVERIFY(follows(slotOf(&ISubScreen::setABLEnable)));
-    QVERIFY(follows(slotOf(&ISubScreen::setXBit)));
-    QVERIFY(follows(slotOf(&ISubScreen::lock)));
-    QVERIFY(follows(slotOf(&ISubScreen::unLock)));
-    QVERIFY(follows(slotOf(&ISubScreen::tryGetRect)));
-    QVERIFY(follows(slotOf(&ISubScreen::tryGetAllCabinetInfoList)));
-    QVERIFY(follows(slotOf(&ISubScreen::setPixelImage)));
-    QVERIFY(follows(slotOf(&ISubScreen::setCheckerboardlImage)));
-    QVERIFY(follows(slotOf(&ISubScreen::setPixelImageMode)));
-    QVERIFY(follows(slotOf(&ISubScreen::tryGetCoefficients)));
-    QVERIFY(follows(slotOf(&ISubScreen::setCoefficients)));
-    QVERIFY(follows(slotOf(&ISubScreen::setCoefficientsAsync)));
-    QVERIFY(follows(slotOf(&ISubScreen::saveParameter)));
-    QVERIFY(follows(slotOf(&ISubScreen::applyCoeffcient)));
-    QVERIFY(follows(slotOf(&ISubScreen::clearCoefficient)));
-    QVERIFY(follows(slotOf(&ISubScreen::setEffectMode)));
-    QVERIFY(follows(slotOf(&ISubScreen::setBrightness)));
-    QVERIFY(follows(slotOf(&ISubScreen::getGammaTable)));
-    QVERIFY(follows(slotOf(&ISubScreen::setGammaTable)));
-    QVERIFY(follows(slotOf(&ISubScreen::setMultilayerParameter)));
-    QVERIFY(follows(slotOf(&ISubScreen::setMultilayerParameterV2)));
-    QVERIFY(follows(slotOf(&ISubScreen::getBrightnessRange)));
-    QVERIFY(follows(slotOf(&ISubScreen::tryGetEffectMode)));
-    QVERIFY(follows(slotOf(&ISubScreen::addCabinet)));
-    QVERIFY(follows(slotOf(&ISubScreen::removeCabinet)));
-    QVERIFY(follows(slotOf(&ISubScreen::removeCabinets)));
-    QVERIFY(follows(slotOf(&ISubScreen::setMutiCabinetSolid)));
-    QVERIFY(follows(slotOf(&ISubScreen::isCheckerboardlImage)));
-    QVERIFY(follows(slotOf(&ISubScreen::getScreenSupport)));
-    QCOMPARE(last, 30);
 }
 
 QTEST_GUILESS_MAIN(tst_ScreenStructure)

@@ -7,7 +7,9 @@
 #include <Correction/SubScreenV4.h>
 
 #include <simulator/VirtualWall.h>
+#include <support/Base64.h>
 #include <support/LogCapture.h>
+#include <support/StubSubScreen.h>
 
 #include <QtPromise>
 
@@ -27,6 +29,7 @@
 
 using namespace Correction;
 using Simulator::VirtualWall;
+using TestSupport::base64;
 
 namespace {
 
@@ -48,16 +51,6 @@ Values numbered(int count, int first)
     return values;
 }
 
-QString base64(const Values &values)
-{
-    QByteArray bytes;
-    for (const unsigned short value : values) {
-        bytes.append(static_cast<char>(value & 0xff));
-        bytes.append(static_cast<char>(value >> 8));
-    }
-    return QString::fromLatin1(bytes.toBase64());
-}
-
 QStringList sorted(QStringList lines)
 {
     lines.sort();
@@ -65,7 +58,7 @@ QStringList sorted(QStringList lines)
 }
 
 /// A host's own sub-screen, whose write is whatever the test says.
-class FakeSubScreen : public ISubScreen
+class FakeSubScreen : public TestSupport::StubSubScreen
 {
 public:
     using Write = std::function<Promise(const QRect &, ICoefficient &)>;
@@ -73,34 +66,7 @@ public:
 
     Promise setCoefficientsAsync(const QRect &rect, ICoefficient &grid) override { return m_write(rect, grid); }
 
-    EnumErrorCode setABLEnable(bool) override { return enSuccess; }
-    EnumErrorCode setXBit(EnumXBitMode, bool) override { return enSuccess; }
-    EnumErrorCode lock() override { return enSuccess; }
-    EnumErrorCode unLock() override { return enSuccess; }
     EnumErrorCode tryGetRect(QRect &) override { return enFileError; } // nobody needs it for a write
-    EnumErrorCode tryGetAllCabinetInfoList(QList<CabinetInfo> &) override { return enSuccess; }
-    EnumErrorCode setPixelImage(DrawingParameter) override { return enSuccess; }
-    EnumErrorCode setCheckerboardlImage(DrawingCheckerboard) override { return enSuccess; }
-    EnumErrorCode setPixelImageMode(unsigned char) override { return enSuccess; }
-    EnumErrorCode tryGetCoefficients(const QRect &, ICoefficient &) override { return enSuccess; }
-    EnumErrorCode setCoefficients(const QRect &, ICoefficient &) override { return enSuccess; }
-    EnumErrorCode saveParameter(EnumSaveType) override { return enSuccess; }
-    EnumErrorCode applyCoeffcient(EnumCoefficientType) override { return enSuccess; }
-    EnumErrorCode clearCoefficient(EnumCoefficientType) override { return enSuccess; }
-    EnumErrorCode setEffectMode(EnumEffectMode) override { return enSuccess; }
-    EnumErrorCode setBrightness(int) override { return enSuccess; }
-    EnumErrorCode getGammaTable(QMap<EnumGammaType, QList<int>> &) override { return enSuccess; }
-    EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &) override { return enSuccess; }
-    EnumErrorCode setMultilayerParameter(const MultilayerParam &) override { return enSuccess; }
-    EnumErrorCode setMultilayerParameterV2(const MultilayerParamV2 &) override { return enSuccess; }
-    EnumErrorCode getBrightnessRange(BrightnessRange &) override { return enSuccess; }
-    EnumErrorCode tryGetEffectMode(EnumEffectMode &) override { return enSuccess; }
-    bool addCabinet(QString, QString) override { return false; }
-    bool removeCabinet(const QString &) override { return false; }
-    void removeCabinets() override {}
-    EnumErrorCode setMutiCabinetSolid(EnumSaveType) override { return enSuccess; }
-    EnumErrorCode isCheckerboardlImage() override { return enSuccess; }
-    EnumErrorCode getScreenSupport(QVector<CabinetBaseInfo> &) override { return enSuccess; }
 
 private:
     Write m_write;

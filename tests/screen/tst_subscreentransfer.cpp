@@ -6,7 +6,9 @@
 #include <Correction/SubScreenV4.h>
 
 #include <simulator/VirtualWall.h>
+#include <support/Base64.h>
 #include <support/LogCapture.h>
+#include <support/StubCabinet.h>
 
 #include <QtPromise>
 
@@ -27,6 +29,8 @@
 
 using namespace Correction;
 using Simulator::VirtualWall;
+using TestSupport::base64;
+using TestSupport::valuesOf;
 
 namespace {
 
@@ -69,21 +73,6 @@ Values cutOut(const Values &plane, int columns, const QRect &rect)
             values.append(plane[y * columns * valuesPerPixel + i]);
     }
     return values;
-}
-
-QString base64(const Values &values)
-{
-    QByteArray bytes;
-    for (const unsigned short value : values) {
-        bytes.append(static_cast<char>(value & 0xff));
-        bytes.append(static_cast<char>(value >> 8));
-    }
-    return QString::fromLatin1(bytes.toBase64());
-}
-
-QString base64(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toBase64());
 }
 
 /// The area of a block as requests hold it.
@@ -162,7 +151,7 @@ struct CabinetBehaviour {
     int described = 0;
 };
 
-class ForeignCabinet : public ICabinet
+class ForeignCabinet : public TestSupport::StubCabinet
 {
 public:
     explicit ForeignCabinet(CabinetBehaviour &behaviour) : m_behaviour(&behaviour) {}
@@ -185,29 +174,6 @@ public:
     {
         return m_behaviour->write ? m_behaviour->write(position, grid) : enSuccess;
     }
-    EnumErrorCode saveParameter(EnumSaveType) override { return enNotSupported; }
-    EnumErrorCode applyCoeffcient(EnumCoefficientType) override { return enNotSupported; }
-    EnumErrorCode setEffectMode(EnumEffectMode) override { return enNotSupported; }
-    EnumErrorCode setBrightness(int) override { return enNotSupported; }
-    EnumErrorCode getGammaTable(QMap<EnumGammaType, QList<int>> &) override { return enNotSupported; }
-    EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &) override { return enNotSupported; }
-    EnumErrorCode getBrightnessRange(BrightnessRange &) override { return enNotSupported; }
-    EnumErrorCode getConfigFile(const QString &) override { return enNotSupported; }
-    EnumErrorCode setConfigFile(const QString &) override { return enNotSupported; }
-    EnumErrorCode setFlag(const QString &) override { return enNotSupported; }
-    EnumErrorCode getFlag(QString &) override { return enNotSupported; }
-    EnumErrorCode tryGetEffectMode(EnumEffectMode &) override { return enNotSupported; }
-    EnumErrorCode getFlashCheckInfo(QList<RxCardFlashCheckInfo> &) override { return enNotSupported; }
-    QString getID() override { return QString(); }
-    QString getDeviceKey() override { return QString(); }
-    EnumErrorCode setCabinetflags(const QString &) override { return enNotSupported; }
-    EnumErrorCode setModuleflags(QList<CabinetsModuleFlag> &) override { return enNotSupported; }
-    EnumErrorCode clearModuleCoefficient(int) override { return enNotSupported; }
-    EnumErrorCode saveModuleCoefficient(int) override { return enNotSupported; }
-    EnumErrorCode reloadModuleCoefficient(int) override { return enNotSupported; }
-    QList<ModuleInfo *> getCabAllFlags() override { return {}; }
-    EnumErrorCode IsSupportFlash() override { return enNotSupported; }
-    EnumErrorCode getCabinetSupport(CabinetBaseInfo &) override { return enNotSupported; }
 
 private:
     CabinetBehaviour *m_behaviour;
@@ -1565,14 +1531,6 @@ QByteArray randomBytes(int count, QRandomGenerator &random)
     for (int i = 0; i < count; ++i)
         bytes.append(static_cast<char>(random.bounded(256)));
     return bytes;
-}
-
-Values valuesOf(const QByteArray &bytes)
-{
-    Values values;
-    for (int i = 0; i < bytes.size(); i += 2)
-        values.append(static_cast<unsigned short>(uchar(bytes[i]) | uchar(bytes[i + 1]) << 8));
-    return values;
 }
 
 QVector<RandomCabinet> randomCabinets(QRandomGenerator &random)

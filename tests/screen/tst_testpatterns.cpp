@@ -9,6 +9,7 @@
 
 #include <simulator/VirtualWall.h>
 #include <support/LogCapture.h>
+#include <support/Pictures.h>
 
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
@@ -21,6 +22,7 @@
 
 using namespace Correction;
 using Simulator::VirtualWall;
+using TestSupport::difference;
 
 namespace {
 
@@ -1152,23 +1154,6 @@ QRect placedNear(const QVector<QRect> &cabinets, const QSize &size, QRandomGener
     const QRect &near = cabinets[random.bounded(cabinets.size())];
     const QPoint pixel(near.x() + random.bounded(near.width()), near.y() + random.bounded(near.height()));
     return QRect(pixel - QPoint(random.bounded(size.width() + 4) - 2, random.bounded(size.height() + 4) - 2), size);
-}
-
-/// The first pixel in which two pictures differ, or an empty text.
-QString difference(const QImage &actual, const QImage &expected)
-{
-    if (actual.size() != expected.size())
-        return QStringLiteral("%1x%2 pixels").arg(actual.width()).arg(actual.height());
-    for (int y = 0; y < actual.height(); ++y) {
-        for (int x = 0; x < actual.width(); ++x) {
-            if (actual.pixel(x, y) != expected.pixel(x, y)) {
-                return QStringLiteral("%1,%2 is %3, not %4")
-                    .arg(QString::number(x), QString::number(y), actual.pixelColor(x, y).name(),
-                         expected.pixelColor(x, y).name());
-            }
-        }
-    }
-    return QString();
 }
 
 bool isUniform(const QImage &image)

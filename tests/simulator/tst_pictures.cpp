@@ -3,6 +3,7 @@
 #include <service/CabinetInfoOperator.h>
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
+#include <support/Pictures.h>
 
 #include <QtTest/QtTest>
 
@@ -12,6 +13,7 @@
 #include <limits>
 
 using namespace Simulator;
+using TestSupport::difference;
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
@@ -75,23 +77,6 @@ QImage drawn(const QSize &size, const std::function<QRgb(int, int)> &colorAt)
             image.setPixel(x, y, colorAt(x, y));
     }
     return image;
-}
-
-/// The first pixel in which two pictures differ, or an empty text.
-QString difference(const QImage &actual, const QImage &expected)
-{
-    if (actual.size() != expected.size())
-        return QStringLiteral("%1x%2 pixels").arg(actual.width()).arg(actual.height());
-    for (int y = 0; y < actual.height(); ++y) {
-        for (int x = 0; x < actual.width(); ++x) {
-            if (actual.pixel(x, y) != expected.pixel(x, y)) {
-                return QStringLiteral("%1,%2 is %3, not %4")
-                    .arg(QString::number(x), QString::number(y), actual.pixelColor(x, y).name(),
-                         expected.pixelColor(x, y).name());
-            }
-        }
-    }
-    return QString();
 }
 
 /// A part of the picture as rows: '#' where it has this colour, '.' elsewhere.

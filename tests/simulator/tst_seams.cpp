@@ -5,6 +5,7 @@
 
 #include <simulator/VirtualWall.h>
 #include <support/LogCapture.h>
+#include <support/Pictures.h>
 
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
@@ -14,6 +15,7 @@
 
 using namespace Correction;
 using Simulator::VirtualWall;
+using TestSupport::difference;
 
 namespace {
 
@@ -263,23 +265,6 @@ QColor pixelColorByFormulas(const DrawingParameter &pixels, const QRect &frame, 
     const bool lit = litByFormulas(place.x(), distance.x(), block.x(), block.width(), pixels.pixelBlockIntervalX)
                      && litByFormulas(place.y(), distance.y(), block.y(), block.height(), pixels.pixelBlockIntervalY);
     return lit ? pixels.color : QColor(Qt::black);
-}
-
-/// The first pixel in which two pictures differ, or an empty text.
-QString difference(const QImage &actual, const QImage &expected)
-{
-    if (actual.size() != expected.size())
-        return QStringLiteral("%1x%2 pixels").arg(actual.width()).arg(actual.height());
-    for (int y = 0; y < actual.height(); ++y) {
-        for (int x = 0; x < actual.width(); ++x) {
-            if (actual.pixel(x, y) != expected.pixel(x, y)) {
-                return QStringLiteral("%1,%2 is %3, not %4")
-                    .arg(QString::number(x), QString::number(y), actual.pixelColor(x, y).name(),
-                         expected.pixelColor(x, y).name());
-            }
-        }
-    }
-    return QString();
 }
 
 } // namespace

@@ -6,11 +6,14 @@
 #include <QtCore/QVector>
 #include <QtTest/QtTest>
 
+#include <functional>
 #include <mutex>
+#include <utility>
 
 namespace TestSupport {
 
-/// Collects the library's log lines while it lives; lines of other categories go on to the handler before it.
+/// Collects the log lines of one category while it lives, those of the library unless another one is given. Lines of other
+/// categories go on to the capture around it and to the handler before.
 ///
 /// Make it in `initTestCase()` or later: Qt Test installs a handler of its own when the program starts.
 ///
@@ -24,7 +27,11 @@ public:
         QString text;
     };
 
-    LogCapture()
+    using OnLine = std::function<void(QtMsgType, const QString &)>;
+
+    /// With `onLine`, lines are given to that instead of being collected.
+    explicit LogCapture(const char *category = "correction", OnLine onLine = {})
+        : m_category(category), m_onLine(std::move(onLine)), m_outer(current())
     {
         current() = this;
         m_previous = qInstallMessageHandler(&LogCapture::handle);
@@ -32,7 +39,7 @@ public:
     ~LogCapture()
     {
         qInstallMessageHandler(m_previous);
-        current() = nullptr;
+        current() = m_outer;
     }
     LogCapture(const LogCapture &) = delete;
     LogCapture &operator=(const LogCapture &) = delete;
@@ -69,15 +76,26 @@ private:
     }
     static void handle(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
-        LogCapture *const capture = current();
-        if (capture && qstrcmp(context.category, "correction") == 0) {
-            const std::lock_guard<std::mutex> guard(capture->m_mutex);
-            capture->m_lines.append({type, text});
-        } else if (capture && capture->m_previous) {
-            capture->m_previous(type, context, text);
+        LogCapture *outermost = nullptr;
+        for (LogCapture *capture = current(); capture; capture = capture->m_outer) {
+            if (qstrcmp(context.category, capture->m_category) == 0)
+                return capture->add(type, text);
+            outermost = capture;
         }
+        if (outermost && outermost->m_previous)
+            outermost->m_previous(type, context, text);
+    }
+    void add(QtMsgType type, const QString &text)
+    {
+        if (m_onLine)
+            return m_onLine(type, text);
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_lines.append({type, text});
     }
 
+    const char *const m_category;
+    const OnLine m_onLine;
+    LogCapture *const m_outer;
     std::mutex m_mutex;
     QVector<Line> m_lines;
     QtMessageHandler m_previous = nullptr;
