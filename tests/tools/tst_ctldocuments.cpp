@@ -96,12 +96,13 @@ void CtlDocumentsTest::everyOperationOfTheLibraryIsReached()
         for (const QJsonValue &operation : operations)
             reached.append(operation.toString());
     }
-    QStringList excused;
-    const QJsonArray unreached = m_table.value(QStringLiteral("unreached")).toArray();
-    for (const QJsonValue &entry : unreached) {
-        excused.append(entry.toObject().value(QStringLiteral("operation")).toString());
-        QVERIFY(!entry.toObject().value(QStringLiteral("reason")).toString().isEmpty());
-    }
+    const QStringList excused{
+        QStringLiteral("IScreen::removeSubScreens"),       // the destructor of a screen does the same
+        QStringLiteral("ISubScreen::removeCabinets"),      // a sub-screen without cabinets leaves the selection as a whole
+        QStringLiteral("ScreenManager::releaseInstance"),  // the program ends with its manager
+        QStringLiteral("CabinetManager::addCabinet"),      // discovery fills the registry
+        QStringLiteral("CabinetManager::removeCabinet"),   // discovery empties the registry
+        QStringLiteral("CabinetManager::removeCabinets")}; // discovery empties the registry
     QStringList missing;
     for (const QString &operation : qAsConst(declared)) {
         if (!reached.contains(operation) && !excused.contains(operation))
@@ -110,7 +111,7 @@ void CtlDocumentsTest::everyOperationOfTheLibraryIsReached()
     }
     QCOMPARE(missing, QStringList());
     // Nothing that only the building of objects needs is excused beyond these.
-    for (const QString &operation : qAsConst(excused))
+    for (const QString &operation : excused)
         QVERIFY2(declared.contains(operation), qPrintable(operation));
 }
 

@@ -19,11 +19,7 @@ void verbTable(Session &session)
                                 {QStringLiteral("operations"), QJsonArray::fromStringList(verb.operationList())}});
         rows.append({QLatin1String(verb.name), QLatin1String(verb.help)});
     }
-    QJsonArray unreached;
-    for (const Unreached &operation : unreachedOperations())
-        unreached.append(QJsonObject{{QStringLiteral("operation"), QLatin1String(operation.operation)},
-                                     {QStringLiteral("reason"), QLatin1String(operation.reason)}});
-    session.out().data({{QStringLiteral("verbs"), list}, {QStringLiteral("unreached"), unreached}});
+    session.out().data({{QStringLiteral("verbs"), list}});
     session.out().table({QStringLiteral("VERB"), QStringLiteral("WHAT IT DOES")}, rows);
 }
 

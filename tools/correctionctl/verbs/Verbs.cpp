@@ -673,19 +673,6 @@ const QVector<Verb> &knownVerbs()
     return table;
 }
 
-const QVector<Unreached> &unreachedOperations()
-{
-    static const QVector<Unreached> table{
-        {"IScreen::removeSubScreens", "the destructor of a screen does the same"},
-        {"ISubScreen::removeCabinets", "a sub-screen without cabinets leaves the selection as a whole"},
-        {"ScreenManager::releaseInstance", "the program ends with its manager"},
-        {"CabinetManager::addCabinet", "discovery fills the registry"},
-        {"CabinetManager::removeCabinet", "discovery empties the registry"},
-        {"CabinetManager::removeCabinets", "discovery empties the registry"},
-    };
-    return table;
-}
-
 const Verb *verbOf(const QString &name)
 {
     const auto &table = knownVerbs();

@@ -92,12 +92,6 @@ const QVector<Parameter> &globalOptions();
 const QVector<Parameter> &knownGlobalOptions();
 /// The option of the verbs that write.
 const Parameter &dryRunOption();
-/// Operations that no verb reaches by itself: "Class::operation" and why.
-struct Unreached {
-    const char *operation;
-    const char *reason;
-};
-const QVector<Unreached> &unreachedOperations();
 
 /// Among all that the command line understands; null for an unknown one.
 const Verb *verbOf(const QString &name);
