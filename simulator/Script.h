@@ -10,10 +10,10 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 namespace Simulator {
 
-class Wall;
 struct ScriptData;
 
 /// What happens when a certain operation is called, made by VirtualWall::on(). A script with an answer replaces the
@@ -67,9 +67,9 @@ private:
     friend class Wall;
     template <typename Change>
     Script &change(Change change);
-    Script(Wall &wall, const QString &operation, const QString &deviceKey, const QString &target);
+    Script(std::mutex &mutex, const QString &operation, const QString &deviceKey, const QString &target);
 
-    Wall &m_wall;
+    std::mutex &m_mutex; ///< The wall's.
     std::unique_ptr<ScriptData> d;
 };
 

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <simulator/Call.h>
+#include <simulator/PictureTypes.h>
+#include <simulator/ReplayReport.h>
 #include <simulator/Script.h>
 #include <simulator/SimulatorGlobal.h>
+#include <simulator/StateTypes.h>
 #include <simulator/WallDescription.h>
 
 #include <QtCore/QByteArray>
@@ -21,66 +24,6 @@
 namespace Simulator {
 
 class Wall;
-
-/// Coefficient kinds. A chroma or low-gray pixel has 9 unsigned 16-bit values; a multilayer pixel has
-/// Device::multilayerBytesPerPixel bytes.
-enum class Kind { Chroma = 0, Multilayer = 1, LowGray = 2 };
-
-/// The places where a cabinet keeps coefficients of one kind.
-enum class Store {
-    Working, ///< What the cabinet uses: uploads write it, loads read it.
-    User,    ///< Written by the save operations, cleared by the clear operations.
-    Factory, ///< Written by saveCabinetsFactoryCoefficient. Chroma only.
-    Module,  ///< Written by saveCabinetsModuleCoefficient. Chroma only.
-    Flash    ///< The modules' flash memory, written by CabinetInfoOperator::saveModuleCoefficient. Chroma only.
-};
-
-/// Colour channels of a gamma table.
-enum class Channel { Red, Green, Blue };
-
-/// The light in which a picture shows a test image.
-enum class Light {
-    Nominal, ///< The colours of the requests.
-    /// The colours after gamma and then brightness, each cabinet by its own.
-    ///
-    /// Gamma: of each colour channel the cabinet's table, or its device's where the cabinet's is empty; where both are,
-    /// the level stays. The N entries of a table belong to N evenly spaced levels from 0 to 255, with straight lines
-    /// between them (one entry: to all levels); negative ones count as 0. Full light is 2^b - 1, with the smallest b of 8
-    /// or more for which it is no less than any entry of the cabinet's three tables: 255, 1023, 4095, 65535 and so on.
-    ///
-    /// Brightness: light times the cabinet's brightness, brought into the range of brightnessMin to brightnessMax, divided
-    /// by brightnessMax; unchanged where that is not positive. The result is rounded to 0 to 255, halves up.
-    Effective
-};
-
-/// Values from `least` to `greatest`, both included; empty where `greatest` is less.
-struct ValueRange {
-    int least = 0;
-    int greatest = -1;
-
-    bool isEmpty() const { return greatest < least; }
-};
-
-/// The test image that a device was last asked for.
-struct Pattern {
-    enum Type {
-        None,     ///< Nothing was asked for yet: dark.
-        Pixels,   ///< ScreenInfo::setPixelImage
-        Checkers, ///< ScreenInfo::setCheckerBoardImage
-        Clear     ///< ScreenInfo::setCorrectClearImage: dark
-    };
-    Type type = None;
-    QMap<QString, QVariant> request; ///< The request as it came; empty for None and Clear.
-};
-
-/// How far a replay has come; see VirtualWall::replay().
-struct ReplayReport {
-    int answered = 0;  ///< Calls that were answered as recorded.
-    int remaining = 0; ///< Recorded calls that have not come.
-    /// The first call that is not the recorded one: its number, the first place where the two differ, with both values,
-    /// and then both calls, each on a line of its own. Null while all is as recorded.
-    QString difference;
-};
 
 /// The wall. One in a process, created on first use. docs/faults.md tells of time, faults and personalities.
 ///

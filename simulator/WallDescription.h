@@ -8,7 +8,6 @@
 #include <QtCore/QRect>
 #include <QtCore/QSize>
 #include <QtCore/QString>
-#include <QtCore/QStringList>
 
 #include <array>
 
@@ -170,13 +169,6 @@ SIMULATOR_EQUALITY(Device)
 SIMULATOR_EQUALITY(Event)
 SIMULATOR_EQUALITY(WallDescription)
 #undef SIMULATOR_EQUALITY
-
-/// The names that Device::personality may have: "obedient", "slow", "silent", "refuses writes", "rejects uploads",
-/// "damaged blocks", "short replies", "answers 404", "vanishes in refresh", "forgets on restart".
-SIMULATOR_API QStringList personalityNames();
-
-/// The operations that change a device, by the names that Call::operation has; all others only ask.
-SIMULATOR_API QStringList changingOperations();
 
 /// A device whose cabinets form a regular grid with its top-left corner at `origin` (screen coordinates). The ids count
 /// up from `firstCabinetId`, row by row; row r hangs on output r + 1 ("1", "2", ...). Each cabinet has one receiving

@@ -1,9 +1,9 @@
 #include <simulator/WallFile.h>
 
 #include "CabinetGrid.h"
-#include "device/WallStore.h"
-#include "disk/DiskFiles.h"
-#include "faults/Rules.h"
+#include "device/Planes.h"
+#include "faults/Personalities.h"
+#include "files/DiskFiles.h"
 #include "json/JsonReader.h"
 #include "json/JsonText.h"
 

@@ -5,16 +5,6 @@
 
 #include <QtCore/QVector>
 
-namespace Simulator {
-
-QMap<QString, QString> okHeaders()
-{
-    return {{QStringLiteral("Content-Type"), QStringLiteral("application/json")},
-            {QStringLiteral("HttpResponse_StateCode"), QStringLiteral("200")}};
-}
-
-} // namespace Simulator
-
 namespace Simulator::Acts {
 
 namespace {

@@ -1,8 +1,24 @@
 #include "CallLog.h"
 
+#include "json/Describe.h"
+
 #include <utility>
 
 namespace Simulator {
+
+QString describeCall(const Call &call, int longest)
+{
+    QStringList arguments;
+    for (const QString &text : {call.deviceKey, call.target}) {
+        if (!text.isNull())
+            arguments += describeText(text, longest);
+    }
+    for (const QVariant &value : {call.request, call.extra}) {
+        if (value.isValid())
+            arguments += describeValue(value, longest);
+    }
+    return call.operation + QLatin1Char('(') + arguments.join(QLatin1String(", ")) + QLatin1Char(')');
+}
 
 void addNote(Call &call, const QString &text)
 {

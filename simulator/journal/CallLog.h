@@ -9,6 +9,9 @@
 
 namespace Simulator {
 
+/// See VirtualWall::describe(); texts as describeValue() has them.
+QString describeCall(const Call &call, int longest);
+
 void addNote(Call &call, const QString &text);
 
 /// The calls of a wall: those that are kept, those that are still underway, and the file that they are written to. Its

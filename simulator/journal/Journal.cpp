@@ -1,6 +1,6 @@
 #include "Journal.h"
 
-#include "disk/DiskFiles.h"
+#include "files/DiskFiles.h"
 #include "json/Describe.h"
 #include "json/TypedJson.h"
 

@@ -1,5 +1,6 @@
 #include "Replay.h"
 
+#include "CallLog.h"
 #include "json/Describe.h"
 #include "json/TypedJson.h"
 
@@ -47,7 +48,7 @@ QString textDifference(const QString &path, const QString &recorded, const QStri
 
 QString shownCall(const Call &call)
 {
-    const QString text = VirtualWall::describe(call, VirtualWall::Shorten);
+    const QString text = describeCall(call, longestShownText);
     return text.size() <= longestShownCall ? text : text.left(longestShownCall) + QLatin1String("...");
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <simulator/Call.h>
-#include <simulator/VirtualWall.h>
+#include <simulator/ReplayReport.h>
 
 #include <QtCore/QList>
 #include <QtCore/QString>

@@ -1,6 +1,8 @@
 #pragma once
 
-#include "device/WallStore.h"
+#include "device/WallState.h"
+
+#include <simulator/PictureTypes.h>
 
 #include <QtGui/QImage>
 

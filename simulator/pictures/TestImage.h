@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Canvas.h"
-#include "device/WallStore.h"
+#include "device/WallState.h"
 
 #include <QtCore/QVector>
 

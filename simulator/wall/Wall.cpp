@@ -1,6 +1,7 @@
 #include "Wall.h"
 
 #include "WallBackend.h"
+#include "faults/Personalities.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -948,7 +949,7 @@ bool Wall::settleByHand(const QString &deviceKey, std::optional<bool> value)
 Script &Wall::on(const QString &operation, const QString &deviceKey, const QString &target)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_scripts.push_front(std::unique_ptr<Script>(new Script(*this, operation, deviceKey, target)));
+    m_scripts.push_front(std::unique_ptr<Script>(new Script(m_mutex, operation, deviceKey, target)));
     return *m_scripts.front();
 }
 
@@ -957,103 +958,6 @@ void Wall::clearScripts()
     std::list<std::unique_ptr<Script>> scripts;
     const std::lock_guard<std::mutex> lock(m_mutex);
     scripts.swap(m_scripts);
-}
-
-Script::Script(Wall &wall, const QString &operation, const QString &deviceKey, const QString &target)
-    : m_wall(wall), d(std::make_unique<ScriptData>())
-{
-    d->operation = operation;
-    d->deviceKey = deviceKey;
-    d->target = target;
-}
-
-Script::~Script() = default;
-
-template <typename Change>
-Script &Script::change(Change change)
-{
-    m_wall.changeScript([&] { change(*d); });
-    return *this;
-}
-
-Script &Script::times(int count)
-{
-    return change([&](ScriptData &data) { data.limit = count; });
-}
-
-Script &Script::after(int count)
-{
-    return change([&](ScriptData &data) { data.skip = count; });
-}
-
-Script &Script::answerFalse()
-{
-    return answerFalseWith(QVariant());
-}
-
-Script &Script::answer(const QVariant &reply)
-{
-    return change([&](ScriptData &data) {
-        data.action.type = Action::True;
-        data.action.reply = reply;
-    });
-}
-
-Script &Script::answerFalseWith(const QVariant &reply)
-{
-    return change([&](ScriptData &data) {
-        data.action.type = Action::False;
-        data.action.reply = reply;
-    });
-}
-
-Script &Script::responseHeader(const QMap<QString, QString> &headers)
-{
-    return change([&](ScriptData &data) { data.action.headers = headers; });
-}
-
-Script &Script::settleLater()
-{
-    return change([](ScriptData &data) { data.action.type = Action::Later; });
-}
-
-Script &Script::resolveWith(bool value)
-{
-    return change([&](ScriptData &data) {
-        data.action.type = Action::Resolve;
-        data.action.value = value;
-    });
-}
-
-Script &Script::reject()
-{
-    return rejectWith(rejection("the upload was rejected"));
-}
-
-Script &Script::rejectWith(std::exception_ptr error)
-{
-    return change([&](ScriptData &data) {
-        data.action.type = Action::Reject;
-        data.action.error = error;
-    });
-}
-
-Script &Script::throwException(std::exception_ptr error)
-{
-    return change([&](ScriptData &data) {
-        data.action.type = Action::Throw;
-        data.action.error = error;
-    });
-}
-
-Script &Script::run(std::function<void(const Call &)> hook)
-{
-    return change([&](ScriptData &data) { data.action.run.swap(hook); });
-}
-
-Script &Script::editReply(std::function<void(QVariant &)> hook)
-{
-    return change([&](ScriptData &data) { data.action.editReply.swap(hook); });
 }
 
 } // namespace Simulator

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Clock.h"
-#include "device/WallStore.h"
+#include "device/Act.h"
 #include "disk/WallDirectory.h"
 #include "faults/Random.h"
 #include "faults/Rules.h"
@@ -24,21 +24,6 @@
 #include <vector>
 
 namespace Simulator {
-
-using Adapter::Answer;
-
-/// Response headers of a request that was carried out.
-QMap<QString, QString> okHeaders();
-
-/// What a wall finds wrong with a request. Thrown by acts; never leaves the wall.
-struct Refusal {
-    QString reason;
-    QMap<QString, QString> headers;
-};
-
-/// The wall's own behaviour in one operation: changes the state or throws a Refusal without having changed it. The
-/// device is that of the call, null for discovery's operations.
-using Act = std::function<Answer(WallState &, DeviceState *, const Call &)>;
 
 /// What a change of the wall brings about outside it: told to others when the lock has been released.
 struct Aftermath {
@@ -67,13 +52,6 @@ public:
 
     Script &on(const QString &operation, const QString &deviceKey, const QString &target);
     void clearScripts();
-    /// Runs `change`, which alters a script, locked.
-    template <typename Change>
-    void changeScript(Change change)
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        change();
-    }
 
     QList<Call> calls() const;
     void clearCalls();

@@ -4,6 +4,7 @@
 
 #include <Correction/CabinetManager.h>
 #include <Correction/Correction.h>
+#include <simulator/Personalities.h>
 #include <support/LogCapture.h>
 
 #include <QtTest/QtTest>

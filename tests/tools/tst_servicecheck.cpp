@@ -53,7 +53,7 @@ public:
     Answer answer(const Call &call) override
     {
         const Adapter::Operation &operation = *Adapter::findOperation(call.operation);
-        if (operation.effect == Adapter::Effect::Changes || operation.effect == Adapter::Effect::Locks)
+        if (operation.isChange())
             ++changes;
         if (swallow && swallow(call))
             return {true, QVariantMap(), {}};

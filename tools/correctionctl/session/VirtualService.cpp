@@ -3,6 +3,7 @@
 #include "Service.h"
 #include "terminal/ExitCodes.h"
 
+#include <adapter/Operations.h>
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
 
@@ -87,8 +88,10 @@ void holdBackWrites()
         refuse(QStringLiteral(
             "--dry-run and replay exclude each other: a recording holds no answers to requests that were not sent"));
     const auto keep = [](const Call &call) { g_heldBack.append(exchangeOf(call)); };
-    for (const QString &operation : Simulator::changingOperations())
-        wall().on(operation).run(keep).answer(QMap<QString, QVariant>());
+    for (const Adapter::Operation &operation : Adapter::operations()) {
+        if (operation.isChange())
+            wall().on(operation.name).run(keep).answer(QMap<QString, QVariant>());
+    }
 }
 
 QVector<Exchange> exchanges()

@@ -1,10 +1,14 @@
 #include <simulator/VirtualWall.h>
 
+#include "Wall.h"
+#include "WallBackend.h"
 #include "journal/Journal.h"
 #include "pictures/Pictures.h"
-#include "wall/Wall.h"
-#include "wall/WallBackend.h"
 #include "json/Describe.h"
+
+#include <simulator/WallFile.h>
+
+#include <QtCore/QFileInfo>
 
 #include <algorithm>
 #include <chrono>
@@ -125,6 +129,28 @@ void VirtualWall::reset()
 void VirtualWall::setWall(const WallDescription &wall)
 {
     d->setWall(wall);
+}
+
+bool VirtualWall::load(const QString &presetFileOrDirectory, QString *error)
+{
+    const auto fail = [&](const QString &reason) {
+        if (error)
+            *error = presetFileOrDirectory + QLatin1String(": ") + reason;
+        return false;
+    };
+    WallDescription wall;
+    if (!presetWall(presetFileOrDirectory, wall)) {
+        const QFileInfo info(presetFileOrDirectory);
+        if (!info.exists())
+            return fail(QStringLiteral("no such file or directory, and no preset (%1)")
+                            .arg(presetNames().join(QLatin1String(", "))));
+        if (info.isDir())
+            return open(presetFileOrDirectory, error);
+        if (!readWall(presetFileOrDirectory, wall, error))
+            return false;
+    }
+    setWall(wall);
+    return true;
 }
 
 WallDescription VirtualWall::wall() const
@@ -316,16 +342,7 @@ QStringList VirtualWall::notes(TranscriptForm form) const
 
 QString VirtualWall::describe(const Call &call, TranscriptForm form)
 {
-    QStringList arguments;
-    for (const QString &text : {call.deviceKey, call.target}) {
-        if (!text.isNull())
-            arguments += describeText(text, longest(form));
-    }
-    for (const QVariant &value : {call.request, call.extra}) {
-        if (value.isValid())
-            arguments += describe(value, form);
-    }
-    return call.operation + QLatin1Char('(') + arguments.join(QLatin1String(", ")) + QLatin1Char(')');
+    return describeCall(call, longest(form));
 }
 
 QString VirtualWall::describe(const QVariant &value, TranscriptForm form)
