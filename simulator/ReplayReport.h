@@ -4,7 +4,7 @@
 
 namespace Simulator {
 
-/// How far a replay has come; see VirtualWall::replay().
+/// How far a replay has come; see Replay::report().
 struct ReplayReport {
     int answered = 0;  ///< Calls that were answered as recorded.
     int remaining = 0; ///< Recorded calls that have not come.

@@ -131,8 +131,8 @@ struct Event {
         Plug,       ///< As VirtualWall::plug(): the device is back, with what it had saved.
         Rename,     ///< As VirtualWall::renameScreen() with `name`.
         Restart,    ///< As VirtualWall::restartDevice().
-        AddFault,   ///< As VirtualWall::addFault() with `fault`.
-        ClearFaults ///< As VirtualWall::clearFaults().
+        AddFault,   ///< As Faults::add() with `fault`.
+        ClearFaults ///< As Faults::clear().
     };
     qint64 at = 0; ///< Milliseconds of the wall's clock since the wall was set up.
     Type type = Unplug;
@@ -148,8 +148,8 @@ struct WallDescription {
     QList<Event> events;      ///< In any order; those of one moment happen in the order of the list.
     quint64 seed = 1;         ///< For everything that is drawn: jitter, shuffled replies, chaos. At most 2^53.
     double chaos = 0.0;       ///< Share of the calls, 0 to 1, that meet a fault drawn from all there are.
-    int replyBlockHeight = 0; ///< See VirtualWall::setReplyBlockHeight().
-    /// See VirtualWall::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
+    int replyBlockHeight = 0; ///< See State::setReplyBlockHeight().
+    /// See State::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
     std::array<QByteArray, 3> defaultPixels;
 };
 

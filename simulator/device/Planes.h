@@ -39,7 +39,7 @@ public:
     bool isDefault(Store store, const QByteArray &pixel) const;
     /// The length of a whole plane in bytes.
     int byteCount() const { return m_size.width() * m_size.height() * m_bytesPerPixel; }
-    /// The whole plane; where nothing was written, made of `pixel` (see VirtualWall::setDefaultPixel()).
+    /// The whole plane; where nothing was written, made of `pixel` (see State::setDefaultPixel()).
     QByteArray bytes(Store store, const QByteArray &pixel) const;
     /// The rows of a band of the working plane.
     QByteArray band(int firstRow, int rows, const QByteArray &pixel) const;

@@ -9,8 +9,9 @@ struct WallState {
     QList<DeviceState> devices; ///< Those that are unplugged, too.
     bool discovering = false;
     QString title;
-    QList<Event> events; ///< All that were described or added; see Wall for those to come.
+    QList<Event> events; ///< All that were described or added; see DeviceEvents for those to come.
     quint64 seed = 1;
+    Random random{seed};
     double chaos = 0.0;
     int replyBlockHeight = 0;
     std::array<QByteArray, kindCount> defaultPixels;

@@ -3,6 +3,7 @@
 #include "Spoil.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace Simulator {
 
@@ -13,7 +14,18 @@ bool fits(const QString &pattern, const QString &text)
     return pattern.isNull() || pattern == text;
 }
 
+/// Needs a promise.
+bool isForPromises(Action::Type type)
+{
+    return type == Action::Later || type == Action::Reject || type == Action::Never;
+}
+
 } // namespace
+
+std::exception_ptr rejection(const QString &reason)
+{
+    return std::make_exception_ptr(std::runtime_error(reason.toStdString()));
+}
 
 QMap<QString, QString> okHeaders()
 {
@@ -59,7 +71,7 @@ ScriptData ruleOf(const Fault &fault, const QString &who)
     case Fault::RejectUpload:
         rule.calls = ScriptData::Uploads;
         action.type = Action::Reject;
-        action.error = std::make_exception_ptr(std::runtime_error("the device rejected the upload"));
+        action.error = rejection(QStringLiteral("the device rejected the upload"));
         what = QStringLiteral("upload rejected");
         break;
     case Fault::NeverSettle:
@@ -110,6 +122,35 @@ ScriptData ruleOf(const Fault &fault, const QString &who)
     }
     action.note = who + QStringLiteral(": ") + what;
     return rule;
+}
+
+Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> drawn, bool promise)
+{
+    Action action;
+    if (script) {
+        ++script->served;
+        action = script->action;
+    }
+    if (action.type == Action::Wall) {
+        const Action scripted = std::move(action);
+        action = Action();
+        if (drawn) {
+            action = std::move(*drawn);
+        } else if (fault) {
+            ++fault->served;
+            action = fault->action;
+        }
+        action.run = scripted.run;
+        action.editReply = scripted.editReply;
+        if (scripted.headers)
+            action.headers = scripted.headers;
+    }
+    if (!promise && isForPromises(action.type)) {
+        action.type = Action::False;
+        if (action.note.isEmpty())
+            action.note = QStringLiteral("the script needs an operation with a promise");
+    }
+    return action;
 }
 
 qint64 charactersIn(const QVariant &value)

@@ -53,8 +53,15 @@ struct ScriptData {
 /// What a fault does to the calls of its device. `who` begins the notes.
 ScriptData ruleOf(const Fault &fault, const QString &who = QStringLiteral("fault"));
 
+/// What happens to a call: what its script says; where that gives no answer of its own, what was drawn or its fault. Either
+/// rule may be null; the one that serves the call counts it.
+Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> drawn, bool promise);
+
 /// Whether the operation uploads coefficients, with a promise or without.
 bool isUpload(const Call &call);
+
+/// The std::runtime_error that an upload is rejected with.
+std::exception_ptr rejection(const QString &reason);
 
 /// Response headers of a request that was carried out.
 QMap<QString, QString> okHeaders();

@@ -2,8 +2,6 @@
 
 #include "Rules.h"
 
-#include <stdexcept>
-
 namespace Simulator {
 
 Script::Script(std::mutex &mutex, const QString &operation, const QString &deviceKey, const QString &target)
@@ -75,7 +73,7 @@ Script &Script::resolveWith(bool value)
 
 Script &Script::reject()
 {
-    return rejectWith(std::make_exception_ptr(std::runtime_error("the upload was rejected")));
+    return rejectWith(rejection(QStringLiteral("the upload was rejected")));
 }
 
 Script &Script::rejectWith(std::exception_ptr error)

@@ -1,6 +1,7 @@
 correction_test(simulator/tst_pictures.cpp)
 correction_test(simulator/tst_seams.cpp)
 correction_test(simulator/tst_virtualwall.cpp)
+correction_test(simulator/tst_walls.cpp)
 correction_test(simulator/tst_time.cpp)
 correction_test(simulator/tst_faults.cpp)
 correction_test(simulator/tst_wallfile.cpp)

@@ -129,7 +129,7 @@ Map cids(const List &ids)
 
 QString lastNote()
 {
-    return wall().calls().isEmpty() ? QStringLiteral("no call") : wall().calls().last().note;
+    return wall().journal().calls().isEmpty() ? QStringLiteral("no call") : wall().journal().calls().last().note;
 }
 
 /// A value that a promise that is settled already was fulfilled with; empty when it is pending or rejected.
@@ -208,7 +208,7 @@ private Q_SLOTS:
         wall().reset();
         Device right = gridDevice(b, QPoint(8, 0), 1, 1, QSize(4, 2), 3);
         wall().setDevices({gridDevice(a, QPoint(0, 0), 2, 1, QSize(4, 2)), right});
-        wall().clearCalls();
+        wall().journal().clear();
     }
 
     void cleanupTestCase() { wall().reset(); }
@@ -246,17 +246,17 @@ private Q_SLOTS:
     void describesValues()
     {
         QFETCH(QVariant, value);
-        QTEST(VirtualWall::describe(value), "text");
+        QTEST(CallJournal::describe(value), "text");
     }
 
     void shortensLongTexts()
     {
         const QString fits(64, QLatin1Char('x'));
         const QString start = QLatin1Char('"') + fits;
-        QCOMPARE(VirtualWall::describe(fits, VirtualWall::Shorten), start + QLatin1Char('"'));
-        QCOMPARE(VirtualWall::describe(fits + QLatin1Char('x'), VirtualWall::Shorten),
+        QCOMPARE(CallJournal::describe(fits, CallJournal::Shorten), start + QLatin1Char('"'));
+        QCOMPARE(CallJournal::describe(fits + QLatin1Char('x'), CallJournal::Shorten),
                  start + QStringLiteral("...\" (65 characters)"));
-        QCOMPARE(VirtualWall::describe(fits + QLatin1Char('x')), start + QStringLiteral("x\""));
+        QCOMPARE(CallJournal::describe(fits + QLatin1Char('x')), start + QStringLiteral("x\""));
     }
 
     // Journal
@@ -446,68 +446,70 @@ private Q_SLOTS:
             quoted("Correctionop::getCabinetEffectMode('A', '1')"),
             quoted("Correctionop::getFlashCheckCode('A', '1', {})"),
         };
-        const QStringList transcript = wall().transcript();
+        const QStringList transcript = wall().journal().transcript();
         for (int i = 0; i < qMin(transcript.size(), expected.size()); ++i)
             QCOMPARE(transcript[i], expected[i]);
         QCOMPARE(transcript.size(), expected.size());
-        QCOMPARE(wall().notes(), QStringList());
-        const QList<Call> calls = wall().calls();
+        QCOMPARE(wall().journal().notes(), QStringList());
+        const QList<Call> calls = wall().journal().calls();
         for (const Call &call : calls)
-            QVERIFY2(call.result, qPrintable(VirtualWall::describe(call)));
+            QVERIFY2(call.result, qPrintable(CallJournal::describe(call)));
     }
 
     void keepsTheReplyAndTheShortForm()
     {
         Map reply;
         correction().getCabinetEffectMode(a, one, reply);
-        QCOMPARE(wall().calls().value(0).reply, QVariant(map({{"mode", 0}})));
+        QCOMPARE(wall().journal().calls().value(0).reply, QVariant(map({{"mode", 0}})));
         correction().uploadCoefficient(a, one, blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, 0)), reply = {});
-        QVERIFY(wall().transcript().last().contains(QStringLiteral("AAAA\"")));
-        QVERIFY(wall().transcript(VirtualWall::Shorten).last().contains(QStringLiteral("AAAA...\" (192 characters)")));
+        QVERIFY(wall().journal().transcript().last().contains(QStringLiteral("AAAA\"")));
+        QVERIFY(
+            wall().journal().transcript(CallJournal::Shorten).last().contains(QStringLiteral("AAAA...\" (192 characters)")));
         correction().uploadCoefficient(a, QStringLiteral("9"), blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, 0)),
                                        reply = {});
         const QString note = QStringLiteral(" -- unknown cabinet \"9\"");
-        QCOMPARE(wall().notes(), QStringList{wall().transcript().last() + note});
-        QCOMPARE(wall().notes(VirtualWall::Shorten), QStringList{wall().transcript(VirtualWall::Shorten).last() + note});
+        QCOMPARE(wall().journal().notes(), QStringList{wall().journal().transcript().last() + note});
+        QCOMPARE(wall().journal().notes(CallJournal::Shorten),
+                 QStringList{wall().journal().transcript(CallJournal::Shorten).last() + note});
     }
 
     void keepsOnlyTheNewestCallsWithinTheLimit()
     {
         Map reply;
-        wall().setJournalLimit(2);
+        wall().journal().setLimit(2);
         for (int mode = 0; mode < 4; ++mode)
             correction().setCabinetEffectMode(a, one, map({{"type", mode}}), reply = {});
-        QCOMPARE(wall().calls().size(), 2);
-        QCOMPARE(wall().calls()[0].request, QVariant(map({{"type", 2}})));
-        wall().setJournalLimit(0);
+        QCOMPARE(wall().journal().calls().size(), 2);
+        QCOMPARE(wall().journal().calls()[0].request, QVariant(map({{"type", 2}})));
+        wall().journal().setLimit(0);
         QVERIFY(correction().setCabinetEffectMode(a, one, map({{"type", 9}}), reply = {}));
-        QCOMPARE(wall().calls().size(), 0);
-        QCOMPARE(wall().effectMode(a, one), 9);
-        wall().setJournalLimit(-1);
+        QCOMPARE(wall().journal().calls().size(), 0);
+        QCOMPARE(wall().state().effectMode(a, one), 9);
+        wall().journal().setLimit(-1);
         correction().getCabinetEffectMode(a, one, reply = {});
         correction().getCabinetEffectMode(a, one, reply = {});
-        QCOMPARE(wall().calls().size(), 2);
-        wall().clearCalls();
-        QCOMPARE(wall().calls().size(), 0);
+        QCOMPARE(wall().journal().calls().size(), 2);
+        wall().journal().clear();
+        QCOMPARE(wall().journal().calls().size(), 0);
     }
 
     void aResetForgetsEverything()
     {
-        wall().setJournalLimit(0);
-        wall().on(QString()).answerFalse();
-        wall().setReplyBlockHeight(1);
-        wall().setDefaultPixel(Kind::Chroma, "x");
+        wall().journal().setLimit(0);
+        wall().scripts().on(QString()).answerFalse();
+        wall().state().setReplyBlockHeight(1);
+        wall().state().setDefaultPixel(Kind::Chroma, "x");
         HttpProxy::getInstance()->initialize(true);
         wall().reset();
-        QVERIFY(wall().devices().isEmpty());
+        QVERIFY(wall().pluggedDevices().isEmpty());
         QVERIFY(HttpProxy::getInstance()->getDeviceList().isEmpty());
-        QCOMPARE(wall().calls().size(), 1);
+        QCOMPARE(wall().journal().calls().size(), 1);
         wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(1, 2))});
         List reply;
         QVERIFY(correction().loadCoefficient(a, one, reply));
         QCOMPARE(reply.size(), 1);
-        QCOMPARE(wall().chroma(a, one), chromaValues(2, 0));
-        QVERIFY(!wall().isDiscovering());
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(2, 0));
+        QVERIFY(!wall().state().isDiscovering());
     }
 
     void notesAReplyThatIsNotEmpty()
@@ -515,7 +517,7 @@ private Q_SLOTS:
         Map reply = map({{"left", 1}});
         QVERIFY(correction().getCabinetEffectMode(a, one, reply));
         QCOMPARE(reply, map({{"mode", 0}}));
-        QCOMPARE(wall().notes(),
+        QCOMPARE(wall().journal().notes(),
                  QStringList{QStringLiteral("Correctionop::getCabinetEffectMode(\"A\", \"1\") -- the reply was not passed "
                                             "in empty")});
     }
@@ -548,29 +550,29 @@ private Q_SLOTS:
         Map reply;
         List list;
         QVERIFY(HWInfo::getInstance()->getHWInfo(a, reply, true));
-        QCOMPARE(VirtualWall::describe(reply), quoted("{'customName': 'custom'}"));
+        QCOMPARE(CallJournal::describe(reply), quoted("{'customName': 'custom'}"));
         QVERIFY(screens().getScreens(a, reply = {}, true));
-        QCOMPARE(VirtualWall::describe(reply),
+        QCOMPARE(CallJournal::describe(reply),
                  quoted("{'expendInfo.isAllowSingleDev': bool true, 'position.x': int 10, 'position.y': int 20, "
                         "'screenName': 'Screen', 'screenUUID': 's', 'subScreens': [{'cabinets': ["
                         "{'cabinetID': '7', 'outputID': '2', 'position.x': int 3, 'position.y': int 4, "
                         "'size.height': int 6, 'size.width': int 8}], "
                         "'position.x': int 1, 'position.y': int 2}]}"));
         QVERIFY(cabinets().getAllCabinetsInfo(a, list, true));
-        QCOMPARE(VirtualWall::describe(list), quoted("[{'id': '7', 'outputID': '2'}]"));
+        QCOMPARE(CallJournal::describe(list), quoted("[{'id': '7', 'outputID': '2'}]"));
         QVERIFY(cabinets().getCabAllFlags(a, list = {}));
-        QCOMPARE(VirtualWall::describe(list),
+        QCOMPARE(CallJournal::describe(list),
                  quoted("[{'flag': 'f', 'id': '7', 'recvcardflags': [{'flag': 'cf', 'height': int 3, 'id': '5', "
                         "'moduleflags': [{'flag': 'mf', 'height': int 4, 'id': '1', 'width': int 3, "
                         "'x': int 1, 'y': int 2}], 'width': int 2, 'x': int 0, 'y': int 1}]}]"));
         QVERIFY(cabinets().getCabinetsBaseInfo(a, list = {}));
-        QCOMPARE(VirtualWall::describe(list),
+        QCOMPARE(CallJournal::describe(list),
                  quoted("[{'functionTable': {'fineGrayscale': bool true, 'magicGray': bool false, "
                         "'multilayerCorrectionLayer': uint 3, 'multilayercorrection': bool true, "
                         "'xBitPlus': bool true}}]"));
-        QVERIFY(wall().setFlashCheckCode(a, QStringLiteral("7"), one, 9));
+        QVERIFY(wall().state().setFlashCheckCode(a, QStringLiteral("7"), one, 9));
         QVERIFY(correction().getFlashCheckCode(a, QStringLiteral("7"), {}, list = {}));
-        QCOMPARE(VirtualWall::describe(list),
+        QCOMPARE(CallJournal::describe(list),
                  quoted("[{'flashCheckResults': [{'checkCode': int 9, 'point.x': int 1, 'point.y': int 2, "
                         "'size.h': int 4, 'size.w': int 3}], 'outputId': int 2, 'rvcardId': int 5}]"));
     }
@@ -597,13 +599,13 @@ private Q_SLOTS:
         QSignalSpy changed(HttpProxy::getInstance(), &HttpProxy::deviceChanged);
         wall().addDevice(gridDevice(QStringLiteral("C"), QPoint(0, 9), 1, 1, QSize(2, 2), 20));
         QCOMPARE(changed.size(), 1);
-        QCOMPARE(wall().devices().size(), 3);
+        QCOMPARE(wall().pluggedDevices().size(), 3);
         Device other = gridDevice(a, QPoint(0, 0), 1, 1, QSize(2, 2), 50);
         other.screenId = QStringLiteral("other");
         wall().addDevice(other);
         QCOMPARE(changed.size(), 2);
-        QCOMPARE(wall().devices().size(), 3);
-        QCOMPARE(wall().devices()[0].subScreens[0].cabinets[0].id, QStringLiteral("50"));
+        QCOMPARE(wall().pluggedDevices().size(), 3);
+        QCOMPARE(wall().pluggedDevices()[0].subScreens[0].cabinets[0].id, QStringLiteral("50"));
         QCOMPARE(wall().screenIds(), (QStringList{QStringLiteral("other"), QStringLiteral("screen")}));
         QVERIFY(wall().removeDevice(b));
         QCOMPARE(changed.size(), 3);
@@ -640,11 +642,11 @@ private Q_SLOTS:
 
     void remembersWhetherDiscoveryRuns()
     {
-        QVERIFY(!wall().isDiscovering());
+        QVERIFY(!wall().state().isDiscovering());
         HttpProxy::getInstance()->initialize(true);
-        QVERIFY(wall().isDiscovering());
+        QVERIFY(wall().state().isDiscovering());
         HttpProxy::getInstance()->initialize(false);
-        QVERIFY(!wall().isDiscovering());
+        QVERIFY(!wall().state().isDiscovering());
     }
 
     // Coefficients
@@ -657,19 +659,19 @@ private Q_SLOTS:
         QVector<quint16> expected = chromaValues(8, 0);
         for (int i = 5 * 9; i < 7 * 9; ++i)
             expected[i] = 0x1234;
-        QCOMPARE(wall().chroma(a, one), expected);
-        QCOMPARE(wall().chroma(a, two), chromaValues(8, 0));
-        QCOMPARE(wall().lowGray(a, one), chromaValues(8, 0));
-        QCOMPARE(wall().chroma(a, one, Store::User), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), expected);
+        QCOMPARE(wall().state().chroma(a, two), chromaValues(8, 0));
+        QCOMPARE(wall().state().lowGray(a, one), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(a, one, Store::User), chromaValues(8, 0));
 
         QVERIFY(correction().uploadMultilayerCoefficient(a, one, blockRequest(QRect(3, 0, 1, 2), QByteArray(32, 'x')),
                                                          reply = {}));
-        QCOMPARE(wall().multilayer(a, one),
+        QCOMPARE(wall().state().multilayer(a, one),
                  QByteArray(48, '\0') + QByteArray(16, 'x') + QByteArray(48, '\0') + QByteArray(16, 'x'));
         QVERIFY(
             correction().uploadLowgrayCoefficient(a, one, blockRequest(QRect(0, 0, 4, 2), chromaBytes(8, 5)), reply = {}));
-        QCOMPARE(wall().lowGray(a, one), chromaValues(8, 5));
-        QCOMPARE(wall().chroma(a, one), expected);
+        QCOMPARE(wall().state().lowGray(a, one), chromaValues(8, 5));
+        QCOMPARE(wall().state().chroma(a, one), expected);
     }
 
     void pastesUploadsForManyCabinets()
@@ -678,14 +680,14 @@ private Q_SLOTS:
         const List both{manyElement(qlonglong(1), whole, chromaBytes(8, 11)),
                         manyElement(qlonglong(2), whole, chromaBytes(8, 12))};
         QCOMPARE(settledValue(correction().uploadCoefficientAsync(a, both)), QVariant(true));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 11));
-        QCOMPARE(wall().chroma(a, two), chromaValues(8, 12));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 11));
+        QCOMPARE(wall().state().chroma(a, two), chromaValues(8, 12));
         QCOMPARE(settledValue(correction().uploadLowGrayCoefficientAsync(a, {both[1]})), QVariant(true));
-        QCOMPARE(wall().lowGray(a, one), chromaValues(8, 0));
-        QCOMPARE(wall().lowGray(a, two), chromaValues(8, 12));
+        QCOMPARE(wall().state().lowGray(a, one), chromaValues(8, 0));
+        QCOMPARE(wall().state().lowGray(a, two), chromaValues(8, 12));
         const List bytes{manyElement(qlonglong(2), whole, QByteArray(128, 'm'))};
         QCOMPARE(settledValue(correction().uploadMultilayerCoefficientAsync(a, bytes)), QVariant(true));
-        QCOMPARE(wall().multilayer(a, two), QByteArray(128, 'm'));
+        QCOMPARE(wall().state().multilayer(a, two), QByteArray(128, 'm'));
     }
 
     void takesAllBlocksOrNone()
@@ -695,7 +697,7 @@ private Q_SLOTS:
                            manyElement(qlonglong(2), whole, chromaBytes(7, 12))};
         QCOMPARE(settledValue(correction().uploadCoefficientAsync(a, request)), QVariant(false));
         QCOMPARE(lastNote(), QStringLiteral("block of 4x2 for cabinet 2 has 126 bytes, not 144"));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 0));
     }
 
     void loadsBlocksOrBands()
@@ -703,7 +705,7 @@ private Q_SLOTS:
         QVector<quint16> values;
         for (quint16 i = 0; i < 72; ++i)
             values += static_cast<quint16>(i * 257);
-        QVERIFY(wall().setChroma(a, one, values));
+        QVERIFY(wall().state().setChroma(a, one, values));
         QByteArray bytes;
         for (int i = 0; i < 72; ++i)
             bytes += QByteArray(2, static_cast<char>(i));
@@ -718,14 +720,14 @@ private Q_SLOTS:
         List reply;
         QVERIFY(correction().loadCoefficient(a, one, reply));
         QCOMPARE(reply, List{block(0, 2)});
-        wall().setReplyBlockHeight(1);
+        wall().state().setReplyBlockHeight(1);
         QVERIFY(correction().loadCoefficient(a, one, reply = {}));
         QCOMPARE(reply, (List{block(0, 1), block(1, 1)}));
         QVERIFY(correction().loadMultilayerCoefficient(a, one, reply = {}));
         QCOMPARE(reply.size(), 2);
         QCOMPARE(reply[1].toMap().value(QStringLiteral("coefficients")).toString(), base64(QByteArray(64, '\0')));
         wall().addDevice(gridDevice(QStringLiteral("C"), QPoint(0, 9), 1, 1, QSize(1, 3), 9));
-        wall().setReplyBlockHeight(2);
+        wall().state().setReplyBlockHeight(2);
         QVERIFY(correction().loadCoefficient(QStringLiteral("C"), QStringLiteral("9"), reply = {}));
         QCOMPARE(reply.size(), 2);
         QCOMPARE(reply[1].toMap().value(QStringLiteral("area.size.height")), QVariant(1));
@@ -750,108 +752,109 @@ private Q_SLOTS:
         QFETCH(MapOperation, show);
         QFETCH(Store, store);
         Map reply;
-        QVERIFY(wall().setChroma(a, one, chromaValues(8, 1)));
-        QVERIFY(wall().setChroma(a, two, chromaValues(8, 2)));
+        QVERIFY(wall().state().setChroma(a, one, chromaValues(8, 1)));
+        QVERIFY(wall().state().setChroma(a, two, chromaValues(8, 2)));
         QVERIFY((correction().*save)(a, cids({one}), reply));
         for (const Store each : {Store::User, Store::Factory, Store::Module, Store::Flash})
-            QCOMPARE(wall().chroma(a, one, each), chromaValues(8, each == store ? 1 : 0));
-        QCOMPARE(wall().chroma(a, two, store), chromaValues(8, 0));
+            QCOMPARE(wall().state().chroma(a, one, each), chromaValues(8, each == store ? 1 : 0));
+        QCOMPARE(wall().state().chroma(a, two, store), chromaValues(8, 0));
 
-        QVERIFY(wall().setChroma(a, one, chromaValues(8, 9)));
-        QCOMPARE(wall().shown(a, one), Store::Working);
+        QVERIFY(wall().state().setChroma(a, one, chromaValues(8, 9)));
+        QCOMPARE(wall().state().shown(a, one), Store::Working);
         QVERIFY((correction().*show)(a, cids({qlonglong(1)}), reply = {}));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 1));
-        QCOMPARE(wall().shown(a, one), store);
-        QCOMPARE(wall().chroma(a, two), chromaValues(8, 2));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 1));
+        QCOMPARE(wall().state().shown(a, one), store);
+        QCOMPARE(wall().state().chroma(a, two), chromaValues(8, 2));
         QVERIFY(correction().uploadCoefficient(a, one, blockRequest(QRect(0, 0, 1, 1), chromaBytes(1, 4)), reply = {}));
-        QCOMPARE(wall().shown(a, one), Store::Working);
+        QCOMPARE(wall().state().shown(a, one), Store::Working);
         QVERIFY((correction().*show)(a, cids({one}), reply = {}));
-        QVERIFY(wall().setChroma(a, one, chromaValues(8, 1)));
-        QCOMPARE(wall().shown(a, one), Store::Working);
-        QCOMPARE(wall().chroma(a, one, store), chromaValues(8, 1));
+        QVERIFY(wall().state().setChroma(a, one, chromaValues(8, 1)));
+        QCOMPARE(wall().state().shown(a, one), Store::Working);
+        QCOMPARE(wall().state().chroma(a, one, store), chromaValues(8, 1));
     }
 
     void clearsWorkingAndUserStore()
     {
         Map reply;
-        wall().setDefaultPixel(Kind::Chroma, QByteArray("\x07\x01", 2));
+        wall().state().setDefaultPixel(Kind::Chroma, QByteArray("\x07\x01", 2));
         QVector<quint16> fresh = chromaValues(8, 0);
         for (int i = 0; i < fresh.size(); i += 9)
             fresh[i] = 0x0107;
-        QCOMPARE(wall().chroma(a, two), fresh);
+        QCOMPARE(wall().state().chroma(a, two), fresh);
         for (const Store store : {Store::Working, Store::User, Store::Factory})
-            QVERIFY(wall().setChroma(a, one, chromaValues(8, 1), store));
+            QVERIFY(wall().state().setChroma(a, one, chromaValues(8, 1), store));
         QVERIFY(correction().clearCabinetsUserCoefficient(a, cids({one}), reply));
-        QCOMPARE(wall().chroma(a, one), fresh);
-        QCOMPARE(wall().chroma(a, one, Store::User), fresh);
-        QCOMPARE(wall().chroma(a, one, Store::Factory), chromaValues(8, 1));
-        QCOMPARE(wall().lowGray(a, one), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), fresh);
+        QCOMPARE(wall().state().chroma(a, one, Store::User), fresh);
+        QCOMPARE(wall().state().chroma(a, one, Store::Factory), chromaValues(8, 1));
+        QCOMPARE(wall().state().lowGray(a, one), chromaValues(8, 0));
     }
 
     void keepsKindsApart()
     {
         Map reply;
         const auto fill = [] {
-            return wall().setChroma(a, one, chromaValues(8, 1)) && wall().setLowGray(a, one, chromaValues(8, 2))
-                   && wall().setMultilayer(a, one, QByteArray(128, 'm'));
+            return wall().state().setChroma(a, one, chromaValues(8, 1))
+                   && wall().state().setLowGray(a, one, chromaValues(8, 2))
+                   && wall().state().setMultilayer(a, one, QByteArray(128, 'm'));
         };
         QVERIFY(fill());
         QVERIFY(correction().saveCabinetsLowgrayCoeffcient(a, cids({one}), reply));
-        QCOMPARE(wall().lowGray(a, one, Store::User), chromaValues(8, 2));
-        QCOMPARE(wall().chroma(a, one, Store::User), chromaValues(8, 0));
-        QCOMPARE(wall().multilayer(a, one, Store::User), QByteArray(128, '\0'));
+        QCOMPARE(wall().state().lowGray(a, one, Store::User), chromaValues(8, 2));
+        QCOMPARE(wall().state().chroma(a, one, Store::User), chromaValues(8, 0));
+        QCOMPARE(wall().state().multilayer(a, one, Store::User), QByteArray(128, '\0'));
         QVERIFY(correction().saveCabinetsMultilayerCoeffcient(a, cids({one}), reply = {}));
-        QCOMPARE(wall().multilayer(a, one, Store::User), QByteArray(128, 'm'));
+        QCOMPARE(wall().state().multilayer(a, one, Store::User), QByteArray(128, 'm'));
 
-        QVERIFY(wall().setLowGray(a, one, chromaValues(8, 7)));
+        QVERIFY(wall().state().setLowGray(a, one, chromaValues(8, 7)));
         QVERIFY(correction().applyCabinetsLowgrayCoeffcient(a, cids({qlonglong(1)}), reply = {}));
-        QCOMPARE(wall().lowGray(a, one), chromaValues(8, 2));
-        QCOMPARE(wall().shown(a, one, Kind::LowGray), Store::User);
-        QCOMPARE(wall().shown(a, one, Kind::Chroma), Store::Working);
+        QCOMPARE(wall().state().lowGray(a, one), chromaValues(8, 2));
+        QCOMPARE(wall().state().shown(a, one, Kind::LowGray), Store::User);
+        QCOMPARE(wall().state().shown(a, one, Kind::Chroma), Store::Working);
 
         QVERIFY(correction().clearCabinetsLowgrayCoefficient(a, cids({one}), reply = {}));
-        QCOMPARE(wall().lowGray(a, one, Store::User), chromaValues(8, 0));
-        QCOMPARE(wall().multilayer(a, one), QByteArray(128, 'm'));
+        QCOMPARE(wall().state().lowGray(a, one, Store::User), chromaValues(8, 0));
+        QCOMPARE(wall().state().multilayer(a, one), QByteArray(128, 'm'));
         QVERIFY(correction().clearCabinetsMultilayerCoefficient(a, cids({one}), reply = {}));
-        QCOMPARE(wall().multilayer(a, one), QByteArray(128, '\0'));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 1));
+        QCOMPARE(wall().state().multilayer(a, one), QByteArray(128, '\0'));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 1));
     }
 
     void savesTheKindThatSolidNames()
     {
         Map reply;
-        QVERIFY(wall().setChroma(a, one, chromaValues(8, 1)));
-        QVERIFY(wall().setLowGray(a, one, chromaValues(8, 2)));
+        QVERIFY(wall().state().setChroma(a, one, chromaValues(8, 1)));
+        QVERIFY(wall().state().setLowGray(a, one, chromaValues(8, 2)));
         const Map request = map({{"idList", List{qlonglong(1)}}, {"type", QVariant::fromValue(Sample::LowGray)}});
         QVERIFY(correction().setMutiCabinetSolid(a, request, reply));
-        QCOMPARE(wall().lowGray(a, one, Store::User), chromaValues(8, 2));
-        QCOMPARE(wall().chroma(a, one, Store::User), chromaValues(8, 0));
+        QCOMPARE(wall().state().lowGray(a, one, Store::User), chromaValues(8, 2));
+        QCOMPARE(wall().state().chroma(a, one, Store::User), chromaValues(8, 0));
     }
 
     void keepsModuleFlash()
     {
         Map reply;
         Map request = map({{"cids", List{qulonglong(1)}}, {"type", 3}});
-        QVERIFY(wall().setChroma(a, one, chromaValues(8, 1)));
+        QVERIFY(wall().state().setChroma(a, one, chromaValues(8, 1)));
         QVERIFY(cabinets().saveModuleCoefficient(a, request, reply, 1));
-        QCOMPARE(wall().chroma(a, one, Store::Flash), chromaValues(8, 1));
-        QCOMPARE(wall().chroma(a, one, Store::Module), chromaValues(8, 0));
-        QVERIFY(wall().setChroma(a, one, chromaValues(8, 2)));
+        QCOMPARE(wall().state().chroma(a, one, Store::Flash), chromaValues(8, 1));
+        QCOMPARE(wall().state().chroma(a, one, Store::Module), chromaValues(8, 0));
+        QVERIFY(wall().state().setChroma(a, one, chromaValues(8, 2)));
         QVERIFY(cabinets().reloadModuleCoefficient(a, request, reply = {}, 1));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 1));
-        QCOMPARE(wall().shown(a, one), Store::Flash);
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 1));
+        QCOMPARE(wall().state().shown(a, one), Store::Flash);
         QVERIFY(cabinets().clearModuleCoefficient(a, request, reply = {}, 1));
-        QCOMPARE(wall().chroma(a, one, Store::Flash), chromaValues(8, 0));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 1));
+        QCOMPARE(wall().state().chroma(a, one, Store::Flash), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 1));
     }
 
     void setsPlanesOfTheRightSizeOnly()
     {
-        QVERIFY(!wall().setChroma(a, one, chromaValues(7, 1)));
-        QVERIFY(!wall().setChroma(a, QStringLiteral("9"), chromaValues(8, 1)));
-        QVERIFY(!wall().setMultilayer(a, one, QByteArray(127, 'm')));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 0));
-        QCOMPARE(wall().chroma(QStringLiteral("C"), one), QVector<quint16>());
+        QVERIFY(!wall().state().setChroma(a, one, chromaValues(7, 1)));
+        QVERIFY(!wall().state().setChroma(a, QStringLiteral("9"), chromaValues(8, 1)));
+        QVERIFY(!wall().state().setMultilayer(a, one, QByteArray(127, 'm')));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(QStringLiteral("C"), one), QVector<quint16>());
     }
 
     // Settings
@@ -859,28 +862,28 @@ private Q_SLOTS:
     void keepsSettingsOfDevices()
     {
         Map reply;
-        QCOMPARE(wall().brightness(a), 5000);
-        QCOMPARE(wall().brightness(a, two), 5000);
+        QCOMPARE(wall().state().brightness(a), 5000);
+        QCOMPARE(wall().state().brightness(a, two), 5000);
         QVERIFY(screens().setBrightness(a, all, map({{"brightness", 70}})));
-        QCOMPARE(wall().brightness(a), 70);
-        QCOMPARE(wall().brightness(a, two), 70);
-        QCOMPARE(wall().brightness(b), 5000);
+        QCOMPARE(wall().state().brightness(a), 70);
+        QCOMPARE(wall().state().brightness(a, two), 70);
+        QCOMPARE(wall().state().brightness(b), 5000);
         QVERIFY(correction().setScreenEffectMode(a, all, map({{"mode", 2}}), reply));
-        QCOMPARE(wall().effectMode(a), 2);
-        QCOMPARE(wall().effectMode(a, two), 2);
+        QCOMPARE(wall().state().effectMode(a), 2);
+        QCOMPARE(wall().state().effectMode(a, two), 2);
         QVERIFY(correction().setScreenXBit(a, all, map({{"mode", 3}, {"xbitEnable", true}}), reply = {}));
-        QCOMPARE(wall().xBitMode(a), 3);
-        QVERIFY(wall().isXBitEnabled(a));
-        QVERIFY(!wall().isXBitEnabled(b));
+        QCOMPARE(wall().state().xBitMode(a), 3);
+        QVERIFY(wall().state().isXBitEnabled(a));
+        QVERIFY(!wall().state().isXBitEnabled(b));
         QVERIFY(correction().setScreenABLEnable(a, all, map({{"enable", true}}), reply = {}));
-        QVERIFY(wall().isAblEnabled(a));
-        QVERIFY(!wall().isAblEnabled(b));
+        QVERIFY(wall().state().isAblEnabled(a));
+        QVERIFY(!wall().state().isAblEnabled(b));
         QVERIFY(screens().setPixelImageMode(a, map({{"mode", 4}}), reply = {}));
-        QCOMPARE(wall().imageMode(a), 4);
+        QCOMPARE(wall().state().imageMode(a), 4);
         QVERIFY(HWInfo::getInstance()->lock(a, map({{"appids", List{QStringLiteral("host")}}}), reply = {}));
-        QCOMPARE(wall().lockOwner(a), QStringLiteral("host"));
+        QCOMPARE(wall().state().lockOwner(a), QStringLiteral("host"));
         QVERIFY(HWInfo::getInstance()->unLock(a, {}));
-        QCOMPARE(wall().lockOwner(a), QString());
+        QCOMPARE(wall().state().lockOwner(a), QString());
     }
 
     void keepsSettingsOfCabinets()
@@ -888,37 +891,37 @@ private Q_SLOTS:
         Map reply;
         Map request = map({{"value", 7}});
         QVERIFY(cabinets().setCabSingleBrightness(a, one, request, reply));
-        QCOMPARE(wall().brightness(a, one), 7);
-        QCOMPARE(wall().brightness(a, two), 5000);
+        QCOMPARE(wall().state().brightness(a, one), 7);
+        QCOMPARE(wall().state().brightness(a, two), 5000);
         QVERIFY(correction().setCabinetEffectMode(a, one, map({{"type", 3}}), reply = {}));
         QVERIFY(correction().getCabinetEffectMode(a, one, reply = {}));
         QCOMPARE(reply, map({{"mode", 3}}));
-        QCOMPARE(wall().effectMode(a), 0);
+        QCOMPARE(wall().state().effectMode(a), 0);
         QVERIFY(cabinets().getCabinetBrightnessRange(a, one, reply = {}));
-        QCOMPARE(VirtualWall::describe(reply), quoted("{'brightness.default': uint 5000, "
+        QCOMPARE(CallJournal::describe(reply), quoted("{'brightness.default': uint 5000, "
                                                       "'brightness.max': uint 10000, 'brightness.min': uint 0}"));
         request = map({{"flag", two}});
         QVERIFY(cabinets().setCabinetFlag(a, one, request, reply = {}));
-        QCOMPARE(wall().flag(a, one), two);
+        QCOMPARE(wall().state().flag(a, one), two);
         QVERIFY(cabinets().setCabinetSnflags(a, {map({{"id", qulonglong(1)}, {"flag", a}})}, reply = {}));
-        QCOMPARE(wall().flag(a, one), a);
-        QCOMPARE(wall().flag(a, two), QString());
-        QCOMPARE(wall().devices()[0].subScreens[0].cabinets[0].flag, a);
+        QCOMPARE(wall().state().flag(a, one), a);
+        QCOMPARE(wall().state().flag(a, two), QString());
+        QCOMPARE(wall().pluggedDevices()[0].subScreens[0].cabinets[0].flag, a);
         const List flags{map({{"id", two}, {"flag", b}})};
         QVERIFY(cabinets().setModuleflags(a, {map({{"id", qulonglong(1)}, {"moduleflags", flags}})}, reply = {}));
-        QCOMPARE(wall().moduleFlag(a, one, two), b);
-        QCOMPARE(wall().moduleFlag(a, two, two), QString());
+        QCOMPARE(wall().state().moduleFlag(a, one, two), b);
+        QCOMPARE(wall().state().moduleFlag(a, two, two), QString());
         const Map config = map({{"idList", List{qulonglong(1)}}, {"config", base64("\x01\x02")}});
         QVERIFY(cabinets().setSingleConfigFile(a, one, config, reply = {}));
-        QCOMPARE(wall().configFile(a, one), QByteArray("\x01\x02"));
-        QVERIFY(wall().setConfigFile(a, one, "xyz"));
+        QCOMPARE(wall().state().configFile(a, one), QByteArray("\x01\x02"));
+        QVERIFY(wall().state().setConfigFile(a, one, "xyz"));
         QVERIFY(cabinets().getConfigFile(a, one, reply = {}));
         QCOMPARE(reply, map({{"config", base64("xyz")}}));
         const List layers{map({{"inLayer", 1U}, {"inVldBitLayer", 2}})};
         QVERIFY(correction().setCabinetsMultilayerParameterV2(
             a, map({{"cids", List{qlonglong(2)}}, {"multilayerParams", layers}}), reply = {}));
-        QCOMPARE(wall().multilayerParameters(a, two), layers);
-        QCOMPARE(wall().multilayerParameters(a, one), List());
+        QCOMPARE(wall().state().multilayerParameters(a, two), layers);
+        QCOMPARE(wall().state().multilayerParameters(a, one), List());
         Map parameter;
         for (const char *key : {"inLayer1", "inLayer2", "inLayer3", "inLayer4"})
             parameter[QString::fromLatin1(key)] = 3U;
@@ -926,8 +929,8 @@ private Q_SLOTS:
             parameter[QString::fromLatin1(key)] = 4;
         const Map parameterRequest = map({{"cids", List{two}}, {"param", parameter}});
         QVERIFY(correction().setCabinetsMultilayerParameter(a, parameterRequest, reply = {}));
-        QCOMPARE(wall().multilayerParameter(a, two), parameter);
-        QCOMPARE(wall().multilayerParameter(a, one), Map());
+        QCOMPARE(wall().state().multilayerParameter(a, two), parameter);
+        QCOMPARE(wall().state().multilayerParameter(a, one), Map());
     }
 
     void answersGammaTablesInEachLevelsOwnForm_data()
@@ -950,31 +953,31 @@ private Q_SLOTS:
         Map reply;
         QVERIFY(screens().setGammaTable(a, all, request));
         QVERIFY(cabinets().setCabinetGammaCustomValue(a, two, request, reply));
-        QCOMPARE(wall().gamma(a, ofDevice), (QList<int>{4, 5}));
-        QCOMPARE(wall().gamma(a, two, ofCabinet), (QList<int>{4, 5}));
+        QCOMPARE(wall().state().gamma(a, ofDevice), (QList<int>{4, 5}));
+        QCOMPARE(wall().state().gamma(a, two, ofCabinet), (QList<int>{4, 5}));
 
         QVERIFY(screens().getGammaAllList(a, QStringLiteral("0"), reply = {}));
         for (int i = 0; i < 3; ++i) {
             const bool isSet = i == static_cast<int>(ofDevice);
-            QCOMPARE(VirtualWall::describe(reply.value(keys[i])),
+            QCOMPARE(CallJournal::describe(reply.value(keys[i])),
                      isSet ? QStringLiteral("[int 4, int 5]") : QStringLiteral("[]"));
         }
         QVERIFY(cabinets().getCabinetGammaCustomValue(a, two, reply = {}));
         for (int i = 0; i < 3; ++i) {
             const bool isSet = i == static_cast<int>(ofCabinet);
-            QCOMPARE(VirtualWall::describe(reply.value(keys[i])),
+            QCOMPARE(CallJournal::describe(reply.value(keys[i])),
                      isSet ? QStringLiteral("QList<int> [4, 5]") : QStringLiteral("QList<int> []"));
         }
-        QVERIFY(wall().gamma(a, one, ofCabinet).isEmpty());
+        QVERIFY(wall().state().gamma(a, one, ofCabinet).isEmpty());
     }
 
     void takesGammaTablesFromOutside()
     {
-        QVERIFY(wall().setGamma(a, Channel::Green, {1}));
-        QVERIFY(wall().setGamma(a, two, Channel::Green, {2}));
-        QVERIFY(!wall().setGamma(QStringLiteral("C"), Channel::Green, {1}));
-        QCOMPARE(wall().gamma(a, Channel::Green), QList<int>{1});
-        QCOMPARE(wall().gamma(a, two, Channel::Green), QList<int>{2});
+        QVERIFY(wall().state().setGamma(a, Channel::Green, {1}));
+        QVERIFY(wall().state().setGamma(a, two, Channel::Green, {2}));
+        QVERIFY(!wall().state().setGamma(QStringLiteral("C"), Channel::Green, {1}));
+        QCOMPARE(wall().state().gamma(a, Channel::Green), QList<int>{1});
+        QCOMPARE(wall().state().gamma(a, two, Channel::Green), QList<int>{2});
     }
 
     // Refusals
@@ -1034,10 +1037,10 @@ private Q_SLOTS:
         QFETCH(QVariant, request);
         Map reply;
         QVERIFY(!correction().uploadCoefficient(device, cabinet, request.toList(), reply));
-        QCOMPARE(wall().calls().last().result, false);
+        QCOMPARE(wall().journal().calls().last().result, false);
         QTEST(lastNote(), "note");
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 0));
-        QCOMPARE(wall().chroma(b, QStringLiteral("3")), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(b, QStringLiteral("3")), chromaValues(8, 0));
     }
 
     void refusesWrongParameters()
@@ -1048,7 +1051,7 @@ private Q_SLOTS:
         const QVariant ints = QVariant::fromValue(QList<int>());
         QVERIFY(refused(screens().setBrightness(a, all, map({{"brightness", 10001}})), "brightness 10001 out of range"));
         QVERIFY(refused(screens().setBrightness(a, all, map({{"brightness", -1}})), "brightness -1 out of range"));
-        QCOMPARE(wall().brightness(a), 5000);
+        QCOMPARE(wall().state().brightness(a), 5000);
         QVERIFY(refused(screens().setGammaTable(a, all, {}), "type is missing"));
         HWInfo &hardware = *HWInfo::getInstance();
         Map locked;
@@ -1072,7 +1075,7 @@ private Q_SLOTS:
         const List flags{map({{"id", QStringLiteral("9")}, {"flag", b}})};
         QVERIFY(refused(cabinets().setModuleflags(a, {map({{"id", qulonglong(1)}, {"moduleflags", flags}})}, reply),
                         "unknown module \"9\" of cabinet 1"));
-        QVERIFY(!wall().setFlashCheckCode(a, one, QStringLiteral("9"), 1));
+        QVERIFY(!wall().state().setFlashCheckCode(a, one, QStringLiteral("9"), 1));
         const Map config = map({{"idList", List{qulonglong(1)}}, {"config", QStringLiteral("AQ==")}});
         QVERIFY(refused(cabinets().setSingleConfigFile(a, QStringLiteral("9"), config, reply), "unknown cabinet \"9\""));
         QVERIFY(refused(cabinets().getCabinetBrightnessRange(a, QStringLiteral("9"), reply), "unknown cabinet \"9\""));
@@ -1205,8 +1208,8 @@ private Q_SLOTS:
         const List requests = spoilt(good);
         QVERIFY(!requests.isEmpty());
         for (const QVariant &request : requests) {
-            QVERIFY2(!operation(request), qPrintable(VirtualWall::describe(request)));
-            QVERIFY2(!lastNote().isEmpty(), qPrintable(VirtualWall::describe(request)));
+            QVERIFY2(!operation(request), qPrintable(CallJournal::describe(request)));
+            QVERIFY2(!lastNote().isEmpty(), qPrintable(CallJournal::describe(request)));
         }
         QVERIFY(operation(good));
     }
@@ -1226,19 +1229,19 @@ private Q_SLOTS:
     void answersByScript()
     {
         Map reply;
-        wall().on(QStringLiteral("Correctionop::getCabinetEffectMode")).answerFalse();
+        wall().scripts().on(QStringLiteral("Correctionop::getCabinetEffectMode")).answerFalse();
         QVERIFY(!correction().getCabinetEffectMode(a, one, reply));
         QVERIFY(reply.isEmpty());
         QCOMPARE(lastNote(), QString());
-        wall().on(QStringLiteral("Correctionop::getCabinetEffectMode"), a, two).answer(map({{"mode", 8}}));
+        wall().scripts().on(QStringLiteral("Correctionop::getCabinetEffectMode"), a, two).answer(map({{"mode", 8}}));
         QVERIFY(correction().getCabinetEffectMode(a, two, reply = {}));
         QCOMPARE(reply, map({{"mode", 8}}));
-        QCOMPARE(wall().calls().last().reply, QVariant(map({{"mode", 8}})));
+        QCOMPARE(wall().journal().calls().last().reply, QVariant(map({{"mode", 8}})));
         QVERIFY(!correction().getCabinetEffectMode(a, one, reply = {}));
-        wall().on(QStringLiteral("Correctionop::getCabinetEffectMode"), b).answerFalseWith(map({{"mode", 9}}));
+        wall().scripts().on(QStringLiteral("Correctionop::getCabinetEffectMode"), b).answerFalseWith(map({{"mode", 9}}));
         QVERIFY(!correction().getCabinetEffectMode(b, QStringLiteral("3"), reply = {}));
         QCOMPARE(reply, map({{"mode", 9}}));
-        wall().clearScripts();
+        wall().scripts().clear();
         QVERIFY(correction().getCabinetEffectMode(a, one, reply = {}));
         QCOMPARE(reply, map({{"mode", 0}}));
     }
@@ -1246,16 +1249,16 @@ private Q_SLOTS:
     void aScriptReplacesTheWallsBehaviour()
     {
         Map reply;
-        wall().on(QStringLiteral("Correctionop::setCabinetEffectMode")).answer(Map());
+        wall().scripts().on(QStringLiteral("Correctionop::setCabinetEffectMode")).answer(Map());
         QVERIFY(correction().setCabinetEffectMode(a, one, map({{"type", 3}}), reply));
-        QCOMPARE(wall().effectMode(a, one), 0);
+        QCOMPARE(wall().state().effectMode(a, one), 0);
     }
 
     void laterScriptsWinWhileTheyLast()
     {
         const QString operation = QStringLiteral("HWInfo::getHWInfo");
-        wall().on(operation).answer(map({{"customName", one}})).after(2);
-        wall().on(operation).answer(map({{"customName", two}})).times(1);
+        wall().scripts().on(operation).answer(map({{"customName", one}})).after(2);
+        wall().scripts().on(operation).answer(map({{"customName", two}})).times(1);
         QStringList names;
         for (int i = 0; i < 4; ++i) {
             Map reply;
@@ -1268,7 +1271,7 @@ private Q_SLOTS:
     void countsOnlyMatchingCalls()
     {
         Map reply;
-        wall().on(QStringLiteral("HWInfo::getHWInfo"), a).answerFalse().after(1).times(1);
+        wall().scripts().on(QStringLiteral("HWInfo::getHWInfo"), a).answerFalse().after(1).times(1);
         QVERIFY(HWInfo::getInstance()->getHWInfo(b, reply, true));
         QVERIFY(HWInfo::getInstance()->getHWInfo(a, reply = {}, true));
         QVERIFY(HWInfo::getInstance()->getHWInfo(b, reply = {}, true));
@@ -1279,18 +1282,18 @@ private Q_SLOTS:
     void scriptsDiscovery()
     {
         const QString operation = QStringLiteral("HttpProxy::getDeviceList");
-        wall().on(operation).answer(List{map({{"key", one}, {"label", two}})});
+        wall().scripts().on(operation).answer(List{map({{"key", one}, {"label", two}})});
         const QList<HttpDeviceInfo> found = HttpProxy::getInstance()->getDeviceList();
         QCOMPARE(found.size(), 1);
         QCOMPARE(found[0].key, one);
         QCOMPARE(found[0].label, two);
-        wall().on(operation).answerFalse();
+        wall().scripts().on(operation).answerFalse();
         QVERIFY(HttpProxy::getInstance()->getDeviceList().isEmpty());
     }
 
     void editsTheWallsOwnReply()
     {
-        wall().on(QStringLiteral("Correctionop::loadCoefficient")).editReply([](QVariant &reply) {
+        wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient")).editReply([](QVariant &reply) {
             List blocks = reply.toList();
             blocks.append(one);
             reply = blocks;
@@ -1299,14 +1302,14 @@ private Q_SLOTS:
         QVERIFY(correction().loadCoefficient(a, one, reply));
         QCOMPARE(reply.size(), 2);
         QCOMPARE(reply[1], QVariant(one));
-        QCOMPARE(wall().calls().last().reply.toList().size(), 2);
+        QCOMPARE(wall().journal().calls().last().reply.toList().size(), 2);
     }
 
     void runsHooksBeforeTheAnswer()
     {
         QStringList seen;
-        wall().on(QStringLiteral("Correctionop::getCabinetEffectMode"), a, one).run([&](const Call &call) {
-            seen += VirtualWall::describe(call);
+        wall().scripts().on(QStringLiteral("Correctionop::getCabinetEffectMode"), a, one).run([&](const Call &call) {
+            seen += CallJournal::describe(call);
             Map nested;
             QVERIFY(correction().setCabinetEffectMode(a, one, map({{"type", 6}}), nested));
         });
@@ -1314,28 +1317,32 @@ private Q_SLOTS:
         QVERIFY(correction().getCabinetEffectMode(a, one, reply));
         QCOMPARE(reply, map({{"mode", 6}}));
         QCOMPARE(seen, QStringList{quoted("Correctionop::getCabinetEffectMode('A', '1')")});
-        QCOMPARE(wall().transcript(),
+        QCOMPARE(wall().journal().transcript(),
                  (QStringList{quoted("Correctionop::getCabinetEffectMode('A', '1')"),
                               quoted("Correctionop::setCabinetEffectMode('A', '1', {'type': int 6})")}));
     }
 
     void hooksMayRemoveTheirOwnScript()
     {
-        wall().on(QStringLiteral("HWInfo::getHWInfo")).answerFalse().run([](const Call &) { wall().reset(); });
+        wall().scripts().on(QStringLiteral("HWInfo::getHWInfo")).answerFalse().run([](const Call &) { wall().reset(); });
         Map reply;
         QVERIFY(!HWInfo::getInstance()->getHWInfo(a, reply, true));
-        QCOMPARE(wall().devices().size(), 0);
-        QCOMPARE(wall().calls().size(), 0);
+        QCOMPARE(wall().pluggedDevices().size(), 0);
+        QCOMPARE(wall().journal().calls().size(), 0);
     }
 
     void throwsByScript()
     {
-        wall().on(QStringLiteral("HWInfo::lock")).throwException(std::make_exception_ptr(std::runtime_error("gone")));
+        wall()
+            .scripts()
+            .on(QStringLiteral("HWInfo::lock"))
+            .throwException(std::make_exception_ptr(std::runtime_error("gone")));
         Map reply;
         QVERIFY_EXCEPTION_THROWN(HWInfo::getInstance()->lock(a, {}, reply), std::runtime_error);
-        QCOMPARE(wall().calls().size(), 1);
+        QCOMPARE(wall().journal().calls().size(), 1);
         QCOMPARE(lastNote(), QStringLiteral("thrown"));
         wall()
+            .scripts()
             .on(QStringLiteral("Correctionop::uploadCoefficientAsync"))
             .throwException(std::make_exception_ptr(std::bad_alloc()));
         QVERIFY_EXCEPTION_THROWN(correction().uploadCoefficientAsync(a, {}), std::bad_alloc);
@@ -1350,7 +1357,7 @@ private Q_SLOTS:
         QVERIFY(screens().setCheckerBoardImage(a, {}, reply, headers));
         QVERIFY(headers.size() >= 2);
         QCOMPARE(headers.value(status), QStringLiteral("200"));
-        QCOMPARE(wall().pattern(a).type, Pattern::None);
+        QCOMPARE(wall().state().pattern(a).type, Pattern::None);
         QVERIFY(!screens().setCheckerBoardImage(a, map({{"squareW", 1}}), reply, headers));
         QCOMPARE(headers.value(status), QStringLiteral("400"));
 
@@ -1363,16 +1370,16 @@ private Q_SLOTS:
         QVERIFY(!screens().setCheckerBoardImage(a, {}, reply));
 
         const Headers custom{{QStringLiteral("x"), QStringLiteral("y")}};
-        wall().on(operation).responseHeader(custom);
+        wall().scripts().on(operation).responseHeader(custom);
         QVERIFY(!screens().setCheckerBoardImage(a, {}, reply, headers = {}));
         QCOMPARE(headers, custom);
-        wall().on(operation).answer(Map()).responseHeader(custom);
+        wall().scripts().on(operation).answer(Map()).responseHeader(custom);
         QVERIFY(screens().setCheckerBoardImage(a, {}, reply, headers = {}));
         QCOMPARE(headers, custom);
-        wall().on(operation).answer(Map());
+        wall().scripts().on(operation).answer(Map());
         QVERIFY(screens().setCheckerBoardImage(a, {}, reply, headers = {}));
         QCOMPARE(headers.value(status), QStringLiteral("200"));
-        wall().on(operation).answerFalse();
+        wall().scripts().on(operation).answerFalse();
         QVERIFY(!screens().setCheckerBoardImage(a, {}, reply, headers));
         QVERIFY(headers.isEmpty());
     }
@@ -1383,15 +1390,15 @@ private Q_SLOTS:
     {
         const QString operation = QStringLiteral("Correctionop::uploadCoefficientAsync");
         const List request{manyElement(qlonglong(1), QRect(0, 0, 4, 2), chromaBytes(8, 1))};
-        wall().on(operation).resolveWith(true).times(1);
+        wall().scripts().on(operation).resolveWith(true).times(1);
         QCOMPARE(settledValue(correction().uploadCoefficientAsync(a, request)), QVariant(true));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 0));
-        wall().on(operation).resolveWith(false).times(1);
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 0));
+        wall().scripts().on(operation).resolveWith(false).times(1);
         QCOMPARE(settledValue(correction().uploadCoefficientAsync(a, request)), QVariant(false));
-        wall().on(operation).answerFalse().times(1);
+        wall().scripts().on(operation).answerFalse().times(1);
         QCOMPARE(settledValue(correction().uploadCoefficientAsync(a, request)), QVariant(false));
 
-        wall().on(operation).reject().times(1);
+        wall().scripts().on(operation).reject().times(1);
         QString what;
         const Promise rejected = correction().uploadCoefficientAsync(a, request);
         rejected
@@ -1403,7 +1410,7 @@ private Q_SLOTS:
         QCOMPARE(what, QStringLiteral("the upload was rejected"));
         QCOMPARE(lastNote(), QStringLiteral("rejected"));
 
-        wall().on(operation).rejectWith(std::make_exception_ptr(42)).times(1);
+        wall().scripts().on(operation).rejectWith(std::make_exception_ptr(42)).times(1);
         int code = 0;
         correction()
             .uploadCoefficientAsync(a, request)
@@ -1418,82 +1425,82 @@ private Q_SLOTS:
     void settleLaterIsForPromisesOnly()
     {
         Map reply;
-        wall().on(QStringLiteral("HWInfo::getHWInfo")).settleLater();
+        wall().scripts().on(QStringLiteral("HWInfo::getHWInfo")).settleLater();
         QVERIFY(!HWInfo::getInstance()->getHWInfo(a, reply, true));
         QCOMPARE(lastNote(), QStringLiteral("the script needs an operation with a promise"));
     }
 
     void keepsUploadsPendingUntilSettled()
     {
-        wall().on(QString()).settleLater();
+        wall().scripts().on(QString()).settleLater();
         const auto request = [](qlonglong cid, quint16 value) {
             return List{manyElement(cid, QRect(0, 0, 4, 2), chromaBytes(8, value))};
         };
         const Promise first = correction().uploadCoefficientAsync(a, request(1, 1));
         const Promise other = correction().uploadCoefficientAsync(b, request(3, 3));
         const Promise second = correction().uploadLowGrayCoefficientAsync(a, request(2, 2));
-        QCOMPARE(wall().pendingUploads(), 3);
-        QCOMPARE(wall().pendingUploadDevices(), (QStringList{a, b, a}));
+        QCOMPARE(wall().uploads().pending(), 3);
+        QCOMPARE(wall().uploads().pendingDevices(), (QStringList{a, b, a}));
         QVERIFY(first.isPending() && other.isPending() && second.isPending());
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 0));
 
-        QVERIFY(wall().settle(a, true));
+        QVERIFY(wall().uploads().settle(a, true));
         QVERIFY(first.isFulfilled() && other.isPending() && second.isPending());
         QCOMPARE(settledValue(first), QVariant(true));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 1));
-        QCOMPARE(wall().calls()[0].result, true);
-        QVERIFY(wall().settle(a, false));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 1));
+        QCOMPARE(wall().journal().calls()[0].result, true);
+        QVERIFY(wall().uploads().settle(a, false));
         QCOMPARE(settledValue(second), QVariant(false));
-        QCOMPARE(wall().lowGray(a, two), chromaValues(8, 0));
-        QVERIFY(wall().rejectPending(b));
+        QCOMPARE(wall().state().lowGray(a, two), chromaValues(8, 0));
+        QVERIFY(wall().uploads().reject(b));
         QVERIFY(other.isRejected());
-        QCOMPARE(wall().calls()[1].note, QStringLiteral("rejected"));
-        QCOMPARE(wall().pendingUploads(), 0);
-        QVERIFY(!wall().settle(a, true));
-        QVERIFY(!wall().rejectPending(b));
+        QCOMPARE(wall().journal().calls()[1].note, QStringLiteral("rejected"));
+        QCOMPARE(wall().uploads().pending(), 0);
+        QVERIFY(!wall().uploads().settle(a, true));
+        QVERIFY(!wall().uploads().reject(b));
     }
 
     void notesAPendingUploadThatCannotBeTaken()
     {
-        wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+        wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
         const Promise promise =
             correction().uploadCoefficientAsync(a, {manyElement(qlonglong(1), QRect(0, 0, 4, 2), chromaBytes(8, 1))});
         wall().removeDevice(a);
-        QVERIFY(wall().settle(a, true));
+        QVERIFY(wall().uploads().settle(a, true));
         QCOMPARE(settledValue(promise), QVariant(true));
         QCOMPARE(lastNote(), QStringLiteral("unknown device"));
     }
 
     void aResetRejectsPendingUploads()
     {
-        wall().on(QString()).settleLater();
+        wall().scripts().on(QString()).settleLater();
         const Promise promise = correction().uploadCoefficientAsync(a, {});
         wall().reset();
         QVERIFY(promise.isRejected());
-        QCOMPARE(wall().pendingUploads(), 0);
+        QCOMPARE(wall().uploads().pending(), 0);
     }
 
     void settlesFromAnotherThread()
     {
-        wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+        wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
         const Promise promise =
             correction().uploadCoefficientAsync(a, {manyElement(qlonglong(1), QRect(0, 0, 4, 2), chromaBytes(8, 6))});
-        std::thread settler([] { wall().settle(a, true); });
+        std::thread settler([] { wall().uploads().settle(a, true); });
         promise.wait();
         settler.join();
         QCOMPARE(settledValue(promise), QVariant(true));
-        QCOMPARE(wall().chroma(a, one), chromaValues(8, 6));
+        QCOMPARE(wall().state().chroma(a, one), chromaValues(8, 6));
     }
 
     void waitsForUploadsThatAnotherThreadStarts()
     {
-        QVERIFY(!wall().waitForPendingUploads(1, 0));
-        wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+        QVERIFY(!wall().uploads().waitForPending(1, 0));
+        wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
         bool allThere = false;
         std::thread settler([&] {
-            allThere = wall().waitForPendingUploads(2);
-            wall().settle(b, false);
-            wall().settle(a, true);
+            allThere = wall().uploads().waitForPending(2);
+            wall().uploads().settle(b, false);
+            wall().uploads().settle(a, true);
         });
         const Promise left = correction().uploadCoefficientAsync(a, {});
         const Promise right = correction().uploadCoefficientAsync(b, {});
@@ -1524,14 +1531,14 @@ private Q_SLOTS:
         std::thread left(use, a, one);
         std::thread right(use, b, QStringLiteral("3"));
         for (int i = 0; i < rounds; ++i) {
-            wall().on(QStringLiteral("HWInfo::lock")).answerFalse();
-            wall().patternPicture(QStringLiteral("screen"));
+            wall().scripts().on(QStringLiteral("HWInfo::lock")).answerFalse();
+            wall().pictures().pattern(QStringLiteral("screen"));
         }
         left.join();
         right.join();
         QCOMPARE(failures.load(), 0);
-        QCOMPARE(wall().calls().size(), 4 * rounds);
-        QCOMPARE(wall().notes(), QStringList());
+        QCOMPARE(wall().journal().calls().size(), 4 * rounds);
+        QCOMPARE(wall().journal().notes(), QStringList());
     }
 
     // Pictures
@@ -1555,13 +1562,13 @@ private Q_SLOTS:
         const Map blue = colorMap(0, 0, 255);
         const QMap<QRgb, char> letters{{0xffff0000, 'r'}, {0xff0000ff, 'b'}};
         QVERIFY(screens().setCheckerBoardImage(a, board(rectMap(0, 0, 8, 2), 3, 2, {red, blue}), reply));
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines("rrrbbbrr.... bbbrrrbb...."));
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), letters), lines("rrrbbbrr.... bbbrrrbb...."));
         QVERIFY(screens().setCheckerBoardImage(b, board(rectMap(0, 0, 3, 2), 1, 2, {red, blue}), reply = {}));
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines("rrrbbbrrrbb. bbbrrrbbbrr."));
-        QCOMPARE(wall().pattern(a).type, Pattern::Checkers);
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), letters), lines("rrrbbbrrrbb. bbbrrrbbbrr."));
+        QCOMPARE(wall().state().pattern(a).type, Pattern::Checkers);
         QVERIFY(screens().setCorrectClearImage(a, {}));
-        QCOMPARE(wall().pattern(a).type, Pattern::Clear);
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines("........rbb. ........brr."));
+        QCOMPARE(wall().state().pattern(a).type, Pattern::Clear);
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), letters), lines("........rbb. ........brr."));
     }
 
     void drawsOneSquareAndThreeColours()
@@ -1577,12 +1584,12 @@ private Q_SLOTS:
                            {"lastSquareRowH", 2},
                            {"regionColor", List{colorMap(1, 0, 0), colorMap(2, 0, 0), colorMap(3, 0, 0)}}});
         QVERIFY(screens().setCheckerBoardImage(a, request, reply));
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines(".xx......... .xx........."));
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), letters), lines(".xx......... .xx........."));
         for (const char *key : {"firstSquareW", "squareW", "lastSquareColumnW", "firstSquareH", "squareH", "lastSquareRowH"})
             request[QString::fromLatin1(key)] = 1;
         request[QStringLiteral("regionRect")] = rectMap(-1, 0, 6, 4);
         QVERIFY(screens().setCheckerBoardImage(a, request, reply = {}));
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines("yzxyz....... zxyzx......."));
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), letters), lines("yzxyz....... zxyzx......."));
     }
 
     void drawsAPixelImage()
@@ -1595,15 +1602,15 @@ private Q_SLOTS:
                                  {"intervalX", 1},
                                  {"intervalY", 0}});
         QVERIFY(screens().setPixelImage(a, request, reply));
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines("............ ..gg..gg...."));
-        QCOMPARE(wall().pattern(a).request, request);
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), letters), lines("............ ..gg..gg...."));
+        QCOMPARE(wall().state().pattern(a).request, request);
         Map dark = request;
         dark[QStringLiteral("singlerect")] = rectMap(0, 0, 0, 1);
         QVERIFY(screens().setPixelImage(b, dark, reply = {}));
         dark[QStringLiteral("singlerect")] = rectMap(0, 0, 1, 1);
         dark[QStringLiteral("intervalX")] = -1;
         QVERIFY(screens().setPixelImage(a, dark, reply = {}));
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), letters), lines("............ ............"));
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), letters), lines("............ ............"));
     }
 
     void refusesPatternsThatCannotBeDrawn()
@@ -1625,7 +1632,7 @@ private Q_SLOTS:
         request[QStringLiteral("regionColor")] = List();
         QVERIFY(!screens().setCheckerBoardImage(a, request, reply));
         QCOMPARE(lastNote(), QStringLiteral("regionColor is empty"));
-        QCOMPARE(wall().pattern(a).type, Pattern::None);
+        QCOMPARE(wall().state().pattern(a).type, Pattern::None);
     }
 
     void drawsOnlyOntoCabinets()
@@ -1640,7 +1647,7 @@ private Q_SLOTS:
                                  {"intervalY", 0}});
         Map reply;
         QVERIFY(screens().setPixelImage(a, request, reply));
-        QCOMPARE(rows(wall().patternPicture(QStringLiteral("screen")), {{0xff00ff00, 'g'}}), lines("gg..gg"));
+        QCOMPARE(rows(wall().pictures().pattern(QStringLiteral("screen")), {{0xff00ff00, 'g'}}), lines("gg..gg"));
     }
 
     void survivesCabinetsOfImpossibleSize()

@@ -10,6 +10,7 @@
 #include <QtCore/QFile>
 
 using Simulator::Call;
+using Simulator::CallJournal;
 using Simulator::VirtualWall;
 
 namespace Ctl {
@@ -30,8 +31,8 @@ Exchange exchangeOf(const Call &call)
     Exchange exchange;
     exchange.operation = call.operation;
     exchange.device = call.deviceKey;
-    exchange.request = VirtualWall::describe(call, VirtualWall::Shorten);
-    exchange.answer = call.reply.isValid() ? VirtualWall::describe(call.reply, VirtualWall::Shorten) : QString();
+    exchange.request = CallJournal::describe(call, CallJournal::Shorten);
+    exchange.answer = call.reply.isValid() ? CallJournal::describe(call.reply, CallJournal::Shorten) : QString();
     // Discovery's own operations answer nothing that could fail.
     exchange.success = call.result || call.deviceKey.isNull();
     exchange.milliseconds = double(call.duration) / 1000;
@@ -62,7 +63,7 @@ void open(const QString &source)
     if (!wall().load(source, &error))
         refuse(error);
     // Calls hold whole coefficient planes as texts: they are kept only for who looks at them, see forgetExchanges().
-    wall().setJournalLimit(0);
+    wall().journal().setLimit(0);
 }
 
 void openRecording(const QString &path)
@@ -72,7 +73,7 @@ void openRecording(const QString &path)
         throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, file.errorString()));
     file.close();
     QString error;
-    if (!wall().replay(path, &error))
+    if (!wall().replay().start(path, &error))
         throw Failure(ExitBadData, error.simplified());
     g_replaying = true;
 }
@@ -90,14 +91,14 @@ void holdBackWrites()
     const auto keep = [](const Call &call) { g_heldBack.append(exchangeOf(call)); };
     for (const Adapter::Operation &operation : Adapter::operations()) {
         if (operation.isChange())
-            wall().on(operation.name).run(keep).answer(QMap<QString, QVariant>());
+            wall().scripts().on(operation.name).run(keep).answer(QMap<QString, QVariant>());
     }
 }
 
 QVector<Exchange> exchanges()
 {
     QVector<Exchange> list;
-    for (const Call &call : wall().calls())
+    for (const Call &call : wall().journal().calls())
         list.append(exchangeOf(call));
     return list;
 }
@@ -109,20 +110,20 @@ QVector<Exchange> heldBack()
 
 void forgetExchanges()
 {
-    wall().setJournalLimit(-1);
-    wall().clearCalls();
+    wall().journal().setLimit(-1);
+    wall().journal().clear();
 }
 
 void record(const QString &path)
 {
     QString error;
-    if (!wall().recordTo(path, &error))
+    if (!wall().journal().recordTo(path, &error))
         throw Failure(ExitCannotWrite, error.simplified());
 }
 
 Replayed replayed()
 {
-    const Simulator::ReplayReport report = wall().replayReport();
+    const Simulator::ReplayReport report = wall().replay().report();
     return {report.answered, report.remaining, report.difference};
 }
 
@@ -145,11 +146,11 @@ QImage render(Picture picture, const QString &screenId, int channel)
 {
     switch (picture) {
     case Picture::Layout:
-        return wall().layoutPicture(screenId);
+        return wall().pictures().layout(screenId);
     case Picture::Coefficients:
-        return wall().coefficientPicture(screenId, channel);
+        return wall().pictures().coefficients(screenId, channel);
     case Picture::Pattern:
-        return wall().patternPicture(screenId);
+        return wall().pictures().pattern(screenId);
     }
     return {};
 }

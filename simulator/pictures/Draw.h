@@ -6,7 +6,7 @@
 
 #include <QtGui/QImage>
 
-/// The pictures of VirtualWall. All devices of `screen` are on one screen.
+/// The pictures of Pictures. All devices of `screen` are on one screen.
 namespace Simulator {
 
 QImage drawLayout(const WallState &screen, int maxWidth);
