@@ -117,6 +117,12 @@ struct Operation {
     const char *summary;      ///< What the device does.
     const char *callers;      ///< The library's operations that call it.
     const char *afterFailure; ///< What they make of a false answer.
+
+    /// Whether it changes a device or its lock; all others only ask.
+    bool isChange() const
+    {
+        return effect == Effect::Changes || effect == Effect::Locks;
+    }
 };
 
 /// Every operation, by its id.

@@ -20,7 +20,7 @@ int main(int argc, char **argv)
     for (Device &device : wall.devices)
         device.timing.latency = 1000;
     VirtualWall &virtualWall = VirtualWall::instance();
-    virtualWall.setClock(VirtualWall::Skipping);
+    virtualWall.timeline().setClock(ClockMode::Skipping);
     QString error;
     if (argc < 2) {
         virtualWall.setWall(wall);
@@ -43,10 +43,10 @@ int main(int argc, char **argv)
 
     // Somebody pulls the plug of B half a second after the write has begun.
     Event unplug;
-    unplug.at = virtualWall.now() + 500;
+    unplug.at = virtualWall.timeline().now() + 500;
     unplug.type = Event::Unplug;
     unplug.deviceKey = QStringLiteral("B");
-    virtualWall.schedule(unplug);
+    virtualWall.timeline().schedule(unplug);
 
     Coefficient grid(256, 64);
     QVector<unsigned short> values(256 * 64 * 9, 32768);

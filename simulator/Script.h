@@ -10,13 +10,13 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 namespace Simulator {
 
-class Wall;
 struct ScriptData;
 
-/// What happens when a certain operation is called, made by VirtualWall::on(). A script with an answer replaces the
+/// What happens when a certain operation is called, made by Scripts::on(). A script with an answer replaces the
 /// wall's own behaviour: the call is recorded, but nothing changes on the wall. Of several answers the last one given
 /// counts. Every function may be called from any thread; a call sees the script as it is at that moment.
 class SIMULATOR_API Script
@@ -44,7 +44,7 @@ public:
     /// Without them answer() comes with the headers of a success and answerFalse() with none.
     Script &responseHeader(const QMap<QString, QString> &headers);
 
-    /// An upload's promise stays pending until VirtualWall::settle() or rejectPending(). Only for the uploads with a
+    /// An upload's promise stays pending until Uploads::settle() or reject(). Only for the uploads with a
     /// promise, as are the next three.
     Script &settleLater();
     /// The promise is fulfilled with `value`.
@@ -64,12 +64,12 @@ public:
     Script &editReply(std::function<void(QVariant &)> hook);
 
 private:
-    friend class Wall;
+    friend class Scripts;
     template <typename Change>
     Script &change(Change change);
-    Script(Wall &wall, const QString &operation, const QString &deviceKey, const QString &target);
+    Script(std::mutex &mutex, const QString &operation, const QString &deviceKey, const QString &target);
 
-    Wall &m_wall;
+    std::mutex &m_mutex; ///< The wall's.
     std::unique_ptr<ScriptData> d;
 };
 

@@ -1,18 +1,20 @@
 #pragma once
 
-#include <simulator/Call.h>
-#include <simulator/Script.h>
+#include <adapter/DeviceBackend.h>
+#include <simulator/CallJournal.h>
+#include <simulator/Faults.h>
+#include <simulator/Pictures.h>
+#include <simulator/Replay.h>
+#include <simulator/Scripts.h>
 #include <simulator/SimulatorGlobal.h>
+#include <simulator/State.h>
+#include <simulator/Timeline.h>
+#include <simulator/Uploads.h>
 #include <simulator/WallDescription.h>
 
-#include <QtCore/QByteArray>
 #include <QtCore/QList>
-#include <QtCore/QMap>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
-#include <QtCore/QVariant>
-#include <QtCore/QVector>
-#include <QtGui/QImage>
 
 #include <memory>
 
@@ -20,81 +22,24 @@
 /// instead of a real service talks to the wall through the classes of `<service/...>`.
 namespace Simulator {
 
-class Wall;
-
-/// Coefficient kinds. A chroma or low-gray pixel has 9 unsigned 16-bit values; a multilayer pixel has
-/// Device::multilayerBytesPerPixel bytes.
-enum class Kind { Chroma = 0, Multilayer = 1, LowGray = 2 };
-
-/// The places where a cabinet keeps coefficients of one kind.
-enum class Store {
-    Working, ///< What the cabinet uses: uploads write it, loads read it.
-    User,    ///< Written by the save operations, cleared by the clear operations.
-    Factory, ///< Written by saveCabinetsFactoryCoefficient. Chroma only.
-    Module,  ///< Written by saveCabinetsModuleCoefficient. Chroma only.
-    Flash    ///< The modules' flash memory, written by CabinetInfoOperator::saveModuleCoefficient. Chroma only.
-};
-
-/// Colour channels of a gamma table.
-enum class Channel { Red, Green, Blue };
-
-/// The light in which a picture shows a test image.
-enum class Light {
-    Nominal, ///< The colours of the requests.
-    /// The colours after gamma and then brightness, each cabinet by its own.
-    ///
-    /// Gamma: of each colour channel the cabinet's table, or its device's where the cabinet's is empty; where both are,
-    /// the level stays. The N entries of a table belong to N evenly spaced levels from 0 to 255, with straight lines
-    /// between them (one entry: to all levels); negative ones count as 0. Full light is 2^b - 1, with the smallest b of 8
-    /// or more for which it is no less than any entry of the cabinet's three tables: 255, 1023, 4095, 65535 and so on.
-    ///
-    /// Brightness: light times the cabinet's brightness, brought into the range of brightnessMin to brightnessMax, divided
-    /// by brightnessMax; unchanged where that is not positive. The result is rounded to 0 to 255, halves up.
-    Effective
-};
-
-/// Values from `least` to `greatest`, both included; empty where `greatest` is less.
-struct ValueRange {
-    int least = 0;
-    int greatest = -1;
-
-    bool isEmpty() const { return greatest < least; }
-};
-
-/// The test image that a device was last asked for.
-struct Pattern {
-    enum Type {
-        None,     ///< Nothing was asked for yet: dark.
-        Pixels,   ///< ScreenInfo::setPixelImage
-        Checkers, ///< ScreenInfo::setCheckerBoardImage
-        Clear     ///< ScreenInfo::setCorrectClearImage: dark
-    };
-    Type type = None;
-    QMap<QString, QVariant> request; ///< The request as it came; empty for None and Clear.
-};
-
-/// How far a replay has come; see VirtualWall::replay().
-struct ReplayReport {
-    int answered = 0;  ///< Calls that were answered as recorded.
-    int remaining = 0; ///< Recorded calls that have not come.
-    /// The first call that is not the recorded one: its number, the first place where the two differ, with both values,
-    /// and then both calls, each on a line of its own. Null while all is as recorded.
-    QString difference;
-};
-
-/// The wall. One in a process, created on first use. docs/faults.md tells of time, faults and personalities.
+/// A wall: a backend of the device service (Adapter::setBackend() installs it). A program may make several, each with state,
+/// journal, time and directory of its own. docs/faults.md tells of time, faults and personalities.
+///
+/// A wall must not be destroyed while calls of its functions, or of the service while it is installed, are under way. With
+/// it pending uploads are rejected, its recording ends, and its directory is closed.
 ///
 /// Threads: every function may be called from any thread, and so may the service's operations. The wall holds no lock
 /// while it sleeps, emits a signal, runs a hook or settles a promise; each of these happens on the thread that caused it.
-/// What time brings about, it brings about on the thread that lets the time pass: in a call, in advance(), or in the event
-/// loop of the thread that called (see Clock). Only devices with Timing::settleInThread settle on threads of the wall.
+/// What time brings about, it brings about on the thread that lets the time pass: in a call, in Timeline::advance(), or in
+/// the event loop of the thread that called (see ClockMode). Only devices with Timing::settleInThread settle on threads of
+/// the wall.
 ///
 /// Behaviour of an operation without a script: the wall acts on its state, as follows.
 /// - Uploads decode the blocks and paste them into Store::Working, all or nothing for one request. Loads answer
-///   Store::Working, in one block or in bands (setReplyBlockHeight()).
+///   Store::Working, in one block or in bands (State::setReplyBlockHeight()).
 /// - save... copies Working to User (saveCabinetsFactoryCoefficient to Factory, saveCabinetsModuleCoefficient to
 ///   Module); setMutiCabinetSolid saves the kind that its "type" names. show... and applyCabinetsLowgrayCoeffcient copy
-///   the store to Working. clear... sets Working and User to the default pixel (all zero, see setDefaultPixel()).
+///   the store to Working. clear... sets Working and User to the default pixel (all zero, see State::setDefaultPixel()).
 /// - CabinetInfoOperator::saveModuleCoefficient copies Working to Flash, reloadModuleCoefficient Flash to Working,
 ///   clearModuleCoefficient sets Flash to the default pixel. Their "type" and allowance are recorded only.
 /// - A brightness or effect mode of the device goes to all its cabinets as well; a gamma table of the device stays the
@@ -107,29 +52,28 @@ struct ReplayReport {
 ///   missing, additional or wrongly typed entry, a text that is not base64, a block outside its cabinet or of another
 ///   size than its text, a brightness out of range. Call::note says why. Cabinet ids may be texts or signed or unsigned
 ///   64-bit integers.
-class SIMULATOR_API VirtualWall
+class SIMULATOR_API VirtualWall : public Adapter::DeviceBackend
 {
 public:
-    using Call = Simulator::Call;
+    /// An empty wall in real time. It is not installed.
+    explicit VirtualWall(QObject *parent = nullptr);
+    ~VirtualWall() override;
 
-    enum TranscriptForm {
-        Full,   ///< Every text in full.
-        Shorten ///< Texts of more than 64 characters are cut, their length added: for people.
-    };
-
-    /// How the wall's time passes.
-    enum Clock {
-        RealTime, ///< As on the desk: calls sleep, uploads settle and events happen by the event loop.
-        Stepped,  ///< By advance(), and by calls, which take their time at once; nothing sleeps.
-        Skipping  ///< As Stepped; besides, an event loop that has nothing else to do while uploads are pending moves the
-                  ///< time on to what comes next, so that whoever waits for them does not wait.
-    };
-
-    /// The wall; lives until the process ends.
+    /// The wall of programs that need one only: made on first use, installed unless another backend is, and kept until the
+    /// process ends. A program that installs no backend has it from the first call of the service on.
     static VirtualWall &instance();
 
-    VirtualWall(const VirtualWall &) = delete;
-    VirtualWall &operator=(const VirtualWall &) = delete;
+    // Parts. They live as long as the wall.
+
+    CallJournal &journal();
+    Replay &replay();
+    Uploads &uploads();
+    Timeline &timeline();
+    Faults &faults();
+    Scripts &scripts();
+    State &state();
+    const State &state() const;
+    Pictures &pictures();
 
     /// Back to an empty wall in real time: no devices, scripts, calls or settings, no directory. Pending uploads are
     /// rejected. Emits nothing.
@@ -173,33 +117,9 @@ public:
     /// unplugged one, or when that could not be saved.
     bool restartDevice(const QString &deviceKey);
     /// The devices in the order in which discovery lists them, with the flags and screen names that were set since.
-    QList<Device> devices() const;
+    QList<Device> pluggedDevices() const;
     /// The screens' ids, in the order in which the devices name them.
     QStringList screenIds() const;
-
-    // Faults
-
-    /// Adds a fault to those of a device; it counts calls from here on. False for an unknown key.
-    bool addFault(const QString &deviceKey, const Fault &fault);
-    /// Leaves only the faults that belong to the device's personality; they begin to count anew. False for an unknown
-    /// key.
-    bool clearFaults(const QString &deviceKey);
-    /// See WallDescription::chaos.
-    void setChaos(double share);
-    /// See WallDescription::seed. What is drawn begins anew.
-    void setSeed(quint64 seed);
-
-    // Time
-
-    /// Changes the way in which time passes; the time itself goes on.
-    void setClock(Clock clock);
-    /// Milliseconds since reset() or setWall().
-    qint64 now() const;
-    /// Lets time pass, with all that happens meanwhile. In real time the caller sleeps.
-    void advance(qint64 milliseconds);
-    /// Adds something that happens by itself; what lies in the past happens next. In real time the event loop of the
-    /// calling thread looks after it; without one, whichever call of the service comes next.
-    void schedule(const Event &event);
 
     // Directory
     // A wall on disk: what its devices saved outlives the process. docs/store.md lists what lasts and shows the files.
@@ -225,195 +145,15 @@ public:
     /// The open directory's absolute path; null when there is none.
     QString directory() const;
 
-    // Journal
+    // Service
 
-    /// All calls since the last clearCalls() or reset(), in the order in which they began.
-    QList<Call> calls() const;
-    void clearCalls();
-    /// Keeps only the newest `limit` calls, for long-running hosts. Negative, the default, keeps all.
-    void setJournalLimit(int limit);
-    /// The calls as lines, each exact and typed:
-    /// `Correctionop::setScreenXBit("A", "255", {"mode": int 3, "xbitEnable": bool true})`. Replies are not part of a
-    /// line.
-    QStringList transcript(TranscriptForm form = Full) const;
-    /// The lines of the calls that have a note, each followed by " -- " and the note. Empty when nothing was wrong.
-    QStringList notes(TranscriptForm form = Full) const;
-    /// One call as a line of the transcript.
-    static QString describe(const Call &call, TranscriptForm form = Full);
-    /// A value as text: texts in double quotes (with \\, \", \n, \r, \t and \uXXXX escapes), maps as {"key": value} in
-    /// key order, variant lists as [value, value], an invalid variant as `invalid`, everything else with its type name:
-    /// `int 3`, `QList<int> [1, 2]`, `QStringList ["a"]`, an enumeration by its type name and number.
-    static QString describe(const QVariant &value, TranscriptForm form = Full);
-
-    /// The calls as a table for people: time, duration, device, target, operation, the beginnings of request and reply,
-    /// note. One line a call, below one with the columns' names.
-    QString readableTranscript() const;
-    /// The calls as JSON Lines (docs/journal.md). An array ends at 2 GiB: more calls than that go to a file.
-    QByteArray journal() const;
-    /// The same as a file, which is replaced as a whole or, on an error, left as it was.
-    bool saveJournal(const QString &path, QString *error = nullptr) const;
-    /// Writes the calls that begin from here on to a file, which must be new or empty: each as soon as it is answered,
-    /// an upload when its promise is settled, so that the lines stand in the order of the answers and their numbers in
-    /// that of the beginnings. A process that dies leaves every line that was written, the last one perhaps cut short.
-    ///
-    /// A null path, another file or reset() ends a recording: uploads that are pending then are written as such. The
-    /// journal's limit and clearCalls() have no influence on it.
-    ///
-    /// False when the new file cannot be written (then a recording that runs goes on), or when lines of the recording
-    /// that ends are missing, for instance because the disk was full; calls without a line have the note "not recorded".
-    bool recordTo(const QString &path, QString *error = nullptr);
-    /// The calls of a journal's file in the order of their numbers. When something is wrong, `error` names the file, the
-    /// line, the place in it and the reason, and the calls are those of the lines before; else `error` is null.
-    static QList<Call> readJournal(const QString &path, QString *error = nullptr);
-
-    // Replay
-
-    /// From here on every call is compared with the next one of a recording (operation, device, target, request and
-    /// extra argument, with their types) and answered as that was: result, reply, headers, a promise fulfilled with true
-    /// or false or rejected. The wall's devices, scripts, faults and delays have no part in it. Calls are matched in the
-    /// order in which they begin, whatever thread they come from; the journal shows them with the recorded times.
-    ///
-    /// The first call that is not the recorded one ends it: see ReplayReport::difference. That call and all later ones
-    /// are answered false with a note, their promises fulfilled with false.
-    ///
-    /// A promise is settled as soon as the host has made every call that began, in the recording, before it was settled.
-    /// One that was pending at the end of the recording stays pending until unplug() or removeDevice() of its device,
-    /// which reject it, whether the wall has such a device or not. A host that waits for a promise and does not make the
-    /// next recorded call gets it all the same after a while (setReplayPatience()).
-    ///
-    /// Signals are not part of a recording. reset() ends the replay, another replay() begins afresh.
-    void replay(const QList<Call> &calls);
-    /// Of a file. False, and nothing changed, when readJournal() finds something wrong with it.
-    bool replay(const QString &path, QString *error = nullptr);
-    ReplayReport replayReport() const;
-    /// How long a promise waits for the next recorded call beyond that call's recorded time; 5000 by default.
-    void setReplayPatience(int milliseconds);
-
-    // Scripts
-
-    /// Adds a script for an operation, at a device, for a target (cabinet id or screen selector); a null text stands
-    /// for any. An upload with a promise has no target. Of the scripts that apply to a call the one added last wins.
-    /// The reference stays valid until clearScripts() or reset().
-    Script &on(const QString &operation, const QString &deviceKey = QString(), const QString &target = QString());
-    void clearScripts();
-
-    /// Uploads whose promise is pending: held by a script's settleLater() or by a fault, or not yet due.
-    int pendingUploads() const;
-    /// Their devices' keys, oldest upload first; a device with two of them is listed twice.
-    QStringList pendingUploadDevices() const;
-    /// Blocks the calling thread until at least `count` uploads are pending, for a thread that settles what another one
-    /// waits for. False when that has not come about after `milliseconds`.
-    bool waitForPendingUploads(int count, int milliseconds = 10000) const;
-    /// Settles the oldest pending upload of a device, whatever holds it; with true its blocks are pasted before. False if
-    /// there was none.
-    bool settle(const QString &deviceKey, bool value);
-    /// Rejects the oldest pending upload of a device with a std::runtime_error. False if there was none.
-    bool rejectPending(const QString &deviceKey);
-
-    // Settings
-
-    /// Splits loaded coefficients into bands of this many rows, the last one lower if need be. 0, the default: one
-    /// block.
-    void setReplyBlockHeight(int rows);
-    /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty
-    /// array stands for zeros; shorter ones are filled up with zeros, longer ones cut.
-    void setDefaultPixel(Kind kind, const QByteArray &pixel);
-
-    // State
-    // Everything below answers empty, 0 or false for an unknown device or cabinet; a setter's false means just that, or
-    // that an open directory could not save what it set.
-
-    /// A plane, row by row: 9 values for each pixel.
-    QVector<quint16> chroma(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
-    QVector<quint16> lowGray(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
-    /// A plane, row by row: Device::multilayerBytesPerPixel bytes for each pixel.
-    QByteArray multilayer(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
-    /// A plane of any kind as raw bytes, 16-bit values low byte first.
-    QByteArray plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store = Store::Working) const;
-    /// Replaces a plane, past journal and scripts. False unless the number of values fits the cabinet.
-    bool setPlane(const QString &deviceKey, const QString &cabinetId, Kind kind, const QByteArray &bytes,
-                  Store store = Store::Working);
-    bool setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
-                   Store store = Store::Working);
-    bool setLowGray(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
-                    Store store = Store::Working);
-    bool setMultilayer(const QString &deviceKey, const QString &cabinetId, const QByteArray &values,
-                       Store store = Store::Working);
-    /// Where the values of Store::Working come from: the store that was last shown, applied or reloaded, or Working
-    /// itself after an upload or a clear.
-    Store shown(const QString &deviceKey, const QString &cabinetId, Kind kind = Kind::Chroma) const;
-
-    int brightness(const QString &deviceKey) const;
-    int brightness(const QString &deviceKey, const QString &cabinetId) const;
-    /// Gamma tables, initially empty.
-    QList<int> gamma(const QString &deviceKey, Channel channel) const;
-    QList<int> gamma(const QString &deviceKey, const QString &cabinetId, Channel channel) const;
-    bool setGamma(const QString &deviceKey, Channel channel, const QList<int> &table);
-    bool setGamma(const QString &deviceKey, const QString &cabinetId, Channel channel, const QList<int> &table);
-    int effectMode(const QString &deviceKey) const;
-    int effectMode(const QString &deviceKey, const QString &cabinetId) const;
-    int xBitMode(const QString &deviceKey) const;
-    bool isXBitEnabled(const QString &deviceKey) const;
-    bool isAblEnabled(const QString &deviceKey) const;
-    int imageMode(const QString &deviceKey) const;
-    /// The application that holds the lock; empty when nobody does.
-    QString lockOwner(const QString &deviceKey) const;
-    Pattern pattern(const QString &deviceKey) const;
-
-    /// The "param" map that the cabinet got last, or empty.
-    QMap<QString, QVariant> multilayerParameter(const QString &deviceKey, const QString &cabinetId) const;
-    /// The "multilayerParams" list that the cabinet got last, or empty.
-    QList<QVariant> multilayerParameters(const QString &deviceKey, const QString &cabinetId) const;
-    QByteArray configFile(const QString &deviceKey, const QString &cabinetId) const;
-    bool setConfigFile(const QString &deviceKey, const QString &cabinetId, const QByteArray &bytes);
-    QString flag(const QString &deviceKey, const QString &cabinetId) const;
-    QString moduleFlag(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const;
-    /// Flash check code of a module; 0, the initial value, is good.
-    int flashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const;
-    bool setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId, int code);
-    /// Whether HttpProxy::initialize(true) was the last word. Devices are listed in any case.
-    bool isDiscovering() const;
-
-    // Pictures
-    // 32-bit RGB, made from the state of one moment. The map of the screen has one picture pixel for each pixel of the
-    // screen and its top-left corner, that of the screen's placed cabinets, at 0,0; a legend stands below it, and a
-    // picture with a legend is at least 280 pixels wide. With `maxWidth`, a map that is wider is scaled down to that
-    // width. Pictures need no GUI application and no fonts. Null for a screen that is unknown or has no cabinets, and
-    // for a picture of more than 2^26 pixels.
-
-    /// The cabinets in their device's colour, each with its id and its output; inside them receiving cards (framed) and
-    /// modules (tiles), with their ids. What would be too small to tell apart or to read is left out. The legend names
-    /// the screen and its devices.
-    QImage layoutPicture(const QString &screenId, int maxWidth = 0) const;
-    /// Heat map of the working values at index `channel` (0 to 8; for multilayer the byte's index) of every pixel. Its
-    /// colours run from the range's least value to its greatest; values beyond have the colour of the nearest end. An
-    /// empty range stands for that of the values themselves. A picture pixel that stands for several pixels shows their
-    /// mean. The legend says which value, of how many pixels, and the colour scale; it takes the nine chroma values for
-    /// the rows of a 3 x 3 matrix from input to output colours. Null for a channel that the pixels of one of the devices
-    /// do not have.
-    QImage coefficientPicture(const QString &screenId, int channel, Kind kind = Kind::Chroma,
-                              const ValueRange &range = ValueRange(), int maxWidth = 0) const;
-    /// The least and greatest of these values, so that two pictures can share one scale. Empty where the picture would be
-    /// null.
-    ValueRange coefficientRange(const QString &screenId, int channel, Kind kind = Kind::Chroma) const;
-    /// What the screen shows: every device draws from the request that it received, and nothing else, onto its
-    /// cabinets. No legend.
-    /// - Pixels: black; inside "regionrect" (frame: Device::rect()) blocks of the size of "singlerect" in "color". The
-    ///   first lies at singlerect's x and y within the region; they repeat to the right and downwards every width *
-    ///   (intervalX + 1) and height * (intervalY + 1) pixels.
-    /// - Checkers: black; inside "regionRect" squares. The first column is firstSquareW wide, the last, at the right end,
-    ///   lastSquareColumnW; those between them squareW, as many as it takes, the last of these cut where they do not come
-    ///   out even. Where the columns overlap, the first one shows, then the last. Rows alike. The square at column c and
-    ///   row r has colour number (c + r) mod N.
-    /// - Clear and None: black, for a virtual wall has no video input.
-    QImage patternPicture(const QString &screenId, Light light = Light::Nominal) const;
+    void initialize(bool enable) override;
+    QList<Adapter::DeviceInfo> devices() override;
+    Adapter::Answer answer(const Call &call) override;
+    QtPromise::QPromise<bool> upload(const Call &call) override;
 
 private:
-    VirtualWall();
-    ~VirtualWall();
-
-    friend class Wall;
-    std::unique_ptr<Wall> d;
+    std::shared_ptr<Wall> d;
 };
 
 } // namespace Simulator

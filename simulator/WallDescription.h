@@ -8,7 +8,6 @@
 #include <QtCore/QRect>
 #include <QtCore/QSize>
 #include <QtCore/QString>
-#include <QtCore/QStringList>
 
 #include <array>
 
@@ -132,8 +131,8 @@ struct Event {
         Plug,       ///< As VirtualWall::plug(): the device is back, with what it had saved.
         Rename,     ///< As VirtualWall::renameScreen() with `name`.
         Restart,    ///< As VirtualWall::restartDevice().
-        AddFault,   ///< As VirtualWall::addFault() with `fault`.
-        ClearFaults ///< As VirtualWall::clearFaults().
+        AddFault,   ///< As Faults::add() with `fault`.
+        ClearFaults ///< As Faults::clear().
     };
     qint64 at = 0; ///< Milliseconds of the wall's clock since the wall was set up.
     Type type = Unplug;
@@ -149,8 +148,8 @@ struct WallDescription {
     QList<Event> events;      ///< In any order; those of one moment happen in the order of the list.
     quint64 seed = 1;         ///< For everything that is drawn: jitter, shuffled replies, chaos. At most 2^53.
     double chaos = 0.0;       ///< Share of the calls, 0 to 1, that meet a fault drawn from all there are.
-    int replyBlockHeight = 0; ///< See VirtualWall::setReplyBlockHeight().
-    /// See VirtualWall::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
+    int replyBlockHeight = 0; ///< See State::setReplyBlockHeight().
+    /// See State::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
     std::array<QByteArray, 3> defaultPixels;
 };
 
@@ -170,13 +169,6 @@ SIMULATOR_EQUALITY(Device)
 SIMULATOR_EQUALITY(Event)
 SIMULATOR_EQUALITY(WallDescription)
 #undef SIMULATOR_EQUALITY
-
-/// The names that Device::personality may have: "obedient", "slow", "silent", "refuses writes", "rejects uploads",
-/// "damaged blocks", "short replies", "answers 404", "vanishes in refresh", "forgets on restart".
-SIMULATOR_API QStringList personalityNames();
-
-/// The operations that change a device, by the names that Call::operation has; all others only ask.
-SIMULATOR_API QStringList changingOperations();
 
 /// A device whose cabinets form a regular grid with its top-left corner at `origin` (screen coordinates). The ids count
 /// up from `firstCabinetId`, row by row; row r hangs on output r + 1 ("1", "2", ...). Each cabinet has one receiving

@@ -5,7 +5,7 @@
 
 namespace Json {
 
-/// A value as exact, typed text; the rules are those of VirtualWall::describe(). Texts of more than `longest`
+/// A value as exact, typed text; the rules are those of CallJournal::describe(). Texts of more than `longest`
 /// characters are cut; a negative `longest` cuts none.
 QString describeValue(const QVariant &value, int longest);
 

@@ -1,8 +1,8 @@
 #include <simulator/WallFile.h>
 
 #include "CabinetGrid.h"
-#include "device/WallStore.h"
-#include "faults/Rules.h"
+#include "device/Planes.h"
+#include "faults/Personalities.h"
 
 #include <adapter/json/SaveFile.h>
 #include <adapter/json/Table.h>

@@ -6,19 +6,6 @@
 
 #include <QtCore/QVector>
 
-namespace Simulator {
-
-using Json::describeText;
-using Json::describeValue;
-
-QMap<QString, QString> okHeaders()
-{
-    return {{QStringLiteral("Content-Type"), QStringLiteral("application/json")},
-            {QStringLiteral("HttpResponse_StateCode"), QStringLiteral("200")}};
-}
-
-} // namespace Simulator
-
 namespace Simulator::Acts {
 
 namespace {
@@ -47,7 +34,7 @@ QString cabinetId(const DeviceState &device, const QVariant &id)
         if (!known.isNull()) // ids such as "007" are numbers, too
             return known;
     }
-    throw Refusal{QStringLiteral("unknown cabinet %1").arg(describeValue(id, 64)), {}};
+    throw Refusal{QStringLiteral("unknown cabinet %1").arg(Json::describeValue(id, 64)), {}};
 }
 
 const CabinetState &targetCabinet(const DeviceState &device, const Call &call)
@@ -295,7 +282,7 @@ Answer saveSolid(WallState &, DeviceState *device, const Call &call)
     const QVariant type = entries.any("type");
     entries.done();
     if (!(QMetaType(type.userType()).flags() & QMetaType::IsEnumeration) || type.toInt() < 0 || type.toInt() >= kindCount)
-        throw Refusal{QStringLiteral("type is %1, which is no kind").arg(describeValue(type, 64)), {}};
+        throw Refusal{QStringLiteral("type is %1, which is no kind").arg(Json::describeValue(type, 64)), {}};
     changePlanes(*device, static_cast<Kind>(type.toInt()), ids,
                  [](Planes &planes) { planes.copy(Store::Working, Store::User); });
     return done;
@@ -393,7 +380,7 @@ Answer lock(WallState &, DeviceState *device, const Call &call)
     const QVariant owner = only(entries.list("appids"), "appids");
     entries.done();
     if (owner.userType() != QMetaType::QString)
-        throw Refusal{QStringLiteral("appids holds %1, which is no text").arg(describeValue(owner, 64)), {}};
+        throw Refusal{QStringLiteral("appids holds %1, which is no text").arg(Json::describeValue(owner, 64)), {}};
     device->lockOwner = owner.toString();
     return done;
 }
@@ -502,7 +489,8 @@ Answer setModuleFlags(WallState &, DeviceState *device, const Call &call)
             moduleEntries.done();
             Module *const module = device->describedModule(id, moduleId);
             if (!module) {
-                throw Refusal{QStringLiteral("unknown module %1 of cabinet %2").arg(describeText(moduleId, 64), id), {}};
+                throw Refusal{QStringLiteral("unknown module %1 of cabinet %2").arg(Json::describeText(moduleId, 64), id),
+                              {}};
             }
             flags.append(qMakePair(module, flag));
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "wall/Wall.h"
+#include "Act.h"
 
 #include <adapter/Operations.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "wall/Wall.h"
+#include "Act.h"
 
 #include <QtCore/QLatin1String>
 #include <QtCore/QMetaType>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "DiskFiles.h"
-#include "device/WallStore.h"
+#include "device/DeviceState.h"
+#include "files/DiskFiles.h"
 
 #include <QtCore/QMap>
 #include <QtCore/QSet>

@@ -1,10 +1,6 @@
-#include "Rules.h"
+#include "Personalities.h"
 
 #include <adapter/Operations.h>
-
-#include <simulator/WallDescription.h>
-
-#include <QtCore/QStringList>
 
 #include <algorithm>
 #include <initializer_list>
@@ -107,11 +103,6 @@ QStringList operationNames()
     QStringList names = withEffect({Effect::Discovers, Effect::Reads, Effect::Changes, Effect::Locks});
     names.sort();
     return names;
-}
-
-QStringList changingOperations()
-{
-    return withEffect({Effect::Changes, Effect::Locks});
 }
 
 Timing timingOf(const Device &device)

@@ -5,12 +5,11 @@
 #include <simulator/Call.h>
 #include <simulator/WallDescription.h>
 
-#include <QtCore/QStringList>
+#include <QtCore/QMap>
 
 #include <exception>
 #include <functional>
 #include <optional>
-#include <vector>
 
 /// What scripts and faults do to calls: one mechanism for both.
 namespace Simulator {
@@ -54,16 +53,18 @@ struct ScriptData {
 /// What a fault does to the calls of its device. `who` begins the notes.
 ScriptData ruleOf(const Fault &fault, const QString &who = QStringLiteral("fault"));
 
+/// What happens to a call: what its script says; where that gives no answer of its own, what was drawn or its fault. Either
+/// rule may be null; the one that serves the call counts it.
+Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> drawn, bool promise);
+
 /// Whether the operation uploads coefficients, with a promise or without.
 bool isUpload(const Call &call);
 
-/// The operations of devices by the names that Call::operation has, sorted. Those of the discovery are none.
-QStringList operationNames();
+/// The std::runtime_error that an upload is rejected with.
+std::exception_ptr rejection(const QString &reason);
 
-/// What a device's personality and its own description add up to.
-Timing timingOf(const Device &device);
-/// The rules of its personality and of its own faults: the last one that applies counts.
-std::vector<ScriptData> rulesOf(const Device &device);
+/// Response headers of a request that was carried out.
+QMap<QString, QString> okHeaders();
 
 /// How many characters the texts in a request or reply have, at any depth.
 qint64 charactersIn(const QVariant &value);

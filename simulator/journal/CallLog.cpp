@@ -1,8 +1,25 @@
 #include "CallLog.h"
 
+#include <adapter/json/Describe.h>
+
+#include <algorithm>
 #include <utility>
 
 namespace Simulator {
+
+QString describeCall(const Call &call, int longest)
+{
+    QStringList arguments;
+    for (const QString &text : {call.deviceKey, call.target}) {
+        if (!text.isNull())
+            arguments += Json::describeText(text, longest);
+    }
+    for (const QVariant &value : {call.request, call.extra}) {
+        if (value.isValid())
+            arguments += Json::describeValue(value, longest);
+    }
+    return call.operation + QLatin1Char('(') + arguments.join(QLatin1String(", ")) + QLatin1Char(')');
+}
 
 void addNote(Call &call, const QString &text)
 {
@@ -24,6 +41,25 @@ Call *CallLog::underway(quint64 serial)
 {
     const auto it = m_underway.find(serial);
     return it == m_underway.end() ? nullptr : it->second.get();
+}
+
+void CallLog::note(quint64 serial, const QString &text)
+{
+    if (Call *const call = underway(serial))
+        addNote(*call, text);
+}
+
+void CallLog::end(quint64 serial, const Adapter::Answer &answer, qint64 time, bool rejected)
+{
+    if (Call *const call = underway(serial)) {
+        call->result = answer.result;
+        call->reply = answer.reply;
+        call->headers = answer.headers;
+        call->duration = std::max<qint64>(0, time - call->time); // a wall that is set up begins time anew
+        call->settled = true;
+        call->rejected = rejected;
+        end(serial);
+    }
 }
 
 void CallLog::end(quint64 serial)

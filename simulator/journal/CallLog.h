@@ -10,6 +10,9 @@
 
 namespace Simulator {
 
+/// See CallJournal::describe(); texts as describeValue() has them.
+QString describeCall(const Call &call, int longest);
+
 void addNote(Call &call, const QString &text);
 
 /// The calls of a wall: those that are kept, those that are still underway, and the file that they are written to. Its
@@ -21,8 +24,12 @@ public:
     quint64 begin(Call call);
     /// The call as the log knows it; null once it has ended.
     Call *underway(quint64 serial);
+    /// Adds a note to a call that is underway.
+    void note(quint64 serial, const QString &text);
     /// The call has been answered, its promise settled: from here on it stays as it is.
     void end(quint64 serial);
+    /// The same with this answer, at this time of the wall's clock.
+    void end(quint64 serial, const Adapter::Answer &answer, qint64 time, bool rejected = false);
     /// The call has no answer and never will: an exception left the wall.
     void abandon(quint64 serial) noexcept { m_underway.erase(serial); }
 
@@ -30,7 +37,7 @@ public:
     void clear();
     void setLimit(int limit);
 
-    /// See VirtualWall::recordTo().
+    /// See CallJournal::recordTo().
     bool recordTo(const QString &path, QString *error);
     /// Back to an empty log that counts from 1 and records nothing.
     void reset();

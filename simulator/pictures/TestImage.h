@@ -1,14 +1,14 @@
 #pragma once
 
 #include "Canvas.h"
-#include "device/WallStore.h"
+#include "device/WallState.h"
 
 #include <QtCore/QVector>
 
 namespace Simulator {
 
 /// A test image as a device draws it from its request and nothing else; the rules are those of
-/// VirtualWall::patternPicture(). A request that no device accepts is drawn dark.
+/// Pictures::pattern(). A request that no device accepts is drawn dark.
 class TestImage
 {
 public:

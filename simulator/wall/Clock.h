@@ -1,49 +1,36 @@
 #pragma once
 
-#include <simulator/VirtualWall.h>
+#include <simulator/ClockMode.h>
 
-#include <QtCore/QObject>
+#include <QtCore/QtGlobal>
 
 #include <chrono>
-#include <optional>
 
 namespace Simulator {
+
+constexpr qint64 microseconds = 1000;           ///< In a millisecond.
+constexpr qint64 longestTime = qint64(1) << 50; ///< Milliseconds: sums of a few do not overflow.
 
 /// The wall's time, in microseconds since the wall was set up. Has no lock of its own.
 class WallClock
 {
 public:
-    /// Back to 0; the mode stays.
+    /// Back to 0, for another life of the wall; the mode stays.
     void restart();
-    void setMode(VirtualWall::Clock mode);
-    VirtualWall::Clock mode() const { return m_mode; }
-    bool isReal() const { return m_mode == VirtualWall::RealTime; }
+    /// Counts the restarts. What belongs to an earlier life does nothing any more.
+    quint64 life() const { return m_life; }
+    void setMode(ClockMode mode);
+    ClockMode mode() const { return m_mode; }
+    bool isReal() const { return m_mode == ClockMode::RealTime; }
     qint64 now() const;
     /// Moves a clock that is not real forward; never back.
     void reach(qint64 time);
 
 private:
-    VirtualWall::Clock m_mode = VirtualWall::RealTime;
+    ClockMode m_mode = ClockMode::RealTime;
+    quint64 m_life = 0;
     qint64 m_time = 0; ///< Now; of a real clock the time at `m_since`.
     std::chrono::steady_clock::time_point m_since = std::chrono::steady_clock::now();
 };
-
-/// What a wake-up is for. One that belongs to an earlier life of the wall does nothing.
-struct WakeUp {
-    quint64 life;
-    qint64 time; ///< Microseconds of the wall's clock.
-};
-
-/// Makes the calling thread's event loop wake the wall: in real time when `wakeUp` is due, with a skipping clock as soon
-/// as the loop has nothing else to do, again and again until nothing is left to be done. False without a
-/// QCoreApplication: then there is no event loop.
-bool wakeByEventLoop(const WakeUp &wakeUp, VirtualWall::Clock mode);
-/// The same from a thread of the wall, in real time only.
-void wakeByThread(const WakeUp &wakeUp);
-
-/// Whether the caller is a thread of the wall.
-bool isWallThread();
-/// Runs `task` in a thread of the wall and returns when that is done.
-void runInWallThread(const std::function<void()> &task);
 
 } // namespace Simulator

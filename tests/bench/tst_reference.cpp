@@ -14,6 +14,7 @@
 using Correction::Coefficient;
 using Correction::CoefficientPtr;
 using Reference::Values;
+using Simulator::CallJournal;
 using Simulator::VirtualWall;
 
 class TestReference : public QObject
@@ -222,14 +223,14 @@ void TestReference::writesAlike()
     Values values = randomValues(rect.size());
     Coefficient grid(rect.width(), rect.height());
     QCOMPARE(grid.setCoefficient(values), Correction::enSuccess);
-    VirtualWall::instance().clearCalls();
+    VirtualWall::instance().journal().clear();
     QCOMPARE(screen->setCoefficients(rect, grid), Correction::enSuccess);
 
-    const QList<Simulator::Call> calls = VirtualWall::instance().calls();
+    const QList<Simulator::Call> calls = VirtualWall::instance().journal().calls();
     QCOMPARE(calls.size(), 1);
     QCOMPARE(calls.constFirst().operation, QStringLiteral("Correctionop::uploadCoefficientAsync"));
     const QVariantList request = subScreen.uploadOf(rect, Reference::Grid(rect.width(), rect.height(), values));
-    QCOMPARE(VirtualWall::describe(request), VirtualWall::describe(calls.constFirst().request));
+    QCOMPARE(CallJournal::describe(request), CallJournal::describe(calls.constFirst().request));
 }
 
 void TestReference::readsAlike_data()
@@ -249,14 +250,14 @@ void TestReference::readsAlike()
     Coefficient all(m_screen.width(), m_screen.height());
     QCOMPARE(all.setCoefficient(written), Correction::enSuccess);
     QCOMPARE(screen->setCoefficients(m_screen, all), Correction::enSuccess);
-    VirtualWall::instance().setReplyBlockHeight(5);
+    VirtualWall::instance().state().setReplyBlockHeight(5);
 
     Coefficient read(rect.width(), rect.height());
     QCOMPARE(screen->tryGetCoefficients(rect, read), Correction::enSuccess);
-    VirtualWall::instance().clearCalls();
+    VirtualWall::instance().journal().clear();
     QCOMPARE(screen->tryGetCoefficients(rect, read), Correction::enSuccess);
     QMap<QString, QVariantList> replies;
-    for (const Simulator::Call &call : VirtualWall::instance().calls())
+    for (const Simulator::Call &call : VirtualWall::instance().journal().calls())
         replies.insert(call.target, call.reply.toList());
     QVERIFY(!replies.isEmpty());
 

@@ -156,7 +156,7 @@ void CabinetCoefficientsTest::cleanup()
 
 void CabinetCoefficientsTest::aReplyWithoutBlocksGivesACabinetOfZeros()
 {
-    wall().on(QStringLiteral("Correctionop::loadCoefficient")).answer(List());
+    wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient")).answer(List());
     CabinetV4 cabinet(description().release());
     Coefficient grid(7, 5);
     auto values = ramp(35);
@@ -166,7 +166,7 @@ void CabinetCoefficientsTest::aReplyWithoutBlocksGivesACabinetOfZeros()
     QCOMPARE(grid.getPixelCol(), 4);
     QCOMPARE(grid.getPixelRow(), 3);
     QCOMPARE(grid.getCoefficient(), zeros(12));
-    QCOMPARE(wall().transcript(), QStringList(quoted("Correctionop::loadCoefficient('A', '12')")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("Correctionop::loadCoefficient('A', '12')")));
 }
 
 void CabinetCoefficientsTest::loadedBlocksArePastedIntoTheCabinet_data()
@@ -185,6 +185,7 @@ void CabinetCoefficientsTest::loadedBlocksArePastedIntoTheCabinet()
     QFETCH(QRect, area);
     const auto values = ramp(area.width() * area.height());
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(listOf(block(area.x(), area.y(), area.width(), area.height(), base64(values))));
     CabinetV4 cabinet(description().release());
@@ -200,6 +201,7 @@ void CabinetCoefficientsTest::laterBlocksLieOverEarlierOnes()
     const auto whole = ramp(12);
     const auto pixel = ramp(1, 40000);
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(List{block(0, 0, 4, 3, base64(whole)), block(2, 1, 1, 1, base64(pixel))});
     CabinetV4 cabinet(description().release());
@@ -215,6 +217,7 @@ void CabinetCoefficientsTest::aBlockOutsideTheCabinetEndsTheLoadAndKeepsTheBlock
 {
     const auto first = ramp(4);
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(
             List{block(0, 0, 4, 1, base64(first)), block(2, 1, 3, 1, base64(ramp(3))), block(0, 2, 4, 1, base64(first))});
@@ -249,7 +252,7 @@ void CabinetCoefficientsTest::repliesThatAreNoBlocksEndTheLoad()
     List reply = listOf(block(1, 1, 1, 1, base64(first)));
     reply.append(element);
     reply.append(block(0, 0, 1, 1, base64(first)));
-    wall().on(QStringLiteral("Correctionop::loadCoefficient")).answer(reply);
+    wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient")).answer(reply);
     CabinetV4 cabinet(description().release());
     Coefficient grid;
     QCOMPARE(cabinet.tryGetCoefficients(grid), enArgumentMismatch);
@@ -261,6 +264,7 @@ void CabinetCoefficientsTest::numbersOfAReplyAreConverted()
 {
     const auto values = ramp(2);
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(listOf(block(QStringLiteral("1"), qlonglong(2), 2u, 1.0, base64(values).toUtf8())));
     CabinetV4 cabinet(description().release());
@@ -270,6 +274,7 @@ void CabinetCoefficientsTest::numbersOfAReplyAreConverted()
 
     // Coordinates that are no numbers, or not there, are 0.
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(listOf(block(Map(), QVariant(), 2, 1, base64(values))));
     QCOMPARE(cabinet.tryGetCoefficients(grid), enSuccess);
@@ -280,6 +285,7 @@ void CabinetCoefficientsTest::aBlockLeftOfOrAboveTheCabinetTouchesNothingElse()
 {
     // Only the right and the lower edge are tested; nothing may be written outside the grid.
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(listOf(block(-100000, -100000, 2, 2, base64(ramp(4)))));
     CabinetV4 cabinet(description().release());
@@ -289,6 +295,7 @@ void CabinetCoefficientsTest::aBlockLeftOfOrAboveTheCabinetTouchesNothingElse()
     QCOMPARE(m_log->takeWarning().size(), 1);
 
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
         .answer(List{block(least, least, greatest, greatest, base64(ramp(4)))});
     QCOMPARE(cabinet.tryGetCoefficients(grid), enSuccess);
@@ -298,7 +305,10 @@ void CabinetCoefficientsTest::aBlockLeftOfOrAboveTheCabinetTouchesNothingElse()
 
 void CabinetCoefficientsTest::aFalseLoadLeavesTheGridAsItIs()
 {
-    wall().on(QStringLiteral("Correctionop::loadCoefficient")).answerFalseWith(listOf(block(0, 0, 1, 1, base64(ramp(1)))));
+    wall()
+        .scripts()
+        .on(QStringLiteral("Correctionop::loadCoefficient"))
+        .answerFalseWith(listOf(block(0, 0, 1, 1, base64(ramp(1)))));
     CabinetV4 cabinet(description().release());
     Coefficient grid(2, 1);
     auto values = ramp(2);
@@ -328,13 +338,14 @@ void CabinetCoefficientsTest::kindsThatCannotBeLoadedAreRefusedWithoutACall()
         QCOMPARE(cabinet.tryGetCoefficients(grid), enNotSupported);
         QCOMPARE(grid.getPixelCol(), 2);
     }
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
 void CabinetCoefficientsTest::multilayerGridsAreLoadedAndRefused()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::loadMultilayerCoefficient"))
         .answer(listOf(block(0, 0, 1, 1, base64(QByteArray(16, 'x')))));
     CabinetV4 cabinet(description().release());
@@ -347,18 +358,18 @@ void CabinetCoefficientsTest::multilayerGridsAreLoadedAndRefused()
     QCOMPARE(grid.getPixelRow(), 1);
     QCOMPARE(grid.getCoefficient(), values);
 
-    wall().on(QStringLiteral("Correctionop::loadMultilayerCoefficient")).answerFalse();
+    wall().scripts().on(QStringLiteral("Correctionop::loadMultilayerCoefficient")).answerFalse();
     QCOMPARE(cabinet.tryGetCoefficients(grid), enTimeout);
 
     const QString line = quoted("Correctionop::loadMultilayerCoefficient('A', '12')");
-    QCOMPARE(wall().transcript(), QStringList({line, line}));
+    QCOMPARE(wall().journal().transcript(), QStringList({line, line}));
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
 void CabinetCoefficientsTest::gridsWithoutTheInterfaceOfTheirKindAreRefused()
 {
-    wall().on(QStringLiteral("Correctionop::loadCoefficient")).answer(listOf(block(0, 0, 1, 1, base64(ramp(1)))));
-    wall().on(QStringLiteral("Correctionop::loadMultilayerCoefficient")).answer(List());
+    wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient")).answer(listOf(block(0, 0, 1, 1, base64(ramp(1)))));
+    wall().scripts().on(QStringLiteral("Correctionop::loadMultilayerCoefficient")).answer(List());
     CabinetV4 cabinet(description().release());
     for (int kind : {0, 1}) {
         HostGrid grid(kind, 2, 1);
@@ -366,8 +377,8 @@ void CabinetCoefficientsTest::gridsWithoutTheInterfaceOfTheirKindAreRefused()
         QCOMPARE(grid.getPixelCol(), 2);
         QCOMPARE(grid.getPixelRow(), 1);
     }
-    QCOMPARE(wall().transcript(), QStringList({quoted("Correctionop::loadCoefficient('A', '12')"),
-                                               quoted("Correctionop::loadMultilayerCoefficient('A', '12')")}));
+    QCOMPARE(wall().journal().transcript(), QStringList({quoted("Correctionop::loadCoefficient('A', '12')"),
+                                                         quoted("Correctionop::loadMultilayerCoefficient('A', '12')")}));
 }
 
 void CabinetCoefficientsTest::cabinetsOfAnySizeAreLoadedWithoutDamage_data()
@@ -391,7 +402,7 @@ void CabinetCoefficientsTest::cabinetsOfAnySizeAreLoadedWithoutDamage()
     QFETCH(int, right);
     QFETCH(int, bottom);
     QFETCH(bool, possible);
-    wall().on(QStringLiteral("Correctionop::loadCoefficient")).answer(List());
+    wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient")).answer(List());
     auto info = description();
     info->rect.setCoords(left, top, right, bottom);
     CabinetV4 cabinet(info.release());
@@ -423,7 +434,7 @@ void CabinetCoefficientsTest::cabinetsOfNegativeSizeAreRefused()
     info->rect = rect;
     CabinetV4 cabinet(info.release());
     Coefficient grid(2, 1);
-    wall().on(QStringLiteral("Correctionop::loadCoefficient")).answer(List());
+    wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient")).answer(List());
     QCOMPARE(cabinet.tryGetCoefficients(grid), enInvalidParameter);
     QCOMPARE(m_log->takeCritical().size(), 1);
     QCOMPARE(QSize(grid.getPixelCol(), grid.getPixelRow()), QSize(2, 1));
@@ -453,13 +464,14 @@ void CabinetCoefficientsTest::aGridIsUploadedWithItsPlaceAndSize()
     QFETCH(int, y);
     QFETCH(int, columns);
     QFETCH(int, rows);
-    wall().on(QStringLiteral("Correctionop::uploadCoefficient")).answer(Map());
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficient")).answer(Map());
     CabinetV4 cabinet(description().release());
     Coefficient grid(columns, rows);
     auto values = ramp(columns * rows);
     QCOMPARE(grid.setCoefficient(values), enSuccess);
     QCOMPARE(cabinet.setCoefficients(QPoint(x, y), grid), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(uploadLine("uploadCoefficient", x, y, columns, rows, base64(values))));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList(uploadLine("uploadCoefficient", x, y, columns, rows, base64(values))));
     QCOMPARE(grid.getCoefficient(), values);
 }
 
@@ -481,7 +493,7 @@ void CabinetCoefficientsTest::theUploadOperationFollowsTheKind()
     QFETCH(int, kind);
     QFETCH(QString, operation);
     QFETCH(bool, answer);
-    Simulator::Script &script = wall().on(QStringLiteral("Correctionop::") + operation);
+    Simulator::Script &script = wall().scripts().on(QStringLiteral("Correctionop::") + operation);
     if (answer)
         script.answer(Map());
     else
@@ -509,19 +521,20 @@ void CabinetCoefficientsTest::theUploadOperationFollowsTheKind()
         }
     }
     QCOMPARE(cabinet.setCoefficients(QPoint(1, 2), *grid), answer ? enSuccess : enTimeout);
-    QCOMPARE(wall().transcript(), QStringList(uploadLine(operation.toLatin1(), 1, 2, 2, 1, base64(bytes))));
+    QCOMPARE(wall().journal().transcript(), QStringList(uploadLine(operation.toLatin1(), 1, 2, 2, 1, base64(bytes))));
 
     // A host's own grid is asked for nothing but kind, size and text.
-    wall().clearCalls();
+    wall().journal().clear();
     HostGrid foreign(kind, 3, 2);
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), foreign), answer ? enSuccess : enTimeout);
-    QCOMPARE(wall().transcript(), QStringList(uploadLine(operation.toLatin1(), 0, 0, 3, 2, QStringLiteral("host text"))));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList(uploadLine(operation.toLatin1(), 0, 0, 3, 2, QStringLiteral("host text"))));
 }
 
 void CabinetCoefficientsTest::anUploadSaysWhereItGoes()
 {
     const QString key = QStringLiteral("%1 \"B\"");
-    wall().on(QStringLiteral("Correctionop::uploadCoefficient")).answer(Map());
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficient")).answer(Map());
     CabinetV4 cabinet(description(key).release());
     HostGrid grid(enCommonCoefficient, 1, 1);
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), grid), enSuccess);
@@ -529,7 +542,7 @@ void CabinetCoefficientsTest::anUploadSaysWhereItGoes()
                                                   QStringLiteral("deviceKey:"), QStringLiteral("\"%1 \\\"B\\\"\"")})));
 
     // Also when the device then refuses.
-    wall().on(QStringLiteral("Correctionop::uploadCoefficient")).answerFalse();
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficient")).answerFalse();
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), grid), enTimeout);
     QCOMPARE(m_log->takeDebug().size(), 1);
 }
@@ -569,7 +582,7 @@ void CabinetCoefficientsTest::gridsThatDoNotFitAreRefusedBeforeAnything()
         QCOMPARE(object.setCoefficients(QPoint(x, y), grid), enArgumentMismatch);
         QCOMPARE(grid.renderings, 0);
     }
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -589,7 +602,7 @@ void CabinetCoefficientsTest::gridsOfUnknownKindsAreRefusedAfterTheRequestWasBui
     QCOMPARE(grid.renderings, 1);
     QCOMPARE(m_log->takeDebug(), QStringList(row({QStringLiteral("Correction::CabinetV4::setCoefficients"),
                                                   QStringLiteral("deviceKey:"), QStringLiteral("\"A\"")})));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetCoefficientsTest::aGridWhoseTextDoesNotFitIsNotUploaded()
@@ -607,31 +620,32 @@ void CabinetCoefficientsTest::aGridWhoseTextDoesNotFitIsNotUploaded()
     CabinetV4 cabinet(info.release());
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), grid), enInvalidParameter);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("base64 text too long. bytes:%1").arg(columns * rows)));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 
     // The values count, not the size that the grid claims.
     grid.setPixelCol(1);
     grid.setPixelRow(-1);
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), grid), enInvalidParameter);
     QCOMPARE(m_log->takeCritical().size(), 1);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 
     // Grids without values are uploaded as an empty text.
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     MultilayerCoefficient empty(0, 3);
     QCOMPARE(cabinet.setCoefficients(QPoint(1, 2), empty), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(uploadLine("uploadMultilayerCoefficient", 1, 2, 0, 3, QString())));
+    QCOMPARE(wall().journal().transcript(), QStringList(uploadLine("uploadMultilayerCoefficient", 1, 2, 0, 3, QString())));
 }
 
 void CabinetCoefficientsTest::theReplyOfAnUploadIsNotRead()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("Correctionop::uploadCoefficient"))
         .answer(Map{{QStringLiteral("code"), 5}, {QStringLiteral("result"), false}});
     CabinetV4 cabinet(description().release());
     Coefficient grid(1, 1);
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), grid), enSuccess);
-    QCOMPARE(wall().transcript().size(), 1);
+    QCOMPARE(wall().journal().transcript().size(), 1);
 }
 
 void CabinetCoefficientsTest::whatWasUploadedIsLoadedAgain_data()
@@ -646,7 +660,7 @@ void CabinetCoefficientsTest::whatWasUploadedIsLoadedAgain_data()
 void CabinetCoefficientsTest::whatWasUploadedIsLoadedAgain()
 {
     QFETCH(int, bandHeight);
-    wall().setReplyBlockHeight(bandHeight);
+    wall().state().setReplyBlockHeight(bandHeight);
     wall().setDevices({Simulator::gridDevice(QStringLiteral("A"), QPoint(0, 0), 2, 1, QSize(6, 5), 12)});
     auto info = description();
     info->rect = QRect(6, 0, 6, 5);
@@ -659,7 +673,7 @@ void CabinetCoefficientsTest::whatWasUploadedIsLoadedAgain()
     Coefficient whole(6, 5);
     QCOMPARE(whole.setCoefficient(values), enSuccess);
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), whole), enSuccess);
-    QCOMPARE(wall().chroma(QStringLiteral("A"), QStringLiteral("12")), values);
+    QCOMPARE(wall().state().chroma(QStringLiteral("A"), QStringLiteral("12")), values);
     Coefficient part(2, 1); // zeros over the last pixels of the last row
     QCOMPARE(cabinet.setCoefficients(QPoint(4, 4), part), enSuccess);
     for (int i = (4 * 6 + 4) * 9; i < 5 * 6 * 9; ++i)
@@ -670,8 +684,8 @@ void CabinetCoefficientsTest::whatWasUploadedIsLoadedAgain()
     QCOMPARE(loaded.getPixelCol(), 6);
     QCOMPARE(loaded.getPixelRow(), 5);
     QCOMPARE(loaded.getCoefficient(), values);
-    QCOMPARE(wall().notes(), QStringList());
-    QCOMPARE(wall().chroma(QStringLiteral("A"), QStringLiteral("13")), zeros(30)); // the neighbour
+    QCOMPARE(wall().journal().notes(), QStringList());
+    QCOMPARE(wall().state().chroma(QStringLiteral("A"), QStringLiteral("13")), zeros(30)); // the neighbour
 }
 
 // Saving and applying
@@ -698,19 +712,19 @@ void CabinetCoefficientsTest::savingFollowsTheKind()
     QFETCH(QString, message);
     CabinetV4 cabinet(description().release());
     if (operation.isEmpty()) {
-        wall().on(QString()).answer(Map());
+        wall().scripts().on(QString()).answer(Map());
         QCOMPARE(cabinet.saveParameter(EnumSaveType(kind)), enNotSupported);
-        QCOMPARE(wall().transcript(), QStringList());
+        QCOMPARE(wall().journal().transcript(), QStringList());
         return;
     }
     const QString line = quoted("Correctionop::%1('A', {'cids': ['12']})").arg(operation);
-    wall().on(QStringLiteral("Correctionop::") + operation).answer(Map{{QStringLiteral("code"), 5}});
+    wall().scripts().on(QStringLiteral("Correctionop::") + operation).answer(Map{{QStringLiteral("code"), 5}});
     QCOMPARE(cabinet.saveParameter(EnumSaveType(kind)), enSuccess);
     VERIFY_NO_CRITICAL(*m_log);
-    wall().on(QStringLiteral("Correctionop::") + operation).answerFalse();
+    wall().scripts().on(QStringLiteral("Correctionop::") + operation).answerFalse();
     QCOMPARE(cabinet.saveParameter(EnumSaveType(kind)), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(message));
-    QCOMPARE(wall().transcript(), QStringList({line, line}));
+    QCOMPARE(wall().journal().transcript(), QStringList({line, line}));
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -725,20 +739,20 @@ void CabinetCoefficientsTest::applyingServesLowGrayOnly_data()
 void CabinetCoefficientsTest::applyingServesLowGrayOnly()
 {
     QFETCH(int, kind);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     CabinetV4 cabinet(description().release());
     if (kind != enLowgrayCoefficient) {
         QCOMPARE(cabinet.applyCoeffcient(EnumCoefficientType(kind)), enNotSupported);
-        QCOMPARE(wall().transcript(), QStringList());
+        QCOMPARE(wall().journal().transcript(), QStringList());
         return;
     }
     const QString line = quoted("Correctionop::applyCabinetsLowgrayCoeffcient('A', {'cids': [qlonglong 12]})");
     QCOMPARE(cabinet.applyCoeffcient(enLowgrayCoefficient), enSuccess);
     VERIFY_NO_CRITICAL(*m_log);
-    wall().on(QStringLiteral("Correctionop::applyCabinetsLowgrayCoeffcient")).answerFalse();
+    wall().scripts().on(QStringLiteral("Correctionop::applyCabinetsLowgrayCoeffcient")).answerFalse();
     QCOMPARE(cabinet.applyCoeffcient(enLowgrayCoefficient), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("saveParameter enLowgrayCoefficient timeout. cid:12")));
-    QCOMPARE(wall().transcript(), QStringList({line, line}));
+    QCOMPARE(wall().journal().transcript(), QStringList({line, line}));
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -759,11 +773,11 @@ void CabinetCoefficientsTest::idsAreAppliedAsSignedNumbers()
 {
     QFETCH(QString, id);
     QFETCH(QString, number);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     CabinetV4 cabinet(description(QStringLiteral("A"), id).release());
     QCOMPARE(cabinet.applyCoeffcient(enLowgrayCoefficient), enSuccess);
     QCOMPARE(cabinet.saveParameter(enSaveLowgrayCoefficient), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList({quoted("Correctionop::applyCabinetsLowgrayCoeffcient('A', {'cids': [qlonglong %1]})").arg(number),
                           quoted("Correctionop::saveCabinetsLowgrayCoeffcient('A', {'cids': ['%1']})").arg(id)}));
 }

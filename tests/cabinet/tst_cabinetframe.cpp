@@ -389,7 +389,7 @@ void CabinetFrameTest::answerAll(const Operation &operation)
     for (const QString &line : operation.sent) {
         const QString service = line.left(line.indexOf(QLatin1Char('(')));
         const bool isCheckBefore = operation.sent.size() == 2 && service.endsWith(QLatin1String("getFlashCheckCode"));
-        wall().on(service).answer(isCheckBefore ? QVariant(goodCheck()) : operation.reply);
+        wall().scripts().on(service).answer(isCheckBefore ? QVariant(goodCheck()) : operation.reply);
     }
 }
 
@@ -414,7 +414,7 @@ void CabinetFrameTest::theDescriptionIsAnsweredWithoutADevice()
     QVERIFY(copy.moduleList.at(2) != info->moduleList.at(2));
 
     QCOMPARE(contentOf(*info), before);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -441,7 +441,7 @@ void CabinetFrameTest::theListOfModulesIsACopyWithTheSameRecords()
     modules.removeFirst();
     QCOMPARE(info->moduleList.size(), 3);
     QCOMPARE(cabinet.getCabAllFlags().size(), 3);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetFrameTest::theDestructorDeletesTheDescription()
@@ -458,7 +458,7 @@ void CabinetFrameTest::theDestructorDeletesTheDescription()
         QVERIFY(!text.isDetached());
     }
     QVERIFY(text.isDetached());
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetFrameTest::aCabinetWithoutADescriptionIsDeletedInPeace()
@@ -466,7 +466,7 @@ void CabinetFrameTest::aCabinetWithoutADescriptionIsDeletedInPeace()
     {
         CabinetV4 cabinet(nullptr);
     }
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetFrameTest::aMissingDescriptionAnswers3AndSendsNothing_data()
@@ -486,7 +486,7 @@ void CabinetFrameTest::aMissingDescriptionAnswers3AndSendsNothing()
                                : index == -2 ? cabinet.getFlag(flag)
                                              : m_operations.at(index).call(cabinet);
     QCOMPARE(code, enInvalidParameter);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     const bool isLoad = index >= 0 && qstrncmp(m_operations.at(index).name, "tryGetCoefficients", 18) == 0;
     QCOMPARE(m_log->takeCritical(), isLoad ? QStringList(QStringLiteral("nullptr == m_pCabinet \n")) : QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
@@ -540,7 +540,7 @@ void CabinetFrameTest::aMissingDescriptionLeavesTheOutputsAlone()
     QVERIFY(!QFile::exists(path));
     QCOMPARE(cabinet.setConfigFile(path), enInvalidParameter);
 
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetFrameTest::aMissingDescriptionAnswersEmptyTexts()
@@ -549,7 +549,7 @@ void CabinetFrameTest::aMissingDescriptionAnswersEmptyTexts()
     QVERIFY(cabinet.getID().isEmpty());
     QVERIFY(cabinet.getDeviceKey().isEmpty());
     QVERIFY(cabinet.getCabAllFlags().isEmpty());
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -577,7 +577,7 @@ void CabinetFrameTest::aMissingDescriptionTakesNoNoticeOfTheArgument()
     QCOMPARE(tooLarge.renderings, 0);
     QCOMPARE(cabinet.tryGetCoefficients(tooLarge), enInvalidParameter);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("nullptr == m_pCabinet \n")));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetFrameTest::aTrueAnswerIsSuccess()
@@ -591,7 +591,8 @@ void CabinetFrameTest::aTrueAnswerIsSuccess()
         expected[1] = QStringLiteral("new flag");
 
     QCOMPARE(op.call(cabinet), enSuccess);
-    QCOMPARE(wall().transcript(), filled(op.sent, QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("12")));
+    QCOMPARE(wall().journal().transcript(),
+             filled(op.sent, QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("12")));
     QCOMPARE(contentOf(*info), expected);
 }
 
@@ -599,7 +600,7 @@ void CabinetFrameTest::aFalseAnswerIsATimeout()
 {
     const Operation &op = operation();
     answerAll(op);
-    wall().on(QLatin1String(op.service)).answerFalse();
+    wall().scripts().on(QLatin1String(op.service)).answerFalse();
     CabinetInfo *const info = description().release();
     CabinetV4 cabinet(info);
     const QStringList before = contentOf(*info);
@@ -609,7 +610,7 @@ void CabinetFrameTest::aFalseAnswerIsATimeout()
     const QString id = QStringLiteral("12");
     QCOMPARE(m_log->takeCritical(), filled(op.failures, key, id, id));
     const bool atTheCheck = op.sent.size() == 2 && qstrcmp(op.service, "Correctionop::getFlashCheckCode") == 0;
-    QCOMPARE(wall().transcript(), filled(atTheCheck ? QStringList(op.sent.first()) : op.sent, key, id, id));
+    QCOMPARE(wall().journal().transcript(), filled(atTheCheck ? QStringList(op.sent.first()) : op.sent, key, id, id));
     QCOMPARE(contentOf(*info), before);
 }
 
@@ -620,7 +621,7 @@ void CabinetFrameTest::aFalseAnswerIsNotReadEvenIfItHasAReply()
     const bool isList =
         op.reply.userType() == QMetaType::QVariantList || qstrcmp(op.service, "Correctionop::getFlashCheckCode") == 0;
     const Map content{{QStringLiteral("config"), QStringLiteral("eHh4")}, {QStringLiteral("mode"), 9}};
-    wall().on(QLatin1String(op.service)).answerFalseWith(isList ? QVariant(listOf(content)) : QVariant(content));
+    wall().scripts().on(QLatin1String(op.service)).answerFalseWith(isList ? QVariant(listOf(content)) : QVariant(content));
     CabinetV4 cabinet(description().release());
 
     QCOMPARE(op.call(cabinet), op.onFalse);
@@ -641,9 +642,9 @@ void CabinetFrameTest::keysAndIdsThatLookLikePlaceholdersStayAsTheyAre()
     const QString id = QStringLiteral("%1 %2");
     CabinetV4 cabinet(description(key, id).release());
     QCOMPARE(op.call(cabinet), enSuccess);
-    QCOMPARE(wall().transcript(), filled(op.sent, key, id, QStringLiteral("0")));
+    QCOMPARE(wall().journal().transcript(), filled(op.sent, key, id, QStringLiteral("0")));
 
-    wall().on(QLatin1String(op.service)).answerFalse();
+    wall().scripts().on(QLatin1String(op.service)).answerFalse();
     QCOMPARE(op.call(cabinet), op.onFalse);
     QCOMPARE(m_log->takeCritical(), filled(op.failures, key, id, QString()));
 }
@@ -658,7 +659,7 @@ void CabinetFrameTest::idsThatAreNoNumbersAreSentAsZero()
         answerAll(op);
         CabinetV4 cabinet(description(key, id).release());
         QCOMPARE(op.call(cabinet), enSuccess);
-        QCOMPARE(wall().transcript(), filled(op.sent, key, id, QStringLiteral("0")));
+        QCOMPARE(wall().journal().transcript(), filled(op.sent, key, id, QStringLiteral("0")));
     }
 }
 
@@ -666,7 +667,7 @@ void CabinetFrameTest::aServiceThatThrowsHasNotAnswered()
 {
     const Operation &op = operation();
     answerAll(op);
-    wall().on(QLatin1String(op.service)).throwException(std::make_exception_ptr(std::runtime_error("no network")));
+    wall().scripts().on(QLatin1String(op.service)).throwException(std::make_exception_ptr(std::runtime_error("no network")));
     CabinetInfo *const info = description().release();
     CabinetV4 cabinet(info);
     const QStringList before = contentOf(*info);
@@ -686,7 +687,7 @@ void CabinetFrameTest::anExceptionOfNoStandardKindStaysInside()
 {
     const Operation &op = operation();
     answerAll(op);
-    wall().on(QLatin1String(op.service)).throwException(std::make_exception_ptr(42));
+    wall().scripts().on(QLatin1String(op.service)).throwException(std::make_exception_ptr(42));
     CabinetV4 cabinet(description().release());
     QCOMPARE(op.call(cabinet), op.onFalse);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("the device service threw an exception"))
@@ -697,7 +698,7 @@ void CabinetFrameTest::exhaustedMemoryPassesThrough()
 {
     const Operation &op = operation();
     answerAll(op);
-    wall().on(QLatin1String(op.service)).throwException(std::make_exception_ptr(std::bad_alloc()));
+    wall().scripts().on(QLatin1String(op.service)).throwException(std::make_exception_ptr(std::bad_alloc()));
     CabinetInfo *const info = description().release();
     CabinetV4 cabinet(info);
     const QStringList before = contentOf(*info);
@@ -720,7 +721,7 @@ void CabinetFrameTest::aThreadMayBeCancelledInACall()
     const Operation &op = operation();
     answerAll(op);
     QSemaphore called;
-    wall().on(QLatin1String(op.service)).run([&called](const Simulator::Call &) {
+    wall().scripts().on(QLatin1String(op.service)).run([&called](const Simulator::Call &) {
         called.release();
         for (;;)
             pause();
@@ -760,15 +761,15 @@ void CabinetFrameTest::everyCallIsMadeOnlyOnce()
     const QStringList once = filled(op.sent, QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("12"));
     QCOMPARE(op.call(cabinet), enSuccess);
     QCOMPARE(op.call(cabinet), enSuccess);
-    QCOMPARE(wall().transcript(), once + once);
+    QCOMPARE(wall().journal().transcript(), once + once);
 
-    wall().clearCalls();
-    wall().on(QLatin1String(op.service)).times(1).answerFalse();
+    wall().journal().clear();
+    wall().scripts().on(QLatin1String(op.service)).times(1).answerFalse();
     QCOMPARE(op.call(cabinet), op.onFalse);
     m_log->takeCritical();
-    wall().clearCalls();
+    wall().journal().clear();
     QCOMPARE(op.call(cabinet), enSuccess);
-    QCOMPARE(wall().transcript(), once);
+    QCOMPARE(wall().journal().transcript(), once);
 }
 
 void CabinetFrameTest::unknownDevicesTimeOut()
@@ -777,7 +778,7 @@ void CabinetFrameTest::unknownDevicesTimeOut()
     const Operation &op = operation();
     CabinetV4 cabinet(description(QStringLiteral("nowhere")).release());
     QCOMPARE(op.call(cabinet), op.onFalse);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              filled(QStringList(op.sent.first()), QStringLiteral("nowhere"), QStringLiteral("12"), QStringLiteral("12")));
     QCOMPARE(m_log->takeCritical().isEmpty(), op.failures.isEmpty());
 }

@@ -274,7 +274,7 @@ const Row &CabinetModuleFlashTest::current()
 
 int CabinetModuleFlashTest::sentAllowance()
 {
-    const QList<Simulator::Call> calls = wall().calls();
+    const QList<Simulator::Call> calls = wall().journal().calls();
     if (calls.isEmpty() || calls.last().extra.userType() != QMetaType::Int)
         return least;
     return calls.last().extra.toInt();
@@ -285,6 +285,7 @@ int CabinetModuleFlashTest::sentAllowance()
 void CabinetModuleFlashTest::flashChecksAreRead()
 {
     wall()
+        .scripts()
         .on(QLatin1String(checkOperation))
         .answer(List{cardReply(3, 7, List{moduleReply(16, 8, -1, 2, 0), moduleReply(32, 4, 5, -6, 9)}),
                      cardReply(-1, greatest, List()), cardReply(0, 0, List{moduleReply(0, 0, 0, 0, -1)})});
@@ -308,14 +309,14 @@ void CabinetModuleFlashTest::flashChecksAreRead()
     QCOMPARE(cards.at(2).flashList.size(), 1);
     QCOMPARE(cards.at(2).flashList.at(0).resutlt, false);
 
-    QCOMPARE(wall().transcript(), QStringList(check()));
+    QCOMPARE(wall().journal().transcript(), QStringList(check()));
     QCOMPARE(m_log->takeDebug(), QStringList({cardRow("A", 7, 3), moduleRow(-1, 2, true), moduleRow(5, -6, false),
                                               cardRow("A", greatest, -1), cardRow("A", 0, 0), moduleRow(0, 0, false)}));
 }
 
 void CabinetModuleFlashTest::flashChecksAreAppended()
 {
-    wall().on(QLatin1String(checkOperation)).answer(listOf(cardReply(2, 2, listOf(moduleReply(1, 1)))));
+    wall().scripts().on(QLatin1String(checkOperation)).answer(listOf(cardReply(2, 2, listOf(moduleReply(1, 1)))));
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     RxCardFlashCheckInfo earlier;
     earlier.rxcardId = 8;
@@ -376,7 +377,7 @@ void CabinetModuleFlashTest::flashChecksOfOtherKinds()
 {
     QFETCH(QVariant, reply);
     QFETCH(QString, expected);
-    wall().on(QLatin1String(checkOperation)).answer(reply);
+    wall().scripts().on(QLatin1String(checkOperation)).answer(reply);
     CabinetV4 cabinet(description().release());
     QList<RxCardFlashCheckInfo> cards;
     QCOMPARE(cabinet.getFlashCheckInfo(cards), enSuccess);
@@ -394,7 +395,7 @@ void CabinetModuleFlashTest::flashChecksOfOtherKinds()
 
 void CabinetModuleFlashTest::aRefusedFlashCheckAppendsNothing()
 {
-    wall().on(QLatin1String(checkOperation)).answerFalseWith(checkReply(1, 1, 1));
+    wall().scripts().on(QLatin1String(checkOperation)).answerFalseWith(checkReply(1, 1, 1));
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QList<RxCardFlashCheckInfo> cards{RxCardFlashCheckInfo()};
     QCOMPARE(cabinet.getFlashCheckInfo(cards), enTimeout);
@@ -406,7 +407,7 @@ void CabinetModuleFlashTest::aRefusedFlashCheckAppendsNothing()
 void CabinetModuleFlashTest::theWallsOwnFlashCheckIsRead()
 {
     wall().setDevices({Simulator::gridDevice(QStringLiteral("A"), QPoint(0, 0), 1, 1, QSize(64, 32), 12)});
-    QVERIFY(wall().setFlashCheckCode(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("2"), 5));
+    QVERIFY(wall().state().setFlashCheckCode(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("2"), 5));
     CabinetV4 cabinet(description().release());
     QList<RxCardFlashCheckInfo> cards;
     QCOMPARE(cabinet.getFlashCheckInfo(cards), enSuccess);
@@ -417,9 +418,9 @@ void CabinetModuleFlashTest::theWallsOwnFlashCheckIsRead()
     QCOMPARE(cards.at(0).flashList.at(3).point, QPoint(32, 16));
     QCOMPARE(cards.at(0).flashList.at(3).size, QSize(32, 16));
     QCOMPARE(cabinet.IsSupportFlash(), enNotSupported);
-    QVERIFY(wall().setFlashCheckCode(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("2"), 0));
+    QVERIFY(wall().state().setFlashCheckCode(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("2"), 0));
     QCOMPARE(cabinet.IsSupportFlash(), enSuccess);
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 // Flash support
@@ -455,11 +456,11 @@ void CabinetModuleFlashTest::flashIsSupportedWhenEveryModuleIsGood()
     QFETCH(QVariant, reply);
     QFETCH(int, code);
     QFETCH(QString, message);
-    wall().on(QLatin1String(checkOperation)).answer(reply);
+    wall().scripts().on(QLatin1String(checkOperation)).answer(reply);
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QCOMPARE(int(cabinet.IsSupportFlash()), code);
     QCOMPARE(m_log->takeCritical(), message.isEmpty() ? QStringList() : QStringList(message));
-    QCOMPARE(wall().transcript(), QStringList(check("%2")));
+    QCOMPARE(wall().journal().transcript(), QStringList(check("%2")));
 }
 
 void CabinetModuleFlashTest::flashSupportAsksTheCabinetsOwnCheck_data()
@@ -482,7 +483,7 @@ void CabinetModuleFlashTest::flashSupportAsksTheCabinetsOwnCheck()
     QVERIFY(cabinet.wasEmpty);
     QCOMPARE(m_log->takeCritical(),
              code == 0 ? QStringList() : QStringList(QStringLiteral("call IsSupportFlash() fail. timeout. device:%2")));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 // Allowances
@@ -534,8 +535,8 @@ void CabinetModuleFlashTest::allowancesOfKnownSizes()
     QFETCH(int, modules);
     QFETCH(int, type);
     QFETCH(int, allowance);
-    wall().on(service()).answer(Map());
-    wall().on(QLatin1String(checkOperation)).answer(checkReply(width, height, modules));
+    wall().scripts().on(service()).answer(Map());
+    wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(width, height, modules));
     CabinetV4 cabinet(withCard(0, 0, width - 1, height - 1).release());
     QCOMPARE(run(cabinet, type), enSuccess);
     QStringList lines;
@@ -543,7 +544,7 @@ void CabinetModuleFlashTest::allowancesOfKnownSizes()
         lines += check();
     lines += quoted("CabinetInfoOperator::%1('A', {'cids': [qulonglong 12], 'type': int %2}, int %3)")
                  .arg(QLatin1String(current().name), QString::number(type), QString::number(allowance));
-    QCOMPARE(wall().transcript(), lines);
+    QCOMPARE(wall().journal().transcript(), lines);
 }
 
 void CabinetModuleFlashTest::allowancesOfAnySize_data()
@@ -575,16 +576,16 @@ void CabinetModuleFlashTest::allowancesOfAnySize()
     QFETCH(int, bottom);
     const qint64 width = wrapped(quint64(qint64(right) - left + 1));
     const qint64 height = wrapped(quint64(qint64(bottom) - top + 1));
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     CabinetV4 cabinet(withCard(left, top, right, bottom).release());
     for (int type : {0, 1, 2, 3, 4, -3, greatest}) {
-        wall().on(QLatin1String(checkOperation)).answer(checkReply(1, 1, 1));
+        wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(1, 1, 1));
         QCOMPARE(cabinet.clearModuleCoefficient(type), enSuccess);
         QCOMPARE(sentAllowance(), int(clearTime(width, height, type)));
         QCOMPARE(cabinet.reloadModuleCoefficient(type), enSuccess);
         QCOMPARE(sentAllowance(), int(reloadTime(width, height, type)));
         for (int modules : {1, 2, 11, 12, 35, 300}) {
-            wall().on(QLatin1String(checkOperation)).answer(checkReply(int(width), int(height), modules));
+            wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(int(width), int(height), modules));
             QCOMPARE(cabinet.saveModuleCoefficient(type), enSuccess);
             QCOMPARE(sentAllowance(), int(saveTime(width, height, modules, type)));
         }
@@ -593,8 +594,8 @@ void CabinetModuleFlashTest::allowancesOfAnySize()
 
 void CabinetModuleFlashTest::allowancesOfRandomSizes()
 {
-    wall().on(QString()).answer(Map());
-    wall().setJournalLimit(2);
+    wall().scripts().on(QString()).answer(Map());
+    wall().journal().setLimit(2);
     QRandomGenerator random(7);
     for (int i = 0; i < 400; ++i) {
         // Of all magnitudes, and of both signs now and then.
@@ -602,9 +603,9 @@ void CabinetModuleFlashTest::allowancesOfRandomSizes()
         const int height = (int(random.generate() >> 1) >> random.bounded(31)) * (random.bounded(8) == 0 ? -1 : 1);
         const int modules = 1 + random.bounded(40);
         const int type = random.bounded(5);
-        wall().clearScripts();
-        wall().on(QString()).answer(Map());
-        wall().on(QLatin1String(checkOperation)).answer(checkReply(width, height, modules));
+        wall().scripts().clear();
+        wall().scripts().on(QString()).answer(Map());
+        wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(width, height, modules));
         CabinetV4 cabinet(withCard(1, 1, width, height).release());
         QCOMPARE(cabinet.clearModuleCoefficient(type), enSuccess);
         QCOMPARE(sentAllowance(), int(clearTime(width, height, type)));
@@ -635,8 +636,11 @@ void CabinetModuleFlashTest::savingCountsTheModulesOfTheFirstCard()
     List secondModules;
     for (int i = 0; i < second; ++i)
         secondModules.append(moduleReply(500, 500));
-    wall().on(QLatin1String(checkOperation)).answer(List{cardReply(0, 0, firstModules), cardReply(1, 0, secondModules)});
-    wall().on(QStringLiteral("CabinetInfoOperator::saveModuleCoefficient")).answer(Map());
+    wall()
+        .scripts()
+        .on(QLatin1String(checkOperation))
+        .answer(List{cardReply(0, 0, firstModules), cardReply(1, 0, secondModules)});
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::saveModuleCoefficient")).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.saveModuleCoefficient(0), enSuccess);
     QCOMPARE(sentAllowance(), 2947 * first);
@@ -658,11 +662,11 @@ void CabinetModuleFlashTest::theTypeIsPassedThrough_data()
 void CabinetModuleFlashTest::theTypeIsPassedThrough()
 {
     QFETCH(int, type);
-    wall().on(service()).answer(Map());
-    wall().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
+    wall().scripts().on(service()).answer(Map());
+    wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
     CabinetV4 cabinet(description().release());
     QCOMPARE(run(cabinet, type), enSuccess);
-    const QList<Simulator::Call> calls = wall().calls();
+    const QList<Simulator::Call> calls = wall().journal().calls();
     QCOMPARE(calls.last().request.toMap().value(QStringLiteral("type")), QVariant(type));
     const int once[] = {2780, 2947, 1636};
     QFETCH(int, index);
@@ -673,8 +677,8 @@ void CabinetModuleFlashTest::theTypeIsPassedThrough()
 
 void CabinetModuleFlashTest::theReplyIsLogged()
 {
-    wall().on(service()).answer(Map{{QStringLiteral("b"), 2}, {QStringLiteral("a"), QStringLiteral("x")}});
-    wall().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
+    wall().scripts().on(service()).answer(Map{{QStringLiteral("b"), 2}, {QStringLiteral("a"), QStringLiteral("x")}});
+    wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QCOMPARE(run(cabinet, 0), enSuccess);
     QStringList lines;
@@ -687,31 +691,31 @@ void CabinetModuleFlashTest::theReplyIsLogged()
 
 void CabinetModuleFlashTest::aRefusalIsReported()
 {
-    wall().on(service()).answerFalseWith(Map{{QStringLiteral("a"), 1}});
-    wall().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
+    wall().scripts().on(service()).answerFalseWith(Map{{QStringLiteral("a"), 1}});
+    wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QCOMPARE(run(cabinet, 0), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call ") + QLatin1String(current().name)
                                                 + QStringLiteral("() fail. timeout. device:%2")));
     const QStringList debug = m_log->takeDebug();
     QCOMPARE(debug.size(), current().checksFirst ? 2 : 0); // the check's own rows
-    QCOMPARE(wall().transcript().size(), current().checksFirst ? 2 : 1);
+    QCOMPARE(wall().journal().transcript().size(), current().checksFirst ? 2 : 1);
 }
 
 void CabinetModuleFlashTest::aRefusedCheckIsReported()
 {
-    wall().on(service()).answer(Map());
-    wall().on(QLatin1String(checkOperation)).answerFalse();
+    wall().scripts().on(service()).answer(Map());
+    wall().scripts().on(QLatin1String(checkOperation)).answerFalse();
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     if (!current().checksFirst) {
         QCOMPARE(run(cabinet, 0), enSuccess);
-        QCOMPARE(wall().transcript().size(), 1);
+        QCOMPARE(wall().journal().transcript().size(), 1);
         return;
     }
     QCOMPARE(run(cabinet, 0), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList({QStringLiteral("call getFlashCheckCode() fail. timeout. device:%2"),
                                                  checkMessage(" fail. timeout. device:%2")}));
-    QCOMPARE(wall().transcript(), QStringList(check("%2")));
+    QCOMPARE(wall().journal().transcript(), QStringList(check("%2")));
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -721,9 +725,9 @@ void CabinetModuleFlashTest::theCodeOfTheCabinetsOwnCheckIsPassedOn()
     FlashCheckInfo module;
     module.size = QSize(64, 32);
     card.flashList.append(module);
-    wall().on(service()).answer(Map());
+    wall().scripts().on(service()).answer(Map());
     for (int code = 0; code <= 8; ++code) {
-        wall().clearCalls();
+        wall().journal().clear();
         CheckedCabinet cabinet{EnumErrorCode(code), {card}};
         if (!current().checksFirst) {
             QCOMPARE(run(cabinet, 0), enSuccess);
@@ -734,18 +738,18 @@ void CabinetModuleFlashTest::theCodeOfTheCabinetsOwnCheckIsPassedOn()
         QCOMPARE(cabinet.checks, 1);
         QVERIFY(cabinet.wasEmpty);
         if (code == 0) {
-            QCOMPARE(wall().transcript().size(), 1);
+            QCOMPARE(wall().journal().transcript().size(), 1);
         } else {
             QCOMPARE(m_log->takeCritical(), QStringList(checkMessage(" fail. timeout. device:%2")));
-            QCOMPARE(wall().transcript(), QStringList());
+            QCOMPARE(wall().journal().transcript(), QStringList());
         }
     }
 }
 
 void CabinetModuleFlashTest::aCheckWithoutCardsIsNotSupported()
 {
-    wall().on(service()).answer(Map());
-    wall().on(QLatin1String(checkOperation)).answer(List());
+    wall().scripts().on(service()).answer(Map());
+    wall().scripts().on(QLatin1String(checkOperation)).answer(List());
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     if (!current().checksFirst) {
         QCOMPARE(run(cabinet, 0), enSuccess);
@@ -753,13 +757,14 @@ void CabinetModuleFlashTest::aCheckWithoutCardsIsNotSupported()
     }
     QCOMPARE(run(cabinet, 0), enNotSupported);
     QCOMPARE(m_log->takeCritical(), QStringList(checkMessage(".lenth == 0  fail device:%2")));
-    QCOMPARE(wall().transcript(), QStringList(check("%2")));
+    QCOMPARE(wall().journal().transcript(), QStringList(check("%2")));
 }
 
 void CabinetModuleFlashTest::aFirstCardWithoutModulesIsNotSupported()
 {
-    wall().on(service()).answer(Map());
+    wall().scripts().on(service()).answer(Map());
     wall()
+        .scripts()
         .on(QLatin1String(checkOperation))
         .answer(List{cardReply(0, 0, List()), cardReply(1, 0, listOf(moduleReply(1, 1)))});
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
@@ -769,33 +774,34 @@ void CabinetModuleFlashTest::aFirstCardWithoutModulesIsNotSupported()
     }
     QCOMPARE(run(cabinet, 0), enNotSupported);
     QCOMPARE(m_log->takeCritical(), QStringList(checkMessage(".flashList.lenth == 0  fail device:%2")));
-    QCOMPARE(wall().transcript(), QStringList(check("%2")));
+    QCOMPARE(wall().journal().transcript(), QStringList(check("%2")));
 }
 
 void CabinetModuleFlashTest::badModulesAreNoObstacle()
 {
-    wall().on(service()).answer(Map());
-    wall().on(QLatin1String(checkOperation)).answer(listOf(cardReply(0, 0, listOf(moduleReply(64, 32, 0, 0, 5)))));
+    wall().scripts().on(service()).answer(Map());
+    wall().scripts().on(QLatin1String(checkOperation)).answer(listOf(cardReply(0, 0, listOf(moduleReply(64, 32, 0, 0, 5)))));
     CabinetV4 cabinet(description().release());
     QCOMPARE(run(cabinet, 0), enSuccess);
-    QCOMPARE(wall().transcript().size(), current().checksFirst ? 2 : 1);
+    QCOMPARE(wall().journal().transcript().size(), current().checksFirst ? 2 : 1);
 }
 
 void CabinetModuleFlashTest::onlyTheFirstCardMustHaveModules()
 {
-    wall().on(service()).answer(Map());
+    wall().scripts().on(service()).answer(Map());
     wall()
+        .scripts()
         .on(QLatin1String(checkOperation))
         .answer(List{cardReply(0, 0, listOf(moduleReply(64, 32))), cardReply(1, 0, List())});
     CabinetV4 cabinet(description().release());
     QCOMPARE(run(cabinet, 0), enSuccess);
-    QCOMPARE(wall().transcript().size(), current().checksFirst ? 2 : 1);
+    QCOMPARE(wall().journal().transcript().size(), current().checksFirst ? 2 : 1);
 }
 
 void CabinetModuleFlashTest::aCabinetWithoutCards()
 {
-    wall().on(service()).answer(Map());
-    wall().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
+    wall().scripts().on(service()).answer(Map());
+    wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
     auto info = description();
     qDeleteAll(info->rvCardList);
     info->rvCardList.clear();
@@ -805,7 +811,7 @@ void CabinetModuleFlashTest::aCabinetWithoutCards()
         QCOMPARE(sentAllowance(), 2947);
     } else {
         QCOMPARE(run(cabinet, 0), enInvalidParameter);
-        QCOMPARE(wall().transcript(), QStringList());
+        QCOMPARE(wall().journal().transcript(), QStringList());
         QCOMPARE(m_log->takeDebug(), QStringList());
     }
 }
@@ -826,15 +832,15 @@ void CabinetModuleFlashTest::idsAreSentAsUnsignedNumbers()
 {
     QFETCH(QString, id);
     QFETCH(QString, number);
-    wall().on(QString()).answer(Map());
-    wall().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
+    wall().scripts().on(QString()).answer(Map());
+    wall().scripts().on(QLatin1String(checkOperation)).answer(checkReply(64, 32, 1));
     CabinetV4 cabinet(description(QStringLiteral("A"), id).release());
     QCOMPARE(cabinet.clearModuleCoefficient(0), enSuccess);
     QCOMPARE(cabinet.saveModuleCoefficient(0), enSuccess);
     QCOMPARE(cabinet.reloadModuleCoefficient(0), enSuccess);
     QList<CabinetsModuleFlag> flags{CabinetsModuleFlag()};
     QCOMPARE(cabinet.setModuleflags(flags), enSuccess);
-    QStringList lines = wall().transcript();
+    QStringList lines = wall().journal().transcript();
     QCOMPARE(lines.size(), 6); // two of them checks
     lines.removeAt(3);
     lines.removeAt(1);
@@ -858,24 +864,24 @@ void CabinetModuleFlashTest::flashIsSavedReloadedAndClearedOnTheDevice()
     for (int i = 0; i < 36; ++i)
         values.append(quint16(1000 + i));
     const QVector<quint16> zeros(36, 0);
-    QVERIFY(wall().setChroma(key, id, values));
+    QVERIFY(wall().state().setChroma(key, id, values));
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.saveModuleCoefficient(0), enSuccess);
-    QCOMPARE(wall().chroma(key, id, Simulator::Store::Flash), values);
-    QVERIFY(wall().setChroma(key, id, zeros));
+    QCOMPARE(wall().state().chroma(key, id, Simulator::Store::Flash), values);
+    QVERIFY(wall().state().setChroma(key, id, zeros));
     QCOMPARE(cabinet.reloadModuleCoefficient(0), enSuccess);
-    QCOMPARE(wall().chroma(key, id), values);
+    QCOMPARE(wall().state().chroma(key, id), values);
     QCOMPARE(cabinet.clearModuleCoefficient(0), enSuccess);
-    QCOMPARE(wall().chroma(key, id, Simulator::Store::Flash), zeros);
-    QCOMPARE(wall().chroma(key, id), values);
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().state().chroma(key, id, Simulator::Store::Flash), zeros);
+    QCOMPARE(wall().state().chroma(key, id), values);
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 // Module flags
 
 void CabinetModuleFlashTest::moduleFlagsAreSentInOrder()
 {
-    wall().on(QStringLiteral("CabinetInfoOperator::setModuleflags")).answer(Map());
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::setModuleflags")).answer(Map());
     CabinetInfo *const info = description().release();
     CabinetV4 cabinet(info);
     const QStringList before = contentOf(*info);
@@ -887,7 +893,7 @@ void CabinetModuleFlashTest::moduleFlagsAreSentInOrder()
         flags.append(flag);
     }
     QCOMPARE(cabinet.setModuleflags(flags), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(quoted("CabinetInfoOperator::setModuleflags('A', [{'id': qulonglong 12, 'moduleflags': ["
                                 "{'flag': 'flag 0', 'id': '11'}, {'flag': 'flag 1', 'id': '10'}, "
                                 "{'flag': 'flag 2', 'id': 'no number'}, {'flag': 'flag 3', 'id': '11'}, "
@@ -898,17 +904,20 @@ void CabinetModuleFlashTest::moduleFlagsAreSentInOrder()
 
 void CabinetModuleFlashTest::noModuleFlagsAreRefused()
 {
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     CabinetV4 cabinet(description().release());
     QList<CabinetsModuleFlag> flags;
     QCOMPARE(cabinet.setModuleflags(flags), enArgumentMismatch);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
 void CabinetModuleFlashTest::refusedModuleFlagsAreReported()
 {
-    wall().on(QStringLiteral("CabinetInfoOperator::setModuleflags")).answerFalseWith(Map{{QStringLiteral("a"), 1}});
+    wall()
+        .scripts()
+        .on(QStringLiteral("CabinetInfoOperator::setModuleflags"))
+        .answerFalseWith(Map{{QStringLiteral("a"), 1}});
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QList<CabinetsModuleFlag> flags{CabinetsModuleFlag()};
     QCOMPARE(cabinet.setModuleflags(flags), enTimeout);
@@ -919,6 +928,7 @@ void CabinetModuleFlashTest::refusedModuleFlagsAreReported()
 void CabinetModuleFlashTest::moduleFlagsLogTheWholeReply()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::setModuleflags"))
         .answer(Map{{QStringLiteral("b"), 2}, {QStringLiteral("a"), QStringLiteral("x")}});
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
@@ -938,8 +948,9 @@ void CabinetModuleFlashTest::moduleFlagsReachTheModules()
     flag.flag = QStringLiteral("replaced");
     QList<CabinetsModuleFlag> flags{flag};
     QCOMPARE(cabinet.setModuleflags(flags), enSuccess);
-    QCOMPARE(wall().moduleFlag(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("3")), QStringLiteral("replaced"));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().state().moduleFlag(QStringLiteral("A"), QStringLiteral("12"), QStringLiteral("3")),
+             QStringLiteral("replaced"));
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 // Support
@@ -979,7 +990,7 @@ void CabinetModuleFlashTest::supportIsReadFromTheFirstMap()
 {
     QFETCH(QVariant, reply);
     QFETCH(QString, expected);
-    wall().on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(reply);
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(reply);
     CabinetV4 cabinet(description().release());
     CabinetBaseInfo support;
     support.multilayercorrection = support.fineGrayscale = support.xBitPlus = support.magicGray = true;
@@ -992,12 +1003,12 @@ void CabinetModuleFlashTest::supportIsReadFromTheFirstMap()
                  .arg(int(support.xBitPlus))
                  .arg(int(support.magicGray)),
              expected);
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::getCabinetsBaseInfo('A')")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("CabinetInfoOperator::getCabinetsBaseInfo('A')")));
 }
 
 void CabinetModuleFlashTest::anEmptySupportReplyIsRefused()
 {
-    wall().on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(List());
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(List());
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     CabinetBaseInfo support;
     support.multilayerCorrectionLayer = 99;
@@ -1013,6 +1024,7 @@ void CabinetModuleFlashTest::anEmptySupportReplyIsRefused()
 void CabinetModuleFlashTest::aRefusedSupportChangesNothing()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo"))
         .answerFalseWith(listOf(Map{{QStringLiteral("functionTable"), Map{{QStringLiteral("xBitPlus"), true}}}}));
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
@@ -1022,7 +1034,7 @@ void CabinetModuleFlashTest::aRefusedSupportChangesNothing()
     QCOMPARE(int(support.multilayerCorrectionLayer), 99);
     QVERIFY(!support.xBitPlus);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call getScreenSupport() fail. timeout. device:%2")));
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::getCabinetsBaseInfo('%2')")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("CabinetInfoOperator::getCabinetsBaseInfo('%2')")));
 }
 
 QTEST_GUILESS_MAIN(CabinetModuleFlashTest)

@@ -153,19 +153,19 @@ void CabinetParametersTest::brightnessIsSentAsItIs_data()
 void CabinetParametersTest::brightnessIsSentAsItIs()
 {
     QFETCH(int, value);
-    wall().on(QStringLiteral("CabinetInfoOperator::setCabSingleBrightness")).answer(Map());
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::setCabSingleBrightness")).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setBrightness(value), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(quoted("CabinetInfoOperator::setCabSingleBrightness('A', '12', {'value': int %1})").arg(value)));
 }
 
 void CabinetParametersTest::aRefusedBrightnessIsNotReported()
 {
-    wall().on(QStringLiteral("CabinetInfoOperator::setCabSingleBrightness")).answerFalse();
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::setCabSingleBrightness")).answerFalse();
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setBrightness(800), enSuccess);
-    QCOMPARE(wall().transcript().size(), 1);
+    QCOMPARE(wall().journal().transcript().size(), 1);
 }
 
 void CabinetParametersTest::theBrightnessRangeIsRead_data()
@@ -200,7 +200,7 @@ void CabinetParametersTest::theBrightnessRangeIsRead()
         reply.insert(QStringLiteral("brightness.max"), max);
     if (standard.isValid())
         reply.insert(QStringLiteral("brightness.default"), standard);
-    wall().on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange")).answer(reply);
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange")).answer(reply);
     CabinetV4 cabinet(description().release());
     BrightnessRange range;
     range.min = range.max = range.defaultValue = 99;
@@ -208,12 +208,14 @@ void CabinetParametersTest::theBrightnessRangeIsRead()
     QTEST(range.min, "expectedMin");
     QTEST(range.max, "expectedMax");
     QTEST(range.defaultValue, "expectedStandard");
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::getCabinetBrightnessRange('A', '12')")));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList(quoted("CabinetInfoOperator::getCabinetBrightnessRange('A', '12')")));
 }
 
 void CabinetParametersTest::aFailedBrightnessRangeChangesNothing()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange"))
         .answerFalseWith(Map{{QStringLiteral("brightness.min"), 1},
                              {QStringLiteral("brightness.max"), 2},
@@ -234,6 +236,7 @@ void CabinetParametersTest::aFailedBrightnessRangeChangesNothing()
 void CabinetParametersTest::gammaTablesAreFiledWithGreenAndBlueExchanged()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getCabinetGammaCustomValue"))
         .answer(Map{{QStringLiteral("redGamma"), QVariant::fromValue(QList<int>{1, 2, 3})},
                     {QStringLiteral("greenGamma"), QVariant::fromValue(QList<int>{4, least})},
@@ -242,7 +245,8 @@ void CabinetParametersTest::gammaTablesAreFiledWithGreenAndBlueExchanged()
     Table table{{enRedGamma, {9}}, {enGreenGamma, {9}}, {enBlueGamma, {9}}};
     QCOMPARE(cabinet.getGammaTable(table), enSuccess);
     QCOMPARE(table, (Table{{EnumGammaType(0), {1, 2, 3}}, {EnumGammaType(1), {greatest}}, {EnumGammaType(2), {4, least}}}));
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::getCabinetGammaCustomValue('A', '12')")));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList(quoted("CabinetInfoOperator::getCabinetGammaCustomValue('A', '12')")));
 }
 
 void CabinetParametersTest::gammaRepliesOfOtherKinds_data()
@@ -269,7 +273,10 @@ void CabinetParametersTest::gammaRepliesOfOtherKinds()
     } channels[] = {{QStringLiteral("redGamma"), 0}, {QStringLiteral("blueGamma"), 1}, {QStringLiteral("greenGamma"), 2}};
     CabinetV4 cabinet(description().release());
     for (const auto &each : channels) {
-        wall().on(QStringLiteral("CabinetInfoOperator::getCabinetGammaCustomValue")).answer(Map{{each.key, value}});
+        wall()
+            .scripts()
+            .on(QStringLiteral("CabinetInfoOperator::getCabinetGammaCustomValue"))
+            .answer(Map{{each.key, value}});
         Table table{{enRedGamma, {9}}, {enGreenGamma, {9}}, {enBlueGamma, {9}}};
         QCOMPARE(cabinet.getGammaTable(table), enSuccess);
         Table whole{{enRedGamma, {}}, {enGreenGamma, {}}, {enBlueGamma, {}}};
@@ -280,7 +287,7 @@ void CabinetParametersTest::gammaRepliesOfOtherKinds()
 
 void CabinetParametersTest::gammaEntriesOfOtherChannelsStay()
 {
-    wall().on(QStringLiteral("CabinetInfoOperator::getCabinetGammaCustomValue")).answer(Map());
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetGammaCustomValue")).answer(Map());
     CabinetV4 cabinet(description().release());
     Table table{{EnumGammaType(-1), {1}}, {EnumGammaType(3), {2}}};
     QCOMPARE(cabinet.getGammaTable(table), enSuccess);
@@ -292,6 +299,7 @@ void CabinetParametersTest::gammaEntriesOfOtherChannelsStay()
 void CabinetParametersTest::failedGammaReadsChangeNothing()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getCabinetGammaCustomValue"))
         .answerFalseWith(Map{{QStringLiteral("redGamma"), QVariant::fromValue(QList<int>{1})}});
     CabinetV4 cabinet(description().release());
@@ -326,13 +334,13 @@ void CabinetParametersTest::gammaTablesAreSentChannelByChannel()
 {
     QFETCH(Table, table);
     QFETCH(QStringList, requests);
-    wall().on(QStringLiteral("CabinetInfoOperator::setCabinetGammaCustomValue")).answer(Map());
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::setCabinetGammaCustomValue")).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setGammaTable(table), enSuccess);
     QStringList lines;
     for (const QString &request : qAsConst(requests))
         lines += quoted("CabinetInfoOperator::setCabinetGammaCustomValue('A', '12', %1)").arg(request);
-    QCOMPARE(wall().transcript(), lines);
+    QCOMPARE(wall().journal().transcript(), lines);
 }
 
 void CabinetParametersTest::gammaTablesAreSentUpToTheFirstFailure_data()
@@ -347,8 +355,8 @@ void CabinetParametersTest::gammaTablesAreSentUpToTheFirstFailure()
 {
     QFETCH(int, failing);
     const QString operation = QStringLiteral("CabinetInfoOperator::setCabinetGammaCustomValue");
-    wall().on(operation).answer(Map());
-    wall().on(operation).after(failing).times(1).answerFalse();
+    wall().scripts().on(operation).answer(Map());
+    wall().scripts().on(operation).after(failing).times(1).answerFalse();
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setGammaTable({{enRedGamma, {1}}, {enGreenGamma, {2}}, {enBlueGamma, {3}}}), enTimeout);
     QStringList lines;
@@ -358,7 +366,7 @@ void CabinetParametersTest::gammaTablesAreSentUpToTheFirstFailure()
                      .arg(channel + 1)
                      .arg(channel);
     }
-    QCOMPARE(wall().transcript(), lines);
+    QCOMPARE(wall().journal().transcript(), lines);
 }
 
 void CabinetParametersTest::gammaTablesThatWereSentAreReadAgain()
@@ -370,7 +378,7 @@ void CabinetParametersTest::gammaTablesThatWereSentAreReadAgain()
     Table read;
     QCOMPARE(cabinet.getGammaTable(read), enSuccess);
     QCOMPARE(read, sent);
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 // Effect mode
@@ -387,12 +395,12 @@ void CabinetParametersTest::effectModesAreSentAsTheyAre()
     QFETCH(int, mode);
     const QString operation = QStringLiteral("Correctionop::setCabinetEffectMode");
     const QString line = quoted("Correctionop::setCabinetEffectMode('A', '12', {'type': int %1})").arg(mode);
-    wall().on(operation).answer(Map());
+    wall().scripts().on(operation).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setEffectMode(EnumEffectMode(mode)), enSuccess);
-    wall().on(operation).answerFalse();
+    wall().scripts().on(operation).answerFalse();
     QCOMPARE(cabinet.setEffectMode(EnumEffectMode(mode)), enTimeout);
-    QCOMPARE(wall().transcript(), QStringList({line, line}));
+    QCOMPARE(wall().journal().transcript(), QStringList({line, line}));
 }
 
 void CabinetParametersTest::effectModesAreRead_data()
@@ -414,17 +422,20 @@ void CabinetParametersTest::effectModesAreRead()
 {
     QFETCH(QVariant, reply);
     QFETCH(int, expected);
-    wall().on(QStringLiteral("Correctionop::getCabinetEffectMode")).answer(reply);
+    wall().scripts().on(QStringLiteral("Correctionop::getCabinetEffectMode")).answer(reply);
     CabinetV4 cabinet(description().release());
     EnumEffectMode mode = EnumEffectMode(99);
     QCOMPARE(cabinet.tryGetEffectMode(mode), enSuccess);
     QCOMPARE(int(mode), expected);
-    QCOMPARE(wall().transcript(), QStringList(quoted("Correctionop::getCabinetEffectMode('A', '12')")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("Correctionop::getCabinetEffectMode('A', '12')")));
 }
 
 void CabinetParametersTest::aFailedEffectModeReadChangesNothing()
 {
-    wall().on(QStringLiteral("Correctionop::getCabinetEffectMode")).answerFalseWith(Map{{QStringLiteral("mode"), 5}});
+    wall()
+        .scripts()
+        .on(QStringLiteral("Correctionop::getCabinetEffectMode"))
+        .answerFalseWith(Map{{QStringLiteral("mode"), 5}});
     CabinetV4 cabinet(description().release());
     EnumEffectMode mode = EnumEffectMode(99);
     QCOMPARE(cabinet.tryGetEffectMode(mode), enTimeout);
@@ -460,18 +471,19 @@ void CabinetParametersTest::configurationsAreWritten()
 {
     QFETCH(QVariant, reply);
     QFETCH(QByteArray, expected);
-    wall().on(QStringLiteral("CabinetInfoOperator::getConfigFile")).answer(reply);
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::getConfigFile")).answer(reply);
     CabinetV4 cabinet(description().release());
     const QString file = path("written");
     QFile::remove(file);
     QCOMPARE(cabinet.getConfigFile(file), enSuccess);
     QCOMPARE(contentOfFile(file), expected);
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::getConfigFile('A', '12')")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("CabinetInfoOperator::getConfigFile('A', '12')")));
 }
 
 void CabinetParametersTest::aLongerFileIsReplaced()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getConfigFile"))
         .answer(Map{{QStringLiteral("config"), QStringLiteral("eHk=")}});
     CabinetV4 cabinet(description().release());
@@ -484,6 +496,7 @@ void CabinetParametersTest::aLongerFileIsReplaced()
 void CabinetParametersTest::aRefusedConfigurationLeavesTheFileAlone()
 {
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getConfigFile"))
         .answerFalseWith(Map{{QStringLiteral("config"), QStringLiteral("eHk=")}});
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
@@ -510,6 +523,7 @@ void CabinetParametersTest::filesThatCannotBeWrittenAreFoundAfterTheCall()
 {
     QFETCH(QString, file);
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getConfigFile"))
         .answer(Map{{QStringLiteral("config"), QStringLiteral("eHk=")}});
     CabinetV4 cabinet(description().release());
@@ -517,7 +531,7 @@ void CabinetParametersTest::filesThatCannotBeWrittenAreFoundAfterTheCall()
     if (file.isEmpty())
         QTest::ignoreMessage(QtWarningMsg, "QFSFileEngine::open: No file name specified");
     QCOMPARE(cabinet.getConfigFile(file), enFileError);
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::getConfigFile('A', '12')")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("CabinetInfoOperator::getConfigFile('A', '12')")));
     QVERIFY(!QFileInfo::exists(path("no directory")));
 }
 
@@ -530,6 +544,7 @@ void CabinetParametersTest::aFileThatTakesOnlyAPartIsAFileError()
         QSKIP("this system has no device that is always full", "");
     const QByteArray bytes(100000, 'x');
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getConfigFile"))
         .answer(Map{{QStringLiteral("config"), QString::fromLatin1(bytes.toBase64())}});
     CabinetV4 cabinet(description().release());
@@ -538,6 +553,7 @@ void CabinetParametersTest::aFileThatTakesOnlyAPartIsAFileError()
 
     // Also when all of it fits into the file's buffer.
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::getConfigFile"))
         .answer(Map{{QStringLiteral("config"), QStringLiteral("eHk=")}});
     QCOMPARE(cabinet.getConfigFile(file), enFileError);
@@ -567,13 +583,13 @@ void CabinetParametersTest::configurationsAreSent()
                                 "{'config': '%1', 'idList': [qulonglong 12]})")
                              .arg(QString::fromLatin1(content.toBase64()));
     CabinetV4 cabinet(description().release());
-    wall().on(operation).answer(Map{{QStringLiteral("code"), 5}});
+    wall().scripts().on(operation).answer(Map{{QStringLiteral("code"), 5}});
     QCOMPARE(cabinet.setConfigFile(file), enSuccess);
     VERIFY_NO_CRITICAL(*m_log);
-    wall().on(operation).answerFalse();
+    wall().scripts().on(operation).answerFalse();
     QCOMPARE(cabinet.setConfigFile(file), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call setSingleConfigFile() fail. timeout. device:A")));
-    QCOMPARE(wall().transcript(), QStringList({line, line}));
+    QCOMPARE(wall().journal().transcript(), QStringList({line, line}));
     QCOMPARE(contentOfFile(file), content);
 }
 
@@ -589,12 +605,12 @@ void CabinetParametersTest::filesThatCannotBeOpenedAreFoundBeforeTheCall_data()
 void CabinetParametersTest::filesThatCannotBeOpenedAreFoundBeforeTheCall()
 {
     QFETCH(QString, file);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     CabinetV4 cabinet(description().release());
     if (file.isEmpty())
         QTest::ignoreMessage(QtWarningMsg, "QFSFileEngine::open: No file name specified");
     QCOMPARE(cabinet.setConfigFile(file), enFileError);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QVERIFY(!QFileInfo::exists(path("no file")));
 }
 
@@ -607,13 +623,13 @@ void CabinetParametersTest::aFileThatCannotBeReadIsAFileError()
     char byte = 0;
     if (!probe.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || probe.read(&byte, 1) >= 0 || !QFile::link(memory, file))
         QSKIP("this system has no file that opens and cannot be read", "");
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setConfigFile(file), enFileError);
     const QStringList lines = m_log->takeCritical();
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().contains(file), qPrintable(lines.first()));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetParametersTest::aFileThatIsTooLargeIsAFileError_data()
@@ -632,14 +648,14 @@ void CabinetParametersTest::aFileThatIsTooLargeIsAFileError()
     if (!sparse.resize(size))
         QSKIP("this system has no sparse files", "");
     sparse.close();
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setConfigFile(file), enFileError);
     const QStringList lines = m_log->takeCritical();
     QCOMPARE(lines.size(), 1);
     QCOMPARE(lines.first(),
              QStringLiteral("cannot read the configuration file %1: it is too large for one request").arg(file));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QVERIFY(QFile::remove(file));
 }
 
@@ -650,11 +666,11 @@ void CabinetParametersTest::aConfigurationTravelsThereAndBack()
     const QString file = path("round trip %1");
     QVERIFY(write(file, allBytes()));
     QCOMPARE(cabinet.setConfigFile(file), enSuccess);
-    QCOMPARE(wall().configFile(QStringLiteral("A"), QStringLiteral("12")), allBytes());
+    QCOMPARE(wall().state().configFile(QStringLiteral("A"), QStringLiteral("12")), allBytes());
     QVERIFY(QFile::remove(file));
     QCOMPARE(cabinet.getConfigFile(file), enSuccess);
     QCOMPARE(contentOfFile(file), allBytes());
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 // Flags
@@ -672,6 +688,7 @@ void CabinetParametersTest::aFlagIsStoredWhenTheDeviceTookIt()
 {
     QFETCH(QString, flag);
     wall()
+        .scripts()
         .on(QStringLiteral("CabinetInfoOperator::setCabinetFlag"))
         .answer(Map{{QStringLiteral("flag"), QStringLiteral("the reply's")}});
     CabinetInfo *const info = description().release();
@@ -681,19 +698,20 @@ void CabinetParametersTest::aFlagIsStoredWhenTheDeviceTookIt()
     QString read = QStringLiteral("caller");
     QCOMPARE(cabinet.getFlag(read), enSuccess);
     QCOMPARE(read, flag);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(QStringLiteral("CabinetInfoOperator::setCabinetFlag(\"A\", \"12\", {\"flag\": \"") + flag
                          + QStringLiteral("\"})")));
 }
 
 void CabinetParametersTest::aRefusedFlagIsNotStored()
 {
-    wall().on(QStringLiteral("CabinetInfoOperator::setCabinetFlag")).answerFalse();
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::setCabinetFlag")).answerFalse();
     CabinetInfo *const info = description().release();
     CabinetV4 cabinet(info);
     QCOMPARE(cabinet.setFlag(QStringLiteral("new")), enTimeout);
     QCOMPARE(info->flag, QStringLiteral("old flag"));
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::setCabinetFlag('A', '12', {'flag': 'new'})")));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList(quoted("CabinetInfoOperator::setCabinetFlag('A', '12', {'flag': 'new'})")));
 }
 
 void CabinetParametersTest::theStoredFlagIsReadWithoutADevice()
@@ -702,7 +720,7 @@ void CabinetParametersTest::theStoredFlagIsReadWithoutADevice()
     QString flag;
     QCOMPARE(cabinet.getFlag(flag), enSuccess);
     QCOMPARE(flag, QStringLiteral("old flag"));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetParametersTest::serialNumberFlagsDoNotChangeTheStoredFlag()
@@ -710,13 +728,13 @@ void CabinetParametersTest::serialNumberFlagsDoNotChangeTheStoredFlag()
     wall().setDevices({Simulator::gridDevice(QStringLiteral("A"), QPoint(0, 0), 1, 1, QSize(4, 3), 12)});
     CabinetV4 cabinet(description().release());
     QCOMPARE(cabinet.setCabinetflags(QStringLiteral("serial")), enSuccess);
-    QCOMPARE(wall().flag(QStringLiteral("A"), QStringLiteral("12")), QStringLiteral("serial"));
+    QCOMPARE(wall().state().flag(QStringLiteral("A"), QStringLiteral("12")), QStringLiteral("serial"));
     QString flag;
     QCOMPARE(cabinet.getFlag(flag), enSuccess);
     QCOMPARE(flag, QStringLiteral("old flag"));
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::setCabinetSnflags('A', "
-                                                     "[{'flag': 'serial', 'id': qulonglong 12}])")));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("CabinetInfoOperator::setCabinetSnflags('A', "
+                                                               "[{'flag': 'serial', 'id': qulonglong 12}])")));
+    QCOMPARE(wall().journal().notes(), QStringList());
     m_log->takeDebug();
 }
 
@@ -724,9 +742,9 @@ void CabinetParametersTest::serialNumberFlagsLogTheWholeReply()
 {
     const QString operation = QStringLiteral("CabinetInfoOperator::setCabinetSnflags");
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
-    wall().on(operation).answer(Map{{QStringLiteral("b"), 2}, {QStringLiteral("a"), QStringLiteral("x")}});
+    wall().scripts().on(operation).answer(Map{{QStringLiteral("b"), 2}, {QStringLiteral("a"), QStringLiteral("x")}});
     QCOMPARE(cabinet.setCabinetflags(QStringLiteral("serial")), enSuccess);
-    wall().on(operation).answer(Map());
+    wall().scripts().on(operation).answer(Map());
     QCOMPARE(cabinet.setCabinetflags(QStringLiteral("serial")), enSuccess);
     const QStringList begin{QStringLiteral("setCabinetflags "), QStringLiteral("deviceKey:"), QStringLiteral("\"%2\""),
                             QStringLiteral(" res :")};
@@ -737,12 +755,15 @@ void CabinetParametersTest::serialNumberFlagsLogTheWholeReply()
 
 void CabinetParametersTest::aRefusedSerialNumberFlagIsReported()
 {
-    wall().on(QStringLiteral("CabinetInfoOperator::setCabinetSnflags")).answerFalseWith(Map{{QStringLiteral("code"), 1}});
+    wall()
+        .scripts()
+        .on(QStringLiteral("CabinetInfoOperator::setCabinetSnflags"))
+        .answerFalseWith(Map{{QStringLiteral("code"), 1}});
     CabinetV4 cabinet(description(QStringLiteral("%2")).release());
     QCOMPARE(cabinet.setCabinetflags(QStringLiteral("serial")), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call setCabinetSnflags() fail. timeout. device:%2")));
-    QCOMPARE(wall().transcript(), QStringList(quoted("CabinetInfoOperator::setCabinetSnflags('%2', "
-                                                     "[{'flag': 'serial', 'id': qulonglong 12}])")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("CabinetInfoOperator::setCabinetSnflags('%2', "
+                                                               "[{'flag': 'serial', 'id': qulonglong 12}])")));
 }
 
 void CabinetParametersTest::idsAreSentAsUnsignedNumbers_data()
@@ -764,13 +785,13 @@ void CabinetParametersTest::idsAreSentAsUnsignedNumbers()
 {
     QFETCH(QString, id);
     QFETCH(QString, number);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     const QString file = path("numbered");
     QVERIFY(write(file, "x"));
     CabinetV4 cabinet(description(QStringLiteral("A"), id).release());
     QCOMPARE(cabinet.setConfigFile(file), enSuccess);
     QCOMPARE(cabinet.setCabinetflags(QStringLiteral("f")), enSuccess);
-    const QStringList lines = wall().transcript();
+    const QStringList lines = wall().journal().transcript();
     QCOMPARE(lines.size(), 2);
     QVERIFY2(lines.at(0).endsWith(quoted("{'config': 'eA==', 'idList': [qulonglong %1]})").arg(number)),
              qPrintable(lines.at(0)));

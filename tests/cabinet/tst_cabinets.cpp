@@ -175,9 +175,9 @@ void CabinetsTest::oneRequestNamesAllCabinetsOfADevice()
     HostCabinet second("A", "2");
     QList<ICabinet *> list{&third, &first, &second};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(run(group), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(line(QStringLiteral("A"), {QStringLiteral("30"), QStringLiteral("1"), QStringLiteral("2")})));
 }
 
@@ -190,11 +190,12 @@ void CabinetsTest::devicesAreAskedInTheOrderOfTheirKeys()
     HostCabinet a3("A", "3");
     QList<ICabinet *> list{&b2, &a9, &c5, &b1, &a3};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(run(group), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList({line(QStringLiteral("A"), {QStringLiteral("9"), QStringLiteral("3")}),
-                                               line(QStringLiteral("B"), {QStringLiteral("2"), QStringLiteral("1")}),
-                                               line(QStringLiteral("C"), {QStringLiteral("5")})}));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList({line(QStringLiteral("A"), {QStringLiteral("9"), QStringLiteral("3")}),
+                          line(QStringLiteral("B"), {QStringLiteral("2"), QStringLiteral("1")}),
+                          line(QStringLiteral("C"), {QStringLiteral("5")})}));
 }
 
 void CabinetsTest::keysAreComparedAsTexts()
@@ -206,13 +207,14 @@ void CabinetsTest::keysAreComparedAsTexts()
     HostCabinet none("", "5");
     QList<ICabinet *> list{&nine, &ten, &lower, &upper, &none};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(group.showUserCoefficient(), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList({quoted("Correctionop::showCabinetsCoefficient('', {'cids': ['5']})"),
-                                               quoted("Correctionop::showCabinetsCoefficient('10', {'cids': ['2']})"),
-                                               quoted("Correctionop::showCabinetsCoefficient('9', {'cids': ['1']})"),
-                                               quoted("Correctionop::showCabinetsCoefficient('B', {'cids': ['4']})"),
-                                               quoted("Correctionop::showCabinetsCoefficient('a', {'cids': ['3']})")}));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList({quoted("Correctionop::showCabinetsCoefficient('', {'cids': ['5']})"),
+                          quoted("Correctionop::showCabinetsCoefficient('10', {'cids': ['2']})"),
+                          quoted("Correctionop::showCabinetsCoefficient('9', {'cids': ['1']})"),
+                          quoted("Correctionop::showCabinetsCoefficient('B', {'cids': ['4']})"),
+                          quoted("Correctionop::showCabinetsCoefficient('a', {'cids': ['3']})")}));
 }
 
 void CabinetsTest::theFirstFailureStopsTheRound()
@@ -221,11 +223,11 @@ void CabinetsTest::theFirstFailureStopsTheRound()
     HostCabinet a("%1", "1");
     QList<ICabinet *> list{&b, &a};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
-    wall().on(QString(), QStringLiteral("%1")).answerFalse();
+    wall().scripts().on(QString()).answer(Map());
+    wall().scripts().on(QString(), QStringLiteral("%1")).answerFalse();
     QCOMPARE(run(group), enTimeout);
     takeFailure();
-    QCOMPARE(wall().transcript(), QStringList(line(QStringLiteral("%1"), {QStringLiteral("1")})));
+    QCOMPARE(wall().journal().transcript(), QStringList(line(QStringLiteral("%1"), {QStringLiteral("1")})));
 }
 
 void CabinetsTest::aLaterFailureLeavesTheDevicesBeforeChanged()
@@ -235,12 +237,12 @@ void CabinetsTest::aLaterFailureLeavesTheDevicesBeforeChanged()
     HostCabinet a("A", "1");
     QList<ICabinet *> list{&c, &b, &a};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
-    wall().on(QString(), QStringLiteral("B")).answerFalse();
+    wall().scripts().on(QString()).answer(Map());
+    wall().scripts().on(QString(), QStringLiteral("B")).answerFalse();
     QCOMPARE(run(group), enTimeout);
     takeFailure();
-    QCOMPARE(wall().transcript(), QStringList({line(QStringLiteral("A"), {QStringLiteral("1")}),
-                                               line(QStringLiteral("B"), {QStringLiteral("2")})}));
+    QCOMPARE(wall().journal().transcript(), QStringList({line(QStringLiteral("A"), {QStringLiteral("1")}),
+                                                         line(QStringLiteral("B"), {QStringLiteral("2")})}));
 }
 
 void CabinetsTest::aServiceThatThrowsHasNotAnswered()
@@ -249,13 +251,13 @@ void CabinetsTest::aServiceThatThrowsHasNotAnswered()
     HostCabinet b("B", "2");
     QList<ICabinet *> list{&a, &b};
     CabinetsV4 group(list);
-    wall().on(QString()).throwException(std::make_exception_ptr(std::runtime_error("no network")));
+    wall().scripts().on(QString()).throwException(std::make_exception_ptr(std::runtime_error("no network")));
     QCOMPARE(run(group), enTimeout);
     const QStringList lines = m_log->takeCritical();
     QCOMPARE(lines.size(), 2);
     QCOMPARE(lines.at(0), QStringLiteral("the device service threw an exception"));
     QVERIFY2(lines.at(1).endsWith(QLatin1Char(' ') + QLatin1String(current().message)), qPrintable(lines.at(1)));
-    QCOMPARE(wall().transcript(), QStringList(line(QStringLiteral("A"), {QStringLiteral("1")})));
+    QCOMPARE(wall().journal().transcript(), QStringList(line(QStringLiteral("A"), {QStringLiteral("1")})));
 }
 
 void CabinetsTest::exhaustedMemoryPassesThrough()
@@ -263,8 +265,8 @@ void CabinetsTest::exhaustedMemoryPassesThrough()
     HostCabinet a("A", "1");
     QList<ICabinet *> list{&a};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
-    wall().on(QString()).times(1).throwException(std::make_exception_ptr(std::bad_alloc()));
+    wall().scripts().on(QString()).answer(Map());
+    wall().scripts().on(QString()).times(1).throwException(std::make_exception_ptr(std::bad_alloc()));
     QVERIFY_EXCEPTION_THROWN(run(group), std::bad_alloc);
     VERIFY_NO_CRITICAL(*m_log);
     QCOMPARE(run(group), enSuccess);
@@ -291,12 +293,12 @@ void CabinetsTest::aNullCabinetKeepsAllDevicesOut()
     QList<ICabinet *> list{&a, &b};
     list.insert(place, nullptr);
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(run(group), enInvalidParameter);
     QCOMPARE(m_log->takeCritical(),
              QStringList({QStringLiteral("Correction::CabinetsV4::toDeviceCabinetsMap nullptr == it"),
                           QStringLiteral("Correction::CabinetsV4::send cannot convert to cabinet map!")}));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetsTest::anEmptyGroupAsksNobody()
@@ -304,7 +306,7 @@ void CabinetsTest::anEmptyGroupAsksNobody()
     QList<ICabinet *> list;
     CabinetsV4 group(list);
     QCOMPARE(run(group), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetsTest::theReplyIsNotRead()
@@ -313,9 +315,9 @@ void CabinetsTest::theReplyIsNotRead()
     HostCabinet b("B", "2");
     QList<ICabinet *> list{&a, &b};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map{{QStringLiteral("code"), 5}, {QStringLiteral("result"), false}});
+    wall().scripts().on(QString()).answer(Map{{QStringLiteral("code"), 5}, {QStringLiteral("result"), false}});
     QCOMPARE(run(group), enSuccess);
-    QCOMPARE(wall().transcript().size(), 2);
+    QCOMPARE(wall().journal().transcript().size(), 2);
 }
 
 void CabinetsTest::idsAreTextsWhateverTheyAre()
@@ -326,10 +328,10 @@ void CabinetsTest::idsAreTextsWhateverTheyAre()
     HostCabinet d("%2 %1", "007");
     QList<ICabinet *> list{&a, &b, &c, &d};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(group.saveFactoryCoefficient(), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(quoted("Correctionop::saveCabinetsFactoryCoefficient('%2 %1', "
-                                                     "{'cids': ['%1', 'not a number', '', '007']})")));
+    QCOMPARE(wall().journal().transcript(), QStringList(quoted("Correctionop::saveCabinetsFactoryCoefficient('%2 %1', "
+                                                               "{'cids': ['%1', 'not a number', '', '007']})")));
 }
 
 void CabinetsTest::aCabinetThatIsListedTwiceIsNamedTwice()
@@ -338,9 +340,9 @@ void CabinetsTest::aCabinetThatIsListedTwiceIsNamedTwice()
     HostCabinet twin("A", "1");
     QList<ICabinet *> list{&a, &a, &twin};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(group.clearUserCoefficient(), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(quoted("Correctionop::clearCabinetsUserCoefficient('A', {'cids': ['1', '1', '1']})")));
 }
 
@@ -350,9 +352,9 @@ void CabinetsTest::cabinetsWithoutADescriptionHaveAnEmptyKey()
     CabinetV4 bare(nullptr);
     QList<ICabinet *> list{&described, &bare};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(group.saveUserCoefficient(), enSuccess);
-    const QStringList transcript = wall().transcript();
+    const QStringList transcript = wall().journal().transcript();
     QCOMPARE(transcript.size(), 2);
     QVERIFY2(transcript.at(0).contains(quoted("{'cids': ['']}")), qPrintable(transcript.at(0)));
     QCOMPARE(transcript.at(1), quoted("Correctionop::saveCabinetsCoeffcient('A', {'cids': ['12']})"));
@@ -363,11 +365,11 @@ void CabinetsTest::onlyKeysAndIdsAreAskedOfTheCabinets()
     HostCabinet a("A", "1");
     QList<ICabinet *> list{&a};
     CabinetsV4 group(list);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     for (const Row &each : rows)
         QCOMPARE((group.*each.operation)(), enSuccess);
     QCOMPARE(a.otherCalls, 0);
-    QCOMPARE(wall().transcript().size(), 7);
+    QCOMPARE(wall().journal().transcript().size(), 7);
 }
 
 void CabinetsTest::theGroupCopiesTheList()
@@ -379,9 +381,10 @@ void CabinetsTest::theGroupCopiesTheList()
     QCOMPARE(list, QList<ICabinet *>{&a});
     list.append(&b);
     list.append(nullptr);
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(group.saveModuleCoefficient(), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(quoted("Correctionop::saveCabinetsModuleCoefficient('A', {'cids': ['1']})")));
+    QCOMPARE(wall().journal().transcript(),
+             QStringList(quoted("Correctionop::saveCabinetsModuleCoefficient('A', {'cids': ['1']})")));
 }
 
 void CabinetsTest::theGroupOwnsNoCabinet()
@@ -394,7 +397,7 @@ void CabinetsTest::theGroupOwnsNoCabinet()
     }
     QCOMPARE(cabinet.getID(), QStringLiteral("12"));
     QCOMPARE(contentOf(*info), contentOf(*description()));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetsTest::aGroupIsReleasedThroughItsPointer()
@@ -404,10 +407,10 @@ void CabinetsTest::aGroupIsReleasedThroughItsPointer()
     QList<ICabinet *> list{&a, &a, &a};
     CabinetsPtr group(new CabinetsV4(list));
     list.clear();
-    wall().on(QString()).answer(Map());
+    wall().scripts().on(QString()).answer(Map());
     QCOMPARE(group->showModuleCoefficient(), enSuccess);
     group.reset();
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(quoted("Correctionop::showCabinetsModuleCoefficient('A', {'cids': ['1', '1', '1']})")));
 }
 
@@ -428,7 +431,7 @@ void CabinetsTest::theEmptyOperationsSucceed()
         QCOMPARE(group.setMutiCabinetSolid(), enSuccess);
     }
     QCOMPARE(a.otherCalls, 0);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void CabinetsTest::storesChangeOnTheDevice()
@@ -438,27 +441,27 @@ void CabinetsTest::storesChangeOnTheDevice()
     wall().setDevices({Simulator::gridDevice(key, QPoint(0, 0), 1, 1, QSize(1, 1), 12)});
     const QVector<quint16> values{1, 2, 3, 4, 5, 6, 7, 8, 9};
     const QVector<quint16> zeros(9, 0);
-    QVERIFY(wall().setChroma(key, id, values));
+    QVERIFY(wall().state().setChroma(key, id, values));
     CabinetV4 cabinet(description().release());
     QList<ICabinet *> list{&cabinet};
     CabinetsV4 group(list);
 
     QCOMPARE(group.saveUserCoefficient(), enSuccess);
-    QCOMPARE(wall().chroma(key, id, Simulator::Store::User), values);
+    QCOMPARE(wall().state().chroma(key, id, Simulator::Store::User), values);
     QCOMPARE(group.saveFactoryCoefficient(), enSuccess);
-    QCOMPARE(wall().chroma(key, id, Simulator::Store::Factory), values);
+    QCOMPARE(wall().state().chroma(key, id, Simulator::Store::Factory), values);
     QCOMPARE(group.saveModuleCoefficient(), enSuccess);
-    QCOMPARE(wall().chroma(key, id, Simulator::Store::Module), values);
+    QCOMPARE(wall().state().chroma(key, id, Simulator::Store::Module), values);
     QCOMPARE(group.clearUserCoefficient(), enSuccess);
-    QCOMPARE(wall().chroma(key, id, Simulator::Store::User), zeros);
+    QCOMPARE(wall().state().chroma(key, id, Simulator::Store::User), zeros);
     QCOMPARE(group.showFactoryCoefficient(), enSuccess);
-    QCOMPARE(wall().shown(key, id), Simulator::Store::Factory);
-    QCOMPARE(wall().chroma(key, id), values);
+    QCOMPARE(wall().state().shown(key, id), Simulator::Store::Factory);
+    QCOMPARE(wall().state().chroma(key, id), values);
     QCOMPARE(group.showModuleCoefficient(), enSuccess);
-    QCOMPARE(wall().shown(key, id), Simulator::Store::Module);
+    QCOMPARE(wall().state().shown(key, id), Simulator::Store::Module);
     QCOMPARE(group.showUserCoefficient(), enSuccess);
-    QCOMPARE(wall().chroma(key, id), zeros);
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().state().chroma(key, id), zeros);
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(CabinetsTest)

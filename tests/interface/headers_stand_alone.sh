@@ -31,10 +31,11 @@ for header in service/*.h; do
     headers+=(". $header")
 done
 [[ ${#headers[@]} -ge $((before + 5)) ]] || fail "headers missing in $PWD/service"
-for name in Call Script SimulatorGlobal VirtualWall WallDescription; do
-    [[ -f simulator/$name.h ]] || fail "no header $PWD/simulator/$name.h"
-    headers+=(". simulator/$name.h")
+before=${#headers[@]}
+for header in simulator/*.h; do
+    headers+=(". $header")
 done
+[[ ${#headers[@]} -ge $((before + 5)) ]] || fail "headers missing in $PWD/simulator"
 headers+=("include QtPromise")
 
 compile() {

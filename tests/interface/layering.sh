@@ -29,7 +29,8 @@ services="CabinetInfoOperator Correctionop HWInfo HttpProxy Promise ScreenInfo S
 
 # The sources of a folder, subfolders included, one a line.
 sources_of() {
-    find "$1/" -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.inl' -o -name '*.cpp' -o -name 'QtPromise' \) | sort
+    # shellcheck disable=SC2086 # words
+    find "$1/" ${folder_alone:-} -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.inl' -o -name '*.cpp' -o -name 'QtPromise' \) | sort
 }
 
 compare() { # compare FOLDER NAMES: the headers of a folder are exactly these
@@ -80,8 +81,27 @@ may_include() {
 may_include include "$core|$gui|<Correction/[A-Za-z0-9]+\.h>"
 may_include service "$core|<service/[A-Za-z]+\.h>"
 may_include qtpromise "$core"
-# It writes to disk what a device would keep, and syncs it.
-may_include simulator "$core|$gui|<(dirent|fcntl|unistd|sys/file|sys/stat)\.h>|<(adapter|adapter/journal|adapter/json|simulator)/[A-Za-z]+\.h>|\"(description|device|disk|faults|journal|pictures|wall)/[A-Za-z]+\.h\""
+# The simulator's headers for programs, and its rooms from below to above. Only the topmost knows the wall as a whole, and only
+# one of them calls the system, which writes to disk and syncs it.
+rooms=""
+may_include_room() { # may_include_room NAME [FURTHER]: what the rooms before it hold, too
+    rooms="$rooms|$1"
+    may_include "simulator/$1" "$core|$gui|<adapter/((journal|json)/)?[A-Za-z]+\.h>|<simulator/[A-UX-Z][A-Za-z]*\.h>|<simulator/Wall[A-Za-z]*\.h>|\"(${rooms#|})/[A-Za-z]+\.h\"${2:+|$2}"
+}
+folder_alone=-maxdepth\ 1
+may_include simulator "$core|$gui|<(adapter|simulator)/[A-Za-z]+\.h>"
+folder_alone=
+may_include_room files '<(dirent|fcntl|unistd|sys/file|sys/stat)\.h>'
+may_include_room faults
+may_include_room device
+may_include_room description
+may_include_room disk
+may_include_room journal
+may_include_room pictures
+may_include_room wall '<simulator/VirtualWall\.h>'
+for folder in simulator/*/; do
+    [[ "$rooms|walls" =~ \|$(basename "$folder")(\||$) ]] || finding "$folder: a room without a rule"
+done
 # The adapter stands on the service alone: it serves any backend.
 may_include adapter "$core|<unistd\.h>|<service/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.(h|def)>"
 # Tools link it without the adapter.

@@ -36,13 +36,18 @@ plant cabinet/DeviceCall.cpp '#include <hwy/highway.h>' 'cabinet/ must not inclu
 plant cabinet/CabinetsV4.cpp '#include "../tools/x.h"' 'cabinet/ must not include "../tools/x.h"'
 plant screen/Drawing.cpp '#include <simulator/VirtualWall.h>' 'screen/ must not include <simulator/VirtualWall.h>'
 plant screen/ScreenV4.cpp '#include "VirtualWall.h"' '"VirtualWall.h" is no neighbour'
-plant simulator/wall/Wall.cpp '#include <service/HWInfo.h>' 'simulator/ must not include <service/HWInfo.h>'
+plant simulator/wall/Wall.cpp '#include <service/HWInfo.h>' 'simulator/wall/ must not include <service/HWInfo.h>'
+plant simulator/device/Acts.cpp '#include "wall/Wall.h"' 'simulator/device/ must not include "wall/Wall.h"'
+plant simulator/faults/Rules.cpp '#include "device/Acts.h"' 'simulator/faults/ must not include "device/Acts.h"'
+plant simulator/json/Describe.cpp '#include <unistd.h>' 'simulator/json/ must not include <unistd.h>'
+plant simulator/pictures/Canvas.cpp '#include <simulator/VirtualWall.h>' \
+    'simulator/pictures/ must not include <simulator/VirtualWall.h>'
 plant adapter/DeviceBackend.cpp '#include <simulator/VirtualWall.h>' 'adapter/ must not include <simulator/VirtualWall.h>'
 plant adapter/Operations.cpp '#include <Correction/Enumerations.h>' 'adapter/ must not include <Correction/Enumerations.h>'
 plant tools/service-check/Check.cpp '#include <Correction/ScreenManager.h>' \
     'tools/service-check/ must not include <Correction/ScreenManager.h>'
-plant simulator/wall/Wall.cpp '#include "model/Grid.h"' 'simulator/ must not include "model/Grid.h"'
-plant simulator/VirtualWall.cpp '#include <Correction/Global.h>' 'simulator/ must not include <Correction/Global.h>'
+plant simulator/wall/Wall.cpp '#include "model/Grid.h"' 'simulator/wall/ must not include "model/Grid.h"'
+plant simulator/VirtualWall.h '#include <Correction/Global.h>' 'simulator/ must not include <Correction/Global.h>'
 plant model/Codec.cpp 'int a; // NOLINT' 'NOLINT without check and reason'
 plant model/Codec.cpp 'int b; // NOLINT(bugprone-branch-clone)' 'NOLINT without check and reason'
 plant model/Codec.cpp 'int c; // NOLINT(bugprone-branch-clone): each branch has its own reason' ''
@@ -50,6 +55,8 @@ plant model/Codec.cpp '#pragma GCC diagnostic ignored "-Wshadow"' 'suppression w
 plant model/Codec.cpp '#pragma GCC diagnostic pop // back to the strict settings' ''
 plant CMakeLists.txt 'add_compile_options(-Wno-shadow)' 'a warning is switched off without a reason on its line'
 expected[-1]="./${expected[-1]}"
+mkdir simulator/cellar
+expected+=('simulator/cellar/: a room without a rule')
 rm include/Correction/Global.h
 expected+=('include/Correction/Global.h: missing')
 echo '#include <QtCore/QtGlobal>' > include/Correction/Further.h

@@ -434,7 +434,7 @@ void tst_CabinetManager::assignmentDropsTheOldEntriesUnreleased()
 
 void tst_CabinetManager::aGroupHoldsTheCabinetsInTheOrderOfTheIds()
 {
-    m_wall.on(QStringLiteral("Correctionop::saveCabinetsCoeffcient")).answer(QVariantMap());
+    m_wall.scripts().on(QStringLiteral("Correctionop::saveCabinetsCoeffcient")).answer(QVariantMap());
     CabinetManager registry;
     registry.addCabinet(QStringLiteral("1"), new HostCabinet("", enSuccess, "1", "A"));
     registry.addCabinet(QStringLiteral("2"), new HostCabinet("", enSuccess, "2", "B"));
@@ -443,7 +443,7 @@ void tst_CabinetManager::aGroupHoldsTheCabinetsInTheOrderOfTheIds()
         registry.tryGetCabinets({QStringLiteral("3"), QStringLiteral("2"), QStringLiteral("1"), QStringLiteral("3")}));
     QVERIFY(group);
     QCOMPARE(group->saveUserCoefficient(), enSuccess);
-    QCOMPARE(m_wall.transcript(),
+    QCOMPARE(m_wall.journal().transcript(),
              QStringList({QStringLiteral(R"(Correctionop::saveCabinetsCoeffcient("A", {"cids": ["3", "1", "3"]}))"),
                           QStringLiteral(R"(Correctionop::saveCabinetsCoeffcient("B", {"cids": ["2"]}))")}));
     registry.removeCabinets();
@@ -471,7 +471,7 @@ void tst_CabinetManager::anEmptyListGivesAnEmptyGroup()
     const CabinetsPtr group(registry.tryGetCabinets({}));
     QVERIFY(group);
     QCOMPARE(group->clearUserCoefficient(), enSuccess);
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 void tst_CabinetManager::anUnknownIdGivesNoGroup_data()
@@ -515,7 +515,7 @@ void tst_CabinetManager::theMappingHoldsEveryFlag()
     QCOMPARE(mapping,
              (QMap<QString, QString>{
                  {text("0"), text("stays")}, {text("1"), text("one")}, {text("2"), text("two")}, {text("3"), QString()}}));
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
     registry.removeCabinets();
 }
 

@@ -105,8 +105,8 @@ class Timeline
 public:
     explicit Timeline(Simulator::VirtualWall &wall)
     {
-        wall.on(QString()).run(
-            [this](const Simulator::Call &call) { m_lines.append(text("call ") + Simulator::VirtualWall::describe(call)); });
+        wall.scripts().on(QString()).run(
+            [this](const Simulator::Call &call) { m_lines.append(text("call ") + Simulator::CallJournal::describe(call)); });
     }
 
     QStringList take()
@@ -323,7 +323,7 @@ private:
     QStringList debugLines() { return m_log->takeDebug(); }
     void script(const char *operation, const char *deviceKey, const QVariant &reply)
     {
-        m_wall.on(text(operation), text(deviceKey)).answer(reply);
+        m_wall.scripts().on(text(operation), text(deviceKey)).answer(reply);
     }
     /// Puts a device on the wall that answers exactly this.
     void scriptDevice(const char *key, const QVariant &screens, const QVariant &cabinets, const QVariant &flags)
@@ -370,7 +370,7 @@ void tst_Discovery::theInstanceIsMadeOnce()
     QCOMPARE(instance->getNameMapping(), NameMap());
     QVERIFY(!instance->tryGetScreen(QString()));
     QCOMPARE(text(instance->metaObject()->className()), text("Correction::ScreenManager"));
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 void tst_Discovery::releasingMakesRoomForANewInstance()
@@ -446,10 +446,10 @@ void tst_Discovery::aScreenIsFoundById()
 
 void tst_Discovery::initStartsTheDiscovery()
 {
-    QVERIFY(!m_wall.isDiscovering());
+    QVERIFY(!m_wall.state().isDiscovering());
     manager().init();
-    QVERIFY(m_wall.isDiscovering());
-    QCOMPARE(m_wall.transcript(), QStringList{QStringLiteral("HttpProxy::initialize(bool true)")});
+    QVERIFY(m_wall.state().isDiscovering());
+    QCOMPARE(m_wall.journal().transcript(), QStringList{QStringLiteral("HttpProxy::initialize(bool true)")});
     QCOMPARE(debugLines(), QStringList());
 }
 
@@ -531,7 +531,7 @@ void tst_Discovery::notificationsOfAnotherThreadArriveThroughTheEventLoop()
 void tst_Discovery::initSurvivesABrokenService()
 {
     m_wall.addDevice(smallDevice("A", QPoint(), 1));
-    m_wall.on(QStringLiteral("HttpProxy::initialize")).throwException(serviceError());
+    m_wall.scripts().on(QStringLiteral("HttpProxy::initialize")).throwException(serviceError());
     QSignalSpy renamed(&manager(), &ScreenManager::signal_screenNameChanged);
     manager().init();
     QCOMPARE(m_log->takeCritical().size(), 1);
@@ -563,7 +563,7 @@ void tst_Discovery::everyStepFollowsTheOneBefore()
                                   text("debug \n \"1\" cabinet rect x: 100 y: 50 w: 8 h: 4 \n"),
                                   text("debug \n \"2\" cabinet rect x: 108 y: 50 w: 8 h: 4 \n"),
                               }));
-    QCOMPARE(m_wall.notes(), QStringList()); // every reply was passed in empty
+    QCOMPARE(m_wall.journal().notes(), QStringList()); // every reply was passed in empty
 }
 
 void tst_Discovery::aSecondRefreshDropsTheFirstBefore()
@@ -610,8 +610,9 @@ void tst_Discovery::everyDeviceIsAskedInTheOrderOfTheList()
 {
     m_wall.setDevices({smallDevice("C", QPoint(), 1), smallDevice("A", QPoint(), 3), smallDevice("B", QPoint(), 5)});
     QCOMPARE(manager().refreshScreen(), enSuccess);
-    QCOMPARE(m_wall.transcript(), QStringList{listCall} + discoveryCalls("C") + discoveryCalls("A") + discoveryCalls("B"));
-    QCOMPARE(m_wall.notes(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(),
+             QStringList{listCall} + discoveryCalls("C") + discoveryCalls("A") + discoveryCalls("B"));
+    QCOMPARE(m_wall.journal().notes(), QStringList());
     QCOMPARE(m_log->takeCritical(), QStringList({newSubScreenLine("C"), newSubScreenLine("A"), newSubScreenLine("B")}));
 }
 
@@ -660,9 +661,9 @@ void tst_Discovery::theTreeHoldsWhatTheDevicesSay()
         QCOMPARE(registered(id)->getID(), text(id));
 
     // The sub-screen sends to its device what it holds.
-    m_wall.clearCalls();
+    m_wall.journal().clear();
     QCOMPARE(subScreen->saveParameter(enSaveCommonCoefficient), enSuccess);
-    QCOMPARE(m_wall.transcript(),
+    QCOMPARE(m_wall.journal().transcript(),
              QStringList{
                  text(R"(Correctionop::saveCabinetsCoeffcient("A", {"cids": [qlonglong 1, qlonglong 10, qlonglong 2]}))")});
 }
@@ -679,11 +680,11 @@ void tst_Discovery::noDeviceLeavesEverything()
     IScreen *const before = manager().tryGetScreen(QStringLiteral("screen"));
     ICabinet *const cabinet = registered("1");
     m_wall.setDevices({});
-    m_wall.clearCalls();
+    m_wall.journal().clear();
     QCOMPARE(manager().refreshScreen(), enNoDevice);
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("hwList.isEmpty()")});
     QCOMPARE(debugLines(), QStringList{QStringLiteral("start getDeviceList")});
-    QCOMPARE(m_wall.transcript(), QStringList{listCall});
+    QCOMPARE(m_wall.journal().transcript(), QStringList{listCall});
     QCOMPARE(manager().tryGetScreen(QStringLiteral("screen")), before);
     QCOMPARE(registered("1"), cabinet);
     QRect rect;
@@ -696,7 +697,7 @@ void tst_Discovery::aBrokenDiscoveryIsNoDevice()
     m_wall.setDevices({smallDevice("A", QPoint(), 1)});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     m_log->clear();
-    m_wall.on(QStringLiteral("HttpProxy::getDeviceList")).throwException(serviceError());
+    m_wall.scripts().on(QStringLiteral("HttpProxy::getDeviceList")).throwException(serviceError());
     QCOMPARE(manager().refreshScreen(), enNoDevice);
     const QStringList lines = m_log->takeCritical();
     QCOMPARE(lines.size(), 2); // what broke, and what it means
@@ -763,7 +764,7 @@ void tst_Discovery::aDeviceThatFailsIsSkipped()
     Simulator::Device failing = smallDevice("B%1", QPoint(), 3);
     failing.screenId = QStringLiteral("failing");
     m_wall.setDevices({smallDevice("A", QPoint(), 1), failing, smallDevice("C", QPoint(0, 4), 5)});
-    Simulator::Script &failure = m_wall.on(operation, QStringLiteral("B%1"));
+    Simulator::Script &failure = m_wall.scripts().on(operation, QStringLiteral("B%1"));
     if (throws)
         failure.throwException(serviceError());
     else
@@ -771,7 +772,7 @@ void tst_Discovery::aDeviceThatFailsIsSkipped()
                                     ? QVariant(QVariantList{flagged("3", "x")})
                                     : QVariant());
     QCOMPARE(manager().refreshScreen(), enSuccess);
-    QCOMPARE(m_wall.transcript(),
+    QCOMPARE(m_wall.journal().transcript(),
              QStringList{listCall} + discoveryCalls("A") + discoveryCalls("B%1").mid(0, calls) + discoveryCalls("C"));
 
     QStringList criticalLines = m_log->takeCritical();
@@ -802,7 +803,7 @@ void tst_Discovery::allDevicesMayFail()
     m_wall.setDevices({smallDevice("A", QPoint(), 1), smallDevice("B", QPoint(), 3)});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     m_log->clear();
-    m_wall.on(QStringLiteral("ScreenInfo::getScreens")).answerFalse();
+    m_wall.scripts().on(QStringLiteral("ScreenInfo::getScreens")).answerFalse();
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(),
              QStringList({QStringLiteral("getScreens error \"A\""), QStringLiteral("getScreens error \"B\"")}));
@@ -812,19 +813,22 @@ void tst_Discovery::allDevicesMayFail()
 
 void tst_Discovery::theFlagsStepAnswersThree()
 {
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabAllFlags")).answerFalseWith(QVariantList{flagged("1", "x")});
+    m_wall.scripts()
+        .on(QStringLiteral("CabinetInfoOperator::getCabAllFlags"))
+        .answerFalseWith(QVariantList{flagged("1", "x")});
     CabinetInfo kept;
     const CabinetInfos before{{QStringLiteral("kept"), &kept}};
     CabinetInfos infos = before;
     QCOMPARE(Reach::cabinetInfos(manager(), QStringLiteral("A"), infos), enInvalidParameter);
     QCOMPARE(infos, before);
     QCOMPARE(debugLines(), QStringList{QStringLiteral("getCurruntDeviceCabinetInfos error \"A\"")});
-    QCOMPARE(m_wall.transcript(), QStringList{discoveryCalls("A").last()});
+    QCOMPARE(m_wall.journal().transcript(), QStringList{discoveryCalls("A").last()});
 }
 
 void tst_Discovery::theFlagsStepMakesTheRecords()
 {
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabAllFlags"))
+    m_wall.scripts()
+        .on(QStringLiteral("CabinetInfoOperator::getCabAllFlags"))
         .answer(QVariantList{flagged("2", "two"), flagged("1", "one"), flagged("2", "two again")});
     CabinetInfo kept;
     CabinetInfos infos{{QStringLiteral("kept"), &kept}};
@@ -883,7 +887,7 @@ void tst_Discovery::theNameComesFromTheScreenOrTheDevice()
     else
         reply.remove(QStringLiteral("expendInfo.isAllowSingleDev"));
     scriptDevice("A", reply, QVariantList(), QVariantList());
-    Simulator::Script &information = m_wall.on(QStringLiteral("HWInfo::getHWInfo"));
+    Simulator::Script &information = m_wall.scripts().on(QStringLiteral("HWInfo::getHWInfo"));
     if (answers)
         information.answer(hardware);
     else
@@ -914,11 +918,12 @@ void tst_Discovery::devicesWithOneScreenIdShareTheScreen()
         QCOMPARE(subScreen->tryGetRect(rect), enSuccess);
         QCOMPARE(rect, entry.value());
     }
-    m_wall.clearCalls();
+    m_wall.journal().clear();
     QCOMPARE(shared->setBrightness(7), enSuccess);
-    QCOMPARE(m_wall.transcript(), QStringList({text(R"(ScreenInfo::setBrightness("A", "255", {"brightness": int 7}))"),
-                                               text(R"(ScreenInfo::setBrightness("B", "255", {"brightness": int 7}))"),
-                                               text(R"(ScreenInfo::setBrightness("C", "255", {"brightness": int 7}))")}));
+    QCOMPARE(m_wall.journal().transcript(),
+             QStringList({text(R"(ScreenInfo::setBrightness("A", "255", {"brightness": int 7}))"),
+                          text(R"(ScreenInfo::setBrightness("B", "255", {"brightness": int 7}))"),
+                          text(R"(ScreenInfo::setBrightness("C", "255", {"brightness": int 7}))")}));
 }
 
 void tst_Discovery::aDeviceWithoutScreenIdHasTheEmptyOne()
@@ -939,10 +944,10 @@ void tst_Discovery::aDeviceListedTwiceIsHarmless()
     m_wall.setDevices({smallDevice("A", QPoint(100, 50), 1)});
     const QVariantMap entry{{QStringLiteral("key"), QStringLiteral("A")},
                             {QStringLiteral("label"), QStringLiteral("again")}};
-    m_wall.on(QStringLiteral("HttpProxy::getDeviceList")).answer(QVariantList{entry, entry});
+    m_wall.scripts().on(QStringLiteral("HttpProxy::getDeviceList")).answer(QVariantList{entry, entry});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")}); // the second time it is there
-    QCOMPARE(m_wall.transcript(), QStringList{listCall} + discoveryCalls("A") + discoveryCalls("A"));
+    QCOMPARE(m_wall.journal().transcript(), QStringList{listCall} + discoveryCalls("A") + discoveryCalls("A"));
     QCOMPARE(cabinetDevices(), (NameMap{{text("1"), text("A")}, {text("2"), text("A")}}));
     QCOMPARE(rectOf("2"), QRect(108, 50, 8, 4));
     QVERIFY(debugLines().contains(text(R"( deviceInfo.deviceKey :  "again" cabinet:   "1-1")")));
@@ -982,7 +987,7 @@ void tst_Discovery::aPlacementThatNoDeviceListsEndsTheRefresh()
         QVariantList{flagged("3", "three"), flagged("4", "four"), flagged("5", "five")});
     m_wall.addDevice(smallDevice("C", QPoint(), 6));
     QCOMPARE(manager().refreshScreen(), enCabinetNotFound);
-    QCOMPARE(m_wall.transcript(), QStringList{listCall} + discoveryCalls("A") + discoveryCalls("B"));
+    QCOMPARE(m_wall.journal().transcript(), QStringList{listCall} + discoveryCalls("A") + discoveryCalls("B"));
     QCOMPARE(m_log->takeCritical(),
              QStringList({newSubScreenLine("A"), newSubScreenLine("B"),
                           QStringLiteral(" deviceInfo.deviceKey :  \"Device B\" screenInfo:   \"%1\"").arg(shown)}));
@@ -1003,7 +1008,8 @@ void tst_Discovery::aPlacementThatNoDeviceListsEndsTheRefresh()
 void tst_Discovery::theRefreshAfterAnAbortedOneIsComplete()
 {
     m_wall.setDevices({smallDevice("A", QPoint(), 1), smallDevice("B", QPoint(0, 4), 3)});
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getAllCabinetsInfo"), QStringLiteral("A"))
+    m_wall.scripts()
+        .on(QStringLiteral("CabinetInfoOperator::getAllCabinetsInfo"), QStringLiteral("A"))
         .answer(QVariantList())
         .times(1);
     QCOMPARE(manager().refreshScreen(), enCabinetNotFound);
@@ -1067,12 +1073,12 @@ void tst_Discovery::placementsDoNotOutliveTheRefresh()
     m_wall.setDevices({smallDevice("A", QPoint(), 1)});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     m_log->clear();
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getAllCabinetsInfo")).answer(QVariantList{listed("1", "1")});
+    m_wall.scripts().on(QStringLiteral("CabinetInfoOperator::getAllCabinetsInfo")).answer(QVariantList{listed("1", "1")});
     QCOMPARE(manager().refreshScreen(), enCabinetNotFound);
     QCOMPARE(m_log->takeCritical().last(), text(R"( deviceInfo.deviceKey :  "Device A" screenInfo:   "2-1")"));
 
-    m_wall.clearScripts();
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabAllFlags")).answer(QVariantList());
+    m_wall.scripts().clear();
+    m_wall.scripts().on(QStringLiteral("CabinetInfoOperator::getCabAllFlags")).answer(QVariantList());
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")});
     QCOMPARE(cabinetDevices(), NameMap()); // nor do records
@@ -1121,9 +1127,9 @@ void tst_Discovery::anIdOfTwoDevicesBelongsToTheFirst()
     QRect rect;
     QCOMPARE(manager().tryGetScreen(text("other"))->tryGetRect(rect), enSuccess);
     QCOMPARE(rect, QRect(0, 0, 16, 4));
-    m_wall.clearCalls();
+    m_wall.journal().clear();
     QCOMPARE(manager().tryGetScreen(text("other"))->saveParameter(enSaveCommonCoefficient), enSuccess);
-    QCOMPARE(m_wall.transcript(),
+    QCOMPARE(m_wall.journal().transcript(),
              QStringList{text(R"(Correctionop::saveCabinetsCoeffcient("B", {"cids": [qlonglong 1, qlonglong 2]}))")});
 }
 
@@ -1277,7 +1283,7 @@ void tst_Discovery::manyRefreshesStayAtTheSameMemory()
         QCOMPARE(manager().tryGetScreen(text("screen"))->tryGetRect(rect), enSuccess);
         QCOMPARE(rect, QRect(0, 0, 16, 8));
         QCOMPARE(registered("4")->getCabAllFlags().size(), 4);
-        m_wall.clearCalls();
+        m_wall.journal().clear();
         m_log->clear();
         if (i == 2)
             settled = objects;
@@ -1317,7 +1323,7 @@ void tst_Discovery::theRefreshSurvivesExhaustion()
     m_wall.setDevices({smallDevice("A", QPoint(), 1), smallDevice("B", QPoint(0, 4), 1)});
     const auto refreshed = [this] {
         const EnumErrorCode code = manager().refreshScreen();
-        m_wall.clearCalls();
+        m_wall.journal().clear();
         m_log->clear();
         return code;
     };
@@ -1336,7 +1342,7 @@ void tst_Discovery::theRefreshSurvivesExhaustion()
             failed = true;
         }
         allocationsLeft = -1;
-        m_wall.clearCalls();
+        m_wall.journal().clear();
         m_log->clear();
         manager().getNameMapping(); // what is there can be used
         cabinetDevices();
@@ -1353,7 +1359,8 @@ void tst_Discovery::exhaustionInTheServicePassesThrough()
                                  text("CabinetInfoOperator::getAllCabinetsInfo"),
                                  text("CabinetInfoOperator::getCabAllFlags")};
     for (const QString &operation : operations) {
-        m_wall.on(operation, operation == operations.first() ? QString() : text("B"))
+        m_wall.scripts()
+            .on(operation, operation == operations.first() ? QString() : text("B"))
             .throwException(std::make_exception_ptr(std::bad_alloc()))
             .times(1);
         QVERIFY_EXCEPTION_THROWN(manager().refreshScreen(), std::bad_alloc);
@@ -1440,7 +1447,7 @@ void tst_Discovery::aReplyMayLackAnything()
     NameMap found;
     QVERIFY(CabinetManager::getInstance()->getMapping(found));
     QCOMPARE(found, registered);
-    QCOMPARE(m_wall.transcript(), QStringList{listCall} + discoveryCalls("A"));
+    QCOMPARE(m_wall.journal().transcript(), QStringList{listCall} + discoveryCalls("A"));
     QCOMPARE(manager().getNameMapping().size(), 1);
 }
 

@@ -190,14 +190,14 @@ void tst_ScreenLifetimes::aWriteThatMemoryCutShortStartsNothingLater()
         [&](bool thrown) {
             exceptions += thrown;
             grid.reset();
-            callsBefore = wall().calls().size();
-            wall().clearCalls();
+            callsBefore = wall().journal().calls().size();
+            wall().journal().clear();
             for (int turn = 0; turn < 20; ++turn) {
                 QCoreApplication::sendPostedEvents();
                 QCoreApplication::processEvents();
             }
-            startedLater += wall().transcript();
-            wall().clearCalls();
+            startedLater += wall().journal().transcript();
+            wall().journal().clear();
             m_log->clear();
             grid = newGrid();
         });
@@ -241,7 +241,7 @@ void tst_ScreenLifetimes::aRefreshInsideARefreshLeavesTheRecordsOfTheOuterOne()
     wall().setDevices({Simulator::gridDevice(a, QPoint(0, 0), 2, 1, QSize(8, 4), 1),
                        Simulator::gridDevice(b, QPoint(0, 4), 2, 1, QSize(8, 4), 3)});
     // The second device's layout moves the first device's first cabinet.
-    wall().on(QStringLiteral("ScreenInfo::getScreens"), b).editReply([](QVariant &reply) {
+    wall().scripts().on(QStringLiteral("ScreenInfo::getScreens"), b).editReply([](QVariant &reply) {
         QVariantMap screen = reply.toMap();
         QVariantList subScreens = screen.value(QStringLiteral("subScreens")).toList();
         QVariantMap subScreen = subScreens.at(0).toMap();
@@ -260,7 +260,7 @@ void tst_ScreenLifetimes::aRefreshInsideARefreshLeavesTheRecordsOfTheOuterOne()
     // The host refreshes while the second device is asked, when the first device's records are there already.
     int inner = 0;
     EnumErrorCode innerCode = enTimeout;
-    wall().on(QStringLiteral("CabinetInfoOperator::getCabAllFlags"), b).run([&](const Simulator::Call &) {
+    wall().scripts().on(QStringLiteral("CabinetInfoOperator::getCabAllFlags"), b).run([&](const Simulator::Call &) {
         if (inner++ == 0)
             innerCode = ScreenManager::getInstance()->refreshScreen();
     });

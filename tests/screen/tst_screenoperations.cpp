@@ -1202,7 +1202,7 @@ void tst_ScreenOperations::wholeSubScreensAreReadBack()
     wall().setDevices(devices);
     for (int i = 0; i < cabinets.size(); ++i) {
         const CabinetInfo &record = *m_records[static_cast<std::size_t>(i)];
-        QVERIFY(wall().setChroma(record.deviceKey, record.id, cut(cabinets[i])));
+        QVERIFY(wall().state().setChroma(record.deviceKey, record.id, cut(cabinets[i])));
     }
 
     QRect rect;
@@ -1216,7 +1216,7 @@ void tst_ScreenOperations::wholeSubScreensAreReadBack()
         QCOMPARE(m_screen->tryGetCoefficients(frame, part), enSuccess);
         QCOMPARE(part.getCoefficient(), cut(frame));
     }
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_ScreenOperations::aPartAwayFromItsSubScreensCornerDoesNotFit()
@@ -1256,22 +1256,22 @@ void tst_ScreenOperations::namesAreAskedOfEveryDevice()
     QMap<QString, QString> names{{QStringLiteral("mine"), QStringLiteral("stays")}};
     QCOMPARE(m_screen->getSubScreenNames(names), enSuccess);
     QCOMPARE(names, (QMap<QString, QString>{{QStringLiteral("mine"), QStringLiteral("stays")}}));
-    QCOMPARE(wall().transcript(), QStringList({QStringLiteral("HWInfo::getHWInfo(\"A\", bool false)"),
-                                               QStringLiteral("HWInfo::getHWInfo(\"B\", bool false)")}));
+    QCOMPARE(wall().journal().transcript(), QStringList({QStringLiteral("HWInfo::getHWInfo(\"A\", bool false)"),
+                                                         QStringLiteral("HWInfo::getHWInfo(\"B\", bool false)")}));
     QCOMPARE(m_journal, QStringList());
     QCOMPARE(ScreenV4().getSubScreenNames(names), enSuccess);
 }
 
 void tst_ScreenOperations::aDeviceWithoutHardwareInformationEndsTheNames()
 {
-    wall().on(QStringLiteral("HWInfo::getHWInfo")).answer(QVariantMap()); // no name: read as empty
-    wall().on(QStringLiteral("HWInfo::getHWInfo"), QStringLiteral("B")).answerFalse();
+    wall().scripts().on(QStringLiteral("HWInfo::getHWInfo")).answer(QVariantMap()); // no name: read as empty
+    wall().scripts().on(QStringLiteral("HWInfo::getHWInfo"), QStringLiteral("B")).answerFalse();
     for (const char *key : {"A", "B", "C"})
         add(QString::fromLatin1(key));
     QCOMPARE(m_screen->getSubScreenNames({}), enInvalidParameter);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("getHWInfo error")));
-    QCOMPARE(wall().transcript(), QStringList({QStringLiteral("HWInfo::getHWInfo(\"A\", bool false)"),
-                                               QStringLiteral("HWInfo::getHWInfo(\"B\", bool false)")}));
+    QCOMPARE(wall().journal().transcript(), QStringList({QStringLiteral("HWInfo::getHWInfo(\"A\", bool false)"),
+                                                         QStringLiteral("HWInfo::getHWInfo(\"B\", bool false)")}));
 }
 
 void tst_ScreenOperations::theCheckerboardFeatureNeedsEverySubScreen_data()

@@ -173,9 +173,9 @@ private:
 void tst_ScreenWrite::initTestCase()
 {
     QObject::connect(&m_rescue, &QTimer::timeout, this, [] {
-        const QStringList pending = wall().pendingUploadDevices();
+        const QStringList pending = wall().uploads().pendingDevices();
         for (const QString &key : pending)
-            wall().settle(key, false);
+            wall().uploads().settle(key, false);
     });
 }
 
@@ -268,14 +268,14 @@ void tst_ScreenWrite::allDevicesStartBeforeTheFirstIsSettled()
     else if (order == QLatin1String("shuffled"))
         std::shuffle(settling.begin(), settling.end(), std::mt19937(static_cast<unsigned>(count)));
     const auto accepts = [=](int device) { return allAccept || device % 3 == 0; };
-    const auto settle = [=](int device) { wall().settle(keyOf(device), accepts(device)); };
+    const auto settle = [=](int device) { wall().uploads().settle(keyOf(device), accepts(device)); };
 
     // Only when the last device has been asked is anything settled at all.
-    wall().on(upload).settleLater();
+    wall().scripts().on(upload).settleLater();
     std::vector<std::thread> threads;
     QStringList pendingBefore;
-    wall().on(upload, keyOf(count - 1)).settleLater().run([&](const Simulator::Call &) {
-        pendingBefore = wall().pendingUploadDevices();
+    wall().scripts().on(upload, keyOf(count - 1)).settleLater().run([&](const Simulator::Call &) {
+        pendingBefore = wall().uploads().pendingDevices();
         later([&] {
             if (from == QLatin1String("one event")) {
                 for (const int device : qAsConst(settling))
@@ -312,12 +312,12 @@ void tst_ScreenWrite::allDevicesStartBeforeTheFirstIsSettled()
         lines.append(uploadLine(i));
         if (!accepts(i))
             failures.append(QStringLiteral("call uploadCoefficientAsync() timeout. device:%1").arg(keyOf(i)));
-        QCOMPARE(wall().chroma(keyOf(i), QString::number(i + 1)), accepts(i) ? valuesOf(i) : Values(18, 0));
+        QCOMPARE(wall().state().chroma(keyOf(i), QString::number(i + 1)), accepts(i) ? valuesOf(i) : Values(18, 0));
     }
     QCOMPARE(pendingBefore, before);
-    QCOMPARE(wall().transcript(), lines); // started in key order
-    QCOMPARE(wall().notes(), QStringList());
-    QCOMPARE(wall().pendingUploads(), 0);
+    QCOMPARE(wall().journal().transcript(), lines); // started in key order
+    QCOMPARE(wall().journal().notes(), QStringList());
+    QCOMPARE(wall().uploads().pending(), 0);
     QCOMPARE(sorted(m_log->takeCritical()), failures);
 }
 
@@ -331,7 +331,7 @@ void tst_ScreenWrite::blocksAreMadeWhileTheUploadsBeforeThemArePending()
 
         ICoefficient *tryGetPart(const QRect &rect) override
         {
-            pending.append(wall().pendingUploads());
+            pending.append(wall().uploads().pending());
             return Coefficient::tryGetPart(rect);
         }
 
@@ -340,11 +340,11 @@ void tst_ScreenWrite::blocksAreMadeWhileTheUploadsBeforeThemArePending()
 
     constexpr int count = 5;
     makeWall(count);
-    wall().on(upload).settleLater();
-    wall().on(upload, keyOf(count - 1)).settleLater().run([&](const Simulator::Call &) {
+    wall().scripts().on(upload).settleLater();
+    wall().scripts().on(upload, keyOf(count - 1)).settleLater().run([&](const Simulator::Call &) {
         later([] {
             for (int i = 0; i < count; ++i)
-                wall().settle(keyOf(i), true);
+                wall().uploads().settle(keyOf(i), true);
         });
     });
     WatchedGrid grid(m_grid);
@@ -356,10 +356,10 @@ void tst_ScreenWrite::everyDeviceGetsItsOwnBlock()
 {
     makeWall(3);
     QCOMPARE(write(), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList({uploadLine(0), uploadLine(1), uploadLine(2)}));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList({uploadLine(0), uploadLine(1), uploadLine(2)}));
+    QCOMPARE(wall().journal().notes(), QStringList());
     for (int i = 0; i < 3; ++i)
-        QCOMPARE(wall().chroma(keyOf(i), QString::number(i + 1)), valuesOf(i));
+        QCOMPARE(wall().state().chroma(keyOf(i), QString::number(i + 1)), valuesOf(i));
 }
 
 void tst_ScreenWrite::devicesThatAreNotMetGetNothing()
@@ -369,10 +369,10 @@ void tst_ScreenWrite::devicesThatAreNotMetGetNothing()
     Values values = valuesOf(1);
     QCOMPARE(grid.setCoefficient(values), enSuccess);
     QCOMPARE(m_screen->setCoefficients(QRect(2, 0, 2, 1), grid), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(uploadLine(1)));
+    QCOMPARE(wall().journal().transcript(), QStringList(uploadLine(1)));
     // Unlike a read, a write may leave the screen.
     QCOMPARE(m_screen->setCoefficients(QRect(100, 0, 2, 1), grid), enSuccess);
-    QCOMPARE(wall().calls().size(), 1);
+    QCOMPARE(wall().journal().calls().size(), 1);
 }
 
 void tst_ScreenWrite::codesAreCombinedBitByBit_data()
@@ -440,37 +440,37 @@ void tst_ScreenWrite::rejectedUploadsAreFiveForTheirDevice()
     makeWall(3);
     QVERIFY(m_screen->addSubScreen(QStringLiteral("Z"), answering(other)));
     for (const int device : qAsConst(rejected))
-        wall().on(upload, keyOf(device)).reject();
+        wall().scripts().on(upload, keyOf(device)).reject();
     QCOMPARE(int(write()), result);
     QStringList failures;
     for (int i = 0; i < 3; ++i) {
         const bool accepted = !rejected.contains(i);
         if (!accepted)
             failures.append(QStringLiteral("call uploadCoefficientAsync() timeout. device:%1").arg(keyOf(i)));
-        QCOMPARE(wall().chroma(keyOf(i), QString::number(i + 1)), accepted ? valuesOf(i) : Values(18, 0));
+        QCOMPARE(wall().state().chroma(keyOf(i), QString::number(i + 1)), accepted ? valuesOf(i) : Values(18, 0));
     }
     QCOMPARE(sorted(m_log->takeCritical()), failures);
-    QCOMPARE(wall().transcript(), QStringList({uploadLine(0), uploadLine(1), uploadLine(2)}));
+    QCOMPARE(wall().journal().transcript(), QStringList({uploadLine(0), uploadLine(1), uploadLine(2)}));
 }
 
 void tst_ScreenWrite::uploadsRejectedLaterAreFiveForTheirDevice()
 {
     makeWall(3);
-    wall().on(upload).settleLater();
-    wall().on(upload, keyOf(2)).settleLater().run([&](const Simulator::Call &) {
+    wall().scripts().on(upload).settleLater();
+    wall().scripts().on(upload, keyOf(2)).settleLater().run([&](const Simulator::Call &) {
         later([&] {
-            QVERIFY(wall().rejectPending(keyOf(1)));
+            QVERIFY(wall().uploads().reject(keyOf(1)));
             later([&] {
-                QVERIFY(wall().settle(keyOf(2), true));
-                QVERIFY(wall().settle(keyOf(0), true));
+                QVERIFY(wall().uploads().settle(keyOf(2), true));
+                QVERIFY(wall().uploads().settle(keyOf(0), true));
             });
         });
     });
     QCOMPARE(write(), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call uploadCoefficientAsync() timeout. device:D01")));
-    QCOMPARE(wall().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
-    QCOMPARE(wall().chroma(keyOf(1), QStringLiteral("2")), Values(18, 0));
-    QCOMPARE(wall().chroma(keyOf(2), QStringLiteral("3")), valuesOf(2));
+    QCOMPARE(wall().state().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
+    QCOMPARE(wall().state().chroma(keyOf(1), QStringLiteral("2")), Values(18, 0));
+    QCOMPARE(wall().state().chroma(keyOf(2), QStringLiteral("3")), valuesOf(2));
 }
 
 void tst_ScreenWrite::aRejectedWriteIsFiveAndTheOthersAreWaitedFor_data()
@@ -539,7 +539,7 @@ void tst_ScreenWrite::aNullSubScreenContactsNoDevice()
     makeWall(2);
     QVERIFY(m_screen->addSubScreen(key, nullptr));
     QCOMPARE(write(), enInvalidParameter);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Object Subscreen is Empty. SubScreen key: ") + key));
     QStringList keys{keyOf(0), keyOf(1)};
     keys.insert(place, key);
@@ -548,7 +548,7 @@ void tst_ScreenWrite::aNullSubScreenContactsNoDevice()
     // Without it the screen is as good as new.
     QVERIFY(m_screen->removeSubScreen(key));
     QCOMPARE(write(), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList({uploadLine(0), uploadLine(1)}));
+    QCOMPARE(wall().journal().transcript(), QStringList({uploadLine(0), uploadLine(1)}));
 }
 
 void tst_ScreenWrite::writesThatSettleLaterAreWaitedFor_data()
@@ -581,13 +581,13 @@ void tst_ScreenWrite::writesThatSettleLaterAreWaitedFor()
 void tst_ScreenWrite::theEventLoopRunsMeanwhile()
 {
     makeWall(2);
-    wall().on(upload).settleLater();
+    wall().scripts().on(upload).settleLater();
     // Ticks count only while both are pending; the tenth settles them.
     int ticks = 0;
     std::function<void()> tick = [&] {
-        if (wall().pendingUploads() == 2 && ++ticks == 10) {
-            QVERIFY(wall().settle(keyOf(0), true));
-            QVERIFY(wall().settle(keyOf(1), true));
+        if (wall().uploads().pending() == 2 && ++ticks == 10) {
+            QVERIFY(wall().uploads().settle(keyOf(0), true));
+            QVERIFY(wall().uploads().settle(keyOf(1), true));
         } else {
             later(tick);
         }
@@ -600,15 +600,15 @@ void tst_ScreenWrite::theEventLoopRunsMeanwhile()
 void tst_ScreenWrite::otherOperationsMayRunMeanwhile()
 {
     makeWall(2);
-    wall().on(upload).settleLater();
+    wall().scripts().on(upload).settleLater();
     Coefficient read(2, 1);
     int codes[3] = {-1, -1, -1};
-    wall().on(upload, keyOf(1)).settleLater().run([&](const Simulator::Call &) {
+    wall().scripts().on(upload, keyOf(1)).settleLater().run([&](const Simulator::Call &) {
         later([&] {
             codes[0] = m_screen->setBrightness(77);
             codes[1] = m_screen->tryGetCoefficients(QRect(0, 0, 2, 1), read);
-            wall().settle(keyOf(1), true);
-            wall().settle(keyOf(0), true);
+            wall().uploads().settle(keyOf(1), true);
+            wall().uploads().settle(keyOf(0), true);
             codes[2] = m_screen->setBrightness(78);
         });
     });
@@ -617,38 +617,38 @@ void tst_ScreenWrite::otherOperationsMayRunMeanwhile()
         QCOMPARE(code, 0);
     QCOMPARE(read.getCoefficient(), Values(18, 0)); // nothing was written yet
     const QString brightness = QStringLiteral("ScreenInfo::setBrightness(\"%1\", \"255\", {\"brightness\": int %2})");
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList({uploadLine(0), uploadLine(1), brightness.arg(keyOf(0)).arg(77), brightness.arg(keyOf(1)).arg(77),
                           QStringLiteral("Correctionop::loadCoefficient(\"D00\", \"1\")"), brightness.arg(keyOf(0)).arg(78),
                           brightness.arg(keyOf(1)).arg(78)}));
-    QCOMPARE(wall().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
-    QCOMPARE(wall().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
+    QCOMPARE(wall().state().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
+    QCOMPARE(wall().state().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
 }
 
 void tst_ScreenWrite::writesMayBeNested()
 {
     makeWall(2);
     // The first write's uploads stay pending until a second one, from the event loop, is through.
-    wall().on(upload).times(2).settleLater();
+    wall().scripts().on(upload).times(2).settleLater();
     int inner = -1;
-    wall().on(upload, keyOf(1)).times(1).settleLater().run([&](const Simulator::Call &) {
+    wall().scripts().on(upload, keyOf(1)).times(1).settleLater().run([&](const Simulator::Call &) {
         later([&] {
             Coefficient grid(4, 1);
             Values values = numbered(36, 1000);
             QCOMPARE(grid.setCoefficient(values), enSuccess);
-            wall().on(upload, keyOf(0)).resolveWith(false);
-            wall().on(upload, keyOf(1)).resolveWith(true);
+            wall().scripts().on(upload, keyOf(0)).resolveWith(false);
+            wall().scripts().on(upload, keyOf(1)).resolveWith(true);
             inner = m_screen->setCoefficients(m_rect, grid);
-            wall().settle(keyOf(0), true);
-            wall().settle(keyOf(1), true);
+            wall().uploads().settle(keyOf(0), true);
+            wall().uploads().settle(keyOf(1), true);
         });
     });
     QCOMPARE(write(), enSuccess);
     QCOMPARE(inner, 5);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call uploadCoefficientAsync() timeout. device:D00")));
-    QCOMPARE(wall().calls().size(), 4);
-    QCOMPARE(wall().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
-    QCOMPARE(wall().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
+    QCOMPARE(wall().journal().calls().size(), 4);
+    QCOMPARE(wall().state().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
+    QCOMPARE(wall().state().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
 }
 
 void tst_ScreenWrite::theLinesComeInOrder()
@@ -682,39 +682,39 @@ void tst_ScreenWrite::anUnknownKindIsSeven()
     makeWall(2);
     OddGrid grid;
     QCOMPARE(m_screen->setCoefficients(m_rect, grid), enNotSupported);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void tst_ScreenWrite::exhaustedMemoryPassesThroughOnceAllHaveSettled()
 {
     makeWall(3);
-    wall().on(upload, keyOf(0)).times(1).settleLater();
-    wall().on(upload, keyOf(1)).times(1).throwException(std::make_exception_ptr(std::bad_alloc()));
-    wall().on(upload, keyOf(2)).times(1).settleLater().run([&](const Simulator::Call &) {
+    wall().scripts().on(upload, keyOf(0)).times(1).settleLater();
+    wall().scripts().on(upload, keyOf(1)).times(1).throwException(std::make_exception_ptr(std::bad_alloc()));
+    wall().scripts().on(upload, keyOf(2)).times(1).settleLater().run([&](const Simulator::Call &) {
         later([&] {
-            QVERIFY(wall().settle(keyOf(2), true));
-            later([&] { QVERIFY(wall().settle(keyOf(0), true)); });
+            QVERIFY(wall().uploads().settle(keyOf(2), true));
+            later([&] { QVERIFY(wall().uploads().settle(keyOf(0), true)); });
         });
     });
     QVERIFY_EXCEPTION_THROWN(write(), std::bad_alloc);
     // The others used the caller's grid until then.
-    QCOMPARE(wall().pendingUploads(), 0);
-    QCOMPARE(wall().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
-    QCOMPARE(wall().chroma(keyOf(1), QStringLiteral("2")), Values(18, 0));
-    QCOMPARE(wall().chroma(keyOf(2), QStringLiteral("3")), valuesOf(2));
+    QCOMPARE(wall().uploads().pending(), 0);
+    QCOMPARE(wall().state().chroma(keyOf(0), QStringLiteral("1")), valuesOf(0));
+    QCOMPARE(wall().state().chroma(keyOf(1), QStringLiteral("2")), Values(18, 0));
+    QCOMPARE(wall().state().chroma(keyOf(2), QStringLiteral("3")), valuesOf(2));
     QCOMPARE(write(), enSuccess);
-    QCOMPARE(wall().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
+    QCOMPARE(wall().state().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
 }
 
 void tst_ScreenWrite::noOtherExceptionLeaves()
 {
     makeWall(2);
     QVERIFY(m_screen->addSubScreen(QStringLiteral("Z"), answering(2)));
-    wall().on(upload, keyOf(0)).throwException(std::make_exception_ptr(std::runtime_error("broken")));
+    wall().scripts().on(upload, keyOf(0)).throwException(std::make_exception_ptr(std::runtime_error("broken")));
     QCOMPARE(int(write()), 7);
     QCOMPARE(m_log->takeCritical(), QStringList({QStringLiteral("the device service threw an exception"),
                                                  QStringLiteral("call uploadCoefficientAsync() timeout. device:D00")}));
-    QCOMPARE(wall().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
+    QCOMPARE(wall().state().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
 }
 
 QTEST_GUILESS_MAIN(tst_ScreenWrite)

@@ -242,7 +242,7 @@ void tst_SubScreenParameters::aNewSubScreenHasNoCabinets()
 {
     const SubScreenV4 subScreen(QStringLiteral("A"));
     QVERIFY(Reach::cabinets(subScreen).isEmpty());
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 void tst_SubScreenParameters::aKnownCabinetKeepsItsFirstFlag()
@@ -426,8 +426,8 @@ void tst_SubScreenParameters::anOperationSendsOneRequest()
     subScreen.addCabinet(QStringLiteral("2"), QStringLiteral("flags do not travel"));
     subScreen.addCabinet(QStringLiteral("1"), QString());
     QCOMPARE(operation(subScreen), enSuccess);
-    QCOMPARE(m_wall.transcript(), QStringList{call});
-    QCOMPARE(m_wall.notes(), QStringList()); // a device would take it
+    QCOMPARE(m_wall.journal().transcript(), QStringList{call});
+    QCOMPARE(m_wall.journal().notes(), QStringList()); // a device would take it
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -438,13 +438,13 @@ void tst_SubScreenParameters::aRefusedOperationSaysSo()
     QFETCH(const QString, message);
     QFETCH(const int, codeWhenRefused);
 
-    m_wall.on(QString()).answerFalse();
+    m_wall.scripts().on(QString()).answerFalse();
     SubScreenV4 subScreen(QStringLiteral("A"));
     subScreen.addCabinet(QStringLiteral("1"), QString());
     subScreen.addCabinet(QStringLiteral("2"), QString());
     QCOMPARE(int(operation(subScreen)), codeWhenRefused);
     QCOMPARE(m_log->takeCritical(), QStringList{message});
-    QCOMPARE(m_wall.transcript(), QStringList{call}); // no second try
+    QCOMPARE(m_wall.journal().transcript(), QStringList{call}); // no second try
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -454,7 +454,7 @@ void tst_SubScreenParameters::aBrokenServiceIsARefusal()
     QFETCH(const QString, message);
     QFETCH(const int, codeWhenRefused);
 
-    m_wall.on(QString()).throwException(serviceError());
+    m_wall.scripts().on(QString()).throwException(serviceError());
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(int(operation(subScreen)), codeWhenRefused);
     const QStringList lines = m_log->takeCritical();
@@ -467,13 +467,13 @@ void tst_SubScreenParameters::exhaustedMemoryPassesThrough()
     QFETCH(const Operation, operation);
     QFETCH(const QString, call);
 
-    m_wall.on(QString()).throwException(std::make_exception_ptr(std::bad_alloc())).times(1);
+    m_wall.scripts().on(QString()).throwException(std::make_exception_ptr(std::bad_alloc())).times(1);
     SubScreenV4 subScreen(QStringLiteral("A"));
     subScreen.addCabinet(QStringLiteral("1"), QString());
     subScreen.addCabinet(QStringLiteral("2"), QString());
     QVERIFY_EXCEPTION_THROWN(operation(subScreen), std::bad_alloc);
     QCOMPARE(operation(subScreen), enSuccess); // the sub-screen is as it was
-    QCOMPARE(m_wall.transcript(), QStringList({call, call}));
+    QCOMPARE(m_wall.journal().transcript(), QStringList({call, call}));
 }
 
 void tst_SubScreenParameters::anyValueTravelsUnchanged_data()
@@ -534,17 +534,18 @@ void tst_SubScreenParameters::anyValueTravelsUnchanged()
     QFETCH(const Operation, operation);
     QFETCH(const QString, call);
 
-    m_wall.on(QString()).answer(QVariantMap());
+    m_wall.scripts().on(QString()).answer(QVariantMap());
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(operation(subScreen), enSuccess);
-    QCOMPARE(m_wall.transcript(), QStringList{call});
+    QCOMPARE(m_wall.journal().transcript(), QStringList{call});
 }
 
 void tst_SubScreenParameters::aDeviceKeyWithPlaceholdersIsPrintedAsItIs()
 {
     SubScreenV4 subScreen(QStringLiteral("%2 %1"));
     QCOMPARE(subScreen.lock(), enTimeout); // no such device
-    QCOMPARE(m_wall.transcript(), QStringList{QStringLiteral(R"(HWInfo::lock("%2 %1", {"appids": ["Mirelo%2 %1"]}))")});
+    QCOMPARE(m_wall.journal().transcript(),
+             QStringList{QStringLiteral(R"(HWInfo::lock("%2 %1", {"appids": ["Mirelo%2 %1"]}))")});
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("lock timeout. device:%2 %1")});
 
     subScreen.addCabinet(QStringLiteral("%1"), QString());
@@ -562,18 +563,18 @@ void tst_SubScreenParameters::theWallTakesTheSettings()
     const QString a = QStringLiteral("A");
     SubScreenV4 subScreen(a);
     QCOMPARE(subScreen.lock(), enSuccess);
-    QCOMPARE(m_wall.lockOwner(a), QStringLiteral("MireloA"));
+    QCOMPARE(m_wall.state().lockOwner(a), QStringLiteral("MireloA"));
     QCOMPARE(subScreen.unLock(), enSuccess);
-    QCOMPARE(m_wall.lockOwner(a), QString());
+    QCOMPARE(m_wall.state().lockOwner(a), QString());
     QCOMPARE(subScreen.setXBit(EnumXBitMode(2), true), enSuccess);
-    QCOMPARE(m_wall.xBitMode(a), 2);
-    QVERIFY(m_wall.isXBitEnabled(a));
+    QCOMPARE(m_wall.state().xBitMode(a), 2);
+    QVERIFY(m_wall.state().isXBitEnabled(a));
     QCOMPARE(subScreen.setABLEnable(true), enSuccess);
-    QVERIFY(m_wall.isAblEnabled(a));
+    QVERIFY(m_wall.state().isAblEnabled(a));
     QCOMPARE(subScreen.setBrightness(123), enSuccess);
-    QCOMPARE(m_wall.brightness(a, QStringLiteral("2")), 123);
+    QCOMPARE(m_wall.state().brightness(a, QStringLiteral("2")), 123);
     QCOMPARE(subScreen.setEffectMode(EnumEffectMode(6)), enSuccess);
-    QCOMPARE(m_wall.effectMode(a, QStringLiteral("1")), 6);
+    QCOMPARE(m_wall.state().effectMode(a, QStringLiteral("1")), 6);
 }
 
 // Cabinet ids in requests
@@ -632,14 +633,14 @@ void tst_SubScreenParameters::idsTravelAsNumbersInTheOrderOfTheirTexts()
     QFETCH(const Operation, operation);
     QFETCH(const QString, call);
 
-    m_wall.on(QString()).answer(QVariantMap());
+    m_wall.scripts().on(QString()).answer(QVariantMap());
     SubScreenV4 subScreen(QStringLiteral("A"));
     for (const char *id : {"2", "9223372036854775807", "10", "-5", "12a", "9"})
         subScreen.addCabinet(text(id), QString());
     QCOMPARE(operation(subScreen), enSuccess);
     const QString ids = QStringLiteral("[qlonglong -5, qlonglong 10, qlonglong 0, qlonglong 2, qlonglong 9, "
                                        "qlonglong 9223372036854775807]");
-    QCOMPARE(m_wall.transcript(), QStringList{call.arg(ids)});
+    QCOMPARE(m_wall.journal().transcript(), QStringList{call.arg(ids)});
 }
 
 void tst_SubScreenParameters::noCabinetsGiveAnEmptyList()
@@ -649,8 +650,8 @@ void tst_SubScreenParameters::noCabinetsGiveAnEmptyList()
 
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(operation(subScreen), enSuccess);
-    QCOMPARE(m_wall.transcript(), QStringList{call.arg(QStringLiteral("[]"))});
-    QCOMPARE(m_wall.notes(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList{call.arg(QStringLiteral("[]"))});
+    QCOMPARE(m_wall.journal().notes(), QStringList());
 }
 
 void tst_SubScreenParameters::anIdThatIsNoDecimalNumberIsZero_data()
@@ -679,12 +680,12 @@ void tst_SubScreenParameters::anIdThatIsNoDecimalNumberIsZero()
     QFETCH(const QString, id);
     QFETCH(const QString, number);
 
-    m_wall.on(QString()).answer(QVariantMap());
+    m_wall.scripts().on(QString()).answer(QVariantMap());
     SubScreenV4 subScreen(QStringLiteral("A"));
     subScreen.addCabinet(id, QString());
     QCOMPARE(subScreen.saveParameter(enSaveCommonCoefficient), enSuccess);
     QCOMPARE(
-        m_wall.transcript(),
+        m_wall.journal().transcript(),
         QStringList{QStringLiteral(R"(Correctionop::saveCabinetsCoeffcient("A", {"cids": [qlonglong %1]}))").arg(number)});
 }
 
@@ -713,7 +714,7 @@ void tst_SubScreenParameters::anUnknownKindIsNotSent()
     SubScreenV4 subScreen(QStringLiteral("A"));
     subScreen.addCabinet(QStringLiteral("1"), QString());
     QCOMPARE(operation(subScreen), enNotSupported);
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 void tst_SubScreenParameters::layersAreNeeded()
@@ -722,7 +723,7 @@ void tst_SubScreenParameters::layersAreNeeded()
     subScreen.addCabinet(QStringLiteral("1"), QString());
     QCOMPARE(subScreen.setMultilayerParameterV2(MultilayerParamV2()), enArgumentMismatch);
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("calll setMultilayerParameterV2 param.length() <=0 ")});
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 // Gamma
@@ -730,9 +731,9 @@ void tst_SubScreenParameters::layersAreNeeded()
 void tst_SubScreenParameters::gammaTablesAreRead()
 {
     const QString a = QStringLiteral("A");
-    m_wall.setGamma(a, Simulator::Channel::Red, {1, 2, 3});
-    m_wall.setGamma(a, Simulator::Channel::Green, {4});
-    m_wall.setGamma(a, Simulator::Channel::Blue, {-5, 65535});
+    m_wall.state().setGamma(a, Simulator::Channel::Red, {1, 2, 3});
+    m_wall.state().setGamma(a, Simulator::Channel::Green, {4});
+    m_wall.state().setGamma(a, Simulator::Channel::Blue, {-5, 65535});
     SubScreenV4 subScreen(a);
     QMap<EnumGammaType, QList<int>> table{{enGreenGamma, curve({9, 9, 9})}, {EnumGammaType(7), curve({7})}};
     QCOMPARE(subScreen.getGammaTable(table), enSuccess);
@@ -740,8 +741,8 @@ void tst_SubScreenParameters::gammaTablesAreRead()
                                                      {enGreenGamma, curve({4})},
                                                      {enBlueGamma, curve({-5, 65535})},
                                                      {EnumGammaType(7), curve({7})}}));
-    QCOMPARE(m_wall.transcript(), QStringList{QStringLiteral(R"(ScreenInfo::getGammaAllList("A", "0"))")});
-    QCOMPARE(m_wall.notes(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList{QStringLiteral(R"(ScreenInfo::getGammaAllList("A", "0"))")});
+    QCOMPARE(m_wall.journal().notes(), QStringList());
 }
 
 void tst_SubScreenParameters::gammaEntriesAreConverted()
@@ -749,7 +750,8 @@ void tst_SubScreenParameters::gammaEntriesAreConverted()
     const QVariantList red{
         QStringLiteral("12"), QStringLiteral("x"), 2.75, true, QVariant(), QVariantMap(), QVariant::fromValue(quint8(200)),
         4000000000.0};
-    m_wall.on(QStringLiteral("ScreenInfo::getGammaAllList"))
+    m_wall.scripts()
+        .on(QStringLiteral("ScreenInfo::getGammaAllList"))
         .answer(QVariantMap{{QStringLiteral("redGamma"), red},
                             {QStringLiteral("greenGamma"), QStringLiteral("no list")},
                             {QStringLiteral("blueGamma"), QVariantList()}});
@@ -765,7 +767,8 @@ void tst_SubScreenParameters::gammaEntriesAreConverted()
 
 void tst_SubScreenParameters::aGammaReplyMayLackAnything()
 {
-    m_wall.on(QStringLiteral("ScreenInfo::getGammaAllList"))
+    m_wall.scripts()
+        .on(QStringLiteral("ScreenInfo::getGammaAllList"))
         .answer(QVariantMap{{QStringLiteral("greenGamma"), QVariantList{5}}});
     SubScreenV4 subScreen(QStringLiteral("A"));
     QMap<EnumGammaType, QList<int>> table{{enRedGamma, curve({1})}};
@@ -776,7 +779,8 @@ void tst_SubScreenParameters::aGammaReplyMayLackAnything()
 
 void tst_SubScreenParameters::aFailedGammaReadLeavesTheTable()
 {
-    m_wall.on(QStringLiteral("ScreenInfo::getGammaAllList"))
+    m_wall.scripts()
+        .on(QStringLiteral("ScreenInfo::getGammaAllList"))
         .answerFalseWith(QVariantMap{{QStringLiteral("redGamma"), QVariantList{5}}});
     SubScreenV4 subScreen(QStringLiteral("A"));
     QMap<EnumGammaType, QList<int>> table{{enRedGamma, curve({1})}};
@@ -812,10 +816,11 @@ void tst_SubScreenParameters::onlyTheHighestGammaChannelIsSent()
     QFETCH(const Table, table);
     QFETCH(const QString, request);
 
-    m_wall.on(QStringLiteral("ScreenInfo::setGammaTable")).answer(QVariant());
+    m_wall.scripts().on(QStringLiteral("ScreenInfo::setGammaTable")).answer(QVariant());
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(subScreen.setGammaTable(table), enSuccess);
-    QCOMPARE(m_wall.transcript(), QStringList{QStringLiteral(R"(ScreenInfo::setGammaTable("A", "255", %1))").arg(request)});
+    QCOMPARE(m_wall.journal().transcript(),
+             QStringList{QStringLiteral(R"(ScreenInfo::setGammaTable("A", "255", %1))").arg(request)});
 }
 
 // One cabinet after the other
@@ -877,7 +882,7 @@ void tst_SubScreenParameters::theFirstAnswerWins()
             expected.append(text(what) + QString::number(i));
     }
     QCOMPARE(HostCabinet::asked, expected);
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 void tst_SubScreenParameters::theCabinetsOfTheLibraryAreAskedForTheirRange()
@@ -885,18 +890,19 @@ void tst_SubScreenParameters::theCabinetsOfTheLibraryAreAskedForTheirRange()
     SubScreenV4 subScreen(QStringLiteral("A"));
     addCabinet(subScreen, QStringLiteral("2"));
     addCabinet(subScreen, QStringLiteral("1"));
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange"), QStringLiteral("A"), QStringLiteral("1"))
+    m_wall.scripts()
+        .on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange"), QStringLiteral("A"), QStringLiteral("1"))
         .answerFalse();
     BrightnessRange range;
     QCOMPARE(subScreen.getBrightnessRange(range), enSuccess);
     QCOMPARE(range.min, 0U);
     QCOMPARE(range.max, 10000U);
     QCOMPARE(range.defaultValue, 5000U);
-    QCOMPARE(m_wall.transcript(),
+    QCOMPARE(m_wall.journal().transcript(),
              QStringList({QStringLiteral(R"(CabinetInfoOperator::getCabinetBrightnessRange("A", "1"))"),
                           QStringLiteral(R"(CabinetInfoOperator::getCabinetBrightnessRange("A", "2"))")}));
 
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange")).answerFalse();
+    m_wall.scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetBrightnessRange")).answerFalse();
     range.max = 77;
     QCOMPARE(subScreen.getBrightnessRange(range), enTimeout);
     QCOMPARE(range.max, 77U);
@@ -910,11 +916,11 @@ void tst_SubScreenParameters::theCabinetsOfTheLibraryAreAskedForTheirMode()
     addCabinet(subScreen, QStringLiteral("1"));
     addCabinet(subScreen, QStringLiteral("2"));
     QCOMPARE(subScreen.setEffectMode(EnumEffectMode(4)), enSuccess);
-    m_wall.clearCalls();
+    m_wall.journal().clear();
     EnumEffectMode mode = EnumEffectMode(0);
     QCOMPARE(subScreen.tryGetEffectMode(mode), enSuccess);
     QCOMPARE(int(mode), 4);
-    QCOMPARE(m_wall.transcript(), QStringList{QStringLiteral(R"(Correctionop::getCabinetEffectMode("A", "1"))")});
+    QCOMPARE(m_wall.journal().transcript(), QStringList{QStringLiteral(R"(Correctionop::getCabinetEffectMode("A", "1"))")});
 }
 
 void tst_SubScreenParameters::everyCabinetIsVisited_data()
@@ -978,7 +984,7 @@ void tst_SubScreenParameters::everyCabinetIsVisited()
         visits.append(QStringLiteral("info ") + QString::number(i));
     QCOMPARE(HostCabinet::asked, visits + visits);
     QVERIFY(HostCabinet::fresh); // every cabinet fills a record of its own
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 void tst_SubScreenParameters::theRectangleIsUnitedWithTheCallersOne()
@@ -1007,7 +1013,7 @@ void tst_SubScreenParameters::theRectangleNeedsNoDevice()
     QRect rect;
     QCOMPARE(subScreen.tryGetRect(rect), enSuccess);
     QCOMPARE(rect, QRect(1, 2, 3, 4));
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
 }
 
@@ -1051,7 +1057,7 @@ void tst_SubScreenParameters::theDescriptionsAreAppended()
     QVERIFY(list[1].rvCardList.first() != first->rvCardList.first()); // copies, which the caller's list owns
     QCOMPARE(list[1].rvCardList.first()->flag, QStringLiteral("card"));
     QCOMPARE(list[2].id, QStringLiteral("2"));
-    QCOMPARE(m_wall.transcript(), QStringList());
+    QCOMPARE(m_wall.journal().transcript(), QStringList());
 }
 
 void tst_SubScreenParameters::aCabinetWithoutDescriptionIsReported()
@@ -1082,7 +1088,8 @@ void tst_SubScreenParameters::theFeatureTablesAreAppended()
                                                           {QStringLiteral("xBitPlus"), xBit},
                                                           {QStringLiteral("magicGray"), magic}}}};
     };
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo"))
+    m_wall.scripts()
+        .on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo"))
         .answer(QVariantList{element(true, 4, false, false, false), element(false, 257, true, false, false),
                              element(false, 0, false, true, false), element(false, 255, false, false, true)});
     SubScreenV4 subScreen(QStringLiteral("A"));
@@ -1103,7 +1110,7 @@ void tst_SubScreenParameters::theFeatureTablesAreAppended()
     compare(list[2], false, 1, true, false, false);
     compare(list[3], false, 0, false, true, false);
     compare(list[4], false, 255, false, false, true);
-    QCOMPARE(m_wall.transcript(), QStringList{QStringLiteral(R"(CabinetInfoOperator::getCabinetsBaseInfo("A"))")});
+    QCOMPARE(m_wall.journal().transcript(), QStringList{QStringLiteral(R"(CabinetInfoOperator::getCabinetsBaseInfo("A"))")});
 }
 
 void tst_SubScreenParameters::aFeatureReplyMayLackAnything_data()
@@ -1135,7 +1142,7 @@ void tst_SubScreenParameters::aFeatureReplyMayLackAnything()
     QFETCH(const bool, magicGray);
     QFETCH(const int, layers);
 
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(QVariantList{element});
+    m_wall.scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(QVariantList{element});
     SubScreenV4 subScreen(QStringLiteral("A"));
     QVector<CabinetBaseInfo> list;
     QCOMPARE(subScreen.getScreenSupport(list), enSuccess);
@@ -1147,7 +1154,8 @@ void tst_SubScreenParameters::aFeatureReplyMayLackAnything()
 
 void tst_SubScreenParameters::aFailedFeatureReadLeavesTheList()
 {
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo"))
+    m_wall.scripts()
+        .on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo"))
         .answerFalseWith(QVariantList{QVariantMap(), QVariantMap()})
         .times(1);
     SubScreenV4 subScreen(QStringLiteral("A"));
@@ -1157,7 +1165,7 @@ void tst_SubScreenParameters::aFailedFeatureReadLeavesTheList()
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("call getScreenSupport() fail. timeout. device:A")});
 
     // No element is no failure.
-    m_wall.on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(QVariantList());
+    m_wall.scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(QVariantList());
     QCOMPARE(subScreen.getScreenSupport(list), enSuccess);
     QCOMPARE(list.size(), 1);
 }
@@ -1229,7 +1237,7 @@ void tst_SubScreenParameters::theCheckerboardQuestionIsAnswered()
     QFETCH(const int, code);
     QFETCH(const QStringList, lines);
 
-    Simulator::Script &script = m_wall.on(QStringLiteral("ScreenInfo::setCheckerBoardImage(responseHeader)"));
+    Simulator::Script &script = m_wall.scripts().on(QStringLiteral("ScreenInfo::setCheckerBoardImage(responseHeader)"));
     if (accepted)
         script.answer(QVariantMap());
     else
@@ -1239,7 +1247,7 @@ void tst_SubScreenParameters::theCheckerboardQuestionIsAnswered()
     subScreen.addCabinet(QStringLiteral("1"), QString());
     QCOMPARE(int(subScreen.isCheckerboardlImage()), code);
     QCOMPARE(m_log->takeCritical(), lines);
-    QCOMPARE(m_wall.transcript(),
+    QCOMPARE(m_wall.journal().transcript(),
              QStringList{QStringLiteral(R"(ScreenInfo::setCheckerBoardImage(responseHeader)("A", {}))")});
 }
 
@@ -1251,8 +1259,8 @@ void tst_SubScreenParameters::theWallAnswersTheCheckerboardQuestion()
     SubScreenV4 able(QStringLiteral("A"));
     QCOMPARE(able.isCheckerboardlImage(), enSuccess);
     VERIFY_NO_CRITICAL(*m_log);
-    QCOMPARE(m_wall.pattern(QStringLiteral("A")).type, Simulator::Pattern::None); // asking draws nothing
-    QCOMPARE(m_wall.notes(), QStringList());
+    QCOMPARE(m_wall.state().pattern(QStringLiteral("A")).type, Simulator::Pattern::None); // asking draws nothing
+    QCOMPARE(m_wall.journal().notes(), QStringList());
     SubScreenV4 unable(QStringLiteral("B"));
     QCOMPARE(unable.isCheckerboardlImage(), enNotSupported);
     QCOMPARE(m_log->takeCritical().size(), 1);
@@ -1260,12 +1268,12 @@ void tst_SubScreenParameters::theWallAnswersTheCheckerboardQuestion()
 
 void tst_SubScreenParameters::aBrokenServiceHasNoCheckerboard()
 {
-    m_wall.on(QString()).throwException(serviceError());
+    m_wall.scripts().on(QString()).throwException(serviceError());
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(subScreen.isCheckerboardlImage(), enTimeout);
     QCOMPARE(m_log->takeCritical().size(), 3); // what broke, then the two lines of an empty answer
 
-    m_wall.on(QString()).throwException(std::make_exception_ptr(std::bad_alloc()));
+    m_wall.scripts().on(QString()).throwException(std::make_exception_ptr(std::bad_alloc()));
     QVERIFY_EXCEPTION_THROWN(subScreen.isCheckerboardlImage(), std::bad_alloc);
 }
 

@@ -445,8 +445,8 @@ void tst_SubScreenTransfer::aReadLandsInTheSubScreensFrame()
     plugIn();
     const Values first = numbered(4 * 3 * 9, 1);
     const Values second = numbered(4 * 3 * 9, 5000);
-    QVERIFY(wall().setChroma(deviceKey, QStringLiteral("1"), first));
-    QVERIFY(wall().setChroma(deviceKey, QStringLiteral("2"), second));
+    QVERIFY(wall().state().setChroma(deviceKey, QStringLiteral("1"), first));
+    QVERIFY(wall().state().setChroma(deviceKey, QStringLiteral("2"), second));
 
     // Columns 3 to 5 and rows 1 and 2 of the sub-screen, into a grid over the whole sub-screen.
     Coefficient grid(8, 3);
@@ -462,7 +462,7 @@ void tst_SubScreenTransfer::aReadLandsInTheSubScreensFrame()
     }
     QCOMPARE(grid.getCoefficient(), expected);
     // Whole cabinets are read, even for a corner.
-    QCOMPARE(wall().transcript(), QStringList({loadLine(QStringLiteral("1")), loadLine(QStringLiteral("2"))}));
+    QCOMPARE(wall().journal().transcript(), QStringList({loadLine(QStringLiteral("1")), loadLine(QStringLiteral("2"))}));
 }
 
 void tst_SubScreenTransfer::aReadSaysWhatItDoes()
@@ -492,7 +492,7 @@ void tst_SubScreenTransfer::aReadOfACabinetFarInsideLandsAtItsColumn()
     place(QStringLiteral("2"), QRect(93, 20, 2, 1));
     plugIn();
     const Values values = numbered(2 * 9);
-    QVERIFY(wall().setChroma(deviceKey, QStringLiteral("2"), values));
+    QVERIFY(wall().state().setChroma(deviceKey, QStringLiteral("2"), values));
     for (const int left : {93, 94}) {
         Coefficient grid(102, 1);
         QCOMPARE(m_subScreen->tryGetCoefficients(QRect(left, 20, 1, 1), grid), enSuccess);
@@ -529,7 +529,7 @@ void tst_SubScreenTransfer::aReadAsksTheMeetingCabinetsOnlyAndInIdOrder()
     Coefficient grid(8, 2);
     // The rectangle ends right before cabinet 4.
     QCOMPARE(m_subScreen->tryGetCoefficients(QRect(1, 1, 5, 1), grid), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList({loadLine(QStringLiteral("10")), loadLine(QStringLiteral("2")), loadLine(QStringLiteral("3"))}));
 }
 
@@ -554,12 +554,13 @@ void tst_SubScreenTransfer::kindsThatCannotBeRead()
         // The grid can be made; no multilayer reply can be parsed into it.
         QCOMPARE(code, enArgumentMismatch);
         QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get coefficient. cabinet key: 7 code: 1")));
-        QCOMPARE(wall().transcript(), QStringList(QStringLiteral("Correctionop::loadMultilayerCoefficient(\"A\", \"7\")")));
+        QCOMPARE(wall().journal().transcript(),
+                 QStringList(QStringLiteral("Correctionop::loadMultilayerCoefficient(\"A\", \"7\")")));
     } else {
         QCOMPARE(code, enNotSupported);
         QCOMPARE(m_log->takeCritical(),
                  QStringList(QStringLiteral("Failed to create coefficient. cabinet key: 7 Coefficient type:%1").arg(kind)));
-        QCOMPARE(wall().transcript(), QStringList());
+        QCOMPARE(wall().journal().transcript(), QStringList());
     }
     QCOMPARE(m_log->takeDebug().value(0),
              QStringLiteral("Correction::SubScreenV4::tryGetCoefficients insRect x: 0 y: 0 w: 1 h 1"));
@@ -582,7 +583,7 @@ void tst_SubScreenTransfer::aCabinetTooLargeForAGridIsNotRead()
     QCOMPARE(m_subScreen->tryGetCoefficients(QRect(2, 0, 1, 1), grid), enNotSupported);
     QCOMPARE(m_log->takeCritical(),
              QStringList(QStringLiteral("Failed to create coefficient. cabinet key: 1 Coefficient type:0")));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void tst_SubScreenTransfer::aCabinetThatDoesNotAnswerEndsTheRead()
@@ -592,13 +593,13 @@ void tst_SubScreenTransfer::aCabinetThatDoesNotAnswerEndsTheRead()
     place(QStringLiteral("3"), QRect(2, 0, 1, 1));
     plugIn();
     for (const char *id : {"1", "2", "3"})
-        QVERIFY(wall().setChroma(deviceKey, QString::fromLatin1(id), numbered(9, 100 * (*id - '0'))));
-    wall().on(QStringLiteral("Correctionop::loadCoefficient"), deviceKey, QStringLiteral("2")).answerFalse();
+        QVERIFY(wall().state().setChroma(deviceKey, QString::fromLatin1(id), numbered(9, 100 * (*id - '0'))));
+    wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient"), deviceKey, QStringLiteral("2")).answerFalse();
 
     Coefficient grid = numberedGrid(3, 1);
     QCOMPARE(m_subScreen->tryGetCoefficients(QRect(0, 0, 3, 1), grid), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get coefficient. cabinet key: 2 code: 5")));
-    QCOMPARE(wall().transcript(), QStringList({loadLine(QStringLiteral("1")), loadLine(QStringLiteral("2"))}));
+    QCOMPARE(wall().journal().transcript(), QStringList({loadLine(QStringLiteral("1")), loadLine(QStringLiteral("2"))}));
     // What came before stays.
     QCOMPARE(grid.getCoefficient(), numbered(9, 100) + numbered(18, 10));
 }
@@ -622,7 +623,7 @@ void tst_SubScreenTransfer::aGridThatIsTooSmallRefusesTheBlock()
     place(QStringLiteral("1"), QRect(0, 0, 2, 2));
     place(QStringLiteral("2"), QRect(2, 0, 2, 2));
     plugIn();
-    QVERIFY(wall().setChroma(deviceKey, QStringLiteral("1"), numbered(36, 500)));
+    QVERIFY(wall().state().setChroma(deviceKey, QStringLiteral("1"), numbered(36, 500)));
     // Laid out over the request instead of the sub-screen.
     Coefficient grid(2, 2);
     QCOMPARE(m_subScreen->tryGetCoefficients(QRect(0, 0, 4, 2), grid), enInvalidParameter);
@@ -641,7 +642,7 @@ void tst_SubScreenTransfer::aForeignGridsOwnCodeIsPassedOn()
     QCOMPARE(m_subScreen->tryGetCoefficients(QRect(11, 21, 5, 2), grid), enFileError);
     QCOMPARE(grid.pastes, QVector<QRect>({QRect(1, 1, 2, 2)}));
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set part of coefficient. cabinet key: 1")));
-    QCOMPARE(wall().transcript(), QStringList(loadLine(QStringLiteral("1"))));
+    QCOMPARE(wall().journal().transcript(), QStringList(loadLine(QStringLiteral("1"))));
 }
 
 void tst_SubScreenTransfer::aForeignCabinetFillsTheGrid()
@@ -682,13 +683,13 @@ void tst_SubScreenTransfer::aWriteTakesBlocksInTheRequestsFrame()
     Coefficient grid = numberedGrid(3, 3);
     const Values values = grid.getCoefficient();
     QCOMPARE(m_subScreen->setCoefficients(rect, grid), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList({
-                                      uploadLine("uploadCoefficient", QStringLiteral("10"), QRect(0, 0, 2, 2),
-                                                 base64(cutOut(values, 3, QRect(1, 1, 2, 2)))),
-                                      uploadLine("uploadCoefficient", QStringLiteral("2"), QRect(3, 0, 1, 2),
-                                                 base64(cutOut(values, 3, QRect(0, 1, 1, 2)))),
-                                  }));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList({
+                                                uploadLine("uploadCoefficient", QStringLiteral("10"), QRect(0, 0, 2, 2),
+                                                           base64(cutOut(values, 3, QRect(1, 1, 2, 2)))),
+                                                uploadLine("uploadCoefficient", QStringLiteral("2"), QRect(3, 0, 1, 2),
+                                                           base64(cutOut(values, 3, QRect(0, 1, 1, 2)))),
+                                            }));
+    QCOMPARE(wall().journal().notes(), QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList({
                                      cutLine(QRect(1, 1, 2, 2), 3, 3),
                                      QStringLiteral("Correction::CabinetV4::setCoefficients deviceKey: \"A\""),
@@ -752,10 +753,10 @@ void tst_SubScreenTransfer::writesOfEveryKindGoToTheirOwnOperation()
     plugIn();
     const AnyGrid any(kind);
     QCOMPARE(m_subScreen->setCoefficients(QRect(-1, 0, 3, 1), *any.grid), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(uploadLine(operation.toLatin1().constData(), QStringLiteral("4"),
-                                                         QRect(0, 0, 2, 1), any.rightPixels)));
-    QCOMPARE(wall().notes(), QStringList());
-    QCOMPARE(base64(wall().plane(deviceKey, QStringLiteral("4"), Simulator::Kind(kind))), any.rightPixels);
+    QCOMPARE(wall().journal().transcript(), QStringList(uploadLine(operation.toLatin1().constData(), QStringLiteral("4"),
+                                                                   QRect(0, 0, 2, 1), any.rightPixels)));
+    QCOMPARE(wall().journal().notes(), QStringList());
+    QCOMPARE(base64(wall().state().plane(deviceKey, QStringLiteral("4"), Simulator::Kind(kind))), any.rightPixels);
 }
 
 void tst_SubScreenTransfer::aBlockOfAnUnknownKindIsNotWritten()
@@ -768,7 +769,7 @@ void tst_SubScreenTransfer::aBlockOfAnUnknownKindIsNotWritten()
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 4, 1), grid), enNotSupported);
     QCOMPARE(grid.cuts, QVector<QRect>({QRect(0, 0, 2, 1)}));
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void tst_SubScreenTransfer::aBlockWhoseTextDoesNotFitIsNotWritten()
@@ -789,11 +790,11 @@ void tst_SubScreenTransfer::aBlockWhoseTextDoesNotFitIsNotWritten()
     };
     const QString tooLong = QStringLiteral("base64 text too long. bytes:%1").arg(columns * rows);
     QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, columns + 2, rows), grid)), enInvalidParameter);
-    QCOMPARE(wall().transcript(), QStringList()); // not even the block that fits: one request carries both
+    QCOMPARE(wall().journal().transcript(), QStringList()); // not even the block that fits: one request carries both
     QCOMPARE(m_log->takeCritical(), QStringList(tooLong));
 
     QCOMPARE(m_subScreen->setCoefficients(QRect(2, 0, columns, rows), grid), enInvalidParameter);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeCritical(),
              QStringList({tooLong, QStringLiteral("Failed to set cabinet coefficient. sreenId:2 cabinetId:2")}));
 }
@@ -804,18 +805,18 @@ void tst_SubScreenTransfer::aFailedCabinetEndsTheWriteAndTheFirstKeepsItsValues(
     place(QStringLiteral("2"), QRect(1, 0, 1, 1));
     place(QStringLiteral("3"), QRect(2, 0, 1, 1));
     plugIn();
-    wall().on(QStringLiteral("Correctionop::uploadCoefficient"), deviceKey, QStringLiteral("2")).answerFalse();
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficient"), deviceKey, QStringLiteral("2")).answerFalse();
     Coefficient grid = numberedGrid(3, 1);
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 3, 1), grid), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:2 cabinetId:2")));
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList({
                  uploadLine("uploadCoefficient", QStringLiteral("1"), QRect(0, 0, 1, 1), base64(numbered(9, 1))),
                  uploadLine("uploadCoefficient", QStringLiteral("2"), QRect(0, 0, 1, 1), base64(numbered(9, 10))),
              }));
-    QCOMPARE(wall().chroma(deviceKey, QStringLiteral("1")), numbered(9, 1));
-    QCOMPARE(wall().chroma(deviceKey, QStringLiteral("2")), Values(9, 0));
-    QCOMPARE(wall().chroma(deviceKey, QStringLiteral("3")), Values(9, 0));
+    QCOMPARE(wall().state().chroma(deviceKey, QStringLiteral("1")), numbered(9, 1));
+    QCOMPARE(wall().state().chroma(deviceKey, QStringLiteral("2")), Values(9, 0));
+    QCOMPARE(wall().state().chroma(deviceKey, QStringLiteral("3")), Values(9, 0));
 }
 
 void tst_SubScreenTransfer::aBlockThatTheCabinetRefusesSendsNothing()
@@ -827,7 +828,7 @@ void tst_SubScreenTransfer::aBlockThatTheCabinetRefusesSendsNothing()
     grid.onCut = [](const QRect &rect) { return new Coefficient(rect.width() + 1, rect.height()); };
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 2, 1), grid), enArgumentMismatch);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 // Writing, one upload for the device
@@ -843,11 +844,11 @@ void tst_SubScreenTransfer::anAsyncWriteIsOneUploadForAllCabinets()
     const QtPromise::QPromise<EnumErrorCode> promise = m_subScreen->setCoefficientsAsync(QRect(103, 49, 3, 3), grid);
     QVERIFY(promise.isFulfilled());
     QCOMPARE(codeOf(promise), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(asyncLine("uploadCoefficientAsync",
                                    {entryText(10, QRect(0, 0, 2, 2), base64(cutOut(values, 3, QRect(1, 1, 2, 2)))),
                                     entryText(2, QRect(3, 0, 1, 2), base64(cutOut(values, 3, QRect(0, 1, 1, 2))))})));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
     QCOMPARE(grid.getCoefficient(), values);
 }
 
@@ -887,10 +888,10 @@ void tst_SubScreenTransfer::anAsyncWriteOfEveryKindGoesToItsOwnOperation()
     const QtPromise::QPromise<EnumErrorCode> promise = m_subScreen->setCoefficientsAsync(QRect(-1, 0, 3, 1), *any.grid);
     QVERIFY(promise.isFulfilled());
     QCOMPARE(codeOf(promise), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(asyncLine(asyncOperation.toLatin1().constData(),
-                                                        {entryText(4, QRect(0, 0, 2, 1), any.rightPixels)})));
-    QCOMPARE(wall().notes(), QStringList());
-    QCOMPARE(base64(wall().plane(deviceKey, QStringLiteral("4"), Simulator::Kind(kind))), any.rightPixels);
+    QCOMPARE(wall().journal().transcript(), QStringList(asyncLine(asyncOperation.toLatin1().constData(),
+                                                                  {entryText(4, QRect(0, 0, 2, 1), any.rightPixels)})));
+    QCOMPARE(wall().journal().notes(), QStringList());
+    QCOMPARE(base64(wall().state().plane(deviceKey, QStringLiteral("4"), Simulator::Kind(kind))), any.rightPixels);
 }
 
 void tst_SubScreenTransfer::theThreadIsNamedBeforeAMultilayerUpload()
@@ -899,7 +900,7 @@ void tst_SubScreenTransfer::theThreadIsNamedBeforeAMultilayerUpload()
     plugIn();
     QStringList before;
     const QString operation = QStringLiteral("Correctionop::uploadMultilayerCoefficientAsync");
-    wall().on(operation).run([&](const Simulator::Call &) { before = m_log->takeDebug(); });
+    wall().scripts().on(operation).run([&](const Simulator::Call &) { before = m_log->takeDebug(); });
     MultilayerCoefficient grid(1, 1);
     QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, 1, 1), grid)), enSuccess);
     const auto thread = reinterpret_cast<quintptr>(QThread::currentThreadId());
@@ -919,7 +920,7 @@ void tst_SubScreenTransfer::anAsyncWriteOfAnUnknownKindIsSevenAfterAllBlocksWere
     QVERIFY(promise.isFulfilled());
     QCOMPARE(codeOf(promise), enNotSupported);
     QCOMPARE(grid.cuts, QVector<QRect>({QRect(0, 0, 1, 1), QRect(1, 0, 2, 1)}));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     for (const QString &line : m_log->takeDebug())
         QVERIFY2(!line.contains(QLatin1String("thread")), qPrintable(line));
 }
@@ -942,10 +943,10 @@ void tst_SubScreenTransfer::theCidIsTheRecordsIdAsANumber()
     QFETCH(QString, record);
     QFETCH(qint64, cid);
     enlist(QStringLiteral("555"), QRect(0, 0, 1, 1), record);
-    wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).resolveWith(true);
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).resolveWith(true);
     Coefficient grid = numberedGrid(1, 1);
     QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, 1, 1), grid)), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(asyncLine("uploadCoefficientAsync", {entryText(cid, QRect(0, 0, 1, 1), base64(numbered(9)))})));
 }
 
@@ -969,7 +970,7 @@ void tst_SubScreenTransfer::uploadsThatFail()
                                   QStringLiteral("uploadLowGrayCoefficientAsync")};
     place(QStringLiteral("4"), QRect(0, 0, 2, 1));
     plugIn();
-    Simulator::Script &script = wall().on(QStringLiteral("Correctionop::") + operations[kind]);
+    Simulator::Script &script = wall().scripts().on(QStringLiteral("Correctionop::") + operations[kind]);
     if (how == QLatin1String("rejected"))
         script.reject();
     else if (how == QLatin1String("rejected with a number"))
@@ -983,24 +984,24 @@ void tst_SubScreenTransfer::uploadsThatFail()
     QVERIFY(promise.isFulfilled());
     QCOMPARE(codeOf(promise), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("call %1() timeout. device:A").arg(operations[kind])));
-    QCOMPARE(wall().calls().size(), 1);
+    QCOMPARE(wall().journal().calls().size(), 1);
 }
 
 void tst_SubScreenTransfer::theEventLoopRunsWhileAnUploadIsPending()
 {
     place(QStringLiteral("1"), QRect(0, 0, 1, 1));
     plugIn();
-    wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
 
     // The upload settles once five events, each posted by the one before, have run and a deferred deletion was done.
     int ticks = 0;
     bool deleted = false;
     const auto settleWhenDone = [&] {
         if (ticks == 5 && deleted)
-            QVERIFY(wall().settle(deviceKey, true));
+            QVERIFY(wall().uploads().settle(deviceKey, true));
     };
     std::function<void()> tick = [&] {
-        QCOMPARE(wall().pendingUploadDevices(), QStringList(deviceKey));
+        QCOMPARE(wall().uploads().pendingDevices(), QStringList(deviceKey));
         if (++ticks < 5)
             QMetaObject::invokeMethod(this, tick, Qt::QueuedConnection);
         settleWhenDone();
@@ -1019,22 +1020,22 @@ void tst_SubScreenTransfer::theEventLoopRunsWhileAnUploadIsPending()
     QCOMPARE(ticks, 5);
     QVERIFY(deleted);
     QCOMPARE(codeOf(promise), enSuccess);
-    QCOMPARE(wall().chroma(deviceKey, QStringLiteral("1")), numbered(9));
+    QCOMPARE(wall().state().chroma(deviceKey, QStringLiteral("1")), numbered(9));
 }
 
 void tst_SubScreenTransfer::anUploadMaySettleOnAnotherThread()
 {
     place(QStringLiteral("1"), QRect(0, 0, 1, 1));
     plugIn();
-    wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
     std::thread settler;
-    QTimer::singleShot(0, this, [&] { settler = std::thread([] { wall().settle(deviceKey, true); }); });
+    QTimer::singleShot(0, this, [&] { settler = std::thread([] { wall().uploads().settle(deviceKey, true); }); });
     Coefficient grid = numberedGrid(1, 1);
     const QtPromise::QPromise<EnumErrorCode> promise = m_subScreen->setCoefficientsAsync(QRect(0, 0, 1, 1), grid);
     settler.join();
     QVERIFY(promise.isFulfilled());
     QCOMPARE(codeOf(promise), enSuccess);
-    QCOMPARE(wall().chroma(deviceKey, QStringLiteral("1")), numbered(9));
+    QCOMPARE(wall().state().chroma(deviceKey, QStringLiteral("1")), numbered(9));
 }
 
 void tst_SubScreenTransfer::nothingIsUploadedWhenALaterBlockCannotBeCut()
@@ -1047,7 +1048,7 @@ void tst_SubScreenTransfer::nothingIsUploadedWhenALaterBlockCannotBeCut()
     QCOMPARE(codeOf(m_subScreen->setCoefficientsAsync(QRect(0, 0, 4, 1), grid)), enInvalidParameter);
     QCOMPARE(m_log->takeCritical(), QStringList({cutRefusal(QRect(2, 0, 2, 1), 2, 1),
                                                  QStringLiteral("Failed to get part coefficient. sreenId:2 cabinetId:2")}));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 // All three operations
@@ -1095,7 +1096,7 @@ void tst_SubScreenTransfer::aRectangleThatMeetsNothing()
     QCOMPARE(run(operation, rect, grid), enSuccess);
     QCOMPARE(grid.cuts, QVector<QRect>());
     QCOMPARE(grid.pastes, QVector<QRect>());
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QStringList lines;
     if (operation == Operation::WriteAsync) {
         lines << QStringLiteral(" cabInfo.rect.intersects  10 10 4 4")
@@ -1115,7 +1116,7 @@ void tst_SubScreenTransfer::aSubScreenWithoutCabinetsDoesNothing()
     QFETCH(Operation, operation);
     ForeignGrid grid(EnumCoefficientType(9));
     QCOMPARE(run(operation, QRect(0, 0, 10, 10), grid), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(m_log->takeDebug(), operation == Operation::WriteAsync
                                      ? QStringList(QStringLiteral("setCoefficientsAsync cid is 0 "))
                                      : QStringList());
@@ -1148,7 +1149,7 @@ void tst_SubScreenTransfer::anUnknownCabinetEndsEveryOperation()
     QCOMPARE(run(operation, QRect(0, 0, 1, 1), grid), enInvalidParameter);
     QCOMPARE(m_log->takeCritical(),
              QStringList({QStringLiteral("Connot find cabinet by id. deviceKey: A cid: 2"), rectLine(operation)}));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     QCOMPARE(grid.cuts, QVector<QRect>());
 }
 
@@ -1205,7 +1206,7 @@ void tst_SubScreenTransfer::aCabinetThatLosesItsDescriptionOnTheWay()
     // All answer with the cabinet's own code, the upload for the whole device as well.
     QCOMPARE(run(operation, QRect(0, 0, 2, 1), grid), enFileError);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Cabinet info is empty. id:5")));
-    QCOMPARE(wall().calls().size(), operation == Operation::WriteAsync ? 0 : 1);
+    QCOMPARE(wall().journal().calls().size(), operation == Operation::WriteAsync ? 0 : 1);
 }
 
 void tst_SubScreenTransfer::aCabinetThatLeavesTheRegistryOnTheWay_data()
@@ -1227,7 +1228,7 @@ void tst_SubScreenTransfer::aCabinetThatLeavesTheRegistryOnTheWay()
     Coefficient grid = numberedGrid(2, 1);
     QCOMPARE(run(operation, QRect(0, 0, 2, 1), grid), enInvalidParameter);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Connot find cabinet by id. deviceKey: A cid: 2")));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void tst_SubScreenTransfer::aGridThatGivesNoBlockIsThree_data()
@@ -1247,7 +1248,7 @@ void tst_SubScreenTransfer::aGridThatGivesNoBlockIsThree()
     QCOMPARE(run(operation, QRect(9, -1, 9, 9), grid), enInvalidParameter);
     QCOMPARE(grid.cuts, QVector<QRect>({QRect(1, 1, 2, 1)}));
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get part coefficient. sreenId:1 cabinetId:1")));
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void tst_SubScreenTransfer::theCutMessageNamesTheMapsAndTheRecordsId_data()
@@ -1375,11 +1376,11 @@ void tst_SubScreenTransfer::exhaustedMemoryPassesThroughAndLeaksNothing()
     const QString operations[] = {QStringLiteral("loadCoefficient"), QStringLiteral("uploadCoefficient"),
                                   QStringLiteral("uploadCoefficientAsync")};
     const QString called = QStringLiteral("Correctionop::") + operations[int(operation)];
-    wall().on(called).times(1).throwException(std::make_exception_ptr(std::bad_alloc()));
+    wall().scripts().on(called).times(1).throwException(std::make_exception_ptr(std::bad_alloc()));
     Coefficient grid = numberedGrid(1, 1);
     QVERIFY_EXCEPTION_THROWN(run(operation, QRect(0, 0, 1, 1), grid), std::bad_alloc);
     QCOMPARE(run(operation, QRect(0, 0, 1, 1), grid), enSuccess);
-    QCOMPARE(wall().calls().size(), 2);
+    QCOMPARE(wall().journal().calls().size(), 2);
 }
 
 void tst_SubScreenTransfer::noOtherExceptionOfTheServiceLeaves_data()
@@ -1393,7 +1394,7 @@ void tst_SubScreenTransfer::noOtherExceptionOfTheServiceLeaves()
     QFETCH(Operation, operation);
     place(QStringLiteral("1"), QRect(0, 0, 1, 1));
     plugIn();
-    wall().on(QString(), deviceKey).throwException(std::make_exception_ptr(std::runtime_error("broken")));
+    wall().scripts().on(QString(), deviceKey).throwException(std::make_exception_ptr(std::runtime_error("broken")));
     Coefficient grid = numberedGrid(1, 1);
     QCOMPARE(run(operation, QRect(0, 0, 1, 1), grid), enTimeout);
     const QString lines[] = {QStringLiteral("Failed to get coefficient. cabinet key: 1 code: 5"),
@@ -1490,7 +1491,7 @@ void tst_SubScreenTransfer::aGridThatLiesAboutItsSizeGivesZerosWithAWarning()
     grid.setPixelCol(2);
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 2, 1), grid), enSuccess);
     QCOMPARE(m_log->takeWarning().size(), 1);
-    QCOMPARE(wall().chroma(deviceKey, QStringLiteral("1")), numbered(9) + Values(9, 0));
+    QCOMPARE(wall().state().chroma(deviceKey, QStringLiteral("1")), numbered(9) + Values(9, 0));
 }
 
 // Random walls against plain loops
@@ -1601,7 +1602,7 @@ void tst_SubScreenTransfer::randomWallsTakeRandomRectangles()
     plugIn();
     for (RandomCabinet &cabinet : cabinets) {
         cabinet.plane = randomBytes(cabinet.rect.width() * cabinet.rect.height() * pixelBytes, random);
-        QVERIFY(wall().setPlane(deviceKey, cabinet.id, wallKind, cabinet.plane));
+        QVERIFY(wall().state().setPlane(deviceKey, cabinet.id, wallKind, cabinet.plane));
     }
 
     const QRect bounds = boundsOf(cabinets);
@@ -1638,10 +1639,10 @@ void tst_SubScreenTransfer::randomWallsTakeRandomRectangles()
                             bytes[(row * rect.width() + column) * pixelBytes + k];
                 }
             }
-            QCOMPARE(wall().plane(deviceKey, cabinet.id, wallKind), cabinet.plane);
+            QCOMPARE(wall().state().plane(deviceKey, cabinet.id, wallKind), cabinet.plane);
         }
     }
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_SubScreenTransfer::randomWallsAreReadBack_data()
@@ -1659,7 +1660,7 @@ void tst_SubScreenTransfer::randomWallsAreReadBack()
     for (const RandomCabinet &cabinet : cabinets)
         place(cabinet.id, cabinet.rect);
     plugIn();
-    wall().setReplyBlockHeight(int(seed % 4));
+    wall().state().setReplyBlockHeight(int(seed % 4));
 
     // The whole wall at once, then read back whole and in rectangles.
     const QRect bounds = boundsOf(cabinets);
@@ -1685,7 +1686,7 @@ void tst_SubScreenTransfer::randomWallsAreReadBack()
         QCOMPARE(m_subScreen->tryGetCoefficients(rect, grid), enSuccess);
         QCOMPARE(grid.getCoefficient(), expected);
     }
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_SubScreenTransfer)

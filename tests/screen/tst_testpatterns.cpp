@@ -21,6 +21,7 @@
 #include <vector>
 
 using namespace Correction;
+using Simulator::CallJournal;
 using Simulator::VirtualWall;
 using TestSupport::difference;
 
@@ -343,9 +344,9 @@ void tst_TestPatterns::aPixelImagesPieceKeepsThePhase()
     QFETCH(QPoint, first);
     place(QRect(100, 50, 20, 10));
     QCOMPARE(m_subScreen->setPixelImage(pixels(pattern, block, intervalX, intervalY)), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(pixelLine(region, QRect(first, block.size()), QColor(1, 20, 255), intervalX, intervalY)));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_TestPatterns::aPixelImageElsewhereDarkensTheSubScreen_data()
@@ -370,9 +371,9 @@ void tst_TestPatterns::aPixelImageElsewhereDarkensTheSubScreen()
     QFETCH(int, intervalY);
     place(QRect(100, 50, 20, 10));
     QCOMPARE(m_subScreen->setPixelImage(pixels(pattern, block, intervalX, intervalY)), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(pixelLine(QRect(0, 0, 20, 10), QRect(QPoint(0, 0), block.size()),
-                                                        QColor(0, 0, 0), intervalX, intervalY)));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList(pixelLine(QRect(0, 0, 20, 10), QRect(QPoint(0, 0), block.size()),
+                                                                  QColor(0, 0, 0), intervalX, intervalY)));
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_TestPatterns::aPixelImagesColorIsSentWithoutAlpha_data()
@@ -393,7 +394,7 @@ void tst_TestPatterns::aPixelImagesColorIsSentWithoutAlpha()
     DrawingParameter param = pixels(QRect(0, 0, 4, 4), QRect(0, 0, 1, 1), 1, 1);
     param.color = color;
     QCOMPARE(m_subScreen->setPixelImage(param), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(pixelLine(QRect(0, 0, 4, 4), QRect(0, 0, 1, 1), sent, 1, 1)));
+    QCOMPARE(wall().journal().transcript(), QStringList(pixelLine(QRect(0, 0, 4, 4), QRect(0, 0, 1, 1), sent, 1, 1)));
 }
 
 void tst_TestPatterns::aPixelImageWithoutPeriodIsRefused_data()
@@ -425,7 +426,7 @@ void tst_TestPatterns::aPixelImageWithoutPeriodIsRefused()
         QCOMPARE(lines.size(), 1);
         QVERIFY2(lines[0].endsWith(QLatin1String("device:A")), qPrintable(lines[0]));
     }
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void tst_TestPatterns::aPixelImageSaysWhatItDoes()
@@ -471,7 +472,7 @@ QString checkersLine(const QRect &region, const QSize &first, const QSize &squar
 {
     QStringList texts;
     for (const QVariant &color : colors)
-        texts.append(VirtualWall::describe(color));
+        texts.append(CallJournal::describe(color));
     return QStringLiteral("ScreenInfo::setCheckerBoardImage(\"A\", {\"firstSquareH\": int %1, \"firstSquareW\": int %2, "
                           "\"lastSquareColumnW\": int %3, \"lastSquareRowH\": int %4, \"regionColor\": [%5], "
                           "\"regionRect\": %6, \"squareH\": int %7, \"squareW\": int %8})")
@@ -487,14 +488,14 @@ void tst_TestPatterns::aCheckerboardsPieceIsSent()
     // A 20 x 20 sub-screen, one square to the right of the board's corner.
     place(QRect(10, 0, 20, 20));
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(QRect(0, 0, 100, 100), 2, 10, 10, 10, 10)), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(QStringLiteral(
                  "ScreenInfo::setCheckerBoardImage(\"A\", {\"firstSquareH\": int 10, \"firstSquareW\": int 10, "
                  "\"lastSquareColumnW\": int 10, \"lastSquareRowH\": int 10, \"regionColor\": [{\"b\": int 0, \"g\": "
                  "int 255, "
                  "\"r\": int 0}, {\"b\": int 0, \"g\": int 0, \"r\": int 255}], \"regionRect\": {\"height\": int 20, "
                  "\"width\": int 20, \"x\": int 0, \"y\": int 0}, \"squareH\": int 10, \"squareW\": int 10})")));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_TestPatterns::theCheckerboardsPieceIsComputedForEverySubScreen_data()
@@ -531,8 +532,9 @@ void tst_TestPatterns::theCheckerboardsPieceIsComputedForEverySubScreen()
     QFETCH(int, color);
     place(subScreen);
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(QRect(1000, 500, 100, 100), 3, 30, 20, 10, 20)), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(checkersLine(region, first, QSize(30, 20), last, colorsFrom(color, 3))));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().transcript(),
+             QStringList(checkersLine(region, first, QSize(30, 20), last, colorsFrom(color, 3))));
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_TestPatterns::aCheckerboardElsewhereClearsTheImage_data()
@@ -554,8 +556,8 @@ void tst_TestPatterns::aCheckerboardElsewhereClearsTheImage()
     QFETCH(int, square);
     place(QRect(100, 50, 20, 10));
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(region, colors, square, square, 1, 1)), enSuccess);
-    QCOMPARE(wall().transcript(), QStringList(clearLine));
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList(clearLine));
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_TestPatterns::aCheckerboardWithoutPhaseIsRefused_data()
@@ -583,11 +585,11 @@ void tst_TestPatterns::aCheckerboardWithoutPhaseIsRefused()
         QCOMPARE(lines.size(), 1);
         QVERIFY2(lines[0].endsWith(QLatin1String("device:A")), qPrintable(lines[0]));
     }
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
     // The last column and row divide nothing.
-    wall().on(QStringLiteral("ScreenInfo::setCheckerBoardImage")).answer(QVariantMap());
+    wall().scripts().on(QStringLiteral("ScreenInfo::setCheckerBoardImage")).answer(QVariantMap());
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(QRect(95, 45, 40, 40), 1, 3, 3, 0, 0)), enSuccess);
-    QCOMPARE(wall().calls().size(), 1);
+    QCOMPARE(wall().journal().calls().size(), 1);
 }
 
 void tst_TestPatterns::aCheckerboardSaysWhatItDoes()
@@ -636,10 +638,10 @@ void tst_TestPatterns::theImageModeIsSentAsANumber()
     QFETCH(int, mode);
     place(QRect(0, 0, 1, 1));
     QCOMPARE(m_subScreen->setPixelImageMode(static_cast<unsigned char>(mode)), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList(QStringLiteral("ScreenInfo::setPixelImageMode(\"A\", {\"mode\": int %1})").arg(mode)));
-    QCOMPARE(wall().notes(), QStringList());
-    QCOMPARE(wall().imageMode(deviceKey), mode);
+    QCOMPARE(wall().journal().notes(), QStringList());
+    QCOMPARE(wall().state().imageMode(deviceKey), mode);
 }
 
 namespace {
@@ -683,14 +685,14 @@ void tst_TestPatterns::aDeviceThatDoesNotAnswerIsFive()
     QFETCH(bool, throws);
     const PatternCall &expected = patternCalls[call];
     place(QRect(0, 0, 4, 4));
-    Simulator::Script &script = wall().on(QString(), deviceKey);
+    Simulator::Script &script = wall().scripts().on(QString(), deviceKey);
     if (throws)
         script.throwException(std::make_exception_ptr(std::runtime_error("broken")));
     else
         script.answerFalse();
     QCOMPARE(expected.run(*m_subScreen), enTimeout);
-    QCOMPARE(wall().calls().size(), 1);
-    QCOMPARE(wall().calls().value(0).operation, QString::fromLatin1(expected.name));
+    QCOMPARE(wall().journal().calls().size(), 1);
+    QCOMPARE(wall().journal().calls().value(0).operation, QString::fromLatin1(expected.name));
     QStringList lines(QString::fromLatin1(expected.failure));
     if (throws)
         lines.prepend(QStringLiteral("the device service threw an exception"));
@@ -735,15 +737,15 @@ void tst_TestPatterns::aMissingRectangleEndsAPattern()
             QCOMPARE(m_log->takeCritical(), QStringList({line, QStringLiteral("Failed to get screen rect. id:A")}));
         }
     }
-    QCOMPARE(wall().transcript(), QStringList());
+    QCOMPARE(wall().journal().transcript(), QStringList());
 }
 
 void tst_TestPatterns::aSubScreenWithoutCabinetsShowsNoPattern()
 {
-    wall().on(QString(), deviceKey).answer(QVariantMap());
+    wall().scripts().on(QString(), deviceKey).answer(QVariantMap());
     QCOMPARE(m_subScreen->setPixelImage(pixels(QRect(-9, -9, 99, 99), QRect(1, 1, 2, 3), 1, 1)), enSuccess);
     QCOMPARE(m_subScreen->setCheckerboardlImage(checkers(QRect(-9, -9, 99, 99), 2, 3, 3, 3, 3)), enSuccess);
-    QCOMPARE(wall().transcript(),
+    QCOMPARE(wall().journal().transcript(),
              QStringList({pixelLine(QRect(0, 0, 0, 0), QRect(0, 0, 2, 3), QColor(0, 0, 0), 1, 1), clearLine}));
 }
 
@@ -1049,11 +1051,11 @@ void tst_TestPatterns::extremeRectanglesDoNoHarm()
     QFETCH(QRect, rect);
     place(QRect(0, 0, 4, 4));
     enlist(*m_subScreen, deviceKey, QStringLiteral("2"), QRect(-2, 0, 2, 4));
-    wall().on(QString(), deviceKey).answer(QVariantMap());
+    wall().scripts().on(QString(), deviceKey).answer(QVariantMap());
     for (const int cabinets : {2, 3}) {
         if (cabinets == 3)
             enlist(*m_subScreen, deviceKey, QStringLiteral("3"), rect); // a sub-screen of any size
-        wall().clearCalls();
+        wall().journal().clear();
         const int codes[] = {
             m_subScreen->setPixelImage(pixels(rect, QRect(0, 0, 3, 3), 2, 2)),
             m_subScreen->setPixelImage(pixels(QRect(0, 0, 9, 9), rect, intMax, intMin)),
@@ -1066,7 +1068,7 @@ void tst_TestPatterns::extremeRectanglesDoNoHarm()
             refused += code == enArgumentMismatch ? 1 : 0;
         }
         QCOMPARE(m_log->takeCritical().size(), refused);
-        QCOMPARE(wall().calls().size(), 4 - refused);
+        QCOMPARE(wall().journal().calls().size(), 4 - refused);
     }
 }
 
@@ -1200,11 +1202,11 @@ void tst_TestPatterns::randomBoardsComeOutWhole()
             const QPoint place = pixel - board.regionRect.topLeft();
             return board.colors[(place.x() / board.squareW + place.y() / board.squareH) % board.colors.size()];
         });
-        QCOMPARE(difference(wall().patternPicture(QStringLiteral("screen")), expected), QString());
+        QCOMPARE(difference(wall().pictures().pattern(QStringLiteral("screen")), expected), QString());
         colorful += isUniform(expected) ? 0 : 1;
     }
     QVERIFY(colorful > 0);
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_TestPatterns::randomPixelImagesComeOutWhole_data()
@@ -1231,11 +1233,11 @@ void tst_TestPatterns::randomPixelImagesComeOutWhole()
             const bool lit = param.screenPartRect.contains(pixel) && place.x() % periodX == 0 && place.y() % periodY == 0;
             return lit ? param.color : QColor(0, 0, 0);
         });
-        QCOMPARE(difference(wall().patternPicture(QStringLiteral("screen")), expected), QString());
+        QCOMPARE(difference(wall().pictures().pattern(QStringLiteral("screen")), expected), QString());
         colorful += isUniform(expected) ? 0 : 1;
     }
     QVERIFY(colorful > 0);
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void tst_TestPatterns::anyPixelBlocksComeOutWholeOnOneDevice_data()
@@ -1270,9 +1272,9 @@ void tst_TestPatterns::anyPixelBlocksComeOutWholeOnOneDevice()
                        ? QColor(1, 20, 255)
                        : QColor(0, 0, 0);
         });
-        QCOMPARE(difference(wall().patternPicture(QStringLiteral("screen")), expected), QString());
+        QCOMPARE(difference(wall().pictures().pattern(QStringLiteral("screen")), expected), QString());
     }
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_TestPatterns)

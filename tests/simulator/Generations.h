@@ -34,7 +34,7 @@ inline bool savePlanes(int generation)
     const QVector<quint16> values(8 * 8 * 9, static_cast<quint16>(generation));
     QList<QVariant> ids;
     for (const QString &id : cabinets()) {
-        if (!VirtualWall::instance().setChroma(key(), id, values))
+        if (!VirtualWall::instance().state().setChroma(key(), id, values))
             return false;
         ids += id;
     }
@@ -58,13 +58,13 @@ inline bool saveFlags(int generation)
 inline int found()
 {
     VirtualWall &wall = VirtualWall::instance();
-    const QVector<quint16> first = wall.chroma(key(), cabinets().first(), Store::User);
+    const QVector<quint16> first = wall.state().chroma(key(), cabinets().first(), Store::User);
     const int planes = first.value(0);
-    const int flags = wall.flag(key(), cabinets().first()).toInt();
+    const int flags = wall.state().flag(key(), cabinets().first()).toInt();
     for (const QString &id : cabinets()) {
         const QVector<quint16> expected(8 * 8 * 9, static_cast<quint16>(planes));
-        if (wall.chroma(key(), id, Store::User) != expected || wall.chroma(key(), id) != expected
-            || wall.flag(key(), id).toInt() != flags)
+        if (wall.state().chroma(key(), id, Store::User) != expected || wall.state().chroma(key(), id) != expected
+            || wall.state().flag(key(), id).toInt() != flags)
             return -1;
     }
     return planes == flags || planes == flags + 1 ? planes + flags : -1;

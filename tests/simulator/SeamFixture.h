@@ -111,7 +111,7 @@ inline QStringList discovered()
 
 inline Simulator::Call lastCall()
 {
-    return wall().calls().isEmpty() ? Simulator::Call() : wall().calls().last();
+    return wall().journal().calls().isEmpty() ? Simulator::Call() : wall().journal().calls().last();
 }
 
 } // namespace WallTests

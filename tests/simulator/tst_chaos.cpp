@@ -45,7 +45,7 @@ public:
         const auto counter =
             QObject::connect(ScreenManager::getInstance(), &ScreenManager::signal_screenChanged, [this] { ++m_signals; });
         const QMap<QString, QByteArray> saved = users();
-        const int before = wall().calls().size();
+        const int before = wall().journal().calls().size();
         m_changesSaved = false;
         const QString wrong = actOnce();
         QObject::disconnect(counter);
@@ -53,7 +53,7 @@ public:
             return wrong;
         if (!m_changesSaved && users() != saved)
             return QStringLiteral("what was saved has changed");
-        return uploadsArrived(wall().calls().mid(before));
+        return uploadsArrived(wall().journal().calls().mid(before));
     }
 
     int checkedUploads = 0;
@@ -70,8 +70,8 @@ private:
             for (const SubScreen &subScreen : device.subScreens) {
                 for (const Cabinet &cabinet : subScreen.cabinets) {
                     const QString &id = cabinet.id;
-                    planes[id] = wall().plane(device.key, id, Kind::Chroma, Store::User)
-                                 + wall().plane(device.key, id, Kind::Chroma, Store::Flash);
+                    planes[id] = wall().state().plane(device.key, id, Kind::Chroma, Store::User)
+                                 + wall().state().plane(device.key, id, Kind::Chroma, Store::Flash);
                 }
             }
         }
@@ -102,7 +102,7 @@ private:
                                  size.value(QStringLiteral("width")).toInt(), size.value(QStringLiteral("height")).toInt());
                 const QByteArray sent =
                     QByteArray::fromBase64(block.value(QStringLiteral("coefficient")).toString().toLatin1());
-                if (cut(wall().plane(call.deviceKey, id, Kind::Chroma), 4, rect) != sent)
+                if (cut(wall().state().plane(call.deviceKey, id, Kind::Chroma), 4, rect) != sent)
                     return QStringLiteral("cabinet %1 does not hold what it took").arg(id);
                 ++checkedUploads;
             }
@@ -211,7 +211,7 @@ private:
                 return QString();
             Correction::Coefficient grid(4, 2);
             const int code = cabinet.tryGetCoefficients(grid);
-            const QByteArray there = wall().plane(cabinet.getDeviceKey(), cabinet.getID(), Kind::Chroma);
+            const QByteArray there = wall().state().plane(cabinet.getDeviceKey(), cabinet.getID(), Kind::Chroma);
             const QVector<unsigned short> values = grid.getCoefficient();
             QByteArray read(2 * values.size(), Qt::Uninitialized);
             qToLittleEndian<quint16>(values.constData(), values.size(), read.data());
@@ -295,12 +295,12 @@ WallDescription wildWall(quint64 seed)
 void begin(quint64 seed)
 {
     wall().reset();
-    wall().setClock(VirtualWall::Skipping);
+    wall().timeline().setClock(ClockMode::Skipping);
     wall().setWall(wildWall(seed));
-    wall().setChaos(0.0);
+    wall().faults().setChaos(0.0);
     ScreenManager::getInstance()->refreshScreen();
-    wall().setChaos(0.1);
-    wall().clearCalls();
+    wall().faults().setChaos(0.1);
+    wall().journal().clear();
 }
 
 } // namespace
@@ -340,10 +340,10 @@ private Q_SLOTS:
                          qPrintable(QStringLiteral("round %1, action %2: %3").arg(round).arg(i).arg(wrong)));
                 m_log->clear();
             }
-            QCOMPARE(wall().pendingUploads(), 0);
+            QCOMPARE(wall().uploads().pending(), 0);
             uploads += host.checkedUploads;
             reads += host.checkedReads;
-            const QList<Call> calls = wall().calls();
+            const QList<Call> calls = wall().journal().calls();
             for (const Call &call : calls) {
                 const QStringList parts = call.note.split(QStringLiteral("; "), Qt::SkipEmptyParts);
                 for (const QString &part : parts) {
@@ -369,9 +369,9 @@ private Q_SLOTS:
             for (int i = 0; i < 60; ++i)
                 host.act();
             QStringList lines;
-            const QList<Call> calls = wall().calls();
+            const QList<Call> calls = wall().journal().calls();
             for (const Call &call : calls) {
-                lines += VirtualWall::describe(call) + QLatin1Char(' ') + VirtualWall::describe(call.reply)
+                lines += CallJournal::describe(call) + QLatin1Char(' ') + CallJournal::describe(call.reply)
                          + QLatin1Char(' ') + call.note + QStringLiteral(" %1 %2").arg(call.time).arg(call.duration);
             }
             return lines;
@@ -384,17 +384,17 @@ private Q_SLOTS:
     void aShareOfAllCallsGoesWrong()
     {
         WallDescription description = smallWall();
-        wall().setClock(VirtualWall::Stepped);
+        wall().timeline().setClock(ClockMode::Stepped);
         wall().setWall(description);
         const auto spoilt = [] {
-            wall().clearCalls();
-            wall().setSeed(1);
+            wall().journal().clear();
+            wall().faults().setSeed(1);
             for (int i = 0; i < 2000; ++i)
                 discovered();
-            return wall().notes().size();
+            return wall().journal().notes().size();
         };
         QCOMPARE(spoilt(), 0);
-        wall().setChaos(0.2);
+        wall().faults().setChaos(0.2);
         const int some = spoilt(); // devices come, go, restart and get new names; not all of which change anything
         QVERIFY2(some > 100 && some < 500, qPrintable(QString::number(some)));
     }

@@ -196,7 +196,7 @@ void tst_Directory::whatWasSavedIsThereAgain()
     QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
     QVERIFY(savePlanes(1));
     QVERIFY(saveFlags(1));
-    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77))); // only uploaded
+    QVERIFY(wall().state().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77))); // only uploaded
     wall().reset();
 
     QSignalSpy changed(Quorvex::Communicator::HttpDevice::HttpProxy::getInstance(),
@@ -204,11 +204,11 @@ void tst_Directory::whatWasSavedIsThereAgain()
     reopen(folder.directory);
     QCOMPARE(changed.count(), 1);
     QCOMPARE(found(), 2);
-    QCOMPARE(wall().shown(key(), one), Store::User);
+    QCOMPARE(wall().state().shown(key(), one), Store::User);
     QCOMPARE(wall().wall().title, description.title);
     QCOMPARE(wall().wall().replyBlockHeight, 3);
-    QCOMPARE(wall().devices().size(), 1);
-    QCOMPARE(wall().devices().first().rect(), description.devices.first().rect());
+    QCOMPARE(wall().pluggedDevices().size(), 1);
+    QCOMPARE(wall().pluggedDevices().first().rect(), description.devices.first().rect());
 }
 
 void tst_Directory::anOpenDirectoryHasAName()
@@ -269,13 +269,13 @@ void tst_Directory::addedDevicesLiveInMemoryOnly()
     makeWall(folder.directory);
     const auto before = allFiles(folder.directory);
     wall().addDevice(gridDevice(QStringLiteral("B"), QPoint(100, 0), 1, 1, QSize(8, 8)));
-    QVERIFY(wall().setChroma(QStringLiteral("B"), one, QVector<quint16>(8 * 8 * 9, 5), Store::User));
+    QVERIFY(wall().state().setChroma(QStringLiteral("B"), one, QVector<quint16>(8 * 8 * 9, 5), Store::User));
     wall().addDevice(Generations::wall().devices.first()); // in place of the one that saved
     QVERIFY(savePlanes(4));
     QVERIFY(wall().removeDevice(key()));
     QCOMPARE(allFiles(folder.directory), before);
     reopen(folder.directory);
-    QCOMPARE(wall().devices().size(), 1);
+    QCOMPARE(wall().pluggedDevices().size(), 1);
     QCOMPARE(found(), 2);
 }
 
@@ -285,15 +285,15 @@ void tst_Directory::uploadsArePendingNoMoreWhenAWallIsOpened()
     makeWall(folder.directory);
     Fault fault;
     fault.type = Fault::NeverSettle;
-    QVERIFY(wall().addFault(key(), fault));
+    QVERIFY(wall().faults().add(key(), fault));
     bool rejected = false;
     auto promise = Correctionop::getInstance()->uploadCoefficientAsync(key(), {}).fail([&] {
         rejected = true;
         return false;
     });
-    QCOMPARE(wall().pendingUploads(), 1);
+    QCOMPARE(wall().uploads().pending(), 1);
     reopen(folder.directory);
-    QCOMPARE(wall().pendingUploads(), 0);
+    QCOMPARE(wall().uploads().pending(), 0);
     promise.wait();
     QVERIFY(rejected);
 }
@@ -302,7 +302,7 @@ void tst_Directory::openingAgainReadsAgain()
 {
     const Folder folder;
     makeWall(folder.directory);
-    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77)));
+    QVERIFY(wall().state().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77)));
     QCOMPARE(found(), -1);
     reopen(folder.directory + QStringLiteral("/../wall"));
     QCOMPARE(found(), 2);
@@ -339,11 +339,12 @@ void tst_Directory::everyKeyHasAFolder()
     QString error;
     QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
     for (int i = 0; i < keys.size(); ++i)
-        QVERIFY(wall().setChroma(keys[i], one, QVector<quint16>(2 * 2 * 9, static_cast<quint16>(i + 1)), Store::User));
+        QVERIFY(
+            wall().state().setChroma(keys[i], one, QVector<quint16>(2 * 2 * 9, static_cast<quint16>(i + 1)), Store::User));
     wall().reset();
     reopen(folder.directory);
     for (int i = 0; i < keys.size(); ++i)
-        QCOMPARE(wall().chroma(keys[i], one), QVector<quint16>(2 * 2 * 9, static_cast<quint16>(i + 1)));
+        QCOMPARE(wall().state().chroma(keys[i], one), QVector<quint16>(2 * 2 * 9, static_cast<quint16>(i + 1)));
     QCOMPARE(QDir(folder.parent.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
              QStringList(QStringLiteral("wall")));
     QCOMPARE(QDir(folder.directory + QStringLiteral("/devices")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(),
@@ -359,10 +360,10 @@ void tst_Directory::aSaveWritesWhatChanged()
     const QByteArray stateBefore = contents(folder.directory + state);
 
     DiskSteps::watch((folder.directory + QStringLiteral("/devices")).toLocal8Bit());
-    QCOMPARE(wall().chroma(key(), one).size(), 8 * 8 * 9);
+    QCOMPARE(wall().state().chroma(key(), one).size(), 8 * 8 * 9);
     List reply;
     QVERIFY(Correctionop::getInstance()->loadCoefficient(key(), one, reply));
-    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77)));
+    QVERIFY(wall().state().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 77)));
     QCOMPARE(DiskSteps::count(), 0); // reading and uploading
 
     QVERIFY(saveFlags(1)); // as they are
@@ -374,7 +375,7 @@ void tst_Directory::aSaveWritesWhatChanged()
     QVERIFY(contents(folder.directory + state) != stateBefore);
 
     // A plane of one cabinet out of three: the others stay where they are.
-    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 78), Store::User));
+    QVERIFY(wall().state().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 78), Store::User));
     QCOMPARE(packs(folder.directory).size(), 2);
     QCOMPARE(QFileInfo(folder.directory + QStringLiteral("/devices/A/2.planes")).size(), qint64(8 * 8 * 18));
 }
@@ -398,23 +399,23 @@ void tst_Directory::defaultPixelsTakeNoPlace()
     description.defaultPixels[0] = QByteArray::fromHex("0080");
     QString error;
     QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
-    const QByteArray plane = wall().plane(key(), one, Kind::Chroma, Store::Working);
+    const QByteArray plane = wall().state().plane(key(), one, Kind::Chroma, Store::Working);
     QCOMPARE(plane.left(3), QByteArray::fromHex("008000"));
-    QVERIFY(wall().setPlane(key(), one, Kind::Chroma, plane, Store::User));
+    QVERIFY(wall().state().setPlane(key(), one, Kind::Chroma, plane, Store::User));
     QCOMPARE(packs(folder.directory), QStringList());
 
     QByteArray other = plane;
     other[other.size() - 1] = 1;
-    QVERIFY(wall().setPlane(key(), one, Kind::Chroma, other, Store::User));
+    QVERIFY(wall().state().setPlane(key(), one, Kind::Chroma, other, Store::User));
     QCOMPARE(packs(folder.directory).size(), 1);
     reopen(folder.directory);
-    QCOMPARE(wall().plane(key(), one, Kind::Chroma), other);
+    QCOMPARE(wall().state().plane(key(), one, Kind::Chroma), other);
 
     Map reply;
     QVERIFY(Correctionop::getInstance()->clearCabinetsUserCoefficient(key(), {{QStringLiteral("cids"), List{one}}}, reply));
     QCOMPARE(packs(folder.directory), QStringList());
     reopen(folder.directory);
-    QCOMPARE(wall().plane(key(), one, Kind::Chroma), plane);
+    QCOMPARE(wall().state().plane(key(), one, Kind::Chroma), plane);
 }
 
 void tst_Directory::foldersDoNotGrowForEver()
@@ -428,7 +429,7 @@ void tst_Directory::foldersDoNotGrowForEver()
         const QString id = QString::number(1 + random() % 3);
         const Store store = stores[random() % stores.size()];
         const QVector<quint16> values(8 * 8 * 9, static_cast<quint16>(i + 1));
-        QVERIFY(wall().setChroma(key(), id, values, store));
+        QVERIFY(wall().state().setChroma(key(), id, values, store));
         expected[id + QString::number(int(store))] = values;
         qint64 size = 0;
         const QStringList names = packs(folder.directory);
@@ -438,7 +439,7 @@ void tst_Directory::foldersDoNotGrowForEver()
     }
     reopen(folder.directory);
     for (auto it = expected.cbegin(); it != expected.cend(); ++it)
-        QCOMPARE(wall().chroma(key(), it.key().left(1), Store(it.key().mid(1).toInt())), it.value());
+        QCOMPARE(wall().state().chroma(key(), it.key().left(1), Store(it.key().mid(1).toInt())), it.value());
 }
 
 void tst_Directory::aWallIsNotMadeWhereOneIs()
@@ -462,7 +463,7 @@ void tst_Directory::aWallIsNotMadeWhereOneIs()
     QVERIFY(!wall().create(file, Generations::wall(), &error));
     QVERIFY2(error.startsWith(file), qPrintable(error));
     QCOMPARE(contents(file), QByteArray("text"));
-    QVERIFY(wall().devices().isEmpty());
+    QVERIFY(wall().pluggedDevices().isEmpty());
 }
 
 void tst_Directory::makingAWallFailsWhole()
@@ -489,13 +490,13 @@ void tst_Directory::makingAWallFailsWhole()
         error.clear();
         if (!wall().create(folder.directory, Generations::wall(), &error)) {
             QVERIFY(!error.isEmpty());
-            QVERIFY(wall().devices().isEmpty());
+            QVERIFY(wall().pluggedDevices().isEmpty());
             DiskSteps::watch(QByteArray());
             QVERIFY2(wall().create(folder.directory, Generations::wall(), &error), qPrintable(error));
         }
         DiskSteps::watch(QByteArray());
         reopen(folder.directory);
-        QCOMPARE(wall().devices().size(), 1);
+        QCOMPARE(wall().pluggedDevices().size(), 1);
     }
 }
 
@@ -526,7 +527,7 @@ void tst_Directory::aFailingStepChangesNothing()
         isHarmed = false;
         for (const bool planes : {true, false}) { // a request that writes a pack, and one that does not
             const int generation = answered / 2 + 1;
-            wall().clearCalls();
+            wall().journal().clear();
             DiskSteps::watch(devices);
             DiskSteps::failAt(step, error, lasting);
             const bool result = planes ? savePlanes(generation) : saveFlags(generation);
@@ -536,15 +537,15 @@ void tst_Directory::aFailingStepChangesNothing()
             if (!result) {
                 ++refused;
                 QVERIFY(hadFailure);
-                const QString note = wall().calls().last().note;
+                const QString note = wall().journal().calls().last().note;
                 QVERIFY2(note.startsWith(QStringLiteral("not saved: ") + folder.directory), qPrintable(note));
                 QVERIFY2(note.contains(QStringLiteral(": cannot be ")), qPrintable(note));
                 QVERIFY2(note.endsWith(qt_error_string(error)), qPrintable(note));
                 // Memory is as before; the uploaded planes are still there.
-                QCOMPARE(wall().chroma(key(), one, Store::User).first(), quint16((answered + 1) / 2));
-                QCOMPARE(wall().flag(key(), one).toInt(), answered / 2);
+                QCOMPARE(wall().state().chroma(key(), one, Store::User).first(), quint16((answered + 1) / 2));
+                QCOMPARE(wall().state().flag(key(), one).toInt(), answered / 2);
                 if (planes)
-                    QCOMPARE(wall().chroma(key(), one).first(), quint16(generation));
+                    QCOMPARE(wall().state().chroma(key(), one).first(), quint16(generation));
                 reopen(folder.directory);
                 // When the folder cannot be synchronised from then on, the new state may stay, whole.
                 uncertain += found() == answered ? 0 : 1;
@@ -567,8 +568,8 @@ void tst_Directory::aFolderThatIsGoneIsNoticed()
     const QString away = folder.parent.filePath(QStringLiteral("away"));
     QVERIFY(QDir().rename(folder.directory, away));
     QVERIFY(!savePlanes(2));
-    QVERIFY2(wall().calls().last().note.startsWith(QStringLiteral("not saved: ") + folder.directory),
-             qPrintable(wall().calls().last().note));
+    QVERIFY2(wall().journal().calls().last().note.startsWith(QStringLiteral("not saved: ") + folder.directory),
+             qPrintable(wall().journal().calls().last().note));
     QVERIFY(!saveFlags(2));
     QVERIFY(!QFileInfo::exists(folder.directory));
     QVERIFY(QDir().rename(away, folder.directory));
@@ -580,8 +581,8 @@ void tst_Directory::aFolderThatIsGoneIsNoticed()
     const QString pack = folder.directory + QStringLiteral("/devices/A/") + packs(folder.directory).first();
     QVERIFY(QFile::rename(pack, away));
     QVERIFY(!saveFlags(2));
-    QVERIFY2(wall().calls().last().note.endsWith(pack + QStringLiteral(": is gone")),
-             qPrintable(wall().calls().last().note));
+    QVERIFY2(wall().journal().calls().last().note.endsWith(pack + QStringLiteral(": is gone")),
+             qPrintable(wall().journal().calls().last().note));
     QVERIFY(QFile::rename(away, pack));
     QVERIFY(saveFlags(2));
 }
@@ -625,7 +626,7 @@ void tst_Directory::aPackThatIsThereIsNeverWrittenTo()
     const QString other = folder.directory + QStringLiteral("/devices/A/2.planes");
     overwrite(other, "somebody's own");
     QVERIFY(!savePlanes(2));
-    QCOMPARE(wall().calls().last().note,
+    QCOMPARE(wall().journal().calls().last().note,
              QStringLiteral("not saved: %1: cannot be written: %2").arg(other, qt_error_string(EEXIST)));
     QCOMPARE(contents(other), QByteArray("somebody's own"));
     QVERIFY(savePlanes(2));
@@ -648,7 +649,7 @@ void tst_Directory::aFailedOpeningTakesNothingFromTheOpenWall()
         QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
         QVERIFY(savePlanes(1));
         QVERIFY(saveFlags(1));
-        QVERIFY(wall().setChroma(QStringLiteral("B"), one, values, Store::User));
+        QVERIFY(wall().state().setChroma(QStringLiteral("B"), one, values, Store::User));
         DiskSteps::watch((folder.directory + QStringLiteral("/devices")).toLocal8Bit());
         DiskSteps::failAt(step, EIO, true);
         const bool isOpen = wall().open(folder.directory);
@@ -676,11 +677,11 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     Map request{{QStringLiteral("flag"), half}};
     Map reply;
     QVERIFY(!CabinetInfoOperator::getInstance()->setCabinetFlag(key(), one, request, reply));
-    QVERIFY2(wall().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is no valid text")),
-             qPrintable(wall().calls().last().note));
-    QCOMPARE(wall().flag(key(), one), one);
+    QVERIFY2(wall().journal().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is no valid text")),
+             qPrintable(wall().journal().calls().last().note));
+    QCOMPARE(wall().state().flag(key(), one), one);
     QVERIFY(!wall().renameScreen(key(), half));
-    QCOMPARE(wall().devices().first().screenName, QStringLiteral("Screen"));
+    QCOMPARE(wall().pluggedDevices().first().screenName, QStringLiteral("Screen"));
     QVERIFY(saveFlags(2));
 }
 
@@ -828,8 +829,8 @@ void tst_Directory::damageIsFound()
     QVERIFY2(error.startsWith(folder.directory + expected), qPrintable(error));
     QVERIFY(!wall().open(folder.directory));
     QCOMPARE(allFiles(folder.directory), before); // nothing overwritten, and no lock
-    QCOMPARE(wall().devices().size(), 1);
-    QCOMPARE(wall().devices().first().key, QStringLiteral("Z"));
+    QCOMPARE(wall().pluggedDevices().size(), 1);
+    QCOMPARE(wall().pluggedDevices().first().key, QStringLiteral("Z"));
     QCOMPARE(wall().directory(), QString());
 }
 
@@ -845,14 +846,14 @@ void tst_Directory::editsByHandAreAccepted()
     QVERIFY(QFile::remove(checksum));
     editing("\"device\": {", "\"device\": {\"brightness\":77")(folder.directory);
     reopen(folder.directory);
-    QCOMPARE(wall().devices().first().label, QStringLiteral("Another"));
-    QCOMPARE(wall().brightness(key()), 77);
+    QCOMPARE(wall().pluggedDevices().first().label, QStringLiteral("Another"));
+    QCOMPARE(wall().state().brightness(key()), 77);
     QCOMPARE(found(), 2);
     QVERIFY(contents(checksum).endsWith("  wall.json\n") && contents(checksum) != recorded);
     QVERIFY(saveFlags(2));
     QVERIFY(!contents(folder.directory + state).contains("edited"));
     reopen(folder.directory);
-    QCOMPARE(wall().brightness(key()), 77);
+    QCOMPARE(wall().state().brightness(key()), 77);
     // From here on the checksums count again.
     wall().reset();
     replacing(QStringLiteral("/wall.json"), "\"Another\"", "\"Device A\"")(folder.directory);
@@ -982,7 +983,7 @@ void tst_Directory::threadsSaveTogether()
             for (int round = 1; round <= 10; ++round) {
                 for (const QString &id : Generations::cabinets()) {
                     const QVector<quint16> values(4 * 4 * 9, static_cast<quint16>(100 * i + round));
-                    failures += wall().setChroma(keys[(i + round) % 3], id, values, Store(1 + i)) ? 0 : 1;
+                    failures += wall().state().setChroma(keys[(i + round) % 3], id, values, Store(1 + i)) ? 0 : 1;
                     failures += wall().directory() == folder.directory ? 0 : 1;
                 }
             }
@@ -995,7 +996,7 @@ void tst_Directory::threadsSaveTogether()
     for (int i = 0; i < keys.size(); ++i) {
         for (int round = 8; round <= 10; ++round) {
             for (const QString &id : Generations::cabinets())
-                QCOMPARE(wall().chroma(keys[(i + round) % 3], id, Store(1 + i)),
+                QCOMPARE(wall().state().chroma(keys[(i + round) % 3], id, Store(1 + i)),
                          QVector<quint16>(4 * 4 * 9, static_cast<quint16>(100 * i + round)));
         }
     }

@@ -115,13 +115,13 @@ Files filesOfWall(const QString &directory, int saved)
 /// What memory holds of what lasts: requests, as found() counts them.
 int remembered()
 {
-    return wall().chroma(key(), one, Store::User).value(0) + wall().flag(key(), one).toInt();
+    return wall().state().chroma(key(), one, Store::User).value(0) + wall().state().flag(key(), one).toInt();
 }
 
 /// A request that changes nothing.
 bool saveAgain()
 {
-    return saveFlags(wall().flag(key(), one).toInt());
+    return saveFlags(wall().state().flag(key(), one).toInt());
 }
 
 void addFailures()
@@ -246,12 +246,12 @@ void tst_DiskFailures::anyStepOfASaveMayFail()
             if (!isSaved) {
                 ++refused;
                 QVERIFY(isReached && error != 0);
-                const QString note = wall().calls().last().note;
+                const QString note = wall().journal().calls().last().note;
                 QVERIFY2(note.startsWith(QStringLiteral("not saved: ") + folder.directory), qPrintable(note));
                 QVERIFY2(note.endsWith(qt_error_string(error)), qPrintable(note));
                 QCOMPARE(remembered(), answered);
                 // Once anything is answered true, the disk holds what memory does.
-                QVERIFY2(saveAgain(), qPrintable(wall().calls().last().note));
+                QVERIFY2(saveAgain(), qPrintable(wall().journal().calls().last().note));
                 reopen(folder.directory);
                 QCOMPARE(found(), answered);
                 QVERIFY(saveNext(answered));
@@ -298,7 +298,7 @@ void tst_DiskFailures::anyStepOfMakingMayFail()
             QVERIFY(isReached && error != 0);
             QVERIFY2(message.startsWith(made), qPrintable(message));
             QVERIFY2(message.contains(qt_error_string(error)), qPrintable(message));
-            QVERIFY(wall().devices().isEmpty());
+            QVERIFY(wall().pluggedDevices().isEmpty());
             if (lasting)
                 QVERIFY(QDir(made).removeRecursively());
             QVERIFY2(!QFileInfo::exists(made), qPrintable(allFiles(made).keys().join(QLatin1Char(' '))));
@@ -470,12 +470,12 @@ void tst_DiskFailures::everyFlippedBitIsNoticed()
     description.devices = {gridDevice(key(), QPoint(), 1, 1, QSize(2, 2))};
     QString error;
     QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
-    QVERIFY(wall().setChroma(key(), one, QVector<quint16>(2 * 2 * 9, 0x1234), Store::User));
-    QVERIFY(wall().setFlashCheckCode(key(), one, QStringLiteral("0"), 17));
+    QVERIFY(wall().state().setChroma(key(), one, QVector<quint16>(2 * 2 * 9, 0x1234), Store::User));
+    QVERIFY(wall().state().setFlashCheckCode(key(), one, QStringLiteral("0"), 17));
     QVERIFY(wall().renameScreen(key(), QStringLiteral("Stage")));
     const auto values = [] {
-        return QVariantList{wallToJson(wall().wall()), wall().plane(key(), one, Kind::Chroma, Store::User),
-                            wall().flashCheckCode(key(), one, QStringLiteral("0"))};
+        return QVariantList{wallToJson(wall().wall()), wall().state().plane(key(), one, Kind::Chroma, Store::User),
+                            wall().state().flashCheckCode(key(), one, QStringLiteral("0"))};
     };
     reopen(folder.directory);
     const QVariantList expected = values();
@@ -530,13 +530,14 @@ void tst_DiskFailures::textFilesKeepTheReason()
     for (const int requests : {1, 500}) { // less than a buffer, and more
         for (int i = 0; i < requests; ++i)
             QVERIFY(saveFlags(i));
-        const QByteArray expected = isJournal ? wall().journal() : wallToJson(wall().wall());
+        const QByteArray expected = isJournal ? wall().journal().jsonLines() : wallToJson(wall().wall());
         for (int step = 1;; ++step) {
             write(path, "from before");
             QString message;
             DiskSteps::watch(folder.parent.path().toLocal8Bit());
             DiskSteps::failAt(step, error, false);
-            const bool isSaved = isJournal ? wall().saveJournal(path, &message) : writeWall(path, wall().wall(), &message);
+            const bool isSaved =
+                isJournal ? wall().journal().save(path, &message) : writeWall(path, wall().wall(), &message);
             const bool isReached = DiskSteps::count() >= step;
             DiskSteps::watch(QByteArray());
             const QByteArray found = allFiles(folder.parent.path()).value(QStringLiteral("/file"));
@@ -551,14 +552,15 @@ void tst_DiskFailures::textFilesKeepTheReason()
             WallDescription description;
             DiskSteps::watch(folder.parent.path().toLocal8Bit(), DiskSteps::Everything);
             DiskSteps::failAt(step, error, false);
-            const QList<Call> calls = isJournal ? VirtualWall::readJournal(path, &message) : QList<Call>();
+            const QList<Call> calls = isJournal ? CallJournal::read(path, &message) : QList<Call>();
             if (!isJournal)
                 readWall(path, description, &message);
             const bool isReached = DiskSteps::count() >= step;
             DiskSteps::watch(QByteArray());
             if (!isReached)
                 break;
-            const bool isWhole = isJournal ? calls.size() == wall().calls().size() : wallToJson(description) == expected;
+            const bool isWhole =
+                isJournal ? calls.size() == wall().journal().calls().size() : wallToJson(description) == expected;
             QVERIFY2(message.isEmpty() ? isWhole : message.endsWith(qt_error_string(error)),
                      qPrintable(QStringLiteral("step %1: %2").arg(step).arg(message)));
         }

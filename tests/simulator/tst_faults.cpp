@@ -66,7 +66,7 @@ private Q_SLOTS:
     void init()
     {
         wall().reset();
-        wall().setClock(VirtualWall::Stepped);
+        wall().timeline().setClock(ClockMode::Stepped);
         wall().setWall(smallWall());
     }
     void cleanupTestCase() { wall().reset(); }
@@ -106,7 +106,7 @@ private Q_SLOTS:
         spoilt.status = QStringLiteral("503");
         if (type == Fault::Vanish)
             spoilt.times = 1;
-        QVERIFY(wall().addFault(a, spoilt));
+        QVERIFY(wall().faults().add(a, spoilt));
         QTEST(ask("A"), "asked");
         Map reply;
         const Map many = uploadOf(1, 3).first().toMap();
@@ -118,7 +118,7 @@ private Q_SLOTS:
         const Promise promise = upload("A", 1, 4);
         QTEST(outcome(promise), "promised");
         QStringList notes;
-        const QList<Call> calls = wall().calls();
+        const QList<Call> calls = wall().journal().calls();
         for (const Call &call : calls)
             notes += call.note;
         QTEST(notes.join(QLatin1Char('|')), "notes");
@@ -128,39 +128,39 @@ private Q_SLOTS:
 
     void whatIsNotAnsweredDoesNotHappen()
     {
-        QVERIFY(wall().addFault(a, fault(Fault::NoAnswer)));
+        QVERIFY(wall().faults().add(a, fault(Fault::NoAnswer)));
         QCOMPARE(outcome(upload("A", 1, 4)), QStringLiteral("false"));
-        QCOMPARE(wall().chroma(a, one), plane(8, 0));
-        QVERIFY(wall().addFault(a, fault(Fault::RejectUpload)));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 0));
+        QVERIFY(wall().faults().add(a, fault(Fault::RejectUpload)));
         upload("A", 1, 4);
         QVERIFY(lastCall().rejected);
         QVERIFY(lastCall().settled);
-        QCOMPARE(wall().chroma(a, one), plane(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 0));
     }
 
     void aLateAnswerIsAnAnswer()
     {
         Fault late = fault(Fault::LateAnswer, "HWInfo::getHWInfo");
         late.milliseconds = 700;
-        QVERIFY(wall().addFault(a, late));
+        QVERIFY(wall().faults().add(a, late));
         QVERIFY(ask("A"));
         QCOMPARE(lastCall().duration, qint64(700000));
         QCOMPARE(note(), QStringLiteral("fault: late answer"));
         late.operation = QStringLiteral("Correctionop::uploadCoefficientAsync");
-        QVERIFY(wall().addFault(a, late));
+        QVERIFY(wall().faults().add(a, late));
         const Promise promise = upload("A", 1, 4);
         QVERIFY(promise.isPending());
-        wall().advance(700);
+        wall().timeline().advance(700);
         QCOMPARE(outcome(promise), QStringLiteral("true"));
     }
 
     void aPendingUploadEndsWithTheDevice()
     {
-        QVERIFY(wall().addFault(a, fault(Fault::NeverSettle)));
+        QVERIFY(wall().faults().add(a, fault(Fault::NeverSettle)));
         const Promise promise = upload("A", 1, 4);
-        wall().advance(1000000);
+        wall().timeline().advance(1000000);
         QVERIFY(promise.isPending());
-        QCOMPARE(wall().pendingUploadDevices(), QStringList{a});
+        QCOMPARE(wall().uploads().pendingDevices(), QStringList{a});
         QVERIFY(!lastCall().settled);
         QVERIFY(wall().unplug(a));
         QCOMPARE(outcome(promise), QStringLiteral("the device was unplugged"));
@@ -172,7 +172,7 @@ private Q_SLOTS:
     {
         Fault teapot = fault(Fault::Status);
         teapot.status = QStringLiteral("418");
-        QVERIFY(wall().addFault(a, teapot));
+        QVERIFY(wall().faults().add(a, teapot));
         Map reply;
         Headers headers;
         QVERIFY(!ScreenInfo::getInstance()->setCheckerBoardImage(a, {}, reply, headers));
@@ -184,7 +184,7 @@ private Q_SLOTS:
     {
         Fault vanish = fault(Fault::Vanish);
         vanish.times = 1;
-        QVERIFY(wall().addFault(a, vanish));
+        QVERIFY(wall().faults().add(a, vanish));
         QSignalSpy changed(Quorvex::Communicator::HttpDevice::HttpProxy::getInstance(),
                            &Quorvex::Communicator::HttpDevice::HttpProxy::deviceChanged);
         QVERIFY(!ask("A"));
@@ -201,23 +201,23 @@ private Q_SLOTS:
         QCOMPARE(outcome(upload("A", 1, 6)), QStringLiteral("true"));
         Fault restart = fault(Fault::Restart);
         restart.times = 1;
-        QVERIFY(wall().addFault(a, restart));
+        QVERIFY(wall().faults().add(a, restart));
         QVERIFY(!ask("A"));
-        QCOMPARE(wall().chroma(a, one), plane(8, 5));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 5));
     }
 
     // Spoilt replies
 
     void truncatesEveryList()
     {
-        QVERIFY(wall().addFault(a, fault(Fault::TruncateReply)));
+        QVERIFY(wall().faults().add(a, fault(Fault::TruncateReply)));
         const List reply = flags();
         QCOMPARE(idsOf(reply), QStringList{one});
         QVERIFY(reply[0].toMap().value(QStringLiteral("recvcardflags")).toList().isEmpty());
         QCOMPARE(note(), QStringLiteral("fault: truncated reply"));
         QVERIFY(ask("A")); // a reply without lists
         QCOMPARE(note(), QString());
-        QVERIFY(wall().setGamma(a, one, Channel::Red, {1, 2, 3}));
+        QVERIFY(wall().state().setGamma(a, one, Channel::Red, {1, 2, 3}));
         Map gamma;
         QVERIFY(CabinetInfoOperator::getInstance()->getCabinetGammaCustomValue(a, one, gamma));
         QCOMPARE(gamma.value(QStringLiteral("redGamma")).value<QList<int>>(), QList<int>{1});
@@ -226,7 +226,7 @@ private Q_SLOTS:
     void shufflesEveryListAndNothingElse()
     {
         const List whole = flags();
-        QVERIFY(wall().addFault(a, fault(Fault::ShuffleReply)));
+        QVERIFY(wall().faults().add(a, fault(Fault::ShuffleReply)));
         for (int i = 0; i < 20; ++i) {
             const List reply = flags();
             QVERIFY(reply != whole);
@@ -246,7 +246,7 @@ private Q_SLOTS:
     {
         Fault missing = fault(Fault::MissingKey);
         missing.key = QStringLiteral("id");
-        QVERIFY(wall().addFault(a, missing));
+        QVERIFY(wall().faults().add(a, missing));
         List reply = flags();
         QVERIFY(!reply[0].toMap().contains(QStringLiteral("id")));
         QVERIFY(reply[0].toMap().contains(QStringLiteral("flag")));
@@ -257,16 +257,16 @@ private Q_SLOTS:
         QCOMPARE(note(), QString());
 
         missing.type = Fault::WrongType;
-        QVERIFY(wall().addFault(a, missing)); // the newest counts
+        QVERIFY(wall().faults().add(a, missing)); // the newest counts
         reply = flags();
         QCOMPARE(int(reply[0].toMap().value(QStringLiteral("id")).userType()), int(QMetaType::QVariantMap));
         QCOMPARE(int(reply[0].toMap().value(QStringLiteral("flag")).userType()), int(QMetaType::QString));
         QCOMPARE(note(), QStringLiteral("fault: wrong type"));
         missing.key = QStringLiteral("recvcardflags");
-        QVERIFY(wall().addFault(a, missing));
+        QVERIFY(wall().faults().add(a, missing));
         QCOMPARE(flags()[0].toMap().value(QStringLiteral("recvcardflags")), QVariant(1));
         missing.key = QStringLiteral("width");
-        QVERIFY(wall().addFault(a, missing));
+        QVERIFY(wall().faults().add(a, missing));
         const Map retyped = flags()[1].toMap().value(QStringLiteral("recvcardflags")).toList().first().toMap();
         QCOMPARE(int(retyped.value(QStringLiteral("width")).userType()), int(QMetaType::QString));
     }
@@ -280,7 +280,7 @@ private Q_SLOTS:
                 result += map.toMap().size();
             return result;
         };
-        QVERIFY(wall().addFault(a, fault(Fault::MissingKey)));
+        QVERIFY(wall().faults().add(a, fault(Fault::MissingKey)));
         QSet<QString> kept;
         for (int i = 0; i < 30; ++i) {
             const List reply = flags();
@@ -295,20 +295,20 @@ private Q_SLOTS:
 
     void drawsTheSameFromTheSameSeed()
     {
-        QVERIFY(wall().addFault(a, fault(Fault::ShuffleReply)));
-        QVERIFY(wall().addFault(b, fault(Fault::WrongType)));
-        wall().setSeed(7);
+        QVERIFY(wall().faults().add(a, fault(Fault::ShuffleReply)));
+        QVERIFY(wall().faults().add(b, fault(Fault::WrongType)));
+        wall().faults().setSeed(7);
         const QVariantList first{flags(), flags("B"), flags()};
-        wall().setSeed(7);
+        wall().faults().setSeed(7);
         QCOMPARE((QVariantList{flags(), flags("B"), flags()}), first);
-        wall().setSeed(8);
+        wall().faults().setSeed(8);
         QVERIFY((QVariantList{flags(), flags("B"), flags()}) != first);
     }
 
     void dirtiesCoefficientsAndConfigurations()
     {
-        QVERIFY(wall().setConfigFile(a, one, QByteArray("abc")));
-        QVERIFY(wall().addFault(a, fault(Fault::DirtyBase64)));
+        QVERIFY(wall().state().setConfigFile(a, one, QByteArray("abc")));
+        QVERIFY(wall().faults().add(a, fault(Fault::DirtyBase64)));
         Map reply;
         QVERIFY(CabinetInfoOperator::getInstance()->getConfigFile(a, one, reply));
         QCOMPARE(reply.value(QStringLiteral("config")).toString(), QStringLiteral("!WJj"));
@@ -329,7 +329,7 @@ private Q_SLOTS:
         Fault some = fault(Fault::NoAnswer, "HWInfo::getHWInfo");
         some.after = 1;
         some.times = 2;
-        QVERIFY(wall().addFault(a, some));
+        QVERIFY(wall().faults().add(a, some));
         QList<bool> answers;
         for (int i = 0; i < 5; ++i) {
             flags();
@@ -343,7 +343,7 @@ private Q_SLOTS:
     {
         Fault second = fault(Fault::RejectUpload);
         second.after = 1;
-        QVERIFY(wall().addFault(a, second));
+        QVERIFY(wall().faults().add(a, second));
         ask("A");
         ask("A");
         QCOMPARE(outcome(upload("A", 1, 1)), QStringLiteral("true"));
@@ -354,7 +354,7 @@ private Q_SLOTS:
     {
         Fault load = fault(Fault::NoAnswer);
         load.target = QStringLiteral("2");
-        QVERIFY(wall().addFault(a, load));
+        QVERIFY(wall().faults().add(a, load));
         List reply;
         QVERIFY(Correctionop::getInstance()->loadCoefficient(a, one, reply));
         QVERIFY(!Correctionop::getInstance()->loadCoefficient(a, QStringLiteral("2"), reply = {}));
@@ -371,20 +371,20 @@ private Q_SLOTS:
         QVERIFY(ask("A"));
         QCOMPARE(note(), QStringLiteral("fault: late answer"));
         QVERIFY(flags().isEmpty());
-        wall().on(QStringLiteral("HWInfo::getHWInfo")).answerFalse().times(1);
+        wall().scripts().on(QStringLiteral("HWInfo::getHWInfo")).answerFalse().times(1);
         QVERIFY(!ask("A"));
         QCOMPARE(note(), QString());
-        wall().on(QStringLiteral("CabinetInfoOperator::getCabAllFlags")).answer(List{one});
+        wall().scripts().on(QStringLiteral("CabinetInfoOperator::getCabAllFlags")).answer(List{one});
         QCOMPARE(flags(), List{one});
     }
 
     /// A script that gives no answer leaves the fault to give it.
     void hooksAndEditsOfAScriptGoWithAFault()
     {
-        QVERIFY(wall().addFault(a, fault(Fault::TruncateReply)));
+        QVERIFY(wall().faults().add(a, fault(Fault::TruncateReply)));
         int hooks = 0;
         int seen = -1;
-        wall().on(QString()).run([&](const Call &) { ++hooks; }).editReply([&](QVariant &reply) {
+        wall().scripts().on(QString()).run([&](const Call &) { ++hooks; }).editReply([&](QVariant &reply) {
             seen = reply.toList().size();
         });
         flags();
@@ -399,15 +399,15 @@ private Q_SLOTS:
         description.devices[0].personality = QStringLiteral("rejects uploads");
         description.devices[0].faults = {fault(Fault::NoAnswer)};
         wall().setWall(description);
-        QVERIFY(wall().addFault(a, fault(Fault::NoAnswer)));
+        QVERIFY(wall().faults().add(a, fault(Fault::NoAnswer)));
         QCOMPARE(wall().wall().devices[0].faults.size(), 2);
         QVERIFY(!ask("A"));
-        QVERIFY(wall().clearFaults(a));
+        QVERIFY(wall().faults().clear(a));
         QVERIFY(wall().wall().devices[0].faults.isEmpty());
         QVERIFY(ask("A"));
         QVERIFY(upload("A", 1, 1).isRejected());
-        QVERIFY(!wall().addFault(QStringLiteral("C"), fault(Fault::NoAnswer)));
-        QVERIFY(!wall().clearFaults(QStringLiteral("C")));
+        QVERIFY(!wall().faults().add(QStringLiteral("C"), fault(Fault::NoAnswer)));
+        QVERIFY(!wall().faults().clear(QStringLiteral("C")));
     }
 };
 

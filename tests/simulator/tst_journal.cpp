@@ -92,8 +92,8 @@ QString fullText(const Call &call)
     for (auto it = call.headers.cbegin(); it != call.headers.cend(); ++it)
         headers += it.key() + QLatin1Char('=') + it.value();
     return QStringLiteral("%1 %2 = %3 %4 [%5] %6+%7 settled %8 rejected %9")
-               .arg(QString::number(call.number), VirtualWall::describe(call), QString::number(call.result),
-                    VirtualWall::describe(call.reply), headers.join(QLatin1String(", ")), QString::number(call.time),
+               .arg(QString::number(call.number), CallJournal::describe(call), QString::number(call.result),
+                    CallJournal::describe(call.reply), headers.join(QLatin1String(", ")), QString::number(call.time),
                     QString::number(call.duration), QString::number(call.settled), QString::number(call.rejected))
            + QLatin1String(call.deviceKey.isNull() ? " no device" : "")
            + QLatin1String(call.target.isNull() ? " no target" : "") + QStringLiteral(" -- ") + call.note;
@@ -132,7 +132,7 @@ void converse()
     ScreenInfo::getInstance()->setGammaTable(a, whole,
                                              map({{"type", 1}, {"gammaTable", QVariant::fromValue(QList<int>{0, 5, 10})}}));
     ScreenInfo::getInstance()->setCheckerBoardImage(a, {}, map1 = {}, headers);
-    wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync"), b).times(1).reject();
+    wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync"), b).times(1).reject();
     upload(b).fail([] { return false; });
 }
 
@@ -141,7 +141,7 @@ void converse()
 {
     QString error;
     wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(32, 32))});
-    if (!wall().recordTo(path, &error)) {
+    if (!wall().journal().recordTo(path, &error)) {
         std::fprintf(stderr, "%s\n", qPrintable(error));
         std::exit(1);
     }
@@ -162,7 +162,7 @@ private Q_SLOTS:
     void init()
     {
         wall().reset();
-        wall().setClock(VirtualWall::Stepped);
+        wall().timeline().setClock(ClockMode::Stepped);
         WallDescription description;
         description.devices = {gridDevice(a, QPoint(0, 0), 2, 1, QSize(4, 4)),
                                gridDevice(b, QPoint(8, 0), 1, 1, QSize(4, 4))};
@@ -179,12 +179,12 @@ private Q_SLOTS:
         converse();
         const QString path = m_folder.filePath(QStringLiteral("whole.jsonl"));
         QString error = QStringLiteral("old");
-        QVERIFY2(wall().saveJournal(path, &error), qPrintable(error));
-        QCOMPARE(contentOf(path), wall().journal());
-        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        QVERIFY2(wall().journal().save(path, &error), qPrintable(error));
+        QCOMPARE(contentOf(path), wall().journal().jsonLines());
+        const QList<Call> calls = CallJournal::read(path, &error);
         QCOMPARE(error, QString());
         QCOMPARE(calls.size(), 11);
-        QCOMPARE(fullTexts(calls), fullTexts(wall().calls()));
+        QCOMPARE(fullTexts(calls), fullTexts(wall().journal().calls()));
         QCOMPARE(calls[9].headers.value(QStringLiteral("HttpResponse_StateCode")), QStringLiteral("200"));
         QVERIFY(calls[10].rejected);
     }
@@ -193,13 +193,13 @@ private Q_SLOTS:
     {
         Map reply;
         HttpProxy::getInstance()->initialize(false);
-        wall().advance(2);
+        wall().timeline().advance(2);
         Device device = gridDevice(a, QPoint(0, 0), 2, 1, QSize(4, 4));
         device.timing.latency = 3;
         wall().addDevice(device);
         Correctionop::getInstance()->setScreenXBit(a, whole, map({{"mode", 3}, {"xbitEnable", true}}), reply);
         Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
-        const QList<QByteArray> lines = wall().journal().split('\n');
+        const QList<QByteArray> lines = wall().journal().jsonLines().split('\n');
         QCOMPARE(lines.size(), 5);
         QCOMPARE(lines[0], quoted("{'journal': 'led-wall', 'version': 1, 'source': 'virtual wall'}"));
         QCOMPARE(lines[1], quoted("{'number': 1, 'time': 0, 'duration': 0, 'operation': 'HttpProxy::initialize', "
@@ -219,14 +219,14 @@ private Q_SLOTS:
     {
         wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(256, 256))});
         const QString recorded = m_folder.filePath(QStringLiteral("recorded.jsonl"));
-        QVERIFY(wall().recordTo(recorded));
+        QVERIFY(wall().journal().recordTo(recorded));
         upload(a, 1, 256);
-        QVERIFY(wall().recordTo(QString()));
+        QVERIFY(wall().journal().recordTo(QString()));
         const QString saved = m_folder.filePath(QStringLiteral("saved.jsonl"));
-        QVERIFY(wall().saveJournal(saved));
+        QVERIFY(wall().journal().save(saved));
         for (const QString &path : {recorded, saved}) {
             QVERIFY(QFileInfo(path).size() > 1000000);
-            const QList<Call> calls = VirtualWall::readJournal(path);
+            const QList<Call> calls = CallJournal::read(path);
             QCOMPARE(calls.size(), 1);
             QVERIFY(calls[0].request == QVariant(uploadRequest(1, 256)));
         }
@@ -236,7 +236,7 @@ private Q_SLOTS:
     {
         QString error;
         const QString path = m_folder.filePath(QStringLiteral("no/such/folder.jsonl"));
-        QVERIFY(!wall().saveJournal(path, &error));
+        QVERIFY(!wall().journal().save(path, &error));
         QVERIFY2(error.startsWith(path + QStringLiteral(": ")), qPrintable(error));
     }
 
@@ -248,56 +248,56 @@ private Q_SLOTS:
         Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
         const QString path = m_folder.filePath(QStringLiteral("growing.jsonl"));
         QString error;
-        QVERIFY2(wall().recordTo(path, &error), qPrintable(error));
+        QVERIFY2(wall().journal().recordTo(path, &error), qPrintable(error));
         QCOMPARE(contentOf(path).count('\n'), 1);
         converse();
-        QCOMPARE(fullTexts(VirtualWall::readJournal(path, &error)), fullTexts(wall().calls().mid(1)));
+        QCOMPARE(fullTexts(CallJournal::read(path, &error)), fullTexts(wall().journal().calls().mid(1)));
         QCOMPARE(error, QString());
-        QVERIFY(wall().recordTo(QString(), &error));
+        QVERIFY(wall().journal().recordTo(QString(), &error));
         Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
-        QCOMPARE(VirtualWall::readJournal(path).size(), 11);
+        QCOMPARE(CallJournal::read(path).size(), 11);
     }
 
     void recordsOverlappingUploadsInTheOrderOfTheirEnds()
     {
         const QString path = m_folder.filePath(QStringLiteral("overlapping.jsonl"));
-        wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+        wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
         upload(a); // Began before the recording, which must not hold it.
-        QVERIFY(wall().recordTo(path));
+        QVERIFY(wall().journal().recordTo(path));
         upload(a);
         upload(b);
         upload(b);
-        QCOMPARE(VirtualWall::readJournal(path).size(), 0);
-        QVERIFY(wall().settle(a, true));
-        QCOMPARE(VirtualWall::readJournal(path).size(), 0);
-        QVERIFY(wall().settle(b, true));
-        QCOMPARE(numbersOf(VirtualWall::readJournal(path)), QList<qint64>{3});
-        QVERIFY(wall().settle(a, false));
+        QCOMPARE(CallJournal::read(path).size(), 0);
+        QVERIFY(wall().uploads().settle(a, true));
+        QCOMPARE(CallJournal::read(path).size(), 0);
+        QVERIFY(wall().uploads().settle(b, true));
+        QCOMPARE(numbersOf(CallJournal::read(path)), QList<qint64>{3});
+        QVERIFY(wall().uploads().settle(a, false));
         const QByteArray lines = contentOf(path);
         QVERIFY(lines.indexOf("{\"number\": 3") < lines.indexOf("{\"number\": 2"));
-        QCOMPARE(numbersOf(VirtualWall::readJournal(path)), (QList<qint64>{2, 3}));
+        QCOMPARE(numbersOf(CallJournal::read(path)), (QList<qint64>{2, 3}));
 
         QString error;
-        QVERIFY(wall().recordTo(QString(), &error));
-        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        QVERIFY(wall().journal().recordTo(QString(), &error));
+        const QList<Call> calls = CallJournal::read(path, &error);
         QCOMPARE(error, QString());
         QCOMPARE(numbersOf(calls), (QList<qint64>{2, 3, 4}));
         QVERIFY(calls[0].settled && !calls[0].result);
         QVERIFY(calls[1].settled && calls[1].result);
         QVERIFY(!calls[2].settled && !calls[2].result);
-        QVERIFY(wall().settle(b, true));
-        QCOMPARE(VirtualWall::readJournal(path).size(), 3);
+        QVERIFY(wall().uploads().settle(b, true));
+        QCOMPARE(CallJournal::read(path).size(), 3);
     }
 
     void recordsWhatTheJournalDoesNotKeep()
     {
         const QString path = m_folder.filePath(QStringLiteral("unlimited.jsonl"));
-        wall().setJournalLimit(0);
-        QVERIFY(wall().recordTo(path));
+        wall().journal().setLimit(0);
+        QVERIFY(wall().journal().recordTo(path));
         converse();
-        wall().clearCalls();
-        QVERIFY(wall().calls().isEmpty());
-        const QList<Call> calls = VirtualWall::readJournal(path);
+        wall().journal().clear();
+        QVERIFY(wall().journal().calls().isEmpty());
+        const QList<Call> calls = CallJournal::read(path);
         QCOMPARE(calls.size(), 11);
         QVERIFY(calls[1].result);
     }
@@ -308,27 +308,27 @@ private Q_SLOTS:
         const QString second = m_folder.filePath(QStringLiteral("second.jsonl"));
         write(second, "precious");
         QString error;
-        QVERIFY(wall().recordTo(first, &error));
-        QVERIFY(!wall().recordTo(second, &error));
+        QVERIFY(wall().journal().recordTo(first, &error));
+        QVERIFY(!wall().journal().recordTo(second, &error));
         QCOMPARE(error, second + QStringLiteral(": holds something already"));
         QCOMPARE(contentOf(second), QByteArray("precious"));
-        QVERIFY(!wall().recordTo(m_folder.filePath(QStringLiteral("no/folder.jsonl")), &error));
+        QVERIFY(!wall().journal().recordTo(m_folder.filePath(QStringLiteral("no/folder.jsonl")), &error));
         HttpProxy::getInstance()->initialize(true);
-        QCOMPARE(VirtualWall::readJournal(first).size(), 1); // It goes on.
+        QCOMPARE(CallJournal::read(first).size(), 1); // It goes on.
     }
 
     void resetEndsARecording()
     {
         const QString path = m_folder.filePath(QStringLiteral("reset.jsonl"));
-        QVERIFY(wall().recordTo(path));
-        wall().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
+        QVERIFY(wall().journal().recordTo(path));
+        wall().scripts().on(QStringLiteral("Correctionop::uploadCoefficientAsync")).settleLater();
         upload(a).fail([] { return false; });
         wall().reset();
         HttpProxy::getInstance()->initialize(true);
-        const QList<Call> calls = VirtualWall::readJournal(path);
+        const QList<Call> calls = CallJournal::read(path);
         QCOMPARE(calls.size(), 1);
         QVERIFY(calls[0].rejected);
-        QCOMPARE(wall().calls().first().number, qint64(1));
+        QCOMPARE(wall().journal().calls().first().number, qint64(1));
     }
 
     void aFullDiskEndsTheFileBeforeTheCallAndIsTold()
@@ -336,11 +336,11 @@ private Q_SLOTS:
         if (!QFile::exists(QStringLiteral("/dev/full")))
             QSKIP("needs /dev/full");
         QString error;
-        QVERIFY(!wall().recordTo(QStringLiteral("/dev/full"), &error));
+        QVERIFY(!wall().journal().recordTo(QStringLiteral("/dev/full"), &error));
         QCOMPARE(error, QStringLiteral("/dev/full: No space left on device"));
 
         const QString path = m_folder.filePath(QStringLiteral("full.jsonl"));
-        QVERIFY(wall().recordTo(path));
+        QVERIFY(wall().journal().recordTo(path));
         HttpProxy::getInstance()->initialize(true);
         const auto size = static_cast<rlim_t>(contentOf(path).size());
         rlimit old{};
@@ -353,11 +353,11 @@ private Q_SLOTS:
         QCOMPARE(setrlimit(RLIMIT_FSIZE, &old), 0);
         std::signal(SIGXFSZ, handler);
 
-        QCOMPARE(VirtualWall::readJournal(path, &error).size(), 1);
+        QCOMPARE(CallJournal::read(path, &error).size(), 1);
         QCOMPARE(error, QString());
-        QCOMPARE(wall().calls().value(1).note, QStringLiteral("not recorded"));
-        QCOMPARE(wall().calls().value(2).note, QStringLiteral("not recorded"));
-        QVERIFY(!wall().recordTo(QString(), &error));
+        QCOMPARE(wall().journal().calls().value(1).note, QStringLiteral("not recorded"));
+        QCOMPARE(wall().journal().calls().value(2).note, QStringLiteral("not recorded"));
+        QVERIFY(!wall().journal().recordTo(QString(), &error));
         QCOMPARE(error, path + QStringLiteral(": call 2 and those that ended after it are missing: File too large"));
     }
 
@@ -378,7 +378,7 @@ private Q_SLOTS:
             QVERIFY(child.waitForFinished());
 
             QString error;
-            const QList<Call> calls = VirtualWall::readJournal(path, &error);
+            const QList<Call> calls = CallJournal::read(path, &error);
             const QString cutShort = QStringLiteral("%1: line %2: cut short").arg(path).arg(calls.size() + 2);
             QVERIFY2(error.isNull() || error.startsWith(cutShort), qPrintable(error));
             QVERIFY2(calls.size() >= told, qPrintable(QStringLiteral("%1 of %2").arg(calls.size()).arg(told)));
@@ -390,7 +390,7 @@ private Q_SLOTS:
     void manyThreadsRecordWholeLines()
     {
         const QString path = m_folder.filePath(QStringLiteral("threads.jsonl"));
-        QVERIFY(wall().recordTo(path));
+        QVERIFY(wall().journal().recordTo(path));
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([] {
@@ -401,11 +401,11 @@ private Q_SLOTS:
             });
         }
         for (int i = 0; i < 10; ++i)
-            QVERIFY(wall().journal().startsWith("{\"journal\""));
+            QVERIFY(wall().journal().jsonLines().startsWith("{\"journal\""));
         for (std::thread &thread : threads)
             thread.join();
         QString error;
-        QCOMPARE(fullTexts(VirtualWall::readJournal(path, &error)), fullTexts(wall().calls()));
+        QCOMPARE(fullTexts(CallJournal::read(path, &error)), fullTexts(wall().journal().calls()));
         QCOMPARE(error, QString());
     }
 
@@ -414,20 +414,20 @@ private Q_SLOTS:
     void tellsWhereAFileIsCutShort()
     {
         converse();
-        const QByteArray journal = wall().journal();
+        const QByteArray journal = wall().journal().jsonLines();
         const int lastLine = journal.lastIndexOf('\n', -2) + 1;
         const QString path = m_folder.filePath(QStringLiteral("cut.jsonl"));
         QString error;
         for (int size = lastLine; size <= journal.size(); ++size) {
             write(path, journal.left(size));
-            const int calls = VirtualWall::readJournal(path, &error).size();
+            const int calls = CallJournal::read(path, &error).size();
             const bool isWhole = size >= journal.size() - 1; // Only the line feed is missing.
             QCOMPARE(calls, isWhole ? 11 : 10);
             if (isWhole || size == lastLine)
                 QCOMPARE(error, QString());
             else
                 QCOMPARE(error, QStringLiteral("%1: line 12: cut short after %2 bytes").arg(path).arg(size - lastLine));
-            QCOMPARE(wall().replay(path, &error), error.isNull());
+            QCOMPARE(wall().replay().start(path, &error), error.isNull());
         }
     }
 
@@ -438,10 +438,10 @@ private Q_SLOTS:
                            "\n{'operation':'HttpProxy::getDeviceList','number':9,'result':false}\r\n"
                            "{'result':true,'operation':'HttpProxy::initialize','extra':true,'number':2}\n\n"));
         QString error;
-        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        const QList<Call> calls = CallJournal::read(path, &error);
         QCOMPARE(error, QString());
         QCOMPARE(numbersOf(calls), (QList<qint64>{2, 9}));
-        QCOMPARE(VirtualWall::describe(calls[0]), QStringLiteral("HttpProxy::initialize(bool true)"));
+        QCOMPARE(CallJournal::describe(calls[0]), QStringLiteral("HttpProxy::initialize(bool true)"));
         QVERIFY(calls[1].deviceKey.isNull() && calls[1].target.isNull() && calls[1].settled);
     }
 
@@ -453,18 +453,18 @@ private Q_SLOTS:
         const QString path = m_folder.filePath(QStringLiteral("documented.jsonl"));
         write(path, page.mid(start + 8, page.indexOf("```", start + 8) - start - 8));
         QString error;
-        const QList<Call> calls = VirtualWall::readJournal(path, &error);
+        const QList<Call> calls = CallJournal::read(path, &error);
         QCOMPARE(error, QString());
         QCOMPARE(numbersOf(calls), (QList<qint64>{1, 2, 3, 4}));
         QVERIFY(calls[2].rejected);
-        QCOMPARE(VirtualWall::describe(calls[2].request),
+        QCOMPARE(CallJournal::describe(calls[2].request),
                  QString::fromUtf8(quoted("[{'cid': qlonglong 1, 'coefficientList': []}]")));
     }
 
     void recordedCallsHoldWhatTheTableSays()
     {
         converse();
-        const QList<Call> calls = wall().calls();
+        const QList<Call> calls = wall().journal().calls();
         for (const Call &call : calls) {
             const Adapter::Operation *const operation = Adapter::findOperation(call.operation);
             QVERIFY2(operation, qPrintable(call.operation));
@@ -553,9 +553,9 @@ private Q_SLOTS:
         const QString path = m_folder.filePath(QStringLiteral("broken.jsonl"));
         write(path, content);
         QString error;
-        QCOMPARE(VirtualWall::readJournal(path, &error).size(), calls);
+        QCOMPARE(CallJournal::read(path, &error).size(), calls);
         QCOMPARE(error, path + QStringLiteral(": ") + problem);
-        QVERIFY(!wall().replay(path, &error));
+        QVERIFY(!wall().replay().start(path, &error));
         QCOMPARE(error, path + QStringLiteral(": ") + problem);
         QVERIFY(HttpProxy::getInstance()->getDeviceList().size() == 2); // No replay runs.
     }
@@ -564,9 +564,9 @@ private Q_SLOTS:
     {
         QString error;
         const QString path = m_folder.filePath(QStringLiteral("nowhere.jsonl"));
-        QVERIFY(VirtualWall::readJournal(path, &error).isEmpty());
+        QVERIFY(CallJournal::read(path, &error).isEmpty());
         QCOMPARE(error, path + QStringLiteral(": No such file or directory"));
-        QVERIFY(VirtualWall::readJournal(m_folder.path(), &error).isEmpty());
+        QVERIFY(CallJournal::read(m_folder.path(), &error).isEmpty());
         QVERIFY2(error.startsWith(m_folder.path() + QStringLiteral(": ")), qPrintable(error));
     }
 
@@ -578,7 +578,7 @@ private Q_SLOTS:
         Map reply;
         Correctionop::getInstance()->setScreenXBit(a, whole, {}, reply);
         upload(a);
-        const QStringList lines = wall().readableTranscript().split(QLatin1Char('\n'));
+        const QStringList lines = wall().journal().readableTranscript().split(QLatin1Char('\n'));
         QCOMPARE(lines.size(), 5);
         QVERIFY(lines[4].isEmpty());
         const int operation = lines[0].indexOf(QStringLiteral("operation"));

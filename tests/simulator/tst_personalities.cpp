@@ -4,6 +4,7 @@
 
 #include <Correction/CabinetManager.h>
 #include <Correction/Correction.h>
+#include <simulator/Personalities.h>
 #include <support/LogCapture.h>
 
 #include <QtTest/QtTest>
@@ -43,7 +44,7 @@ private Q_SLOTS:
     void init()
     {
         wall().reset();
-        wall().setClock(VirtualWall::Skipping);
+        wall().timeline().setClock(ClockMode::Skipping);
         m_log->clear();
     }
     void cleanup() { VERIFY_NO_CRITICAL(*m_log); }
@@ -162,9 +163,9 @@ private Q_SLOTS:
         QVector<unsigned short> values = plane(12 * 2, 1234);
         grid.setCoefficient(values);
         say(QStringLiteral("write: %1").arg(screen->setCoefficients(QRect(0, 0, 12, 2), grid)));
-        QCOMPARE(wall().chroma(a, QStringLiteral("2")), plane(8, 1234)); // the neighbour never suffers
+        QCOMPARE(wall().state().chroma(a, QStringLiteral("2")), plane(8, 1234)); // the neighbour never suffers
         say(QStringLiteral("save: %1").arg(screen->saveParameter(Correction::enSaveCommonCoefficient)));
-        QCOMPARE(wall().chroma(a, QStringLiteral("2"), Store::User), plane(8, 1234));
+        QCOMPARE(wall().state().chroma(a, QStringLiteral("2"), Store::User), plane(8, 1234));
         if (Correction::ICabinet *const cabinet = Correction::CabinetManager::getInstance()->tryGetCabinet(three)) {
             Correction::Coefficient read(4, 2);
             const int code = cabinet->tryGetCoefficients(read);
@@ -186,16 +187,16 @@ private Q_SLOTS:
 
     void theSlowOneTakesItsTime()
     {
-        wall().setClock(VirtualWall::Stepped);
+        wall().timeline().setClock(ClockMode::Stepped);
         wall().setWall(wallWith(QStringLiteral("slow")));
         QVERIFY(ask("A"));
         QCOMPARE(lastCall().duration, qint64(0));
         QVERIFY(ask("B"));
         QVERIFY(lastCall().duration >= 200000 && lastCall().duration <= 300100);
         const Promise promise = upload("B", 3, 1);
-        wall().advance(199);
+        wall().timeline().advance(199);
         QVERIFY(promise.isPending());
-        wall().advance(102);
+        wall().timeline().advance(102);
         QVERIFY(promise.isFulfilled());
     }
 
@@ -218,7 +219,7 @@ private Q_SLOTS:
         bool taken = true;
         upload("B", 3, 1).then([&](bool value) { taken = value; }).wait();
         QVERIFY(!taken);
-        const QList<Call> calls = wall().calls();
+        const QList<Call> calls = wall().journal().calls();
         for (const Call &call : calls)
             QCOMPARE(call.note, call.deviceKey == b ? QStringLiteral("fault: no answer") : QString());
     }
@@ -283,11 +284,11 @@ private Q_SLOTS:
         auto *const manager = ScreenManager::getInstance();
         QSignalSpy changed(manager, &ScreenManager::signal_screenChanged);
         for (int i = 1; i <= 2; ++i) {
-            wall().clearCalls();
+            wall().journal().clear();
             QCOMPARE(int(manager->refreshScreen()), 0);
             QCOMPARE(changed.count(), 2 * i - 1);
-            QCOMPARE(wall().calls().last().operation, QStringLiteral("ScreenInfo::getScreens"));
-            QCOMPARE(wall().calls().last().note, QStringLiteral("fault: device vanished"));
+            QCOMPARE(wall().journal().calls().last().operation, QStringLiteral("ScreenInfo::getScreens"));
+            QCOMPARE(wall().journal().calls().last().note, QStringLiteral("fault: device vanished"));
             QCOMPARE(discovered(), QStringList{a});
             QVERIFY(wall().plug(b));
         }

@@ -221,30 +221,30 @@ void tst_Pictures::nothingToShowIsNull()
     far.subScreens[0].position = far.screenPosition;
     wall().setDevices({empty, thin, lost, far});
 
-    QVERIFY(wall().layoutPicture(id).isNull());
-    QVERIFY(wall().coefficientPicture(id, 0).isNull());
-    QVERIFY(wall().patternPicture(id).isNull());
-    QVERIFY(wall().patternPicture(id, Light::Effective).isNull());
-    QVERIFY(wall().coefficientRange(id, 0).isEmpty());
+    QVERIFY(wall().pictures().layout(id).isNull());
+    QVERIFY(wall().pictures().coefficients(id, 0).isNull());
+    QVERIFY(wall().pictures().pattern(id).isNull());
+    QVERIFY(wall().pictures().pattern(id, Light::Effective).isNull());
+    QVERIFY(wall().pictures().coefficientRange(id, 0).isEmpty());
 }
 
 void tst_Pictures::aPictureTooLargeIsNull()
 {
     wall().setDevices(
         {gridDevice(a, QPoint(0, 0), 1, 1, QSize(2, 2)), gridDevice(b, QPoint(99998, 99998), 1, 1, QSize(2, 2))});
-    QVERIFY(wall().layoutPicture(screenId).isNull());
-    QVERIFY(wall().coefficientPicture(screenId, 0).isNull());
-    QVERIFY(wall().patternPicture(screenId).isNull());
+    QVERIFY(wall().pictures().layout(screenId).isNull());
+    QVERIFY(wall().pictures().coefficients(screenId, 0).isNull());
+    QVERIFY(wall().pictures().pattern(screenId).isNull());
 }
 
 void tst_Pictures::aDistantWallCanBeScaledDown()
 {
     wall().setDevices(
         {gridDevice(a, QPoint(0, 0), 1, 1, QSize(2, 2)), gridDevice(b, QPoint(99998, 99998), 1, 1, QSize(2, 2))});
-    const QImage layout = wall().layoutPicture(screenId, 400);
+    const QImage layout = wall().pictures().layout(screenId, 400);
     QCOMPARE(layout.width(), 400);
     QVERIFY(layout.height() > 400);
-    const QImage heatMap = wall().coefficientPicture(screenId, 0, Kind::Chroma, ValueRange(), 400);
+    const QImage heatMap = wall().pictures().coefficients(screenId, 0, Kind::Chroma, ValueRange(), 400);
     QCOMPARE(heatMap.width(), 400);
     QCOMPARE(heatMap.pixel(0, 0), heat(0));
     QCOMPARE(heatMap.pixel(1, 0), background);
@@ -298,7 +298,7 @@ void tst_Pictures::aCheckerboardIsDrawnFromItsRequest()
             return black;
         return colors[(columns[x - region.x()] + y - 1) % 3].rgb();
     });
-    QCOMPARE(difference(wall().patternPicture(screenId), expected), QString());
+    QCOMPARE(difference(wall().pictures().pattern(screenId), expected), QString());
 
     // The same downwards.
     wall().setDevices({gridDevice(a, QPoint(20, -3), 2, 5, QSize(2, 2))});
@@ -308,17 +308,17 @@ void tst_Pictures::aCheckerboardIsDrawnFromItsRequest()
     qSwap(request[QStringLiteral("lastSquareColumnW")], request[QStringLiteral("lastSquareRowH")]);
     QVERIFY(ScreenInfo::getInstance()->setCheckerBoardImage(a, request, reply = {}));
     const QImage turned = drawn(size.transposed(), [&](int x, int y) { return expected.pixel(y, x); });
-    QCOMPARE(difference(wall().patternPicture(screenId), turned), QString());
+    QCOMPARE(difference(wall().pictures().pattern(screenId), turned), QString());
 }
 
 void tst_Pictures::aDeviceThatWasNotAskedIsDark()
 {
     wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(3, 2)), gridDevice(b, QPoint(3, 0), 1, 1, QSize(2, 2))});
     QVERIFY(show(b, Qt::cyan));
-    const QImage image = wall().patternPicture(screenId);
+    const QImage image = wall().pictures().pattern(screenId);
     QCOMPARE(difference(image, drawn(QSize(5, 2), [](int x, int) { return x < 3 ? black : 0xff00ffff; })), QString());
     QVERIFY(ScreenInfo::getInstance()->setCorrectClearImage(b, {}));
-    QCOMPARE(difference(wall().patternPicture(screenId), drawn(QSize(5, 2), [](int, int) { return black; })), QString());
+    QCOMPARE(difference(wall().pictures().pattern(screenId), drawn(QSize(5, 2), [](int, int) { return black; })), QString());
 }
 
 void tst_Pictures::cabinetsOfOneIdDoNoHarm()
@@ -329,14 +329,14 @@ void tst_Pictures::cabinetsOfOneIdDoNoHarm()
     device.subScreens[0].cabinets[1].id = device.subScreens[0].cabinets[0].id;
     wall().setDevices({device});
     QVERIFY(show(a, Qt::white));
-    const QImage pattern = wall().patternPicture(screenId, Light::Effective);
+    const QImage pattern = wall().pictures().pattern(screenId, Light::Effective);
     QCOMPARE(pattern.pixel(0, 0), 0xff808080);
     QCOMPARE(pattern.pixel(7, 3), 0xff808080);
     QCOMPARE(pattern.pixel(0, 3), black);
-    const QImage coefficients = wall().coefficientPicture(screenId, 0);
+    const QImage coefficients = wall().pictures().coefficients(screenId, 0);
     QCOMPARE(coefficients.pixel(0, 0), background);
     QCOMPARE(coefficients.pixel(4, 0), heat(0));
-    QVERIFY(!wall().layoutPicture(screenId).isNull());
+    QVERIFY(!wall().pictures().layout(screenId).isNull());
 }
 
 // Light
@@ -384,11 +384,11 @@ void tst_Pictures::theLightOfACabinet()
     device.brightnessMax = brightness[2];
     wall().setDevices({device});
     for (const Channel channel : {Channel::Red, Channel::Green, Channel::Blue})
-        QVERIFY(wall().setGamma(a, QStringLiteral("1"), channel, table));
+        QVERIFY(wall().state().setGamma(a, QStringLiteral("1"), channel, table));
     QVERIFY(show(a, QColor(level, level, level)));
-    QCOMPARE(wall().patternPicture(screenId).pixel(1, 0), qRgb(level, level, level));
-    QCOMPARE(wall().patternPicture(screenId, Light::Nominal).pixel(1, 0), qRgb(level, level, level));
-    QCOMPARE(wall().patternPicture(screenId, Light::Effective).pixel(1, 0), qRgb(shown, shown, shown));
+    QCOMPARE(wall().pictures().pattern(screenId).pixel(1, 0), qRgb(level, level, level));
+    QCOMPARE(wall().pictures().pattern(screenId, Light::Nominal).pixel(1, 0), qRgb(level, level, level));
+    QCOMPARE(wall().pictures().pattern(screenId, Light::Effective).pixel(1, 0), qRgb(shown, shown, shown));
 }
 
 void tst_Pictures::everyCabinetHasItsOwnLight()
@@ -402,7 +402,7 @@ void tst_Pictures::everyCabinetHasItsOwnLight()
     QVERIFY(setBrightness(a, QStringLiteral("2"), 2000));
     const QVector<int> light{255, 255, 51, 51, 26, 26};
     const QImage expected = drawn(QSize(6, 1), [&](int x, int) { return qRgb(light[x], light[x], light[x]); });
-    QCOMPARE(difference(wall().patternPicture(screenId, Light::Effective), expected), QString());
+    QCOMPARE(difference(wall().pictures().pattern(screenId, Light::Effective), expected), QString());
 }
 
 void tst_Pictures::everyChannelHasItsOwnTable()
@@ -412,15 +412,15 @@ void tst_Pictures::everyChannelHasItsOwnTable()
     wall().setDevices({device});
     QVERIFY(show(a, Qt::white));
     // The first cabinet has a table of its own for green; the device has some for red and green.
-    QVERIFY(wall().setGamma(a, Channel::Red, {0, 4095}));
-    QVERIFY(wall().setGamma(a, Channel::Green, {0, 2048}));
-    QVERIFY(wall().setGamma(a, QStringLiteral("1"), Channel::Green, {0, 819}));
-    const QImage image = wall().patternPicture(screenId, Light::Effective);
+    QVERIFY(wall().state().setGamma(a, Channel::Red, {0, 4095}));
+    QVERIFY(wall().state().setGamma(a, Channel::Green, {0, 2048}));
+    QVERIFY(wall().state().setGamma(a, QStringLiteral("1"), Channel::Green, {0, 819}));
+    const QImage image = wall().pictures().pattern(screenId, Light::Effective);
     QCOMPARE(image.pixelColor(0, 0), QColor(255, 51, 255));
     QCOMPARE(image.pixelColor(1, 0), QColor(255, 128, 255));
     // The tables in effect of one cabinet share their scale.
-    QVERIFY(wall().setGamma(a, QStringLiteral("1"), Channel::Blue, {0, 65535}));
-    QCOMPARE(wall().patternPicture(screenId, Light::Effective).pixelColor(0, 0), QColor(16, 3, 255));
+    QVERIFY(wall().state().setGamma(a, QStringLiteral("1"), Channel::Blue, {0, 65535}));
+    QCOMPARE(wall().pictures().pattern(screenId, Light::Effective).pixelColor(0, 0), QColor(16, 3, 255));
 }
 
 void tst_Pictures::unlitPixelsFollowTheTables()
@@ -428,8 +428,8 @@ void tst_Pictures::unlitPixelsFollowTheTables()
     Device device = gridDevice(a, QPoint(0, 0), 1, 1, QSize(2, 1));
     device.brightnessDefault = device.brightnessMax;
     wall().setDevices({device, gridDevice(b, QPoint(3, 0), 1, 1, QSize(1, 1))});
-    QVERIFY(wall().setGamma(a, Channel::Blue, {20, 255}));
-    const QImage image = wall().patternPicture(screenId, Light::Effective);
+    QVERIFY(wall().state().setGamma(a, Channel::Blue, {20, 255}));
+    const QImage image = wall().pictures().pattern(screenId, Light::Effective);
     QCOMPARE(image.pixelColor(0, 0), QColor(0, 0, 20));
     QCOMPARE(image.pixelColor(1, 0), QColor(0, 0, 20));
     QCOMPARE(image.pixelColor(2, 0), QColor(Qt::black)); // No cabinet.
@@ -478,9 +478,9 @@ void tst_Pictures::coefficientsAreAHeatMap()
         }
         return result;
     };
-    QVERIFY(wall().setPlane(a, QStringLiteral("1"), kind, bytes(QRect(0, 0, 3, 2))));
-    QVERIFY(wall().setPlane(a, QStringLiteral("2"), kind, bytes(QRect(3, 0, 3, 2))));
-    QVERIFY(wall().setPlane(b, QStringLiteral("3"), kind, bytes(QRect(8, 0, 2, 3))));
+    QVERIFY(wall().state().setPlane(a, QStringLiteral("1"), kind, bytes(QRect(0, 0, 3, 2))));
+    QVERIFY(wall().state().setPlane(a, QStringLiteral("2"), kind, bytes(QRect(3, 0, 3, 2))));
+    QVERIFY(wall().state().setPlane(b, QStringLiteral("3"), kind, bytes(QRect(8, 0, 2, 3))));
 
     const QRect left(0, 0, 6, 2);
     const QRect right(8, 0, 2, 3);
@@ -497,7 +497,7 @@ void tst_Pictures::coefficientsAreAHeatMap()
         }
     }
     const int unit = kind == Kind::Multilayer ? 1 : 257;
-    const QImage image = wall().coefficientPicture(screenId, channel, kind);
+    const QImage image = wall().pictures().coefficients(screenId, channel, kind);
     QCOMPARE(image.width(), 280);
     const QImage expected = drawn(QSize(280, 3), [&](int x, int y) {
         if (!left.contains(x, y) && !right.contains(x, y))
@@ -507,7 +507,7 @@ void tst_Pictures::coefficientsAreAHeatMap()
     QCOMPARE(difference(image.copy(0, 0, 280, 3), expected), QString());
 
     // "18 pixels: 2570 to 62194, mean 32125.0", "2570 ... 62194" at the ends of the scale.
-    const ValueRange range = wall().coefficientRange(screenId, channel, kind);
+    const ValueRange range = wall().pictures().coefficientRange(screenId, channel, kind);
     QCOMPARE(range.least, least * unit);
     QCOMPARE(range.greatest, greatest * unit);
     const QString mean = QString::number(double(sum) * unit / 18.0, 'f', 1).replace(QLatin1Char('.'), QLatin1Char('?'));
@@ -528,8 +528,8 @@ void tst_Pictures::coefficientsAreAHeatMap()
 void tst_Pictures::aGivenRangeMakesPicturesComparable()
 {
     wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(5, 1))});
-    QVERIFY(wall().setChroma(a, QStringLiteral("1"), plane({0, 100, 200, 300, 65535}, 2)));
-    const QImage image = wall().coefficientPicture(screenId, 2, Kind::Chroma, {100, 300});
+    QVERIFY(wall().state().setChroma(a, QStringLiteral("1"), plane({0, 100, 200, 300, 65535}, 2)));
+    const QImage image = wall().pictures().coefficients(screenId, 2, Kind::Chroma, {100, 300});
     const QVector<int> levels{0, 0, 127, 255, 255};
     for (int x = 0; x < 5; ++x)
         QCOMPARE(image.pixel(x, 0), heat(levels[x]));
@@ -541,20 +541,20 @@ void tst_Pictures::aGivenRangeMakesPicturesComparable()
     QCOMPARE(readLine(image, QPoint(legendMargin + 133 - 8, 1 + tickTextTop), white).left(3), QStringLiteral("200"));
     QCOMPARE(image.pixel(legendMargin + 133, 1 + ticksTop), white);
 
-    const ValueRange range = wall().coefficientRange(screenId, 2);
+    const ValueRange range = wall().pictures().coefficientRange(screenId, 2);
     QCOMPARE(range.least, 0);
     QCOMPARE(range.greatest, 65535);
-    QCOMPARE(wall().coefficientPicture(screenId, 2, Kind::Chroma, range), wall().coefficientPicture(screenId, 2));
+    QCOMPARE(wall().pictures().coefficients(screenId, 2, Kind::Chroma, range), wall().pictures().coefficients(screenId, 2));
     // A range may be any.
     const ValueRange widest{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
-    QCOMPARE(wall().coefficientPicture(screenId, 2, Kind::Chroma, widest).pixel(0, 0), heat(127));
+    QCOMPARE(wall().pictures().coefficients(screenId, 2, Kind::Chroma, widest).pixel(0, 0), heat(127));
 }
 
 void tst_Pictures::equalValuesHaveOneTick()
 {
     wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(5, 1))});
-    wall().setDefaultPixel(Kind::LowGray, QByteArray("\x07\x01", 2));
-    const QImage image = wall().coefficientPicture(screenId, 0, Kind::LowGray);
+    wall().state().setDefaultPixel(Kind::LowGray, QByteArray("\x07\x01", 2));
+    const QImage image = wall().pictures().coefficients(screenId, 0, Kind::LowGray);
     for (int x = 0; x < 5; ++x)
         QCOMPARE(image.pixel(x, 0), heat(0));
     QCOMPARE(readLine(image, QPoint(legendMargin, 1 + tickTextTop), white), QStringLiteral("263"));
@@ -565,9 +565,9 @@ void tst_Pictures::aScaledPictureShowsMeans()
 {
     // Seven columns become three; the second column of the picture holds the last of A's and the first of B's.
     wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(4, 2)), gridDevice(b, QPoint(4, 0), 1, 1, QSize(3, 2), 2)});
-    QVERIFY(wall().setChroma(a, QStringLiteral("1"), plane({1, 2, 3, 10, 5, 6, 8, 20}, 4)));
-    QVERIFY(wall().setChroma(b, QStringLiteral("2"), plane({30, 41, 50, 60, 70, 80}, 4)));
-    const QImage image = wall().coefficientPicture(screenId, 4, Kind::Chroma, {0, 255}, 3);
+    QVERIFY(wall().state().setChroma(a, QStringLiteral("1"), plane({1, 2, 3, 10, 5, 6, 8, 20}, 4)));
+    QVERIFY(wall().state().setChroma(b, QStringLiteral("2"), plane({30, 41, 50, 60, 70, 80}, 4)));
+    const QImage image = wall().pictures().coefficients(screenId, 4, Kind::Chroma, {0, 255}, 3);
     // Columns 0 to 2, 3 and 4, 5 and 6; the height of 6/7 becomes one row.
     QCOMPARE(image.pixel(0, 0), heat(4)); // 25 / 6
     QCOMPARE(image.pixel(1, 0), heat(30));
@@ -576,7 +576,7 @@ void tst_Pictures::aScaledPictureShowsMeans()
     QCOMPARE(image.pixel(0, 1), background);
     QCOMPARE(readLine(image, QPoint(legendMargin, 1 + numbersTop), quiet), QStringLiteral("14 ??????? 1 ?? 80? ???? 27?6"));
     // Wider than the screen: as it is.
-    QCOMPARE(wall().coefficientPicture(screenId, 4, Kind::Chroma, {0, 255}, 100).pixel(6, 1), heat(80));
+    QCOMPARE(wall().pictures().coefficients(screenId, 4, Kind::Chroma, {0, 255}, 100).pixel(6, 1), heat(80));
 }
 
 void tst_Pictures::everyDevicesPixelsMustHaveTheChannel()
@@ -585,15 +585,15 @@ void tst_Pictures::everyDevicesPixelsMustHaveTheChannel()
     small.multilayerBytesPerPixel = 4;
     wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(2, 2)), small});
     for (const Kind kind : {Kind::Chroma, Kind::LowGray}) {
-        QVERIFY(!wall().coefficientPicture(screenId, 8, kind).isNull());
-        QVERIFY(wall().coefficientPicture(screenId, 9, kind).isNull());
-        QVERIFY(wall().coefficientRange(screenId, 9, kind).isEmpty());
+        QVERIFY(!wall().pictures().coefficients(screenId, 8, kind).isNull());
+        QVERIFY(wall().pictures().coefficients(screenId, 9, kind).isNull());
+        QVERIFY(wall().pictures().coefficientRange(screenId, 9, kind).isEmpty());
     }
-    QVERIFY(wall().coefficientPicture(screenId, -1).isNull());
-    QVERIFY(!wall().coefficientPicture(screenId, 3, Kind::Multilayer).isNull());
-    QVERIFY(wall().coefficientPicture(screenId, 4, Kind::Multilayer).isNull());
-    QVERIFY(wall().coefficientRange(screenId, 4, Kind::Multilayer).isEmpty());
-    QVERIFY(!wall().coefficientRange(screenId, 3, Kind::Multilayer).isEmpty());
+    QVERIFY(wall().pictures().coefficients(screenId, -1).isNull());
+    QVERIFY(!wall().pictures().coefficients(screenId, 3, Kind::Multilayer).isNull());
+    QVERIFY(wall().pictures().coefficients(screenId, 4, Kind::Multilayer).isNull());
+    QVERIFY(wall().pictures().coefficientRange(screenId, 4, Kind::Multilayer).isEmpty());
+    QVERIFY(!wall().pictures().coefficientRange(screenId, 3, Kind::Multilayer).isEmpty());
 }
 
 void tst_Pictures::theLegendNamesTheValue_data()
@@ -613,7 +613,7 @@ void tst_Pictures::theLegendNamesTheValue()
     QFETCH(int, channel);
     QFETCH(QString, title);
     wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(5, 1))});
-    const QImage image = wall().coefficientPicture(screenId, channel, kind);
+    const QImage image = wall().pictures().coefficients(screenId, channel, kind);
     for (QChar &character : title) {
         if (!character.isDigit() && character != QLatin1Char(' '))
             character = QLatin1Char('?');
@@ -640,7 +640,7 @@ void tst_Pictures::theLayoutShowsCabinets()
             cabinet.receivingCards.clear();
     }
     wall().setDevices({left, right});
-    const QImage image = wall().layoutPicture(screenId);
+    const QImage image = wall().pictures().layout(screenId);
     QCOMPARE(image.width(), 280);
     const QRgb leftColor = image.pixel(0, 0);
     const QRgb rightColor = image.pixel(31, 0);
@@ -684,7 +684,7 @@ void tst_Pictures::theLayoutShowsCardsAndModules()
                       {QStringLiteral("9"), QString(), QRect(60, 40, 60, 80)}};
     device.subScreens[0].cabinets[0].receivingCards = {first, second};
     wall().setDevices({device});
-    const QImage image = wall().layoutPicture(screenId);
+    const QImage image = wall().pictures().layout(screenId);
 
     const QRgb cabinet = image.pixel(0, 0);
     const QRgb frame = image.pixel(1, 1);
@@ -745,7 +745,7 @@ void tst_Pictures::theLayoutsLegendNamesTheDevices()
     Device right = gridDevice(QStringLiteral("11"), QPoint(60, 0), 1, 1, QSize(20, 40), 90);
     right.label = QStringLiteral("77");
     wall().setDevices({left, right});
-    const QImage image = wall().layoutPicture(screenId);
+    const QImage image = wall().pictures().layout(screenId);
     // "2: 80 x 40 pixels, 2 devices, 7 cabinets", then the devices.
     QCOMPARE(readLine(image, QPoint(6, 40 + 6), white), QStringLiteral("2? 80 ? 40 ??????? 2 ???????? 7 ????????"));
     QCOMPARE(readLine(image, QPoint(6 + 12, 40 + 6 + 12), quiet), QStringLiteral("10? 6 ????????? 60 ? 40? ??????? 1?2"));
@@ -759,7 +759,7 @@ void tst_Pictures::theLayoutsLegendNamesTheDevices()
     left.useScreenName = false;
     left.customName = QStringLiteral("33");
     wall().setDevices({left, right});
-    QVERIFY(readLine(wall().layoutPicture(screenId), QPoint(6, 46), white).startsWith(QStringLiteral("33?")));
+    QVERIFY(readLine(wall().pictures().layout(screenId), QPoint(6, 46), white).startsWith(QStringLiteral("33?")));
 }
 
 void tst_Pictures::aCabinetWithoutPlaceIsNotShown()
@@ -767,7 +767,7 @@ void tst_Pictures::aCabinetWithoutPlaceIsNotShown()
     Device device = gridDevice(a, QPoint(0, 0), 3, 1, QSize(20, 20));
     device.subScreens[0].cabinets[0].placed = false;
     wall().setDevices({device});
-    const QImage image = wall().layoutPicture(screenId);
+    const QImage image = wall().pictures().layout(screenId);
     QVERIFY(image.pixel(0, 0) != background);
     QVERIFY(image.pixel(39, 0) != background);
     QCOMPARE(image.pixel(40, 0), background);
@@ -778,7 +778,7 @@ void tst_Pictures::aScaledLayoutKeepsNeighbours()
 {
     wall().setDevices(
         {gridDevice(a, QPoint(0, 0), 7, 3, QSize(100, 100)), gridDevice(b, QPoint(700, 0), 6, 3, QSize(100, 100))});
-    const QImage image = wall().layoutPicture(screenId, 333);
+    const QImage image = wall().pictures().layout(screenId, 333);
     QCOMPARE(image.width(), 333);
     const int height = 77; // 333 * 300 / 1300, rounded
     for (int y = 0; y < height; ++y) {
@@ -802,7 +802,7 @@ void tst_Pictures::aLongTextIsCut()
     device.subScreens[0].cabinets[0].id = QString(100, QLatin1Char('3'));
     device.subScreens[0].cabinets[0].receivingCards.clear();
     wall().setDevices({device});
-    const QImage image = wall().layoutPicture(screenId);
+    const QImage image = wall().pictures().layout(screenId);
     QCOMPARE(image.width(), 280);
     // 268 pixels hold 44 characters, three of them the dots.
     QCOMPARE(readLine(image, QPoint(6, 26), white), QString(41, QLatin1Char('1')) + QStringLiteral("???"));

@@ -14,6 +14,7 @@
 #include <memory>
 
 using namespace Correction;
+using Simulator::ClockMode;
 using Simulator::VirtualWall;
 using Simulator::WallDescription;
 
@@ -88,7 +89,7 @@ void TestPresets::cleanupTestCase()
 void TestPresets::init()
 {
     wall().reset();
-    wall().setClock(VirtualWall::Stepped);
+    wall().timeline().setClock(ClockMode::Stepped);
     m_log->clear();
 }
 
@@ -146,11 +147,11 @@ void TestPresets::theyAreFoundWhole()
 
     QString error;
     QVERIFY2(wall().load(name, &error), qPrintable(error));
-    QCOMPARE(wall().devices().size(), devices);
+    QCOMPARE(wall().pluggedDevices().size(), devices);
     ScreenManager &manager = *ScreenManager::getInstance();
     QCOMPARE(manager.refreshScreen(), enSuccess);
     QStringList expected;
-    for (const Simulator::Device &device : wall().devices())
+    for (const Simulator::Device &device : wall().pluggedDevices())
         expected += newSubScreens({device.key.toLatin1().constData()});
     QCOMPARE(m_log->takeCritical(), expected);
     const QMap<QString, QString> names = manager.getNameMapping();
@@ -179,7 +180,7 @@ void TestPresets::theyAreFoundWhole()
     QCOMPARE(found, sizes);
     QCOMPARE(count, cabinets);
     QCOMPARE(keys.size(), devices);
-    QCOMPARE(wall().notes(), QStringList());
+    QCOMPARE(wall().journal().notes(), QStringList());
 }
 
 void TestPresets::demoIsTwoControllersSideBySide()
@@ -200,7 +201,7 @@ void TestPresets::uhdCoversItsPixelsExactly()
     QVERIFY(wall().load(QStringLiteral("uhd")));
     int low = 0;
     QSet<QString> ids;
-    for (const Simulator::Device &device : wall().devices()) {
+    for (const Simulator::Device &device : wall().pluggedDevices()) {
         for (const Simulator::SubScreen &subScreen : device.subScreens) {
             for (const Simulator::Cabinet &cabinet : subScreen.cabinets) {
                 ids.insert(cabinet.id);
@@ -246,7 +247,7 @@ void TestPresets::stadiumHasTenThousandCabinets()
 void TestPresets::brokenIsFoundAsFarAsItAnswers()
 {
     QVERIFY(wall().load(QStringLiteral("broken")));
-    QCOMPARE(wall().devices().size(), 4);
+    QCOMPARE(wall().pluggedDevices().size(), 4);
     ScreenManager &manager = *ScreenManager::getInstance();
     QCOMPARE(manager.refreshScreen(), enCabinetNotFound);
     QCOMPARE(m_log->takeCritical(),

@@ -211,14 +211,14 @@ void buildWall()
     description.devices[0].timing.latency = 3;
     description.devices[1].timing.latency = 5;
     description.devices[1].checkerboardSupported = false;
-    wall().setClock(VirtualWall::Skipping);
+    wall().timeline().setClock(ClockMode::Skipping);
     wall().setWall(description);
-    wall().setReplyBlockHeight(3);
+    wall().state().setReplyBlockHeight(3);
     const QString operation = QStringLiteral("Correctionop::uploadCoefficientAsync");
-    wall().on(operation, b).after(1).times(1).reject();
-    wall().on(operation, a).after(2).times(1).resolveWith(false);
-    wall().on(QStringLiteral("ScreenInfo::setGammaTable"), a).times(1).answerFalse();
-    wall().on(QStringLiteral("Correctionop::setMutiCabinetSolid"), b).answerFalse();
+    wall().scripts().on(operation, b).after(1).times(1).reject();
+    wall().scripts().on(operation, a).after(2).times(1).resolveWith(false);
+    wall().scripts().on(QStringLiteral("ScreenInfo::setGammaTable"), a).times(1).answerFalse();
+    wall().scripts().on(QStringLiteral("Correctionop::setMutiCabinetSolid"), b).answerFalse();
 }
 
 } // namespace
@@ -231,7 +231,7 @@ private Q_SLOTS:
     void init()
     {
         wall().reset();
-        wall().setClock(VirtualWall::Stepped);
+        wall().timeline().setClock(ClockMode::Stepped);
         m_log.emplace();
     }
     void cleanup()
@@ -246,32 +246,32 @@ private Q_SLOTS:
         const QString path = m_folder.filePath(QStringLiteral("session.jsonl"));
         buildWall();
         QString error;
-        QVERIFY2(wall().recordTo(path, &error), qPrintable(error));
+        QVERIFY2(wall().journal().recordTo(path, &error), qPrintable(error));
         const QStringList told = session({});
         const QStringList critical = m_log->takeCritical();
         const QStringList warnings = m_log->takeWarning();
         const QStringList traces = m_log->takeDebug();
-        QVERIFY(wall().recordTo(QString(), &error));
+        QVERIFY(wall().journal().recordTo(QString(), &error));
         QVERIFY(told.contains(QStringLiteral("write: 0")));
         QCOMPARE(told.filter(QStringLiteral("write: 5")).size(), 2);
         QVERIFY(told.contains(QStringLiteral("solid: 5")));
         QVERIFY(critical.size() >= 3);
-        const QList<Call> calls = wall().calls();
+        const QList<Call> calls = wall().journal().calls();
         QVERIFY(std::any_of(calls.cbegin(), calls.cend(), [](const Call &call) { return call.rejected; }));
         QVERIFY(std::any_of(calls.cbegin(), calls.cend(), [](const Call &call) { return !call.headers.isEmpty(); }));
-        const QByteArray journal = wall().journal();
+        const QByteArray journal = wall().journal().jsonLines();
 
         wall().reset();
-        QVERIFY2(wall().replay(path, &error), qPrintable(error));
+        QVERIFY2(wall().replay().start(path, &error), qPrintable(error));
         QCOMPARE(session({}), told);
         QCOMPARE(m_log->takeCritical(), critical);
         QCOMPARE(m_log->takeWarning(), warnings);
         QCOMPARE(m_log->takeDebug(), traces);
-        const ReplayReport report = wall().replayReport();
+        const ReplayReport report = wall().replay().report();
         QCOMPARE(report.difference, QString());
         QCOMPARE(report.remaining, 0);
         QCOMPARE(report.answered, calls.size());
-        QCOMPARE(wall().journal(), journal);
+        QCOMPARE(wall().journal().jsonLines(), journal);
     }
 
     void anotherHostIsTold_data()
@@ -298,17 +298,17 @@ private Q_SLOTS:
         QFETCH(QString, difference);
         buildWall();
         session({});
-        const QList<Call> calls = wall().calls();
+        const QList<Call> calls = wall().journal().calls();
         wall().reset();
-        wall().replay(calls);
+        wall().replay().start(calls);
         session({brightness, blockHeight, locks});
-        const ReplayReport report = wall().replayReport();
+        const ReplayReport report = wall().replay().report();
         QVERIFY2(report.difference.contains(difference), qPrintable(report.difference));
         QCOMPARE(report.answered + report.remaining, calls.size());
         const Call &recordedCall = calls[report.answered];
         QCOMPARE(recordedCall.operation, operation);
         QVERIFY(report.difference.startsWith(QStringLiteral("call %1: ").arg(recordedCall.number)));
-        const QList<Call> replayed = wall().calls();
+        const QList<Call> replayed = wall().journal().calls();
         for (int i = 0; i < replayed.size(); ++i) {
             QCOMPARE(replayed[i].result, i < report.answered && calls[i].result);
             if (i >= report.answered)
@@ -370,18 +370,18 @@ private Q_SLOTS:
     {
         QFETCH(Call, call);
         QFETCH(QString, difference);
-        wall().replay(QList<Call>{call});
+        wall().replay().start(QList<Call>{call});
         QCOMPARE(setXBit(a, 3), difference.isEmpty() && call.result);
-        const QString told = wall().replayReport().difference;
+        const QString told = wall().replay().report().difference;
         if (difference.isEmpty()) {
             QCOMPARE(told, QString());
         } else {
             QCOMPARE(told.section(QLatin1Char('\n'), 0, 0), QStringLiteral("call 1: ") + difference);
             QCOMPARE(told.section(QLatin1Char('\n'), 1, 1),
-                     QStringLiteral("  recorded ") + VirtualWall::describe(call, VirtualWall::Shorten));
+                     QStringLiteral("  recorded ") + CallJournal::describe(call, CallJournal::Shorten));
             QCOMPARE(told.section(QLatin1Char('\n'), 2, 2),
                      QStringLiteral("  got      Correctionop::setScreenXBit(\"A\", \"255\", {\"mode\": int 3})"));
-            QCOMPARE(wall().notes().size(), 1);
+            QCOMPARE(wall().journal().notes().size(), 1);
         }
     }
 
@@ -422,40 +422,40 @@ private Q_SLOTS:
         QFETCH(QVariant, recordedValue);
         QFETCH(QVariant, value);
         QFETCH(QString, difference);
-        wall().replay(QList<Call>{recordedXBit(1, a, recordedValue)});
+        wall().replay().start(QList<Call>{recordedXBit(1, a, recordedValue)});
         QCOMPARE(setXBit(a, value), difference.isEmpty());
-        const QString told = wall().replayReport().difference.section(QLatin1Char('\n'), 0, 0);
+        const QString told = wall().replay().report().difference.section(QLatin1Char('\n'), 0, 0);
         QCOMPARE(told, difference.isEmpty() ? QString() : QStringLiteral("call 1: ") + difference);
     }
 
     void everyCallAfterTheDifferenceIsAnsweredFalse()
     {
         wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(4, 4))});
-        wall().replay({recordedXBit(5, a, 1), recordedXBit(6, a, 2), recordedXBit(7, a, 3)});
+        wall().replay().start({recordedXBit(5, a, 1), recordedXBit(6, a, 2), recordedXBit(7, a, 3)});
         QVERIFY(setXBit(a, 1));
         QVERIFY(!setXBit(a, 9));
-        const QString difference = wall().replayReport().difference;
+        const QString difference = wall().replay().report().difference;
         QVERIFY(difference.startsWith(QStringLiteral("call 6: ")));
         QVERIFY(!setXBit(a, 2));
         QCOMPARE(outcomeOf(upload(a)), QStringLiteral("false"));
         QVERIFY(HttpProxy::getInstance()->getDeviceList().isEmpty());
-        const ReplayReport report = wall().replayReport();
+        const ReplayReport report = wall().replay().report();
         QCOMPARE(report.difference, difference);
         QCOMPARE(report.answered, 1);
         QCOMPARE(report.remaining, 2);
-        QCOMPARE(wall().notes().size(), 4);
+        QCOMPARE(wall().journal().notes().size(), 4);
     }
 
     void aCallAfterTheEndIsReported()
     {
-        wall().replay({recordedXBit(1, a, 1)});
+        wall().replay().start({recordedXBit(1, a, 1)});
         QVERIFY(setXBit(a, 1));
-        QCOMPARE(wall().replayReport().difference, QString());
+        QCOMPARE(wall().replay().report().difference, QString());
         QVERIFY(!setXBit(a, 2));
-        QCOMPARE(wall().replayReport().difference,
+        QCOMPARE(wall().replay().report().difference,
                  QStringLiteral("after the last recorded call\n  got      "
                                 "Correctionop::setScreenXBit(\"A\", \"255\", {\"mode\": int 2})"));
-        QCOMPARE(wall().replayReport().remaining, 0);
+        QCOMPARE(wall().replay().report().remaining, 0);
     }
 
     void repliesAndHeadersAreTheRecordedOnes()
@@ -465,7 +465,7 @@ private Q_SLOTS:
         call.result = false;
         call.reply = map({{"why", QStringLiteral("no")}});
         call.headers = {{QStringLiteral("HttpResponse_StateCode"), QStringLiteral("503")}};
-        wall().replay({call});
+        wall().replay().start({call});
         Map reply;
         QMap<QString, QString> headers;
         QVERIFY(!ScreenInfo::getInstance()->setCheckerBoardImage(a, Map(), reply, headers));
@@ -477,12 +477,12 @@ private Q_SLOTS:
     {
         wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(4, 4))});
         int ran = 0;
-        wall().on(QStringLiteral("Correctionop::setScreenXBit")).answerFalse().run([&](const Call &) { ++ran; });
-        wall().replay({recordedXBit(1, a, 1)});
+        wall().scripts().on(QStringLiteral("Correctionop::setScreenXBit")).answerFalse().run([&](const Call &) { ++ran; });
+        wall().replay().start({recordedXBit(1, a, 1)});
         QVERIFY(setXBit(a, 1));
         QCOMPARE(ran, 0);
         wall().reset();
-        QCOMPARE(wall().replayReport().answered, 0);
+        QCOMPARE(wall().replay().report().answered, 0);
         wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(4, 4))});
         QCOMPARE(HttpProxy::getInstance()->getDeviceList().size(), 1);
     }
@@ -498,49 +498,49 @@ private Q_SLOTS:
         rejected.result = false;
         rejected.rejected = true;
         rejected.note = QStringLiteral("the device lost its power");
-        wall().replay({yes, no, rejected});
+        wall().replay().start({yes, no, rejected});
         QCOMPARE(outcomeOf(upload(a)), QStringLiteral("true"));
         QCOMPARE(outcomeOf(upload(a)), QStringLiteral("false"));
         QCOMPARE(outcomeOf(upload(a)), QStringLiteral("the device lost its power"));
-        QCOMPARE(wall().replayReport().difference, QString());
-        QCOMPARE(wall().calls()[2].note, rejected.note);
-        QVERIFY(wall().calls()[2].rejected);
+        QCOMPARE(wall().replay().report().difference, QString());
+        QCOMPARE(wall().journal().calls()[2].note, rejected.note);
+        QVERIFY(wall().journal().calls()[2].rejected);
     }
 
     void overlappingUploadsSettleInTheRecordedOrder()
     {
-        wall().replay({recordedUpload(1, a, 0, 100), recordedUpload(2, b, 10, 50), recordedXBit(3, a, 1, 70),
-                       recordedXBit(4, a, 2, 120)});
+        wall().replay().start({recordedUpload(1, a, 0, 100), recordedUpload(2, b, 10, 50), recordedXBit(3, a, 1, 70),
+                               recordedXBit(4, a, 2, 120)});
         const Promise first = upload(a);
         QCOMPARE(stateOf(first), QStringLiteral("pending"));
-        QVERIFY(!wall().calls()[0].settled);
+        QVERIFY(!wall().journal().calls()[0].settled);
         const Promise second = upload(b);
         QCOMPARE(stateOf(first), QStringLiteral("pending"));
         QCOMPARE(stateOf(second), QStringLiteral("fulfilled"));
         QVERIFY(setXBit(a, 1));
         QCOMPARE(stateOf(first), QStringLiteral("fulfilled"));
         QVERIFY(setXBit(a, 2));
-        QCOMPARE(wall().replayReport().difference, QString());
-        const QList<Call> calls = wall().calls();
+        QCOMPARE(wall().replay().report().difference, QString());
+        const QList<Call> calls = wall().journal().calls();
         QVERIFY(calls[0].settled && calls[0].result);
         QCOMPARE(calls[0].duration, qint64(100));
     }
 
     void uploadsOfTheEndSettleInTheOrderOfTheirEnds()
     {
-        wall().replay({recordedUpload(1, a, 0, 100), recordedUpload(2, b, 0, 50)});
+        wall().replay().start({recordedUpload(1, a, 0, 100), recordedUpload(2, b, 0, 50)});
         QStringList order;
         const auto first = upload(a).then([&](bool) { order += a; });
         const auto second = upload(b).then([&](bool) { order += b; });
         first.wait();
         second.wait();
         QCOMPARE(order.size(), 2);
-        QVERIFY(wall().calls()[0].settled && wall().calls()[1].settled);
+        QVERIFY(wall().journal().calls()[0].settled && wall().journal().calls()[1].settled);
     }
 
     void aDifferenceSettlesWhatIsOpen()
     {
-        wall().replay({recordedUpload(1, a, 0, 100), recordedXBit(2, a, 1, 50)});
+        wall().replay().start({recordedUpload(1, a, 0, 100), recordedXBit(2, a, 1, 50)});
         const Promise open = upload(a);
         QCOMPARE(stateOf(open), QStringLiteral("pending"));
         QVERIFY(!setXBit(a, 2));
@@ -549,11 +549,12 @@ private Q_SLOTS:
 
     void aHostThatOnlyWaitsDoesNotWaitForEver()
     {
-        wall().setReplayPatience(0);
-        wall().replay({recordedUpload(1, a, 0, 900), recordedXBit(2, a, 1, 500)});
+        wall().replay().setPatience(0);
+        wall().replay().start({recordedUpload(1, a, 0, 900), recordedXBit(2, a, 1, 500)});
         QCOMPARE(outcomeOf(upload(a)), QStringLiteral("true"));
-        QCOMPARE(wall().calls()[0].note, QStringLiteral("settled without the next recorded call, which did not come"));
-        QCOMPARE(wall().replayReport().remaining, 1);
+        QCOMPARE(wall().journal().calls()[0].note,
+                 QStringLiteral("settled without the next recorded call, which did not come"));
+        QCOMPARE(wall().replay().report().remaining, 1);
     }
 
     void whatNeverSettledWaitsForTheDeviceToGo()
@@ -561,7 +562,7 @@ private Q_SLOTS:
         Call never = recordedUpload(1, a);
         never.result = false;
         never.settled = false;
-        wall().replay({never, never, recordedXBit(2, b, 1, 50)});
+        wall().replay().start({never, never, recordedXBit(2, b, 1, 50)});
         const Promise one = upload(a);
         const Promise other = upload(a);
         QVERIFY(setXBit(b, 1));
@@ -572,7 +573,7 @@ private Q_SLOTS:
         QCOMPARE(changed.size(), 1);
         QCOMPARE(outcomeOf(one), QStringLiteral("the device was unplugged"));
         QCOMPARE(outcomeOf(other), QStringLiteral("the device was unplugged"));
-        QVERIFY(wall().calls()[0].rejected);
+        QVERIFY(wall().journal().calls()[0].rejected);
         QVERIFY(!wall().unplug(a));
         QCOMPARE(changed.size(), 1);
     }
@@ -582,9 +583,9 @@ private Q_SLOTS:
         Call never = recordedUpload(1, a);
         never.result = false;
         never.settled = false;
-        wall().replay({never});
+        wall().replay().start({never});
         const Promise first = upload(a);
-        wall().replay({never});
+        wall().replay().start({never});
         QCOMPARE(outcomeOf(first), QStringLiteral("another replay began"));
         const Promise second = upload(a);
         wall().reset();
@@ -596,7 +597,7 @@ private Q_SLOTS:
         QList<Call> calls;
         for (int i = 1; i <= 400; ++i)
             calls += recordedXBit(i, a, 1);
-        wall().replay(calls);
+        wall().replay().start(calls);
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([] {
@@ -606,9 +607,9 @@ private Q_SLOTS:
         }
         for (std::thread &thread : threads)
             thread.join();
-        QCOMPARE(wall().replayReport().answered, 400);
-        QCOMPARE(wall().replayReport().difference, QString());
-        QVERIFY(wall().notes().isEmpty());
+        QCOMPARE(wall().replay().report().answered, 400);
+        QCOMPARE(wall().replay().report().difference, QString());
+        QVERIFY(wall().journal().notes().isEmpty());
     }
 
 private:

@@ -284,7 +284,7 @@ private Q_SLOTS:
     {
         VERIFY_NO_CRITICAL(*m_log);
         QCOMPARE(m_log->takeWarning(), QStringList());
-        QCOMPARE(wall().notes(), QStringList());
+        QCOMPARE(wall().journal().notes(), QStringList());
     }
     void cleanupTestCase() { m_log.reset(); }
 
@@ -346,7 +346,7 @@ void tst_Seams::aCheckerboardHasNoSeam()
         const DrawingCheckerboard board = randomBoard(m_rect, random);
         QCOMPARE(m_screen->setCheckerboardlImage(board), enSuccess);
         const QImage direct = drawn(m_parts, [&](const Part &, const QPoint &pixel) { return boardColor(board, pixel); });
-        QCOMPARE(difference(wall().patternPicture(screenId), direct), QString());
+        QCOMPARE(difference(wall().pictures().pattern(screenId), direct), QString());
     }
 }
 
@@ -375,7 +375,7 @@ void tst_Seams::aBoardWithAWideEndFollowsTheFormulas()
         const QImage expected = drawn(m_parts, [&](const Part &part, const QPoint &pixel) {
             return boardColorByFormulas(board, part.frame(), pixel);
         });
-        QCOMPARE(difference(wall().patternPicture(screenId), expected), QString());
+        QCOMPARE(difference(wall().pictures().pattern(screenId), expected), QString());
     }
 }
 
@@ -392,7 +392,7 @@ void tst_Seams::aSubScreensBoardLeavesTheOthersAlone()
     const QImage expected = drawn(m_parts, [&](const Part &part, const QPoint &pixel) {
         return boardColor(part.deviceKey == key ? other : board, pixel);
     });
-    QCOMPARE(difference(wall().patternPicture(screenId), expected), QString());
+    QCOMPARE(difference(wall().pictures().pattern(screenId), expected), QString());
 }
 
 void tst_Seams::onePixelBlocksHaveNoSeam()
@@ -409,7 +409,7 @@ void tst_Seams::onePixelBlocksHaveNoSeam()
                              && place.y() % (pixels.pixelBlockIntervalY + 1) == 0;
             return lit ? pixels.color : QColor(Qt::black);
         });
-        QCOMPARE(difference(wall().patternPicture(screenId), direct), QString());
+        QCOMPARE(difference(wall().pictures().pattern(screenId), direct), QString());
     }
 }
 
@@ -426,7 +426,7 @@ void tst_Seams::pixelBlocksFollowTheFormulas()
         const QImage expected = drawn(m_parts, [&](const Part &part, const QPoint &pixel) {
             return pixelColorByFormulas(pixels, part.frame(), pixel);
         });
-        QCOMPARE(difference(wall().patternPicture(screenId), expected), QString());
+        QCOMPARE(difference(wall().pictures().pattern(screenId), expected), QString());
     }
 }
 
@@ -442,7 +442,7 @@ void tst_Seams::aCabinetWithoutPlaceDoesNotMoveThePattern()
     pixels.pixelBlockIntervalX = 99;
     pixels.color = Qt::green;
     QCOMPARE(m_screen->setPixelImage(pixels), enSuccess);
-    const QImage image = wall().patternPicture(screenId);
+    const QImage image = wall().pictures().pattern(screenId);
     QCOMPARE(image.size(), QSize(8, 2));
     for (int x = 0; x < 8; ++x)
         QCOMPARE(image.pixelColor(x, 1), QColor(x == 1 ? Qt::green : Qt::black));

@@ -69,7 +69,7 @@ Planes allPlanes()
     for (const QString &id : ids) {
         for (int kind = 0; kind < kindNames.size(); ++kind) {
             for (int store = 0; store < storeNames.size(); ++store)
-                planes[place(id, kind, store)] = wall().plane(key, id, Kind(kind), Store(store));
+                planes[place(id, kind, store)] = wall().state().plane(key, id, Kind(kind), Store(store));
         }
     }
     return planes;
@@ -221,7 +221,7 @@ const QMap<QString, Kept> &things()
                 storeNames[store].toLatin1().constData(),
                 [=] {
                     for (int kind = 0; kind < kindNames.size(); ++kind) {
-                        if (!wall().setPlane(key, id, Kind(kind), sample(kind, 10 + store), Store(store)))
+                        if (!wall().state().setPlane(key, id, Kind(kind), sample(kind, 10 + store), Store(store)))
                             return false;
                     }
                     return true;
@@ -229,19 +229,19 @@ const QMap<QString, Kept> &things()
                 [=] {
                     List planes;
                     for (int kind = 0; kind < kindNames.size(); ++kind)
-                        planes += wall().plane(key, id, Kind(kind), Store(store));
+                        planes += wall().state().plane(key, id, Kind(kind), Store(store));
                     return QVariant(planes);
                 });
         }
         add(
-            "flash check codes of modules", [=] { return wall().setFlashCheckCode(key, id, module, 7); },
-            [=] { return wall().flashCheckCode(key, id, module); });
+            "flash check codes of modules", [=] { return wall().state().setFlashCheckCode(key, id, module, 7); },
+            [=] { return wall().state().flashCheckCode(key, id, module); });
         add(
             "brightness of a device",
             [=] {
                 return ScreenInfo::getInstance()->setBrightness(key, screen, map({{"brightness", 300}}));
             },
-            [=] { return wall().brightness(key); });
+            [=] { return wall().state().brightness(key); });
         add(
             "brightness of a cabinet",
             [=] {
@@ -249,21 +249,21 @@ const QMap<QString, Kept> &things()
                 Map reply;
                 return CabinetInfoOperator::getInstance()->setCabSingleBrightness(key, id, request, reply);
             },
-            [=] { return wall().brightness(key, id); });
+            [=] { return wall().state().brightness(key, id); });
         add(
             "effect mode of a device",
             [=] {
                 Map reply;
                 return Correctionop::getInstance()->setScreenEffectMode(key, screen, map({{"mode", 2}}), reply);
             },
-            [=] { return wall().effectMode(key); });
+            [=] { return wall().state().effectMode(key); });
         add(
             "effect mode of a cabinet",
             [=] {
                 Map reply;
                 return Correctionop::getInstance()->setCabinetEffectMode(key, id, map({{"type", 3}}), reply);
             },
-            [=] { return wall().effectMode(key, id); });
+            [=] { return wall().state().effectMode(key, id); });
         const auto gammaOf = [](const std::function<QList<int>(Channel)> &table) {
             return List{variant(table(Channel::Red)), variant(table(Channel::Green)), variant(table(Channel::Blue))};
         };
@@ -277,7 +277,7 @@ const QMap<QString, Kept> &things()
                 }
                 return good;
             },
-            [=] { return gammaOf([](Channel channel) { return wall().gamma(key, channel); }); });
+            [=] { return gammaOf([](Channel channel) { return wall().state().gamma(key, channel); }); });
         add(
             "gamma tables of a cabinet",
             [=] {
@@ -289,7 +289,7 @@ const QMap<QString, Kept> &things()
                 }
                 return good;
             },
-            [=] { return gammaOf([=](Channel channel) { return wall().gamma(key, id, channel); }); });
+            [=] { return gammaOf([=](Channel channel) { return wall().state().gamma(key, id, channel); }); });
         add(
             "x-bit mode",
             [=] {
@@ -298,7 +298,7 @@ const QMap<QString, Kept> &things()
                                                                   reply);
             },
             [=] {
-                return List{wall().xBitMode(key), wall().isXBitEnabled(key)};
+                return List{wall().state().xBitMode(key), wall().state().isXBitEnabled(key)};
             });
         add(
             "ABL",
@@ -306,7 +306,7 @@ const QMap<QString, Kept> &things()
                 Map reply;
                 return Correctionop::getInstance()->setScreenABLEnable(key, screen, map({{"enable", true}}), reply);
             },
-            [=] { return wall().isAblEnabled(key); });
+            [=] { return wall().state().isAblEnabled(key); });
         add(
             "multilayer parameter",
             [=] {
@@ -322,7 +322,7 @@ const QMap<QString, Kept> &things()
                 return Correctionop::getInstance()->setCabinetsMultilayerParameter(
                     key, map({{"cids", List{id}}, {"param", parameter}}), reply);
             },
-            [=] { return wall().multilayerParameter(key, id); });
+            [=] { return wall().state().multilayerParameter(key, id); });
         add(
             "multilayer parameters",
             [=] {
@@ -332,7 +332,7 @@ const QMap<QString, Kept> &things()
                 return Correctionop::getInstance()->setCabinetsMultilayerParameterV2(
                     key, map({{"cids", List{id}}, {"multilayerParams", layers}}), reply);
             },
-            [=] { return wall().multilayerParameters(key, id); });
+            [=] { return wall().state().multilayerParameters(key, id); });
         add(
             "configuration file",
             [=] {
@@ -341,7 +341,7 @@ const QMap<QString, Kept> &things()
                 return CabinetInfoOperator::getInstance()->setSingleConfigFile(
                     key, id, map({{"idList", List{id}}, {"config", config}}), reply);
             },
-            [=] { return wall().configFile(key, id); });
+            [=] { return wall().state().configFile(key, id); });
         add(
             "flag of a cabinet",
             [=] {
@@ -349,7 +349,7 @@ const QMap<QString, Kept> &things()
                 Map reply;
                 return CabinetInfoOperator::getInstance()->setCabinetFlag(key, id, request, reply);
             },
-            [=] { return wall().flag(key, id); });
+            [=] { return wall().state().flag(key, id); });
         add(
             "flags of modules",
             [=] {
@@ -358,27 +358,27 @@ const QMap<QString, Kept> &things()
                 return CabinetInfoOperator::getInstance()->setModuleflags(key, {map({{"id", id}, {"moduleflags", flags}})},
                                                                           reply);
             },
-            [=] { return wall().moduleFlag(key, id, module); });
+            [=] { return wall().state().moduleFlag(key, id, module); });
         add(
             "screen name", [=] { return wall().renameScreen(key, QStringLiteral("Another")); },
-            [=] { return wall().devices().first().screenName; });
+            [=] { return wall().pluggedDevices().first().screenName; });
         add(
             "image mode",
             [=] {
                 Map reply;
                 return ScreenInfo::getInstance()->setPixelImageMode(key, map({{"mode", 2}}), reply);
             },
-            [=] { return wall().imageMode(key); });
+            [=] { return wall().state().imageMode(key); });
         add(
             "test image", [=] { return ScreenInfo::getInstance()->setCorrectClearImage(key, Map()); },
-            [=] { return int(wall().pattern(key).type); });
+            [=] { return int(wall().state().pattern(key).type); });
         add(
             "lock",
             [=] {
                 Map reply;
                 return HWInfo::getInstance()->lock(key, map({{"appids", List{QStringLiteral("me")}}}), reply);
             },
-            [=] { return wall().lockOwner(key); });
+            [=] { return wall().state().lockOwner(key); });
         return result;
     }();
     return all;
@@ -466,7 +466,7 @@ void tst_Store::anOperationDoesWhatTheTableSays()
         for (int k = 0; k < kindNames.size(); ++k) {
             for (int store = 0; store < storeNames.size(); ++store) {
                 const QByteArray bytes = sample(k, expected.size());
-                QVERIFY(wall().setPlane(key, id, Kind(k), bytes, Store(store)));
+                QVERIFY(wall().state().setPlane(key, id, Kind(k), bytes, Store(store)));
                 expected[place(id, k, store)] = bytes;
             }
         }
@@ -512,16 +512,17 @@ void tst_Store::anOperationDoesWhatTheTableSays()
         }
     }
 
-    QVERIFY2(operations()[row[0]](request), qPrintable(wall().notes().join(QLatin1Char('\n'))));
+    QVERIFY2(operations()[row[0]](request), qPrintable(wall().journal().notes().join(QLatin1Char('\n'))));
     QCOMPARE(differences(expected, allPlanes()), QStringList());
     for (const QString &id : ids) {
         for (int k = 0; k < kindNames.size(); ++k) {
             const bool isMeant = k == kind && named.contains(id) && row[5] != none;
-            QCOMPARE(int(wall().shown(key, id, Kind(k))), isMeant ? storeNames.indexOf(row[5]) : int(Store::Working));
+            QCOMPARE(int(wall().state().shown(key, id, Kind(k))),
+                     isMeant ? storeNames.indexOf(row[5]) : int(Store::Working));
         }
     }
     if (row[3] == QLatin1String("Working") && row[4] == none) {
-        const Map reply = wall().calls().last().reply.toList().value(0).toMap();
+        const Map reply = wall().journal().calls().last().reply.toList().value(0).toMap();
         QCOMPARE(QByteArray::fromBase64(reply.value(QStringLiteral("coefficients")).toString().toLatin1()),
                  expected.value(place(ids[0], kind, int(Store::Working))));
     }
@@ -581,7 +582,7 @@ void tst_Store::aRestartDoesWhatTheTableSays()
     if (thing == QLatin1String("Working"))
         QVERIFY(things()[QStringLiteral("User")].set());
     const QVariant user = things()[QStringLiteral("User")].get();
-    QVERIFY2(kept.set(), qPrintable(wall().notes().join(QLatin1Char('\n'))));
+    QVERIFY2(kept.set(), qPrintable(wall().journal().notes().join(QLatin1Char('\n'))));
     const QVariant set = kept.get();
     QVERIFY(set != delivered);
 
@@ -589,19 +590,19 @@ void tst_Store::aRestartDoesWhatTheTableSays()
     QVERIFY2(powerCycle(), qPrintable(error));
     const QVariant found = kept.get();
     if (outcome == QLatin1String("kept")) {
-        QCOMPARE(VirtualWall::describe(found), VirtualWall::describe(set));
+        QCOMPARE(CallJournal::describe(found), CallJournal::describe(set));
     } else if (outcome == QLatin1String("lost")) {
-        QCOMPARE(VirtualWall::describe(found), VirtualWall::describe(delivered));
+        QCOMPARE(CallJournal::describe(found), CallJournal::describe(delivered));
     } else {
         QCOMPARE(outcome, QStringLiteral("User"));
         const QVariant expected = personality.isEmpty() ? user : delivered;
-        QCOMPARE(VirtualWall::describe(found), VirtualWall::describe(expected));
+        QCOMPARE(CallJournal::describe(found), CallJournal::describe(expected));
     }
 
     // Memory and disk agree: once more changes nothing.
     wall().reset();
     QVERIFY2(wall().open(directory, &error), qPrintable(error));
-    QCOMPARE(VirtualWall::describe(kept.get()), VirtualWall::describe(found));
+    QCOMPARE(CallJournal::describe(kept.get()), CallJournal::describe(found));
 }
 
 /// The directory was written by create() and the settings of things() before there were checksums.
@@ -622,11 +623,11 @@ void tst_Store::aDirectoryOfVersionOneOpens()
     QVERIFY(wall().restartDevice(key));
     QMap<QString, QString> expected;
     for (auto kept = things().cbegin(); kept != things().cend(); ++kept)
-        expected[kept.key()] = VirtualWall::describe(kept->get());
+        expected[kept.key()] = CallJournal::describe(kept->get());
     const auto found = [] {
         QMap<QString, QString> result;
         for (auto kept = things().cbegin(); kept != things().cend(); ++kept)
-            result[kept.key()] = VirtualWall::describe(kept->get());
+            result[kept.key()] = CallJournal::describe(kept->get());
         return result;
     };
 
@@ -635,11 +636,11 @@ void tst_Store::aDirectoryOfVersionOneOpens()
         QVERIFY2(wall().open(folder.directory, &error), qPrintable(error));
         QCOMPARE(found(), expected);
         // Saving goes on from there, also in the next version's format.
-        QVERIFY(wall().setFlashCheckCode(key, ids[0], QStringLiteral("1"), 8 + round));
+        QVERIFY(wall().state().setFlashCheckCode(key, ids[0], QStringLiteral("1"), 8 + round));
         wall().reset();
     }
     QVERIFY2(wall().open(folder.directory, &error), qPrintable(error));
-    QCOMPARE(wall().flashCheckCode(key, ids[0], QStringLiteral("1")), 9);
+    QCOMPARE(wall().state().flashCheckCode(key, ids[0], QStringLiteral("1")), 9);
 }
 
 QTEST_GUILESS_MAIN(tst_Store)

@@ -26,11 +26,11 @@ const QString a = QStringLiteral("A");
 const QString b = QStringLiteral("B");
 const QString one = QStringLiteral("1");
 
-void setUp(WallDescription description, const Timing &timing, VirtualWall::Clock clock = VirtualWall::Stepped)
+void setUp(WallDescription description, const Timing &timing, ClockMode clock = ClockMode::Stepped)
 {
     for (Device &device : description.devices)
         device.timing = timing;
-    wall().setClock(clock);
+    wall().timeline().setClock(clock);
     wall().setWall(description);
 }
 
@@ -76,7 +76,7 @@ private Q_SLOTS:
         setUp(smallWall(), {});
         QVERIFY(ask("A"));
         QVERIFY(upload("A", 1, 7).isFulfilled());
-        QCOMPARE(wall().now(), 0);
+        QCOMPARE(wall().timeline().now(), 0);
         QCOMPARE(lastCall().duration, 0);
         QVERIFY(lastCall().settled);
         QVERIFY(lastCall().result);
@@ -86,18 +86,18 @@ private Q_SLOTS:
     {
         setUp(smallWall(), latency(250));
         QVERIFY(ask("A"));
-        QCOMPARE(wall().now(), 250);
-        wall().advance(50);
+        QCOMPARE(wall().timeline().now(), 250);
+        wall().timeline().advance(50);
         QVERIFY(ask("B"));
-        QCOMPARE(wall().now(), 550);
+        QCOMPARE(wall().timeline().now(), 550);
         QCOMPARE(lastCall().time, 300000);
         QCOMPARE(lastCall().duration, 250000);
-        wall().advance(-5);
-        QCOMPARE(wall().now(), 550);
+        wall().timeline().advance(-5);
+        QCOMPARE(wall().timeline().now(), 550);
         for (int i = 0; i < 20; ++i) {
-            const qint64 before = wall().now();
-            wall().advance(std::numeric_limits<qint64>::max());
-            QVERIFY(wall().now() >= before);
+            const qint64 before = wall().timeline().now();
+            wall().timeline().advance(std::numeric_limits<qint64>::max());
+            QVERIFY(wall().timeline().now() >= before);
         }
     }
 
@@ -105,7 +105,7 @@ private Q_SLOTS:
     {
         setUp(smallWall(), latency(250));
         QCOMPARE(discovered(), (QStringList{a, b}));
-        QCOMPARE(wall().now(), 0);
+        QCOMPARE(wall().timeline().now(), 0);
     }
 
     void textsTakeTheirTime()
@@ -120,9 +120,9 @@ private Q_SLOTS:
         QCOMPARE(lastCall().duration, 4 * 2 * 9 * 2 * 4 / 3 * 1000); // base64: four characters for three bytes
         const Promise promise = upload("A", 1, 7);
         QVERIFY(promise.isPending());
-        wall().advance(191);
+        wall().timeline().advance(191);
         QVERIFY(promise.isPending());
-        wall().advance(1);
+        wall().timeline().advance(1);
         QVERIFY(promise.isFulfilled());
         QCOMPARE(lastCall().duration, 192 * 1000);
     }
@@ -135,11 +135,11 @@ private Q_SLOTS:
             WallDescription description = smallWall();
             description.seed = seed;
             setUp(description, timing);
-            wall().clearCalls();
+            wall().journal().clear();
             for (int i = 0; i < 50; ++i)
                 ask("A");
             QList<qint64> result;
-            const QList<Call> calls = wall().calls();
+            const QList<Call> calls = wall().journal().calls();
             for (const Call &call : calls)
                 result += call.duration;
             return result;
@@ -160,18 +160,18 @@ private Q_SLOTS:
         const Promise first = upload("A", 1, 1);
         const Promise second = upload("A", 1, 2);
         const Promise other = upload("B", 3, 3);
-        QCOMPARE(wall().pendingUploads(), 3);
-        QVERIFY(!wall().calls().first().settled);
-        wall().advance(99);
+        QCOMPARE(wall().uploads().pending(), 3);
+        QVERIFY(!wall().journal().calls().first().settled);
+        wall().timeline().advance(99);
         QVERIFY(first.isPending() && second.isPending() && other.isPending());
-        QCOMPARE(wall().chroma(a, one), plane(8, 0));
-        wall().advance(1);
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 0));
+        wall().timeline().advance(1);
         QVERIFY(first.isFulfilled() && second.isPending() && other.isFulfilled());
-        QCOMPARE(wall().chroma(a, one), plane(8, 1));
-        wall().advance(100);
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 1));
+        wall().timeline().advance(100);
         QVERIFY(second.isFulfilled());
-        QCOMPARE(wall().chroma(a, one), plane(8, 2));
-        const QList<Call> calls = wall().calls();
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 2));
+        const QList<Call> calls = wall().journal().calls();
         QCOMPARE(calls[0].duration, 100000);
         QCOMPARE(calls[1].duration, 200000);
         QCOMPARE(calls[2].duration, 100000);
@@ -186,34 +186,34 @@ private Q_SLOTS:
         const Promise promise = upload("A", 1, 9);
         QVERIFY(save("A", 1));
         QVERIFY(promise.isFulfilled());
-        QCOMPARE(wall().now(), 200);
-        QCOMPARE(wall().chroma(a, one, Store::User), plane(8, 9));
+        QCOMPARE(wall().timeline().now(), 200);
+        QCOMPARE(wall().state().chroma(a, one, Store::User), plane(8, 9));
     }
 
     void aSkippingClockGoesOnWhenSomebodyWaits()
     {
-        setUp(smallWall(), latency(3600 * 1000), VirtualWall::Skipping);
+        setUp(smallWall(), latency(3600 * 1000), ClockMode::Skipping);
         const Promise first = upload("A", 1, 1);
         const Promise second = upload("A", 1, 2);
         const Promise other = upload("B", 3, 3);
-        QCOMPARE(wall().now(), 0);
+        QCOMPARE(wall().timeline().now(), 0);
         QCOMPARE(value(second), QVariant(true));
         QVERIFY(first.isFulfilled() && other.isFulfilled());
-        QCOMPARE(wall().now(), 2 * 3600 * 1000);
-        QCOMPARE(wall().chroma(a, one), plane(8, 2));
+        QCOMPARE(wall().timeline().now(), 2 * 3600 * 1000);
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 2));
     }
 
     /// What the event loop finds to do comes first: here a second upload, which runs beside the first.
     void aSkippingClockWaitsForTheEventLoop()
     {
-        setUp(smallWall(), latency(100), VirtualWall::Skipping);
+        setUp(smallWall(), latency(100), ClockMode::Skipping);
         const Promise first = upload("A", 1, 1);
         std::unique_ptr<Promise> other;
         QTimer::singleShot(0, this, [&] { other = std::make_unique<Promise>(upload("B", 3, 3)); });
         QMetaObject::invokeMethod(
-            this, [&] { QCOMPARE(wall().now(), 0); }, Qt::QueuedConnection);
+            this, [&] { QCOMPARE(wall().timeline().now(), 0); }, Qt::QueuedConnection);
         QCOMPARE(value(first), QVariant(true));
-        QCOMPARE(wall().now(), 100);
+        QCOMPARE(wall().timeline().now(), 100);
         if (!other)
             QTRY_VERIFY(other);
         QCOMPARE(value(*other), QVariant(true));
@@ -224,41 +224,41 @@ private Q_SLOTS:
         WallDescription description = smallWall();
         description.devices[0].faults = {fault(Fault::NeverSettle)};
         description.events = {eventAt(5000, Event::Unplug, "A")};
-        setUp(description, {}, VirtualWall::Skipping);
+        setUp(description, {}, ClockMode::Skipping);
         const Promise promise = upload("A", 1, 1);
         QVERIFY(promise.isPending());
         QCOMPARE(rejection(promise), QStringLiteral("the device was unplugged"));
-        QCOMPARE(wall().now(), 5000);
-        QCOMPARE(wall().calls().first().note, QStringLiteral("fault: never settled; the device was unplugged"));
-        QVERIFY(wall().calls().first().rejected);
+        QCOMPARE(wall().timeline().now(), 5000);
+        QCOMPARE(wall().journal().calls().first().note, QStringLiteral("fault: never settled; the device was unplugged"));
+        QVERIFY(wall().journal().calls().first().rejected);
     }
 
     void realTimeSettlesByTheEventLoop()
     {
-        setUp(smallWall(), latency(5), VirtualWall::RealTime);
+        setUp(smallWall(), latency(5), ClockMode::RealTime);
         const Promise promise = upload("A", 1, 4);
         QVERIFY(promise.isPending());
         QCOMPARE(value(promise), QVariant(true));
-        QVERIFY(wall().now() >= 5);
-        QVERIFY(wall().calls().first().duration >= 5000);
-        QCOMPARE(wall().chroma(a, one), plane(8, 4));
-        const qint64 before = wall().now();
+        QVERIFY(wall().timeline().now() >= 5);
+        QVERIFY(wall().journal().calls().first().duration >= 5000);
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 4));
+        const qint64 before = wall().timeline().now();
         QVERIFY(ask("A"));
-        QVERIFY(wall().now() >= before + 5);
-        wall().advance(5);
-        QVERIFY(wall().now() >= before + 10);
+        QVERIFY(wall().timeline().now() >= before + 5);
+        wall().timeline().advance(5);
+        QVERIFY(wall().timeline().now() >= before + 10);
     }
 
     void realTimeSettlesInAThreadOfItsOwn()
     {
         Timing timing = latency(5);
         timing.settleInThread = true;
-        setUp(smallWall(), timing, VirtualWall::RealTime);
+        setUp(smallWall(), timing, ClockMode::RealTime);
         const Promise promise = upload("A", 1, 4);
         while (promise.isPending()) // without an event loop
             QThread::yieldCurrentThread();
         QVERIFY(promise.isFulfilled());
-        QCOMPARE(wall().chroma(a, one), plane(8, 4));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 4));
     }
 
     void aSteppedClockSettlesInAThreadToo()
@@ -268,7 +268,7 @@ private Q_SLOTS:
         setUp(smallWall(), timing);
         const Promise promise = upload("A", 1, 4);
         const Promise follower([&](const QtPromise::QPromiseResolve<bool> &resolve) { resolve(promise); });
-        wall().advance(100);
+        wall().timeline().advance(100);
         QVERIFY(promise.isFulfilled());
         QVERIFY(follower.isFulfilled());
         QCOMPARE(value(promise), QVariant(true));
@@ -276,7 +276,7 @@ private Q_SLOTS:
 
     void worksWithoutAnEventLoopInTheCallingThread()
     {
-        setUp(smallWall(), latency(2), VirtualWall::RealTime);
+        setUp(smallWall(), latency(2), ClockMode::RealTime);
         QVariant result;
         std::thread caller([&] { result = value(upload("A", 1, 4)); });
         caller.join();
@@ -287,11 +287,11 @@ private Q_SLOTS:
     {
         setUp(smallWall(), latency(3600 * 1000));
         const Promise promise = upload("A", 1, 4);
-        wall().advance(1000);
-        wall().setClock(VirtualWall::Skipping);
-        QCOMPARE(wall().now(), 1000);
+        wall().timeline().advance(1000);
+        wall().timeline().setClock(ClockMode::Skipping);
+        QCOMPARE(wall().timeline().now(), 1000);
         QCOMPARE(value(promise), QVariant(true));
-        QCOMPARE(wall().now(), 3600 * 1000);
+        QCOMPARE(wall().timeline().now(), 3600 * 1000);
     }
 
     // Events
@@ -307,20 +307,20 @@ private Q_SLOTS:
         setUp(description, {});
         QSignalSpy changed(HttpProxy::getInstance(), &HttpProxy::deviceChanged);
         QSignalSpy renamed(ScreenInfo::getInstance(), &ScreenInfo::signal_screenNameChanged);
-        wall().advance(2999);
+        wall().timeline().advance(2999);
         QCOMPARE(changed.count(), 0);
         QCOMPARE(discovered(), (QStringList{a, b}));
-        wall().advance(1);
+        wall().timeline().advance(1);
         QCOMPARE(changed.count(), 1);
         QCOMPARE(discovered(), QStringList{b});
         QVERIFY(!ask("A"));
         QCOMPARE(lastCall().note, QStringLiteral("the device is unplugged"));
-        wall().advance(1000);
+        wall().timeline().advance(1000);
         QCOMPARE(renamed.count(), 2);
         QCOMPARE(renamed[0], (QList<QVariant>{b, QStringLiteral("Early")}));
         QCOMPARE(renamed[1], (QList<QVariant>{b, QStringLiteral("Late")}));
         QCOMPARE(wall().wall().devices[1].screenName, QStringLiteral("Late"));
-        wall().advance(1000);
+        wall().timeline().advance(1000);
         QCOMPARE(changed.count(), 2);
         QCOMPARE(discovered(), (QStringList{a, b}));
         QVERIFY(ask("A"));
@@ -334,22 +334,22 @@ private Q_SLOTS:
         description.events = {add, eventAt(20, Event::ClearFaults, "A"), eventAt(30, Event::Unplug, "nobody")};
         setUp(description, {});
         QVERIFY(ask("A"));
-        wall().advance(10);
+        wall().timeline().advance(10);
         QVERIFY(!ask("A"));
         QVERIFY(ask("B"));
-        wall().advance(20);
+        wall().timeline().advance(20);
         QVERIFY(ask("A"));
     }
 
     void schedulesEventsLater()
     {
         setUp(smallWall(), {});
-        wall().advance(100);
-        wall().schedule(eventAt(50, Event::Unplug, "A")); // happens next
+        wall().timeline().advance(100);
+        wall().timeline().schedule(eventAt(50, Event::Unplug, "A")); // happens next
         QCOMPARE(discovered(), QStringList{b});
-        wall().schedule(eventAt(150, Event::Plug, "A"));
+        wall().timeline().schedule(eventAt(150, Event::Plug, "A"));
         QCOMPARE(discovered(), QStringList{b});
-        wall().advance(50);
+        wall().timeline().advance(50);
         QCOMPARE(discovered(), (QStringList{a, b}));
         QCOMPARE(wall().wall().events.size(), 2);
     }
@@ -358,18 +358,18 @@ private Q_SLOTS:
     {
         WallDescription description = smallWall();
         description.events = {eventAt(3, Event::Unplug, "A")};
-        setUp(description, {}, VirtualWall::RealTime);
+        setUp(description, {}, ClockMode::RealTime);
         QEventLoop loop;
         connect(HttpProxy::getInstance(), &HttpProxy::deviceChanged, &loop, &QEventLoop::quit);
         loop.exec();
-        QCOMPARE(wall().devices().size(), 1);
+        QCOMPARE(wall().pluggedDevices().size(), 1);
     }
 
     void realEventsHappenAtCallsWithoutAnEventLoop()
     {
         WallDescription description = smallWall();
         description.events = {eventAt(0, Event::Unplug, "A")};
-        setUp(description, {}, VirtualWall::RealTime);
+        setUp(description, {}, ClockMode::RealTime);
         QCOMPARE(discovered(), QStringList{b});
     }
 
@@ -380,7 +380,7 @@ private Q_SLOTS:
         setUp(description, latency(100));
         QVERIFY(!ask("A"));
         QCOMPARE(lastCall().note, QStringLiteral("the device lost its power meanwhile"));
-        QCOMPARE(wall().now(), 100);
+        QCOMPARE(wall().timeline().now(), 100);
         QVERIFY(!ask("B"));
         QCOMPARE(lastCall().note, QStringLiteral("the device is unplugged"));
         QVERIFY(ask("A"));
@@ -398,9 +398,9 @@ private Q_SLOTS:
         for (const QString &key : {a, b}) {
             QVERIFY(!setBrightness(key));
             QCOMPARE(lastCall().note, QStringLiteral("the device lost its power meanwhile"));
-            QCOMPARE(wall().brightness(key), 5000);
+            QCOMPARE(wall().state().brightness(key), 5000);
             QVERIFY(setBrightness(key));
-            QCOMPARE(wall().brightness(key), 7);
+            QCOMPARE(wall().state().brightness(key), 7);
         }
     }
 
@@ -410,12 +410,12 @@ private Q_SLOTS:
         timing.settleInThread = true;
         WallDescription description = smallWall();
         description.devices[0].faults = {fault(Fault::Vanish, "Correctionop::uploadCoefficientAsync")};
-        setUp(description, timing, VirtualWall::RealTime);
+        setUp(description, timing, ClockMode::RealTime);
         std::atomic<int> changes{0};
         const QMetaObject::Connection connection =
             QObject::connect(HttpProxy::getInstance(), &HttpProxy::deviceChanged, [&] {
                 if (++changes == 1) // gone: it shall be back soon
-                    wall().schedule(eventAt(wall().now() + 5, Event::Plug, "A"));
+                    wall().timeline().schedule(eventAt(wall().timeline().now() + 5, Event::Plug, "A"));
             });
         const Promise promise = upload("A", 1, 4);
         const QDeadlineTimer deadline(5000);
@@ -432,9 +432,9 @@ private Q_SLOTS:
         const Promise other = upload("B", 3, 3);
         QVERIFY(wall().restartDevice(a));
         QCOMPARE(rejection(promise), QStringLiteral("the device restarted"));
-        wall().advance(100);
+        wall().timeline().advance(100);
         QVERIFY(other.isFulfilled());
-        QCOMPARE(wall().chroma(a, one), plane(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 0));
         QVERIFY(!wall().restartDevice(QStringLiteral("C")));
     }
 
@@ -452,27 +452,27 @@ private Q_SLOTS:
         QVERIFY(!wall().unplug(a));
         QVERIFY(!wall().restartDevice(a));
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(wall().devices().size(), 1);
+        QCOMPARE(wall().pluggedDevices().size(), 1);
         QCOMPARE(wall().wall().devices.size(), 2);
         QVERIFY(wall().plug(a));
         QVERIFY(!wall().plug(a));
         QVERIFY(!wall().plug(QStringLiteral("C")));
         QCOMPARE(changed.count(), 2);
-        QCOMPARE(wall().chroma(a, one), plane(8, 5));
-        QCOMPARE(wall().chroma(a, QStringLiteral("2")), plane(8, 0));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 5));
+        QCOMPARE(wall().state().chroma(a, QStringLiteral("2")), plane(8, 0));
     }
 
     void whatAScriptHoldsStaysPending()
     {
         setUp(smallWall(), {});
-        wall().on(QString()).settleLater();
+        wall().scripts().on(QString()).settleLater();
         const Promise promise = upload("A", 1, 5);
         QVERIFY(wall().unplug(a));
         QVERIFY(promise.isPending());
         wall().setWall(smallWall());
         QVERIFY(promise.isPending());
-        QVERIFY(wall().settle(a, true));
-        QCOMPARE(wall().chroma(a, one), plane(8, 5));
+        QVERIFY(wall().uploads().settle(a, true));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 5));
     }
 
     // The wall as a whole
@@ -485,14 +485,14 @@ private Q_SLOTS:
         description.replyBlockHeight = 1;
         description.defaultPixels[0] = QByteArray(18, '\1');
         setUp(description, latency(100));
-        wall().advance(70);
+        wall().timeline().advance(70);
         const Promise promise = upload("A", 1, 1);
         QSignalSpy changed(HttpProxy::getInstance(), &HttpProxy::deviceChanged);
         wall().setWall(description);
         QCOMPARE(changed.count(), 1);
         QCOMPARE(rejection(promise), QStringLiteral("the wall was set up anew"));
-        QCOMPARE(wall().now(), 0);
-        QCOMPARE(wall().chroma(a, one), plane(8, 257));
+        QCOMPARE(wall().timeline().now(), 0);
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 257));
         List reply;
         QVERIFY(Correctionop::getInstance()->loadCoefficient(a, one, reply));
         QCOMPARE(reply.size(), 2);
@@ -508,7 +508,7 @@ private Q_SLOTS:
         Timing timing;
         timing.jitter = 1;
         timing.settleInThread = true;
-        setUp(smallWall(), timing, VirtualWall::RealTime);
+        setUp(smallWall(), timing, ClockMode::RealTime);
         std::atomic<int> failures{0};
         std::vector<std::thread> threads;
         for (const char *key : {"A", "B"}) {
@@ -520,14 +520,14 @@ private Q_SLOTS:
             });
         }
         for (int i = 0; i < 20; ++i) {
-            wall().schedule(eventAt(wall().now() + i, Event::Rename, "A"));
+            wall().timeline().schedule(eventAt(wall().timeline().now() + i, Event::Rename, "A"));
             wall().wall();
             discovered();
         }
         for (std::thread &thread : threads)
             thread.join();
         QCOMPARE(failures.load(), 0);
-        QCOMPARE(wall().chroma(a, one), plane(8, 19));
+        QCOMPARE(wall().state().chroma(a, one), plane(8, 19));
     }
 };
 

@@ -42,7 +42,7 @@ int main(int argc, char **argv)
         }
         return 0;
     }
-    Simulator::VirtualWall::instance().setJournalLimit(0);
+    Simulator::VirtualWall::instance().journal().setLimit(0);
     for (int saved = Generations::found(); saved >= 0; ++saved) {
         const int generation = saved / 2 + 1;
         if (!(saved % 2 == 0 ? Generations::savePlanes(generation) : Generations::saveFlags(generation)))

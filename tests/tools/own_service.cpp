@@ -14,9 +14,9 @@ int main(int argc, char **argv)
     Simulator::VirtualWall &wall = Simulator::VirtualWall::instance();
     QString error;
     QFile::remove(QStringLiteral("calls.jsonl"));
-    if (!wall.load(QStringLiteral("small.json"), &error) || !wall.recordTo(QStringLiteral("calls.jsonl"), &error))
+    if (!wall.load(QStringLiteral("small.json"), &error) || !wall.journal().recordTo(QStringLiteral("calls.jsonl"), &error))
         qFatal("%s", qPrintable(error));
     const int exit = Ctl::runProgram(QCoreApplication::arguments().mid(1));
-    wall.recordTo(QString());
+    wall.journal().recordTo(QString());
     return exit;
 }

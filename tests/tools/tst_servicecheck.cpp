@@ -20,6 +20,7 @@
 using namespace ServiceCheck;
 using Adapter::Answer;
 using Adapter::Call;
+using Simulator::CallJournal;
 using Simulator::VirtualWall;
 
 namespace {
@@ -53,7 +54,7 @@ public:
     Answer answer(const Call &call) override
     {
         const Adapter::Operation &operation = *Adapter::findOperation(call.operation);
-        if (operation.effect == Adapter::Effect::Changes || operation.effect == Adapter::Effect::Locks)
+        if (operation.isChange())
             ++changes;
         if (swallow && swallow(call))
             return {true, QVariantMap(), {}};
@@ -254,28 +255,29 @@ QStringList stateOfWall()
 {
     const VirtualWall &wall = VirtualWall::instance();
     QStringList state{QString::fromUtf8(Simulator::wallToJson(wall.wall()))};
-    const auto add = [&state](const QVariant &value) { state += VirtualWall::describe(value); };
-    for (const Simulator::Device &device : wall.devices()) {
+    const auto add = [&state](const QVariant &value) { state += CallJournal::describe(value); };
+    for (const Simulator::Device &device : wall.pluggedDevices()) {
         const QString &key = device.key;
         for (const auto channel : {Simulator::Channel::Red, Simulator::Channel::Green, Simulator::Channel::Blue})
-            add(QVariant::fromValue(wall.gamma(key, channel)));
-        for (const int value : {wall.brightness(key), wall.effectMode(key), wall.xBitMode(key), wall.imageMode(key),
-                                int(wall.isXBitEnabled(key)), int(wall.isAblEnabled(key)), int(wall.pattern(key).type)})
+            add(QVariant::fromValue(wall.state().gamma(key, channel)));
+        for (const int value : {wall.state().brightness(key), wall.state().effectMode(key), wall.state().xBitMode(key),
+                                wall.state().imageMode(key), int(wall.state().isXBitEnabled(key)),
+                                int(wall.state().isAblEnabled(key)), int(wall.state().pattern(key).type)})
             add(value);
-        add(wall.lockOwner(key));
+        add(wall.state().lockOwner(key));
         for (const Simulator::Cabinet &cabinet : device.subScreens.first().cabinets) {
             const QString &id = cabinet.id;
             for (const auto kind : {Simulator::Kind::Chroma, Simulator::Kind::Multilayer, Simulator::Kind::LowGray})
                 for (const auto store : {Simulator::Store::Working, Simulator::Store::User, Simulator::Store::Factory,
                                          Simulator::Store::Module, Simulator::Store::Flash})
-                    add(QString::fromLatin1(wall.plane(key, id, kind, store).toBase64()));
+                    add(QString::fromLatin1(wall.state().plane(key, id, kind, store).toBase64()));
             for (const auto channel : {Simulator::Channel::Red, Simulator::Channel::Green, Simulator::Channel::Blue})
-                add(QVariant::fromValue(wall.gamma(key, id, channel)));
-            add(wall.brightness(key, id));
-            add(wall.effectMode(key, id));
-            add(wall.multilayerParameter(key, id));
-            add(wall.multilayerParameters(key, id));
-            add(QString::fromLatin1(wall.configFile(key, id).toBase64()));
+                add(QVariant::fromValue(wall.state().gamma(key, id, channel)));
+            add(wall.state().brightness(key, id));
+            add(wall.state().effectMode(key, id));
+            add(wall.state().multilayerParameter(key, id));
+            add(wall.state().multilayerParameters(key, id));
+            add(QString::fromLatin1(wall.state().configFile(key, id).toBase64()));
         }
     }
     return state;
@@ -393,24 +395,24 @@ void tst_ServiceCheck::init()
     QVERIFY(wall.load(QStringLiteral(SOURCE_DIR "/tests/tools/walls/small.json")));
     // Something of everything that is written back, and different values in every store.
     int number = 0;
-    for (const Simulator::Device &device : wall.devices()) {
+    for (const Simulator::Device &device : wall.pluggedDevices()) {
         for (const Simulator::Cabinet &cabinet : device.subScreens.first().cabinets) {
             for (const auto store : {Simulator::Store::Working, Simulator::Store::User, Simulator::Store::Factory,
                                      Simulator::Store::Module, Simulator::Store::Flash}) {
-                QVector<quint16> values = wall.chroma(device.key, cabinet.id, store);
+                QVector<quint16> values = wall.state().chroma(device.key, cabinet.id, store);
                 std::generate(values.begin(), values.end(), [&number] { return quint16(++number); });
-                QVERIFY(wall.setChroma(device.key, cabinet.id, values, store));
+                QVERIFY(wall.state().setChroma(device.key, cabinet.id, values, store));
             }
-            QVERIFY(wall.setConfigFile(device.key, cabinet.id, "the configuration"));
-            QVERIFY(wall.setGamma(device.key, cabinet.id, Simulator::Channel::Red, {0, 10, ++number}));
-            QVERIFY(wall.setGamma(device.key, cabinet.id, Simulator::Channel::Green, {0, 11, ++number}));
-            QVERIFY(wall.setGamma(device.key, cabinet.id, Simulator::Channel::Blue, {0, 12, ++number}));
+            QVERIFY(wall.state().setConfigFile(device.key, cabinet.id, "the configuration"));
+            QVERIFY(wall.state().setGamma(device.key, cabinet.id, Simulator::Channel::Red, {0, 10, ++number}));
+            QVERIFY(wall.state().setGamma(device.key, cabinet.id, Simulator::Channel::Green, {0, 11, ++number}));
+            QVERIFY(wall.state().setGamma(device.key, cabinet.id, Simulator::Channel::Blue, {0, 12, ++number}));
         }
-        QVERIFY(wall.setGamma(device.key, Simulator::Channel::Red, {0, 20, 30}));
-        QVERIFY(wall.setGamma(device.key, Simulator::Channel::Green, {0, 21, 31}));
-        QVERIFY(wall.setGamma(device.key, Simulator::Channel::Blue, {0, 22, 0}));
+        QVERIFY(wall.state().setGamma(device.key, Simulator::Channel::Red, {0, 20, 30}));
+        QVERIFY(wall.state().setGamma(device.key, Simulator::Channel::Green, {0, 21, 31}));
+        QVERIFY(wall.state().setGamma(device.key, Simulator::Channel::Blue, {0, 22, 0}));
     }
-    wall.clearCalls();
+    wall.journal().clear();
     g_hasHardwareService = true;
     m_backend = std::make_unique<SpoiledBackend>(*m_wall);
     Adapter::setBackend(m_backend.get());
@@ -434,7 +436,7 @@ void tst_ServiceCheck::aGoodServiceIsGood()
             named += line.operation;
         for (const Adapter::Operation &operation : Adapter::operations())
             QVERIFY2(named.contains(operation.name), qPrintable(operation.name));
-        const int cabinets = VirtualWall::instance().devices().first().subScreens.first().cabinets.size();
+        const int cabinets = VirtualWall::instance().pluggedDevices().first().subScreens.first().cabinets.size();
         QVERIFY(cabinets > 1);
         QCOMPARE(int(std::count_if(report.lines().begin(), report.lines().end(),
                                    [](const Line &line) {
@@ -513,7 +515,7 @@ void tst_ServiceCheck::aRefusedLockKeepsFromWriting()
     Report report;
     check(options(true), report);
     QCOMPARE(findingsOf(report), QStringList(QStringLiteral("false-answer HWInfo::lock")));
-    QCOMPARE(m_backend->changes, VirtualWall::instance().devices().size()); // the locks
+    QCOMPARE(m_backend->changes, VirtualWall::instance().pluggedDevices().size()); // the locks
 }
 
 void tst_ServiceCheck::nothingIsWrittenBackWithoutUpload()
@@ -573,7 +575,7 @@ void tst_ServiceCheck::whatIsWrittenIsPutBack()
     check(options(true), report);
     QVERIFY(m_backend->changes > 0);
     QCOMPARE(stateOfWall(), before);
-    QCOMPARE(VirtualWall::instance().notes(), QStringList());
+    QCOMPARE(VirtualWall::instance().journal().notes(), QStringList());
     for (const Line &line : report.lines()) {
         if (line.status == Line::Skip)
             QVERIFY2(line.text.contains(QLatin1String("--unrestored")), qPrintable(line.toString()));
@@ -589,8 +591,8 @@ void tst_ServiceCheck::everyOperationIsAskedInTheEnd()
     QCOMPARE(check(all, report), QString());
     QCOMPARE(findingsOf(report), QStringList());
     QCOMPARE(report.count(Line::Skip), 0);
-    QCOMPARE(VirtualWall::instance().notes(), QStringList());
-    for (const Call &call : VirtualWall::instance().calls())
+    QCOMPARE(VirtualWall::instance().journal().notes(), QStringList());
+    for (const Call &call : VirtualWall::instance().journal().calls())
         QVERIFY2(call.deviceKey.isEmpty() || call.deviceKey == QLatin1String("B"), qPrintable(call.operation));
 }
 

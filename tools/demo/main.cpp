@@ -124,8 +124,8 @@ bool hasSaved(const Simulator::VirtualWall &wall, const QString &key, const QLis
 {
     return std::any_of(cabinets.cbegin(), cabinets.cend(), [&](const CabinetInfo &cabinet) {
         return cabinet.deviceKey == key
-               && wall.chroma(key, cabinet.id, Simulator::Store::User)
-                      != wall.chroma(key, cabinet.id, Simulator::Store::Factory);
+               && wall.state().chroma(key, cabinet.id, Simulator::Store::User)
+                      != wall.state().chroma(key, cabinet.id, Simulator::Store::Factory);
     });
 }
 
@@ -243,8 +243,8 @@ int run(const QDir &folder)
     out() << "3. Saving it on every cabinet" << Qt::endl;
     checks.succeeds(screen->saveParameter(enSaveCommonCoefficient), QStringLiteral("saving"));
     for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
-        checks.expect(wall.chroma(cabinet.deviceKey, cabinet.id, Simulator::Store::User)
-                          == wall.chroma(cabinet.deviceKey, cabinet.id),
+        checks.expect(wall.state().chroma(cabinet.deviceKey, cabinet.id, Simulator::Store::User)
+                          == wall.state().chroma(cabinet.deviceKey, cabinet.id),
                       QStringLiteral("cabinet %1 did not save what it shows").arg(cabinet.id));
     }
 
@@ -263,13 +263,13 @@ int run(const QDir &folder)
     board.lastSquareColumnW = screenRect.width() % board.squareW;
     board.lastSquareRowH = screenRect.height() % board.squareH;
     checks.succeeds(screen->setCheckerboardlImage(board), QStringLiteral("drawing"));
-    const QImage shown = wall.patternPicture(screen->getID());
+    const QImage shown = wall.pictures().pattern(screen->getID());
     const bool seamless = shown.convertToFormat(QImage::Format_RGB32) == directBoard(board);
     checks.expect(seamless, QStringLiteral("the board has a seam between the controllers"));
 
     out() << "6. Pictures" << Qt::endl;
-    savePicture(wall.layoutPicture(screen->getID()), folder, QStringLiteral("layout.png"), checks);
-    savePicture(wall.coefficientPicture(screen->getID(), 4), folder, QStringLiteral("coefficients-green.png"), checks);
+    savePicture(wall.pictures().layout(screen->getID()), folder, QStringLiteral("layout.png"), checks);
+    savePicture(wall.pictures().coefficients(screen->getID(), 4), folder, QStringLiteral("coefficients-green.png"), checks);
     savePicture(shown, folder, QStringLiteral("checkerboard.png"), checks);
 
     out() << '\n';

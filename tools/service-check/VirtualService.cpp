@@ -27,7 +27,7 @@ bool hasChoice()
 QString open(const QString &wall)
 {
     QString error;
-    Simulator::VirtualWall::instance().setJournalLimit(0);
+    Simulator::VirtualWall::instance().journal().setLimit(0);
     Simulator::VirtualWall::instance().load(wall, &error);
     return error;
 }

@@ -13,8 +13,9 @@ int main(int argc, char **argv)
     wall.setDevices({Simulator::gridDevice(QStringLiteral("A"), QPoint(0, 0), 1, 1, QSize(4, 2))});
 
     tour();
-    EXPECT(wall.notes().isEmpty());
-    EXPECT(wall.chroma(QStringLiteral("A"), QStringLiteral("1"), Simulator::Store::User).value(71) == 71 * 907 % 65536);
+    EXPECT(wall.journal().notes().isEmpty());
+    EXPECT(wall.state().chroma(QStringLiteral("A"), QStringLiteral("1"), Simulator::Store::User).value(71)
+           == 71 * 907 % 65536);
     EXPECT(screenChanges([&wall] { wall.removeDevice(QStringLiteral("A")); }) == 1);
     EXPECT(Correction::ScreenManager::getInstance()->refreshScreen() == Correction::enNoDevice);
     return 0;

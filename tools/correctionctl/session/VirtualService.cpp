@@ -15,6 +15,7 @@
 #include <memory>
 
 using Simulator::Call;
+using Simulator::CallJournal;
 using Simulator::VirtualWall;
 
 namespace Ctl {
@@ -50,8 +51,8 @@ Exchange exchangeOf(const Call &call)
     Exchange exchange;
     exchange.operation = call.operation;
     exchange.device = call.deviceKey;
-    exchange.request = VirtualWall::describe(call, VirtualWall::Shorten);
-    exchange.answer = call.reply.isValid() ? VirtualWall::describe(call.reply, VirtualWall::Shorten) : QString();
+    exchange.request = CallJournal::describe(call, CallJournal::Shorten);
+    exchange.answer = call.reply.isValid() ? CallJournal::describe(call.reply, CallJournal::Shorten) : QString();
     // Discovery's own operations answer nothing that could fail.
     exchange.success = call.result || call.deviceKey.isNull();
     exchange.milliseconds = double(call.duration) / 1000;
@@ -87,7 +88,7 @@ void open(const QString &source)
     if (!wall().load(source, &error))
         refuse(error);
     // Calls hold whole coefficient planes as texts, and nobody asks the wall for them.
-    wall().setJournalLimit(0);
+    wall().journal().setLimit(0);
 }
 
 void openBackend(const QString &source)
@@ -106,7 +107,7 @@ void openRecording(const QString &path)
         throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, file.errorString()));
     file.close();
     QString error;
-    if (!wall().replay(path, &error))
+    if (!wall().replay().start(path, &error))
         throw Failure(ExitBadData, error.simplified());
     g_replaying = true;
 }
@@ -114,7 +115,7 @@ void openRecording(const QString &path)
 void close()
 {
     QString error;
-    const bool isWhole = g_recorder ? g_recorder->close(error) : !isWall() || wall().recordTo(QString(), &error);
+    const bool isWhole = g_recorder ? g_recorder->close(error) : !isWall() || wall().journal().recordTo(QString(), &error);
     Adapter::setBackend(nullptr);
     g_tap.reset();
     g_dryRun.reset();
@@ -159,7 +160,7 @@ void record(const QString &path)
     QString error;
     bool isOpen = false;
     if (isWall()) {
-        isOpen = wall().recordTo(path, &error);
+        isOpen = wall().journal().recordTo(path, &error);
     } else {
         putInFront(g_recorder);
         isOpen = g_recorder->open(path, error);
@@ -170,7 +171,7 @@ void record(const QString &path)
 
 Replayed replayed()
 {
-    const Simulator::ReplayReport report = wall().replayReport();
+    const Simulator::ReplayReport report = wall().replay().report();
     return {report.answered, report.remaining, report.difference};
 }
 
@@ -193,11 +194,11 @@ QImage render(Picture picture, const QString &screenId, int channel)
 {
     switch (picture) {
     case Picture::Layout:
-        return wall().layoutPicture(screenId);
+        return wall().pictures().layout(screenId);
     case Picture::Coefficients:
-        return wall().coefficientPicture(screenId, channel);
+        return wall().pictures().coefficients(screenId, channel);
     case Picture::Pattern:
-        return wall().patternPicture(screenId);
+        return wall().pictures().pattern(screenId);
     }
     return {};
 }

@@ -1,4 +1,6 @@
-#include "Replay.h"
+#include "Recording.h"
+
+#include "CallLog.h"
 
 #include <adapter/json/Describe.h>
 #include <adapter/json/Reader.h>
@@ -53,7 +55,7 @@ QString textDifference(const QString &path, const QString &recorded, const QStri
 
 QString shownCall(const Call &call)
 {
-    const QString text = VirtualWall::describe(call, VirtualWall::Shorten);
+    const QString text = describeCall(call, longestShownText);
     return text.size() <= longestShownCall ? text : text.left(longestShownCall) + QLatin1String("...");
 }
 
@@ -132,7 +134,7 @@ QString firstDifference(const Call &recorded, const Call &call)
     return first == differences.cend() ? QString() : *first;
 }
 
-std::optional<Call> Replay::next(const Call &call, QString &reason)
+std::optional<Call> Recording::next(const Call &call, QString &reason)
 {
     if (!m_difference.isNull()) {
         reason = QStringLiteral("the replay ended before");
@@ -155,19 +157,19 @@ std::optional<Call> Replay::next(const Call &call, QString &reason)
     return std::nullopt;
 }
 
-bool Replay::isSettledBeforeNext(const Call &upload) const
+bool Recording::isSettledBeforeNext(const Call &upload) const
 {
     if (!m_difference.isNull() || m_answered == m_calls.size())
         return true;
     return upload.time + upload.duration <= m_calls[m_answered].time;
 }
 
-qint64 Replay::untilNext(const Call &call) const
+qint64 Recording::untilNext(const Call &call) const
 {
     return m_answered == m_calls.size() ? 0 : std::max<qint64>(0, m_calls[m_answered].time - call.time);
 }
 
-ReplayReport Replay::report() const
+ReplayReport Recording::report() const
 {
     return {m_answered, m_calls.size() - m_answered, m_difference};
 }

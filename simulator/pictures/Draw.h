@@ -1,10 +1,12 @@
 #pragma once
 
-#include "device/WallStore.h"
+#include "device/WallState.h"
+
+#include <simulator/PictureTypes.h>
 
 #include <QtGui/QImage>
 
-/// The pictures of VirtualWall. All devices of `screen` are on one screen.
+/// The pictures of Pictures. All devices of `screen` are on one screen.
 namespace Simulator {
 
 QImage drawLayout(const WallState &screen, int maxWidth);

@@ -1,70 +1,68 @@
-#include "Wall.h"
+#include "Replayer.h"
+
+#include "faults/Rules.h"
 
 #include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QTimer>
 
-#include <algorithm>
 #include <iterator>
-#include <utility>
 
 namespace Simulator {
 
-namespace {
-
-std::exception_ptr rejection(const QString &reason)
-{
-    return std::make_exception_ptr(std::runtime_error(reason.toStdString()));
-}
-
-} // namespace
-
-void Wall::replay(const QList<Call> &calls)
+void Replayer::start(const QList<Call> &calls)
 {
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        endReplayLocked("another replay began", after);
-        m_replay = std::make_unique<Replay>(calls);
+        endLocked(QStringLiteral("another replay began"), after);
+        m_recording = std::make_unique<Recording>(calls);
     }
-    tell(after);
+    for (const auto &settle : after.settle)
+        settle();
 }
 
-void Wall::endReplayLocked(const char *reason, Aftermath &after)
+void Replayer::endLocked(const QString &reason, Aftermath &after)
 {
-    m_replay.reset();
+    m_recording.reset();
     for (const Held &upload : m_held) {
-        noteLocked(upload.serial, QLatin1String(reason));
-        recordLocked(upload.serial, {false, {}, {}}, true);
-        after.settle.push_back([reject = upload.reject, error = rejection(QLatin1String(reason))] { reject(error); });
+        m_log.note(upload.serial, reason);
+        m_log.end(upload.serial, {false, {}, {}}, m_clock.now(), true);
+        after.settle.push_back([reject = upload.reject, error = rejection(reason)] { reject(error); });
     }
     m_held.clear();
 }
 
-void Wall::setReplayPatience(int milliseconds)
+void Replayer::resetLocked(const QString &reason, Aftermath &after)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_replayPatience = std::chrono::milliseconds(milliseconds);
+    endLocked(reason, after);
+    m_patience = defaultPatience;
 }
 
-ReplayReport Wall::replayReport() const
+void Replayer::setPatience(int milliseconds)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_replay ? m_replay->report() : ReplayReport();
+    m_patience = std::chrono::milliseconds(milliseconds);
 }
 
-std::optional<Answer> Wall::serveReplayed(const Call &call)
+ReplayReport Replayer::report() const
 {
-    const std::optional<Held> taken = takeReplayed(call);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_recording ? m_recording->report() : ReplayReport();
+}
+
+std::optional<Adapter::Answer> Replayer::serve(const Call &call)
+{
+    const std::optional<Held> taken = take(call);
     if (!taken)
         return std::nullopt;
-    finishReplayed(*taken);
-    settleHeldBeforeNext();
-    return Answer{taken->recorded.result, taken->recorded.reply, taken->recorded.headers};
+    finish(*taken);
+    settleBeforeNext();
+    return Adapter::Answer{taken->recorded.result, taken->recorded.reply, taken->recorded.headers};
 }
 
-std::optional<QtPromise::QPromise<bool>> Wall::uploadReplayed(const Call &call)
+std::optional<QtPromise::QPromise<bool>> Replayer::upload(const Call &call)
 {
-    std::optional<Held> taken = takeReplayed(call);
+    std::optional<Held> taken = take(call);
     if (!taken)
         return std::nullopt;
     const QtPromise::QPromise<bool> promise(
@@ -76,32 +74,35 @@ std::optional<QtPromise::QPromise<bool>> Wall::uploadReplayed(const Call &call)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_held.push_back(*taken);
-        wait = m_replayPatience;
-        if (m_replay)
-            wait += std::chrono::milliseconds(m_replay->untilNext(taken->recorded) / 1000);
+        wait = m_patience;
+        if (m_recording)
+            wait += std::chrono::milliseconds(m_recording->untilNext(taken->recorded) / 1000);
     }
-    settleHeldBeforeNext();
+    settleBeforeNext();
     // A host that waits for the upload instead of making the next recorded call must not wait for ever.
     if (promise.isPending() && QAbstractEventDispatcher::instance()) {
         const quint64 serial = taken->serial;
-        QTimer::singleShot(wait, [serial] { Wall::instance().settleLate(serial); });
+        QTimer::singleShot(wait, [self = m_self, serial] {
+            if (const std::shared_ptr<Replayer> replayer = self.lock())
+                replayer->settleLate(serial);
+        });
     }
     return promise;
 }
 
-std::optional<Wall::Held> Wall::takeReplayed(const Call &call)
+std::optional<Replayer::Held> Replayer::take(const Call &call)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_replay)
+    if (!m_recording)
         return std::nullopt;
     Held taken;
     taken.serial = m_log.begin(call);
     QString reason;
-    if (const std::optional<Call> recorded = m_replay->next(call, reason)) {
+    if (const std::optional<Call> recorded = m_recording->next(call, reason)) {
         taken.recorded = *recorded;
     } else {
         taken.recorded = call;
-        Simulator::addNote(taken.recorded, reason);
+        addNote(taken.recorded, reason);
     }
     Call *const logged = m_log.underway(taken.serial); // it has just begun
     taken.recorded.number = logged->number;
@@ -111,7 +112,7 @@ std::optional<Wall::Held> Wall::takeReplayed(const Call &call)
     return taken;
 }
 
-void Wall::finishReplayed(const Held &taken)
+void Replayer::finish(const Held &taken)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (Call *const logged = m_log.underway(taken.serial)) {
@@ -120,7 +121,7 @@ void Wall::finishReplayed(const Held &taken)
     }
 }
 
-std::list<Wall::Held> Wall::takeHeld(const std::function<bool(const Held &)> &isMeant)
+std::list<Replayer::Held> Replayer::takeHeld(const std::function<bool(const Held &)> &isMeant)
 {
     std::list<Held> taken;
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -133,50 +134,50 @@ std::list<Wall::Held> Wall::takeHeld(const std::function<bool(const Held &)> &is
     return taken;
 }
 
-void Wall::settleHeld(const Held &upload)
+void Replayer::settle(const Held &upload)
 {
-    finishReplayed(upload);
+    finish(upload);
     if (upload.recorded.rejected)
         upload.reject(rejection(upload.recorded.note));
     else
         upload.fulfil(upload.recorded.result);
 }
 
-void Wall::rejectHeld(Held &upload, const QString &reason)
+void Replayer::reject(Held &upload, const QString &reason)
 {
     upload.recorded.result = false;
     upload.recorded.settled = true;
     upload.recorded.rejected = true;
     upload.recorded.note = reason;
-    settleHeld(upload);
+    settle(upload);
 }
 
-void Wall::settleHeldBeforeNext()
+void Replayer::settleBeforeNext()
 {
     std::list<Held> due = takeHeld([this](const Held &upload) {
-        return upload.recorded.settled && (!m_replay || m_replay->isSettledBeforeNext(upload.recorded));
+        return upload.recorded.settled && (!m_recording || m_recording->isSettledBeforeNext(upload.recorded));
     });
     due.sort([](const Held &one, const Held &other) {
         return one.recorded.time + one.recorded.duration < other.recorded.time + other.recorded.duration;
     });
     for (const Held &upload : due)
-        settleHeld(upload);
+        settle(upload);
 }
 
-void Wall::settleLate(quint64 serial)
+void Replayer::settleLate(quint64 serial)
 {
     std::list<Held> late = takeHeld([&](const Held &upload) { return upload.serial == serial && upload.recorded.settled; });
     for (Held &upload : late) {
-        Simulator::addNote(upload.recorded, QStringLiteral("settled without the next recorded call, which did not come"));
-        settleHeld(upload);
+        addNote(upload.recorded, QStringLiteral("settled without the next recorded call, which did not come"));
+        settle(upload);
     }
 }
 
-bool Wall::unplugReplayed(const QString &deviceKey)
+bool Replayer::unplug(const QString &deviceKey)
 {
     std::list<Held> gone = takeHeld([&](const Held &upload) { return upload.recorded.deviceKey == deviceKey; });
     for (Held &upload : gone)
-        rejectHeld(upload, QStringLiteral("the device was unplugged"));
+        reject(upload, QStringLiteral("the device was unplugged"));
     return !gone.empty();
 }
 

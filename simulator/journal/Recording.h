@@ -1,7 +1,7 @@
 #pragma once
 
 #include <simulator/Call.h>
-#include <simulator/VirtualWall.h>
+#include <simulator/ReplayReport.h>
 
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -15,10 +15,10 @@ namespace Simulator {
 QString firstDifference(const Call &recorded, const Call &call);
 
 /// A recorded conversation that is being repeated. Calls are taken in the order in which they begin.
-class Replay
+class Recording
 {
 public:
-    explicit Replay(const QList<Call> &calls) : m_calls(calls) {}
+    explicit Recording(const QList<Call> &calls) : m_calls(calls) {}
 
     /// The recorded call that answers this one. Without one it is answered false; `reason` says why.
     std::optional<Call> next(const Call &call, QString &reason);

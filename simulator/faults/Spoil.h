@@ -5,7 +5,7 @@
 #include <QtCore/QVariant>
 
 /// Ways in which a reply can be spoilt, whatever it holds. Each answers whether it changed anything.
-namespace Simulator::Faults {
+namespace Simulator::Spoil {
 
 /// Every list loses its second half, the middle element included.
 bool truncate(QVariant &reply);
@@ -18,4 +18,4 @@ bool retypeEntries(QVariant &reply, const QString &key, Random &random);
 /// Coefficient and configuration texts get characters that are no base64 in place of some of theirs.
 bool dirtyTexts(QVariant &reply);
 
-} // namespace Simulator::Faults
+} // namespace Simulator::Spoil

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <simulator/SimulatorGlobal.h>
+#include <simulator/StateTypes.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+#include <QtCore/QVector>
+
+namespace Simulator {
+
+struct Wall;
+
+/// What the devices of a wall hold. See VirtualWall::state().
+///
+/// Every function answers empty, 0 or false for an unknown device or cabinet; a setter's false means just that, or that an
+/// open directory could not save what it set.
+class SIMULATOR_API State
+{
+public:
+    /// A plane, row by row: 9 values for each pixel.
+    QVector<quint16> chroma(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
+    QVector<quint16> lowGray(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
+    /// A plane, row by row: Device::multilayerBytesPerPixel bytes for each pixel.
+    QByteArray multilayer(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
+    /// A plane of any kind as raw bytes, 16-bit values low byte first.
+    QByteArray plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store = Store::Working) const;
+    /// Replaces a plane, past journal and scripts. False unless the number of values fits the cabinet.
+    bool setPlane(const QString &deviceKey, const QString &cabinetId, Kind kind, const QByteArray &bytes,
+                  Store store = Store::Working);
+    bool setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
+                   Store store = Store::Working);
+    bool setLowGray(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
+                    Store store = Store::Working);
+    bool setMultilayer(const QString &deviceKey, const QString &cabinetId, const QByteArray &values,
+                       Store store = Store::Working);
+    /// Where the values of Store::Working come from: the store that was last shown, applied or reloaded, or Working
+    /// itself after an upload or a clear.
+    Store shown(const QString &deviceKey, const QString &cabinetId, Kind kind = Kind::Chroma) const;
+
+    int brightness(const QString &deviceKey) const;
+    int brightness(const QString &deviceKey, const QString &cabinetId) const;
+    /// Gamma tables, initially empty.
+    QList<int> gamma(const QString &deviceKey, Channel channel) const;
+    QList<int> gamma(const QString &deviceKey, const QString &cabinetId, Channel channel) const;
+    bool setGamma(const QString &deviceKey, Channel channel, const QList<int> &table);
+    bool setGamma(const QString &deviceKey, const QString &cabinetId, Channel channel, const QList<int> &table);
+    int effectMode(const QString &deviceKey) const;
+    int effectMode(const QString &deviceKey, const QString &cabinetId) const;
+    int xBitMode(const QString &deviceKey) const;
+    bool isXBitEnabled(const QString &deviceKey) const;
+    bool isAblEnabled(const QString &deviceKey) const;
+    int imageMode(const QString &deviceKey) const;
+    /// The application that holds the lock; empty when nobody does.
+    QString lockOwner(const QString &deviceKey) const;
+    Pattern pattern(const QString &deviceKey) const;
+
+    /// The "param" map that the cabinet got last, or empty.
+    QMap<QString, QVariant> multilayerParameter(const QString &deviceKey, const QString &cabinetId) const;
+    /// The "multilayerParams" list that the cabinet got last, or empty.
+    QList<QVariant> multilayerParameters(const QString &deviceKey, const QString &cabinetId) const;
+    QByteArray configFile(const QString &deviceKey, const QString &cabinetId) const;
+    bool setConfigFile(const QString &deviceKey, const QString &cabinetId, const QByteArray &bytes);
+    QString flag(const QString &deviceKey, const QString &cabinetId) const;
+    QString moduleFlag(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const;
+    /// Flash check code of a module; 0, the initial value, is good.
+    int flashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const;
+    bool setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId, int code);
+    /// Whether HttpProxy::initialize(true) was the last word. Devices are listed in any case.
+    bool isDiscovering() const;
+
+    /// Splits loaded coefficients into bands of this many rows, the last one lower if need be. 0, the default: one
+    /// block.
+    void setReplyBlockHeight(int rows);
+    /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty
+    /// array stands for zeros; shorter ones are filled up with zeros, longer ones cut.
+    void setDefaultPixel(Kind kind, const QByteArray &pixel);
+
+private:
+    friend struct Wall;
+    explicit State(Wall &wall) : m_wall(wall) {}
+
+    Wall &m_wall;
+};
+
+} // namespace Simulator

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <simulator/StateTypes.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QRect>
+#include <QtCore/QSize>
+
+#include <array>
+#include <cstddef>
+
+namespace Simulator {
+
+constexpr int valuesPerPixel = 9;
+constexpr int kindCount = 3;
+constexpr int storeCount = 5;
+/// The stores that outlive a restart: all but Working.
+constexpr std::array<Store, 4> lastingStores{Store::User, Store::Factory, Store::Module, Store::Flash};
+
+/// The coefficients of one kind of one cabinet: a plane of raw bytes for each store. Copies between stores share
+/// memory.
+class Planes
+{
+public:
+    Planes() = default;
+    /// Whether a plane is not too large for one byte array.
+    static bool fits(const QSize &size, int bytesPerPixel);
+    /// A size that does not fit becomes an empty one.
+    Planes(const QSize &size, int bytesPerPixel);
+
+    int bytesPerPixel() const { return m_bytesPerPixel; }
+    QSize size() const { return m_size; }
+    /// Where the working values come from.
+    Store shown() const { return m_shown; }
+
+    /// What a store holds: a whole plane, or nothing where it consists of default pixels.
+    const QByteArray &stored(Store store) const { return at(store); }
+    /// Whether a store consists of copies of `pixel`.
+    bool isDefault(Store store, const QByteArray &pixel) const;
+    /// The length of a whole plane in bytes.
+    int byteCount() const { return m_size.width() * m_size.height() * m_bytesPerPixel; }
+    /// The whole plane; where nothing was written, made of `pixel` (see State::setDefaultPixel()).
+    QByteArray bytes(Store store, const QByteArray &pixel) const;
+    /// The rows of a band of the working plane.
+    QByteArray band(int firstRow, int rows, const QByteArray &pixel) const;
+    /// False, and nothing changed, unless the size fits.
+    bool setBytes(Store store, const QByteArray &bytes);
+    /// Pastes a block, which must lie inside the plane and have the rectangle's size, into the working plane.
+    void paste(const QRect &rect, const QByteArray &block, const QByteArray &pixel);
+    void copy(Store from, Store to);
+    /// Working and user store.
+    void clear();
+    void clear(Store store);
+
+private:
+    /// A store without bytes consists of default pixels.
+    QByteArray &at(Store store) { return m_stores[static_cast<std::size_t>(store)]; }
+    const QByteArray &at(Store store) const { return m_stores[static_cast<std::size_t>(store)]; }
+
+    QSize m_size;
+    int m_bytesPerPixel = 0;
+    Store m_shown = Store::Working;
+    std::array<QByteArray, storeCount> m_stores;
+};
+
+} // namespace Simulator

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QtCore/QPair>
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+#include <functional>
+#include <vector>
+
+namespace Simulator {
+
+/// What a change of the wall brings about outside it: told to others when the lock has been released.
+struct Aftermath {
+    std::vector<std::function<void()>> settle; ///< Each settles one promise.
+    bool devicesChanged = false;
+    QVector<QPair<QString, QString>> renamed; ///< Device key and name.
+    QVector<qint64> events;                   ///< The moments of events that were added.
+};
+
+} // namespace Simulator

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "DeviceEvents.h"
+
+#include <QtCore/QLatin1String>
+
+namespace Simulator {
+
+constexpr QLatin1String powerLost("the device lost its power meanwhile");
+
+/// What devices answer. The wall's lock must be held.
+class Answers
+{
+public:
+    Answers(SavedState &state, DeviceEvents &events, CallLog &log, const WallClock &clock)
+        : m_state(state), m_events(events), m_log(log), m_clock(clock)
+    {
+    }
+
+    /// What the script, the fault or the wall answers.
+    Answer answer(const Begun &begun, const Call &call, const Act &act, Aftermath &after);
+    /// The wall's own behaviour. A refusal is noted.
+    Answer perform(quint64 serial, const Call &call, const Act &act);
+
+private:
+    // Both answer whether the action's note is to be told.
+
+    /// The wall's own behaviour, spoilt if the action says so.
+    bool performSpoilt(const Begun &begun, const Call &call, const Act &act, Answer &answer);
+    /// The device goes or restarts instead of answering.
+    bool losePower(const Action &action, const Call &call, Aftermath &after);
+    /// Whether the device lost its power since the call began, and is back: it knows nothing of the call.
+    bool isLost(const Begun &begun, const Call &call) const;
+
+    SavedState &m_state;
+    DeviceEvents &m_events;
+    CallLog &m_log;
+    const WallClock &m_clock;
+};
+
+} // namespace Simulator

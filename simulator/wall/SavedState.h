@@ -1,0 +1,47 @@
+#pragma once
+
+#include "device/Act.h"
+#include "disk/WallDirectory.h"
+
+#include <memory>
+#include <utility>
+
+namespace Simulator {
+
+/// What a wall remembers, and the directory that keeps what lasts of it. Has no lock of its own.
+struct SavedState : WallState {
+    std::unique_ptr<WallDirectory> directory; ///< Null while no wall on disk is open.
+
+    /// Runs `change`, which alters a device or none, and saves what lasts of it before it returns. When that fails, or
+    /// when `change` throws, the device is as before; a Refusal says why.
+    template <typename Change>
+    auto saved(DeviceState *device, Change change)
+    {
+        if (!device || !directory)
+            return change();
+        DeviceState before = *device; // shares everything until it is changed
+        QString error;
+        try {
+            auto result = change();
+            if (directory->save(before, *device, &error))
+                return result;
+        } catch (...) {
+            *device = std::move(before); // which cannot fail
+            throw;
+        }
+        *device = std::move(before);
+        throw Refusal{QStringLiteral("not saved: ") + error, {}};
+    }
+    /// The same for a change that answers whether it was made; false also when it could not be saved.
+    template <typename Change>
+    bool change(DeviceState &device, Change change)
+    {
+        try {
+            return saved(&device, change);
+        } catch (const Refusal &) {
+            return false;
+        }
+    }
+};
+
+} // namespace Simulator

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QtCore/QtGlobal>
+
+#include <functional>
+#include <memory>
+
+namespace Simulator {
+
+class TimeKeeper;
+
+/// What a wake-up is for. One that belongs to a wall that is gone, or to an earlier life of it, does nothing.
+struct WakeUp {
+    std::weak_ptr<TimeKeeper> keeper;
+    quint64 life;
+    qint64 time; ///< Microseconds of the wall's clock.
+};
+
+/// Makes the calling thread's event loop wake the wall after so many milliseconds (0: as soon as the loop has nothing else
+/// to do), again and again until nothing is left to be done. False without a QCoreApplication: then there is no event loop.
+bool wakeByEventLoop(const WakeUp &wakeUp, int milliseconds);
+/// The same from a thread of the wall.
+void wakeByThread(const WakeUp &wakeUp, int milliseconds);
+
+/// Whether the caller is a thread of a wall.
+bool isWallThread();
+/// Runs `task` in a thread of the wall and returns when that is done.
+void runInWallThread(const std::function<void()> &task);
+
+} // namespace Simulator
