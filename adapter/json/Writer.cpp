@@ -113,8 +113,12 @@ void Writer::text(const QString &text)
     constexpr char shortened[] = "\"\\\b\f\n\r\t";
     constexpr char letters[] = "\"\\bfnrt";
     const int shortForms = m_style == Lines ? 2 : 7;
-    for (int i = 0; i < text.size(); ++i) {
-        const ushort c = text[i].unicode();
+    const QChar *const characters = text.constData();
+    const int size = text.size();
+    for (int i = 0; i < size; ++i) {
+        const ushort c = characters[i].unicode();
+        if (c >= 0x20 && c < 0x7f && c != '"' && c != '\\')
+            continue;
         const auto *const found =
             c < 0x80 ? static_cast<const char *>(std::memchr(shortened, c, static_cast<std::size_t>(shortForms))) : nullptr;
         if (found) {
