@@ -4,7 +4,17 @@
 #include "session/Service.h"
 #include "terminal/ExitCodes.h"
 
+#include <QtCore/QFile>
+#include <QtCore/QHash>
+#include <QtCore/QRegularExpression>
+
 #include <algorithm>
+
+// The resources of a static library are registered by the program that uses them.
+static void registerTemplates()
+{
+    Q_INIT_RESOURCE(templates);
+}
 
 namespace Ctl {
 
@@ -77,6 +87,29 @@ QVector<Parameter> allParameters(const Verb &verb)
     return parameters;
 }
 
+/// A template with its placeholders filled. `@NAME@` stands for a value; on a line of its own for whole lines, which end in
+/// a line break each.
+QString filled(const char *name, const QHash<QString, QString> &values)
+{
+    registerTemplates();
+    QFile file(QStringLiteral(":/correctionctl/") + QLatin1String(name));
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("no template %s", name);
+    const QString text = QString::fromUtf8(file.readAll());
+    static const QRegularExpression placeholder(QStringLiteral("^@([A-Z]+)@\\n|@([A-Z]+)@"),
+                                                QRegularExpression::MultilineOption);
+    QString result;
+    int end = 0;
+    for (auto match = placeholder.globalMatch(text); match.hasNext();) {
+        const QRegularExpressionMatch found = match.next();
+        const QString placeholderName = found.captured(1) + found.captured(2);
+        Q_ASSERT(values.contains(placeholderName));
+        result += text.mid(end, found.capturedStart() - end) + values.value(placeholderName);
+        end = found.capturedEnd();
+    }
+    return result + text.mid(end);
+}
+
 QString roff(const QString &text)
 {
     QString escaped = text;
@@ -89,7 +122,8 @@ QString roffRows(const QVector<QStringList> &rows)
 {
     QString text;
     for (const QStringList &row : rows)
-        text += QStringLiteral(".TP\n\\fB%1\\fR\n%2\n").arg(roff(row.at(0)), roff(row.at(1)));
+        text += filled("manual-entry.roff.in", {{QStringLiteral("TITLE"), roff(row.at(0))},
+                                                {QStringLiteral("HELP"), roff(row.at(1)) + QLatin1Char('\n')}});
     return text;
 }
 
@@ -197,71 +231,17 @@ CompletionTables completionTables()
     return tables;
 }
 
-/// The screens of the wall that the words choose, one a line.
-QString completionScreens()
-{
-    QString choose;
-    QString ask = QStringLiteral("correctionctl");
-    if (Service::hasWall()) {
-        choose = QStringLiteral("  local wall='demo' next='' word\n"
-                                "  for word in \"$@\"; do\n"
-                                "    if [ -n \"$next\" ]; then wall=\"$word\"; next=''; fi\n"
-                                "    case \"$word\" in --wall) next=yes ;; --wall=*) wall=\"${word#--wall=}\" ;; esac\n"
-                                "  done\n");
-        ask += QStringLiteral(" --wall \"$wall\"");
-    }
-    return QStringLiteral("_correctionctl_screens() {\n") + choose + QStringLiteral("  ") + ask
-           + QStringLiteral(" screens --json 2>/dev/null | sed -n 's/^ *\"id\": \"\\(.*\\)\",*$/\\1/p'\n}\n\n");
-}
-
 /// The walk itself, in the part of the language that both shells share. It prints one candidate a line, or "@file" and the
 /// like for what the shell completes by itself. Arguments: the words before the cursor.
 QString completionWalk()
 {
     const CompletionTables tables = completionTables();
-    return QStringLiteral("_correctionctl_next() {\n  case \"$1\" in\n") + tables.next + QStringLiteral("  esac\n}\n\n")
-           + QStringLiteral("_correctionctl_options() {\n  case \"$1\" in\n") + tables.options
-           + QStringLiteral("  esac\n}\n\n") + QStringLiteral("_correctionctl_value() {\n  case \"$1\" in\n") + tables.values
-           + QStringLiteral("  esac\n}\n\n") + QStringLiteral("_correctionctl_positionals() {\n  case \"$1\" in\n")
-           + tables.positionals + QStringLiteral("  esac\n}\n\n")
-           + QString::fromLatin1(
-               "# usage: _correctionctl_walk CURRENT WORDS-BEFORE...\n"
-               "_correctionctl_walk() {\n"
-               "  local current=\"$1\" verb='' given=0 value='' word kind total\n"
-               "  shift\n"
-               "  for word in \"$@\"; do\n"
-               "    if [ -n \"$value\" ]; then value=''; continue; fi\n"
-               "    case \"$word\" in\n"
-               "      --*=*) continue ;;\n"
-               "      -*) value=\"$(_correctionctl_value \"$verb $word\")\"; continue ;;\n"
-               "    esac\n"
-               "    total=\"$(_correctionctl_positionals \"$verb\" | wc -l)\"\n"
-               "    case \" $(_correctionctl_next \"$verb\") \" in\n"
-               "      *\" $word \"*)\n"
-               "        if [ \"$given\" -ge \"$total\" ]; then\n"
-               "          case \"$verb\" in record|replay) verb='' ;; esac\n"
-               "          verb=\"${verb:+$verb }$word\"; given=0; continue\n"
-               "        fi ;;\n"
-               "    esac\n"
-               "    case \"$verb\" in\n"
-               "      record|replay) if [ \"$given\" -ge \"$total\" ]; then verb=\"$word\"; given=0; continue; fi ;;\n"
-               "    esac\n"
-               "    given=$((given + 1))\n"
-               "  done\n"
-               "  if [ -n \"$value\" ]; then printf '%s\\n' \"$value\" | tr ' ' '\\n'; return; fi\n"
-               "  case \"$current\" in\n"
-               "    -*) { _correctionctl_options \"$verb\"; _correctionctl_options '*'; } | tr ' ' '\\n'; return ;;\n"
-               "  esac\n"
-               "  total=\"$(_correctionctl_positionals \"$verb\" | wc -l)\"\n"
-               "  kind=\"$(_correctionctl_positionals \"$verb\" | sed -n \"$((given + 1))p\")\"\n"
-               "  if [ -z \"$kind\" ]; then kind=\"$(_correctionctl_positionals \"$verb\" | sed -n '$p' | grep '^+')\"; fi\n"
-               "  printf '%s\\n' \"${kind#+}\" | tr ' ' '\\n'\n"
-               "  if [ \"$given\" -ge \"$total\" ]; then\n"
-               "    case \"$verb\" in record|replay) verb='' ;; esac\n"
-               "    _correctionctl_next \"$verb\" | tr ' ' '\\n'\n"
-               "  fi\n"
-               "}\n\n")
-           + completionScreens();
+    return filled("walk.sh.in", {{QStringLiteral("NEXT"), tables.next},
+                                 {QStringLiteral("OPTIONS"), tables.options},
+                                 {QStringLiteral("VALUES"), tables.values},
+                                 {QStringLiteral("POSITIONALS"), tables.positionals},
+                                 {QStringLiteral("SCREENS"),
+                                  filled(Service::hasWall() ? "screens-of-wall.sh.in" : "screens-of-service.sh.in", {})}});
 }
 
 } // namespace
@@ -316,85 +296,36 @@ QString helpText(const Verb &verb)
 
 QString manualPage()
 {
-    QString text = QStringLiteral(".TH CORRECTIONCTL 1 \"\" \"correctionctl " CORRECTIONCTL_VERSION
-                                  "\" \"User Commands\"\n.SH NAME\ncorrectionctl \\- ");
-    text += roff(tagline)
-            + QStringLiteral("\n.SH SYNOPSIS\n.B correctionctl\n[\\fIOPTIONS\\fR] \\fIVERB\\fR [\\fIARGUMENTS\\fR]\n");
-    text += QStringLiteral(".SH DESCRIPTION\nReads and writes the correction coefficients of LED walls, and the display "
-                           "parameters that go with them, ");
-    text += Service::hasWall() ? QStringLiteral("on a virtual wall")
-                               : QStringLiteral("through the device service that the program was built with");
-    text += QStringLiteral(".\n.PP\nFiles of "
-                           "coefficients are known by their "
-                           "extension: \\fI.npy\\fR is a NumPy array of the shape (rows, columns, 9) of whole numbers, "
-                           "written as little\\-endian uint16, \\fI.json\\fR a flat array of "
-                           "numbers without the grid's size, \\fI.png\\fR a 16\\-bit grey preview of one value of each "
-                           "pixel. A file is written to a temporary "
-                           "one and renamed.\n.SH OPTIONS\n");
-    text += roffRows(globalRows() + standAlone()) + QStringLiteral(".SH VERBS\n");
-    for (const Verb &verb : verbs()) {
-        text += QStringLiteral(".SS \"%1\"\n%2.\n.PP\n\\fB%3\\fR\n")
-                    .arg(roff(QLatin1String(verb.name)), roff(QLatin1String(verb.help)), roff(verb.usage()));
-        text += roffRows(titles(allParameters(verb), false) + titles(allParameters(verb), true));
-        text += QStringLiteral(".PP\nExample:\n.PP\n.RS\n.nf\n%1\n.fi\n.RE\n").arg(roff(QLatin1String(verb.example)));
-    }
-    text += QStringLiteral(".SH EXIT STATUS\n");
+    QString described;
+    for (const Verb &verb : verbs())
+        described += filled("manual-verb.roff.in",
+                            {{QStringLiteral("NAME"), roff(QLatin1String(verb.name))},
+                             {QStringLiteral("HELP"), roff(QLatin1String(verb.help))},
+                             {QStringLiteral("USAGE"), roff(verb.usage())},
+                             {QStringLiteral("PARAMETERS"),
+                              roffRows(titles(allParameters(verb), false) + titles(allParameters(verb), true))},
+                             {QStringLiteral("EXAMPLE"), roff(QLatin1String(verb.example)) + QLatin1Char('\n')}});
+    QVector<QStringList> codes;
     for (const ExitCode &code : exitCodes())
-        text += roffRows({{QStringLiteral("%1 (%2)").arg(code.number).arg(QLatin1String(code.name)),
-                           QStringLiteral("%1 %2").arg(QLatin1String(code.meaning), QLatin1String(code.next))}});
-    text +=
-        QStringLiteral("A screen write answers the bitwise OR of its devices' codes, which makes exit codes up to 15.\n");
-    text += QStringLiteral(".SH ENVIRONMENT\n")
-            + roffRows({{QStringLiteral("NO_COLOR"), QStringLiteral("If set, nothing is coloured.")},
-                        {QStringLiteral("QT_LOGGING_RULES"),
-                         QStringLiteral("Which of the library's log lines (category \"correction\") --verbose shows.")}});
-    return text;
+        codes.append({QStringLiteral("%1 (%2)").arg(code.number).arg(QLatin1String(code.name)),
+                      QStringLiteral("%1 %2").arg(QLatin1String(code.meaning), QLatin1String(code.next))});
+    return filled("manual.roff.in",
+                  {{QStringLiteral("VERSION"), QStringLiteral(CORRECTIONCTL_VERSION)},
+                   {QStringLiteral("TAGLINE"), roff(tagline)},
+                   {QStringLiteral("WALL"),
+                    Service::hasWall() ? QStringLiteral("on a virtual wall")
+                                         : QStringLiteral("through the device service that the program was built with")},
+                   {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
+                   {QStringLiteral("VERBS"), described},
+                   {QStringLiteral("EXITCODES"), roffRows(codes)}});
 }
 
 QString completion(const QString &shell)
 {
-    const QString head =
-        QStringLiteral("# Completion of correctionctl, made by `correctionctl --completion %1`.\n\n").arg(shell);
-    if (shell == QLatin1String("bash"))
-        return head + completionWalk()
-               + QString::fromLatin1(
-                   "_correctionctl() {\n"
-                   "  local current=\"${COMP_WORDS[COMP_CWORD]}\" candidate\n"
-                   "  COMPREPLY=()\n"
-                   "  while IFS= read -r candidate; do\n"
-                   "    case \"$candidate\" in\n"
-                   "      @file) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- \"$current\"); compopt -o "
-                   "filenames ;;\n"
-                   "      @directory) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -d -- \"$current\"); compopt -o "
-                   "filenames ;;\n"
-                   "      @wall) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W 'demo uhd stadium broken' -- "
-                   "\"$current\"; compgen -f -- \"$current\") ;;\n"
-                   "      @screen) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W \"$(_correctionctl_screens "
-                   "\"${COMP_WORDS[@]}\")\" -- \"$current\") ;;\n"
-                   "      @none|'') ;;\n"
-                   "      *) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W \"$candidate\" -- \"$current\") ;;\n"
-                   "    esac\n"
-                   "  done < <(_correctionctl_walk \"$current\" \"${COMP_WORDS[@]:1:COMP_CWORD-1}\")\n"
-                   "}\n\n"
-                   "complete -F _correctionctl correctionctl\n");
-    if (shell == QLatin1String("zsh"))
-        return QStringLiteral("#compdef correctionctl\n") + head + completionWalk()
-               + QString::fromLatin1("_correctionctl() {\n"
-                                     "  local candidate\n"
-                                     "  _correctionctl_walk \"${words[CURRENT]}\" \"${(@)words[2,CURRENT-1]}\" | while IFS= "
-                                     "read -r candidate; do\n"
-                                     "    case \"$candidate\" in\n"
-                                     "      @file) _files ;;\n"
-                                     "      @directory) _files -/ ;;\n"
-                                     "      @wall) compadd demo uhd stadium broken; _files ;;\n"
-                                     "      @screen) compadd -- $(_correctionctl_screens \"${words[@]}\") ;;\n"
-                                     "      @none|'') ;;\n"
-                                     "      *) compadd -- \"$candidate\" ;;\n"
-                                     "    esac\n"
-                                     "  done\n"
-                                     "}\n\n"
-                                     "_correctionctl \"$@\"\n");
-    throw Failure(ExitUsage, QStringLiteral("--completion \"%1\": expected bash or zsh").arg(shell));
+    if (shell != QLatin1String("bash") && shell != QLatin1String("zsh"))
+        throw Failure(ExitUsage, QStringLiteral("--completion \"%1\": expected bash or zsh").arg(shell));
+    return filled(shell == QLatin1String("bash") ? "completion.bash.in" : "completion.zsh.in",
+                  {{QStringLiteral("WALK"), completionWalk()}});
 }
 
 } // namespace Ctl
