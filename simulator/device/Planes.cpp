@@ -77,9 +77,9 @@ void Planes::paste(const QRect &rect, const QByteArray &block, const QByteArray 
     QByteArray &plane = at(Store::Working);
     if (plane.isEmpty())
         plane = bytes(Store::Working, pixel);
-    const int stride = rect.width() * m_bytesPerPixel;
+    const qptrdiff stride = qptrdiff(rect.width()) * m_bytesPerPixel;
     for (int row = 0; row < rect.height(); ++row) {
-        const int target = ((rect.y() + row) * m_size.width() + rect.x()) * m_bytesPerPixel;
+        const qptrdiff target = (qptrdiff(rect.y() + row) * m_size.width() + rect.x()) * m_bytesPerPixel;
         std::memcpy(plane.data() + target, block.constData() + row * stride, static_cast<std::size_t>(stride));
     }
     m_shown = Store::Working;

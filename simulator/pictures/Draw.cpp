@@ -317,7 +317,7 @@ void eachPlane(const WallState &screen, const QVector<Part> &parts, Kind kind, i
         if (planes.size() != part.rect.size() || planes.bytesPerPixel() < (channel + 1) * bytesPerValue(kind))
             continue;
         const QByteArray bytes = planes.bytes(Store::Working, screen.defaultPixel(kind));
-        visit(part, reinterpret_cast<const uchar *>(bytes.constData()) + channel * bytesPerValue(kind),
+        visit(part, reinterpret_cast<const uchar *>(bytes.constData()) + qptrdiff(channel) * bytesPerValue(kind),
               planes.bytesPerPixel());
     }
 }

@@ -74,7 +74,8 @@ bool hasDot(QChar character, int x, int y)
     const int code = character.unicode() >= first && character.unicode() < box ? character.unicode() : box;
     const int band = (code - first) / charactersPerBand;
     const int column = (code - first) % charactersPerBand * advance + x;
-    return art[static_cast<std::size_t>(band * height + y)][column] == '#';
+    const int row = band * height + y;
+    return art[static_cast<std::size_t>(row)][column] == '#';
 }
 
 } // namespace Simulator::Font
