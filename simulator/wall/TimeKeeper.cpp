@@ -167,7 +167,7 @@ std::optional<int> TimeKeeper::comeBackLocked(const WakeUp &wakeUp) const
 
 int TimeKeeper::millisecondsUntilLocked(qint64 time) const
 {
-    constexpr qint64 longest = 1000 * 60 * 60; // wakes up to look again
+    constexpr qint64 longest = 3600 * qint64(1000); // wakes up to look again
     const qint64 rest = time - m_clock.now();
     return rest <= 0 ? 0 : static_cast<int>(std::min(longest, (rest + microseconds - 1) / microseconds));
 }
