@@ -6,7 +6,7 @@
 
 namespace Simulator {
 
-constexpr QLatin1String powerLost("the device lost its power meanwhile");
+inline const QLatin1String powerLost("the device lost its power meanwhile");
 
 /// What devices answer. The wall's lock must be held.
 class Answers

@@ -39,7 +39,7 @@ plant screen/ScreenV4.cpp '#include "VirtualWall.h"' '"VirtualWall.h" is no neig
 plant simulator/wall/Wall.cpp '#include <service/HWInfo.h>' 'simulator/wall/ must not include <service/HWInfo.h>'
 plant simulator/device/Acts.cpp '#include "wall/Wall.h"' 'simulator/device/ must not include "wall/Wall.h"'
 plant simulator/faults/Rules.cpp '#include "device/Acts.h"' 'simulator/faults/ must not include "device/Acts.h"'
-plant simulator/json/Describe.cpp '#include <unistd.h>' 'simulator/json/ must not include <unistd.h>'
+plant adapter/json/Describe.cpp '#include <adapter/Call.h>' 'adapter/json/ must not include <adapter/Call.h>'
 plant simulator/pictures/Canvas.cpp '#include <simulator/VirtualWall.h>' \
     'simulator/pictures/ must not include <simulator/VirtualWall.h>'
 plant adapter/DeviceBackend.cpp '#include <simulator/VirtualWall.h>' 'adapter/ must not include <simulator/VirtualWall.h>'

@@ -314,7 +314,7 @@ QString manualPage()
                    {QStringLiteral("TAGLINE"), roff(tagline)},
                    {QStringLiteral("WALL"),
                     Service::hasWall() ? QStringLiteral("on a virtual wall")
-                                         : QStringLiteral("through the device service that the program was built with")},
+                                       : QStringLiteral("through the device service that the program was built with")},
                    {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
                    {QStringLiteral("VERBS"), described},
                    {QStringLiteral("EXITCODES"), roffRows(codes)}});
