@@ -35,6 +35,8 @@ struct Answer {
     QMap<QString, QString> headers; ///< For the operation with response headers.
     /// An upload's promise is rejected with it; any other operation throws it.
     std::exception_ptr error = nullptr;
+    /// Why the call was refused, or what else was wrong with it: for journals and tools, hosts do not see it.
+    QString note = QString();
 };
 
 } // namespace Adapter

@@ -51,8 +51,10 @@ void ExchangeTap::State::end(qint64 number, const Answer &answer, const QString 
     call.headers = answer.headers;
     call.duration = now() - call.time;
     call.rejected = rejected;
-    if (!note.isEmpty())
-        call.note = note;
+    for (const QString &text : {answer.note, note}) {
+        if (!text.isEmpty())
+            call.note += call.note.isEmpty() ? text : QStringLiteral("; ") + text;
+    }
     if (observer)
         observer(call);
 }
@@ -130,7 +132,7 @@ Answer ExchangeTap::answer(const Call &call)
     const qint64 number = m_state->begin(call);
     try {
         const Answer answer = BackendFilter::answer(call);
-        m_state->end(number, answer.error ? Answer{false, {}, {}} : answer,
+        m_state->end(number, answer.error ? Answer{false, {}, {}, nullptr, answer.note} : answer,
                      answer.error ? QStringLiteral("thrown: ") + reasonOf(answer.error) : QString());
         return answer;
     } catch (...) {

@@ -22,7 +22,7 @@ Recorder::~Recorder() = default;
 
 bool Recorder::open(const QString &path, QString &error)
 {
-    return m_file->open(path, &error);
+    return m_file->open(path, QStringLiteral("device backend"), &error);
 }
 
 bool Recorder::close(QString &error)

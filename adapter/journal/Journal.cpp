@@ -189,10 +189,10 @@ QString answerText(const Call &call)
 
 } // namespace
 
-QByteArray journalHeader()
+QByteArray journalHeader(const QString &source)
 {
     Header header;
-    header.source = QStringLiteral("virtual wall");
+    header.source = source;
     return lineOf(header);
 }
 
@@ -223,10 +223,10 @@ QByteArray journalSchema()
     return schema.finish();
 }
 
-bool saveJournal(const QString &path, const QList<Call> &calls, QString *error)
+bool saveJournal(const QString &path, const QString &source, const QList<Call> &calls, QString *error)
 {
     QSaveFile file(path);
-    bool isWritten = file.open(QIODevice::WriteOnly) && file.write(journalHeader()) >= 0;
+    bool isWritten = file.open(QIODevice::WriteOnly) && file.write(journalHeader(source)) >= 0;
     for (const Call &call : calls)
         isWritten = isWritten && file.write(journalLine(call)) >= 0;
     QString reason = file.errorString();
@@ -330,14 +330,14 @@ QString readableTranscript(const QList<Call> &calls)
     return text;
 }
 
-bool JournalFile::open(const QString &path, QString *error)
+bool JournalFile::open(const QString &path, const QString &source, QString *error)
 {
     m_file.setFileName(path);
     if (!m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         m_error = m_file.errorString();
     else if (m_file.size() > 0)
         m_error = QStringLiteral("holds something already");
-    else if (write(journalHeader()))
+    else if (write(journalHeader(source)))
         return true;
     m_error.prepend(path + QLatin1String(": "));
     setError(error, m_error);

@@ -11,8 +11,8 @@
 /// The journal as JSON Lines and as readable text. docs/journal.md describes the lines.
 namespace Adapter {
 
-/// The first line of a journal, with its line feed.
-ADAPTER_API QByteArray journalHeader();
+/// The first line of a journal, with its line feed. `source` says who wrote it.
+ADAPTER_API QByteArray journalHeader(const QString &source);
 /// The line of one call, with its line feed.
 ADAPTER_API QByteArray journalLine(const Call &call);
 
@@ -20,7 +20,7 @@ ADAPTER_API QByteArray journalLine(const Call &call);
 ADAPTER_API QByteArray journalSchema();
 
 /// A whole journal as a new file, replaced as a whole.
-ADAPTER_API bool saveJournal(const QString &path, const QList<Call> &calls, QString *error);
+ADAPTER_API bool saveJournal(const QString &path, const QString &source, const QList<Call> &calls, QString *error);
 /// The calls of a file in the order in which they began. After a problem `error` names it, and the calls are those of
 /// the lines before it.
 ADAPTER_API QList<Call> readJournal(const QString &path, QString *error);
@@ -33,8 +33,8 @@ ADAPTER_API QString readableTranscript(const QList<Call> &calls);
 class ADAPTER_API JournalFile
 {
 public:
-    /// Begins a file, which must not hold anything yet.
-    bool open(const QString &path, QString *error);
+    /// Begins a file, which must not hold anything yet. `source`: see journalHeader().
+    bool open(const QString &path, const QString &source, QString *error);
     bool isOpen() const { return m_file.isOpen(); }
     /// False when the line could not be written. Then the file ends before it, and nothing more is written.
     bool append(const Call &call);

@@ -87,6 +87,8 @@ Answer answerOf(QNetworkReply &reply, const Operation &operation)
 {
     const QJsonObject body = QJsonDocument::fromJson(reply.readAll()).object();
     Answer answer;
+    if (reply.error() != QNetworkReply::NoError)
+        answer.note = reply.errorString();
     answer.result = reply.error() == QNetworkReply::NoError && body.value(QLatin1String("result")).toBool();
     const Field map[] = {{nullptr, Type::Map, "", operation.replyFields}};
     const Field list{nullptr, Type::List, "", map};
@@ -131,7 +133,7 @@ void HttpBackend::post(const Call &call, const std::function<void(const Answer &
     const Operation *const operation = findOperation(call.operation);
     const auto url = m_devices.constFind(call.deviceKey);
     if (!operation || url == m_devices.cend())
-        return done({false, {}, {}});
+        return done({false, {}, {}, nullptr, QStringLiteral("no such operation or device")});
     QJsonObject body{{QStringLiteral("operation"), call.operation}};
     if (!call.target.isNull())
         body.insert(QStringLiteral("target"), call.target);

@@ -72,7 +72,7 @@ QString CallJournal::readableTranscript() const
 
 QByteArray CallJournal::jsonLines() const
 {
-    QByteArray lines = Adapter::journalHeader();
+    QByteArray lines = Adapter::journalHeader(journalSource());
     const QList<Call> all = calls();
     for (const Call &call : all)
         lines += Adapter::journalLine(call);
@@ -81,7 +81,7 @@ QByteArray CallJournal::jsonLines() const
 
 bool CallJournal::save(const QString &path, QString *error) const
 {
-    return Adapter::saveJournal(path, calls(), error);
+    return Adapter::saveJournal(path, journalSource(), calls(), error);
 }
 
 bool CallJournal::recordTo(const QString &path, QString *error)

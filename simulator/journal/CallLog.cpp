@@ -104,7 +104,7 @@ bool CallLog::recordTo(const QString &path, QString *error)
     std::unique_ptr<Adapter::JournalFile> recording;
     if (!path.isNull()) {
         recording = std::make_unique<Adapter::JournalFile>();
-        if (!recording->open(path, error))
+        if (!recording->open(path, journalSource(), error))
             return false;
     }
     const bool isWhole = endRecording(error);

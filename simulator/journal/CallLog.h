@@ -13,6 +13,12 @@ namespace Simulator {
 /// See CallJournal::describe(); texts as describeValue() has them.
 QString describeCall(const Call &call, int longest);
 
+/// Who writes the wall's journals.
+inline QString journalSource()
+{
+    return QStringLiteral("virtual wall");
+}
+
 void addNote(Call &call, const QString &text);
 
 /// The calls of a wall: those that are kept, those that are still underway, and the file that they are written to. Its

@@ -85,6 +85,8 @@ Answer Calls::serve(const Call &call)
             answer = {false, {}, {}};
             m_wall.log.note(begun.serial, powerLost);
         }
+        if (const Call *const logged = m_wall.log.underway(begun.serial))
+            answer.note = logged->note;
         m_wall.log.end(begun.serial, answer, m_wall.clock.now());
     }
     if (answer.error)

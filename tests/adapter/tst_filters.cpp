@@ -183,8 +183,10 @@ void tst_Filters::aTapShowsEveryCallWithItsAnswer()
     m_inner->next = {true, Map{{QStringLiteral("mode"), 3}}, {}};
     Map reply;
     QVERIFY(Correctionop::getInstance()->getCabinetEffectMode(key, id, reply));
-    m_inner->next = {false, {}, {{QStringLiteral("HttpResponse_StateCode"), QStringLiteral("404")}}};
+    m_inner->next = {
+        false, {}, {{QStringLiteral("HttpResponse_StateCode"), QStringLiteral("404")}}, nullptr, QStringLiteral("not here")};
     QMap<QString, QString> headers;
+    reply.clear();
     QVERIFY(!ScreenInfo::getInstance()->setCheckerBoardImage(key, Map(), reply, headers));
     QCOMPARE(headers.size(), 1);
 
@@ -200,6 +202,7 @@ void tst_Filters::aTapShowsEveryCallWithItsAnswer()
     QCOMPARE(seen[2].reply, QVariant(Map{{QStringLiteral("mode"), 3}}));
     QVERIFY(!seen[3].result);
     QCOMPARE(seen[3].headers, headers);
+    QCOMPARE(seen[3].note, QStringLiteral("not here"));
     for (int i = 0; i < seen.size(); ++i) {
         QCOMPARE(seen[i].number, qint64(i + 1));
         QVERIFY(seen[i].settled);

@@ -122,6 +122,8 @@ void CtlBackendTest::aVanishedDeviceIsAnError()
     QVERIFY(device.waitForFinished());
     const Run gone = m_program.run(backend + words("write little slope.json"));
     QVERIFY2(gone.exit != 0 && !gone.error.isEmpty(), gone.all());
+    const Run doctor = m_program.run(backend + words("doctor"));
+    QVERIFY2(doctor.out.contains("Connection refused"), doctor.all());
 }
 
 void CtlBackendTest::whatCannotBeLoadedIsAnError_data()

@@ -83,7 +83,7 @@ private Q_SLOTS:
         QString error;
         const QList<Adapter::Call> calls = Adapter::readJournal(samples + QStringLiteral("journal.jsonl"), &error);
         QCOMPARE(error, QString());
-        QByteArray again = Adapter::journalHeader();
+        QByteArray again = Adapter::journalHeader(QStringLiteral("virtual wall"));
         for (const Adapter::Call &call : calls)
             again += Adapter::journalLine(call);
         QCOMPARE(again, sample(QStringLiteral("journal.jsonl")));
