@@ -52,3 +52,33 @@ for program in on_the_wall_14 on_the_wall_17 own_backend_14 own_backend_17 own_s
     QT_LOGGING_RULES="correction.debug=false" timeout 60 "$work/build/$program" || fail "$program fails"
     printf '%s works\n' "$program"
 done
+
+# README's CMake lines, as typed.
+awk -v work="$work" '/^ *```cmake/ { name = work "/readme-" ++count ".cmake"; next } /^ *```/ { name = "" } name { print > name }' \
+    "$source/README.md"
+programs=(on_the_wall own_backend own_service)
+[[ -f $work/readme-3.cmake && ! -f $work/readme-4.cmake ]] || fail "README has other CMake examples than the hosts here"
+for i in 0 1 2; do
+    folder=$work/readme-$((i + 1))
+    mkdir "$folder"
+    cp "$source/tests/interface/consumer/tour.h" "$folder/"
+    if grep -qF service.cpp "$folder.cmake"; then
+        cp "$source/tests/interface/consumer/${programs[i]}.cpp" "$folder/service.cpp" # with the host's main()
+        : > "$folder/host.cpp"
+    else
+        cp "$source/tests/interface/consumer/${programs[i]}.cpp" "$folder/host.cpp"
+    fi
+    {
+        printf 'cmake_minimum_required(VERSION 3.16)\nproject(Host LANGUAGES CXX)\nadd_executable(host host.cpp)\n'
+        cat "$folder.cmake"
+        # The host is in the same file as its service here.
+        [[ ! -f $folder/service.cpp ]] || echo 'target_link_libraries(device-service PRIVATE Correction::Correction)'
+    } > "$folder/CMakeLists.txt"
+    {
+        "$cmake" -S "$folder" -B "$folder/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
+            -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" &&
+            "$cmake" --build "$folder/build"
+    } > "$folder.log" 2>&1 || { cat "$folder.log" >&2; fail "README's example $((i + 1)) cannot be built"; }
+    QT_LOGGING_RULES="correction.debug=false" timeout 60 "$folder/build/host" || fail "README's example $((i + 1)) fails"
+    printf 'README example %s works\n' "$((i + 1))"
+done
