@@ -24,7 +24,7 @@ class ADAPTER_API BackendPlugin
 public:
     virtual ~BackendPlugin();
 
-    /// Makes a backend. What a configuration looks like is the plug-in's affair; empty where the user gave none. Null, and
+    /// Makes a backend. The plug-in defines the form of `configuration`; empty where the user gave none. Null, and
     /// `error` says why, when that is not possible.
     virtual std::unique_ptr<DeviceBackend> create(const QString &configuration, QString &error) = 0;
 };

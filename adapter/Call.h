@@ -36,6 +36,7 @@ struct Answer {
     /// An upload's promise is rejected with it; any other operation throws it.
     std::exception_ptr error = nullptr;
     /// Why the call was refused, or what else was wrong with it: for journals and tools, hosts do not see it.
+    /// Ignored for an upload with a promise: `error` says why that was rejected.
     QString note = QString();
 };
 

@@ -41,6 +41,8 @@ public:
     virtual QtPromise::QPromise<bool> upload(const Call &call);
 
 Q_SIGNALS:
+    // May be emitted on any thread; the host gets them on that thread.
+
     /// A device appeared or vanished.
     void devicesChanged();
     /// The user renamed the screen of a device.
@@ -48,7 +50,8 @@ Q_SIGNALS:
 };
 
 /// Installs the backend that serves all calls from here on and relays its signals to the host. It stays owned by the caller,
-/// and removes itself when it is deleted. Null: none. Not while calls of the service are under way.
+/// and removes itself when it is deleted. Null: none. Not while calls of the service are under way, and from one thread at a
+/// time.
 ///
 /// Without a backend every operation returns false, discovery lists nothing, and one critical line says so.
 ADAPTER_API void setBackend(DeviceBackend *backend);

@@ -21,7 +21,7 @@ public:
     Answer answer(const Call &call) override;
     QtPromise::QPromise<bool> upload(const Call &call) override;
 
-    /// The calls that were kept from the devices, oldest first.
+    /// The calls that were kept from the devices, oldest first: all since construction. Thread-safe.
     QVector<Call> heldBack() const;
 
 private:

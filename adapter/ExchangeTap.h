@@ -14,7 +14,8 @@ class ADAPTER_API ExchangeTap : public BackendFilter
     Q_OBJECT
 
 public:
-    /// Called on the thread of the host's call, one call at a time; must not call the service. Call::time counts from the
+    /// Called on the thread of the host's call, one call at a time; must not call the service, nor stop() or the
+    /// destructor, which call it too, for pending uploads. Call::time counts from the
     /// tap's construction.
     using Observer = std::function<void(const Call &)>;
 

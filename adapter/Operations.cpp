@@ -9,8 +9,8 @@ namespace {
 // Coefficients
 
 constexpr char valuesMeaning[] =
-    "row by row, nine 16-bit values for each pixel, low byte first; of multilayer coefficients the "
-    "bytes of each pixel";
+    "row by row, nine 16-bit values for each pixel, low byte first; of multilayer coefficients the bytes of each pixel: 16, "
+    "unless the host's grid has another length";
 
 constexpr Field loadedBlocks[] = {{"area.point.x", Type::Int, "left column, pixels in the cabinet"},
                                   {"area.point.y", Type::Int, "top row, pixels in the cabinet"},
@@ -54,13 +54,14 @@ constexpr Field layer[] = {{"inLayer", Type::UInt, limitMeaning}, {"inVldBitLaye
 constexpr Field layers[] = {{nullptr, Type::Map, "", layer}};
 constexpr Field multilayerParameters[] = {{"cids", Type::List, "the cabinets", number},
                                           {"multilayerParams", Type::List, "one map for each layer", layers}};
-constexpr Field solid[] = {{"idList", Type::List, "the cabinets", number}, {"type", Type::Kind, "kind of coefficients"}};
+constexpr Field solid[] = {{"idList", Type::List, "the cabinets", number},
+                           {"type", Type::Kind, "0 chroma, 1 multilayer, 2 low gray; toInt() reads it"}};
 constexpr Field enable[] = {{"enable", Type::Bool, ""}};
 constexpr Field xBit[] = {{"mode", Type::Int, "the device's number"}, {"xbitEnable", Type::Bool, ""}};
 constexpr Field mode[] = {{"mode", Type::Int, "the device's number"}};
 constexpr Field effectType[] = {{"type", Type::Int, "the device's number"}};
-constexpr Field brightnessValue[] = {{"value", Type::Int, "within the brightness range"}};
-constexpr Field brightness[] = {{"brightness", Type::Int, "within the brightness range"}};
+constexpr Field brightnessValue[] = {{"value", Type::Int, "the service's unit; the library does not check it"}};
+constexpr Field brightness[] = {{"brightness", Type::Int, "the service's unit; the library does not check it"}};
 constexpr Field brightnessRange[] = {
     {"brightness.min", Type::UInt, ""}, {"brightness.max", Type::UInt, ""}, {"brightness.default", Type::UInt, ""}};
 constexpr Field flag[] = {{"flag", Type::Text, "any text"}};
@@ -130,25 +131,25 @@ constexpr Field flaggedCabinet[] = {{"id", Type::Text, "cabinet id"},
 constexpr Field placedCabinet[] = {
     {"cabinetID", Type::Text, "cabinet id; with the output id as getAllCabinetsInfo lists it"},
     {"outputID", Type::Text, ""},
-    {"position.x", Type::Int, "pixels in the sub-screen"},
-    {"position.y", Type::Int, "pixels in the sub-screen"},
+    {"position.x", Type::Int, "pixels from the left of its element of \"subScreens\""},
+    {"position.y", Type::Int, "pixels from the top of it"},
     {"size.width", Type::Int, "pixels"},
     {"size.height", Type::Int, "pixels"}};
 constexpr Field placedCabinets[] = {{nullptr, Type::Map, "", placedCabinet}};
-constexpr Field subScreen[] = {{"position.x", Type::Int, "pixels in the screen"},
-                               {"position.y", Type::Int, "pixels in the screen"},
+constexpr Field subScreen[] = {{"position.x", Type::Int, "pixels, added to the position above"},
+                               {"position.y", Type::Int, "pixels, added to the position above"},
                                {"cabinets", Type::List, "the cabinets' places", placedCabinets}};
 constexpr Field subScreens[] = {{nullptr, Type::Map, "", subScreen}};
 constexpr Field screen[] = {{"screenUUID", Type::Text, "the screen's id; devices with the same id make up one screen"},
-                            {"screenName", Type::Text, ""},
+                            {"screenName", Type::Text, "the first device of a screen names it"},
                             {"expendInfo.isAllowSingleDev", Type::Bool,
                              "true: the screen is called \"screenName\"; false: as getHWInfo's \"customName\""},
-                            {"position.x", Type::Int, "pixels"},
-                            {"position.y", Type::Int, "pixels"},
-                            {"subScreens", Type::List, "", subScreens}};
+                            {"position.x", Type::Int, "pixels; added to the positions below"},
+                            {"position.y", Type::Int, "pixels; added to the positions below"},
+                            {"subScreens", Type::List, "the parts of the screen that the device drives", subScreens}};
 constexpr Field hardware[] = {{"customName", Type::Text, "the device's name"}};
-constexpr Field application[] = {{nullptr, Type::Text, "name of the application"}};
-constexpr Field lockOwner[] = {{"appids", Type::List, "one name", application}};
+constexpr Field application[] = {{nullptr, Type::Text, "\"Mirelo\" followed by the device key"}};
+constexpr Field lockOwner[] = {{"appids", Type::List, "one element", application}};
 constexpr Field deviceInfo[] = {{"key", Type::Text, "device key, the first argument of every call"},
                                 {"label", Type::Text, "what the discovery's log lines show"}};
 
@@ -158,19 +159,24 @@ constexpr Field rectangle[] = {
     {"x", Type::Int, "pixels"}, {"y", Type::Int, "pixels"}, {"width", Type::Int, "pixels"}, {"height", Type::Int, "pixels"}};
 constexpr Field color[] = {{"r", Type::Int, "0 to 255"}, {"g", Type::Int, "0 to 255"}, {"b", Type::Int, "0 to 255"}};
 constexpr Field colors[] = {{nullptr, Type::Map, "", color}};
-constexpr Field pixelImage[] = {{"regionrect", Type::Map, "the part that shows the image, in the sub-screen", rectangle},
-                                {"singlerect", Type::Map, "the first lit block, in that part", rectangle},
-                                {"color", Type::Map, "of lit blocks", color},
-                                {"intervalX", Type::Int, "dark blocks between two lit ones"},
-                                {"intervalY", Type::Int, "dark blocks between two lit ones"}};
-constexpr Field checkerboard[] = {{"regionRect", Type::Map, "the part that shows the board, in the sub-screen", rectangle},
-                                  {"firstSquareW", Type::Int, "pixels"},
-                                  {"firstSquareH", Type::Int, "pixels"},
-                                  {"squareW", Type::Int, "pixels"},
-                                  {"squareH", Type::Int, "pixels"},
-                                  {"lastSquareColumnW", Type::Int, "pixels"},
-                                  {"lastSquareRowH", Type::Int, "pixels"},
-                                  {"regionColor", Type::List, "the colours in turn, from the first square on", colors}};
+constexpr Field pixelImage[] = {
+    {"regionrect", Type::Map, "the part that shows the image, from the corner of the rectangle around the device's cabinets",
+     rectangle},
+    {"singlerect", Type::Map, "the first lit block, from the corner of that part; the blocks have its size", rectangle},
+    {"color", Type::Map, "of lit blocks", color},
+    {"intervalX", Type::Int, "dark blocks between two lit ones"},
+    {"intervalY", Type::Int, "dark blocks between two lit ones"}};
+constexpr Field checkerboard[] = {
+    {"regionRect", Type::Map, "the part that shows the board, from the corner of the rectangle around the device's cabinets",
+     rectangle},
+    {"firstSquareW", Type::Int, "pixels: width of the first column"},
+    {"firstSquareH", Type::Int, "pixels: height of the first row"},
+    {"squareW", Type::Int, "pixels: width of the columns between the first and the last"},
+    {"squareH", Type::Int, "pixels: height of the rows between the first and the last"},
+    {"lastSquareColumnW", Type::Int, "pixels: width of the last column"},
+    {"lastSquareRowH", Type::Int, "pixels: height of the last row"},
+    {"regionColor", Type::List, "the square in column c, row r, counted from 0, has the colour (c + r) modulo their number",
+     colors}};
 
 /// Requests as the rows name them: in C++ one form is const and one is not.
 namespace Requests {

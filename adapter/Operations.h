@@ -116,7 +116,7 @@ struct Operation {
     Fields replyFields;
     const char *summary;      ///< What the device does.
     const char *callers;      ///< The library's operations that call it.
-    const char *afterFailure; ///< What they make of a false answer.
+    const char *afterFailure; ///< What they return after false. Empty for discovery.
 
     /// Whether it changes a device or its lock; all others only ask.
     bool isChange() const

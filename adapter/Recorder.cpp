@@ -22,12 +22,17 @@ Recorder::~Recorder() = default;
 
 bool Recorder::open(const QString &path, QString &error)
 {
+    if (m_isClosed) {
+        error = QStringLiteral("%1: a recorder writes one file").arg(path);
+        return false;
+    }
     return m_file->open(path, QStringLiteral("device backend"), &error);
 }
 
 bool Recorder::close(QString &error)
 {
     stop();
+    m_isClosed = true;
     if (m_file->error().isNull())
         return true;
     error = m_file->error();

@@ -7,7 +7,7 @@ namespace Adapter {
 class JournalFile;
 
 /// Writes every call with its answer to a journal file, one JSON object a line (docs/journal.md): in the order of the
-/// answers, an upload when its promise settles. A virtual wall can repeat the conversation from it.
+/// answers, an upload when its promise settles. A virtual wall replays it (Simulator::Replay).
 class ADAPTER_API Recorder : public ExchangeTap
 {
     Q_OBJECT
@@ -16,8 +16,8 @@ public:
     explicit Recorder(DeviceBackend &inner, QObject *parent = nullptr);
     ~Recorder() override;
 
-    /// Begins a file, which must be new or empty. False, and `error` says why, when it cannot be written. Calls before it
-    /// are not recorded.
+    /// Begins a file, which must be new or empty; to be called once, before the recorder is installed. False, and `error`
+    /// says why, when it cannot be written, or after close().
     bool open(const QString &path, QString &error);
     /// Ends the file; uploads whose promise is pending are written as not settled. False, and `error` says why, when a call
     /// could not be written: the file ends before the first such call.
@@ -27,6 +27,7 @@ private:
     Recorder(DeviceBackend &inner, std::shared_ptr<JournalFile> file, QObject *parent);
 
     std::shared_ptr<JournalFile> m_file;
+    bool m_isClosed = false;
 };
 
 } // namespace Adapter

@@ -32,9 +32,11 @@ bool converts(const QVariant &value, Type type)
         return value.canConvert<QList<int>>();
     case Type::List:
         // What toList() and toMap() convert: no QList<int>, for instance.
-        return value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QStringList;
+        return value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QStringList
+               || value.userType() == QMetaType::QJsonArray;
     case Type::Map:
-        return value.userType() == QMetaType::QVariantMap || value.userType() == QMetaType::QVariantHash;
+        return value.userType() == QMetaType::QVariantMap || value.userType() == QMetaType::QVariantHash
+               || value.userType() == QMetaType::QJsonObject;
     }
     return true;
 }

@@ -9,7 +9,7 @@
 
 namespace Adapter {
 
-/// A value of a reply and what the table says about it.
+/// A value of a reply and what the table says about it; valid during the visit.
 struct ReplyValue {
     const Field &field;
     const QVariant *value;    ///< Null for a key that is missing.

@@ -39,7 +39,7 @@ constexpr StoreRow applyRows[] = {
 
 // How long a device may take for its module flash, in the service's time unit. The products are 32-bit and wrap.
 
-/// `type` 3 works through all areas of a module, which takes three times as long.
+/// `type` 3 triples the allowance.
 int allowanceForType(int allowance, int type)
 {
     return type == 3 ? wrapMul(allowance, 3) : allowance;
@@ -267,7 +267,7 @@ EnumErrorCode CabinetV4::setBrightness(int brightness)
     if (!m_pCabinet)
         return enInvalidParameter;
     QVariantMap request = variantMap({{QStringLiteral("value"), brightness}});
-    // Brightness follows a slider: a value that got lost is overtaken by the next one.
+    // The result is not returned: hosts rely on enSuccess.
     callDevice(Quietly(), &CabinetInfoOperator::setCabSingleBrightness, m_pCabinet->deviceKey, m_pCabinet->id, request,
                IgnoredReply());
     return enSuccess;
@@ -296,7 +296,7 @@ EnumErrorCode CabinetV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
     const EnumErrorCode code = callDevice(Quietly(), &CabinetInfoOperator::getCabinetGammaCustomValue, m_pCabinet->deviceKey,
                                           m_pCabinet->id, reply);
     if (code == enSuccess) {
-        // A cabinet's own tables come back with green and blue exchanged.
+        // Cabinets number their channels 0 red, 1 blue, 2 green.
         auto filled = table;
         filled[enRedGamma] = reply.value(QStringLiteral("redGamma")).value<QList<int>>();
         filled[enGreenGamma] = reply.value(QStringLiteral("blueGamma")).value<QList<int>>();

@@ -78,8 +78,7 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
 
 EnumErrorCode RequestParser::toCabinetMultilayerCoefficient(QRect cabinetRect, QList<QVariant> &reply, ICoefficient &target)
 {
-    // The kind that is let through is the chroma kind: devices answer multilayer reads in a form that no product reads yet,
-    // and callers rely on the refusal.
+    // Only the chroma kind is let through; callers rely on the refusal of the multilayer kind.
     if (target.getType() != enCommonCoefficient)
         return enArgumentMismatch;
     auto *const grid = dynamic_cast<IMultilayerCoefficient *>(&target);

@@ -56,7 +56,7 @@ std::optional<int> Drawing::blockPhase(int distance, int blockSize, int interval
     if (period == 0)
         return std::nullopt;
     const int offset = remainder(distance, period);
-    // The correction counts in intervals while the remainder counts in pixels: devices expect it so.
+    // The correction counts in intervals while the remainder counts in pixels: hosts rely on it.
     return offset == 0 ? 0 : wrapSub(wrapAdd(interval, 1), offset);
 }
 

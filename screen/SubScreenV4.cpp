@@ -155,7 +155,7 @@ EnumErrorCode SubScreenV4::unLock()
     return callDevice(FailureLine{"unlock timeout. device:%1", m_deviceKey}, &HWInfo::unLock, m_deviceKey, QVariantMap());
 }
 
-// Effect mode and gamma tables log the brightness text: they belong to the same settings of the device.
+// Effect mode and gamma tables log the brightness text: hosts rely on it.
 
 EnumErrorCode SubScreenV4::setEffectMode(EnumEffectMode mode)
 {
@@ -171,7 +171,7 @@ EnumErrorCode SubScreenV4::setBrightness(int brightness)
 
 EnumErrorCode SubScreenV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &table)
 {
-    // A device has one gamma table for all channels: the highest channel's table is the one that is sent.
+    // Only the table of the highest channel is sent: hosts rely on it.
     QVariantMap request;
     if (!table.isEmpty()) {
         request.insert(QStringLiteral("type"), int(table.lastKey()));
@@ -263,7 +263,7 @@ EnumErrorCode SubScreenV4::applyCoeffcient(EnumCoefficientType type)
 EnumErrorCode SubScreenV4::clearCoefficient(EnumCoefficientType type)
 {
     const EnumErrorCode code = callStore(clearRows, type, m_deviceKey, numericIds(m_cabinets), m_deviceKey);
-    // Devices without multilayer correction do not answer this one; the log tells.
+    // A failure is logged and not returned: hosts rely on it.
     return type == enMultilayerCoefficient ? enSuccess : code;
 }
 

@@ -16,7 +16,7 @@ public:
     static CabinetInfoOperator *getInstance();
 
     /// Sets the brightness of one cabinet.
-    /// - Request: {"value" int (within the brightness range)}
+    /// - Request: {"value" int (the service's unit; the library does not check it)}
     /// - Reply: not read
     /// - Called by: ICabinet::setBrightness
     /// - After false: Nothing: the caller returns enSuccess.
@@ -32,7 +32,8 @@ public:
 
     /// Reads which brightnesses the cabinet takes.
     /// - Reply: {"brightness.min" uint, "brightness.max" uint, "brightness.default" uint}
-    /// - Called by: getBrightnessRange of ICabinet, ISubScreen and IScreen (which take the first cabinet that answers)
+    /// - Called by: getBrightnessRange of ICabinet, ISubScreen and IScreen
+    /// - After false: ICabinet returns enTimeout; the others ask the next cabinet, and return enTimeout when none answers.
     bool getCabinetBrightnessRange(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &reply);
 
     /// Reads the gamma tables of one cabinet.
@@ -44,6 +45,8 @@ public:
     /// Reads the configuration file of one cabinet.
     /// - Reply: {"config" QString (base64: the bytes of the file)}
     /// - Called by: ICabinet::getConfigFile
+    /// - After false: The caller returns enTimeout. After true without "config" the host's file is left empty, with
+    ///   enSuccess.
     bool getConfigFile(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &reply);
 
     /// Sets the gamma table of one channel of one cabinet.
@@ -99,21 +102,24 @@ public:
     bool reloadModuleCoefficient(const QString &deviceKey, QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply,
                                  int allowance);
 
-    /// Reads the features of the cabinets: one map for each kind of cabinet.
+    /// Reads the features of the cabinets, in one map or more.
     /// - Reply: [{"functionTable" {"multilayercorrection" bool, "multilayerCorrectionLayer" uint (number of layers, kept
     ///   modulo 256), "fineGrayscale" bool, "xBitPlus" bool, "magicGray" bool} (the features)}]
     /// - Called by: getScreenSupport of ISubScreen and IScreen, ICabinet::getCabinetSupport (which takes the first map)
+    /// - After false: The caller returns enTimeout. After true with an empty list getCabinetSupport returns
+    ///   enInvalidParameter.
     bool getCabinetsBaseInfo(const QString &deviceKey, QList<QVariant> &reply);
 
     /// Lists every cabinet that the device drives.
     /// - Reply: [{"id" QString (cabinet id, a decimal number, unique over all devices), "outputID" QString (the output that
     ///   drives the cabinet)}]
-    /// - Last argument: bool: true to ask the device instead of a cache
+    /// - Last argument: bool: true
     /// - Called by: ScreenManager::refreshScreen
     /// - After false: One critical line; the refresh leaves the device out.
     bool getAllCabinetsInfo(const QString &deviceKey, QList<QVariant> &reply, bool refresh);
 
-    /// Describes the cabinets with their receiving cards and modules.
+    /// Describes the cabinets with their receiving cards and modules. A cabinet that has a place and is not described here
+    /// is left out without a message.
     /// - Reply: [{"id" QString (cabinet id), "flag" QString, "recvcardflags" [{"id" QString, "flag" QString, "x" int
     ///   (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels), "moduleflags" [{"id" QString, "flag"
     ///   QString, "x" int (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels)}] (the card's modules)}]

@@ -29,18 +29,21 @@ public:
     /// The process-wide instance; stays owned by the service. Fetched anew for every call.
     static Correctionop *getInstance();
 
-    /// Reads the chroma coefficients that the cabinet shows, in one block or more.
+    /// Reads the chroma coefficients that the cabinet shows, in one block or more. Pixels that no block covers read as 0.
     /// - Reply: [{"area.point.x" int (left column, pixels in the cabinet), "area.point.y" int (top row, pixels in the
     ///   cabinet), "area.size.width" int (pixels), "area.size.height" int (pixels), "coefficients" QString (base64: row by
-    ///   row, nine 16-bit values for each pixel, low byte first; of multilayer coefficients the bytes of each pixel)}]
-    /// - Called by: ICabinet::tryGetCoefficients for a chroma grid, ISubScreen::tryGetCoefficients,
-    ///   IScreen::tryGetCoefficients
+    ///   row, nine 16-bit values for each pixel, low byte first; of multilayer coefficients the bytes of each pixel: 16,
+    ///   unless the host's grid has another length)}]
+    /// - Called by: tryGetCoefficients of ICabinet, ISubScreen and IScreen for a chroma grid
+    /// - After false: The caller returns enTimeout. After true a block without values gives enArgumentMismatch, one that
+    ///   does not fit into the cabinet enInvalidParameter.
     bool loadCoefficient(const QString &deviceKey, const QString &cabinetId, QList<QVariant> &reply);
 
     /// Reads the multilayer coefficients that the cabinet shows.
     /// - Reply: [{"area.point.x" int (left column, pixels in the cabinet), "area.point.y" int (top row, pixels in the
     ///   cabinet), "area.size.width" int (pixels), "area.size.height" int (pixels), "coefficients" QString (base64: row by
-    ///   row, nine 16-bit values for each pixel, low byte first; of multilayer coefficients the bytes of each pixel)}]
+    ///   row, nine 16-bit values for each pixel, low byte first; of multilayer coefficients the bytes of each pixel: 16,
+    ///   unless the host's grid has another length)}]
     /// - Called by: tryGetCoefficients of ICabinet, ISubScreen and IScreen for a multilayer grid, which then return
     ///   enArgumentMismatch
     bool loadMultilayerCoefficient(const QString &deviceKey, const QString &cabinetId, QList<QVariant> &reply);
@@ -49,7 +52,7 @@ public:
     /// - Request: [{"area" {"point" {"x" int (left column, pixels in the cabinet), "y" int (top row, pixels in the
     ///   cabinet)}, "size" {"height" int (pixels), "width" int (pixels)}} (one block; the list holds no other),
     ///   "coefficients" QString (base64: row by row, nine 16-bit values for each pixel, low byte first; of multilayer
-    ///   coefficients the bytes of each pixel)}]
+    ///   coefficients the bytes of each pixel: 16, unless the host's grid has another length)}]
     /// - Reply: not read
     /// - Called by: ICabinet::setCoefficients, ISubScreen::setCoefficients
     bool uploadCoefficient(const QString &deviceKey, const QString &cabinetId, const QList<QVariant> &request,
@@ -59,7 +62,7 @@ public:
     /// - Request: [{"area" {"point" {"x" int (left column, pixels in the cabinet), "y" int (top row, pixels in the
     ///   cabinet)}, "size" {"height" int (pixels), "width" int (pixels)}} (one block; the list holds no other),
     ///   "coefficients" QString (base64: row by row, nine 16-bit values for each pixel, low byte first; of multilayer
-    ///   coefficients the bytes of each pixel)}]
+    ///   coefficients the bytes of each pixel: 16, unless the host's grid has another length)}]
     /// - Reply: not read
     /// - Called by: ICabinet::setCoefficients, ISubScreen::setCoefficients
     bool uploadMultilayerCoefficient(const QString &deviceKey, const QString &cabinetId, const QList<QVariant> &request,
@@ -69,7 +72,7 @@ public:
     /// - Request: [{"area" {"point" {"x" int (left column, pixels in the cabinet), "y" int (top row, pixels in the
     ///   cabinet)}, "size" {"height" int (pixels), "width" int (pixels)}} (one block; the list holds no other),
     ///   "coefficients" QString (base64: row by row, nine 16-bit values for each pixel, low byte first; of multilayer
-    ///   coefficients the bytes of each pixel)}]
+    ///   coefficients the bytes of each pixel: 16, unless the host's grid has another length)}]
     /// - Reply: not read
     /// - Called by: ICabinet::setCoefficients, ISubScreen::setCoefficients
     bool uploadLowgrayCoefficient(const QString &deviceKey, const QString &cabinetId, const QList<QVariant> &request,
@@ -79,27 +82,33 @@ public:
     /// - Request: [{"cid" qlonglong (cabinet id), "coefficientList" [{"area" {"point" {"x" int (left column, pixels in the
     ///   cabinet), "y" int (top row, pixels in the cabinet)}, "size" {"height" int (pixels), "width" int (pixels)}},
     ///   "coefficient" QString (base64: row by row, nine 16-bit values for each pixel, low byte first; of multilayer
-    ///   coefficients the bytes of each pixel)}] (one block)}]
+    ///   coefficients the bytes of each pixel: 16, unless the host's grid has another length)}] (one block)}]
     /// - Called by: ISubScreen::setCoefficientsAsync, IScreen::setCoefficients
-    /// - After false: The caller returns enTimeout, also after a rejected promise.
+    /// - After false: The caller returns enTimeout, also after a rejected promise; of several devices the bitwise OR of
+    ///   their codes. Every promise must settle: the caller waits for it without a limit, and runs its thread's event loop
+    ///   meanwhile.
     QtPromise::QPromise<bool> uploadCoefficientAsync(const QString &deviceKey, const QList<QVariant> &request);
 
     /// Shows the multilayer coefficients of a block for each of many cabinets.
     /// - Request: [{"cid" qlonglong (cabinet id), "coefficientList" [{"area" {"point" {"x" int (left column, pixels in the
     ///   cabinet), "y" int (top row, pixels in the cabinet)}, "size" {"height" int (pixels), "width" int (pixels)}},
     ///   "coefficient" QString (base64: row by row, nine 16-bit values for each pixel, low byte first; of multilayer
-    ///   coefficients the bytes of each pixel)}] (one block)}]
+    ///   coefficients the bytes of each pixel: 16, unless the host's grid has another length)}] (one block)}]
     /// - Called by: ISubScreen::setCoefficientsAsync, IScreen::setCoefficients
-    /// - After false: The caller returns enTimeout, also after a rejected promise.
+    /// - After false: The caller returns enTimeout, also after a rejected promise; of several devices the bitwise OR of
+    ///   their codes. Every promise must settle: the caller waits for it without a limit, and runs its thread's event loop
+    ///   meanwhile.
     QtPromise::QPromise<bool> uploadMultilayerCoefficientAsync(const QString &deviceKey, const QList<QVariant> &request);
 
     /// Shows the low-gray coefficients of a block for each of many cabinets.
     /// - Request: [{"cid" qlonglong (cabinet id), "coefficientList" [{"area" {"point" {"x" int (left column, pixels in the
     ///   cabinet), "y" int (top row, pixels in the cabinet)}, "size" {"height" int (pixels), "width" int (pixels)}},
     ///   "coefficient" QString (base64: row by row, nine 16-bit values for each pixel, low byte first; of multilayer
-    ///   coefficients the bytes of each pixel)}] (one block)}]
+    ///   coefficients the bytes of each pixel: 16, unless the host's grid has another length)}] (one block)}]
     /// - Called by: ISubScreen::setCoefficientsAsync, IScreen::setCoefficients
-    /// - After false: The caller returns enTimeout, also after a rejected promise.
+    /// - After false: The caller returns enTimeout, also after a rejected promise; of several devices the bitwise OR of
+    ///   their codes. Every promise must settle: the caller waits for it without a limit, and runs its thread's event loop
+    ///   meanwhile.
     QtPromise::QPromise<bool> uploadLowGrayCoefficientAsync(const QString &deviceKey, const QList<QVariant> &request);
 
     /// Saves the chroma coefficients that the cabinets show.
@@ -210,7 +219,8 @@ public:
                                           QMap<QString, QVariant> &reply);
 
     /// Saves what the cabinets show of one kind of coefficients.
-    /// - Request: {"idList" [qlonglong (cabinet id)] (the cabinets), "type" EnumSaveType (kind of coefficients)}
+    /// - Request: {"idList" [qlonglong (cabinet id)] (the cabinets), "type" EnumSaveType (0 chroma, 1 multilayer, 2 low
+    ///   gray; toInt() reads it)}
     /// - Reply: not read
     /// - Called by: setMutiCabinetSolid of ISubScreen and IScreen
     bool setMutiCabinetSolid(const QString &deviceKey, const QMap<QString, QVariant> &request,
@@ -230,7 +240,7 @@ public:
     bool setScreenXBit(const QString &deviceKey, const QString &screen, const QMap<QString, QVariant> &request,
                        QMap<QString, QVariant> &reply);
 
-    /// Sets the correction effect mode of the device and of all its cabinets.
+    /// Sets the correction effect mode of the device.
     /// - Request: {"mode" int (the device's number)}
     /// - Reply: not read
     /// - Called by: setEffectMode of ISubScreen and IScreen
@@ -246,7 +256,8 @@ public:
 
     /// Reads the correction effect mode of one cabinet.
     /// - Reply: {"mode" int (the device's number)}
-    /// - Called by: tryGetEffectMode of ICabinet, ISubScreen and IScreen (which take the first cabinet that answers)
+    /// - Called by: tryGetEffectMode of ICabinet, ISubScreen and IScreen
+    /// - After false: ICabinet returns enTimeout; the others ask the next cabinet, and return enTimeout when none answers.
     bool getCabinetEffectMode(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &reply);
 
     /// Reads the check codes of the modules' flash memory.
@@ -255,6 +266,8 @@ public:
     ///   [{"size.w" int (pixels), "size.h" int (pixels), "point.x" int (pixels), "point.y" int (pixels), "checkCode" int (0:
     ///   the flash memory is valid)}] (one map for each module)}]
     /// - Called by: ICabinet::getFlashCheckInfo, IsSupportFlash, saveModuleCoefficient, reloadModuleCoefficient
+    /// - After false: The caller returns enTimeout. After true without a card, or with a first card without modules, the
+    ///   last two return enNotSupported.
     bool getFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QMap<QString, QVariant> &request,
                            QList<QVariant> &reply);
 };

@@ -16,13 +16,13 @@ public:
 
     /// Reads the name of the device.
     /// - Reply: {"customName" QString (the device's name)}
-    /// - Last argument: bool: true to ask the device instead of a cache
+    /// - Last argument: bool: true in a refresh, false from IScreen::getSubScreenNames
     /// - Called by: ScreenManager::refreshScreen, IScreen::getSubScreenNames
     /// - After false: The refresh reads the reply all the same; getSubScreenNames returns enInvalidParameter.
     bool getHWInfo(const QString &deviceKey, QMap<QString, QVariant> &reply, bool refresh);
 
     /// Reserves the device for an application.
-    /// - Request: {"appids" [QString (name of the application)] (one name)}
+    /// - Request: {"appids" [QString ("Mirelo" followed by the device key)] (one element)}
     /// - Reply: not read
     /// - Called by: lock of ISubScreen and IScreen
     bool lock(const QString &deviceKey, const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);

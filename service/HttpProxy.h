@@ -25,15 +25,14 @@ public:
     /// The process-wide instance; stays owned by the service.
     static HttpProxy *getInstance();
 
-    /// Starts the search for devices.
-    /// - Last argument: bool: true to start
+    /// Starts the search for devices. The argument is always true.
+    /// - Last argument: bool: true
     /// - Called by: ScreenManager::init
-    /// - After false: It returns nothing.
     void initialize(bool enable);
 
-    /// Lists the devices that are present, in the order in which a refresh visits them.
+    /// Lists the devices that are present, in the order in which a refresh visits them. For an empty list the refresh
+    /// returns enNoDevice.
     /// - Called by: ScreenManager::refreshScreen
-    /// - After false: The refresh returns enNoDevice for an empty list.
     QList<HttpDeviceInfo> getDeviceList();
 
 Q_SIGNALS:

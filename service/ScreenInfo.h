@@ -17,14 +17,17 @@ public:
     /// The process-wide instance; stays owned by the service. Fetched anew for every call.
     static ScreenInfo *getInstance();
 
-    /// Describes the screen of the device and the places of its cabinets.
-    /// - Reply: {"screenUUID" QString (the screen's id; devices with the same id make up one screen), "screenName" QString,
-    ///   "expendInfo.isAllowSingleDev" bool (true: the screen is called "screenName"; false: as getHWInfo's "customName"),
-    ///   "position.x" int (pixels), "position.y" int (pixels), "subScreens" [{"position.x" int (pixels in the screen),
-    ///   "position.y" int (pixels in the screen), "cabinets" [{"cabinetID" QString (cabinet id; with the output id as
-    ///   getAllCabinetsInfo lists it), "outputID" QString, "position.x" int (pixels in the sub-screen), "position.y" int
-    ///   (pixels in the sub-screen), "size.width" int (pixels), "size.height" int (pixels)}] (the cabinets' places)}]}
-    /// - Last argument: bool: true to ask the device instead of a cache
+    /// Describes the screen of the device and the places of its cabinets. A cabinet whose id and output id the device's
+    /// getAllCabinetsInfo does not list ends the refresh with enCabinetNotFound; devices behind it are not visited.
+    /// - Reply: {"screenUUID" QString (the screen's id; devices with the same id make up one screen), "screenName" QString
+    ///   (the first device of a screen names it), "expendInfo.isAllowSingleDev" bool (true: the screen is called
+    ///   "screenName"; false: as getHWInfo's "customName"), "position.x" int (pixels; added to the positions below),
+    ///   "position.y" int (pixels; added to the positions below), "subScreens" [{"position.x" int (pixels, added to the
+    ///   position above), "position.y" int (pixels, added to the position above), "cabinets" [{"cabinetID" QString (cabinet
+    ///   id; with the output id as getAllCabinetsInfo lists it), "outputID" QString, "position.x" int (pixels from the left
+    ///   of its element of "subScreens"), "position.y" int (pixels from the top of it), "size.width" int (pixels),
+    ///   "size.height" int (pixels)}] (the cabinets' places)}] (the parts of the screen that the device drives)}
+    /// - Last argument: bool: true
     /// - Called by: ScreenManager::refreshScreen
     /// - After false: One critical line; the refresh leaves the device out.
     bool getScreens(const QString &deviceKey, QMap<QString, QVariant> &reply, bool refresh);
@@ -36,8 +39,8 @@ public:
     /// - Called by: getGammaTable of ISubScreen and IScreen
     bool getGammaAllList(const QString &deviceKey, const QString &screen, QMap<QString, QVariant> &reply);
 
-    /// Sets the brightness of the device and of all its cabinets.
-    /// - Request: {"brightness" int (within the brightness range)}
+    /// Sets the brightness of the device.
+    /// - Request: {"brightness" int (the service's unit; the library does not check it)}
     /// - Called by: setBrightness of ISubScreen and IScreen
     bool setBrightness(const QString &deviceKey, const QString &screen, const QMap<QString, QVariant> &request);
 
@@ -50,10 +53,10 @@ public:
 
     /// Shows lit blocks of pixels on black.
     /// - Request: {"regionrect" {"x" int (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels)} (the part
-    ///   that shows the image, in the sub-screen), "singlerect" {"x" int (pixels), "y" int (pixels), "width" int (pixels),
-    ///   "height" int (pixels)} (the first lit block, in that part), "color" {"r" int (0 to 255), "g" int (0 to 255), "b"
-    ///   int (0 to 255)} (of lit blocks), "intervalX" int (dark blocks between two lit ones), "intervalY" int (dark blocks
-    ///   between two lit ones)}
+    ///   that shows the image, from the corner of the rectangle around the device's cabinets), "singlerect" {"x" int
+    ///   (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels)} (the first lit block, from the corner of
+    ///   that part; the blocks have its size), "color" {"r" int (0 to 255), "g" int (0 to 255), "b" int (0 to 255)} (of lit
+    ///   blocks), "intervalX" int (dark blocks between two lit ones), "intervalY" int (dark blocks between two lit ones)}
     /// - Reply: not read
     /// - Called by: setPixelImage of ISubScreen and IScreen
     bool setPixelImage(const QString &deviceKey, const QMap<QString, QVariant> &request, QMap<QString, QVariant> &reply);
@@ -66,9 +69,12 @@ public:
 
     /// Shows a checkerboard.
     /// - Request: {"regionRect" {"x" int (pixels), "y" int (pixels), "width" int (pixels), "height" int (pixels)} (the part
-    ///   that shows the board, in the sub-screen), "firstSquareW" int (pixels), "firstSquareH" int (pixels), "squareW" int
-    ///   (pixels), "squareH" int (pixels), "lastSquareColumnW" int (pixels), "lastSquareRowH" int (pixels), "regionColor"
-    ///   [{"r" int (0 to 255), "g" int (0 to 255), "b" int (0 to 255)}] (the colours in turn, from the first square on)}
+    ///   that shows the board, from the corner of the rectangle around the device's cabinets), "firstSquareW" int (pixels:
+    ///   width of the first column), "firstSquareH" int (pixels: height of the first row), "squareW" int (pixels: width of
+    ///   the columns between the first and the last), "squareH" int (pixels: height of the rows between the first and the
+    ///   last), "lastSquareColumnW" int (pixels: width of the last column), "lastSquareRowH" int (pixels: height of the last
+    ///   row), "regionColor" [{"r" int (0 to 255), "g" int (0 to 255), "b" int (0 to 255)}] (the square in column c, row r,
+    ///   counted from 0, has the colour (c + r) modulo their number)}
     /// - Reply: not read
     /// - Called by: setCheckerboardlImage of ISubScreen and IScreen
     bool setCheckerBoardImage(const QString &deviceKey, const QMap<QString, QVariant> &request,
@@ -78,14 +84,15 @@ public:
     /// hold the HTTP status under "HttpResponse_StateCode", and more than that one entry when the device answered.
     /// - Request: empty
     /// - Reply: not read
-    /// - Last argument: response headers
+    /// - Last argument: response headers, QMap<QString, QString>
     /// - Called by: ISubScreen::isCheckerboardlImage, IScreen::getFeatures
     /// - After false: The response headers are looked at all the same: enNotSupported for the status "404", else enSuccess
-    ///   when there is more than one, else enTimeout.
+    ///   when there is more than one, else enTimeout. After true: enSuccess when there is more than one, else enTimeout.
+    ///   IScreen::getFeatures makes a feature of the code and returns enSuccess.
     bool setCheckerBoardImage(const QString &deviceKey, const QMap<QString, QVariant> &request,
                               QMap<QString, QVariant> &reply, QMap<QString, QString> &responseHeader);
 
-    /// Ends the test image.
+    /// Shows the plain corrected image instead of a test image.
     /// - Request: empty
     /// - Called by: setCheckerboardlImage of ISubScreen and IScreen, for a sub-screen outside the board
     bool setCorrectClearImage(const QString &deviceKey, const QMap<QString, QVariant> &request);

@@ -332,13 +332,16 @@ QString readableTranscript(const QList<Call> &calls)
 
 bool JournalFile::open(const QString &path, const QString &source, QString *error)
 {
+    m_file.close();
     m_file.setFileName(path);
+    m_error.clear();
     if (!m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         m_error = m_file.errorString();
     else if (m_file.size() > 0)
         m_error = QStringLiteral("holds something already");
     else if (write(journalHeader(source)))
         return true;
+    m_file.close();
     m_error.prepend(path + QLatin1String(": "));
     setError(error, m_error);
     return false;

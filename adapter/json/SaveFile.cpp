@@ -12,7 +12,7 @@ bool commit(QSaveFile &file, QString &reason)
 {
     if (file.error() != QFileDevice::NoError || !file.flush())
         reason = file.errorString();
-    else if (::fsync(file.handle()) != 0)
+    else if (::fsync(file.handle()) != 0 && errno != EINVAL) // EINVAL: nothing to synchronise, as a pipe
         reason = qt_error_string(errno);
     else if (file.commit())
         return true;

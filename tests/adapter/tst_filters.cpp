@@ -350,8 +350,20 @@ void tst_Filters::aRecorderSaysWhatIsMissing()
     QVERIFY(!recorder.open(QStringLiteral("/dev/full"), error));
     QVERIFY2(error.contains(QLatin1String("/dev/full")), qPrintable(error));
 
+    // The next file is not worse off for it; after the end there is no next one.
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("night.jsonl"));
+    const QString second = folder.filePath(QStringLiteral("second.jsonl"));
+    setBackend(&recorder);
+    QVERIFY2(recorder.open(second, error), qPrintable(error));
+    HttpProxy::getInstance()->getDeviceList();
+    QVERIFY(recorder.close(error));
+    error.clear();
+    QCOMPARE(readJournal(second, &error).size(), 1);
+    QVERIFY2(error.isNull(), qPrintable(error));
+    QVERIFY(!recorder.open(path, error));
+    QVERIFY2(error.contains(QLatin1String("one file")), qPrintable(error));
+
     rlimit before{};
     QCOMPARE(getrlimit(RLIMIT_FSIZE, &before), 0);
     std::signal(SIGXFSZ, SIG_IGN);

@@ -39,13 +39,26 @@ current. `scripts/service-page` writes it.
 - A call blocks until the device has answered; the three uploads with a promise return at once. It returns true, or false when
   the device did not answer in time or refused. A null `getInstance()` and an exception count as false; of exceptions only
   `std::bad_alloc` reaches the host.
+- A refresh calls getDeviceList, and then for each device getHWInfo, getScreens, getAllCabinetsInfo and getCabAllFlags, in this
+  order.
 - The reply is passed in empty. After false the library does not look at it, with two exceptions: `getHWInfo` in a refresh, and
   the response headers of the checkerboard query.
-- A key that a reply lacks, and a value that does not convert to the type given here, reads as 0, empty or false. The adapter
-  writes a warning line with operation, device and place for the first such value of a reply. Additional keys are ignored.
+- A key that a reply lacks, and a value that does not convert to the type given here, reads as 0, empty or false. `QList<int>`
+  is exactly that type: a QVariantList does not convert to it, nor it to a QVariantList. The adapter writes a warning line with
+  operation, device and place for the first value of a reply that does not convert; missing keys are not reported. Additional keys
+  are ignored. An id that is not a decimal number counts as 0.
+- "Reply: not read" means that nothing depends on it; some of these replies are written to the log.
 - Numbers are `int` where nothing else is said. Coefficients travel as base64 (RFC 4648, section 4) of the values row by row,
   16-bit values low byte first.
 - The library calls on the threads of its callers and takes no lock.
+
+## Signals
+
+ScreenManager::init connects to both. They may be emitted on any thread; hosts get them as signals of ScreenManager.
+
+- `HttpProxy::deviceChanged()`, of a backend `DeviceBackend::devicesChanged()`: a device appeared or vanished.
+- `ScreenInfo::signal_screenNameChanged(deviceKey, name)`, of a backend `DeviceBackend::screenRenamed(deviceKey, name)`: the user
+  renamed the screen of a device.
 )";
 
 QString typeName(const Field &field)
@@ -130,13 +143,15 @@ QString extraOf(const Operation &operation)
     case Extra::None:
         break;
     case Extra::Enable:
-        return QStringLiteral("bool: true to start");
+        return QStringLiteral("bool: true");
     case Extra::Refresh:
-        return QStringLiteral("bool: true to ask the device instead of a cache");
+        return operation.id == Operation::HWInfo_getHWInfo
+                   ? QStringLiteral("bool: true in a refresh, false from IScreen::getSubScreenNames")
+                   : QStringLiteral("bool: true");
     case Extra::Allowance:
         return QStringLiteral("int: how long the device may take, in the service's time unit");
     case Extra::Headers:
-        return QStringLiteral("response headers");
+        return QStringLiteral("response headers, QMap<QString, QString>");
     }
     return QString();
 }
@@ -151,7 +166,10 @@ QString argumentsOf(const Operation &operation)
         arguments = QStringList{QStringLiteral("device key")};
         break;
     case Address::Screen:
-        arguments = QStringList{QStringLiteral("device key"), QStringLiteral("screen selector")};
+        arguments =
+            QStringList{QStringLiteral("device key"),
+                        QStringLiteral("screen selector \"%1\"")
+                            .arg(QLatin1String(operation.id == Operation::ScreenInfo_getGammaAllList ? "0" : "255"))};
         break;
     case Address::Cabinet:
         arguments = QStringList{QStringLiteral("device key"), QStringLiteral("cabinet id")};
@@ -198,7 +216,8 @@ QByteArray page()
         lines += QStringLiteral("- Effect: %1").arg(effectOf(operation));
         lines += QStringLiteral("- Arguments: %1").arg(argumentsOf(operation));
         lines += QStringLiteral("- Called by: %1").arg(QString::fromUtf8(operation.callers));
-        lines += QStringLiteral("- After false: %1").arg(QString::fromUtf8(operation.afterFailure));
+        if (*operation.afterFailure)
+            lines += QStringLiteral("- After false: %1").arg(QString::fromUtf8(operation.afterFailure));
         lines += described("Request", operation.request, operation.requestFields, ", empty.");
         lines += described("Reply", operation.reply, operation.replyFields, ", which the library does not read.");
         lines += QString();

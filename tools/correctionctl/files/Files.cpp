@@ -4,6 +4,8 @@
 #include "terminal/ExitCodes.h"
 #include "terminal/Texts.h"
 
+#include <adapter/json/SaveFile.h>
+
 #include <QtCore/QBuffer>
 #include <QtCore/QFileInfo>
 #include <QtCore/QSaveFile>
@@ -274,8 +276,9 @@ void writeTo(QSaveFile &file, const QByteArray &bytes)
 
 void commit(QSaveFile &file)
 {
-    if (!file.commit())
-        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
+    QString reason;
+    if (!Json::commit(file, reason))
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), reason));
 }
 
 QByteArray toBytes(const Grid &grid)
