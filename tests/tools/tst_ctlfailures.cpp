@@ -168,7 +168,11 @@ void CtlFailuresTest::everyCodeIsReached()
     QFETCH(int, exit);
     QFETCH(QString, said);
     const QStringList before = m_program.files();
-    const Run run = m_program.run(arguments.split(QLatin1Char(' ')));
+    // QJsonDocument of Qt 5.15 loses the first of two lists with the same key; LeakSanitizer would report it.
+    const QStringList environment = arguments.contains(QLatin1String("twice.json"))
+                                        ? QStringList{QStringLiteral("ASAN_OPTIONS=detect_leaks=0")}
+                                        : QStringList();
+    const Run run = m_program.run(arguments.split(QLatin1Char(' ')), environment);
     QVERIFY2(run.exit == exit, run.all());
     QVERIFY2(run.error.contains(said.toUtf8()), run.all());
     QVERIFY2(run.error.startsWith("correctionctl: "), run.all());
