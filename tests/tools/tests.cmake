@@ -35,11 +35,14 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   add_dependencies(tst_ctlownservice correctionctl-own-service)
 endif()
 
+if(TARGET service-check)
+  correction_program(service_check service-check)
+endif()
+
 # Not under ThreadSanitizer, which does not follow the threads inside a Qt Network that is built without it.
 if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE AND NOT SERVICE_CHECK_SERVICE AND TARGET example-03-http-plugin
     AND NOT CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
   correctionctl_test(tools/tst_ctlbackend.cpp)
-  correction_program(service_check service-check)
   correction_program(little_device example-03-little-device)
   target_compile_definitions(tst_ctlbackend PRIVATE SERVICE_CHECK="${service_check}" LITTLE_DEVICE="${little_device}"
     HTTP_PLUGIN="$<TARGET_FILE:example-03-http-plugin>")
@@ -55,7 +58,6 @@ if(CORRECTION_BUILD_TOOLS AND NOT SERVICE_CHECK_SERVICE)
   set_target_properties(direct_service PROPERTIES AUTOMOC ON)
   target_link_libraries(direct_service PUBLIC Correction::Service PRIVATE correction_warnings)
   service_check_program(service-check-direct direct_service)
-  correction_program(service_check service-check)
   correction_program(service_check_direct service-check-direct)
   target_compile_definitions(tst_servicecheck PRIVATE SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     SERVICE_CHECK="${service_check}" SERVICE_CHECK_DIRECT="${service_check_direct}")
