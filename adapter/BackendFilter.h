@@ -5,7 +5,7 @@
 namespace Adapter {
 
 /// A backend in front of another one: hands every call on, and the other one's signals to its own listeners, on the thread
-/// of the signal. Derived classes add what they are for; several may stand one in front of the other.
+/// of the signal. Derived classes change or observe the calls; filters may be chained.
 class ADAPTER_API BackendFilter : public DeviceBackend
 {
     Q_OBJECT

@@ -24,14 +24,15 @@ class ADAPTER_API BackendPlugin
 public:
     virtual ~BackendPlugin();
 
-    /// Makes a backend. The plug-in defines the form of `configuration`; empty where the user gave none. Null, and
-    /// `error` says why, when that is not possible.
+    /// Makes a backend. The plug-in defines the form of `configuration`; empty where the user gave none. Null, with the
+    /// reason in `error`, when that is not possible.
     virtual std::unique_ptr<DeviceBackend> create(const QString &configuration, QString &error) = 0;
 };
 
-/// Loads the plug-in that `source` names, "FILE" or "FILE:CONFIGURATION", and has it make a backend. Of a source with
-/// several colons the shortest file that exists counts. Null, and `error` says why, when there is no such file, when it is
-/// no plug-in of this kind or of another Qt, or when it makes no backend. A plug-in stays loaded until the process ends.
+/// Loads the plug-in that `source` names, "FILE" or "FILE:CONFIGURATION", and makes a backend with it. In a source with
+/// several colons the shortest path that exists is the file. Null, with the reason in `error`, when there is no such file,
+/// when it is not a plug-in of this kind or was built for another Qt, or when it makes no backend. A plug-in stays loaded
+/// until the process ends.
 ADAPTER_API std::unique_ptr<DeviceBackend> loadBackend(const QString &source, QString &error);
 
 } // namespace Adapter

@@ -8,8 +8,9 @@
 
 namespace Adapter {
 
-/// One call of the device service or of the device discovery, as a value. A backend is given the part that a host asks;
-/// journals fill in the rest. Strings and containers are implicitly shared, so that copying a call copies no coefficients.
+/// One call of the device service or of the device discovery, as a value. A backend receives operation, addressee and
+/// request; journals fill in the rest. Strings and containers are implicitly shared, so that copying a call copies no
+/// coefficients.
 struct Call {
     qint64 number = 0; ///< Counts the calls from 1, in the order in which they began. 0 where no calls are counted.
     QString operation; ///< See Operation::name.
@@ -25,13 +26,13 @@ struct Call {
     qint64 duration = 0;            ///< Microseconds until it was answered, or its promise settled.
     bool settled = true;            ///< False while an upload's promise is pending.
     bool rejected = false;          ///< Whether an upload's promise was rejected; `note` says why.
-    QString note;                   ///< Why the call was refused, or what else was wrong with it; empty if all is well.
+    QString note; ///< Why the call was refused, or what else was wrong with it; empty when nothing was wrong.
 };
 
-/// What a backend answers.
+/// The answer of a backend to one call.
 struct Answer {
     bool result = true;             ///< False: the device did not answer in time, or refused.
-    QVariant reply;                 ///< A map or a list, as the operation has it; invalid stands for an empty one.
+    QVariant reply;                 ///< A map or a list, as the operation has it; invalid: an empty one.
     QMap<QString, QString> headers; ///< For the operation with response headers.
     /// An upload's promise is rejected with it; any other operation throws it.
     std::exception_ptr error = nullptr;

@@ -1,6 +1,6 @@
 #include <adapter/DeviceBackend.h>
 
-#include "Door.h"
+#include "BackendCall.h"
 #include "ReplyCheck.h"
 
 #include <service/ScreenInfo.h>
@@ -110,23 +110,23 @@ void setDefaultBackend(DeviceBackend *(*make)())
     g_makeDefault = make;
 }
 
-Door::Door(Operation::Id operation) : m_operation(operations()[operation])
+BackendCall::BackendCall(Operation::Id operation) : m_operation(operations()[operation])
 {
     m_call.operation = m_operation.name;
 }
 
-void Door::address(const QString &deviceKey)
+void BackendCall::address(const QString &deviceKey)
 {
     m_call.deviceKey = present(deviceKey);
 }
 
-void Door::address(const QString &deviceKey, const QString &target)
+void BackendCall::address(const QString &deviceKey, const QString &target)
 {
     address(deviceKey);
     m_call.target = present(target);
 }
 
-Answer Door::ask()
+Answer BackendCall::send()
 {
     DeviceBackend *const backend = backendOfCall();
     if (!backend)
@@ -142,24 +142,24 @@ Answer Door::ask()
     return answer;
 }
 
-bool Door::answer()
+bool BackendCall::answer()
 {
-    return ask().result;
+    return send().result;
 }
 
-QtPromise::QPromise<bool> Door::upload()
+QtPromise::QPromise<bool> BackendCall::upload()
 {
     DeviceBackend *const backend = backendOfCall();
     return backend ? backend->upload(m_call) : QtPromise::QPromise<bool>::resolve(false);
 }
 
-void Door::initialize(bool enable)
+void BackendCall::initialize(bool enable)
 {
     if (DeviceBackend *const backend = backendOfCall())
         backend->initialize(enable);
 }
 
-QList<DeviceInfo> Door::devices()
+QList<DeviceInfo> BackendCall::devices()
 {
     DeviceBackend *const backend = backendOfCall();
     return backend ? backend->devices() : QList<DeviceInfo>();

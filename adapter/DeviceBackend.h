@@ -16,7 +16,7 @@ namespace Adapter {
 using DeviceInfo = Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 
 /// What an owner of hardware implements instead of the five classes of `<service/...>`: this library defines those, and
-/// hands every call of theirs to the backend that is installed. docs/service.md lists the operations with the keys, types
+/// passes each of their calls to the installed backend. docs/service.md lists the operations with the keys, types
 /// and units of their requests and replies.
 ///
 /// Threads: functions are called on the thread of the host's call, and block it until they return. A host may call from
@@ -58,7 +58,7 @@ ADAPTER_API void setBackend(DeviceBackend *backend);
 /// The installed backend, or null.
 ADAPTER_API DeviceBackend *backend();
 /// Names a function that makes the backend at the first call of the service, unless setBackend() is called before that. For
-/// libraries that bring a backend along and call this when they are loaded. The function must not call the service.
+/// libraries that contain a backend and call this when they are loaded. The function must not call the service.
 ADAPTER_API void setDefaultBackend(DeviceBackend *(*make)());
 
 } // namespace Adapter

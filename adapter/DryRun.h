@@ -8,8 +8,8 @@
 
 namespace Adapter {
 
-/// Keeps from the devices what would change or lock them (Operation::effect): such a call is answered true with an empty
-/// reply, an upload's promise is fulfilled with true. Discovery and reading reach the devices.
+/// Does not pass on calls that would change or lock a device (Operation::effect): such a call returns true with an empty
+/// reply, an upload's promise is fulfilled with true. Discovery and reads reach the devices.
 class ADAPTER_API DryRun : public BackendFilter
 {
     Q_OBJECT
@@ -21,7 +21,7 @@ public:
     Answer answer(const Call &call) override;
     QtPromise::QPromise<bool> upload(const Call &call) override;
 
-    /// The calls that were kept from the devices, oldest first: all since construction. Thread-safe.
+    /// The calls that were not passed on, oldest first: all since construction. Thread-safe.
     QVector<Call> heldBack() const;
 
 private:

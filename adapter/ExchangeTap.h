@@ -7,16 +7,16 @@
 
 namespace Adapter {
 
-/// Shows every call with its answer to a function, before the host sees the answer: discovery's too, as the operations
-/// HttpProxy::initialize and HttpProxy::getDeviceList, the latter's reply being a list of maps with "key" and "label".
+/// Passes every call with its answer to an observer function before the host gets the answer. Discovery is observed as
+/// the operations HttpProxy::initialize and HttpProxy::getDeviceList; the latter's reply is a list of maps with "key" and
+/// "label".
 class ADAPTER_API ExchangeTap : public BackendFilter
 {
     Q_OBJECT
 
 public:
-    /// Called on the thread of the host's call, one call at a time; must not call the service, nor stop() or the
-    /// destructor, which call it too, for pending uploads. Call::time counts from the
-    /// tap's construction.
+    /// Called on the thread of the host's call, one call at a time; must call neither the service nor stop() nor the
+    /// destructor (both call it for pending uploads). Call::time is relative to the tap's construction.
     using Observer = std::function<void(const Call &)>;
 
     ExchangeTap(DeviceBackend &inner, Observer observer, QObject *parent = nullptr);
@@ -28,8 +28,8 @@ public:
     /// The promise settles after the observer has seen it, by the event loop of the calling thread.
     QtPromise::QPromise<bool> upload(const Call &call) override;
 
-    /// Stops showing calls; those whose promise is still pending are shown now, not settled. Call it when the backend is
-    /// not installed any more. The destructor does it, too.
+    /// Stops observing; calls whose promise is still pending are passed to the observer now, as not settled. Call it when
+    /// the backend is not installed any more. The destructor does it, too.
     void stop();
 
 private:

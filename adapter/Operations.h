@@ -5,9 +5,9 @@
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
-/// The operations of the device service and of discovery: what each addresses, what it is asked and what it answers. The one
-/// description that the service's definitions, its documentation, journals and tools are derived from. Operations.def holds
-/// its rows.
+/// The operations of the device service and of discovery: what each addresses, its request and its reply. The single
+/// description from which the service's definitions, its documentation, journals and tools are derived. Its rows are in
+/// Operations.def.
 namespace Adapter {
 
 /// The type of a value in a request or a reply, as its QVariant holds it.
@@ -80,13 +80,13 @@ enum class Form {
 enum class Extra {
     None,
     Enable,    ///< bool
-    Refresh,   ///< bool: true asks the device again instead of answering from a cache of the service
+    Refresh,   ///< bool: true queries the device even if the service has a cached reply
     Allowance, ///< int: how long the device may take, in the service's own time unit
     Headers    ///< QMap<QString, QString> &: the response headers
 };
 
 enum class Effect {
-    Discovers, ///< Asked by a refresh.
+    Discovers, ///< Called by a refresh.
     Reads,
     Changes, ///< A device, or what it shows.
     Locks
@@ -118,7 +118,7 @@ struct Operation {
     const char *callers;      ///< The library's operations that call it.
     const char *afterFailure; ///< What they return after false. Empty for discovery.
 
-    /// Whether it changes a device or its lock; all others only ask.
+    /// Whether it changes a device or its lock; all others only read.
     bool isChange() const
     {
         return effect == Effect::Changes || effect == Effect::Locks;

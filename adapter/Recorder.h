@@ -16,11 +16,11 @@ public:
     explicit Recorder(DeviceBackend &inner, QObject *parent = nullptr);
     ~Recorder() override;
 
-    /// Begins a file, which must be new or empty; to be called once, before the recorder is installed. False, and `error`
-    /// says why, when it cannot be written, or after close().
+    /// Begins a file, which must be new or empty; to be called once, before the recorder is installed. False, with the
+    /// reason in `error`, when it cannot be written, or after close().
     bool open(const QString &path, QString &error);
-    /// Ends the file; uploads whose promise is pending are written as not settled. False, and `error` says why, when a call
-    /// could not be written: the file ends before the first such call.
+    /// Ends the file; uploads whose promise is pending are written as not settled. False, with the reason in `error`, when a
+    /// call could not be written: the file ends before the first such call.
     bool close(QString &error);
 
 private:

@@ -1,7 +1,7 @@
 // The classes of the device service and of the discovery, defined from the operation table: each operation makes a Call of
 // its arguments, hands it to the installed backend, and returns what that answers.
 
-#include "Door.h"
+#include "BackendCall.h"
 
 #include <adapter/DeviceBackend.h>
 #include <adapter/Operations.h>
@@ -58,12 +58,12 @@ HttpProxy *HttpProxy::getInstance()
 
 void HttpProxy::initialize(bool enable)
 {
-    Door::initialize(enable);
+    BackendCall::initialize(enable);
 }
 
 QList<DeviceInfo> HttpProxy::getDeviceList()
 {
-    return Door::devices();
+    return BackendCall::devices();
 }
 
 // The parameters that a column of the table stands for, each with the statement that takes it into the call.
@@ -109,7 +109,7 @@ QList<DeviceInfo> HttpProxy::getDeviceList()
 #define DEFINE(id, service, name, address_, request_, reply_, extra_)                                                       \
     RESULT_##reply_ service::name(PARAMETERS_##address_ REQUEST_##request_ REPLY_##reply_ EXTRA_##extra_)                   \
     {                                                                                                                       \
-        Door call(Operation::id);                                                                                           \
+        BackendCall call(Operation::id);                                                                                    \
         TAKE_##address_ TAKE_REQUEST_##request_ TAKE_EXTRA_##extra_ return RETURN_##reply_;                                 \
     }
 #define OPERATION(service, name, address, request, reply, extra, ...)                                                       \

@@ -25,7 +25,7 @@ constexpr QSize cabinetSize(128, 128);
 constexpr QSize size4K(3840, 2160);
 constexpr double mebibyte = 1024 * 1024;
 
-/// Makes the compiler believe that somebody looks at what stands there.
+/// Keeps the compiler from removing the computation of a value.
 void use(const void *place)
 {
     asm volatile("" : : "g"(place) : "memory");
@@ -66,7 +66,7 @@ std::shared_ptr<Coefficient> makeGrid(int columns, int rows)
     return std::shared_ptr<Coefficient>(new Coefficient(columns, rows), Correction::CoefficientDeleter());
 }
 
-/// A grid that shares its values with nobody, as a host's does.
+/// A grid whose values are not shared, as a host's are.
 std::shared_ptr<Coefficient> randomGrid(const QSize &size)
 {
     Values values = randomValues(size);

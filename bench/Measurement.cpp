@@ -82,7 +82,7 @@ double peakMemoryOf(const Pass &pass)
 {
     QFile references(QStringLiteral("/proc/self/clear_refs"));
     if (references.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        references.write("5"); // the peak begins anew; where this is not allowed it includes the preparation's
+        references.write("5"); // the peak is reset; where this is not allowed it includes the preparation's
     const double before = kilobytesOf(ownStatus, "VmRSS");
     pass();
     return kilobytesOf(ownStatus, "VmHWM") - before;

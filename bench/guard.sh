@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Counts the instructions of the library's paths and compares them with the recorded counts, or records them anew.
+# Counts the instructions of the library's paths and compares them with the recorded counts, or records them again.
 #
 # usage: guard.sh check|record PROGRAM COUNTS WORK_DIR
 # PROGRAM is correction-guard of a release build, COUNTS the file of recorded counts; WORK_DIR is emptied.

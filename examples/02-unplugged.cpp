@@ -12,7 +12,7 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false")); // traces of what goes well
 
-    // Two controllers side by side. Each takes a second for every answer, but the clock skips what nobody wants to wait for.
+    // Two controllers side by side. Each takes a second for every answer, but the clock skips the waiting.
     // A wall file with the devices A and B may be given instead.
     WallDescription wall;
     wall.devices = {gridDevice(QStringLiteral("A"), QPoint(0, 0), 2, 1, QSize(64, 64)),
@@ -41,7 +41,7 @@ int main(int argc, char **argv)
         return 1;
     }
 
-    // Somebody pulls the plug of B half a second after the write has begun.
+    // B is unplugged half a second after the write has begun.
     Event unplug;
     unplug.at = virtualWall.timeline().now() + 500;
     unplug.type = Event::Unplug;

@@ -14,13 +14,13 @@ namespace Simulator {
 
 class CallLog;
 
-/// The calls that a wall was asked, kept and written down (docs/journal.md). See VirtualWall::journal().
+/// The calls that a wall served (docs/journal.md). See VirtualWall::journal().
 class SIMULATOR_API CallJournal
 {
 public:
     enum Form {
-        Full,   ///< Every text in full.
-        Shorten ///< Texts of more than 64 characters are cut, their length added: for people.
+        Full,   ///< Every string in full.
+        Shorten ///< Strings of more than 64 characters are cut, their length added: for people.
     };
 
     /// All calls since the last clear() or VirtualWall::reset(), in the order in which they began.
@@ -36,7 +36,7 @@ public:
     QStringList notes(Form form = Full) const;
     /// One call as a line of the transcript.
     static QString describe(const Call &call, Form form = Full);
-    /// A value as text: texts in double quotes (with \\, \", \n, \r, \t and \uXXXX escapes), maps as {"key": value} in
+    /// A value as a string: strings in double quotes (with \\, \", \n, \r, \t and \uXXXX escapes), maps as {"key": value} in
     /// key order, variant lists as [value, value], an invalid variant as `invalid`, everything else with its type name:
     /// `int 3`, `QList<int> [1, 2]`, `QStringList ["a"]`, an enumeration by its type name and number.
     static QString describe(const QVariant &value, Form form = Full);
@@ -49,11 +49,11 @@ public:
     /// The same as a file, which is replaced as a whole or, on an error, left as it was.
     bool save(const QString &path, QString *error = nullptr) const;
     /// Writes the calls that begin from here on to a file, which must be new or empty: each as soon as it is answered,
-    /// an upload when its promise is settled, so that the lines stand in the order of the answers and their numbers in
-    /// that of the beginnings. A process that dies leaves every line that was written, the last one perhaps cut short.
+    /// an upload when its promise is settled: lines are in the order of the answers, numbers in that of the beginnings. A
+    /// process that dies leaves every line that was written, the last one perhaps cut short.
     ///
     /// A null path, another file or VirtualWall::reset() ends a recording: uploads that are pending then are written as
-    /// such. The journal's limit and clear() have no influence on it.
+    /// such. The journal's limit and clear() do not affect it.
     ///
     /// False when the new file cannot be written (then a recording that runs goes on), or when lines of the recording
     /// that ends are missing, for instance because the disk was full; calls without a line have the note "not recorded".

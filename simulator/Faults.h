@@ -9,18 +9,18 @@ namespace Simulator {
 
 struct Wall;
 
-/// What goes wrong on a wall. See VirtualWall::faults().
+/// Faults of a wall's devices. See VirtualWall::faults().
 class SIMULATOR_API Faults
 {
 public:
-    /// Adds a fault to those of a device; it counts calls from here on. False for an unknown key.
+    /// Adds a fault to those of a device; its call counts begin here. False for an unknown key.
     bool add(const QString &deviceKey, const Fault &fault);
-    /// Leaves only the faults that belong to the device's personality; they begin to count anew. False for an unknown
+    /// Leaves only the faults that belong to the device's personality; their call counts restart. False for an unknown
     /// key.
     bool clear(const QString &deviceKey);
     /// See WallDescription::chaos.
     void setChaos(double share);
-    /// See WallDescription::seed. What is drawn begins anew.
+    /// See WallDescription::seed. Restarts the random sequence.
     void setSeed(quint64 seed);
 
 private:

@@ -16,7 +16,7 @@ struct WallState;
 /// Pictures of a wall. See VirtualWall::pictures().
 ///
 /// 32-bit RGB, made from the state of one moment. The map of the screen has one picture pixel for each pixel of the
-/// screen and its top-left corner, that of the screen's placed cabinets, at 0,0; a legend stands below it, and a
+/// screen and its top-left corner, that of the screen's placed cabinets, at 0,0; a legend is below it, and a
 /// picture with a legend is at least 280 pixels wide. With `maxWidth`, a map that is wider is scaled down to that
 /// width. Pictures need no GUI application and no fonts. Null for a screen that is unknown or has no cabinets, and
 /// for a picture of more than 2^26 pixels.
@@ -29,8 +29,8 @@ public:
     QImage layout(const QString &screenId, int maxWidth = 0) const;
     /// Heat map of the working values at index `channel` (0 to 8; for multilayer the byte's index) of every pixel. Its
     /// colours run from the range's least value to its greatest; values beyond have the colour of the nearest end. An
-    /// empty range stands for that of the values themselves. A picture pixel that stands for several pixels shows their
-    /// mean. The legend says which value, of how many pixels, and the colour scale; it takes the nine chroma values for
+    /// empty range stands for that of the values themselves. A picture pixel that covers several pixels shows their
+    /// mean. The legend names the value, of how many pixels, and the colour scale; it takes the nine chroma values for
     /// the rows of a 3 x 3 matrix from input to output colours. Null for a channel that the pixels of one of the devices
     /// do not have.
     QImage coefficients(const QString &screenId, int channel, Kind kind = Kind::Chroma,

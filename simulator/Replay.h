@@ -11,14 +11,14 @@ namespace Simulator {
 
 class Replayer;
 
-/// A wall that answers as a recording says. See VirtualWall::replay().
+/// Replays a recording. See VirtualWall::replay().
 class SIMULATOR_API Replay
 {
 public:
     /// From here on every call is compared with the next one of a recording (operation, device, target, request and
     /// extra argument, with their types) and answered as that was: result, reply, headers, a promise fulfilled with true
-    /// or false or rejected. The wall's devices, scripts, faults and delays have no part in it. Calls are matched in the
-    /// order in which they begin, whatever thread they come from; the journal shows them with the recorded times.
+    /// or false or rejected. The wall's devices, scripts, faults and delays are not used. Calls are matched in the
+    /// order in which they begin, on all threads; the journal shows them with the recorded times.
     ///
     /// The first call that is not the recorded one ends it: see ReplayReport::difference. That call and all later ones
     /// are answered false with a note, their promises fulfilled with false.
@@ -28,7 +28,7 @@ public:
     /// device, which reject it, whether the wall has such a device or not. A host that waits for a promise and does not make
     /// the next recorded call gets it all the same after a while (setPatience()).
     ///
-    /// Signals are not part of a recording. VirtualWall::reset() ends the replay, another start() begins afresh.
+    /// Signals are not part of a recording. VirtualWall::reset() ends the replay, another start() restarts it.
     void start(const QList<Call> &calls);
     /// Of a file. False, and nothing changed, when CallJournal::read() finds something wrong with it.
     bool start(const QString &path, QString *error = nullptr);

@@ -29,7 +29,7 @@ public:
     /// Serves only `count` calls; after that older scripts, or the wall, answer again. Default: no limit.
     Script &times(int count);
     /// Leaves the first `count` calls that match to older scripts or the wall. All matching calls since on() count,
-    /// whoever answered them.
+    /// also those that others answered.
     Script &after(int count);
 
     /// The operation answers false with an empty reply; an upload's promise is fulfilled with false; discovery lists

@@ -11,12 +11,12 @@
 
 namespace Simulator {
 
-/// What a program has said about certain calls. See VirtualWall::scripts().
+/// Answers that a program sets for certain calls. See VirtualWall::scripts().
 class SIMULATOR_API Scripts
 {
 public:
-    /// Adds a script for an operation, at a device, for a target (cabinet id or screen selector); a null text stands
-    /// for any. An upload with a promise has no target. Of the scripts that apply to a call the one added last wins.
+    /// Adds a script for an operation, at a device, for a target (cabinet id or screen selector); a null string matches
+    /// any. An upload with a promise has no target. Of the scripts that apply to a call the one added last wins.
     /// The reference stays valid until clear() or VirtualWall::reset().
     Script &on(const QString &operation, const QString &deviceKey = QString(), const QString &target = QString());
     void clear();

@@ -16,8 +16,8 @@ struct Wall;
 
 /// What the devices of a wall hold. See VirtualWall::state().
 ///
-/// Every function answers empty, 0 or false for an unknown device or cabinet; a setter's false means just that, or that an
-/// open directory could not save what it set.
+/// Every function returns an empty value, 0 or false for an unknown device or cabinet. A setter also returns false when an
+/// open directory could not save the value.
 class SIMULATOR_API State
 {
 public:
@@ -54,7 +54,7 @@ public:
     bool isXBitEnabled(const QString &deviceKey) const;
     bool isAblEnabled(const QString &deviceKey) const;
     int imageMode(const QString &deviceKey) const;
-    /// The application that holds the lock; empty when nobody does.
+    /// The application that holds the lock; empty when the device is not locked.
     QString lockOwner(const QString &deviceKey) const;
     Pattern pattern(const QString &deviceKey) const;
 
@@ -69,7 +69,7 @@ public:
     /// Flash check code of a module; 0, the initial value, is good.
     int flashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId) const;
     bool setFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QString &moduleId, int code);
-    /// Whether HttpProxy::initialize(true) was the last word. Devices are listed in any case.
+    /// The argument of the last HttpProxy::initialize(). Devices are listed in any case.
     bool isDiscovering() const;
 
     /// Splits loaded coefficients into bands of this many rows, the last one lower if need be. 0, the default: one

@@ -22,10 +22,10 @@ enum class Store {
 /// Colour channels of a gamma table.
 enum class Channel { Red, Green, Blue };
 
-/// The test image that a device was last asked for.
+/// The test image that was last set on a device.
 struct Pattern {
     enum Type {
-        None,     ///< Nothing was asked for yet: dark.
+        None,     ///< None was set yet: dark.
         Pixels,   ///< ScreenInfo::setPixelImage
         Checkers, ///< ScreenInfo::setCheckerBoardImage
         Clear     ///< ScreenInfo::setCorrectClearImage: dark

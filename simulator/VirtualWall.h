@@ -23,18 +23,17 @@
 namespace Simulator {
 
 /// A wall: a backend of the device service (Adapter::setBackend() installs it). A program may make several, each with state,
-/// journal, time and directory of its own. docs/faults.md tells of time, faults and personalities.
+/// journal, time and directory of its own. docs/faults.md describes time, faults and personalities.
 ///
 /// A wall must not be destroyed while calls of its functions, or of the service while it is installed, are under way. With
 /// it pending uploads are rejected, its recording ends, and its directory is closed.
 ///
 /// Threads: every function may be called from any thread, and so may the service's operations. The wall holds no lock
 /// while it sleeps, emits a signal, runs a hook or settles a promise; each of these happens on the thread that caused it.
-/// What time brings about, it brings about on the thread that lets the time pass: in a call, in Timeline::advance(), or in
-/// the event loop of the thread that called (see ClockMode). Only devices with Timing::settleInThread settle on threads of
-/// the wall.
+/// Timed events run on the thread that moves the time on: in a call, in Timeline::advance(), or in the event loop of the
+/// calling thread (see ClockMode). Only uploads of devices with Timing::settleInThread settle on threads of the wall.
 ///
-/// Behaviour of an operation without a script: the wall acts on its state, as follows.
+/// Operations without a script act on the wall's state as follows.
 /// - Uploads decode the blocks and paste them into Store::Working, all or nothing for one request. Loads answer
 ///   Store::Working, in one block or in bands (State::setReplyBlockHeight()).
 /// - save... copies Working to User (saveCabinetsFactoryCoefficient to Factory, saveCabinetsModuleCoefficient to
@@ -44,13 +43,13 @@ namespace Simulator {
 ///   clearModuleCoefficient sets Flash to the default pixel. Their "type" and allowance are recorded only.
 /// - A brightness or effect mode of the device goes to all its cabinets as well; a gamma table of the device stays the
 ///   device's. The cabinets number their gamma channels 0 red, 1 blue, 2 green; the devices 0 red, 1 green, 2 blue.
-///   Cabinets answer a table as `QList<int>`, devices as a list of variants.
-/// - lock() remembers the owner, whoever held the lock before, and unLock() forgets whichever there is.
-/// - setCheckerBoardImage with response headers and an empty request is a question: nothing is drawn. It answers the
-///   status "200" and a "Content-Type", or false with "404" when the device does not support the checkerboard.
-/// - A request that no device would accept changes nothing and is answered false: an unknown device or cabinet, a
-///   missing, additional or wrongly typed entry, a text that is not base64, a block outside its cabinet or of another
-///   size than its text, a brightness out of range. Call::note says why. Cabinet ids may be texts or signed or unsigned
+///   Cabinets return a table as `QList<int>`, devices as a list of variants.
+/// - lock() sets the owner, also when another one holds the lock; unLock() removes the owner.
+/// - setCheckerBoardImage with response headers and an empty request is a query: nothing is drawn. It returns the status
+///   "200" and a "Content-Type", or false with "404" when the device does not support the checkerboard.
+/// - A request that no device would accept changes nothing and returns false: an unknown device or cabinet, a missing,
+///   additional or wrongly typed entry, a string that is not base64, a block outside its cabinet or of another size than
+///   its data, a brightness out of range. Call::note holds the reason. Cabinet ids may be strings or signed or unsigned
 ///   64-bit integers.
 class SIMULATOR_API VirtualWall : public Adapter::DeviceBackend
 {
@@ -84,7 +83,7 @@ public:
     void setWall(const WallDescription &wall);
     /// setWall() by the name of a preset (presetNames(); docs/walls.md), the path of a wall file or that of a wall
     /// directory. A preset goes before a file of its name, which "./name" reaches. False, and the wall as it was, when that
-    /// is not possible; `error`, where there is one, says why, a line for each problem.
+    /// is not possible; `error`, if not null, gets the reasons, a line for each problem.
     bool load(const QString &presetFileOrDirectory, QString *error = nullptr);
     /// The wall as it is at this moment, with the flags, names, faults and events that were set since. Devices that are
     /// unplugged are part of it.
@@ -92,8 +91,8 @@ public:
 
     // Devices
 
-    /// Replaces all devices; emits HttpProxy::deviceChanged once. A device whose key was there before starts afresh. An
-    /// open directory is closed before.
+    /// Replaces all devices; emits HttpProxy::deviceChanged once. A device whose key was there before is
+    /// reset. An open directory is closed before.
     void setDevices(const QList<Device> &devices);
     /// Appends a device, or replaces the one with its key; emits HttpProxy::deviceChanged. It is not kept in an open
     /// directory: what one of this key saved there stays as it is.
@@ -111,7 +110,7 @@ public:
     /// Brings it back, to its old place in discovery; emits HttpProxy::deviceChanged. False, and nothing emitted, for one
     /// that was not unplugged.
     bool plug(const QString &deviceKey);
-    /// As unplug() and plug(), but nobody is told. Every cabinet then shows its User store; what was only uploaded, the
+    /// As unplug() and plug(), but without signals. Every cabinet then shows its User store; what was only uploaded, the
     /// lock, the test image and the image mode are lost. A device with the personality "forgets on restart" is as
     /// delivered but for Factory, Module, Flash and the flash check codes. False, and nothing changed, for an unknown or
     /// unplugged one, or when that could not be saved.

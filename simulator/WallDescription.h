@@ -53,7 +53,7 @@ struct SubScreen {
 /// those of different devices overlap.
 struct Timing {
     int latency = 0;             ///< Before every answer.
-    int jitter = 0;              ///< Up to this much is added to each latency, drawn from the wall's seed.
+    int jitter = 0;              ///< Up to this much is added to each latency, chosen randomly.
     qint64 bytesPerSecond = 0;   ///< For the characters of a call's request and reply texts; 0: no limit.
     bool settleInThread = false; ///< Uploads with a promise settle from a thread of the wall, not from the event loop
                                  ///< of the thread that called.
@@ -68,8 +68,8 @@ struct Fault {
         NeverSettle,   ///< A promise stays pending until the device is unplugged, which rejects it. Other calls are left
                        ///< alone.
         TruncateReply, ///< Every list in the reply loses its second half, the middle element included.
-        ShuffleReply,  ///< Every list in the reply comes in another order, drawn from the wall's seed.
-        MissingKey,    ///< The reply's maps lack the entry `key`; without a key each lacks one that is drawn.
+        ShuffleReply,  ///< Every list in the reply is shuffled randomly.
+        MissingKey,    ///< The reply's maps lack the entry `key`; without a key each lacks a randomly chosen one.
         WrongType,     ///< The same entries hold a value of another type.
         DirtyBase64,   ///< Coefficient and configuration texts of the reply hold characters that are no base64.
         Status,        ///< false; the response headers, where there are any, carry the status `status`.
@@ -146,8 +146,8 @@ struct WallDescription {
     QString title; ///< Free text.
     QList<Device> devices;
     QList<Event> events;      ///< In any order; those of one moment happen in the order of the list.
-    quint64 seed = 1;         ///< For everything that is drawn: jitter, shuffled replies, chaos. At most 2^53.
-    double chaos = 0.0;       ///< Share of the calls, 0 to 1, that meet a fault drawn from all there are.
+    quint64 seed = 1;         ///< Of all random numbers: jitter, shuffled replies, chaos. At most 2^53.
+    double chaos = 0.0;       ///< Share of the calls, 0 to 1, that meet a random fault.
     int replyBlockHeight = 0; ///< See State::setReplyBlockHeight().
     /// See State::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
     std::array<QByteArray, 3> defaultPixels;

@@ -208,7 +208,7 @@ QByteArray journalSchema()
     out.open('{');
     schema.entries(R"("$schema": "https://json-schema.org/draft/2020-12/schema", "title": "One line of a journal")");
     schema.entries(R"("description": "A journal is a file of JSON Lines: the header, then one object for each call of the )"
-                   "device service. docs/journal.md tells what the entries mean.\"");
+                   "device service. docs/journal.md describes the entries.\"");
     out.key("oneOf");
     out.open('[');
     out.open('{');

@@ -11,7 +11,7 @@
 /// The journal as JSON Lines and as readable text. docs/journal.md describes the lines.
 namespace Adapter {
 
-/// The first line of a journal, with its line feed. `source` says who wrote it.
+/// The first line of a journal, with its line feed. `source` names the program that wrote it.
 ADAPTER_API QByteArray journalHeader(const QString &source);
 /// The line of one call, with its line feed.
 ADAPTER_API QByteArray journalLine(const Call &call);
@@ -38,7 +38,7 @@ public:
     bool isOpen() const { return m_file.isOpen(); }
     /// False when the line could not be written. Then the file ends before it, and nothing more is written.
     bool append(const Call &call);
-    /// What went wrong since open(); null when all is well.
+    /// What went wrong since open(); null when nothing did.
     QString error() const { return m_error; }
 
 private:

@@ -81,7 +81,7 @@ QString number(const QVariant &value)
     }
 }
 
-/// The elements of a container that is no list of variants. Those that are numbers go without their type, which the
+/// The elements of a container other than a list of variants. Those that are numbers go without their type, which the
 /// container's own says.
 QString describeElements(const QVariant &container, int longest)
 {

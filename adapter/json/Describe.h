@@ -5,11 +5,11 @@
 
 namespace Json {
 
-/// A value as exact, typed text; the rules are those of CallJournal::describe(). Texts of more than `longest`
+/// A value as an exact, typed string; the rules are those of CallJournal::describe(). Strings of more than `longest`
 /// characters are cut; a negative `longest` cuts none.
 QString describeValue(const QVariant &value, int longest);
 
-/// A text in quotes, as describeValue() gives it.
+/// A string in quotes, as describeValue() writes it.
 QString describeText(const QString &text, int longest);
 
 } // namespace Json

@@ -116,7 +116,7 @@ bool Reader::parse(const QByteArray &json, bool isLine, QJsonObject &object)
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError) {
         problemAt(isLine ? byteText(error.offset) : lineAndColumn(json, error.offset),
-                  QStringLiteral("no JSON: %1").arg(error.errorString()));
+                  QStringLiteral("not valid JSON: %1").arg(error.errorString()));
         return false;
     }
     if (!document.isObject()) {

@@ -10,15 +10,15 @@
 namespace Json {
 
 /// Collects what is wrong with a JSON document: a line for each problem, `SOURCE: PLACE: REASON`. The place is a path such
-/// as `devices[1].screens[0]`, or the line (for a text that is no JSON with its column) where the text itself is wrong.
+/// as `devices[1].screens[0]`, or the line and column of a syntax error.
 class Reader
 {
 public:
     /// `source` names the document in the problems; a file's path.
     explicit Reader(const QString &source) : m_source(source) {}
 
-    /// Reads the document's object. False, and a problem, for a text that is no JSON or no object. A key that an object has
-    /// twice is a problem, too. A byte order mark is skipped.
+    /// Reads the document's object. False, and a problem, unless the input is valid JSON and an object. A key that an object
+    /// has twice is a problem, too. A byte order mark is skipped.
     bool parse(QByteArray json, QJsonObject &object);
     /// The same for a line of a file that `source` names with the line: places in it are bytes.
     bool parseLine(const QByteArray &json, QJsonObject &object);
@@ -39,14 +39,14 @@ public:
         Reader &m_reader;
     };
 
-    /// The index of the innermost list element around the present place; -1 outside of lists.
+    /// The index of the innermost list element around the current place; -1 outside of lists.
     int index() const;
 
-    /// Something is wrong at the present place.
+    /// Reports a problem at the current place.
     void problem(const QString &reason);
-    /// Another value was expected there.
+    /// Reports that another value was expected there.
     void expected(const QString &what, const QJsonValue &got);
-    /// The object there has keys that nobody knows.
+    /// Reports an unknown key of the object.
     void unknownKeys(const QJsonObject &object, const QStringList &known);
 
     /// A value as a message shows it.
@@ -61,7 +61,7 @@ public:
 private:
     struct Step {
         const char *key; ///< UTF-8, or null.
-        QString text;    ///< A key that is no literal.
+        QString text;    ///< A key that is not a literal.
         int index;       ///< Of an element; negative with `text`.
     };
     bool parse(const QByteArray &json, bool isLine, QJsonObject &object);
@@ -73,7 +73,7 @@ private:
     QVarLengthArray<Step, 16> m_path;
 };
 
-/// The path of an entry: `path.key`, or `path["key"]` for a key that is no word.
+/// The path of an entry: `path.key`, or `path["key"]` for a key that is not an identifier.
 QString pathOf(const QString &path, const QString &key);
 QString pathOf(const QString &path, int index);
 

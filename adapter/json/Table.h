@@ -18,7 +18,7 @@
 #include <utility>
 
 /// Objects by tables. A Table names the entries of an object, with a rule for each: how the value is read, checked and
-/// written, and what a JSON Schema says about it.
+/// written, and its JSON Schema.
 namespace Json {
 
 /// The table of the objects that hold a T:
@@ -81,7 +81,7 @@ void writeObject(Writer &out, const T &value, const T &defaults = T());
 class Schema
 {
 public:
-    /// What the schema says of the present value is written here, as entries of an open object.
+    /// The schema of the current value is written here, as entries of an open object.
     Writer out;
 
     /// A reference to the definition of an object, which is made on first use.
@@ -104,7 +104,7 @@ private:
     QVector<QPair<QByteArray, QByteArray>> m_definitions;
 };
 
-// Rules. Besides what they read and write they say whether a schema shows the default.
+// Rules. Each also states whether a schema shows the default.
 
 /// What names the kind of a file. The owner is left alone, as with Version.
 struct Format {
@@ -175,7 +175,7 @@ struct Text {
     void describe(Schema &schema, const QString &) const;
 };
 
-/// A text that is null where there is none.
+/// A string that is null where there is none.
 struct OptionalText : Text {
     bool isAbsent(const QString &text) const { return text.isNull(); }
     bool showsDefault() const { return false; }
@@ -217,7 +217,7 @@ struct Enumeration {
             if (name.second == value)
                 return out.text(QLatin1String(name.first));
         }
-        out.number(qint64(value)); // which reading refuses
+        out.number(qint64(value)); // which is refused when read
     }
     QString what() const { return QStringLiteral("one of ") + list().join(QLatin1String(", ")); }
     bool showsDefault() const { return true; }

@@ -21,12 +21,12 @@ struct KeptValue {
     QVariant content; ///< What the member held.
 };
 
-/// Writes a value: texts, bools, int, lists and maps as plain JSON, invalid as null, everything else with its type. The
+/// Writes a value: strings, bools, int, lists and maps as plain JSON, invalid as null, everything else with its type. The
 /// writer's style must be Lines.
 void writeTyped(Writer &out, const QVariant &value);
 QByteArray toTypedJson(const QVariant &value);
 
-/// The value that a JSON value stands for. Invalid, or anything else, where the reader has found a problem.
+/// The value that a JSON value represents. Unspecified where the reader reports a problem.
 QVariant fromTypedJson(Reader &reader, const QJsonValue &json);
 
 /// Defines "value", any such value, in a schema.

@@ -19,7 +19,7 @@ bool isLoneSurrogate(const QString &text, int i)
     return c.isLowSurrogate() && (i == 0 || !text[i - 1].isHighSurrogate());
 }
 
-/// The end of a text in quotes, or of a whole value that is no object and no list.
+/// Ends a quoted string, or a value that is neither an object nor a list.
 const char *scalarEnd(const char *at)
 {
     if (*at != '"')

@@ -5,7 +5,7 @@
 
 namespace Json {
 
-/// Writes a JSON text, piece by piece and in one line. Entries keep their order.
+/// Writes JSON piece by piece, on one line. Entries keep their order.
 class Writer
 {
 public:
@@ -27,11 +27,11 @@ public:
 
     /// Half a surrogate pair becomes \uXXXX.
     void text(const QString &text);
-    /// Null for what is no finite number.
+    /// Null for infinities and NaN.
     void number(double number);
     void number(qint64 number) { m_json += QByteArray::number(number); }
     void flag(bool value) { m_json += value ? "true" : "false"; }
-    /// A value's JSON, or a text in quotes that needs no escapes.
+    /// A value's JSON, or a quoted string that needs no escapes.
     void raw(const QByteArray &json) { m_json += json; }
 
     const QByteArray &json() const { return m_json; }
@@ -42,7 +42,7 @@ private:
     bool m_isFirst = true;
 };
 
-/// A text that Writer wrote, for people: short objects and lists on one line, everything else indented.
+/// Formats the output of Writer for people: short objects and lists on one line, everything else indented.
 QByteArray layOut(const QByteArray &json);
 
 } // namespace Json

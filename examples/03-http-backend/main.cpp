@@ -46,7 +46,7 @@ int main(int argc, char **argv)
     qInfo("%s: %d x %d pixels written, saved and read back over HTTP: %s", qPrintable(screen->getName()), rect.width(),
           rect.height(), read.getCoefficient() == values ? "the same" : "different");
 
-    device.reset(); // somebody pulls the plug
+    device.reset(); // the device is unplugged
     const auto unplugged = screen->setCoefficients(rect, written);
     qInfo("without the device: code %d", unplugged);
     return read.getCoefficient() == values && unplugged == enTimeout ? 0 : 1;

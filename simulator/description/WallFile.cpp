@@ -434,7 +434,7 @@ struct Table<Fault> {
         field("times", "How many calls after those go wrong; -1: all.", &Fault::times, Integer{-1, largestInt});
         field("milliseconds", "How much longer a late answer takes.", &Fault::milliseconds, milliseconds,
               Of{"type", "lateAnswer", &Fault::type, Fault::LateAnswer});
-        field("key", "The entry that is missing or of a wrong type; left out: one that is drawn.", &Fault::key, Text());
+        field("key", "The entry that is missing or of a wrong type; left out: a randomly chosen one.", &Fault::key, Text());
         field("status", "The status that is answered, such as \"404\".", &Fault::status, Text{false},
               Of{"type", "status", &Fault::type, Fault::Status});
     }
@@ -704,8 +704,8 @@ struct Table<WallDescription> {
     {
         header(field);
         field("title", "Free text.", &WallDescription::title, Text());
-        field("seed", "For everything that is drawn.", &WallDescription::seed, bigCount);
-        field("chaos", "Share of the calls that meet a drawn fault.", &WallDescription::chaos, Share());
+        field("seed", "Seed of all random numbers.", &WallDescription::seed, bigCount);
+        field("chaos", "Share of the calls that meet a random fault.", &WallDescription::chaos, Share());
         field("replyBlockHeight", "Loaded coefficients come in bands of this many rows; 0: in one block.",
               &WallDescription::replyBlockHeight, lengthOrNone);
         field("defaultPixels", "", &WallDescription::defaultPixels, As<PixelsProxy>());

@@ -282,7 +282,8 @@ Answer saveSolid(WallState &, DeviceState *device, const Call &call)
     const QVariant type = entries.any("type");
     entries.done();
     if (!(QMetaType(type.userType()).flags() & QMetaType::IsEnumeration) || type.toInt() < 0 || type.toInt() >= kindCount)
-        throw Refusal{QStringLiteral("type is %1, which is no kind").arg(Json::describeValue(type, 64)), {}};
+        throw Refusal{QStringLiteral("type is %1, which is not a kind of coefficients").arg(Json::describeValue(type, 64)),
+                      {}};
     changePlanes(*device, static_cast<Kind>(type.toInt()), ids,
                  [](Planes &planes) { planes.copy(Store::Working, Store::User); });
     return done;
@@ -380,7 +381,7 @@ Answer lock(WallState &, DeviceState *device, const Call &call)
     const QVariant owner = only(entries.list("appids"), "appids");
     entries.done();
     if (owner.userType() != QMetaType::QString)
-        throw Refusal{QStringLiteral("appids holds %1, which is no text").arg(Json::describeValue(owner, 64)), {}};
+        throw Refusal{QStringLiteral("appids holds %1, which is not a string").arg(Json::describeValue(owner, 64)), {}};
     device->lockOwner = owner.toString();
     return done;
 }

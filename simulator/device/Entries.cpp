@@ -31,7 +31,7 @@ QVariant Entries::take(const char *key, int type)
 {
     const QVariant value = any(key);
     if (value.userType() != type) {
-        throw Refusal{QStringLiteral("%1 is %2, which is no %3")
+        throw Refusal{QStringLiteral("%1 is %2, not %3")
                           .arg(path(key), describeValue(value, 64), QString::fromLatin1(QMetaType::typeName(type))),
                       {}};
     }

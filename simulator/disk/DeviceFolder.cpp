@@ -29,7 +29,7 @@ const char *const packEnd = ".planes";
 /// `state.json` ends with its own checksum, which begins so and covers everything before.
 const QByteArray checksumStart(",\n\"sha1\": \"");
 const QByteArray checksumEnd("\"}\n");
-/// Stands for the checksum in a file that somebody edited.
+/// In place of the checksum: the file was edited by hand and is not verified.
 const QLatin1String acceptedEdit("edited");
 
 /// A value that goes into a pack: a plane, or the configuration file.
@@ -241,7 +241,7 @@ QMap<int, qint64> DeviceFolder::usedBytes(const Saved &saved)
 
 QByteArray DeviceFolder::stateText(const QString &deviceKey, const Saved &saved)
 {
-    // One line a cabinet, so that a change of one needs no other's text anew.
+    // One line a cabinet, so that a change of one leaves the others' bytes as they are.
     QByteArray text = "{\"format\": " + quoted(stateFormat) + ", \"version\": " + QByteArray::number(stateVersion)
                       + ", \"key\": " + quoted(deviceKey) + ",\n\"device\": " + saved.line + ",\n\"cabinets\": {";
     const char *separator = "\n";
@@ -283,7 +283,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
         return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(filePath(stateName)));
     bool changed = next.line != m_saved.line || !m_isCertain;
 
-    // What differs. Values that nobody wrote to are still shared with those from before.
+    // What differs. Values that were not changed are still shared with those from before.
     const int pack = nextPack();
     QVector<QByteArray> values;
     qint64 packSize = 0;

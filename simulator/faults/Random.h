@@ -6,7 +6,7 @@
 
 namespace Simulator {
 
-/// Numbers drawn from a seed: the same on every machine and with every compiler, which the distributions of the standard
+/// Random numbers from a seed: the same on every machine and with every compiler, which the distributions of the standard
 /// library are not.
 class Random
 {

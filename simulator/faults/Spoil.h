@@ -11,7 +11,7 @@ namespace Simulator::Spoil {
 bool truncate(QVariant &reply);
 /// Every list of two or more elements comes in another order.
 bool shuffle(QVariant &reply, Random &random);
-/// Every map loses the entry `key`; each one that is drawn when `key` is empty.
+/// Every map loses the entry `key`; each a randomly chosen one when `key` is empty.
 bool removeEntries(QVariant &reply, const QString &key, Random &random);
 /// The same entries get a value of another type.
 bool retypeEntries(QVariant &reply, const QString &key, Random &random);

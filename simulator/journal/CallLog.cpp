@@ -55,7 +55,7 @@ void CallLog::end(quint64 serial, const Adapter::Answer &answer, qint64 time, bo
         call->result = answer.result;
         call->reply = answer.reply;
         call->headers = answer.headers;
-        call->duration = std::max<qint64>(0, time - call->time); // a wall that is set up begins time anew
+        call->duration = std::max<qint64>(0, time - call->time); // setting up a wall resets its time to 0
         call->settled = true;
         call->rejected = rejected;
         end(serial);

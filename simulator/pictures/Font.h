@@ -3,7 +3,7 @@
 #include <QtCore/QChar>
 
 /// A bitmap font for pictures, so that they need neither a GUI application nor installed fonts: the printable ASCII
-/// characters; an empty box stands for every other one.
+/// characters; every other one is shown as an empty box.
 namespace Simulator::Font {
 
 constexpr int width = 5;

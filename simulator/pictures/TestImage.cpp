@@ -24,7 +24,7 @@ QRgb color(const QVariant &value)
     return qRgb(number(map, "r"), number(map, "g"), number(map, "b"));
 }
 
-/// An axis of `length` pixels on which `squareAt` tells the number for each pixel of the region, counted from its start.
+/// An axis of `length` pixels on which `squareAt` returns the number of each pixel of the region, counted from its start.
 template <typename SquareAt>
 QVector<int> axis(int length, int regionStart, int regionLength, SquareAt squareAt)
 {

@@ -9,7 +9,7 @@
 
 namespace Simulator {
 
-/// What a change of the wall brings about outside it: told to others when the lock has been released.
+/// Notifications of a change of the wall, to send after unlocking.
 struct Aftermath {
     std::vector<std::function<void()>> settle; ///< Each settles one promise.
     bool devicesChanged = false;

@@ -77,7 +77,8 @@ bool Answers::losePower(const Action &action, const Call &call, Aftermath &after
 bool Answers::isLost(const Begun &begun, const Call &call) const
 {
     const DeviceState *const device = std::as_const(m_state).device(call.deviceKey);
-    return device && device->plugged && (begun.life != m_clock.life() || device->powerLosses != begun.powerLosses);
+    return device && device->plugged
+           && (begun.generation != m_clock.generation() || device->powerLosses != begun.powerLosses);
 }
 
 Answer Answers::perform(quint64 serial, const Call &call, const Act &act)

@@ -8,7 +8,7 @@ namespace Simulator {
 
 inline const QLatin1String powerLost("the device lost its power meanwhile");
 
-/// What devices answer. The wall's lock must be held.
+/// The answers of devices. The wall's lock must be held.
 class Answers
 {
 public:
@@ -23,13 +23,13 @@ public:
     Answer perform(quint64 serial, const Call &call, const Act &act);
 
 private:
-    // Both answer whether the action's note is to be told.
+    // Both return whether the action's note is to be added to the call.
 
-    /// The wall's own behaviour, spoilt if the action says so.
+    /// The wall's own behaviour, corrupted if the action requires it.
     bool performSpoilt(const Begun &begun, const Call &call, const Act &act, Answer &answer);
     /// The device goes or restarts instead of answering.
     bool losePower(const Action &action, const Call &call, Aftermath &after);
-    /// Whether the device lost its power since the call began, and is back: it knows nothing of the call.
+    /// Whether the device lost its power since the call began, and is back: the call is lost.
     bool isLost(const Begun &begun, const Call &call) const;
 
     SavedState &m_state;

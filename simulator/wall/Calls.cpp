@@ -30,7 +30,7 @@ const Act &actFor(const Call &call)
 
 } // namespace
 
-/// Abandons a call when an exception leaves the scope, such as one that tells that memory ran out.
+/// Abandons a call when an exception leaves the scope, such as std::bad_alloc.
 class Calls::Abandoning
 {
 public:
@@ -146,7 +146,8 @@ Promise Calls::uploadLater(PendingUpload pending)
         if (begun.action.type == Action::Never)
             m_wall.log.note(begun.serial, begun.action.note);
         const DeviceState *const device = m_wall.memory.device(pending.call.deviceKey);
-        const bool isLost = begun.life != m_wall.clock.life() || (device && device->powerLosses != begun.powerLosses);
+        const bool isLost =
+            begun.generation != m_wall.clock.generation() || (device && device->powerLosses != begun.powerLosses);
         if (isLost && !pending.isHeldByScript())
             m_wall.pending.reject(pending, powerLost, after);
         else
@@ -187,7 +188,7 @@ Begun Calls::begin(const Call &call, bool promise)
     }
     if (device)
         begun.powerLosses = device->powerLosses;
-    begun.life = m_wall.clock.life();
+    begun.generation = m_wall.clock.generation();
     return begun;
 }
 

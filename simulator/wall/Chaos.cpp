@@ -6,7 +6,7 @@ namespace Simulator {
 
 std::optional<Action> Chaos::draw(quint64 serial, const Call &call, bool promise, Aftermath &after)
 {
-    constexpr quint64 parts = quint64(1) << 53; // as many as a double tells apart
+    constexpr quint64 parts = quint64(1) << 53; // as many as a double can distinguish
     Random &random = m_state.random;
     if (!(m_state.chaos > 0.0) || random.below(parts) >= static_cast<quint64>(qMin(m_state.chaos, 1.0) * double(parts)))
         return std::nullopt;
@@ -38,7 +38,8 @@ Action Chaos::fault(Fault::Type type, const Call &call, Aftermath &after)
     const char *const statuses[] = {"404", "500", "503"};
     fault.status = QString::fromLatin1(statuses[m_state.random.below(3)]);
     Action action = ruleOf(fault, QStringLiteral("chaos")).action;
-    // Nobody plugs in by hand what chaos unplugged, nor unplugs what would hang for ever.
+    // A device that chaos unplugs is plugged in later, and one that never settles is unplugged, so that no host waits
+    // forever.
     action.backAfter = milliseconds();
     if (fault.type == Fault::NeverSettle) {
         const int unplugged = milliseconds();

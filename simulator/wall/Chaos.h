@@ -4,7 +4,7 @@
 
 namespace Simulator {
 
-/// What is drawn from the wall's seed to go wrong. The wall's lock must be held.
+/// Random faults and events from the wall's seed. The wall's lock must be held.
 class Chaos
 {
 public:

@@ -4,7 +4,7 @@ namespace Simulator {
 
 void WallClock::restart()
 {
-    ++m_life;
+    ++m_generation;
     m_time = 0;
     m_since = std::chrono::steady_clock::now();
 }

@@ -15,10 +15,10 @@ constexpr qint64 longestTime = qint64(1) << 50; ///< Milliseconds: sums of a few
 class WallClock
 {
 public:
-    /// Back to 0, for another life of the wall; the mode stays.
+    /// Back to 0, for another generation of the wall; the mode stays.
     void restart();
-    /// Counts the restarts. What belongs to an earlier life does nothing any more.
-    quint64 life() const { return m_life; }
+    /// Counts the restarts. Wake-ups and calls of an earlier generation are stale and have no effect.
+    quint64 generation() const { return m_generation; }
     void setMode(ClockMode mode);
     ClockMode mode() const { return m_mode; }
     bool isReal() const { return m_mode == ClockMode::RealTime; }
@@ -28,7 +28,7 @@ public:
 
 private:
     ClockMode m_mode = ClockMode::RealTime;
-    quint64 m_life = 0;
+    quint64 m_generation = 0;
     qint64 m_time = 0; ///< Now; of a real clock the time at `m_since`.
     std::chrono::steady_clock::time_point m_since = std::chrono::steady_clock::now();
 };

@@ -21,7 +21,7 @@ struct Begun {
     qint64 answerAt = 0; ///< When the device acts. From there on the reply takes its own time.
     bool inThread = false;
     quint64 powerLosses = 0; ///< Of the device; the call is lost when it changes.
-    quint64 life = 0;        ///< Of the wall; likewise.
+    quint64 generation = 0;  ///< Of the wall; likewise.
 };
 
 /// An upload whose promise is open.

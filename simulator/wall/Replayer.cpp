@@ -79,7 +79,7 @@ std::optional<QtPromise::QPromise<bool>> Replayer::upload(const Call &call)
             wait += std::chrono::milliseconds(m_recording->untilNext(taken->recorded) / 1000);
     }
     settleBeforeNext();
-    // A host that waits for the upload instead of making the next recorded call must not wait for ever.
+    // A host that waits for the upload instead of making the next recorded call must not wait forever.
     if (promise.isPending() && QAbstractEventDispatcher::instance()) {
         const quint64 serial = taken->serial;
         QTimer::singleShot(wait, [self = m_self, serial] {

@@ -14,8 +14,8 @@
 
 namespace Simulator {
 
-/// Answers calls as a recording says; see Replay. Its functions take the wall's lock but for those in "Locked", for which it
-/// must be held.
+/// Answers calls from a recording; see Replay. Its functions take the wall's lock, but for those whose names end with
+/// "Locked": their callers hold it.
 class Replayer
 {
 public:

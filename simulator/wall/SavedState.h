@@ -8,11 +8,11 @@
 
 namespace Simulator {
 
-/// What a wall remembers, and the directory that keeps what lasts of it. Has no lock of its own.
+/// The state of a wall, and the directory that holds its persistent part. Has no lock of its own.
 struct SavedState : WallState {
     std::unique_ptr<WallDirectory> directory; ///< Null while no wall on disk is open.
 
-    /// Runs `change`, which alters a device or none, and saves what lasts of it before it returns. When that fails, or
+    /// Runs `change`, which alters a device or none, and saves the persistent state before it returns. When that fails, or
     /// when `change` throws, the device is as before; a Refusal says why.
     template <typename Change>
     auto saved(DeviceState *device, Change change)

@@ -74,14 +74,14 @@ bool TimeKeeper::stepLocked(qint64 time, Aftermath &after)
 
 void TimeKeeper::happenUntil(qint64 time)
 {
-    std::optional<quint64> life;
+    std::optional<quint64> generation;
     for (;;) {
         Aftermath after;
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
-            if (life.value_or(m_clock.life()) != m_clock.life() || !stepLocked(time, after))
+            if (generation.value_or(m_clock.generation()) != m_clock.generation() || !stepLocked(time, after))
                 return;
-            life = m_clock.life();
+            generation = m_clock.generation();
         }
         tell(after);
     }
@@ -94,15 +94,15 @@ void TimeKeeper::happenUntilNow()
 
 void TimeKeeper::passTo(qint64 time)
 {
-    std::optional<quint64> life;
+    std::optional<quint64> generation;
     for (;;) {
         qint64 sleep = 0;
         qint64 until = time;
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_clock.now() >= time || life.value_or(m_clock.life()) != m_clock.life())
+            if (m_clock.now() >= time || generation.value_or(m_clock.generation()) != m_clock.generation())
                 return;
-            life = m_clock.life();
+            generation = m_clock.generation();
             if (m_clock.isReal()) {
                 until = std::min(time, nextLocked().value_or(time));
                 sleep = until - m_clock.now();
@@ -112,7 +112,7 @@ void TimeKeeper::passTo(qint64 time)
             std::this_thread::sleep_for(std::chrono::microseconds(sleep));
         happenUntil(until);
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (*life == m_clock.life())
+        if (*generation == m_clock.generation())
             m_clock.reach(until);
     }
 }
@@ -148,7 +148,7 @@ std::optional<int> TimeKeeper::wake(const WakeUp &wakeUp)
 
 std::optional<qint64> TimeKeeper::targetLocked(const WakeUp &wakeUp) const
 {
-    if (wakeUp.life != m_clock.life() || m_clock.mode() == ClockMode::Stepped)
+    if (wakeUp.generation != m_clock.generation() || m_clock.mode() == ClockMode::Stepped)
         return std::nullopt;
     if (m_clock.isReal())
         return m_clock.now();
@@ -157,7 +157,7 @@ std::optional<qint64> TimeKeeper::targetLocked(const WakeUp &wakeUp) const
 
 std::optional<int> TimeKeeper::comeBackLocked(const WakeUp &wakeUp) const
 {
-    if (wakeUp.life != m_clock.life() || m_clock.mode() == ClockMode::Stepped)
+    if (wakeUp.generation != m_clock.generation() || m_clock.mode() == ClockMode::Stepped)
         return std::nullopt;
     if (!m_clock.isReal())
         return m_uploads.isWaiting() && nextLocked() ? std::optional<int>(0) : std::nullopt;
@@ -179,7 +179,7 @@ void TimeKeeper::arm(qint64 time, bool inThread, bool isUpload)
     int milliseconds = 0;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        wakeUp.life = m_clock.life();
+        wakeUp.generation = m_clock.generation();
         isReal = m_clock.isReal();
         if (m_clock.mode() == ClockMode::Stepped || (!isReal && !m_uploads.isWaiting()))
             return;

@@ -15,12 +15,11 @@
 
 namespace Simulator {
 
-/// Lets a wall's time pass. What lies ahead is the events and the uploads that are due at a certain moment. They happen in
-/// the order of their moments, whoever comes first to see that the moment has come: a call, an event loop, a thread of the
-/// wall, a program that advances the time.
+/// Runs a wall's scheduled events and settles its uploads when they are due, in the order of their times. The time is
+/// checked by calls, event loops, the wall's threads and Timeline::advance(); the first to find something due runs it.
 ///
-/// Functions take the wall's lock but for those in "Locked", for which it must be held. None holds it while it sleeps or
-/// tells.
+/// Functions take the wall's lock, but for those whose names end with "Locked": their callers hold it. No function holds
+/// the lock while it sleeps or sends notifications.
 class TimeKeeper
 {
 public:
@@ -35,26 +34,26 @@ public:
 
     qint64 now() const;
     void setMode(ClockMode mode);
-    /// Until it is `time`: sleeping, or at once.
+    /// Moves the time on to `time`: in real time by sleeping.
     void passTo(qint64 time);
-    /// Lets happen what is due.
+    /// Runs what is due.
     void happenUntilNow();
-    /// Makes an event happen at once. False when there is no such device, or nothing to change.
+    /// Runs an event at once. False when there is no such device, or nothing to change.
     bool happen(const Event &event);
     void tell(const Aftermath &after);
-    /// Sees to it that somebody wakes the wall for an upload, or for an event (`inThread` is false).
+    /// Schedules a wake-up for an upload, or for an event (`inThread` is false).
     void arm(qint64 time, bool inThread, bool isUpload);
-    /// For wake-ups: lets happen what is due, with a skipping clock the next thing to come. How many milliseconds later
-    /// to come back, or none.
+    /// For wake-ups: runs what is due, with a skipping clock also the next event. Returns the milliseconds until the next
+    /// wake-up, or none.
     std::optional<int> wake(const WakeUp &wakeUp);
 
 private:
-    /// The moment of the next thing to come.
+    /// The time of the next event or settlement.
     std::optional<qint64> nextLocked() const;
-    /// Lets the next thing happen that is due at `time`; false when there is none.
+    /// Runs the next event or settlement that is due at `time`; false when there is none.
     bool stepLocked(qint64 time, Aftermath &after);
     void happenUntil(qint64 time);
-    /// The moment up to which a wake-up lets things happen.
+    /// The time up to which a wake-up runs events.
     std::optional<qint64> targetLocked(const WakeUp &wakeUp) const;
     std::optional<int> comeBackLocked(const WakeUp &wakeUp) const;
     int millisecondsUntilLocked(qint64 time) const;

@@ -25,7 +25,7 @@ const bool isDefault = [] {
 void closeAtExit(const std::shared_ptr<Wall> &wall)
 {
     static std::mutex mutex;
-    static auto *const walls = new std::vector<std::weak_ptr<Wall>>; // for whoever is still running then
+    static auto *const walls = new std::vector<std::weak_ptr<Wall>>; // never deleted: threads may still use it at exit
     const std::lock_guard<std::mutex> lock(mutex);
     static const int registered = std::atexit([] {
         for (const std::weak_ptr<Wall> &each : *walls) {

@@ -9,10 +9,10 @@ namespace Simulator {
 
 class TimeKeeper;
 
-/// What a wake-up is for. One that belongs to a wall that is gone, or to an earlier life of it, does nothing.
+/// What a wake-up is for. A wake-up of a deleted wall, or of a stale generation of it, does nothing.
 struct WakeUp {
     std::weak_ptr<TimeKeeper> keeper;
-    quint64 life;
+    quint64 generation;
     qint64 time; ///< Microseconds of the wall's clock.
 };
 

@@ -18,7 +18,7 @@ void Wall::reset(const QString &reason)
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        beginLife(reason, true, after);
+        beginGeneration(reason, true, after);
         static_cast<WallState &>(memory) = WallState();
         replayer.resetLocked(reason, after);
         log.reset();
@@ -46,13 +46,13 @@ void Wall::setUp(const WallDescription &wall, const QList<DeviceState> &devices,
         ahead.emplace(DeviceEvents::momentOf(event), event);
         after.events += DeviceEvents::momentOf(event);
     }
-    beginLife(QStringLiteral("the wall was set up anew"), false, after);
+    beginGeneration(QStringLiteral("the wall was set up again"), false, after);
     static_cast<WallState &>(memory) = std::move(another);
     events.ahead.swap(ahead);
     after.devicesChanged = true;
 }
 
-void Wall::beginLife(const QString &reason, bool rejectsHeld, Aftermath &after)
+void Wall::beginGeneration(const QString &reason, bool rejectsHeld, Aftermath &after)
 {
     events.ahead.clear();
     const auto isMeant = [&](const PendingUpload &upload) { return rejectsHeld || !upload.isHeldByScript(); };

@@ -17,7 +17,7 @@
 namespace Simulator {
 
 /// What a VirtualWall consists of, and the one lock that guards it. Wake-ups hold on to it, so that it may outlive the
-/// VirtualWall by what they are about.
+/// VirtualWall.
 struct Wall {
     /// `backend` emits the signals.
     static std::shared_ptr<Wall> make(Adapter::DeviceBackend *backend);
@@ -51,7 +51,7 @@ struct Wall {
     void setUp(const WallDescription &wall, const QList<DeviceState> &devices, Aftermath &after);
 
 private:
-    void beginLife(const QString &reason, bool rejectsHeld, Aftermath &after);
+    void beginGeneration(const QString &reason, bool rejectsHeld, Aftermath &after);
 };
 
 } // namespace Simulator

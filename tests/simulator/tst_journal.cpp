@@ -486,7 +486,7 @@ private Q_SLOTS:
             QTest::newRow(name) << content << calls << QString::fromUtf8(quoted(problem));
         };
         raw("an empty file", "", 0, "empty, not even a header");
-        raw("no JSON", "led wall\n", 0, "line 1: byte 1: no JSON: illegal value");
+        raw("no JSON", "led wall\n", 0, "line 1: byte 1: not valid JSON: illegal value");
         raw("a header that is no map", "[1]\n", 0, "line 1: expected an object, got a list");
         raw("a call without header", quoted("{'number': 1, 'operation': 'x', 'result': true}\n"), 0,
             "line 1: journal: expected 'led-wall', got nothing");
@@ -503,10 +503,10 @@ private Q_SLOTS:
             raw(name, header + quoted("{'number': 1, 'operation': 'x', 'result': true}\n") + quoted(text) + '\n', 1,
                 problem);
         };
-        line("a line that is no JSON", "{'number': 2,, }", "line 3: byte 14: no JSON: unterminated object");
-        line("a line that is no map", "7", "line 3: byte 1: no JSON: illegal value");
-        line("two values on a line", "{} {}", "line 3: byte 3: no JSON: garbage at the end of the document");
-        line("text that is no UTF-8", "{'operation': '\xff'}", "line 3: byte 15: no JSON: invalid UTF8 string");
+        line("a line that is not JSON", "{'number': 2,, }", "line 3: byte 14: not valid JSON: unterminated object");
+        line("a line that is not an object", "7", "line 3: byte 1: not valid JSON: illegal value");
+        line("two values on a line", "{} {}", "line 3: byte 3: not valid JSON: garbage at the end of the document");
+        line("text that is not UTF-8", "{'operation': '\xff'}", "line 3: byte 15: not valid JSON: invalid UTF8 string");
         line("no number", "{'operation': 'x', 'result': true}", "line 3: number: expected a positive integer, got nothing");
         line("number zero", "{'number': 0, 'operation': 'x', 'result': true}",
              "line 3: number: expected a positive integer, got 0");

@@ -51,14 +51,14 @@ private Q_SLOTS:
                "block.coefficients is not base64");
         upload("no values", List{map({{"area", area(0, 0, 1, 1)}})}, "block.coefficients is missing");
         upload("values that are no text", List{map({{"area", area(0, 0, 1, 1)}, {"coefficients", 1}})},
-               "block.coefficients is int 1, which is no QString");
+               "block.coefficients is int 1, not QString");
         upload("an additional entry", List{map({{"area", area(0, 0, 1, 1)}, {"coefficients", base64(pixel)}, {"zz", 1}})},
                "additional entries in {\"area\": {\"point\": {\"x\": int 0, \"y\": int 0}, \"size\": {\"height\": int 1, "
                "\"width\": int 1}}, \"coefficients\": \"AQABAAEAAQABAAEAAQABAAEA\", \"zz\": int 1}");
         Map wide = area(0, 0, 1, 1);
         wide.insert(QStringLiteral("size"), map({{"height", 1}, {"width", qlonglong(1)}}));
         upload("a size of another type", List{map({{"area", wide}, {"coefficients", base64(pixel)}})},
-               "block.area.size.width is qlonglong 1, which is no int");
+               "block.area.size.width is qlonglong 1, not int");
     }
 
     void refusesWhatNoDeviceWouldAccept()
@@ -87,20 +87,19 @@ private Q_SLOTS:
         HWInfo &hardware = *HWInfo::getInstance();
         Map locked;
         QVERIFY(refused(hardware.lock(a, {}, locked), "appids is missing"));
-        QVERIFY(refused(hardware.lock(a, map({{"appids", List{1}}}), locked), "appids holds int 1, which is no text"));
+        QVERIFY(refused(hardware.lock(a, map({{"appids", List{1}}}), locked), "appids holds int 1, which is not a string"));
         QVERIFY(refused(hardware.lock(a, map({{"appids", List{}}}), locked), "appids holds 0 elements, not one"));
         QVERIFY(refused(hardware.unLock(a, map({{"appids", List{}}})), "additional entries in {\"appids\": []}"));
         QVERIFY(refused(screens().setGammaTable(a, all, map({{"type", 3}, {"gammaTable", ints}})), "unknown gamma type 3"));
         QVERIFY(refused(screens().setGammaTable(a, all, map({{"type", 0}, {"gammaTable", List()}})),
-                        "gammaTable is [], which is no QList<int>"));
-        QVERIFY(refused(correction().setScreenABLEnable(a, all, map({{"enable", 1}}), reply),
-                        "enable is int 1, which is no bool"));
+                        "gammaTable is [], not QList<int>"));
+        QVERIFY(refused(correction().setScreenABLEnable(a, all, map({{"enable", 1}}), reply), "enable is int 1, not bool"));
         QVERIFY(refused(correction().saveCabinetsCoeffcient(a, cids({one, 1}), reply), "unknown cabinet int 1"));
-        QVERIFY(refused(correction().saveCabinetsCoeffcient(a, map({{"cids", one}}), reply),
-                        "cids is \"1\", which is no QVariantList"));
+        QVERIFY(
+            refused(correction().saveCabinetsCoeffcient(a, map({{"cids", one}}), reply), "cids is \"1\", not QVariantList"));
         QVERIFY(refused(correction().saveCabinetsCoeffcient(a, cids({qlonglong(0)}), reply), "unknown cabinet qlonglong 0"));
         QVERIFY(refused(correction().setMutiCabinetSolid(a, map({{"idList", List{one}}, {"type", 1}}), reply),
-                        "type is int 1, which is no kind"));
+                        "type is int 1, which is not a kind of coefficients"));
         QVERIFY(
             refused(correction().getFlashCheckCode(a, one, map({{"x", 1}}), list), "additional entries in {\"x\": int 1}"));
         const List flags{map({{"id", QStringLiteral("9")}, {"flag", b}})};

@@ -490,7 +490,7 @@ private Q_SLOTS:
         QSignalSpy changed(HttpProxy::getInstance(), &HttpProxy::deviceChanged);
         wall().setWall(description);
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(rejection(promise), QStringLiteral("the wall was set up anew"));
+        QCOMPARE(rejection(promise), QStringLiteral("the wall was set up again"));
         QCOMPARE(wall().timeline().now(), 0);
         QCOMPARE(wall().state().chroma(a, one), plane(8, 257));
         List reply;

@@ -335,11 +335,11 @@ void TestWallFile::problemsAreNamed_data()
 
     row("an empty file", "", "the file is empty");
     row("nothing but blanks", " \n", "the file is empty");
-    row("no JSON at all", "wall", "1:2: no JSON: illegal value");
-    row("a picture", QByteArray("\x89PNG\r\n\x1a\n\x00", 9), "1:2: no JSON: illegal value");
-    row("cut short", good.left(20) + "\n  \xc3\xa4", "2:4: no JSON: unterminated string");
-    row("a number that nothing can hold", wallWith("'brightnessMin': 1e999"), "1:96: no JSON: illegal number");
-    row("nested too deep", QByteArray(100000, '['), "1:1026: no JSON: too deeply nested document");
+    row("no JSON at all", "wall", "1:2: not valid JSON: illegal value");
+    row("a picture", QByteArray("\x89PNG\r\n\x1a\n\x00", 9), "1:2: not valid JSON: illegal value");
+    row("cut short", good.left(20) + "\n  \xc3\xa4", "2:4: not valid JSON: unterminated string");
+    row("a number that nothing can hold", wallWith("'brightnessMin': 1e999"), "1:96: not valid JSON: illegal number");
+    row("nested too deep", QByteArray(100000, '['), "1:1026: not valid JSON: too deeply nested document");
     row("a list", "[]", "expected an object, got a list");
     row("a key twice", "{\n" + json("'title': 'a',\n'title': 'b',\n") + wallWith("'label': 'A'").mid(1),
         "3: the key 'title' is there twice");

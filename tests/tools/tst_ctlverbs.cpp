@@ -628,8 +628,8 @@ void CtlVerbsTest::changesAreWatched()
     QVERIFY2(text.exit == 0, text.all());
     QList<QByteArray> lines = text.out.split('\n');
     std::sort(lines.begin(), lines.end());
-    QCOMPARE(lines,
-             QList<QByteArray>({"", "device A: its screen is called \"Arena\"", "the screens changed: discover them anew"}));
+    QCOMPARE(lines, QList<QByteArray>(
+                        {"", "device A: its screen is called \"Arena\"", "the screens changed: discover them again"}));
     const Run json = m_program.json("--wall events.json watch --count 2");
     QVERIFY2(json.exit == 0, json.all());
     QCOMPARE(json.out.count('\n'), 2);

@@ -73,7 +73,7 @@ std::optional<bool> openWall(Simulator::VirtualWall &wall, const QString &folder
     if (isThere ? wall.open(folder, &error)
                 : Simulator::presetWall(QStringLiteral("demo"), description) && wall.create(folder, description, &error))
         return isThere;
-    out() << error << "\nTo begin anew, remove the folder " << folder << Qt::endl;
+    out() << error << "\nTo start again, remove the folder " << folder << Qt::endl;
     return std::nullopt;
 }
 
@@ -119,7 +119,8 @@ QStringList devicesOf(const QList<CabinetInfo> &cabinets)
     return keys;
 }
 
-/// Whether a controller ever saved a correction: its factory store, which nobody here writes, shows what it has otherwise.
+/// Whether a controller ever saved a correction: its factory store, which this program does not write, shows what it has
+/// otherwise.
 bool hasSaved(const Simulator::VirtualWall &wall, const QString &key, const QList<CabinetInfo> &cabinets)
 {
     return std::any_of(cabinets.cbegin(), cabinets.cend(), [&](const CabinetInfo &cabinet) {

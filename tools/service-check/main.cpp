@@ -38,7 +38,7 @@ int main(int argc, char **argv)
     std::string backend;
     std::string device;
     bool asJson = false;
-    CLI::App app("Asks a device service for every operation, and says what a host makes of the replies.\n"
+    CLI::App app("Calls every operation of a device service, and reports what a host makes of the replies.\n"
                  "Exit code: 0 all good, 1 findings, 64 wrong command line, 69 no device.",
                  "service-check");
     if (Service::hasChoice()) {

@@ -20,7 +20,7 @@ namespace {
 
 const char *const introduction = R"(# The device service
 
-What the library asks of the devices, operation by operation. Whoever owns hardware provides these operations in one of two
+What the library asks of the devices, operation by operation. The owner of hardware provides these operations in one of two
 ways:
 
 - implement `Adapter::DeviceBackend` ([`adapter/DeviceBackend.h`](../adapter/DeviceBackend.h)), link `Correction::Adapter` and

@@ -265,7 +265,7 @@ void openForWriting(QSaveFile &file)
 
 void writeTo(QSaveFile &file, const QByteArray &bytes)
 {
-    // A disk that fills up takes a part without an error, and tells the reason when it is given the rest.
+    // On a full disk write() may succeed for a part; the next call reports the reason.
     for (qint64 done = 0; done < bytes.size();) {
         const qint64 taken = file.write(bytes.constData() + done, bytes.size() - done);
         if (taken <= 0)

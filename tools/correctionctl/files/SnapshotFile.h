@@ -19,7 +19,7 @@ namespace Ctl {
 ///     ...
 ///     {"end":24,"sha256":"..."}
 ///
-/// The last sum is that of all lines before it: with the sums in them it tells every damage, and a file that was cut short,
+/// The last sum is that of all lines before it: it covers the other sums, so that any damage and a truncated file are found,
 /// before anything of it is used.
 struct SnapshotCabinet {
     QString id;

@@ -87,7 +87,7 @@ void open(const QString &source)
     QString error;
     if (!wall().load(source, &error))
         refuse(error);
-    // Calls hold whole coefficient planes as texts, and nobody asks the wall for them.
+    // Calls hold whole coefficient planes as strings, and the tool does not read them back from the wall.
     wall().journal().setLimit(0);
 }
 

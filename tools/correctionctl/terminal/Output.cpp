@@ -212,7 +212,7 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
 void install(bool verbose)
 {
     g_verbose = verbose;
-    // A screen write logs two lines for each cabinet: they are formatted only where somebody reads them. Rules from outside
+    // A screen write logs two lines for each cabinet: they are formatted only where they are shown. Rules from outside
     // are stronger than these.
     if (!verbose)
         QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false"));

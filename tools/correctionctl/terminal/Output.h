@@ -44,7 +44,7 @@ public:
     /// Writes the JSON document, if one was asked for, and flushes. False when standard output did not take everything.
     bool finish(const QString &verb, int exit, const QString &message);
 
-    /// Whether output failed because nobody reads it any more, as in `correctionctl verbs | head -1`.
+    /// Whether output failed because its reader has closed the pipe, as in `correctionctl verbs | head -1`.
     static bool readerGone();
 
     /// Whether standard output, or standard error, is a terminal where colour is welcome.

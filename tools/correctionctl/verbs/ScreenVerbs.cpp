@@ -98,7 +98,7 @@ void show(Session &session)
                               {QStringLiteral("devices"), devices.join(QStringLiteral(", "))},
                               {QStringLiteral("cabinets"), QString::number(cabinets.size())}};
 
-    // A device that does not tell one of its settings still tells the others.
+    // When one setting cannot be read, the others are still shown.
     const auto unknown = [&rows](const char *name, EnumErrorCode code) {
         rows.append({QLatin1String(name), QStringLiteral("unknown: %1 (%2)").arg(resultName(code)).arg(code)});
     };
@@ -227,7 +227,7 @@ void watch(Session &session)
     };
     ScreenManager *const manager = ScreenManager::getInstance();
     QObject::connect(manager, &ScreenManager::signal_screenChanged, &loop, [&] {
-        tell(QStringLiteral("screens"), QString(), QString(), QStringLiteral("the screens changed: discover them anew"));
+        tell(QStringLiteral("screens"), QString(), QString(), QStringLiteral("the screens changed: discover them again"));
     });
     QObject::connect(manager, &ScreenManager::signal_screenNameChanged, &loop,
                      [&](const QString &device, const QString &name) {

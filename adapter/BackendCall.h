@@ -6,10 +6,10 @@
 namespace Adapter {
 
 /// One call of an operation on its way to the installed backend.
-class Door
+class BackendCall
 {
 public:
-    explicit Door(Operation::Id operation);
+    explicit BackendCall(Operation::Id operation);
 
     void address(const QString &deviceKey);
     void address(const QString &deviceKey, const QString &target);
@@ -25,7 +25,7 @@ public:
     {
         if (!reply.isEmpty())
             m_call.note = QStringLiteral("the reply was not passed in empty");
-        const Answer answer = ask();
+        const Answer answer = send();
         reply = answer.reply.value<Reply>();
         return answer.result;
     }
@@ -35,7 +35,7 @@ public:
     static QList<DeviceInfo> devices();
 
 private:
-    Answer ask();
+    Answer send();
 
     const Operation &m_operation;
     Call m_call;
