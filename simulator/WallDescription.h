@@ -61,20 +61,10 @@ struct Timing {
 
 /// Something that goes wrong when a device is called.
 struct Fault {
+    /// FaultTypes.def and docs/faults.md describe each.
     enum Type {
-        NoAnswer,      ///< false and an empty reply; a promise is fulfilled with false.
-        LateAnswer,    ///< The answer takes `milliseconds` longer.
-        RejectUpload,  ///< A promise is rejected; uploads without one answer false. Other calls are left alone.
-        NeverSettle,   ///< A promise stays pending until the device is unplugged, which rejects it. Other calls are left
-                       ///< alone.
-        TruncateReply, ///< Every list in the reply loses its second half, the middle element included.
-        ShuffleReply,  ///< Every list in the reply is shuffled randomly.
-        MissingKey,    ///< The reply's maps lack the entry `key`; without a key each lacks a randomly chosen one.
-        WrongType,     ///< The same entries hold a value of another type.
-        DirtyBase64,   ///< Coefficient and configuration texts of the reply hold characters that are no base64.
-        Status,        ///< false; the response headers, where there are any, carry the status `status`.
-        Vanish,        ///< The device is unplugged by the call, which answers false.
-        Restart        ///< The device restarts at the call, which answers false.
+#define FAULT(type, name, calls, note, about) type,
+#include <simulator/FaultTypes.def>
     };
     Type type = NoAnswer;
     QString operation;    ///< "Class::operation" as in Call::operation, or null for every one.

@@ -413,18 +413,10 @@ struct Table<Fault> {
     template <typename Field>
     static void fields(Field &field)
     {
-        const Enumeration<Fault::Type> types{{{"noAnswer", Fault::NoAnswer},
-                                              {"lateAnswer", Fault::LateAnswer},
-                                              {"rejectUpload", Fault::RejectUpload},
-                                              {"neverSettle", Fault::NeverSettle},
-                                              {"truncateReply", Fault::TruncateReply},
-                                              {"shuffleReply", Fault::ShuffleReply},
-                                              {"missingKey", Fault::MissingKey},
-                                              {"wrongType", Fault::WrongType},
-                                              {"dirtyBase64", Fault::DirtyBase64},
-                                              {"status", Fault::Status},
-                                              {"vanish", Fault::Vanish},
-                                              {"restart", Fault::Restart}}};
+        const Enumeration<Fault::Type> types{{
+#define FAULT(type, name, calls, note, about) {name, Fault::type},
+#include <simulator/FaultTypes.def>
+        }};
         using Of = Where<Fault, Fault::Type>;
         field("type", "What goes wrong (docs/faults.md).", &Fault::type, types, always);
         field("operation", "The operation; left out: every one.", &Fault::operation,

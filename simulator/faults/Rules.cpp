@@ -1,7 +1,5 @@
 #include "Rules.h"
 
-#include "Spoil.h"
-
 #include <stdexcept>
 #include <utility>
 
@@ -50,81 +48,7 @@ bool ScriptData::matches(const Call &call, bool promise)
     return true;
 }
 
-ScriptData ruleOf(const Fault &fault, const QString &who)
-{
-    ScriptData rule;
-    rule.operation = fault.operation;
-    rule.target = fault.target;
-    rule.skip = fault.after;
-    rule.limit = fault.times;
-    Action &action = rule.action;
-    QString what;
-    switch (fault.type) {
-    case Fault::NoAnswer:
-        action.type = Action::False;
-        what = QStringLiteral("no answer");
-        break;
-    case Fault::LateAnswer:
-        action.milliseconds = qMax(0, fault.milliseconds);
-        what = QStringLiteral("late answer");
-        break;
-    case Fault::RejectUpload:
-        rule.calls = ScriptData::Uploads;
-        action.type = Action::Reject;
-        action.error = rejection(QStringLiteral("the device rejected the upload"));
-        what = QStringLiteral("upload rejected");
-        break;
-    case Fault::NeverSettle:
-        rule.calls = ScriptData::Promises;
-        action.type = Action::Never;
-        what = QStringLiteral("never settled");
-        break;
-    case Fault::TruncateReply:
-        action.spoil = [](QVariant &reply, Random &) { return Spoil::truncate(reply); };
-        what = QStringLiteral("truncated reply");
-        break;
-    case Fault::ShuffleReply:
-        action.spoil = [](QVariant &reply, Random &random) { return Spoil::shuffle(reply, random); };
-        what = QStringLiteral("shuffled reply");
-        break;
-    case Fault::MissingKey:
-        action.spoil = [key = fault.key](QVariant &reply, Random &random) {
-            return Spoil::removeEntries(reply, key, random);
-        };
-        what = QStringLiteral("missing key");
-        break;
-    case Fault::WrongType:
-        action.spoil = [key = fault.key](QVariant &reply, Random &random) {
-            return Spoil::retypeEntries(reply, key, random);
-        };
-        what = QStringLiteral("wrong type");
-        break;
-    case Fault::DirtyBase64:
-        action.spoil = [](QVariant &reply, Random &) { return Spoil::dirtyTexts(reply); };
-        what = QStringLiteral("dirty base64");
-        break;
-    case Fault::Status: {
-        action.type = Action::False;
-        QMap<QString, QString> headers = okHeaders();
-        headers[QStringLiteral("HttpResponse_StateCode")] = fault.status;
-        action.headers = headers;
-        what = QStringLiteral("status ") + fault.status;
-        break;
-    }
-    case Fault::Vanish:
-        action.type = Action::Vanish;
-        what = QStringLiteral("device vanished");
-        break;
-    case Fault::Restart:
-        action.type = Action::Restart;
-        what = QStringLiteral("device restarted");
-        break;
-    }
-    action.note = who + QStringLiteral(": ") + what;
-    return rule;
-}
-
-Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> drawn, bool promise)
+Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> chaos, bool promise)
 {
     Action action;
     if (script) {
@@ -134,8 +58,8 @@ Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> dra
     if (action.type == Action::Wall) {
         const Action scripted = std::move(action);
         action = Action();
-        if (drawn) {
-            action = std::move(*drawn);
+        if (chaos) {
+            action = std::move(*chaos);
         } else if (fault) {
             ++fault->served;
             action = fault->action;

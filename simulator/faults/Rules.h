@@ -14,6 +14,9 @@
 /// What scripts and faults do to calls: one mechanism for both.
 namespace Simulator {
 
+/// Changes a reply in place, whatever it holds; returns whether there was something to change.
+using Corruption = std::function<bool(QVariant &, Random &)>;
+
 /// What happens to one call.
 struct Action {
     enum Type { Wall, False, True, Later, Resolve, Reject, Throw, Never, Vanish, Restart };
@@ -26,9 +29,8 @@ struct Action {
     std::function<void(QVariant &)> editReply;
     int milliseconds = 0;         ///< How much longer the answer takes.
     std::optional<int> backAfter; ///< A device that vanishes comes back after so many milliseconds.
-    /// Spoils a reply after true; false when there was nothing to spoil.
-    std::function<bool(QVariant &, Random &)> spoil;
-    QString note; ///< What the journal says, of a spoilt reply only if something was spoilt. Empty for scripts.
+    Corruption corrupt;           ///< For replies after true.
+    QString note;                 ///< For the journal; with a corruption only if it changed the reply. Empty for scripts.
 };
 
 /// Which calls meet an action.
@@ -50,12 +52,23 @@ struct ScriptData {
     bool isDue() const { return seen > skip && (limit < 0 || served < limit); }
 };
 
+/// A row of FaultTypes.def.
+struct FaultType {
+    Fault::Type type;
+    const char *name; ///< In wall files.
+    ScriptData::Calls calls;
+    const char *note;
+};
+
+/// By Fault::Type.
+const QVector<FaultType> &faultTypes();
+
 /// What a fault does to the calls of its device. `who` begins the notes.
 ScriptData ruleOf(const Fault &fault, const QString &who = QStringLiteral("fault"));
 
-/// What happens to a call: what its script says; where that gives no answer of its own, what was drawn or its fault. Either
-/// rule may be null; the one that serves the call counts it.
-Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> drawn, bool promise);
+/// What happens to a call: the action of its script; where that gives no answer of its own, that of chaos or else of its
+/// fault. Either rule may be null; the one that serves the call counts it.
+Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> chaos, bool promise);
 
 /// Whether the operation uploads coefficients, with a promise or without.
 bool isUpload(const Call &call);

@@ -11,7 +11,7 @@ Answer Answers::answer(const Begun &begun, const Call &call, const Act &act, Aft
     bool tellsNote = !action.note.isEmpty();
     switch (action.type) {
     case Action::Wall:
-        tellsNote = performSpoilt(begun, call, act, answer);
+        tellsNote = performCorrupted(begun, call, act, answer);
         break;
     case Action::True:
         answer.reply = action.reply;
@@ -50,7 +50,7 @@ Answer Answers::answer(const Begun &begun, const Call &call, const Act &act, Aft
     return answer;
 }
 
-bool Answers::performSpoilt(const Begun &begun, const Call &call, const Act &act, Answer &answer)
+bool Answers::performCorrupted(const Begun &begun, const Call &call, const Act &act, Answer &answer)
 {
     const Action &action = begun.action;
     if (isLost(begun, call)) {
@@ -59,7 +59,7 @@ bool Answers::performSpoilt(const Begun &begun, const Call &call, const Act &act
         return !action.note.isEmpty();
     }
     answer = perform(begun.serial, call, act);
-    return action.spoil ? answer.result && action.spoil(answer.reply, m_state.random) : !action.note.isEmpty();
+    return action.corrupt ? answer.result && action.corrupt(answer.reply, m_state.random) : !action.note.isEmpty();
 }
 
 bool Answers::losePower(const Action &action, const Call &call, Aftermath &after)

@@ -26,7 +26,7 @@ private:
     // Both return whether the action's note is to be added to the call.
 
     /// The wall's own behaviour, corrupted if the action requires it.
-    bool performSpoilt(const Begun &begun, const Call &call, const Act &act, Answer &answer);
+    bool performCorrupted(const Begun &begun, const Call &call, const Act &act, Answer &answer);
     /// The device goes or restarts instead of answering.
     bool losePower(const Action &action, const Call &call, Aftermath &after);
     /// Whether the device lost its power since the call began, and is back: the call is lost.

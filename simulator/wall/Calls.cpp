@@ -194,7 +194,7 @@ Begun Calls::begin(const Call &call, bool promise)
 
 Action Calls::choose(quint64 serial, const Call &call, bool promise, Aftermath &after)
 {
-    std::optional<Action> drawn = m_wall.chaos.draw(serial, call, promise, after);
+    std::optional<Action> random = m_wall.chaos.draw(serial, call, promise, after);
     // Every call that a rule is meant for counts, whichever rule serves it.
     ScriptData *const script = m_wall.scripts.find(call, promise);
     ScriptData *fault = nullptr;
@@ -204,7 +204,7 @@ Action Calls::choose(quint64 serial, const Call &call, bool promise, Aftermath &
                 fault = &*rule;
         }
     }
-    return actionOf(script, fault, std::move(drawn), promise);
+    return actionOf(script, fault, std::move(random), promise);
 }
 
 } // namespace Simulator

@@ -11,22 +11,24 @@ std::optional<Action> Chaos::draw(quint64 serial, const Call &call, bool promise
     if (!(m_state.chaos > 0.0) || random.below(parts) >= static_cast<quint64>(qMin(m_state.chaos, 1.0) * double(parts)))
         return std::nullopt;
 
-    // What may happen to this call, then what may happen to a device before it.
+    // What may happen to this call, then what may happen to a device before it. The order is part of what a seed means.
     QVector<Fault::Type> faults;
     if (m_state.device(call.deviceKey)) {
-        faults = {Fault::NoAnswer,  Fault::LateAnswer,  Fault::TruncateReply, Fault::ShuffleReply, Fault::MissingKey,
-                  Fault::WrongType, Fault::DirtyBase64, Fault::Status,        Fault::Vanish,       Fault::Restart};
-        if (isUpload(call))
-            faults += Fault::RejectUpload;
-        if (promise)
-            faults += Fault::NeverSettle;
+        for (const ScriptData::Calls calls : {ScriptData::AllCalls, ScriptData::Uploads, ScriptData::Promises}) {
+            if ((calls == ScriptData::Uploads && !isUpload(call)) || (calls == ScriptData::Promises && !promise))
+                continue;
+            for (const FaultType &type : faultTypes()) {
+                if (type.calls == calls)
+                    faults += type.type;
+            }
+        }
     }
     constexpr std::array<Event::Type, 4> events{Event::Unplug, Event::Plug, Event::Rename, Event::Restart};
-    const auto drawn = static_cast<int>(random.below(static_cast<quint64>(faults.size()) + events.size()));
-    if (drawn < faults.size())
-        return fault(faults[drawn], call, after);
+    const auto chosen = static_cast<int>(random.below(static_cast<quint64>(faults.size()) + events.size()));
+    if (chosen < faults.size())
+        return fault(faults[chosen], call, after);
     if (!m_state.devices.isEmpty())
-        event(events[static_cast<std::size_t>(drawn - faults.size())], serial, after);
+        event(events[static_cast<std::size_t>(chosen - faults.size())], serial, after);
     return std::nullopt;
 }
 

@@ -81,15 +81,15 @@ may_include() {
 may_include include "$core|$gui|<Correction/[A-Za-z0-9]+\.h>"
 may_include service "$core|<service/[A-Za-z]+\.h>"
 may_include qtpromise "$core"
-# The simulator's headers for programs, and its rooms from below to above. Only the topmost knows the wall as a whole, and only
-# one of them calls the system, which writes to disk and syncs it.
+# The simulator's headers for programs, and its folders from below to above. Only the topmost includes the whole wall, and only
+# one of them makes system calls.
 rooms=""
 may_include_room() { # may_include_room NAME [FURTHER]: what the rooms before it hold, too
     rooms="$rooms|$1"
-    may_include "simulator/$1" "$core|$gui|<adapter/((journal|json)/)?[A-Za-z]+\.h>|<simulator/[A-UX-Z][A-Za-z]*\.h>|<simulator/Wall[A-Za-z]*\.h>|\"(${rooms#|})/[A-Za-z]+\.h\"${2:+|$2}"
+    may_include "simulator/$1" "$core|$gui|<adapter/((journal|json)/)?[A-Za-z]+\.h>|<simulator/[A-UX-Z][A-Za-z]*\.(h|def)>|<simulator/Wall[A-Za-z]*\.h>|\"(${rooms#|})/[A-Za-z]+\.h\"${2:+|$2}"
 }
 folder_alone=-maxdepth\ 1
-may_include simulator "$core|$gui|<(adapter|simulator)/[A-Za-z]+\.h>"
+may_include simulator "$core|$gui|<(adapter|simulator)/[A-Za-z]+\.(h|def)>"
 folder_alone=
 may_include_room files '<(dirent|fcntl|unistd|sys/file|sys/stat)\.h>'
 may_include_room faults
@@ -102,11 +102,11 @@ may_include_room wall '<simulator/VirtualWall\.h>'
 for folder in simulator/*/; do
     [[ "$rooms|walls" =~ \|$(basename "$folder")(\||$) ]] || finding "$folder: a room without a rule"
 done
-# The adapter stands on the service alone: it serves any backend.
+# The adapter depends on the service alone: it serves any backend.
 may_include adapter "$core|<unistd\.h>|<service/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.(h|def)>"
 # Tools link it without the adapter.
 may_include adapter/json "$core|<unistd\.h>"
-# Below includes nothing of above: model, cabinet, screen. None of them knows the simulator or a tool. Vector instructions
+# From below to above: model, cabinet, screen. None of them includes the simulator or a tool. Vector instructions
 # (Highway) stay in the model.
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""
 may_include cabinet "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet)/[A-Za-z0-9]+\.h\""

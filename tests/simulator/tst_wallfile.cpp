@@ -26,6 +26,15 @@ QByteArray json(const char *text)
     return QByteArray(text).replace('\'', '"');
 }
 
+/// Of all types, as wall files have them.
+QByteArray faultNames()
+{
+    QByteArrayList names;
+#define FAULT(type, name, calls, note, about) names += name;
+#include <simulator/FaultTypes.def>
+    return names.join(", ");
+}
+
 /// A wall file with one device that has `device` among its entries and `subScreen` as those of its only sub-screen.
 QByteArray wallWith(const char *device, const char *subScreen = "'cabinets': []", const char *wall = "'seed': 1")
 {
@@ -405,8 +414,7 @@ void TestWallFile::problemsAreNamed_data()
         "devices[0].personality: expected a personality (obedient, slow, silent, refuses writes, rejects uploads, damaged "
         "blocks, short replies, answers 404, vanishes in refresh, forgets on restart), got 'lazy'");
     row("an unknown fault", wallWith("'faults': [{'type': 'noAnswer'}, {'type': 'NoAnswer'}]"),
-        "devices[0].faults[1].type: expected one of noAnswer, lateAnswer, rejectUpload, neverSettle, truncateReply, "
-        "shuffleReply, missingKey, wrongType, dirtyBase64, status, vanish, restart, got 'NoAnswer'");
+        ("devices[0].faults[1].type: expected one of " + faultNames() + ", got 'NoAnswer'").constData());
     row("a late answer without a time", wallWith("'faults': [{'type': 'lateAnswer'}]"),
         "devices[0].faults[0].milliseconds: expected an integer that is not negative, got nothing");
     row("a status without a status", wallWith("'faults': [{'type': 'status'}]"),

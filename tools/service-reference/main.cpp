@@ -321,12 +321,25 @@ QByteArray header(const QString &path, const QByteArray &text)
     return lines.join(QLatin1Char('\n')).toUtf8();
 }
 
+// Faults
+
+/// A page's text; the rows of its table of faults come from FaultTypes.def.
+QByteArray faultsPage(const QByteArray &text)
+{
+    const QByteArray begin = "<!-- table: faults -->\n| C++ | file | what happens |\n|---|---|---|\n";
+    const int rows = text.indexOf(begin) + begin.size();
+    QByteArray result = text.left(rows);
+#define FAULT(type, name, calls, note, about) result += "| `" #type "` | `" name "` | " about " |\n";
+#include <simulator/FaultTypes.def>
+    return result + text.mid(text.indexOf("\n\n", rows) + 1);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     QStringList files{QStringLiteral("docs/service.md"), QStringLiteral("docs/wall.schema.json"),
-                      QStringLiteral("docs/journal.schema.json")};
+                      QStringLiteral("docs/journal.schema.json"), QStringLiteral("docs/faults.md")};
     for (const Operation &operation : operations())
         files += QStringLiteral("service/%1.h").arg(operation.name.section(QStringLiteral("::"), 0, 0));
     files.removeDuplicates();
@@ -344,7 +357,7 @@ int main(int argc, char **argv)
     } else if (files.contains(which)) {
         QFile file(which);
         if (file.open(QIODevice::ReadOnly))
-            text = header(which, file.readAll());
+            text = which == files[3] ? faultsPage(file.readAll()) : header(which, file.readAll());
     }
     if (text.isEmpty()) {
         qCritical("%s: cannot be read, or does not come from a table", argv[1]);

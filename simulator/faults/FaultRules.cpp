@@ -1,8 +1,8 @@
-#include "Spoil.h"
+#include "Rules.h"
 
 #include <QtCore/QStringList>
 
-namespace Simulator::Spoil {
+namespace Simulator {
 
 namespace {
 
@@ -47,24 +47,26 @@ bool changeTree(QVariant &value, Change change)
     return changed;
 }
 
-/// Calls `change(map, key)` for an entry of every map.
+/// Calls `change(map, key)` for an entry of every map; without a key for a randomly chosen one.
 template <typename Change>
-bool changeEntries(QVariant &reply, const QString &key, Random &random, Change change)
+Corruption changingEntries(const QString &key, Change change)
 {
-    return changeTree(reply, [&](QVariant &value) {
-        if (value.userType() != QMetaType::QVariantMap)
-            return false;
-        Map map = value.toMap();
-        if (map.isEmpty() || (!key.isEmpty() && !map.contains(key)))
-            return false;
-        const QStringList keys = map.keys();
-        change(map, key.isEmpty() ? keys[static_cast<int>(random.below(static_cast<quint64>(keys.size())))] : key);
-        value = map;
-        return true;
-    });
+    return [=](QVariant &reply, Random &random) {
+        return changeTree(reply, [&](QVariant &value) {
+            if (value.userType() != QMetaType::QVariantMap)
+                return false;
+            Map map = value.toMap();
+            if (map.isEmpty() || (!key.isEmpty() && !map.contains(key)))
+                return false;
+            const QStringList keys = map.keys();
+            change(map, key.isEmpty() ? keys[static_cast<int>(random.below(static_cast<quint64>(keys.size())))] : key);
+            value = map;
+            return true;
+        });
+    };
 }
 
-/// A value that does not stand for `value` in any way.
+/// A value of a type that `value` does not convert to.
 QVariant otherType(const QVariant &value)
 {
     switch (value.userType()) {
@@ -78,9 +80,7 @@ QVariant otherType(const QVariant &value)
     }
 }
 
-} // namespace
-
-bool truncate(QVariant &reply)
+bool truncate(QVariant &reply, Random &)
 {
     return changeTree(reply, [](QVariant &value) {
         return changeList(value, [](auto &list) {
@@ -109,17 +109,7 @@ bool shuffle(QVariant &reply, Random &random)
     });
 }
 
-bool removeEntries(QVariant &reply, const QString &key, Random &random)
-{
-    return changeEntries(reply, key, random, [](Map &map, const QString &name) { map.remove(name); });
-}
-
-bool retypeEntries(QVariant &reply, const QString &key, Random &random)
-{
-    return changeEntries(reply, key, random, [](Map &map, const QString &name) { map[name] = otherType(map[name]); });
-}
-
-bool dirtyTexts(QVariant &reply)
+bool dirtyBase64(QVariant &reply, Random &)
 {
     constexpr int distance = 64;
     return changeTree(reply, [](QVariant &value) {
@@ -143,4 +133,73 @@ bool dirtyTexts(QVariant &reply)
     });
 }
 
-} // namespace Simulator::Spoil
+} // namespace
+
+const QVector<FaultType> &faultTypes()
+{
+    static const QVector<FaultType> types{
+#define FAULT(type, name, calls, note, about) {Fault::type, name, ScriptData::calls, note},
+#include <simulator/FaultTypes.def>
+    };
+    return types;
+}
+
+ScriptData ruleOf(const Fault &fault, const QString &who)
+{
+    const FaultType &type = faultTypes()[fault.type];
+    ScriptData rule;
+    rule.operation = fault.operation;
+    rule.target = fault.target;
+    rule.skip = fault.after;
+    rule.limit = fault.times;
+    rule.calls = type.calls;
+    Action &action = rule.action;
+    action.note = who + QStringLiteral(": ") + QLatin1String(type.note);
+    switch (fault.type) {
+    case Fault::NoAnswer:
+        action.type = Action::False;
+        break;
+    case Fault::LateAnswer:
+        action.milliseconds = qMax(0, fault.milliseconds);
+        break;
+    case Fault::RejectUpload:
+        action.type = Action::Reject;
+        action.error = rejection(QStringLiteral("the device rejected the upload"));
+        break;
+    case Fault::NeverSettle:
+        action.type = Action::Never;
+        break;
+    case Fault::Status: {
+        action.type = Action::False;
+        QMap<QString, QString> headers = okHeaders();
+        headers[QStringLiteral("HttpResponse_StateCode")] = fault.status;
+        action.headers = headers;
+        action.note += QLatin1Char(' ') + fault.status;
+        break;
+    }
+    case Fault::Vanish:
+        action.type = Action::Vanish;
+        break;
+    case Fault::Restart:
+        action.type = Action::Restart;
+        break;
+    case Fault::TruncateReply:
+        action.corrupt = truncate;
+        break;
+    case Fault::ShuffleReply:
+        action.corrupt = shuffle;
+        break;
+    case Fault::MissingKey:
+        action.corrupt = changingEntries(fault.key, [](Map &map, const QString &name) { map.remove(name); });
+        break;
+    case Fault::WrongType:
+        action.corrupt = changingEntries(fault.key, [](Map &map, const QString &name) { map[name] = otherType(map[name]); });
+        break;
+    case Fault::DirtyBase64:
+        action.corrupt = dirtyBase64;
+        break;
+    }
+    return rule;
+}
+
+} // namespace Simulator
