@@ -4,22 +4,12 @@
 #include "BackendCall.h"
 
 #include <adapter/DeviceBackend.h>
-#include <adapter/Operations.h>
-
-#include <service/CabinetInfoOperator.h>
-#include <service/Correctionop.h>
-#include <service/HWInfo.h>
-#include <service/HttpProxy.h>
-#include <service/ScreenInfo.h>
+#include <adapter/Signatures.h>
 
 using namespace Adapter;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
 
 namespace {
-
-using Map = QMap<QString, QVariant>;
-using List = QList<QVariant>;
-using Headers = QMap<QString, QString>;
 
 /// Made once and kept until the process ends.
 template <typename Service>
@@ -66,48 +56,26 @@ QList<DeviceInfo> HttpProxy::getDeviceList()
     return BackendCall::devices();
 }
 
-// The parameters that a column of the table stands for, each with the statement that takes it into the call.
+// The statements that take the arguments of each column of the table into the call.
 
-#define PARAMETERS_Device const QString &deviceKey
-#define PARAMETERS_Screen const QString &deviceKey, const QString &screen
-#define PARAMETERS_Cabinet const QString &deviceKey, const QString &cabinetId
 #define TAKE_Device call.address(deviceKey);
-#define TAKE_Screen call.address(deviceKey, screen);
-#define TAKE_Cabinet call.address(deviceKey, cabinetId);
-
-#define REQUEST_None
-#define REQUEST_Map , const Map &request
-#define REQUEST_MutableMap , Map &request
-#define REQUEST_List , const List &request
+#define TAKE_Screen call.address(deviceKey, target);
+#define TAKE_Cabinet call.address(deviceKey, target);
 #define TAKE_REQUEST_None
 #define TAKE_REQUEST_Map call.request(request);
 #define TAKE_REQUEST_MutableMap call.request(request);
 #define TAKE_REQUEST_List call.request(request);
-
-#define REPLY_None
-#define REPLY_Map , Map &reply
-#define REPLY_List , List &reply
-#define REPLY_Promise
-#define EXTRA_None
-#define EXTRA_Refresh , bool refresh
-#define EXTRA_Allowance , int allowance
-#define EXTRA_Headers , Headers &responseHeader
 #define TAKE_EXTRA_None
 #define TAKE_EXTRA_Refresh call.extra(refresh);
 #define TAKE_EXTRA_Allowance call.extra(allowance);
 #define TAKE_EXTRA_Headers call.headers(responseHeader);
-
-#define RESULT_None bool
-#define RESULT_Map bool
-#define RESULT_List bool
-#define RESULT_Promise QtPromise::QPromise<bool>
 #define RETURN_None call.answer()
 #define RETURN_Map call.answer(reply)
 #define RETURN_List call.answer(reply)
 #define RETURN_Promise call.upload()
 
 #define DEFINE(id, service, name, address_, request_, reply_, extra_)                                                       \
-    RESULT_##reply_ service::name(PARAMETERS_##address_ REQUEST_##request_ REPLY_##reply_ EXTRA_##extra_)                   \
+    ADAPTER_SIGNATURE(service, name, address_, request_, reply_, extra_)                                                    \
     {                                                                                                                       \
         BackendCall call(Operation::id);                                                                                    \
         TAKE_##address_ TAKE_REQUEST_##request_ TAKE_EXTRA_##extra_ return RETURN_##reply_;                                 \

@@ -1,10 +1,6 @@
 #include "CountingService.h"
 
-#include <service/CabinetInfoOperator.h>
-#include <service/Correctionop.h>
-#include <service/HWInfo.h>
-#include <service/HttpProxy.h>
-#include <service/ScreenInfo.h>
+#include <adapter/Signatures.h>
 
 #include <QtCore/QHash>
 #include <QtCore/QTimer>
@@ -208,235 +204,62 @@ QList<HttpDeviceInfo> HttpProxy::getDeviceList()
     count();
     return state().discovered;
 }
-bool HWInfo::getHWInfo(const QString &deviceKey, Map &reply, bool)
+
+namespace {
+
+using Adapter::At;
+using Adapter::Operation;
+
+bool serve(At<Operation::HWInfo_getHWInfo>, const QString &deviceKey, Map &reply, bool)
 {
     reply.insert(QStringLiteral("customName"), deviceKey);
     return count();
 }
-bool ScreenInfo::getScreens(const QString &deviceKey, Map &reply, bool)
+bool serve(At<Operation::ScreenInfo_getScreens>, const QString &deviceKey, Map &reply, bool)
 {
     reply = state().devices.value(deviceKey).screen;
     return count();
 }
-bool CabinetInfoOperator::getAllCabinetsInfo(const QString &deviceKey, List &reply, bool)
+bool serve(At<Operation::CabinetInfoOperator_getAllCabinetsInfo>, const QString &deviceKey, List &reply, bool)
 {
     reply = state().devices.value(deviceKey).cabinets;
     return count();
 }
-bool CabinetInfoOperator::getCabAllFlags(const QString &deviceKey, List &reply)
+bool serve(At<Operation::CabinetInfoOperator_getCabAllFlags>, const QString &deviceKey, List &reply)
 {
     reply = state().devices.value(deviceKey).flags;
     return count();
 }
-bool Correctionop::loadCoefficient(const QString &, const QString &cabinetId, List &reply)
+bool serve(At<Operation::Correctionop_loadCoefficient>, const QString &, const QString &cabinetId, List &reply)
 {
     reply = state().coefficients.value(cabinetId);
     return count();
 }
-QtPromise::QPromise<bool> Correctionop::uploadCoefficientAsync(const QString &, const List &request)
+QtPromise::QPromise<bool> serve(At<Operation::Correctionop_uploadCoefficientAsync>, const QString &, const List &request)
 {
     return take(request);
 }
-QtPromise::QPromise<bool> Correctionop::uploadMultilayerCoefficientAsync(const QString &, const List &request)
+QtPromise::QPromise<bool> serve(At<Operation::Correctionop_uploadMultilayerCoefficientAsync>, const QString &,
+                                const List &request)
 {
     return take(request);
 }
-QtPromise::QPromise<bool> Correctionop::uploadLowGrayCoefficientAsync(const QString &, const List &request)
+QtPromise::QPromise<bool> serve(At<Operation::Correctionop_uploadLowGrayCoefficientAsync>, const QString &,
+                                const List &request)
 {
     return take(request);
 }
 
-// The rest counts.
+/// The rest counts.
+template <Operation::Id Id, typename... Arguments>
+bool serve(At<Id>, const Arguments &...)
+{
+    return count();
+}
 
-bool Correctionop::loadMultilayerCoefficient(const QString &, const QString &, List &)
-{
-    return count();
-}
-bool Correctionop::uploadCoefficient(const QString &, const QString &, const List &, Map &)
-{
-    return count();
-}
-bool Correctionop::uploadMultilayerCoefficient(const QString &, const QString &, const List &, Map &)
-{
-    return count();
-}
-bool Correctionop::uploadLowgrayCoefficient(const QString &, const QString &, const List &, Map &)
-{
-    return count();
-}
-bool Correctionop::saveCabinetsCoeffcient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::saveCabinetsMultilayerCoeffcient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::saveCabinetsLowgrayCoeffcient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::applyCabinetsLowgrayCoeffcient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::clearCabinetsUserCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::clearCabinetsMultilayerCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::clearCabinetsLowgrayCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::saveCabinetsFactoryCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::showCabinetsCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::showCabinetsFactoryCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::showCabinetsModuleCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::saveCabinetsModuleCoefficient(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::setCabinetsMultilayerParameter(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::setCabinetsMultilayerParameterV2(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::setMutiCabinetSolid(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::setScreenABLEnable(const QString &, const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::setScreenXBit(const QString &, const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::setScreenEffectMode(const QString &, const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::setCabinetEffectMode(const QString &, const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool Correctionop::getCabinetEffectMode(const QString &, const QString &, Map &)
-{
-    return count();
-}
-bool Correctionop::getFlashCheckCode(const QString &, const QString &, const Map &, List &)
-{
-    return count();
-}
-bool CabinetInfoOperator::setCabSingleBrightness(const QString &, const QString &, Map &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::setCabinetFlag(const QString &, const QString &, Map &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::getCabinetBrightnessRange(const QString &, const QString &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::getCabinetGammaCustomValue(const QString &, const QString &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::getConfigFile(const QString &, const QString &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::setCabinetGammaCustomValue(const QString &, const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::setSingleConfigFile(const QString &, const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::setCabinetSnflags(const QString &, const List &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::setModuleflags(const QString &, const List &, Map &)
-{
-    return count();
-}
-bool CabinetInfoOperator::clearModuleCoefficient(const QString &, Map &, Map &, int)
-{
-    return count();
-}
-bool CabinetInfoOperator::saveModuleCoefficient(const QString &, Map &, Map &, int)
-{
-    return count();
-}
-bool CabinetInfoOperator::reloadModuleCoefficient(const QString &, Map &, Map &, int)
-{
-    return count();
-}
-bool CabinetInfoOperator::getCabinetsBaseInfo(const QString &, List &)
-{
-    return count();
-}
-bool ScreenInfo::getGammaAllList(const QString &, const QString &, Map &)
-{
-    return count();
-}
-bool ScreenInfo::setBrightness(const QString &, const QString &, const Map &)
-{
-    return count();
-}
-bool ScreenInfo::setGammaTable(const QString &, const QString &, const Map &)
-{
-    return count();
-}
-bool ScreenInfo::setPixelImage(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool ScreenInfo::setPixelImageMode(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool ScreenInfo::setCheckerBoardImage(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool ScreenInfo::setCheckerBoardImage(const QString &, const Map &, Map &, QMap<QString, QString> &)
-{
-    return count();
-}
-bool ScreenInfo::setCorrectClearImage(const QString &, const Map &)
-{
-    return count();
-}
-bool HWInfo::lock(const QString &, const Map &, Map &)
-{
-    return count();
-}
-bool HWInfo::unLock(const QString &, const Map &)
-{
-    return count();
-}
+} // namespace
+
+#define OPERATION(service, name, ...) ADAPTER_DEFINE(service##_##name, service, name, __VA_ARGS__)
+#define OPERATION_WITH_HEADERS(service, name, ...) ADAPTER_DEFINE(service##_##name##_Headers, service, name, __VA_ARGS__)
+#define DISCOVERY(...) // above
+#include <adapter/Operations.def>

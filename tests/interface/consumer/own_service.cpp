@@ -2,11 +2,7 @@
 
 #include "tour.h"
 
-#include <service/CabinetInfoOperator.h>
-#include <service/Correctionop.h>
-#include <service/HWInfo.h>
-#include <service/HttpProxy.h>
-#include <service/ScreenInfo.h>
+#include <adapter/Signatures.h>
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTimer>
@@ -67,8 +63,6 @@ HttpProxy *HttpProxy::getInstance()
     return instance<HttpProxy>();
 }
 
-// What this device can do.
-
 void HttpProxy::initialize(bool) {}
 
 QList<HttpDeviceInfo> HttpProxy::getDeviceList()
@@ -76,13 +70,20 @@ QList<HttpDeviceInfo> HttpProxy::getDeviceList()
     return {HttpDeviceInfo{QStringLiteral("A"), QStringLiteral("the only device")}};
 }
 
-bool HWInfo::getHWInfo(const QString &, Map &reply, bool)
+namespace {
+
+using Adapter::At;
+using Adapter::Operation;
+
+// What this device can do.
+
+bool serve(At<Operation::HWInfo_getHWInfo>, const QString &, Map &reply, bool)
 {
     reply.insert(QStringLiteral("customName"), QStringLiteral("custom"));
     return true;
 }
 
-bool ScreenInfo::getScreens(const QString &, Map &reply, bool)
+bool serve(At<Operation::ScreenInfo_getScreens>, const QString &, Map &reply, bool)
 {
     const Map cabinet{{QStringLiteral("cabinetID"), QStringLiteral("1")},
                       {QStringLiteral("outputID"), QStringLiteral("1")},
@@ -96,19 +97,19 @@ bool ScreenInfo::getScreens(const QString &, Map &reply, bool)
     return true;
 }
 
-bool CabinetInfoOperator::getAllCabinetsInfo(const QString &, List &reply, bool)
+bool serve(At<Operation::CabinetInfoOperator_getAllCabinetsInfo>, const QString &, List &reply, bool)
 {
     reply.append(Map{{QStringLiteral("id"), QStringLiteral("1")}, {QStringLiteral("outputID"), QStringLiteral("1")}});
     return true;
 }
 
-bool CabinetInfoOperator::getCabAllFlags(const QString &, List &reply)
+bool serve(At<Operation::CabinetInfoOperator_getCabAllFlags>, const QString &, List &reply)
 {
     reply.append(Map{{QStringLiteral("id"), QStringLiteral("1")}, {QStringLiteral("flag"), QStringLiteral("new")}});
     return true;
 }
 
-bool Correctionop::loadCoefficient(const QString &, const QString &, List &reply)
+bool serve(At<Operation::Correctionop_loadCoefficient>, const QString &, const QString &, List &reply)
 {
     reply.append(Map{{QStringLiteral("area.size.width"), 4},
                      {QStringLiteral("area.size.height"), 2},
@@ -116,18 +117,19 @@ bool Correctionop::loadCoefficient(const QString &, const QString &, List &reply
     return true;
 }
 
-QtPromise::QPromise<bool> Correctionop::uploadCoefficientAsync(const QString &deviceKey, const List &request)
+QtPromise::QPromise<bool> serve(At<Operation::Correctionop_uploadCoefficientAsync>, const QString &deviceKey,
+                                const List &request)
 {
     return take(deviceKey, request);
 }
 
-bool Correctionop::saveCabinetsCoeffcient(const QString &, const Map &, Map &)
+bool serve(At<Operation::Correctionop_saveCabinetsCoeffcient>, const QString &, const Map &, Map &)
 {
     ++device.saves;
     return true;
 }
 
-bool Correctionop::setMutiCabinetSolid(const QString &, const Map &, Map &)
+bool serve(At<Operation::Correctionop_setMutiCabinetSolid>, const QString &, const Map &, Map &)
 {
     ++device.saves;
     return true;
@@ -135,201 +137,23 @@ bool Correctionop::setMutiCabinetSolid(const QString &, const Map &, Map &)
 
 // What it refuses: everything else.
 
-QtPromise::QPromise<bool> Correctionop::uploadMultilayerCoefficientAsync(const QString &, const List &)
+struct Refused {
+    operator bool() const { return false; }
+    operator QtPromise::QPromise<bool>() const { return QtPromise::QPromise<bool>::resolve(false); }
+};
+
+template <Operation::Id Id, typename... Arguments>
+Refused serve(At<Id>, const Arguments &...)
 {
-    return QtPromise::QPromise<bool>::resolve(false);
-}
-QtPromise::QPromise<bool> Correctionop::uploadLowGrayCoefficientAsync(const QString &, const List &)
-{
-    return QtPromise::QPromise<bool>::resolve(false);
-}
-bool Correctionop::loadMultilayerCoefficient(const QString &, const QString &, List &)
-{
-    return false;
-}
-bool Correctionop::uploadCoefficient(const QString &, const QString &, const List &, Map &)
-{
-    return false;
-}
-bool Correctionop::uploadMultilayerCoefficient(const QString &, const QString &, const List &, Map &)
-{
-    return false;
-}
-bool Correctionop::uploadLowgrayCoefficient(const QString &, const QString &, const List &, Map &)
-{
-    return false;
-}
-bool Correctionop::saveCabinetsMultilayerCoeffcient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::saveCabinetsLowgrayCoeffcient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::applyCabinetsLowgrayCoeffcient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::clearCabinetsUserCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::clearCabinetsMultilayerCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::clearCabinetsLowgrayCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::saveCabinetsFactoryCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::showCabinetsCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::showCabinetsFactoryCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::showCabinetsModuleCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::saveCabinetsModuleCoefficient(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::setCabinetsMultilayerParameter(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::setCabinetsMultilayerParameterV2(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::setScreenABLEnable(const QString &, const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::setScreenXBit(const QString &, const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::setScreenEffectMode(const QString &, const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::setCabinetEffectMode(const QString &, const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool Correctionop::getCabinetEffectMode(const QString &, const QString &, Map &)
-{
-    return false;
-}
-bool Correctionop::getFlashCheckCode(const QString &, const QString &, const Map &, List &)
-{
-    return false;
+    return {};
 }
 
-bool CabinetInfoOperator::setCabSingleBrightness(const QString &, const QString &, Map &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::setCabinetFlag(const QString &, const QString &, Map &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::getCabinetBrightnessRange(const QString &, const QString &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::getCabinetGammaCustomValue(const QString &, const QString &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::getConfigFile(const QString &, const QString &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::setCabinetGammaCustomValue(const QString &, const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::setSingleConfigFile(const QString &, const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::setCabinetSnflags(const QString &, const List &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::setModuleflags(const QString &, const List &, Map &)
-{
-    return false;
-}
-bool CabinetInfoOperator::clearModuleCoefficient(const QString &, Map &, Map &, int)
-{
-    return false;
-}
-bool CabinetInfoOperator::saveModuleCoefficient(const QString &, Map &, Map &, int)
-{
-    return false;
-}
-bool CabinetInfoOperator::reloadModuleCoefficient(const QString &, Map &, Map &, int)
-{
-    return false;
-}
-bool CabinetInfoOperator::getCabinetsBaseInfo(const QString &, List &)
-{
-    return false;
-}
+} // namespace
 
-bool ScreenInfo::getGammaAllList(const QString &, const QString &, Map &)
-{
-    return false;
-}
-bool ScreenInfo::setBrightness(const QString &, const QString &, const Map &)
-{
-    return false;
-}
-bool ScreenInfo::setGammaTable(const QString &, const QString &, const Map &)
-{
-    return false;
-}
-bool ScreenInfo::setPixelImage(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool ScreenInfo::setPixelImageMode(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool ScreenInfo::setCheckerBoardImage(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool ScreenInfo::setCheckerBoardImage(const QString &, const Map &, Map &, QMap<QString, QString> &)
-{
-    return false;
-}
-bool ScreenInfo::setCorrectClearImage(const QString &, const Map &)
-{
-    return false;
-}
-
-bool HWInfo::lock(const QString &, const Map &, Map &)
-{
-    return false;
-}
-bool HWInfo::unLock(const QString &, const Map &)
-{
-    return false;
-}
+#define OPERATION(service, name, ...) ADAPTER_DEFINE(service##_##name, service, name, __VA_ARGS__)
+#define OPERATION_WITH_HEADERS(service, name, ...) ADAPTER_DEFINE(service##_##name##_Headers, service, name, __VA_ARGS__)
+#define DISCOVERY(...) // above
+#include <adapter/Operations.def>
 
 int main(int argc, char **argv)
 {
