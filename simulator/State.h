@@ -1,5 +1,6 @@
 #pragma once
 
+#include <simulator/DeviceSettings.h>
 #include <simulator/SimulatorGlobal.h>
 #include <simulator/StateTypes.h>
 
@@ -41,18 +42,13 @@ public:
     /// itself after an upload or a clear.
     Store shown(const QString &deviceKey, const QString &cabinetId, Kind kind = Kind::Chroma) const;
 
-    int brightness(const QString &deviceKey) const;
+    DeviceSettings settings(const QString &deviceKey) const;
     int brightness(const QString &deviceKey, const QString &cabinetId) const;
     /// Gamma tables, initially empty.
-    QList<int> gamma(const QString &deviceKey, Channel channel) const;
     QList<int> gamma(const QString &deviceKey, const QString &cabinetId, Channel channel) const;
     bool setGamma(const QString &deviceKey, Channel channel, const QList<int> &table);
     bool setGamma(const QString &deviceKey, const QString &cabinetId, Channel channel, const QList<int> &table);
-    int effectMode(const QString &deviceKey) const;
     int effectMode(const QString &deviceKey, const QString &cabinetId) const;
-    int xBitMode(const QString &deviceKey) const;
-    bool isXBitEnabled(const QString &deviceKey) const;
-    bool isAblEnabled(const QString &deviceKey) const;
     int imageMode(const QString &deviceKey) const;
     /// The application that holds the lock; empty when the device is not locked.
     QString lockOwner(const QString &deviceKey) const;

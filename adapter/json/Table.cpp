@@ -13,6 +13,12 @@ void Text::describe(Schema &schema, const QString &) const
 
 void OneOf::describe(Schema &schema, const QString &) const
 {
+    if (pattern) {
+        schema.entries(R"("type": "string")");
+        schema.out.key("pattern");
+        schema.out.text(QLatin1String(pattern));
+        return;
+    }
     schema.out.key("enum");
     ListOf<Text>().write(schema.out, names);
 }

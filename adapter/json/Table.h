@@ -184,6 +184,7 @@ struct OptionalText : Text {
 struct OneOf {
     const char *kind;
     QStringList names;
+    const char *pattern = nullptr; ///< Of a list that is too long for a schema: a regular expression in its place.
 
     void read(Reader &reader, const QJsonValue &value, QString &text) const
     {

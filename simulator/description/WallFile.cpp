@@ -419,8 +419,8 @@ struct Table<Fault> {
         }};
         using Of = Where<Fault, Fault::Type>;
         field("type", "What goes wrong (docs/faults.md).", &Fault::type, types, always);
-        field("operation", "The operation; left out: every one.", &Fault::operation,
-              OneOf{"an operation's name", operationNames()});
+        field("operation", "The operation (docs/service.md); left out: every one.", &Fault::operation,
+              OneOf{"an operation's name", operationNames(), R"(^[A-Za-z]+::[A-Za-z0-9]+(\(responseHeader\))?$)"});
         field("target", "Cabinet id or screen selector; left out: any.", &Fault::target, Text{false});
         field("after", "The first calls that match and are left alone.", &Fault::after, count);
         field("times", "How many calls after those go wrong; -1: all.", &Fault::times, Integer{-1, largestInt});

@@ -12,6 +12,7 @@ namespace {
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
+using Adapter::Operation;
 
 const Answer done{true, Map(), {}};
 
@@ -291,50 +292,45 @@ Answer saveSolid(WallState &, DeviceState *device, const Call &call)
 
 // Settings of devices
 
-Answer setAblEnable(WallState &, DeviceState *device, const Call &call)
+Act setting(Operation::Id operation)
 {
-    Entries entries(call.request);
-    const bool enable = entries.take<bool>("enable");
-    entries.done();
-    device->ablEnabled = enable;
-    return done;
-}
-
-Answer setXBit(WallState &, DeviceState *device, const Call &call)
-{
-    Entries entries(call.request);
-    const int mode = entries.take<int>("mode");
-    const bool enable = entries.take<bool>("xbitEnable");
-    entries.done();
-    device->xBitMode = mode;
-    device->xBitEnabled = enable;
-    return done;
+    return [operation](WallState &, DeviceState *device, const Call &call) {
+        Entries entries(call.request);
+        DeviceSettings settings = device->settings;
+        DeviceSettings::fields([&](const char *, auto member, Operation::Id setter, const char *key) {
+            if (setter == operation)
+                settings.*member = entries.take<std::decay_t<decltype(settings.*member)>>(key);
+        });
+        entries.done();
+        device->settings = settings;
+        return done;
+    };
 }
 
 Answer setScreenEffectMode(WallState &, DeviceState *device, const Call &call)
 {
-    device->effectMode = takeMode(call, "mode");
+    device->settings.effectMode = takeMode(call, "mode");
     for (CabinetState &cabinet : device->cabinets)
-        cabinet.effectMode = device->effectMode;
+        cabinet.effectMode = device->settings.effectMode;
     return done;
 }
 
 Answer setScreenBrightness(WallState &, DeviceState *device, const Call &call)
 {
-    device->brightness = checkedBrightness(*device, takeMode(call, "brightness"));
+    device->settings.brightness = checkedBrightness(*device, takeMode(call, "brightness"));
     for (CabinetState &cabinet : device->cabinets)
-        cabinet.brightness = device->brightness;
+        cabinet.brightness = device->settings.brightness;
     return done;
 }
 
 Answer setScreenGamma(WallState &, DeviceState *device, const Call &call)
 {
-    return setGamma(device->gamma, {Channel::Red, Channel::Green, Channel::Blue}, call);
+    return setGamma(device->settings.gamma, {Channel::Red, Channel::Green, Channel::Blue}, call);
 }
 
 Answer screenGamma(WallState &, DeviceState *device, const Call &)
 {
-    return gammaReply(device->gamma, [](const QList<int> &table) {
+    return gammaReply(device->settings.gamma, [](const QList<int> &table) {
         List values;
         for (const int value : table)
             values += value;

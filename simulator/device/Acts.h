@@ -25,8 +25,8 @@ Act clearTyped(Store store);
 Answer saveSolid(WallState &, DeviceState *device, const Call &call);
 
 // Settings of devices.
-Answer setAblEnable(WallState &, DeviceState *device, const Call &call);
-Answer setXBit(WallState &, DeviceState *device, const Call &call);
+/// Takes the settings that the operation sets (DeviceSettings::fields()), and does nothing else.
+Act setting(Adapter::Operation::Id operation);
 Answer setScreenEffectMode(WallState &, DeviceState *device, const Call &call);
 Answer setScreenBrightness(WallState &, DeviceState *device, const Call &call);
 Answer setScreenGamma(WallState &, DeviceState *device, const Call &call);

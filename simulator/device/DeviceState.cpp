@@ -5,7 +5,7 @@
 namespace Simulator {
 
 DeviceState::DeviceState(const Device &device)
-    : original(device), description(device), brightness(device.brightnessDefault), timing(timingOf(device)),
+    : original(device), description(device), settings(deliveredSettings(device)), timing(timingOf(device)),
       rules(rulesOf(device))
 {
     for (int i = 0; i < device.subScreens.size(); ++i) {
@@ -30,6 +30,13 @@ DeviceState::DeviceState(const Device &device)
     }
 }
 
+DeviceSettings DeviceState::deliveredSettings(const Device &device)
+{
+    DeviceSettings settings;
+    settings.brightness = device.brightnessDefault;
+    return settings;
+}
+
 void DeviceState::forget()
 {
     const DeviceState delivered(original);
@@ -42,12 +49,7 @@ void DeviceState::forget()
         }
         *it = forgotten;
     }
-    brightness = delivered.brightness;
-    effectMode = delivered.effectMode;
-    gamma = delivered.gamma;
-    xBitMode = delivered.xBitMode;
-    xBitEnabled = delivered.xBitEnabled;
-    ablEnabled = delivered.ablEnabled;
+    settings = delivered.settings;
     description.screenName = original.screenName;
     description.subScreens = original.subScreens;
 }

@@ -3,6 +3,7 @@
 #include "Planes.h"
 #include "faults/Rules.h"
 
+#include <simulator/DeviceSettings.h>
 #include <simulator/WallDescription.h>
 
 #include <QtCore/QHash>
@@ -31,6 +32,9 @@ struct DeviceState {
     /// As delivered: every store and setting at its default.
     explicit DeviceState(const Device &device);
 
+    /// The settings of a device as delivered.
+    static DeviceSettings deliveredSettings(const Device &device);
+
     /// What happens when the power comes back, and when a saved wall is opened: every cabinet shows its User store;
     /// lock, test image and image mode are gone. A device that forgets on restart is as delivered but for Factory, Module
     /// and Flash and the flash check codes.
@@ -39,12 +43,7 @@ struct DeviceState {
     Device original;                      ///< As described, with the screen name and the flags that it was delivered with.
     Device description;                   ///< With those that were set since.
     QMap<QString, CabinetState> cabinets; ///< By cabinet id.
-    int brightness = 0;
-    int effectMode = 0;
-    std::array<QList<int>, 3> gamma; ///< By Channel.
-    int xBitMode = 0;
-    bool xBitEnabled = false;
-    bool ablEnabled = false;
+    DeviceSettings settings;
     int imageMode = 0;
     QString lockOwner;
     Pattern pattern;

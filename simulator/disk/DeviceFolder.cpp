@@ -165,12 +165,11 @@ bool deviceLine(const DeviceState &device, QByteArray &line)
 {
     QJsonObject object;
     insertUnless(object, "screenName", device.description.screenName, device.original.screenName);
-    insertUnless(object, "brightness", device.brightness, device.original.brightnessDefault);
-    insertUnless(object, "effectMode", device.effectMode, 0);
-    insertUnless(object, "xBitMode", device.xBitMode, 0);
-    insertUnless(object, "xBitEnabled", device.xBitEnabled, false);
-    insertUnless(object, "ablEnabled", device.ablEnabled, false);
-    insertUnlessEmpty(object, "gamma", gammaObject(device.gamma));
+    const DeviceSettings delivered = DeviceState::deliveredSettings(device.original);
+    DeviceSettings::fields([&](const char *key, auto member, Adapter::Operation::Id, const char *) {
+        insertUnless(object, key, device.settings.*member, delivered.*member);
+    });
+    insertUnlessEmpty(object, "gamma", gammaObject(device.settings.gamma));
     line = compact(object);
     return isText(device.description.screenName);
 }
@@ -685,15 +684,19 @@ private:
 
     void readDevice(const QJsonObject &device)
     {
-        known(device, {"screenName", "brightness", "effectMode", "xBitMode", "xBitEnabled", "ablEnabled", "gamma"});
-        const Device &description = m_device.description;
+        QStringList keys{QStringLiteral("screenName"), QStringLiteral("gamma")};
+        DeviceSettings::fields(
+            [&](const char *key, auto, Adapter::Operation::Id, const char *) { keys += QLatin1String(key); });
+        m_json.unknownKeys(device, keys);
         optional(device, "screenName", m_device.description.screenName);
-        optional(device, "brightness", m_device.brightness, description.brightnessMin, description.brightnessMax);
-        optional(device, "effectMode", m_device.effectMode);
-        optional(device, "xBitMode", m_device.xBitMode);
-        optional(device, "xBitEnabled", m_device.xBitEnabled);
-        optional(device, "ablEnabled", m_device.ablEnabled);
-        readGamma(device, m_device.gamma);
+        DeviceSettings::fields([&](const char *key, auto member, Adapter::Operation::Id setter, const char *) {
+            if (setter == Adapter::Operation::ScreenInfo_setBrightness)
+                optional(device, key, m_device.settings.brightness, m_device.description.brightnessMin,
+                         m_device.description.brightnessMax);
+            else
+                optional(device, key, m_device.settings.*member);
+        });
+        readGamma(device, m_device.settings.gamma);
     }
 
     void readGamma(const QJsonObject &owner, std::array<QList<int>, 3> &gamma)

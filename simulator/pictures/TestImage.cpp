@@ -152,7 +152,7 @@ TestImage::Palette lit(const TestImage::Palette &palette, const DeviceState &dev
 {
     std::array<const QList<int> *, 3> tables;
     for (std::size_t i = 0; i < tables.size(); ++i)
-        tables[i] = cabinet.gamma[i].isEmpty() ? &device.gamma[i] : &cabinet.gamma[i];
+        tables[i] = cabinet.gamma[i].isEmpty() ? &device.settings.gamma[i] : &cabinet.gamma[i];
     const qint64 scale = fullScale(tables);
 
     const int most = device.description.brightnessMax;

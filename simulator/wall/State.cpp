@@ -138,19 +138,14 @@ Store State::shown(const QString &deviceKey, const QString &cabinetId, Kind kind
                      [&](const CabinetState &cabinet) { return cabinet.planes(kind).shown(); });
 }
 
-int State::brightness(const QString &deviceKey) const
+DeviceSettings State::settings(const QString &deviceKey) const
 {
-    return ofDevice(m_wall, deviceKey, [](const DeviceState &device) { return device.brightness; });
+    return ofDevice(m_wall, deviceKey, [](const DeviceState &device) { return device.settings; });
 }
 
 int State::brightness(const QString &deviceKey, const QString &cabinetId) const
 {
     return ofCabinet(m_wall, deviceKey, cabinetId, [](const CabinetState &cabinet) { return cabinet.brightness; });
-}
-
-QList<int> State::gamma(const QString &deviceKey, Channel channel) const
-{
-    return ofDevice(m_wall, deviceKey, [&](const DeviceState &device) { return device.gamma[index(channel)]; });
 }
 
 QList<int> State::gamma(const QString &deviceKey, const QString &cabinetId, Channel channel) const
@@ -162,7 +157,7 @@ QList<int> State::gamma(const QString &deviceKey, const QString &cabinetId, Chan
 bool State::setGamma(const QString &deviceKey, Channel channel, const QList<int> &table)
 {
     return changeDevice(m_wall, deviceKey, [&](DeviceState &device) {
-        device.gamma[index(channel)] = table;
+        device.settings.gamma[index(channel)] = table;
         return true;
     });
 }
@@ -175,29 +170,9 @@ bool State::setGamma(const QString &deviceKey, const QString &cabinetId, Channel
     });
 }
 
-int State::effectMode(const QString &deviceKey) const
-{
-    return ofDevice(m_wall, deviceKey, [](const DeviceState &device) { return device.effectMode; });
-}
-
 int State::effectMode(const QString &deviceKey, const QString &cabinetId) const
 {
     return ofCabinet(m_wall, deviceKey, cabinetId, [](const CabinetState &cabinet) { return cabinet.effectMode; });
-}
-
-int State::xBitMode(const QString &deviceKey) const
-{
-    return ofDevice(m_wall, deviceKey, [](const DeviceState &device) { return device.xBitMode; });
-}
-
-bool State::isXBitEnabled(const QString &deviceKey) const
-{
-    return ofDevice(m_wall, deviceKey, [](const DeviceState &device) { return device.xBitEnabled; });
-}
-
-bool State::isAblEnabled(const QString &deviceKey) const
-{
-    return ofDevice(m_wall, deviceKey, [](const DeviceState &device) { return device.ablEnabled; });
 }
 
 int State::imageMode(const QString &deviceKey) const

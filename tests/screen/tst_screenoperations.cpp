@@ -10,7 +10,6 @@
 
 #include <simulator/VirtualWall.h>
 #include <support/LogCapture.h>
-#include <support/StubSubScreen.h>
 
 #include <QtPromise>
 
@@ -83,7 +82,7 @@ QString text(const MultilayerParamV2 &param)
 }
 
 /// Writes every call with its arguments into a journal and answers as it was told.
-class FakeSubScreen : public TestSupport::StubSubScreen
+class FakeSubScreen : public ISubScreen
 {
 public:
     FakeSubScreen(const QString &key, QStringList &journal) : m_key(key), m_journal(journal) {}
@@ -95,6 +94,9 @@ public:
     int value = 0;               ///< what getters give
     std::function<EnumErrorCode(const QRect &, ICoefficient &)> read;
 
+    bool addCabinet(QString, QString) override { return false; }
+    bool removeCabinet(const QString &) override { return false; }
+    void removeCabinets() override {}
     EnumErrorCode setABLEnable(bool enable) override { return note(QStringLiteral("setABLEnable %1").arg(enable)); }
     EnumErrorCode setXBit(EnumXBitMode mode, bool enable) override
     {

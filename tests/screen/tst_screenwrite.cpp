@@ -9,7 +9,6 @@
 #include <simulator/VirtualWall.h>
 #include <support/Base64.h>
 #include <support/LogCapture.h>
-#include <support/StubSubScreen.h>
 
 #include <QtPromise>
 
@@ -58,15 +57,15 @@ QStringList sorted(QStringList lines)
 }
 
 /// A host's own sub-screen, whose write is whatever the test says.
-class FakeSubScreen : public TestSupport::StubSubScreen
+class FakeSubScreen : public SubScreenV4
 {
 public:
     using Write = std::function<Promise(const QRect &, ICoefficient &)>;
-    explicit FakeSubScreen(Write write) : m_write(std::move(write)) {}
+    explicit FakeSubScreen(Write write) : SubScreenV4(QString()), m_write(std::move(write)) {}
 
     Promise setCoefficientsAsync(const QRect &rect, ICoefficient &grid) override { return m_write(rect, grid); }
 
-    EnumErrorCode tryGetRect(QRect &) override { return enFileError; } // nobody needs it for a write
+    EnumErrorCode tryGetRect(QRect &) override { return enFileError; } // a write does not need it
 
 private:
     Write m_write;

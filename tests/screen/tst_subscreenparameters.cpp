@@ -567,10 +567,10 @@ void tst_SubScreenParameters::theWallTakesTheSettings()
     QCOMPARE(subScreen.unLock(), enSuccess);
     QCOMPARE(m_wall.state().lockOwner(a), QString());
     QCOMPARE(subScreen.setXBit(EnumXBitMode(2), true), enSuccess);
-    QCOMPARE(m_wall.state().xBitMode(a), 2);
-    QVERIFY(m_wall.state().isXBitEnabled(a));
+    QCOMPARE(m_wall.state().settings(a).xBitMode, 2);
+    QVERIFY(m_wall.state().settings(a).isXBitEnabled);
     QCOMPARE(subScreen.setABLEnable(true), enSuccess);
-    QVERIFY(m_wall.state().isAblEnabled(a));
+    QVERIFY(m_wall.state().settings(a).isAblEnabled);
     QCOMPARE(subScreen.setBrightness(123), enSuccess);
     QCOMPARE(m_wall.state().brightness(a, QStringLiteral("2")), 123);
     QCOMPARE(subScreen.setEffectMode(EnumEffectMode(6)), enSuccess);

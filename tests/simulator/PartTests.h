@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SettingTests.h"
+
 #include <service/CabinetInfoOperator.h>
 #include <service/Correctionop.h>
 #include <service/HWInfo.h>
@@ -26,6 +28,7 @@ Q_DECLARE_METATYPE(Simulator::Channel)
 /// What the tests of the wall's parts share: two devices, called as the library calls them.
 namespace PartTests {
 
+using namespace SettingTests;
 using namespace Simulator;
 using Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 using Quorvex::Communicator::HttpDevice::HttpProxy;

@@ -847,13 +847,13 @@ void tst_Directory::editsByHandAreAccepted()
     editing("\"device\": {", "\"device\": {\"brightness\":77")(folder.directory);
     reopen(folder.directory);
     QCOMPARE(wall().pluggedDevices().first().label, QStringLiteral("Another"));
-    QCOMPARE(wall().state().brightness(key()), 77);
+    QCOMPARE(wall().state().settings(key()).brightness, 77);
     QCOMPARE(found(), 2);
     QVERIFY(contents(checksum).endsWith("  wall.json\n") && contents(checksum) != recorded);
     QVERIFY(saveFlags(2));
     QVERIFY(!contents(folder.directory + state).contains("edited"));
     reopen(folder.directory);
-    QCOMPARE(wall().state().brightness(key()), 77);
+    QCOMPARE(wall().state().settings(key()).brightness, 77);
     // From here on the checksums count again.
     wall().reset();
     replacing(QStringLiteral("/wall.json"), "\"Another\"", "\"Device A\"")(folder.directory);

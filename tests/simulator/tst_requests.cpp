@@ -82,7 +82,7 @@ private Q_SLOTS:
         const QVariant ints = QVariant::fromValue(QList<int>());
         QVERIFY(refused(screens().setBrightness(a, all, map({{"brightness", 10001}})), "brightness 10001 out of range"));
         QVERIFY(refused(screens().setBrightness(a, all, map({{"brightness", -1}})), "brightness -1 out of range"));
-        QCOMPARE(wall().state().brightness(a), 5000);
+        QCOMPARE(wall().state().settings(a).brightness, 5000);
         QVERIFY(refused(screens().setGammaTable(a, all, {}), "type is missing"));
         HWInfo &hardware = *HWInfo::getInstance();
         Map locked;
@@ -132,12 +132,6 @@ private Q_SLOTS:
                 return (cabinets().*operation)(a, one, map, reply);
             });
         };
-        const auto screen = [&](const char *name, const QVariant &good, auto operation) {
-            row(name, good, [=](const QVariant &request) {
-                Map reply;
-                return (correction().*operation)(a, all, request.toMap(), reply);
-            });
-        };
         const auto list = [&](const char *name, const QVariant &good, auto operation) {
             row(name, good, [=](const QVariant &request) {
                 Map reply;
@@ -177,15 +171,15 @@ private Q_SLOTS:
              &Correctionop::setCabinetsMultilayerParameterV2);
         many("solid", map({{"idList", ids}, {"type", QVariant::fromValue(Sample::LowGray)}}),
              &Correctionop::setMutiCabinetSolid);
-        screen("ABL", map({{"enable", true}}), &Correctionop::setScreenABLEnable);
-        screen("x-bit", map({{"mode", 1}, {"xbitEnable", true}}), &Correctionop::setScreenXBit);
-        screen("effect mode", map({{"mode", 1}}), &Correctionop::setScreenEffectMode);
+        const auto settings = settingRequests();
+        for (auto it = settings.cbegin(); it != settings.cend(); ++it) {
+            row(Adapter::operations()[it.key()].name.toLatin1(), it.value(),
+                [operation = it.key()](const QVariant &request) { return callDevice(operation, a, request); });
+        }
         row("a cabinet's effect mode", map({{"type", 1}}), [](const QVariant &request) {
             Map reply;
             return correction().setCabinetEffectMode(a, one, request.toMap(), reply);
         });
-        row("brightness", map({{"brightness", 1}}),
-            [](const QVariant &request) { return screens().setBrightness(a, all, request.toMap()); });
         row("gamma", gamma, [](const QVariant &request) { return screens().setGammaTable(a, all, request.toMap()); });
         cabinet("a cabinet's brightness", map({{"value", 1}}), &CabinetInfoOperator::setCabSingleBrightness);
         cabinet("a cabinet's gamma", gamma, &CabinetInfoOperator::setCabinetGammaCustomValue);

@@ -222,22 +222,36 @@ private Q_SLOTS:
     void keepsSettingsOfDevices()
     {
         Map reply;
-        QCOMPARE(wall().state().brightness(a), 5000);
+        const Map delivered = settingsOf(a);
+        const auto requests = settingRequests();
+        for (auto it = requests.cbegin(); it != requests.cend(); ++it) {
+            const Map before = settingsOf(a);
+            QVERIFY(callDevice(it.key(), a, it.value()));
+            const Map now = settingsOf(a);
+            QSet<QString> changed;
+            for (auto setting = now.cbegin(); setting != now.cend(); ++setting) {
+                if (setting.value() != before.value(setting.key()))
+                    changed += setting.key();
+            }
+            // Those that the operation sets, and no others.
+            DeviceSettings::fields([&](const char *name, auto, Adapter::Operation::Id setter, const char *key) {
+                QCOMPARE(changed.contains(QLatin1String(name)), setter == it.key());
+                if (setter == it.key())
+                    QCOMPARE(now.value(QLatin1String(name)), it->value(QLatin1String(key)));
+            });
+        }
+        QCOMPARE(settingsOf(b), delivered);
+        wall().reset();
+        setUpWall();
+        QCOMPARE(wall().state().settings(a).brightness, 5000);
         QCOMPARE(wall().state().brightness(a, two), 5000);
         QVERIFY(screens().setBrightness(a, all, map({{"brightness", 70}})));
-        QCOMPARE(wall().state().brightness(a), 70);
+        QCOMPARE(wall().state().settings(a).brightness, 70);
         QCOMPARE(wall().state().brightness(a, two), 70);
-        QCOMPARE(wall().state().brightness(b), 5000);
+        QCOMPARE(wall().state().settings(b).brightness, 5000);
         QVERIFY(correction().setScreenEffectMode(a, all, map({{"mode", 2}}), reply));
-        QCOMPARE(wall().state().effectMode(a), 2);
+        QCOMPARE(wall().state().settings(a).effectMode, 2);
         QCOMPARE(wall().state().effectMode(a, two), 2);
-        QVERIFY(correction().setScreenXBit(a, all, map({{"mode", 3}, {"xbitEnable", true}}), reply = {}));
-        QCOMPARE(wall().state().xBitMode(a), 3);
-        QVERIFY(wall().state().isXBitEnabled(a));
-        QVERIFY(!wall().state().isXBitEnabled(b));
-        QVERIFY(correction().setScreenABLEnable(a, all, map({{"enable", true}}), reply = {}));
-        QVERIFY(wall().state().isAblEnabled(a));
-        QVERIFY(!wall().state().isAblEnabled(b));
         QVERIFY(screens().setPixelImageMode(a, map({{"mode", 4}}), reply = {}));
         QCOMPARE(wall().state().imageMode(a), 4);
         QVERIFY(HWInfo::getInstance()->lock(a, map({{"appids", List{QStringLiteral("host")}}}), reply = {}));
@@ -256,7 +270,7 @@ private Q_SLOTS:
         QVERIFY(correction().setCabinetEffectMode(a, one, map({{"type", 3}}), reply = {}));
         QVERIFY(correction().getCabinetEffectMode(a, one, reply = {}));
         QCOMPARE(reply, map({{"mode", 3}}));
-        QCOMPARE(wall().state().effectMode(a), 0);
+        QCOMPARE(wall().state().settings(a).effectMode, 0);
         QVERIFY(cabinets().getCabinetBrightnessRange(a, one, reply = {}));
         QCOMPARE(CallJournal::describe(reply), quoted("{'brightness.default': uint 5000, "
                                                       "'brightness.max': uint 10000, 'brightness.min': uint 0}"));
@@ -313,7 +327,7 @@ private Q_SLOTS:
         Map reply;
         QVERIFY(screens().setGammaTable(a, all, request));
         QVERIFY(cabinets().setCabinetGammaCustomValue(a, two, request, reply));
-        QCOMPARE(wall().state().gamma(a, ofDevice), (QList<int>{4, 5}));
+        QCOMPARE(wall().state().settings(a).gamma[static_cast<std::size_t>(ofDevice)], (QList<int>{4, 5}));
         QCOMPARE(wall().state().gamma(a, two, ofCabinet), (QList<int>{4, 5}));
 
         QVERIFY(screens().getGammaAllList(a, QStringLiteral("0"), reply = {}));
@@ -336,7 +350,7 @@ private Q_SLOTS:
         QVERIFY(wall().state().setGamma(a, Channel::Green, {1}));
         QVERIFY(wall().state().setGamma(a, two, Channel::Green, {2}));
         QVERIFY(!wall().state().setGamma(QStringLiteral("C"), Channel::Green, {1}));
-        QCOMPARE(wall().state().gamma(a, Channel::Green), QList<int>{1});
+        QCOMPARE(wall().state().settings(a).gamma[static_cast<std::size_t>(Channel::Green)], QList<int>{1});
         QCOMPARE(wall().state().gamma(a, two, Channel::Green), QList<int>{2});
     }
 

@@ -398,9 +398,9 @@ private Q_SLOTS:
         for (const QString &key : {a, b}) {
             QVERIFY(!setBrightness(key));
             QCOMPARE(lastCall().note, QStringLiteral("the device lost its power meanwhile"));
-            QCOMPARE(wall().state().brightness(key), 5000);
+            QCOMPARE(wall().state().settings(key).brightness, 5000);
             QVERIFY(setBrightness(key));
-            QCOMPARE(wall().state().brightness(key), 7);
+            QCOMPARE(wall().state().settings(key).brightness, 7);
         }
     }
 

@@ -187,6 +187,7 @@ private Q_SLOTS:
     void theSchemaKnowsTheSameKeys();
     void theSchemaKnowsTheSameNames_data();
     void theSchemaKnowsTheSameNames();
+    void theSchemaTakesTheNamesOfOperations();
 };
 
 void TestWallFile::everyFieldCountsAndRoundTrips_data()
@@ -903,7 +904,6 @@ void TestWallFile::theSchemaKnowsTheSameNames_data()
         QTest::newRow(name) << QString::fromLatin1(name) << QString::fromLatin1(key) << text;
     };
     row("device", "personality", wallWith("'personality': '?'"));
-    row("fault", "operation", wallWith("'faults': [{'type': 'vanish', 'operation': '?'}]"));
     row("fault", "type", wallWith("'faults': [{'type': '?'}]"));
     row("event", "type", wallWithEvents("{'at': 0, 'device': 'A', 'type': '?'}"));
     row("grid", "outputs",
@@ -927,6 +927,17 @@ void TestWallFile::theSchemaKnowsTheSameNames()
     QVERIFY2(problem.contains(QStringLiteral("expected one of %1, got").arg(joined))
                  || problem.contains(QStringLiteral(" (%1), got").arg(joined)),
              qPrintable(problem));
+}
+
+void TestWallFile::theSchemaTakesTheNamesOfOperations()
+{
+    const QJsonObject properties = definition(QStringLiteral("fault"))[QLatin1String("properties")].toObject();
+    const QRegularExpression pattern(properties[QLatin1String("operation")].toObject()[QLatin1String("pattern")].toString());
+    QVERIFY(pattern.isValid());
+    for (const Adapter::Operation &operation : Adapter::operations())
+        QVERIFY2(pattern.match(operation.name).hasMatch(), qPrintable(operation.name));
+    for (const char *wrong : {"", "loadCoefficient", "Correctionop::", "Correctionop::load Coefficient"})
+        QVERIFY2(!pattern.match(QLatin1String(wrong)).hasMatch(), wrong);
 }
 
 QTEST_GUILESS_MAIN(TestWallFile)

@@ -259,11 +259,12 @@ QStringList stateOfWall()
     for (const Simulator::Device &device : wall.pluggedDevices()) {
         const QString &key = device.key;
         for (const auto channel : {Simulator::Channel::Red, Simulator::Channel::Green, Simulator::Channel::Blue})
-            add(QVariant::fromValue(wall.state().gamma(key, channel)));
-        for (const int value : {wall.state().brightness(key), wall.state().effectMode(key), wall.state().xBitMode(key),
-                                wall.state().imageMode(key), int(wall.state().isXBitEnabled(key)),
-                                int(wall.state().isAblEnabled(key)), int(wall.state().pattern(key).type)})
-            add(value);
+            add(QVariant::fromValue(wall.state().settings(key).gamma[static_cast<std::size_t>(channel)]));
+        Simulator::DeviceSettings::fields([&](const char *, auto member, Adapter::Operation::Id, const char *) {
+            add(wall.state().settings(key).*member);
+        });
+        add(wall.state().imageMode(key));
+        add(int(wall.state().pattern(key).type));
         add(wall.state().lockOwner(key));
         for (const Simulator::Cabinet &cabinet : device.subScreens.first().cabinets) {
             const QString &id = cabinet.id;

@@ -243,6 +243,21 @@ struct Request {
     QVariant request;
 };
 
+bool hasOnlyScalars(Adapter::Fields fields)
+{
+    return std::all_of(fields.begin(), fields.end(), [](const Adapter::Field &field) {
+        return field.type == Adapter::Type::Int || field.type == Adapter::Type::Bool;
+    });
+}
+
+QVariantMap zerosOf(Adapter::Fields fields)
+{
+    QVariantMap zeros;
+    for (const Adapter::Field &field : fields)
+        zeros.insert(QLatin1String(field.key), field.type == Adapter::Type::Bool ? QVariant(false) : QVariant(0));
+    return zeros;
+}
+
 /// The operations whose old state cannot be read, in an order in which each has something to work on.
 QVector<Request> unrestoredRequests(const Cabinet &cabinet, int brightness)
 {
@@ -265,7 +280,7 @@ QVector<Request> unrestoredRequests(const Cabinet &cabinet, int brightness)
     for (const char *key : {"firstSquareW", "firstSquareH", "squareW", "squareH", "lastSquareColumnW", "lastSquareRowH"})
         checkerboard.insert(QLatin1String(key), 1);
 
-    return {
+    QVector<Request> requests{
         {Operation::ScreenInfo_setPixelImageMode, map("mode", 0)},
         {Operation::ScreenInfo_setPixelImage, QVariantMap{{QStringLiteral("regionrect"), whole},
                                                           {QStringLiteral("singlerect"), rectangle(pixel)},
@@ -274,10 +289,6 @@ QVector<Request> unrestoredRequests(const Cabinet &cabinet, int brightness)
                                                           {QStringLiteral("intervalY"), 1}}},
         {Operation::ScreenInfo_setCheckerBoardImage, checkerboard},
         {Operation::ScreenInfo_setCorrectClearImage, QVariantMap()},
-        {Operation::Correctionop_setScreenABLEnable, map("enable", false)},
-        {Operation::Correctionop_setScreenXBit,
-         QVariantMap{{QStringLiteral("mode"), 0}, {QStringLiteral("xbitEnable"), false}}},
-        {Operation::Correctionop_setScreenEffectMode, map("mode", 0)},
         {Operation::ScreenInfo_setBrightness, map("brightness", brightness)},
         {Operation::CabinetInfoOperator_setCabSingleBrightness, map("value", brightness)},
         {Operation::Correctionop_setCabinetsMultilayerParameter,
@@ -301,6 +312,13 @@ QVector<Request> unrestoredRequests(const Cabinet &cabinet, int brightness)
         {Operation::Correctionop_clearCabinetsMultilayerCoefficient, cids},
         {Operation::Correctionop_clearCabinetsLowgrayCoefficient, cids},
     };
+    // Settings of the device that are numbers and switches alone: 0 and off.
+    for (const Operation &operation : Adapter::operations()) {
+        if (operation.address == Adapter::Address::Screen && operation.effect == Adapter::Effect::Changes
+            && operation.id != Operation::ScreenInfo_setBrightness && hasOnlyScalars(operation.requestFields))
+            requests.insert(4, {operation.id, zerosOf(operation.requestFields)});
+    }
+    return requests;
 }
 
 QString targetOf(Operation::Id operation, const Cabinet &cabinet)

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <adapter/Operations.h>
+#include <simulator/StateTypes.h>
+
+#include <QtCore/QList>
+
+#include <array>
+
+namespace Simulator {
+
+/// The settings of a whole device. A new one needs a member and a row in fields(): the wall's behaviour, `state.json` and
+/// the tests follow from those.
+struct DeviceSettings {
+    int brightness = 0;
+    int effectMode = 0;
+    int xBitMode = 0;
+    bool isXBitEnabled = false;
+    bool isAblEnabled = false;
+    std::array<QList<int>, 3> gamma; ///< By Channel.
+
+    /// Calls field(name in state.json, member, operation that sets it, its key in the request) for all but the gamma tables.
+    template <typename Field>
+    static void fields(Field field)
+    {
+        using Adapter::Operation;
+        field("brightness", &DeviceSettings::brightness, Operation::ScreenInfo_setBrightness, "brightness");
+        field("effectMode", &DeviceSettings::effectMode, Operation::Correctionop_setScreenEffectMode, "mode");
+        field("xBitMode", &DeviceSettings::xBitMode, Operation::Correctionop_setScreenXBit, "mode");
+        field("xBitEnabled", &DeviceSettings::isXBitEnabled, Operation::Correctionop_setScreenXBit, "xbitEnable");
+        field("ablEnabled", &DeviceSettings::isAblEnabled, Operation::Correctionop_setScreenABLEnable, "enable");
+    }
+};
+
+} // namespace Simulator
