@@ -15,7 +15,6 @@ private Q_SLOTS:
 
     void verbsThatWriteAreRefused_data();
     void verbsThatWriteAreRefused();
-    void everyVerbThatWritesIsTried();
     void verbsThatReadWarn_data();
     void verbsThatReadWarn();
     void allDevicesAreNamed_data();
@@ -26,17 +25,18 @@ private Q_SLOTS:
     void aWallInOrderHasNoWarning();
 
 private:
-    /// small.json with other ids: the first of each device's grid.
-    void wallOf(const QString &name, const QList<int> &firstIds);
+    /// A wall file with other ids: the first of each device's grid.
+    void wallOf(const QString &name, const QByteArray &original, const QList<int> &firstIds);
+    /// The table's examples of the verbs that read the wall or of those that change it; as rows of test data.
+    void addExamples(bool changing);
 
     Program m_program;
-    QStringList m_refused; ///< Verbs that were seen to refuse.
+    QJsonArray m_verbs;
 };
 
-void CtlAmbiguousTest::wallOf(const QString &name, const QList<int> &firstIds)
+void CtlAmbiguousTest::wallOf(const QString &name, const QByteArray &original, const QList<int> &firstIds)
 {
-    const QByteArray text = m_program.content(QStringLiteral("small.json"));
-    QJsonObject wall = QJsonDocument::fromJson(text).object();
+    QJsonObject wall = QJsonDocument::fromJson(original).object();
     QJsonArray devices = wall.value(QStringLiteral("devices")).toArray();
     for (int i = 0; i < firstIds.size(); ++i) {
         QJsonObject device = devices.at(i).toObject();
@@ -58,79 +58,63 @@ void CtlAmbiguousTest::initTestCase()
     for (const char *name : {"small.json", "same-id.json"})
         QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/") + QLatin1String(name),
                             m_program.path(QLatin1String(name))));
-    for (const char *line : {"--wall small.json read main main.npy", "--wall small.json cabinet 1 read one.npy",
-                             "--wall small.json snapshot main main.snapshot"}) {
+    // The examples work on the preset that is the default. They are tried on the same wall with one id twice, and need the
+    // files that some of them make.
+    wallOf(QStringLiteral("demo.json"), m_program.run("wall describe").out, {1, 12});
+    QVERIFY(m_program.write(QStringLiteral("curves.json"), "{\"red\": [1, 2]}"));
+    for (const char *line :
+         {"read arena-main before.npy", "read arena-main part.npy --rect 100,40,300x150",
+          "snapshot arena-main before.snapshot", "cabinet 7 read seven.npy", "cabinet 7 config get seven.cfg"}) {
         const Run run = m_program.run(line);
         QVERIFY2(run.exit == 0, run.all());
     }
-    QVERIFY(m_program.write(QStringLiteral("gamma.json"), "{\"red\": [1, 2]}"));
-    QVERIFY(m_program.write(QStringLiteral("seven.cfg"), "brightness=7\n"));
+    m_verbs = m_program.json("verbs").data().value(QStringLiteral("verbs")).toArray();
+}
+
+void CtlAmbiguousTest::addExamples(bool changing)
+{
+    QTest::addColumn<QStringList>("arguments");
+    int rows = 0;
+    for (const QJsonValue &value : qAsConst(m_verbs)) {
+        const QJsonObject verb = value.toObject();
+        const QString name = verb.value(QStringLiteral("name")).toString();
+        const bool reachesDevices = !verb.value(QStringLiteral("operations")).toArray().isEmpty();
+        // Watching does not end by itself, and the doctor has a test of its own.
+        if (!reachesDevices || name == QLatin1String("watch") || name == QLatin1String("doctor"))
+            continue;
+        // A snapshot changes nothing but keeps what is to be restored.
+        if ((verb.value(QStringLiteral("writes")).toBool() || name == QLatin1String("snapshot")) != changing)
+            continue;
+        QString example = verb.value(QStringLiteral("example")).toString().remove(QLatin1Char('\''));
+        example.replace(QLatin1String("snapshot arena-main before"), QLatin1String("snapshot arena-main new"));
+        QTest::newRow(qPrintable(name)) << QStringList(example.split(QLatin1Char(' ')).mid(1));
+        ++rows;
+    }
+    QVERIFY2(rows > 12, qPrintable(QString::number(rows)));
 }
 
 void CtlAmbiguousTest::verbsThatWriteAreRefused_data()
 {
-    QTest::addColumn<QString>("arguments");
-    for (const char *arguments : {"write main main.npy",
-                                  "write main main.npy --save",
-                                  "write main one.npy --device B --cabinet 6",
-                                  "write main main.npy --dry-run",
-                                  "save main",
-                                  "save main --device A",
-                                  "apply main",
-                                  "clear main",
-                                  "clear main --cabinet 1",
-                                  "clear main+sign",
-                                  "solid main",
-                                  "restore main.snapshot",
-                                  "snapshot main new.snapshot",
-                                  "set main brightness=1",
-                                  "brightness main 1",
-                                  "gamma main gamma.json",
-                                  "effect main 1",
-                                  "xbit main 1 on",
-                                  "abl main on",
-                                  "multilayer main 1 2 3 4",
-                                  "lock main",
-                                  "unlock main",
-                                  "pattern pixel main",
-                                  "pattern checkerboard main",
-                                  "pattern mode main 1",
-                                  "pattern clear main",
-                                  "cabinet 4 write one.npy",
-                                  "cabinet 1 write one.npy",
-                                  "cabinet 4 save",
-                                  "cabinet 4 apply",
-                                  "cabinet 4 brightness 1",
-                                  "cabinet 4 effect 1",
-                                  "cabinet 4 gamma gamma.json",
-                                  "cabinet 4 flag x",
-                                  "cabinet 4 serial-flag x",
-                                  "cabinet 4 config put seven.cfg",
-                                  "cabinet 4 module save",
-                                  "cabinet 4 module reload",
-                                  "cabinet 4 module clear",
-                                  "cabinet 4 module flag 0=x",
-                                  "group 4 save user",
-                                  "group 1 4 show user",
-                                  "group 4 5 clear",
-                                  "group 4 average put",
-                                  "group 4 solid"})
-        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+    addExamples(true);
+    // The same with options.
+    for (const char *arguments :
+         {"write arena-main before.npy --device right --cabinet 15", "write arena-main before.npy --dry-run",
+          "save arena-main --device left", "clear arena-main --cabinet 1", "cabinet 12 save", "group 1 12 show user"})
+        QTest::newRow(arguments) << words(arguments);
 }
 
 void CtlAmbiguousTest::verbsThatWriteAreRefused()
 {
-    QFETCH(QString, arguments);
-    const Run run = m_program.json(words("--wall same-id.json record calls.jsonl") + arguments.split(QLatin1Char(' ')));
+    QFETCH(QStringList, arguments);
+    const Run run = m_program.json(words("--wall demo.json record calls.jsonl") + arguments);
     QVERIFY2(run.exit == 67, run.all());
     QCOMPARE(run.document().value(QStringLiteral("result")).toString(), QStringLiteral("ambiguous"));
     QVERIFY2(run.document()
                  .value(QStringLiteral("message"))
                  .toString()
-                 .endsWith(QLatin1String(": screen main: cabinet 4 is on device A and on device B; requests for it reach "
-                                         "device A only. Nothing was sent")),
+                 .endsWith(QLatin1String(": screen arena-main: cabinet 12 is on device left and on device right; requests "
+                                         "for it reach device left only. Nothing was sent")),
              run.all());
-    m_refused.append(run.document().value(QStringLiteral("verb")).toString());
 
     const QStringList discovery{QStringLiteral("HttpProxy::initialize"),
                                 QStringLiteral("HttpProxy::getDeviceList"),
@@ -145,41 +129,32 @@ void CtlAmbiguousTest::verbsThatWriteAreRefused()
         QVERIFY2(operation.isEmpty() || discovery.contains(operation), line);
         calls += operation.isEmpty() ? 0 : 1;
     }
-    QVERIFY(calls > 10);
+    QVERIFY2(calls > 6, qPrintable(QString::number(calls)));
     QVERIFY(QFile::remove(m_program.path(QStringLiteral("calls.jsonl"))));
     QVERIFY(!m_program.exists(QStringLiteral("new.snapshot")));
 }
 
-void CtlAmbiguousTest::everyVerbThatWritesIsTried()
-{
-    if (m_refused.size() < 40)
-        QSKIP("the verbs were not run");
-    const QJsonArray verbs = m_program.json("verbs").data().value(QStringLiteral("verbs")).toArray();
-    for (const QJsonValue &verb : verbs) {
-        const QString name = verb.toObject().value(QStringLiteral("name")).toString();
-        QVERIFY2(!verb.toObject().value(QStringLiteral("writes")).toBool() || m_refused.contains(name), qPrintable(name));
-    }
-}
-
 void CtlAmbiguousTest::verbsThatReadWarn_data()
 {
-    QTest::addColumn<QString>("arguments");
-    for (const char *arguments :
-         {"screens", "tree", "show main", "cabinets", "cabinets sign", "features main", "support main", "read main x.npy",
-          "brightness main", "gamma main", "effect main", "cabinet 4 info", "cabinet 4 brightness", "cabinet 4 effect",
-          "cabinet 4 flag", "cabinet 4 gamma"})
-        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+    addExamples(false);
+    // Verbs that set something print it where its value is not given.
+    for (const char *arguments : {"cabinets arena-main", "brightness arena-main", "gamma arena-main", "effect arena-main",
+                                  "cabinet 12 brightness", "cabinet 12 effect", "cabinet 12 flag", "cabinet 12 gamma"})
+        QTest::newRow(arguments) << words(arguments);
 }
 
 void CtlAmbiguousTest::verbsThatReadWarn()
 {
-    QFETCH(QString, arguments);
-    const QString sentence = QStringLiteral("cabinet 4 is on device A and on device B; requests for it reach device A only");
-    const QStringList line = words("--wall same-id.json") + arguments.split(QLatin1Char(' '));
+    QFETCH(QStringList, arguments);
+    const QString sentence =
+        QStringLiteral("cabinet 12 is on device left and on device right; requests for it reach device left only");
+    const QStringList line = words("--wall demo.json") + arguments;
     const Run text = m_program.run(line);
-    QVERIFY2(text.exit == 0, text.all());
-    QCOMPARE(text.error, "correctionctl: warning: " + sentence.toUtf8() + '\n');
-    QCOMPARE(m_program.run(line + words("--quiet")).error, QByteArray());
+    // A comparison fails with 20 where pixels of the unreachable cabinet differ.
+    QVERIFY2(text.exit == 0 || (text.exit == 20 && arguments.first() == QLatin1String("diff")), text.all());
+    QVERIFY2(text.error.startsWith("correctionctl: warning: " + sentence.toUtf8() + '\n'), text.all());
+    QCOMPARE(text.error.count('\n') == 1, text.exit == 0);
+    QVERIFY(!m_program.run(line + words("--quiet")).error.contains("warning"));
     const QJsonArray warnings{
         QJsonObject{{QStringLiteral("kind"), QStringLiteral("ambiguousCabinet")}, {QStringLiteral("message"), sentence}}};
     QCOMPARE(m_program.json(line).document().value(QStringLiteral("warnings")).toArray(), warnings);
@@ -211,7 +186,7 @@ void CtlAmbiguousTest::allDevicesAreNamed()
     QFETCH(QList<int>, firstIds);
     QFETCH(QString, arguments);
     QFETCH(QString, said);
-    wallOf(QStringLiteral("other.json"), firstIds);
+    wallOf(QStringLiteral("other.json"), m_program.content(QStringLiteral("small.json")), firstIds);
     const Run run = m_program.run(words("--wall other.json") + arguments.split(QLatin1Char(' ')));
     QVERIFY2(run.exit == 67 && run.error.contains(said.toUtf8()), run.all());
     // Also where the library's lines are shown.

@@ -297,14 +297,17 @@ QString helpText(const Verb &verb)
 QString manualPage()
 {
     QString described;
-    for (const Verb &verb : verbs())
+    for (const Verb &verb : verbs()) {
+        const QString shape = QLatin1String(verb.shape);
         described += filled("manual-verb.roff.in",
                             {{QStringLiteral("NAME"), roff(QLatin1String(verb.name))},
                              {QStringLiteral("HELP"), roff(QLatin1String(verb.help))},
                              {QStringLiteral("USAGE"), roff(verb.usage())},
                              {QStringLiteral("PARAMETERS"),
                               roffRows(titles(allParameters(verb), false) + titles(allParameters(verb), true))},
+                             {QStringLiteral("SHAPE"), shape.isEmpty() ? QStringLiteral("that of the verb") : roff(shape)},
                              {QStringLiteral("EXAMPLE"), roff(QLatin1String(verb.example)) + QLatin1Char('\n')}});
+    }
     QVector<QStringList> codes;
     for (const ExitCode &code : exitCodes())
         codes.append({QStringLiteral("%1 (%2)").arg(code.number).arg(QLatin1String(code.name)),

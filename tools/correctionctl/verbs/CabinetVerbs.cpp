@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Files.h"
 #include "files/Gamma.h"
 #include "files/Json.h"
@@ -9,8 +9,6 @@
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 QString subject(ICabinet &cabinet)
@@ -54,8 +52,6 @@ void onModules(Session &session, EnumErrorCode (ICabinet::*operation)(int), cons
     checkCabinet((cabinet.*operation)(mode), cabinet, QLatin1String(doing));
     reportDone(session, cabinet, QLatin1String(done));
 }
-
-} // namespace
 
 void cabinetInfo(Session &session)
 {
@@ -339,5 +335,66 @@ void cabinetSupport(Session &session)
     session.out().table({QStringLiteral("FEATURE"), QStringLiteral("VALUE")}, rows);
 }
 
-} // namespace Run
+constexpr Parameter moduleMode =
+    number(option("--mode", Value::Number, "what the device's module flash operation selects; default: 0"), intMin, intMax);
+
+} // namespace
+
+QVector<Verb> cabinetVerbs()
+{
+    return {
+        reads("cabinet info", "Print what a cabinet is", {}, "correctionctl cabinet 7 info", "cabinet", cabinetInfo,
+              "CabinetManager::tryGetCabinet ICabinet::GetCabinetInfo ICabinet::getFlag ICabinet::getID "
+              "ICabinet::getDeviceKey "
+              "ICabinet::getBrightnessRange ICabinet::tryGetEffectMode"),
+        reads("cabinet read", "Read a cabinet's coefficients into a file", {fileArgument, typeOption, channelOption},
+              "correctionctl cabinet 7 read seven.npy", "transfer", cabinetRead, "ICabinet::tryGetCoefficients"),
+        writes("cabinet write", "Write a cabinet's coefficients, or a part of them, from a file",
+               {fileArgument, typeOption,
+                number(option("--x", Value::Number, "left edge in the cabinet; default: 0"), 0, intMax),
+                number(option("--y", Value::Number, "top edge in the cabinet; default: 0"), 0, intMax), saveOption},
+               "correctionctl cabinet 7 write seven.npy --save", "transfer", cabinetWrite,
+               "ICabinet::setCoefficients ICabinet::saveParameter"),
+        writes("cabinet save", "Make the device store what was uploaded to a cabinet", {typeOption},
+               "correctionctl cabinet 7 save", "done", cabinetSave, "ICabinet::saveParameter"),
+        writes("cabinet apply", "Make the device apply a cabinet's stored low-gray coefficients", {appliedTypeOption},
+               "correctionctl cabinet 7 apply", "done", cabinetApply, "ICabinet::applyCoeffcient"),
+        writes("cabinet brightness", "Set a cabinet's brightness, or print its range", {brightnessArgument},
+               "correctionctl cabinet 7 brightness 4000", "settings", cabinetBrightness,
+               "ICabinet::setBrightness ICabinet::getBrightnessRange"),
+        writes("cabinet effect", "Set a cabinet's correction effect mode, or print it", {optional(modeArgument)},
+               "correctionctl cabinet 7 effect 3", "settings", cabinetEffect,
+               "ICabinet::setEffectMode ICabinet::tryGetEffectMode"),
+        writes("cabinet gamma", "Set a cabinet's gamma tables from a JSON file, or print them", {gammaArgument},
+               "correctionctl cabinet 7 gamma curves.json", "settings", cabinetGamma,
+               "ICabinet::getGammaTable ICabinet::setGammaTable"),
+        writes("cabinet flag", "Set a cabinet's flag, or print it", {optional(argument("TEXT", Value::Text, "the flag"))},
+               "correctionctl cabinet 7 flag calibrated", "settings", cabinetFlag, "ICabinet::getFlag ICabinet::setFlag"),
+        writes("cabinet serial-flag", "Write a cabinet's serial-number flag", {argument("TEXT", Value::Text, "the flag")},
+               "correctionctl cabinet 7 serial-flag B7-0042", "settings", cabinetSerialFlag, "ICabinet::setCabinetflags"),
+        reads("cabinet flags", "List the flags of a cabinet's modules", {}, "correctionctl cabinet 7 flags", "flags",
+              cabinetFlags, "ICabinet::getCabAllFlags"),
+        reads("cabinet config get", "Read a cabinet's configuration into a file",
+              {argument("FILE", Value::File, "where to")}, "correctionctl cabinet 7 config get seven.cfg", "done",
+              cabinetConfigGet, "ICabinet::getConfigFile"),
+        writes("cabinet config put", "Send a file as a cabinet's configuration",
+               {argument("FILE", Value::File, "the configuration")}, "correctionctl cabinet 7 config put seven.cfg", "done",
+               cabinetConfigPut, "ICabinet::setConfigFile"),
+        reads("cabinet flash", "Check the flash memory of a cabinet's modules", {}, "correctionctl cabinet 7 flash", "flash",
+              cabinetFlash, "ICabinet::getFlashCheckInfo ICabinet::IsSupportFlash"),
+        writes("cabinet module save", "Save the coefficients into the modules' flash memory", {moduleMode},
+               "correctionctl cabinet 7 module save", "done", cabinetModuleSave, "ICabinet::saveModuleCoefficient"),
+        writes("cabinet module reload", "Load the coefficients from the modules' flash memory", {moduleMode},
+               "correctionctl cabinet 7 module reload", "done", cabinetModuleReload, "ICabinet::reloadModuleCoefficient"),
+        writes("cabinet module clear", "Clear the coefficients in the modules' flash memory", {moduleMode},
+               "correctionctl cabinet 7 module clear", "done", cabinetModuleClear, "ICabinet::clearModuleCoefficient"),
+        writes("cabinet module flag", "Write flags to modules",
+               {repeated(argument("MODULE=FLAG", Value::Pair, "module id and its flag"))},
+               "correctionctl cabinet 7 module flag 0=good 3=replaced", "settings", cabinetModuleFlag,
+               "ICabinet::setModuleflags"),
+        reads("cabinet support", "Print the feature switches that a cabinet's device reports", {},
+              "correctionctl cabinet 7 support", "support", cabinetSupport, "ICabinet::getCabinetSupport"),
+    };
+}
+
 } // namespace Ctl

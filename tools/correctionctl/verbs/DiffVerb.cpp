@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Files.h"
 #include "files/Json.h"
 #include "session/Transfer.h"
@@ -9,8 +9,6 @@
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 struct Channel {
@@ -76,8 +74,6 @@ void completeSize(Grid &grid, const Grid &other, const QString &path)
     grid.size = other.size;
     grid.length = other.length;
 }
-
-} // namespace
 
 void diff(Session &session)
 {
@@ -145,5 +141,18 @@ void diff(Session &session)
     session.out().line(summary);
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> diffVerbs()
+{
+    return {
+        reads("diff", "Compare two files of coefficients, or a file with a screen",
+              {argument("A", Value::File, "file of coefficients"), optional(argument("B", Value::File, "the other file")),
+               option("--screen", Value::Screen, "compare with this screen instead of another file"), rectOption, typeOption,
+               option("--picture", Value::File, "write a .png of the largest difference of each pixel")},
+              "correctionctl diff before.npy --screen arena-main --picture difference.png", "diff", diff,
+              "ICabinet::tryGetCoefficients"),
+    };
+}
+
 } // namespace Ctl

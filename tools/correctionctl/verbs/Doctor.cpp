@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Files.h"
 #include "files/Json.h"
 #include "session/Service.h"
@@ -14,8 +14,6 @@
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 /// A huge wall answers with megabytes: people get the beginning, the report a long beginning.
@@ -168,8 +166,6 @@ void examine(Walk &walk, Session &session, const QString &id)
     }
 }
 
-} // namespace
-
 void doctor(Session &session)
 {
     Output &out = session.out();
@@ -235,5 +231,18 @@ void doctor(Session &session)
     out.line(verdict);
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> doctorVerbs()
+{
+    return {
+        reads("doctor", "Walk through discovery and settings step by step and explain what goes wrong",
+              {optional(argument("FILE", Value::File, "write the report there as JSON, fit for a bug report"))},
+              "correctionctl doctor report.json", "doctor", doctor,
+              "ScreenManager::refreshScreen IScreen::tryGetRect IScreen::getSubScreenNames IScreen::getFeatures "
+              "IScreen::getScreenSupport "
+              "IScreen::getBrightnessRange IScreen::tryGetEffectMode IScreen::getGammaTable ICabinet::IsSupportFlash"),
+    };
+}
+
 } // namespace Ctl

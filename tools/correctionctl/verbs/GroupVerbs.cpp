@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Json.h"
 #include "session/Session.h"
 
@@ -9,8 +9,6 @@
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 /// The cabinets that CID... names.
@@ -47,8 +45,6 @@ void onStore(Session &session, Operation user, Operation factory, Operation modu
     const Operation operation = store == QLatin1String("user") ? user : store == QLatin1String("factory") ? factory : module;
     report(session, (*group.*operation)(), QStringLiteral("%1 %2 coefficients").arg(QLatin1String(doing), store));
 }
-
-} // namespace
 
 void groupSave(Session &session)
 {
@@ -88,5 +84,29 @@ void groupSolid(Session &session)
     report(session, group->setMutiCabinetSolid(), QStringLiteral("fix coefficients"), false);
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> groupVerbs()
+{
+    return {
+        writes("group save", "Save what the cabinets show",
+               {choice(argument("STORE", Value::Choice, "where to"), "user|factory|module")},
+               "correctionctl group 1 2 3 save user", "done", groupSave,
+               "CabinetManager::tryGetCabinets ICabinets::saveUserCoefficient ICabinets::saveFactoryCoefficient "
+               "ICabinets::saveModuleCoefficient"),
+        writes("group show", "Make the cabinets show what they stored",
+               {choice(argument("STORE", Value::Choice, "where from"), "user|factory|module")},
+               "correctionctl group 1 2 3 show factory", "done", groupShow,
+               "ICabinets::showUserCoefficient ICabinets::showFactoryCoefficient ICabinets::showModuleCoefficient"),
+        writes("group clear", "Clear the cabinets' user coefficients", {}, "correctionctl group 1 2 3 clear", "done",
+               groupClear, "ICabinets::clearUserCoefficient"),
+        writes("group average", "Exchange averaged coefficients (devices hold none so far)",
+               {choice(argument("DIRECTION", Value::Choice, "get or put"), "get|put")},
+               "correctionctl group 1 2 average get", "done", groupAverage,
+               "ICabinets::getAvgCoeffcient ICabinets::setAvgCoefficient"),
+        writes("group solid", "Fix the cabinets' coefficients (devices do nothing so far)", {},
+               "correctionctl group 1 2 solid", "done", groupSolid, "ICabinets::setMutiCabinetSolid"),
+    };
+}
+
 } // namespace Ctl

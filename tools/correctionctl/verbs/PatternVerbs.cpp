@@ -1,12 +1,10 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Json.h"
 #include "session/Transfer.h"
 
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 void report(Session &session, const QString &screenId, const QString &pattern, const QRect &rect)
@@ -17,8 +15,6 @@ void report(Session &session, const QString &screenId, const QString &pattern, c
     if (!session.dryRun())
         session.out().line(QStringLiteral("%1: %2 over %3").arg(screenId, pattern, rectText(rect)));
 }
-
-} // namespace
 
 void patternPixel(Session &session)
 {
@@ -80,5 +76,38 @@ void patternClear(Session &session)
     report(session, screen.getID(), QStringLiteral("clear"), rect);
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> patternVerbs()
+{
+    return {
+        writes(
+            "pattern pixel", "Light pixel blocks at equal distances on black",
+            {screenArgument, rectOption, option("--block", Value::Size, "size of a lit block; default: 1x1"),
+             number(option("--offset-x", Value::Number, "where the first block begins, in pixels; default: 0"), 0, intMax),
+             number(option("--offset-y", Value::Number, "the same downwards; default: 0"), 0, intMax),
+             number(option("--interval-x", Value::Number, "block widths left dark between two blocks; default: 1"), 0,
+                    65535),
+             number(option("--interval-y", Value::Number, "block heights left dark between two blocks; default: 1"), 0,
+                    65535),
+             option("--color", Value::Color, "default: white"), deviceOption},
+            "correctionctl pattern pixel arena-main --interval-x 3 --interval-y 3 --color '#00ff00'", "pattern",
+            patternPixel, "IScreen::setPixelImage ISubScreen::setPixelImage"),
+        writes("pattern checkerboard", "Show a checkerboard",
+               {screenArgument, rectOption, option("--square", Value::Size, "size of a square; default: 64x64"),
+                repeated(option("--color", Value::Color, "one of the colours, at least two; default: white and black")),
+                deviceOption},
+               "correctionctl pattern checkerboard arena-main --square 50x50 --color white --color '#f08200'", "pattern",
+               patternCheckerboard, "IScreen::setCheckerboardlImage ISubScreen::setCheckerboardlImage"),
+        writes("pattern mode", "Choose the image mode",
+               {screenArgument, number(argument("MODE", Value::Number, "the device's number of the mode"), 0, 255, ""),
+                deviceOption},
+               "correctionctl pattern mode arena-main 1", "pattern", patternMode,
+               "IScreen::setPixelImageMode ISubScreen::setPixelImageMode"),
+        writes("pattern clear", "Take the test image away", {screenArgument, deviceOption},
+               "correctionctl pattern clear arena-main", "pattern", patternClear,
+               "IScreen::setCheckerboardlImage ISubScreen::setCheckerboardlImage"),
+    };
+}
+
 } // namespace Ctl

@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Gamma.h"
 #include "files/Json.h"
 #include "session/Session.h"
@@ -10,8 +10,6 @@
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 QJsonObject cabinetJson(const CabinetInfo &cabinet)
@@ -25,8 +23,6 @@ QString yesNo(bool value)
 {
     return QLatin1String(value ? "yes" : "no");
 }
-
-} // namespace
 
 void screens(Session &session)
 {
@@ -247,5 +243,39 @@ void watch(Session &session)
     // Ctrl-C is the ordinary end of watching.
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> screenVerbs()
+{
+    return {
+        reads("screens", "List the screens", {}, "correctionctl screens", "screens", screens,
+              "ScreenManager::getInstance ScreenManager::init ScreenManager::refreshScreen ScreenManager::getNameMapping "
+              "ScreenManager::tryGetScreen IScreen::tryGetRect IScreen::tryGetAllCabinetInfoList ISubScreen::tryGetRect "
+              "ISubScreen::tryGetAllCabinetInfoList"),
+        reads("tree", "Print screens, devices and cabinets as a tree", {}, "correctionctl tree", "tree", tree,
+              "IScreen::tryGetAllCabinetInfoList IScreen::tryGetSubScreen ISubScreen::tryGetRect "
+              "ISubScreen::tryGetAllCabinetInfoList"),
+        reads(
+            "show", "Print what a screen is and how it is set", {screenArgument, deviceOption},
+            "correctionctl show arena-main", "show", show,
+            "IScreen::getID IScreen::getName IScreen::tryGetRect IScreen::getBrightnessRange IScreen::tryGetEffectMode "
+            "IScreen::getGammaTable IScreen::getSubScreenNames IScreen::setID IScreen::setName IScreen::addSubScreen "
+            "IScreen::removeSubScreen IScreen::tryGetSubScreen ISubScreen::getBrightnessRange ISubScreen::tryGetEffectMode "
+            "ISubScreen::getGammaTable ISubScreen::addCabinet"),
+        reads("cabinets", "List the cabinets of a screen, or of all", {optional(screenArgument)},
+              "correctionctl cabinets arena-main", "cabinets", cabinets,
+              "CabinetManager::getInstance CabinetManager::getMapping IScreen::tryGetAllCabinetInfoList ICabinet::getFlag"),
+        reads("features", "Ask the devices which test images they can draw", {screenArgument, deviceOption},
+              "correctionctl features arena-main", "features", features,
+              "IScreen::getFeatures ISubScreen::isCheckerboardlImage"),
+        reads("support", "Print the feature switches that the devices report", {screenArgument, deviceOption},
+              "correctionctl support arena-main", "support", support,
+              "IScreen::getScreenSupport ISubScreen::getScreenSupport"),
+        reads("watch", "Print change notifications until interrupted",
+              {number(option("--count", Value::Number, "end after so many notifications"), 1, intMax)},
+              "correctionctl watch", "notification", watch,
+              "ScreenManager::signal_screenChanged ScreenManager::signal_screenNameChanged"),
+    };
+}
+
 } // namespace Ctl

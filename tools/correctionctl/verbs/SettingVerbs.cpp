@@ -1,28 +1,44 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Gamma.h"
 #include "files/Json.h"
 #include "session/Session.h"
 
+#include <algorithm>
 #include <functional>
-#include <limits>
 
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
 
 namespace {
 
 /// One setting that is going to be changed.
 struct Setting {
-    QString name;
     QString value; ///< For people.
     std::function<EnumErrorCode(IScreen &)> send;
     std::function<void(IScreen &)> verify = [](IScreen &) {}; ///< Throws a Failure where the screen would refuse it.
 };
 
-Setting brightnessSetting(int value)
+int toInt(const QString &text)
 {
+    return int(parseNumber(text).value_or(0));
+}
+
+bool isOn(const QString &text)
+{
+    return text == QLatin1String("on");
+}
+
+template <EnumErrorCode (IScreen::*operation)(bool)>
+Setting onOff(const QStringList &values, const Arguments &)
+{
+    const bool enable = isOn(values.first());
+    return {values.first(), [enable](IScreen &screen) { return (screen.*operation)(enable); }};
+}
+
+Setting brightness(const QStringList &values, const Arguments &)
+{
+    const int value = toInt(values.first());
     const auto verify = [value](IScreen &screen) {
         BrightnessRange range;
         if (screen.getBrightnessRange(range) != enSuccess || range.max == 0)
@@ -32,31 +48,26 @@ Setting brightnessSetting(int value)
                                             .arg(screen.getID(), QString::number(value), QString::number(range.min),
                                                  QString::number(range.max)));
     };
-    return {QStringLiteral("brightness"), QString::number(value),
-            [value](IScreen &screen) { return screen.setBrightness(value); }, verify};
+    return {QString::number(value), [value](IScreen &screen) { return screen.setBrightness(value); }, verify};
 }
 
-Setting effectSetting(int mode)
+Setting effect(const QStringList &values, const Arguments &)
 {
-    return {QStringLiteral("effect"), QString::number(mode),
-            [mode](IScreen &screen) { return screen.setEffectMode(EnumEffectMode(mode)); }};
+    const int mode = toInt(values.first());
+    return {QString::number(mode), [mode](IScreen &screen) { return screen.setEffectMode(EnumEffectMode(mode)); }};
 }
 
-Setting xbitSetting(int mode, bool enable)
+Setting xbit(const QStringList &values, const Arguments &)
 {
-    return {QStringLiteral("xbit"), QStringLiteral("%1 %2").arg(mode).arg(QLatin1String(enable ? "on" : "off")),
+    const int mode = toInt(values.at(0));
+    const bool enable = isOn(values.at(1));
+    return {QStringLiteral("%1 %2").arg(QString::number(mode), values.at(1)),
             [mode, enable](IScreen &screen) { return screen.setXBit(EnumXBitMode(mode), enable); }};
 }
 
-Setting ablSetting(bool enable)
+Setting gamma(const QStringList &values, const Arguments &)
 {
-    return {QStringLiteral("abl"), QLatin1String(enable ? "on" : "off"),
-            [enable](IScreen &screen) { return screen.setABLEnable(enable); }};
-}
-
-Setting gammaSetting(const QString &path)
-{
-    const GammaTables tables = readGamma(path, screenChannels());
+    const GammaTables tables = readGamma(values.first(), screenChannels());
     const auto send = [tables](IScreen &screen) {
         // A request holds one table, the one of the highest channel: each travels by itself.
         for (auto table = tables.cbegin(); table != tables.cend(); ++table) {
@@ -65,10 +76,10 @@ Setting gammaSetting(const QString &path)
         }
         return enSuccess;
     };
-    return {QStringLiteral("gamma"), gammaSummary(tables, screenChannels()), send};
+    return {gammaSummary(tables, screenChannels()), send};
 }
 
-Setting multilayerSetting(const QStringList &layers, bool version2)
+Setting multilayer(const QStringList &layers, const Arguments &arguments)
 {
     MultilayerParamV2 list;
     for (const QString &layer : layers) {
@@ -78,9 +89,8 @@ Setting multilayerSetting(const QStringList &layers, bool version2)
         list.params.append(info);
     }
     const QString text = layers.join(QLatin1Char(' '));
-    if (version2)
-        return {QStringLiteral("multilayer"), text,
-                [list](IScreen &screen) { return screen.setMultilayerParameterV2(list); }};
+    if (arguments.has("--v2"))
+        return {text, [list](IScreen &screen) { return screen.setMultilayerParameterV2(list); }};
     if (list.params.size() != 4)
         throw Failure(ExitUsage, QStringLiteral("multilayer: %1 given, a parameter set has 4 (--v2 takes any number)")
                                      .arg(counted(list.params.size(), "layer")));
@@ -93,90 +103,11 @@ Setting multilayerSetting(const QStringList &layers, bool version2)
     param.inVldBitLayer12 = list.params[1].inVldBitLayer;
     param.inVldBitLayer23 = list.params[2].inVldBitLayer;
     param.inVldBitLayer34 = list.params[3].inVldBitLayer;
-    return {QStringLiteral("multilayer"), text, [param](IScreen &screen) { return screen.setMultilayerParameter(param); }};
+    return {text, [param](IScreen &screen) { return screen.setMultilayerParameter(param); }};
 }
 
-/// A setting as `set` takes it, checked like the argument of the verb of its name.
-Setting settingOf(const QString &pair)
+void printBrightness(Session &session)
 {
-    const QString name = pair.section(QLatin1Char('='), 0, 0);
-    const QString value = pair.section(QLatin1Char('='), 1);
-    const auto refuse = [&pair](const QString &reason) {
-        return Failure(ExitUsage, QStringLiteral("%1: %2").arg(pair, reason));
-    };
-    const auto checked = [&](const char *verb, const char *parameterName, const QString &text) {
-        for (const Parameter &parameter : verbOf(QLatin1String(verb))->parameters) {
-            if (qstrcmp(parameter.name, parameterName) != 0)
-                continue;
-            if (const QString reason = complaint(parameter, text); !reason.isEmpty())
-                throw refuse(reason);
-        }
-        return text;
-    };
-    const auto integer = [](const QString &text) { return int(parseNumber(text).value_or(0)); };
-    if (name == QLatin1String("brightness"))
-        return brightnessSetting(integer(checked("brightness", "VALUE", value)));
-    if (name == QLatin1String("effect"))
-        return effectSetting(integer(checked("effect", "MODE", value)));
-    if (name == QLatin1String("abl"))
-        return ablSetting(checked("abl", "ENABLE", value) == QLatin1String("on"));
-    if (name == QLatin1String("xbit")) {
-        const QString mode = checked("xbit", "MODE", value.section(QLatin1Char(':'), 0, 0));
-        return xbitSetting(integer(mode),
-                           checked("xbit", "ENABLE", value.section(QLatin1Char(':'), 1)) == QLatin1String("on"));
-    }
-    if (name == QLatin1String("gamma"))
-        return gammaSetting(checked("gamma", "FILE", value));
-    if (name == QLatin1String("multilayer")) {
-        const QStringList layers = value.split(QLatin1Char(','));
-        for (const QString &layer : layers)
-            checked("multilayer", "LAYER", layer);
-        return multilayerSetting(layers, false);
-    }
-    throw refuse(QStringLiteral("the settings are brightness, effect, xbit, abl, gamma and multilayer"));
-}
-
-/// Verifies all, then sends one after the other.
-void change(Session &session, const QVector<Setting> &settings)
-{
-    IScreen &screen = session.screen();
-    for (const Setting &setting : settings)
-        setting.verify(screen);
-    QJsonArray list;
-    QVector<QStringList> rows;
-    for (const Setting &setting : settings) {
-        QStringList before;
-        for (const QStringList &row : qAsConst(rows))
-            before.append(row.first());
-        check(setting.send(screen),
-              QStringLiteral("screen %1: setting %2 to %3%4")
-                  .arg(screen.getID(), setting.name, setting.value,
-                       before.isEmpty() ? QString()
-                                        : QStringLiteral(" (set before it: %1)").arg(before.join(QStringLiteral(", ")))));
-        rows.append({setting.name, setting.value});
-        list.append(QJsonObject{{QStringLiteral("name"), setting.name}, {QStringLiteral("value"), setting.value}});
-    }
-    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("settings"), list}});
-    if (!session.dryRun())
-        session.out().table({QStringLiteral("SET"), QStringLiteral("TO")}, rows);
-}
-
-} // namespace
-
-void set(Session &session)
-{
-    QVector<Setting> settings;
-    for (const QString &pair : session.arguments().texts("SETTING"))
-        settings.append(settingOf(pair));
-    change(session, settings);
-}
-
-void brightness(Session &session)
-{
-    if (session.arguments().has("VALUE")) {
-        change(session, {brightnessSetting(session.arguments().integer("VALUE"))});
-        return;
-    }
     IScreen &screen = session.screen();
     BrightnessRange range;
     check(screen.getBrightnessRange(range),
@@ -188,12 +119,8 @@ void brightness(Session &session)
     session.out().line(QStringLiteral("%1 to %2, default %3").arg(range.min).arg(range.max).arg(range.defaultValue));
 }
 
-void gamma(Session &session)
+void printGamma(Session &session)
 {
-    if (session.arguments().has("FILE")) {
-        change(session, {gammaSetting(session.arguments().text("FILE"))});
-        return;
-    }
     IScreen &screen = session.screen();
     GammaTables tables;
     check(screen.getGammaTable(tables), QStringLiteral("screen %1: reading the gamma tables").arg(screen.getID()));
@@ -202,12 +129,8 @@ void gamma(Session &session)
     session.out().line(gammaSummary(tables, screenChannels()) + QStringLiteral("; --json prints them"));
 }
 
-void effect(Session &session)
+void printEffect(Session &session)
 {
-    if (session.arguments().has("MODE")) {
-        change(session, {effectSetting(session.arguments().integer("MODE"))});
-        return;
-    }
     IScreen &screen = session.screen();
     EnumEffectMode mode{};
     check(screen.tryGetEffectMode(mode), QStringLiteral("screen %1: asking for the effect mode").arg(screen.getID()));
@@ -215,38 +138,221 @@ void effect(Session &session)
     session.out().line(QString::number(mode));
 }
 
-void xbit(Session &session)
+/// A setting of a screen: a verb of its own, and a pair of `set`.
+struct SettingRow {
+    const char *name;
+    const char *help;
+    const char *pair;              ///< Its values in a pair: "MODE:on|off".
+    QVector<Parameter> parameters; ///< Of the verb, behind SCREEN. Positional ones are the values.
+    const char *example;
+    const char *operations;
+    Setting (*parse)(const QStringList &values, const Arguments &arguments); ///< Values are checked already.
+    void (*print)(Session &session) = nullptr;                               ///< For a verb without values.
+
+    QVector<Parameter> values() const
+    {
+        QVector<Parameter> list = parameters;
+        list.erase(std::remove_if(list.begin(), list.end(), [](const Parameter &entry) { return entry.isOption(); }),
+                   list.end());
+        return list;
+    }
+};
+
+const QVector<SettingRow> &settings()
 {
-    change(session, {xbitSetting(session.arguments().integer("MODE"), session.arguments().isOn("ENABLE"))});
+    static const QVector<SettingRow> rows{
+        {"brightness",
+         "Set the brightness, or print its range",
+         "N",
+         {brightnessArgument, deviceOption},
+         "correctionctl brightness arena-main 4000",
+         "IScreen::setBrightness IScreen::getBrightnessRange ISubScreen::setBrightness ISubScreen::getBrightnessRange",
+         brightness,
+         printBrightness},
+        {"gamma",
+         "Set the gamma tables from a JSON file, or print them",
+         "FILE",
+         {gammaArgument, deviceOption},
+         "correctionctl gamma arena-main curves.json",
+         "IScreen::getGammaTable IScreen::setGammaTable ISubScreen::getGammaTable ISubScreen::setGammaTable",
+         gamma,
+         printGamma},
+        {"effect",
+         "Set the correction effect mode, or print it",
+         "N",
+         {optional(modeArgument), deviceOption},
+         "correctionctl effect arena-main 3",
+         "IScreen::setEffectMode IScreen::tryGetEffectMode ISubScreen::setEffectMode ISubScreen::tryGetEffectMode",
+         effect,
+         printEffect},
+        {"xbit",
+         "Switch an x-bit mode",
+         "MODE:on|off",
+         {modeArgument, enableArgument, deviceOption},
+         "correctionctl xbit arena-main 1 on",
+         "IScreen::setXBit ISubScreen::setXBit",
+         xbit},
+        {"abl",
+         "Switch the automatic brightness limiter",
+         "on|off",
+         {enableArgument, deviceOption},
+         "correctionctl abl arena-main on",
+         "IScreen::setABLEnable ISubScreen::setABLEnable",
+         onOff<&IScreen::setABLEnable>},
+        {"multilayer",
+         "Set the multilayer parameters",
+         "VALUE:BITS,...",
+         {repeated(argument("LAYER", Value::Layer, "VALUE or VALUE:BITS; four of them, or any number with --v2")),
+          option("--v2", Value::None, "send a version-2 parameter set"), deviceOption, cabinetOption},
+         "correctionctl multilayer arena-main 1000:4 2000:4 3000:4 4000:4",
+         "IScreen::setMultilayerParameter IScreen::setMultilayerParameterV2 ISubScreen::setMultilayerParameter "
+         "ISubScreen::setMultilayerParameterV2",
+         multilayer},
+    };
+    return rows;
 }
 
-void abl(Session &session)
+const SettingRow *settingOf(const QString &name)
 {
-    change(session, {ablSetting(session.arguments().isOn("ENABLE"))});
+    const auto &rows = settings();
+    const auto found =
+        std::find_if(rows.cbegin(), rows.cend(), [&name](const SettingRow &row) { return name == QLatin1String(row.name); });
+    return found == rows.cend() ? nullptr : &*found;
 }
 
-void multilayer(Session &session)
+/// "a, b and c"
+QString listed(QStringList texts, const char *conjunction)
 {
-    change(session, {multilayerSetting(session.arguments().texts("LAYER"), session.arguments().has("--v2"))});
+    const QString last = texts.takeLast();
+    return QStringLiteral("%1 %2 %3").arg(texts.join(QStringLiteral(", ")), QLatin1String(conjunction), last);
+}
+
+/// What is going to be changed, by name.
+using Changes = QVector<QPair<QString, Setting>>;
+
+/// The pairs of `set`, each checked like the arguments of the verb of its name.
+Changes changesOf(const Arguments &arguments)
+{
+    Changes changes;
+    for (const QString &pair : arguments.texts("SETTING")) {
+        const QString name = pair.section(QLatin1Char('='), 0, 0);
+        const QString text = pair.section(QLatin1Char('='), 1);
+        const auto refuse = [&pair](const QString &reason) {
+            return Failure(ExitUsage, QStringLiteral("%1: %2").arg(pair, reason));
+        };
+        const SettingRow *const row = settingOf(name);
+        if (!row) {
+            QStringList names;
+            for (const SettingRow &known : settings())
+                names.append(QLatin1String(known.name));
+            throw refuse(QStringLiteral("the settings are ") + listed(names, "and"));
+        }
+        const QVector<Parameter> parameters = row->values();
+        QStringList values;
+        for (int i = 0; i + 1 < parameters.size(); ++i)
+            values.append(text.section(QLatin1Char(':'), i, i));
+        values.append(text.section(QLatin1Char(':'), parameters.size() - 1));
+        if (parameters.last().repeated)
+            values = text.split(QLatin1Char(','));
+        for (int i = 0; i < values.size(); ++i) {
+            const QString reason = complaint(parameters.at(std::min(i, parameters.size() - 1)), values.at(i));
+            if (!reason.isEmpty())
+                throw refuse(reason);
+        }
+        changes.append({name, row->parse(values, arguments)});
+    }
+    return changes;
+}
+
+/// Verifies all, then sends one after the other.
+void change(Session &session, const Changes &changes)
+{
+    IScreen &screen = session.screen();
+    for (const auto &[name, setting] : changes)
+        setting.verify(screen);
+    QJsonArray list;
+    QVector<QStringList> rows;
+    for (const auto &[name, setting] : changes) {
+        QStringList before;
+        for (const QStringList &row : qAsConst(rows))
+            before.append(row.first());
+        check(setting.send(screen),
+              QStringLiteral("screen %1: setting %2 to %3%4")
+                  .arg(screen.getID(), name, setting.value,
+                       before.isEmpty() ? QString()
+                                        : QStringLiteral(" (set before it: %1)").arg(before.join(QStringLiteral(", ")))));
+        rows.append({name, setting.value});
+        list.append(QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), setting.value}});
+    }
+    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("settings"), list}});
+    if (!session.dryRun())
+        session.out().table({QStringLiteral("SET"), QStringLiteral("TO")}, rows);
+}
+
+void set(Session &session)
+{
+    change(session, changesOf(session.arguments()));
+}
+
+/// The verb of one setting.
+void changeOrPrint(Session &session)
+{
+    const SettingRow &row = *settingOf(QLatin1String(session.verb().name));
+    QStringList values;
+    for (const Parameter &parameter : row.values())
+        values += session.arguments().texts(parameter.name);
+    if (values.isEmpty())
+        row.print(session);
+    else
+        change(session, {{QLatin1String(row.name), row.parse(values, session.arguments())}});
+}
+
+void reserve(Session &session, EnumErrorCode (IScreen::*operation)(), const char *doing, const char *done)
+{
+    IScreen &screen = session.screen();
+    check((screen.*operation)(), QStringLiteral("screen %1: %2 its devices").arg(screen.getID(), QLatin1String(doing)));
+    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("done"), QLatin1String(done)}});
+    if (!session.dryRun())
+        session.out().line(QStringLiteral("%1: %2").arg(screen.getID(), QLatin1String(done)));
 }
 
 void lock(Session &session)
 {
-    IScreen &screen = session.screen();
-    check(screen.lock(), QStringLiteral("screen %1: locking its devices").arg(screen.getID()));
-    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("done"), QStringLiteral("locked")}});
-    if (!session.dryRun())
-        session.out().line(QStringLiteral("%1: locked").arg(screen.getID()));
+    reserve(session, &IScreen::lock, "locking", "locked");
 }
 
 void unlock(Session &session)
 {
-    IScreen &screen = session.screen();
-    check(screen.unLock(), QStringLiteral("screen %1: unlocking its devices").arg(screen.getID()));
-    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("done"), QStringLiteral("unlocked")}});
-    if (!session.dryRun())
-        session.out().line(QStringLiteral("%1: unlocked").arg(screen.getID()));
+    reserve(session, &IScreen::unLock, "unlocking", "unlocked");
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> settingVerbs()
+{
+    QStringList pairs;
+    QStringList operations{QStringLiteral("IScreen::getBrightnessRange")};
+    QVector<Verb> verbs;
+    for (const SettingRow &row : settings()) {
+        pairs.append(QStringLiteral("%1=%2").arg(QLatin1String(row.name), QLatin1String(row.pair)));
+        verbs.append(writes(row.name, row.help, QVector<Parameter>{screenArgument} + row.parameters, row.example, "settings",
+                            changeOrPrint, row.operations));
+        operations.append(verbs.last().operationList().filter(QStringLiteral("IScreen::set")).first());
+    }
+    // Rows refer to texts that stay in place.
+    static const QByteArray pairHelp = listed(pairs, "or").toLatin1();
+    static const QByteArray setOperations = operations.join(QLatin1Char(' ')).toLatin1();
+    verbs.prepend(writes("set", "Change several settings; all are checked before the first is sent",
+                         {screenArgument, repeated(argument("SETTING", Value::Pair, pairHelp.constData())), deviceOption},
+                         "correctionctl set arena-main brightness=4000 abl=on xbit=1:on", "settings", set,
+                         setOperations.constData()));
+    return verbs
+           + QVector<Verb>{
+               writes("lock", "Reserve the devices for this application", {screenArgument, deviceOption},
+                      "correctionctl lock arena-main", "done", lock, "IScreen::lock ISubScreen::lock"),
+               writes("unlock", "Release the devices", {screenArgument, deviceOption}, "correctionctl unlock arena-main",
+                      "done", unlock, "IScreen::unLock ISubScreen::unLock"),
+           };
+}
+
 } // namespace Ctl

@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Files.h"
 #include "files/Json.h"
 #include "files/SnapshotFile.h"
@@ -12,8 +12,6 @@
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 QString subject(const SnapshotCabinet &cabinet)
@@ -44,8 +42,6 @@ void report(Session &session, const QString &target, const QString &path, int ca
                         {QStringLiteral("cabinets"), cabinets},
                         {QStringLiteral("bytes"), bytes}});
 }
-
-} // namespace
 
 void snapshot(Session &session)
 {
@@ -141,5 +137,22 @@ void restore(Session &session)
                                     QLatin1String(verify ? ", verified" : ""), QLatin1String(save ? ", saved" : ""), path));
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> snapshotVerbs()
+{
+    return {
+        reads("snapshot", "Keep all chroma coefficients of a screen in a file, cabinet by cabinet",
+              {screenArgument, argument("FILE", Value::File, "the snapshot"), deviceOption, cabinetOption},
+              "correctionctl snapshot arena-main before.snapshot", "snapshot", snapshot,
+              "ICabinet::tryGetCoefficients ICabinet::GetCabinetInfo"),
+        writes(
+            "restore", "Write a snapshot back, and check that it arrived",
+            {argument("FILE", Value::File, "the snapshot"), saveOption,
+             option("--no-verify", Value::None, "do not read back what was written")},
+            "correctionctl restore before.snapshot --save", "restore", restore,
+            "ICabinet::setCoefficients ICabinet::tryGetCoefficients ICabinet::saveParameter CabinetManager::tryGetCabinet"),
+    };
+}
+
 } // namespace Ctl

@@ -1,10 +1,10 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Json.h"
 #include "session/Session.h"
 
 namespace Ctl {
-namespace Run {
 
+namespace {
 void verbTable(Session &session)
 {
     QJsonArray list;
@@ -23,5 +23,14 @@ void verbTable(Session &session)
     session.out().table({QStringLiteral("VERB"), QStringLiteral("WHAT IT DOES")}, rows);
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> tableVerbs()
+{
+    return {
+        reads("verbs", "List the verbs, and which of the library's operations they reach", {}, "correctionctl verbs --json",
+              "verbs", verbTable, ""),
+    };
+}
+
 } // namespace Ctl

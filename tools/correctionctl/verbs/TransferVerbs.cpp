@@ -1,12 +1,10 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Files.h"
 #include "session/Transfer.h"
 
 using namespace Correction;
 
 namespace Ctl {
-namespace Run {
-
 namespace {
 
 /// One operation on a whole screen that takes a kind.
@@ -25,8 +23,6 @@ void onScreen(Session &session, EnumErrorCode (IScreen::*operation)(Kind), EnumC
         session.out().line(
             QStringLiteral("%1: %2 coefficients %3").arg(screen.getID(), kindText(kind), QLatin1String(done)));
 }
-
-} // namespace
 
 void read(Session &session)
 {
@@ -99,5 +95,37 @@ void solid(Session &session)
     onScreen(session, &IScreen::setMutiCabinetSolid, session.arguments().kind(), "fixing", "fixed");
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> transferVerbs()
+{
+    return {
+        reads("read", "Read the coefficients of any rectangle into a file",
+              {screenArgument, fileArgument, rectOption, typeOption, channelOption, deviceOption,
+               option("--direct", Value::None,
+                      "one direct screen read: serves only parts that begin at a sub-screen's corner")},
+              "correctionctl read arena-main --rect 100,40,300x150 part.npy", "transfer", read,
+              "ICabinet::tryGetCoefficients IScreen::tryGetCoefficients ISubScreen::tryGetCoefficients "
+              "CabinetManager::tryGetCabinet ICoefficient::setPartCoefficient IChromaCoefficient::toJsonData"),
+        writes(
+            "write", "Write the coefficients of any rectangle from a file",
+            {screenArgument, fileArgument, rectOption, typeOption, deviceOption, cabinetOption, saveOption,
+             option("--one-by-one", Value::None, "cabinet after cabinet instead of all devices at once")},
+            "correctionctl write arena-main part.npy --rect 100,40,300x150 --save", "transfer", write,
+            "IScreen::setCoefficients ISubScreen::setCoefficientsAsync ISubScreen::setCoefficients IScreen::saveParameter "
+            "ISubScreen::removeCabinet ICoefficient::tryGetPart"),
+        writes("save", "Make the devices store what was uploaded", {screenArgument, typeOption, deviceOption, cabinetOption},
+               "correctionctl save arena-main", "done", save, "IScreen::saveParameter ISubScreen::saveParameter"),
+        writes("apply", "Make the devices apply stored low-gray coefficients",
+               {screenArgument, appliedTypeOption, deviceOption, cabinetOption}, "correctionctl apply arena-main", "done",
+               apply, "IScreen::applyCoeffcient ISubScreen::applyCoeffcient"),
+        writes("clear", "Clear the user's coefficients", {screenArgument, typeOption, deviceOption, cabinetOption},
+               "correctionctl clear arena-main --type lowgray", "done", clear,
+               "IScreen::clearCoefficient ISubScreen::clearCoefficient"),
+        writes("solid", "Store the coefficients of all cabinets as their fixed ones",
+               {screenArgument, typeOption, deviceOption, cabinetOption}, "correctionctl solid arena-main", "done", solid,
+               "IScreen::setMutiCabinetSolid ISubScreen::setMutiCabinetSolid"),
+    };
+}
+
 } // namespace Ctl

@@ -70,9 +70,9 @@ struct Verb {
     const char *shape;      ///< The definition in the JSON Schema that its "data" follows; "notification" for a verb that
                             ///< prints such documents instead; empty for one that answers as the verb that it wraps.
     bool writes;            ///< Sends requests that change a device: takes --dry-run.
-    void (*run)(Session &session);
-    bool wrapsCommand = false; ///< Everything after its parameters is another command line.
-    bool virtualOnly = false;  ///< Refused by a program with a device service of its own.
+    void (*run)(Session &session); ///< Throws a Failure, or prints its result and returns.
+    bool wrapsCommand = false;     ///< Everything after its parameters is another command line.
+    bool virtualOnly = false;      ///< Refused by a program with a device service of its own.
 
     QStringList words() const { return QString::fromLatin1(name).split(QLatin1Char(' ')); }
     /// "correctionctl cabinet CID config get FILE".
@@ -81,6 +81,19 @@ struct Verb {
     /// Whether --dry-run is offered.
     bool offersDryRun() const;
 };
+
+/// The rows of the table, in the order of the documents; each is defined beside what its verbs do.
+QVector<Verb> screenVerbs();
+QVector<Verb> transferVerbs();
+QVector<Verb> diffVerbs();
+QVector<Verb> snapshotVerbs();
+QVector<Verb> settingVerbs();
+QVector<Verb> patternVerbs();
+QVector<Verb> cabinetVerbs();
+QVector<Verb> groupVerbs();
+QVector<Verb> wallVerbs(); ///< And those that record and replay.
+QVector<Verb> doctorVerbs();
+QVector<Verb> tableVerbs();
 
 /// What this program offers. With a device service of its own that is less than what the command line understands: what
 /// needs the virtual wall is refused by name.

@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "Rows.h"
 #include "files/Files.h"
 #include "files/Json.h"
 #include "session/Service.h"
@@ -7,8 +7,8 @@
 #include <QtCore/QJsonDocument>
 
 namespace Ctl {
-namespace Run {
 
+namespace {
 void wallCreate(Session &session)
 {
     const QString directory = session.arguments().text("DIRECTORY");
@@ -49,5 +49,32 @@ void wallRender(Session &session)
     session.out().line(QStringLiteral("%1: %2 drawn into %3").arg(id, what, path));
 }
 
-} // namespace Run
+} // namespace
+
+QVector<Verb> wallVerbs()
+{
+    return {
+        virtualOnly(reads("wall create", "Make a wall directory: a virtual wall that keeps what was saved",
+                          {argument("DIRECTORY", Value::Directory, "where; must not hold a wall yet")},
+                          "correctionctl --wall demo wall create ./arena", "done", wallCreate, "")),
+        virtualOnly(reads("wall describe", "Print the description of the wall as a wall file",
+                          {optional(argument("FILE", Value::File, "write it there instead"))},
+                          "correctionctl --wall demo wall describe arena.json", "description", wallDescribe, "")),
+        virtualOnly(
+            reads("wall render", "Draw what a screen is made of, holds or shows",
+                  {screenArgument, argument("FILE", Value::File, "the picture, a .png"),
+                   choice(option("--what", Value::Choice, "default: layout"), "layout|coefficients|pattern"),
+                   number(option("--channel", Value::Number, "which value of each pixel the coefficients show; default: 0"),
+                          0, 8)},
+                  "correctionctl --wall ./arena wall render arena-main green.png --what coefficients --channel 4", "done",
+                  wallRender, "")),
+        virtualOnly(wrapping(reads("record", "Run another verb and keep its conversation with the devices in a new file",
+                                   {argument("FILE", Value::File, "JSON Lines, one call a line")},
+                                   "correctionctl record night.jsonl write arena-main before.npy", "", nullptr, ""))),
+        virtualOnly(wrapping(reads("replay", "Run another verb against a recorded conversation",
+                                   {argument("FILE", Value::File, "what `record` wrote")},
+                                   "correctionctl replay night.jsonl write arena-main before.npy", "", nullptr, ""))),
+    };
+}
+
 } // namespace Ctl
