@@ -6,6 +6,7 @@
 #include <Correction/CabinetBaseInfo.h>
 #include <Correction/CabinetInfo.h>
 #include <Correction/CabinetManager.h>
+#include <Correction/CabinetPtr.h>
 #include <Correction/CabinetV4.h>
 #include <Correction/CabinetsModuleFlag.h>
 #include <Correction/CabinetsPtr.h>

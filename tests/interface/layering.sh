@@ -20,8 +20,8 @@ finding() {
     findings=$((findings + 1))
 }
 
-exported="ArrayOpTool BrightnessRange CabinetAvgCoefficient CabinetBaseInfo CabinetInfo CabinetManager CabinetV4
-CabinetsModuleFlag CabinetsPtr CabinetsV4 Coefficient CoefficientFactory CoefficientPtr Correction DrawingCheckerboard
+exported="ArrayOpTool BrightnessRange CabinetAvgCoefficient CabinetBaseInfo CabinetInfo CabinetManager CabinetPtr
+CabinetV4 CabinetsModuleFlag CabinetsPtr CabinetsV4 Coefficient CoefficientFactory CoefficientPtr Correction DrawingCheckerboard
 DrawingParameter Enumerations FlashCheckInfo Global ICabinet ICabinetCoefficient ICabinets IChromaCoefficient ICoefficient
 ILowGrayCoefficient IMultilayerCoefficient IScreen ISubScreen LowGrayCoefficient MultilayerCoefficient MultilayerParam
 Promise RequestParser ScreenManager ScreenV4 SubScreenV4"
