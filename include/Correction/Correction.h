@@ -34,5 +34,6 @@
 #include <Correction/Promise.h>
 #include <Correction/RequestParser.h>
 #include <Correction/ScreenManager.h>
+#include <Correction/ScreenReader.h>
 #include <Correction/ScreenV4.h>
 #include <Correction/SubScreenV4.h>

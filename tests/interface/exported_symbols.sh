@@ -57,6 +57,7 @@ RequestParser
 RvCardInfo
 RxCardFlashCheckInfo
 ScreenManager
+ScreenReader
 ScreenV4
 SubScreenV4
 "

@@ -24,7 +24,7 @@ exported="ArrayOpTool BrightnessRange CabinetAvgCoefficient CabinetBaseInfo Cabi
 CabinetV4 CabinetsModuleFlag CabinetsPtr CabinetsV4 Coefficient CoefficientFactory CoefficientPtr Correction DrawingCheckerboard
 DrawingParameter Enumerations FlashCheckInfo Global ICabinet ICabinetCoefficient ICabinets IChromaCoefficient ICoefficient
 ILowGrayCoefficient IMultilayerCoefficient IScreen ISubScreen LowGrayCoefficient MultilayerCoefficient MultilayerParam
-Promise RequestParser ScreenManager ScreenV4 SubScreenV4"
+Promise RequestParser ScreenManager ScreenReader ScreenV4 SubScreenV4"
 services="CabinetInfoOperator Correctionop HWInfo HttpProxy Promise ScreenInfo ServiceGlobal"
 
 # The sources of a folder, subfolders included, one a line.
