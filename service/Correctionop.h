@@ -20,7 +20,8 @@
 /// `screen` is "255" for settings and "0" for reading gamma tables. Requests and replies are described as {"key" type
 /// (meaning), ...} for a map and [...] for a list. `reply` is passed in empty; after false its content is not looked at, but
 /// for HWInfo::getHWInfo in a refresh and the response headers of ScreenInfo::setCheckerBoardImage. Where nothing else is
-/// said about false, the library's operation returns enTimeout. docs/service.md has the same as tables.
+/// said about false, the library's operation returns enTimeout; its own header says whether it logs that. docs/service.md
+/// has the same as tables.
 ///
 /// The comments of the operations, here and in the other headers, are written by scripts/service-page.
 class CORRECTION_SERVICE_API Correctionop

@@ -13,7 +13,7 @@ namespace Correction {
 /// return: those before it keep the change. Getters (`tryGetEffectMode`, `getGammaTable`, `getBrightnessRange`) return
 /// `enSuccess` at the first sub-screen that does, and `enTimeout` when there is none. A null sub-screen gives
 /// `enInvalidParameter`. Each failure writes one critical line where nothing else is said, besides those that `ISubScreen`
-/// names.
+/// names. Outputs of getters are unchanged after a failure.
 class CORRECTION_EXPORT IScreen
 {
 public:

@@ -15,7 +15,7 @@ namespace Correction {
 ///
 /// Usage: `getInstance()`, `init()`, `refreshScreen()`, and `refreshScreen()` again whenever `signal_screenChanged()`
 /// arrives. Every refresh that finds a device invalidates all screen, sub-screen, cabinet and group pointers handed out
-/// before it.
+/// before it. There is no lock: concurrent calls are the caller's concern.
 ///
 /// Cabinet ids must be unique over all devices. When two devices use the same id, the cabinet that was placed first is
 /// registered, one warning line names the id and both devices, and the sub-screen of the second device holds an id that
