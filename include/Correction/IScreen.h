@@ -46,7 +46,7 @@ public:
     /// Each sub-screen fills a grid of the size of its part of `rect`, in its own frame: a part that does not begin at its
     /// sub-screen's top-left corner lands shifted or fails with `enInvalidParameter`. Hosts rely on it. The whole screen is
     /// read right, and so is every rectangle whose parts all begin at such corners; `ScreenReader` reads any rectangle.
-    /// - `enOutOfRange`: `rect` is empty or not wholly inside the screen. Nothing is sent.
+    /// - `enOutOfRange`: `rect` is null or not wholly inside the screen. Nothing is sent.
     /// - `enNotSupported`: a low-gray grid or an unknown kind.
     /// - `enArgumentMismatch`: a multilayer grid; a reply that holds a block without values.
     /// - `enInvalidParameter`: also a `coefficient` smaller than `rect`, and a reply that does not fit into its cabinet.
