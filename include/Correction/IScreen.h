@@ -52,14 +52,13 @@ public:
     /// - `enInvalidParameter`: also a `coefficient` smaller than `rect`, and a reply that does not fit into its cabinet.
     virtual EnumErrorCode tryGetCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Writes `coefficient`, a grid of any kind laid out over `rect`, through all sub-screens at once: every device is
-    /// started before the first is waited for. The event loop of the calling thread runs meanwhile (timers
-    /// and slots of the host too); the screen must not change. `rect` may reach beyond the screen: pixels without a cabinet
-    /// are left out.
+    /// started before the first is waited for. The event loop of the calling thread runs meanwhile (timers and slots of the
+    /// host too); the screen must not change. `rect` may reach beyond the screen: pixels without a cabinet are left out.
     ///
     /// The result is the bitwise OR of the sub-screens' codes. It only says whether all succeeded (`enSuccess`): any other
-    /// number may stand for several codes and need not be the code of one of them. Each failure is
-    /// logged, but for an unknown kind (`enNotSupported`).
-    /// `enInvalidParameter` for a null sub-screen (no device is contacted), `enTimeout` for a write that is rejected.
+    /// number may stand for several codes and need not be the code of one of them. Each failure is logged, but for an
+    /// unknown kind (`enNotSupported`). `enInvalidParameter` for a null sub-screen (no device is contacted), `enTimeout` for
+    /// a write that is rejected.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Stores the uploaded coefficients of a kind. `enNotSupported`: an unknown kind.
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;
