@@ -27,14 +27,14 @@ QVariantList onlyId(const QVariant &id)
 constexpr StoreRow saveRows[] = {
     {enSaveCommonCoefficient, &Correctionop::saveCabinetsCoeffcient, "saveParameter enCommonCoefficient timeout. cid:%1"},
     {enSaveMultilayerCoefficient, &Correctionop::saveCabinetsMultilayerCoeffcient,
-     "saveParameter enCommonCoefficient timeout. cid:%1"}, // the chroma text serves both
+     "saveParameter enCommonCoefficient timeout. cid:%1"}, // the chroma message, for both kinds
     {enSaveLowgrayCoefficient, &Correctionop::saveCabinetsLowgrayCoeffcient,
      "saveParameter enLowgrayCoefficient timeout. cid:%1"},
 };
 
 constexpr StoreRow applyRows[] = {
     {enLowgrayCoefficient, &Correctionop::applyCabinetsLowgrayCoeffcient,
-     "saveParameter enLowgrayCoefficient timeout. cid:%1"}, // the text of the save serves both
+     "saveParameter enLowgrayCoefficient timeout. cid:%1"}, // the message of the save, also for applying
 };
 
 // How long a device may take for its module flash, in the service's time unit. The products are 32-bit and wrap.
@@ -114,7 +114,7 @@ constexpr ModuleFlashRow saveRow{"saveModuleCoefficient ",
                                  "call saveModuleCoefficient.getFlashCheckInfo().lenth == 0  fail device:%1",
                                  "call saveModuleCoefficient.getFlashCheckInfo().flashList.lenth == 0  fail device:%1"};
 
-/// Makes sure that the flash check lists a card with a module first. What the check says about them does not matter here.
+/// Checks that the flash check lists a card, and its first card a module. Their check codes are not evaluated here.
 EnumErrorCode checkModuleFlash(const ModuleFlashRow &row, ICabinet &cabinet, const QString &deviceKey,
                                QList<RxCardFlashCheckInfo> &cards)
 {

@@ -58,7 +58,7 @@ EnumErrorCode CabinetsV4::send(PerDevice perDevice)
     return enSuccess;
 }
 
-// The texts of some rows name another operation; they are what the log's readers look for.
+// The messages of some rows name another operation: hosts rely on it.
 
 EnumErrorCode CabinetsV4::clearUserCoefficient()
 {

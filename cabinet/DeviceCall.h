@@ -14,13 +14,13 @@
 #include <new>
 #include <utility>
 
-/// The one way in which cabinets, groups and sub-screens talk to a device: fetch the service, call one operation, turn its
-/// answer into a result code, and say so when it failed. An operation of the library reads as its own row:
+/// The one way in which cabinets, groups and sub-screens call a device: fetch the service, call one operation, convert its
+/// result to a result code, and log a failure. An operation of the library is one such row:
 ///
 ///     return callDevice(FailureLine{"setXBit timeout. device:%1", m_deviceKey},       // the message
 ///                       &Correctionop::setScreenXBit, m_deviceKey, wholeDevice,       // the call
 ///                       variantMap({{QStringLiteral("mode"), int(mode)}, ...}),       // the request
-///                       IgnoredReply());                                              // the answer
+///                       IgnoredReply());                                              // the reply
 namespace Correction {
 
 /// The critical line for a failed call: `message` with `%1` for `subject` (a device key or a cabinet id).
@@ -31,12 +31,12 @@ struct FailureLine {
     void operator()() const { logFailure(message, subject); }
 };
 
-/// For calls whose failure is told by the result code alone.
+/// Does not log failures.
 struct Quietly {
     void operator()() const {}
 };
 
-/// Stands for a reply map that nobody reads.
+/// Discards the reply.
 class IgnoredReply
 {
 public:
@@ -51,8 +51,8 @@ void logMissingService();
 void logServiceException();
 } // namespace detail
 
-/// Runs `call` on the service. False when it answers false, when the host has no such service, and when it throws anything
-/// but std::bad_alloc: no other exception leaves the library.
+/// Runs `call` on the service. Returns false when `call` does, when the host has no such service, and when it throws
+/// anything but std::bad_alloc: no other exception leaves the library.
 template <class Service, class Call>
 bool askService(Call call)
 {
@@ -63,7 +63,7 @@ bool askService(Call call)
     } catch (const std::bad_alloc &) {
         throw;
     } catch (const abi::__forced_unwind &) {
-        throw; // not an error: the thread is being cancelled, and the C library insists on seeing it through
+        throw; // the thread is being cancelled: the C library ends the process if this exception is not rethrown
     } catch (...) {
         detail::logServiceException();
     }
@@ -86,10 +86,10 @@ using StoreOperation = bool (Correctionop::*)(const QString &, const QVariantMap
 struct StoreRow {
     int kind; ///< a number of EnumCoefficientType or EnumSaveType: they coincide
     StoreOperation operation;
-    const char *message; ///< `%1` stands for the subject of the failure
+    const char *message; ///< `%1` is the subject of the failure
 };
 
-/// Sends {"cids": ids} with the operation of the row of `kind`; 7 without a call when there is none.
+/// Sends {"cids": ids} with the operation of the row of `kind`; `enNotSupported` without a call when there is none.
 template <class Rows>
 EnumErrorCode callStore(const Rows &rows, int kind, const QString &deviceKey, const QVariantList &ids,
                         const QString &subject)

@@ -14,7 +14,7 @@
 #include <type_traits>
 
 // Highway compiles this file once for every instruction set, each time into another HWY_NAMESPACE, and picks the best one at
-// run time. What must be there once stands below HWY_ONCE.
+// run time. What must be compiled once only is below HWY_ONCE.
 #define HWY_WANT_AVX3_DL // the newest of them, which is left out unless asked for
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "model/Codec.cpp"
@@ -30,8 +30,8 @@ namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE; // NOLINT(misc-unused-alias-decls): the plain loops use no vectors
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || Q_BYTE_ORDER != Q_LITTLE_ENDIAN
-// Highway's stand-ins for vectors are slower than the plain loops, which end every text anyway. The vectors below need lanes
-// whose low byte is the first one.
+// Highway's emulated vectors are slower than the scalar tail loops, which do all the work here. The vectors below need
+// lanes whose low byte is the first one.
 
 qint64 encodeVectors(const uchar *, qint64, char16_t *)
 {
@@ -65,8 +65,8 @@ HWY_INLINE V8 inEveryBlock(const uint8_t (&numbers)[16])
     return hn::LoadDup128(d8, numbers);
 }
 
-/// Where the 32-bit lanes of a vector come from, when data that stands together gets spread over the first three of each
-/// block, or is gathered from them.
+/// Where the 32-bit lanes of a vector come from, when contiguous data is spread over the first three of each block, or
+/// gathered from them.
 enum class Move { Spread, Gather };
 
 HWY_INLINE auto lanesOf(Move move)
@@ -102,7 +102,7 @@ HWY_INLINE V8 charactersOf(V8 digits)
     return hn::Add(digits, hn::TableLookupBytes(inEveryBlock(distances), range));
 }
 
-/// Encodes from the front what fills whole vectors. The number of bytes done, which is a multiple of 12.
+/// Encodes from the front what fills whole vectors. Returns the number of bytes done, a multiple of 12.
 qint64 encodeVectors(const uchar *bytes, qint64 size, char16_t *out)
 {
     alignas(16) static constexpr uint8_t triples[16] = {1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10};
@@ -124,8 +124,8 @@ qint64 encodeVectors(const uchar *bytes, qint64 size, char16_t *out)
     return done;
 }
 
-/// Decodes from the front what fills whole vectors, into `out` with room for 6 bits for each of the `length` characters. The
-/// number of characters done, which is a multiple of 16, or -1 when one of them does not belong to the alphabet.
+/// Decodes from the front what fills whole vectors, into `out` with room for 6 bits for each of the `length` characters.
+/// Returns the number of characters done, a multiple of 16, or -1 when one of them does not belong to the alphabet.
 qint64 decodeVectors(const char16_t *text, qint64 length, uchar *out)
 {
     // A character belongs to the alphabet when the entries of its high and of its low four bits have no bit in common.
@@ -194,8 +194,8 @@ HWY_INLINE V16 isZero(V16 numbers)
     return hn::VecFromMask(eight16, hn::Eq(numbers, hn::Zero(eight16)));
 }
 
-/// Writes four numbers, the last one first: each as eight characters whose last `lengths[i]` are its own. What stands before
-/// them is overwritten by the number before. The vectors hold the two characters of each number that their names tell.
+/// Writes four numbers, the last one first: each as eight characters whose last `lengths[i]` are its own. The
+/// characters before them are overwritten by the number before. Each vector holds the two characters that its name states.
 template <class V>
 HWY_INLINE void writeFour(V digits12, V digits34, V digit5Comma, const uint16_t *lengths, char16_t *&end)
 {
@@ -212,8 +212,8 @@ HWY_INLINE void writeFour(V digits12, V digits34, V digit5Comma, const uint16_t 
     writeTwo(hn::InterleaveLower(four32, digits12, digits12), hn::InterleaveLower(four32, digits34, digit5Comma), lengths);
 }
 
-/// Writes numbers from the last one backwards, with a comma behind each, and moves `end` to the front of what it wrote. The
-/// count of those that are left, of which there are enough to fill the eight characters before `end`.
+/// Writes numbers from the last one backwards, with a comma behind each, and moves `end` to the front of what it wrote.
+/// Returns the count of those that are left, enough of them to fill the eight characters before `end`.
 qint64 writeVectors(const ushort *values, qint64 count, char16_t *&end)
 {
     char16_t *to = end;
@@ -243,7 +243,7 @@ qint64 writeVectors(const ushort *values, qint64 count, char16_t *&end)
 }
 #endif
 
-/// A plain loop, which the compiler turns into each instruction set's vectors.
+/// A scalar loop: the compiler vectorises it for each instruction set.
 PixelSums sumWhole(const ushort *values, qint64 count)
 {
     // Rows of many pixels are added up in 32 bits, for as many rows as these hold.
@@ -362,7 +362,7 @@ QString encodeBytes(Bytes bytes, qint64 size)
     return text;
 }
 
-/// The length of the text without its padding.
+/// The length of base64 without its padding.
 qint64 unpadded(const QString &text)
 {
     qint64 length = text.size();

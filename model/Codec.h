@@ -8,14 +8,14 @@
 
 #include <array>
 
-/// The loops over all values of a grid, written once for whatever vector instructions the machine turns out to have.
+/// The loops over all values of a grid, compiled for each set of vector instructions; the best one is chosen at run time.
 ///
-/// Base64 (RFC 4648, section 4: standard alphabet, padded) goes between the values and the UTF-16 text in which they travel,
-/// in one pass and without an intermediate byte array. 16-bit values stand low byte first.
+/// Values are converted to and from base64 (RFC 4648, section 4: standard alphabet, padded) in UTF-16 strings, in one pass
+/// and without an intermediate byte array. 16-bit values are low byte first.
 namespace Correction {
 namespace Codec {
 
-/// The text of the values; empty, with one critical line, when it would not fit into one QString.
+/// The values in base64; empty, with one critical line, when it would not fit into one QString.
 QString toBase64(const QVector<unsigned short> &values);
 QString toBase64(const QByteArray &bytes);
 

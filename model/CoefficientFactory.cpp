@@ -26,7 +26,7 @@ ICoefficient *CoefficientFactory::getCoefficient(EnumCoefficientType type, int p
         return make<Coefficient, QVector<unsigned short>>(pixelRow, pixelCol, chromaPixelLength);
     case enMultilayerCoefficient:
         return make<MultilayerCoefficient, QByteArray>(pixelRow, pixelCol, multilayerPixelLength);
-    case enLowgrayCoefficient: // left to those who know their device takes it: LowGrayCoefficient(columns, rows)
+    case enLowgrayCoefficient: // hosts rely on null; they make LowGrayCoefficient(columns, rows)
         break;
     }
     return nullptr;

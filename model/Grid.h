@@ -135,9 +135,9 @@ struct Block {
 
 /// Rows of a block between a grid and a dense buffer.
 ///
-/// Row i of the block stands at pixel x + (y + i) * columns of the grid, and at pixel i * w of the buffer: the part test
+/// Row i of the block is at pixel x + (y + i) * columns of the grid, and at pixel i * w of the buffer: the part test
 /// lets negative positions through, so a row may begin before the grid's first value or reach into the neighbouring row.
-/// Calls `copy(gridIndex, bufferIndex, count)` for the stretch of each row that lies inside both, and visits no other row,
+/// Calls `copy(gridIndex, bufferIndex, count)` for the part of each row that is inside both, and visits no other row,
 /// however large the block is. Returns whether that was the whole block.
 template <class Copy>
 bool forEachRow(const Shape &shape, const Block &block, qint64 gridValues, qint64 bufferValues, Copy copy)
@@ -179,9 +179,8 @@ bool forEachRow(const Shape &shape, const Block &block, qint64 gridValues, qint6
     return whole;
 }
 
-/// Has the memory fetch the stretch of `count` values that stands four rows below `index`. The rows of a large grid lie
-/// pages apart, where no machine looks ahead by itself; asking takes a quarter off the time of a cut (and nothing off a
-/// paste).
+/// Prefetches the `count` values four rows below `index`. The rows of a large grid are pages apart, where the hardware does
+/// not prefetch by itself. It speeds up cuts, but not pastes.
 template <class Value>
 void askForLaterRow(const Shape &shape, const Value *values, qint64 size, qint64 index, qint64 count)
 {
@@ -206,7 +205,7 @@ EnumErrorCode paste(const Names &names, const Shape &shape, bool valid, Values &
     if (lcCorrection().isDebugEnabled())
         block.log(qDebug(lcCorrection) << names.setPartCoefficient, shape);
 
-    // A cabinet's reply is one block as large as its grid. Byte arrays may refer to memory of somebody else and are copied.
+    // A cabinet's reply is one block as large as its grid. Byte arrays may refer to foreign memory and are copied.
     if constexpr (std::is_same_v<Values, QVector<unsigned short>>) {
         if (block.covers(shape) && source.size() == values.size()) {
             values = source;
@@ -245,7 +244,7 @@ bool cut(const Names &names, const Shape &shape, const Values &values, const QRe
         block.log(qDebug(lcCorrection) << names.tryGetPart, shape);
 
     using Value = typename Values::value_type;
-    // Only a block that lies in the grid as a whole is overwritten as a whole.
+    // Only a block that is inside the grid as a whole is overwritten as a whole.
     const bool covered = isValid(shape, values) && block.x >= 0 && block.y >= 0;
     part = covered ? unfilled(valueCount<Values>(partShape), values) : zeros<Values>(partShape);
     Value *const to = part.data();

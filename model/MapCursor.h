@@ -5,9 +5,9 @@
 
 namespace Correction {
 
-/// Looks one key of a map up after another. The next key usually stands right behind the last one, among the fields of a
-/// reply as among the cabinets of a wall: comparing one key instead of searching takes a tenth of the time. Any other order
-/// is searched for and gives the same. The map stays as it is as long as the cursor is used.
+/// Looks one key of a map up after another. The next key usually follows the last one directly, among the fields of a reply
+/// as among the cabinets of a wall: one comparison replaces the search. Other keys are searched for. The map must not change
+/// while the cursor is used.
 template <class Value>
 class MapCursor
 {

@@ -15,7 +15,7 @@
 namespace Correction {
 namespace {
 
-/// Empty but not null, as texts of a reply are.
+/// Empty but not null, like the strings of a reply.
 QString emptyText()
 {
     return QStringLiteral("");

@@ -7,8 +7,8 @@
 
 namespace Correction {
 
-/// A cabinet's description for reading. The library's own cabinets lend theirs, since copying one copies all its cards and
-/// modules and geometry asks every cabinet of a wall; a host's cabinet is asked for a copy.
+/// A cabinet's description for reading. Those of the library's own cabinets are read in place, since a copy would contain
+/// all cards and modules, and geometry visits every cabinet of a wall; a host's cabinet returns a copy.
 class CabinetDescription
 {
 public:
@@ -26,7 +26,7 @@ public:
     CabinetDescription(const CabinetDescription &) = delete;
     CabinetDescription &operator=(const CabinetDescription &) = delete;
 
-    /// What `ICabinet::GetCabinetInfo` answers. The description may be looked at only after 0.
+    /// What `ICabinet::GetCabinetInfo` returns. The description is valid only after `enSuccess`.
     EnumErrorCode code() const { return m_code; }
     const CabinetInfo *operator->() const { return m_info; }
     const CabinetInfo &operator*() const { return *m_info; }

@@ -42,7 +42,7 @@ Ends endsOf(int distance, int piece, int board, int square, int boardLast)
 /// Index, modulo the number of colours, of the square in which a piece begins.
 int phaseOf(int distance, int piece, int board, int square, int boardLast, int colors)
 {
-    // Inside the last, narrower square the distance does not tell the square; its own edge does.
+    // A piece inside the last, narrower square is located by that square's own edge.
     if (qint64(distance) + piece >= board && piece < boardLast)
         distance = wrapSub(wrapAdd(distance, piece), boardLast);
     return quotient(remainder(distance, wrapMul(colors, square)), square);

@@ -211,11 +211,12 @@ void ScreenManager::releaseInstance()
 
 void ScreenManager::init()
 {
-    askService<HttpProxy>([](HttpProxy &proxy) {
-        proxy.initialize(true);
-        return true;
-    });
     askService<HttpProxy>([this](HttpProxy &proxy) {
+        // A call of its own: when it throws, the notifications are relayed all the same.
+        askService<HttpProxy>([](HttpProxy &service) {
+            service.initialize(true);
+            return true;
+        });
         return bool(connect(&proxy, &HttpProxy::deviceChanged, this, &ScreenManager::signal_screenChanged));
     });
     askService<ScreenInfo>([this](ScreenInfo &screenInfo) {

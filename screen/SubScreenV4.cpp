@@ -155,7 +155,7 @@ EnumErrorCode SubScreenV4::unLock()
     return callDevice(FailureLine{"unlock timeout. device:%1", m_deviceKey}, &HWInfo::unLock, m_deviceKey, QVariantMap());
 }
 
-// Effect mode and gamma tables log the brightness text: hosts rely on it.
+// Effect mode and gamma tables log the brightness message: hosts rely on it.
 
 EnumErrorCode SubScreenV4::setEffectMode(EnumEffectMode mode)
 {

@@ -45,13 +45,13 @@ CoefficientPtr cutBlock(ICoefficient &coefficient, const QRect &overlap, const Q
     return block;
 }
 
-/// Where a block lies in its cabinet.
+/// Top-left pixel of a block in its cabinet.
 QPoint pointIn(const CabinetInfo &info, const QRect &overlap)
 {
     return relativeTo(overlap, info.rect.topLeft()).topLeft();
 }
 
-/// False for a block whose values do not fit into one text.
+/// False for a block whose values do not fit into one QString as base64.
 bool appendUpload(const CabinetInfo &info, const QPoint &point, ICoefficient &block, QVariantList &request)
 {
     const QVariantMap size =

@@ -12,7 +12,7 @@
 class CORRECTION_SERVICE_API CabinetInfoOperator
 {
 public:
-    /// The process-wide instance; stays owned by the service. Fetched anew for every call.
+    /// The process-wide instance; stays owned by the service. Fetched again for every call.
     static CabinetInfoOperator *getInstance();
 
     /// Sets the brightness of one cabinet.

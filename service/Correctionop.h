@@ -16,17 +16,18 @@
 /// reaches the host. The uploads that return a promise do not block; the promise is fulfilled with true when the device took
 /// everything, and may settle on any thread.
 ///
-/// `deviceKey` names one controller device, `cabinetId` is a decimal number held as text, unique over all devices; `screen`
-/// is "255" for settings and "0" for reading gamma tables. Requests and replies are described as {"key" type (meaning), ...}
-/// for a map and [...] for a list. `reply` is passed in empty; after false its content is not looked at, but for
-/// HWInfo::getHWInfo in a refresh and the response headers of ScreenInfo::setCheckerBoardImage. Where nothing else is said
-/// about false, the library's operation returns enTimeout. docs/service.md has the same as tables.
+/// `deviceKey` names one controller device, `cabinetId` is a decimal number held as a string, unique over all devices;
+/// `screen` is "255" for settings and "0" for reading gamma tables. Requests and replies are described as {"key" type
+/// (meaning), ...} for a map and [...] for a list. `reply` is passed in empty; after false its content is not looked at, but
+/// for HWInfo::getHWInfo in a refresh and the response headers of ScreenInfo::setCheckerBoardImage. Where nothing else is
+/// said about false, the library's operation returns enTimeout; its own header says whether it logs that. docs/service.md
+/// has the same as tables.
 ///
 /// The comments of the operations, here and in the other headers, are written by scripts/service-page.
 class CORRECTION_SERVICE_API Correctionop
 {
 public:
-    /// The process-wide instance; stays owned by the service. Fetched anew for every call.
+    /// The process-wide instance; stays owned by the service. Fetched again for every call.
     static Correctionop *getInstance();
 
     /// Reads the chroma coefficients that the cabinet shows, in one block or more. Pixels that no block covers read as 0.

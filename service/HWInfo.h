@@ -11,7 +11,7 @@
 class CORRECTION_SERVICE_API HWInfo
 {
 public:
-    /// The process-wide instance; stays owned by the service. Fetched anew for every call.
+    /// The process-wide instance; stays owned by the service. Fetched again for every call.
     static HWInfo *getInstance();
 
     /// Reads the name of the device.

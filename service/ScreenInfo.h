@@ -14,7 +14,7 @@ class CORRECTION_SERVICE_API ScreenInfo : public QObject
     Q_OBJECT
 
 public:
-    /// The process-wide instance; stays owned by the service. Fetched anew for every call.
+    /// The process-wide instance; stays owned by the service. Fetched again for every call.
     static ScreenInfo *getInstance();
 
     /// Describes the screen of the device and the places of its cabinets. A cabinet whose id and output id the device's

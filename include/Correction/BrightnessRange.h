@@ -4,7 +4,7 @@
 
 namespace Correction {
 
-/// Permitted brightness of a cabinet, in the device's own steps.
+/// Permitted brightness of a cabinet, in the device's own steps. The library does not check a brightness against it.
 class CORRECTION_EXPORT BrightnessRange
 {
 public:

@@ -6,7 +6,7 @@
 
 namespace Correction {
 
-/// Placeholder for a cabinet's averaged coefficients: it knows its device and holds nothing.
+/// Placeholder for a cabinet's averaged coefficients: it has a device key and holds no values.
 class CORRECTION_EXPORT CabinetAvgCoefficient : public ICabinetCoefficient
 {
 public:
@@ -15,11 +15,11 @@ public:
     ~CabinetAvgCoefficient();
 
     QString getDeciceKey() override;
-    /// Stores nothing and answers false.
+    /// Stores nothing and returns false.
     bool add(QRect block, ICoefficient *coefficient) override;
     /// Always null.
     ICoefficient *tryGetCoefficient(QRect block) override;
-    /// Always a null text.
+    /// Always a null string.
     QString toJsonData() override;
 
 private:

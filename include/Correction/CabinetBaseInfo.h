@@ -15,12 +15,12 @@ class CORRECTION_EXPORT CabinetBaseInfo
 public:
     CabinetBaseInfo();
     CabinetBaseInfo(const CabinetBaseInfo &other);
-    /// Declared for the interface's sake and not defined: a call cannot link.
+    /// Declared and not defined: a call does not link.
     CabinetBaseInfo(const RvCardInfo &card);
     CabinetBaseInfo &operator=(const CabinetBaseInfo &other);
 
     /// Fills the five switches from the first map of a base-information reply (its map "functionTable"); a missing key gives
-    /// false or 0, further maps are not looked at. Returns false, with a critical line and no change, for an empty list.
+    /// false or 0, further maps are not looked at. Returns false, with one critical line and no change, for an empty list.
     bool pasrseJson(QList<QVariant> &reply);
 
     bool multilayercorrection;

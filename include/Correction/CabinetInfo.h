@@ -39,16 +39,15 @@ class CORRECTION_EXPORT CabinetInfo
 {
 public:
     CabinetInfo();
-    /// As the assignment to a record whose texts are all null: `flag` of the copy is null.
+    /// As the assignment to a new record: `flag` of the copy is null. Records in a QList are such copies.
     CabinetInfo(const CabinetInfo &other);
-    /// Copies everything but `flag`, which stays what it was: it says what this record's holder knows of the cabinet's
-    /// state. The cards and modules are deep copies; those that this record owned before are deleted. Assigning a record to
-    /// itself changes nothing.
+    /// Copies everything but `flag`, which stays what it was; hosts rely on it. The cards and modules are deep copies; those
+    /// that this record owned before are deleted. Assigning a record to itself changes nothing.
     CabinetInfo &operator=(const CabinetInfo &other);
     /// Deletes every record in both lists.
     ~CabinetInfo();
 
-    QString id;                     ///< Decimal number as text.
+    QString id;                     ///< Decimal number as a string, unique over all devices.
     QString flag;                   ///< Its meaning is the device's.
     QString deviceKey;              ///< The device that drives the cabinet.
     QString reserved;               ///< Free for the host; discovery leaves it empty.

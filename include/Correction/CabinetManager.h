@@ -11,7 +11,8 @@
 namespace Correction {
 
 /// The process-wide registry of cabinets by id; ids are unique over all devices. `ScreenManager::refreshScreen` empties and
-/// fills it, which invalidates every cabinet and group handed out before. No lock: it is used on the threads of its callers.
+/// fills it, which invalidates every cabinet and group handed out before. No lock: concurrent calls are the caller's
+/// concern.
 ///
 /// Removing a cabinet releases its storage alone and runs no destructor, since `ICabinet` has no virtual one: a registered
 /// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records at the next refresh, so
@@ -19,7 +20,7 @@ namespace Correction {
 class CORRECTION_EXPORT CabinetManager
 {
 public:
-    /// Copies copy the pointers, never the cabinets.
+    /// An empty registry. Copies are shallow: the cabinets are shared.
     CabinetManager();
     CabinetManager(const CabinetManager &other);
     CabinetManager(CabinetManager &&other) noexcept;
@@ -30,17 +31,18 @@ public:
     /// Made at the first call (unsynchronised), lives until the process ends.
     static CabinetManager *getInstance();
 
-    /// Takes ownership of `cabinet` and answers true. False, with nothing taken, for null and for an id that is present.
+    /// Takes ownership of `cabinet` and returns true. False, with nothing taken and not logged, for null and for an id that
+    /// is present.
     bool addCabinet(const QString &id, ICabinet *cabinet);
-    /// False when `id` is absent.
+    /// False, not logged, when `id` is absent.
     bool removeCabinet(const QString &id);
     void removeCabinets();
-    /// The cabinet, still owned by the registry, or null.
+    /// The cabinet, still owned by the registry, or null (not logged).
     ICabinet *tryGetCabinet(const QString &id);
-    /// A new group of these cabinets, in this order, that the caller owns; null, with a critical line, at the first unknown
-    /// id.
+    /// A new group of these cabinets, in this order, that the caller owns (see `CabinetsPtr`); null, with one critical line,
+    /// at the first unknown id. An empty list gives an empty group.
     ICabinets *tryGetCabinets(const QList<QString> &ids);
-    /// Inserts every cabinet's flag under its id. False, with a critical line, at the first cabinet that does not give its
+    /// Inserts every cabinet's flag under its id. False, with one critical line, at the first cabinet that does not give its
     /// flag; entries inserted before it stay.
     bool getMapping(QMap<QString, QString> &mapping);
 

@@ -8,8 +8,8 @@ namespace Correction {
 class CORRECTION_EXPORT CabinetV4 : public ICabinet
 {
 public:
-    /// Takes ownership of `cabinet`, which may be null: every operation then answers 3 and sends nothing, and the texts and
-    /// the module list are empty.
+    /// Takes ownership of `cabinet`, which may be null: every operation then returns `enInvalidParameter` and sends nothing,
+    /// and the strings and the module list are empty.
     explicit CabinetV4(CabinetInfo *cabinet);
     /// Deletes the description. A cabinet that the registry removes is released without it (see `CabinetManager`).
     ~CabinetV4();

@@ -6,7 +6,7 @@
 
 namespace Correction {
 
-/// A flag to be written to one module. Both texts travel unchanged.
+/// A flag to be written to one module. Both strings are sent unchanged.
 class CORRECTION_EXPORT CabinetsModuleFlag
 {
 public:

@@ -6,6 +6,7 @@
 #include <Correction/CabinetBaseInfo.h>
 #include <Correction/CabinetInfo.h>
 #include <Correction/CabinetManager.h>
+#include <Correction/CabinetPtr.h>
 #include <Correction/CabinetV4.h>
 #include <Correction/CabinetsModuleFlag.h>
 #include <Correction/CabinetsPtr.h>
@@ -33,5 +34,6 @@
 #include <Correction/Promise.h>
 #include <Correction/RequestParser.h>
 #include <Correction/ScreenManager.h>
+#include <Correction/ScreenReader.h>
 #include <Correction/ScreenV4.h>
 #include <Correction/SubScreenV4.h>

@@ -31,11 +31,11 @@ public:
 
     /// Appends the colour sequence of a piece, beginning with the colour of its top-left square: one map "r", "g", "b" (int,
     /// 0 to 255) for each entry of `colors`. Appends nothing when there are no colours, when a square size is 0, or when the
-    /// corner lies on no square of the board.
+    /// column or row index of that square is negative: the corner is at least one square left of or above the board.
     void CalcRegionColorToWH(int absX, int absY, QList<QVariant> &regionColor, QRect &partRect);
 
-    QRect regionRect;       ///< Where the board shows, in screen pixels.
-    QVector<QColor> colors; ///< At least two for a board that a screen accepts.
+    QRect regionRect;       ///< Where the board is drawn, in screen pixels.
+    QVector<QColor> colors; ///< A screen refuses a board of fewer than two.
     int squareW;
     int squareH;
     int lastSquareColumnW; ///< Width of the last column of squares.

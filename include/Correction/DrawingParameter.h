@@ -15,8 +15,11 @@ public:
     DrawingParameter(const DrawingParameter &other);
     DrawingParameter &operator=(const DrawingParameter &other);
 
-    QRect screenPartRect;    ///< Where the pattern shows, in screen pixels.
-    QRect pixelBlockInRect;  ///< First lit block: x and y are its offset, width and height its size, in pixels.
+    QRect screenPartRect; ///< Where the pattern is drawn, in screen pixels.
+    /// First lit block, in pixels: width and height are its size, x and y its offset from the top-left corner of
+    /// `screenPartRect`. On a screen of several devices the blocks of the devices are in step when a block is one pixel wide
+    /// and high; larger ones may be displaced at the border of two devices. Hosts rely on it.
+    QRect pixelBlockInRect;
     QColor color;            ///< Colour of the lit blocks.
     int pixelBlockIntervalX; ///< Block widths left dark between two lit blocks of a row.
     int pixelBlockIntervalY; ///< Block heights left dark between two lit blocks of a column.

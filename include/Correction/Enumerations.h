@@ -3,19 +3,19 @@
 #include <QtCore/QMetaType>
 
 /// The library's result codes and choices. The numbers are part of the interface: callers compare them, and several travel
-/// to the device service unchanged. Every enumeration has the underlying type int, so that any number a device answers can
-/// be held.
+/// to the device service unchanged. Every enumeration has the underlying type int, so that any number a device sends can be
+/// held. Their meta-types are registered when the library is loaded: `QMetaType::type("Correction::EnumErrorCode")`.
 namespace Correction {
 
-/// Result of an operation. Every non-zero result comes with a log line where it arose, except where an operation says that
-/// it keeps silent.
+/// Result of an operation. Each operation says which of its failures it logs: several are reported by the code alone.
+/// "Logged" means a line at critical level of the category "correction"; debug lines are traces.
 enum EnumErrorCode : int {
     enSuccess = 0,          ///< The operation completed.
     enArgumentMismatch = 1, ///< An argument does not suit its target: kind of a grid, place in a cabinet, an empty list.
-    enOutOfRange = 2,       ///< A rectangle outside the screen, or a value count that does not match a grid's size.
+    enOutOfRange = 2,       ///< A rectangle not inside the screen, or a value count that does not match a grid's size.
     enInvalidParameter = 3, ///< A needed object or datum is missing, or a rectangle does not fit into a grid.
     enFileError = 4,        ///< A cabinet's configuration file could not be opened, read or written in full.
-    enTimeout = 5,          ///< A device did not answer in time or refused; also a read that nobody answered.
+    enTimeout = 5,          ///< A device did not answer in time or refused; also a read that no device or cabinet answered.
     enNoDevice = 6,         ///< Discovery found no device at all.
     enNotSupported = 7,     ///< A kind that the operation or the device does not support.
     enCabinetNotFound = 8,  ///< A screen places a cabinet that its device does not list.
@@ -41,7 +41,8 @@ enum EnumSaveType : int {
     enSaveLowgrayCoefficient = 2,
 };
 
-/// Channel of a gamma table.
+/// Channel of a gamma table. The gamma tables of a cabinet (`ICabinet`), read or written, have blue under 1 and green under
+/// 2: the names below hold for sub-screens and screens.
 enum EnumGammaType : int {
     enRedGamma = 0,
     enGreenGamma = 1,

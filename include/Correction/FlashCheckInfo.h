@@ -17,7 +17,7 @@ public:
     FlashCheckInfo(const FlashCheckInfo &other);
     FlashCheckInfo &operator=(const FlashCheckInfo &other);
 
-    bool resutlt; ///< True when the module's flash is good (check code 0).
+    bool resutlt; ///< True when the module's flash memory is valid: its check code is 0.
     QPoint point; ///< Pixels, in the receiving card's frame.
     QSize size;   ///< Pixels.
     QRect rect;   ///< Free for the host; the flash check leaves it null.

@@ -13,7 +13,7 @@ public:
     using ICoefficient::setPartCoefficient;
 
     virtual QVector<unsigned short> getCoefficient() = 0;
-    /// Replaces all values. 0; 2 with no change when their number is not rows * columns * length.
+    /// Replaces all values. `enOutOfRange`, with no change and not logged: their number is not rows * columns * length.
     virtual EnumErrorCode setCoefficient(QVector<unsigned short> &values) = 0;
     /// Pastes values, given row by row of `rect`. Results as for the paste of a grid.
     virtual EnumErrorCode setPartCoefficient(const QRect &rect, QVector<unsigned short> &values) = 0;

@@ -13,7 +13,7 @@ public:
     using ICoefficient::setPartCoefficient;
 
     virtual QByteArray getCoefficient() = 0;
-    /// Replaces all values. 0; 2 with no change when their number is not rows * columns * length.
+    /// Replaces all values. `enOutOfRange`, with no change and not logged: their number is not rows * columns * length.
     virtual EnumErrorCode setCoefficient(QByteArray &values) = 0;
     /// Pastes values, given row by row of `rect`. Results as for the paste of a grid.
     virtual EnumErrorCode setPartCoefficient(const QRect &rect, QByteArray &values) = 0;

@@ -39,7 +39,8 @@ public:
     quint8 inVldBitLayer;
 };
 
-/// A version-2 multilayer parameter set: any number of layers, sent in this order. An empty one is refused by the sender.
+/// A version-2 multilayer parameter set: any number of layers, sent in this order. An empty one is refused with
+/// `enArgumentMismatch`.
 class CORRECTION_EXPORT MultilayerParamV2
 {
 public:

@@ -15,7 +15,7 @@ namespace Correction {
 ///
 /// Usage: `getInstance()`, `init()`, `refreshScreen()`, and `refreshScreen()` again whenever `signal_screenChanged()`
 /// arrives. Every refresh that finds a device invalidates all screen, sub-screen, cabinet and group pointers handed out
-/// before it.
+/// before it. There is no lock: concurrent calls are the caller's concern.
 ///
 /// Cabinet ids must be unique over all devices. When two devices use the same id, the cabinet that was placed first is
 /// registered, one warning line names the id and both devices, and the sub-screen of the second device holds an id that
@@ -27,25 +27,34 @@ class CORRECTION_EXPORT ScreenManager : public QObject
 public:
     /// Made at the first call. Unsynchronised: make the first call before other threads use it.
     static ScreenManager *getInstance();
-    /// Deletes the manager alone. Screens already handed out stay valid until their holder deletes them or, with a new
-    /// manager, for ever; a host that wants them gone refreshes or deletes them before.
+    /// Deletes the manager alone. Screens already handed out stay valid, and are not deleted by a new manager's refresh: the
+    /// host deletes them. The next `getInstance()` makes a new manager, which relays nothing until its `init()`.
     static void releaseInstance();
 
-    /// Starts the device discovery and relays its notifications. Call once.
+    /// Starts the device discovery and relays its notifications. Call it once for each manager. Logs one critical line for
+    /// each service that is missing.
     void init();
-    /// Takes the device list, drops everything and builds it anew from the devices' replies. 0, also when some devices did
-    /// not answer (one critical line each; they are left out); 6 without any device (everything stays as it was); 8 when a
-    /// screen places a cabinet that its device does not list (what was built so far stays).
+    /// Takes the device list, drops everything and builds it again from the devices' replies.
+    /// - `enSuccess`: also when devices did not answer and are left out. That is one critical line for each, but only a
+    ///   debug line when the description of a device's cabinets (`CabinetInfoOperator::getCabAllFlags`) fails: with the rule
+    ///   "correction.debug=false" nothing is logged for it. `IScreen::tryGetSubScreen` returns null for a device that is
+    ///   missing.
+    /// - `enNoDevice`, with one critical line: there is no device. Everything stays as it was.
+    /// - `enCabinetNotFound`, with one critical line: a screen places a cabinet that no device visited so far lists. What
+    ///   was built so far stays; the devices behind are not visited.
+    ///
+    /// A cabinet that is placed and listed but not described is left out; that is not logged. Each new sub-screen logs one
+    /// critical line "Cannot find SubScreen", which does not mean a failure.
     EnumErrorCode refreshScreen();
     /// Screen id -> screen name.
     QMap<QString, QString> getNameMapping();
-    /// The screen, still owned by the manager, or null.
+    /// The screen, still owned by the manager, or null (not logged).
     IScreen *tryGetScreen(const QString &id);
 
 Q_SIGNALS:
-    /// A device appeared or vanished. It may well arrive while an operation runs the event loop (a screen write does):
-    /// remember it then, and refresh when the operation has returned. Emitted at once when the discovery service tells so on
-    /// this object's thread; told on another thread, it is queued to this object's, whose event loop must run to deliver it.
+    /// A device appeared or vanished. It may arrive while an operation runs the event loop (a coefficient write does): store
+    /// it then, and refresh when the operation has returned. Emitted at once when the discovery service emits its own signal
+    /// on this object's thread; from another thread it is queued to this object's, whose event loop must run to deliver it.
     void signal_screenChanged();
     /// A device's screen was renamed. Threads as above.
     void signal_screenNameChanged(QString deviceKey, QString name);

@@ -4,7 +4,8 @@
 
 namespace Correction {
 
-/// A sub-screen on the device service. It knows its cabinets by id and finds them in the registry whenever it needs them.
+/// A sub-screen on the device service. It holds the ids of its cabinets and looks them up in the registry for each
+/// operation.
 class CORRECTION_EXPORT SubScreenV4 : public ISubScreen
 {
 public:

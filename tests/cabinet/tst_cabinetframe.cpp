@@ -1,5 +1,7 @@
 #include "CabinetFixture.h"
+#include "support/StubCabinet.h"
 
+#include <Correction/CabinetPtr.h>
 #include <Correction/CabinetV4.h>
 #include <Correction/CoefficientPtr.h>
 
@@ -90,6 +92,8 @@ private Q_SLOTS:
     void theListOfModulesIsACopyWithTheSameRecords();
     void theDestructorDeletesTheDescription();
     void aCabinetWithoutADescriptionIsDeletedInPeace();
+    void thePointerReleasesACabinetWithItsDescription();
+    void thePointerReleasesTheStorageOfAHostsCabinetOnly();
 
     void aMissingDescriptionAnswers3AndSendsNothing_data();
     void aMissingDescriptionAnswers3AndSendsNothing();
@@ -459,6 +463,44 @@ void CabinetFrameTest::theDestructorDeletesTheDescription()
     }
     QVERIFY(text.isDetached());
     QCOMPARE(wall().journal().transcript(), QStringList());
+}
+
+void CabinetFrameTest::thePointerReleasesACabinetWithItsDescription()
+{
+    // Held by nobody but the records and this function, so each is detached when its record is gone.
+    QString flag = QStringLiteral("a flag of %1").arg(1);
+    QString moduleFlag = QStringLiteral("a flag of %1").arg(2);
+    auto info = description();
+    info->flag = flag;
+    info->moduleList.first()->flag = moduleFlag;
+    {
+        const CabinetPtr cabinet(new CabinetV4(info.release()));
+        QCOMPARE(cabinet->getID(), QStringLiteral("12"));
+        QVERIFY(!flag.isDetached() && !moduleFlag.isDetached());
+    }
+    QVERIFY(flag.isDetached() && moduleFlag.isDetached());
+    CabinetPtr none;
+    none.reset(new CabinetV4(nullptr));
+    none.reset();
+    CabinetDeleter()(nullptr);
+}
+
+void CabinetFrameTest::thePointerReleasesTheStorageOfAHostsCabinetOnly()
+{
+    static bool destroyed;
+    destroyed = false;
+    // The cabinet is not the first base: its address is not that of its storage.
+    struct Other {
+        virtual int other() { return padding[0]; }
+        int padding[4] = {};
+    };
+    struct HostCabinet : Other, TestSupport::StubCabinet {
+        ~HostCabinet() { destroyed = true; }
+    };
+    auto *const cabinet = new HostCabinet;
+    QVERIFY(static_cast<void *>(static_cast<ICabinet *>(cabinet)) != static_cast<void *>(cabinet));
+    CabinetPtr(cabinet).reset(); // a wrong address would end the program
+    QVERIFY(!destroyed);
 }
 
 void CabinetFrameTest::aCabinetWithoutADescriptionIsDeletedInPeace()

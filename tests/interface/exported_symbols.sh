@@ -23,7 +23,7 @@ command -v "$readelf" > /dev/null || fail "no program '$readelf'"
 [[ -f $adapter ]] || fail "no library '$adapter'"
 
 # The whole boundary. Without symbols by nature: the six enumerations (numbers only), ArrayOpTool (empty; its special
-# members are the compiler's), CoefficientPtr and CabinetsPtr with their deleters (header-only).
+# members are the compiler's), CoefficientPtr, CabinetPtr and CabinetsPtr with their deleters (header-only).
 classes="
 BrightnessRange
 CabinetAvgCoefficient
@@ -57,6 +57,7 @@ RequestParser
 RvCardInfo
 RxCardFlashCheckInfo
 ScreenManager
+ScreenReader
 ScreenV4
 SubScreenV4
 "

@@ -20,11 +20,11 @@ finding() {
     findings=$((findings + 1))
 }
 
-exported="ArrayOpTool BrightnessRange CabinetAvgCoefficient CabinetBaseInfo CabinetInfo CabinetManager CabinetV4
-CabinetsModuleFlag CabinetsPtr CabinetsV4 Coefficient CoefficientFactory CoefficientPtr Correction DrawingCheckerboard
+exported="ArrayOpTool BrightnessRange CabinetAvgCoefficient CabinetBaseInfo CabinetInfo CabinetManager CabinetPtr
+CabinetV4 CabinetsModuleFlag CabinetsPtr CabinetsV4 Coefficient CoefficientFactory CoefficientPtr Correction DrawingCheckerboard
 DrawingParameter Enumerations FlashCheckInfo Global ICabinet ICabinetCoefficient ICabinets IChromaCoefficient ICoefficient
 ILowGrayCoefficient IMultilayerCoefficient IScreen ISubScreen LowGrayCoefficient MultilayerCoefficient MultilayerParam
-Promise RequestParser ScreenManager ScreenV4 SubScreenV4"
+Promise RequestParser ScreenManager ScreenReader ScreenV4 SubScreenV4"
 services="CabinetInfoOperator Correctionop HWInfo HttpProxy Promise ScreenInfo ServiceGlobal"
 
 # The sources of a folder, subfolders included, one a line.

@@ -337,6 +337,7 @@ static_assert(std::is_default_constructible<CabinetManager>::value
 static_assert(std::is_copy_assignable<ArrayOpTool>::value && std::is_move_assignable<ArrayOpTool>::value);
 
 static_assert(std::is_same<CoefficientPtr::pointer, ICoefficient *>::value && sizeof(CoefficientPtr) == sizeof(void *));
+static_assert(std::is_same<CabinetPtr::pointer, ICabinet *>::value && sizeof(CabinetPtr) == sizeof(void *));
 static_assert(std::is_same<CabinetsPtr::pointer, ICabinets *>::value && sizeof(CabinetsPtr) == sizeof(void *));
 
 // Records

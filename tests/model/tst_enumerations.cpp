@@ -8,6 +8,7 @@
 #include <QtCore/QMap>
 #include <QtCore/QVariant>
 
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <type_traits>
@@ -37,6 +38,17 @@ static_assert(enSaveCommonCoefficient == 0 && enSaveMultilayerCoefficient == 1 &
 static_assert(chromaPixelLength == 9 && lowGrayPixelLength == 9 && multilayerPixelLength == 16, "interface");
 static_assert(enRedGamma == 0 && enGreenGamma == 1 && enBlueGamma == 2, "interface");
 
+// What the names gave before main(), when this program had used no meta-type itself.
+const int namedAtTheStart[] = {
+    QMetaType::type("Correction::EnumErrorCode"),
+    QMetaType::type("Correction::EnumCoefficientType"),
+    QMetaType::type("Correction::EnumSaveType"),
+    QMetaType::type("Correction::EnumGammaType"),
+    QMetaType::type("Correction::EnumEffectMode"),
+    QMetaType::type("Correction::EnumXBitMode"),
+    QMetaType::type("QList<int>"),
+};
+
 } // namespace
 
 class tst_Enumerations : public QObject
@@ -57,6 +69,7 @@ private Q_SLOTS:
     void travelInVariants_data();
     void travelInVariants();
     void areNamedInTheMetaTypeSystem();
+    void areNamedOnceTheLibraryIsLoaded();
     void serveAsMapKeys();
     void kindsAreThoseOfTheGrids();
 
@@ -143,6 +156,15 @@ void tst_Enumerations::areNamedInTheMetaTypeSystem()
     isNamed<EnumGammaType>("Correction::EnumGammaType");
     isNamed<EnumEffectMode>("Correction::EnumEffectMode");
     isNamed<EnumXBitMode>("Correction::EnumXBitMode");
+}
+
+void tst_Enumerations::areNamedOnceTheLibraryIsLoaded()
+{
+    const int types[] = {qMetaTypeId<EnumErrorCode>(), qMetaTypeId<EnumCoefficientType>(), qMetaTypeId<EnumSaveType>(),
+                         qMetaTypeId<EnumGammaType>(), qMetaTypeId<EnumEffectMode>(),      qMetaTypeId<EnumXBitMode>(),
+                         qMetaTypeId<QList<int>>()};
+    for (int i = 0; i < int(std::size(types)); ++i)
+        QCOMPARE(namedAtTheStart[i], types[i]);
 }
 
 void tst_Enumerations::serveAsMapKeys()

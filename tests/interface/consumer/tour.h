@@ -48,6 +48,10 @@ inline void tour()
     EXPECT(screen->tryGetCoefficients(rect, back) == enSuccess);
     EXPECT(back.getCoefficient() == values);
 
+    CabinetPtr cabinet(new CabinetV4(new CabinetInfo)); // one of the host's own
+    EXPECT(cabinet->getID().isEmpty());
+    cabinet.reset();
+
     CabinetsPtr group(CabinetManager::getInstance()->tryGetCabinets({QStringLiteral("1")}));
     EXPECT(group);
     EXPECT(group->saveUserCoefficient() == enSuccess);

@@ -7,8 +7,11 @@
 #include "terminal/Interrupt.h"
 #include "terminal/Progress.h"
 
+#include <Correction/ScreenReader.h>
+
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 using namespace Correction;
 
@@ -61,40 +64,33 @@ void checkReadTarget(const QString &path, EnumCoefficientType kind, int channel)
 
 CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, EnumCoefficientType kind, qint64 &uncovered)
 {
-    const auto make = [&screen, kind](const QSize &size) {
-        CoefficientPtr grid(CoefficientFactory::getCoefficient(kind, size.height(), size.width()));
-        if (!grid)
-            throw Failure(enNotSupported, QStringLiteral("screen %1: %2 coefficients of %3 pixels cannot be read")
-                                              .arg(screen.getID(), kindText(kind), sizeText(size)));
-        return grid;
-    };
-    CoefficientPtr target = make(rect.size());
-    QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
-    cabinets.erase(std::remove_if(cabinets.begin(), cabinets.end(),
-                                  [&rect](const CabinetInfo &cabinet) { return !cabinet.rect.intersects(rect); }),
-                   cabinets.end());
-    qint64 total = 0;
-    for (const CabinetInfo &cabinet : qAsConst(cabinets))
-        total += area(cabinet.rect) * pixelBytes(kind);
-    Progress progress(session.out(), QStringLiteral("reading"), total);
-    uncovered = area(rect);
-    int read = 0;
-    for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
-        Interrupt::check(
-            QStringLiteral("%1 of %2 read, no file written").arg(read).arg(counted(cabinets.size(), "cabinet")));
-        const CoefficientPtr whole = make(cabinet.rect.size());
-        const QString what =
+    CoefficientPtr target(CoefficientFactory::getCoefficient(kind, rect.height(), rect.width()));
+    if (!target)
+        throw Failure(enNotSupported, QStringLiteral("screen %1: %2 coefficients of %3 pixels cannot be read")
+                                          .arg(screen.getID(), kindText(kind), sizeText(rect.size())));
+    QString what = QStringLiteral("screen %1: listing its cabinets").arg(screen.getID());
+    std::optional<Progress> bar;
+    qint64 shown = 0;
+    const auto onProgress = [&](const ScreenReader::Progress &progress) {
+        if (!bar)
+            bar.emplace(session.out(), QStringLiteral("reading"), progress.pixels * pixelBytes(kind));
+        bar->advance((progress.pixelsRead - shown) * pixelBytes(kind));
+        shown = progress.pixelsRead;
+        if (!progress.next)
+            return;
+        const CabinetInfo &cabinet = *progress.next;
+        Interrupt::check(QStringLiteral("%1 of %2 read, no file written")
+                             .arg(progress.cabinetsRead)
+                             .arg(counted(progress.cabinets, "cabinet")));
+        what =
             QStringLiteral("screen %1: reading cabinet %2 of device %3").arg(screen.getID(), cabinet.id, cabinet.deviceKey);
-        check(session.cabinet(cabinet.id).tryGetCoefficients(*whole), what);
-        const QRect common = cabinet.rect & rect;
-        const CoefficientPtr part(whole->tryGetPart(common.translated(-cabinet.rect.topLeft())));
-        if (!part)
-            throw Failure(enInvalidParameter, what);
-        check(target->setPartCoefficient(common.translated(-rect.topLeft()), *part), what);
-        uncovered -= area(common);
-        ++read;
-        progress.advance(area(cabinet.rect) * pixelBytes(kind));
-    }
+        session.cabinet(cabinet.id); // refuses an id that several devices have
+    };
+    QRegion holes;
+    check(ScreenReader(screen).tryGetCoefficients(rect, *target, &holes, onProgress), what);
+    uncovered = 0;
+    for (const QRect &hole : holes)
+        uncovered += area(hole);
     return target;
 }
 
