@@ -18,8 +18,8 @@ if(CMAKE_CROSSCOMPILING)
 endif()
 
 # Every public header by itself, in both language standards and with both compilers, whatever this build uses.
-if(QTPROMISE_INCLUDE_DIR)
-  set(interface_promise -isystem "${QTPROMISE_INCLUDE_DIR}")
+if(correction_installed_qtpromise)
+  set(interface_promise -isystem "${correction_installed_qtpromise}")
 else()
   set(interface_promise -I "${PROJECT_SOURCE_DIR}/qtpromise")
 endif()
@@ -43,7 +43,7 @@ add_test(NAME consumer
 set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores})
 
 # The other promise header is a stand-in, so this needs a build with the bundled one.
-if(NOT QTPROMISE_INCLUDE_DIR)
+if(NOT correction_installed_qtpromise)
   separate_arguments(interface_flags UNIX_COMMAND "${CMAKE_CXX_FLAGS}")
   add_test(NAME promise_mixes
     COMMAND "${interface_dir}/promise_mixes.sh" "${CMAKE_COMMAND}" "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}"
