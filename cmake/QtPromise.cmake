@@ -1,7 +1,7 @@
 # One promise header for the library, the device service and the host: an installed QtPromise where there is one, else the
 # header in qtpromise/.
 set(QTPROMISE_ROOT "" CACHE PATH "Where QtPromise is installed; empty: look on the usual paths, then take qtpromise/")
-include(FindQtPromiseHeader)
+include("${CMAKE_CURRENT_LIST_DIR}/FindQtPromiseHeader.cmake")
 correction_find_qtpromise(correction_installed_qtpromise)
 if(QTPROMISE_ROOT AND NOT correction_installed_qtpromise)
   message(FATAL_ERROR "QTPROMISE_ROOT: no installed QtPromise in ${QTPROMISE_ROOT}, nor in its include or src")

@@ -190,3 +190,19 @@ keeps_the_wall "$work/names_nothing-qmake/names_nothing"
 rpaths=$(find "$work/usr" -name cmake_install.cmake -exec grep -hE '^ *(NEW_)?RPATH "' {} +) || fail "no RPATH in what installs"
 grep -vE 'RPATH ""\)?$' <<< "$rpaths" >&2 && fail "an RPATH is installed below /usr"
 grep -rqF --include=cmake_install.cmake share/zsh/vendor-completions "$work/usr" || fail "zsh does not find its functions below /usr"
+
+# As a part of another project, whose modules have the names of those here.
+mkdir -p "$work/whole/modules"
+for module in "$source"/cmake/*.cmake; do
+    echo 'message(FATAL_ERROR "the module of the whole project is taken")' > "$work/whole/modules/${module##*/}"
+done
+cat > "$work/whole/CMakeLists.txt" << END
+cmake_minimum_required(VERSION 3.25)
+project(Whole LANGUAGES CXX)
+set(CMAKE_MODULE_PATH "$work/whole/modules")
+add_subdirectory("$source" part)
+add_library(host OBJECT "$source/tests/interface/consumer/names_nothing.cpp")
+target_link_libraries(host PRIVATE Correction::Correction)
+END
+"$cmake" -S "$work/whole" -B "$work/whole/build" -G "$generator" -DCMAKE_CXX_COMPILER="$compiler" > "$work.log" 2>&1 \
+    || { cat "$work.log" >&2; fail "cannot be a part of another project"; }

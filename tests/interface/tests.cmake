@@ -40,7 +40,7 @@ add_test(NAME consumer
   COMMAND "${interface_dir}/consumer.sh" "${CMAKE_COMMAND}" "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}"
     "${CMAKE_CURRENT_BINARY_DIR}/consumer" "${PROJECT_VERSION}" "${CMAKE_GENERATOR}" "${CMAKE_CXX_COMPILER}"
     "${CMAKE_BUILD_TYPE}" "${CMAKE_CXX_FLAGS}")
-set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores})
+set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores} TIMEOUT 900) # it builds some twenty programs
 
 # The other promise header is a stand-in, so this needs a build with the bundled one.
 if(NOT correction_installed_qtpromise)
