@@ -2,19 +2,20 @@
 set(correction_config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Correction")
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
-# correction_install_library(COMPONENT EXPORT TARGET...)
-function(correction_install_library component export)
+# correction_install_library(COMPONENT DEVELOPMENT EXPORT TARGET...): DEVELOPMENT is the component of what only builds need.
+function(correction_install_library component development export)
   install(TARGETS ${ARGN} EXPORT ${export}
     RUNTIME COMPONENT ${component}
-    LIBRARY COMPONENT ${component} NAMELINK_COMPONENT development)
-  install(EXPORT ${export} NAMESPACE Correction:: DESTINATION "${correction_config_dir}")
+    LIBRARY COMPONENT ${component} NAMELINK_COMPONENT ${development})
+  install(EXPORT ${export} NAMESPACE Correction:: DESTINATION "${correction_config_dir}" COMPONENT ${development})
 endfunction()
 
 install(DIRECTORY include/Correction DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY service DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction-service FILES_MATCHING PATTERN "*.h")
-correction_install_library(library CorrectionTargets correction correction_service correction_qtpromise)
+correction_install_library(library development CorrectionTargets correction correction_service correction_qtpromise)
 if(CORRECTION_BUILD_SIMULATOR)
-  correction_install_library(simulator CorrectionSimulatorTargets correction-adapter correction-simulator)
+  # All in one component: CMake's targets may be there only together with their libraries.
+  correction_install_library(simulator simulator CorrectionSimulatorTargets correction-adapter correction-simulator)
 endif()
 
 # For CMake.
@@ -37,14 +38,17 @@ if(CORRECTION_BUILT_WITH_BUNDLED_QTPROMISE)
   set(correction_promise_flags " -I\${includedir}/Correction-qtpromise")
 endif()
 correction_path_from("${CMAKE_INSTALL_LIBDIR}/pkgconfig" correction_prefix)
-set(correction_modules correction correction-service)
+function(correction_install_modules component)
+  foreach(module IN LISTS ARGN)
+    configure_file(cmake/pkgconfig/${module}.pc.in "${PROJECT_BINARY_DIR}/pkgconfig/${module}.pc" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/pkgconfig/${module}.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+      COMPONENT ${component})
+  endforeach()
+endfunction()
+correction_install_modules(development correction correction-service)
 if(CORRECTION_BUILD_SIMULATOR)
-  list(APPEND correction_modules correction-adapter correction-simulator)
+  correction_install_modules(simulator correction-adapter correction-simulator)
 endif()
-foreach(module IN LISTS correction_modules)
-  configure_file(cmake/pkgconfig/${module}.pc.in "${PROJECT_BINARY_DIR}/pkgconfig/${module}.pc" @ONLY)
-  install(FILES "${PROJECT_BINARY_DIR}/pkgconfig/${module}.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-endforeach()
 correction_path_from("${CMAKE_INSTALL_DATADIR}/correction" correction_prefix)
 configure_file(cmake/correction.pri.in "${PROJECT_BINARY_DIR}/correction.pri" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/correction.pri" DESTINATION ${CMAKE_INSTALL_DATADIR}/correction)

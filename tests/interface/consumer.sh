@@ -52,6 +52,15 @@ libraries=$(files "$work/parts/library")
 [[ $libraries =~ ^[^[:space:]]*/libcorrection\.so\.[0-9]+[[:space:]][^[:space:]]*/libcorrection\.so\.[0-9.]+$ ]] \
     || fail "the component library is more than the library:" "$libraries"
 
+# A host with a service of its own needs two of them.
+cp -a "$work/parts/library" "$work/bare"
+cp -a "$work/parts/development/." "$work/bare"
+{
+    "$cmake" -S "$source/tests/interface/promises" -B "$work/bare/build" -G "$generator" -DCMAKE_PREFIX_PATH="$work/bare" \
+        -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" &&
+        "$cmake" --build "$work/bare/build"
+} > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "the library's own components are no package"; }
+
 log=$work/build.log
 {
     "$cmake" -S "$source/tests/interface/consumer" -B "$work/build" -G "$generator" \
