@@ -1,6 +1,6 @@
-# correction_find_qtpromise(VARIABLE) sets VARIABLE to the folder of an installed QtPromise, or to nothing. With QTPROMISE_ROOT set, it
-# looks only there (it, or its include/ or src/, holds the file QtPromise), else on the usual paths. Searches again whenever it is called
-# and changes no other variable. Used by the build and, installed, by the package.
+# correction_find_qtpromise(VARIABLE) sets VARIABLE to the folder of an installed QtPromise, or to nothing. With QTPROMISE_ROOT
+# set, it looks only there (it, or its include/ or src/, holds the file QtPromise), else on the usual paths. Searches again
+# whenever it is called and changes no other variable. Used by the build and, installed, by the package.
 function(correction_find_qtpromise variable)
   unset(correction_qtpromise_dir CACHE)
   if(QTPROMISE_ROOT)
