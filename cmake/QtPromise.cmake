@@ -1,8 +1,9 @@
 # One promise header for the library, the device service and the host: an installed QtPromise where there is one, else the
 # header in qtpromise/.
 set(QTPROMISE_ROOT "" CACHE PATH "Where QtPromise is installed; empty: look on the usual paths, then take qtpromise/")
-include(FindQtPromiseHeader)
-if(QTPROMISE_ROOT AND NOT QTPROMISE_INCLUDE_DIR)
+include("${CMAKE_CURRENT_LIST_DIR}/FindQtPromiseHeader.cmake")
+correction_find_qtpromise(correction_installed_qtpromise)
+if(QTPROMISE_ROOT AND NOT correction_installed_qtpromise)
   message(FATAL_ERROR "QTPROMISE_ROOT: no installed QtPromise in ${QTPROMISE_ROOT}, nor in its include or src")
 endif()
 
@@ -11,18 +12,19 @@ add_library(Correction::QtPromise ALIAS correction_qtpromise)
 set_target_properties(correction_qtpromise PROPERTIES EXPORT_NAME QtPromise)
 target_link_libraries(correction_qtpromise INTERFACE Qt5::Core)
 
-if(QTPROMISE_INCLUDE_DIR)
-  message(STATUS "Promises: installed QtPromise in ${QTPROMISE_INCLUDE_DIR}")
+if(correction_installed_qtpromise)
+  message(STATUS "Promises: installed QtPromise in ${correction_installed_qtpromise}")
   set(CORRECTION_BUILT_WITH_BUNDLED_QTPROMISE OFF)
   # The installed package looks for it on the machine that uses it.
-  target_include_directories(correction_qtpromise SYSTEM INTERFACE "$<BUILD_INTERFACE:${QTPROMISE_INCLUDE_DIR}>")
+  target_include_directories(correction_qtpromise SYSTEM INTERFACE "$<BUILD_INTERFACE:${correction_installed_qtpromise}>")
 else()
   message(STATUS "Promises: the header of this project, qtpromise/ (no installed QtPromise was found)")
   set(CORRECTION_BUILT_WITH_BUNDLED_QTPROMISE ON)
   target_include_directories(correction_qtpromise INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/qtpromise>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/Correction-qtpromise>)
-  install(DIRECTORY "${PROJECT_SOURCE_DIR}/qtpromise/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction-qtpromise)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/qtpromise/" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction-qtpromise
+    COMPONENT development)
 endif()
 
 # The exported headers and those of the service compare the promise header of whoever includes them with this build's.
@@ -31,5 +33,7 @@ foreach(folder IN ITEMS Correction service)
   configure_file(cmake/PromiseCheck.h.in "${correction_generated}/${folder}/PromiseCheck.h")
 endforeach()
 target_include_directories(correction_qtpromise INTERFACE "$<BUILD_INTERFACE:${correction_generated}>")
-install(FILES "${correction_generated}/Correction/PromiseCheck.h" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction)
-install(FILES "${correction_generated}/service/PromiseCheck.h" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction-service/service)
+install(FILES "${correction_generated}/Correction/PromiseCheck.h" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction
+  COMPONENT development)
+install(FILES "${correction_generated}/service/PromiseCheck.h" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Correction-service/service
+  COMPONENT development)

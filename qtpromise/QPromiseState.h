@@ -152,6 +152,14 @@ public:
 
     Job *first() const noexcept { return m_first; }
 
+    int count() const noexcept
+    {
+        int jobs = 0;
+        for (const Job *job = m_first; job; job = job->next)
+            ++jobs;
+        return jobs;
+    }
+
     void swap(JobList &other) noexcept
     {
         std::swap(m_first, other.m_first);
@@ -408,8 +416,11 @@ public:
     void takeBack() noexcept
     {
         const std::thread::id here = std::this_thread::get_id();
-        if (m_announcer.load() == here)
-            return; // it could not be posted, which announce() deals with
+        if (m_announcer.load() == here) {
+            m_isRefused = true; // announce() deals with it
+            return;
+        }
+        int outer = 0;
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             if (!m_receiver)
@@ -418,17 +429,22 @@ public:
                 leaveUnannounced();
                 return;
             }
+            // Other events may have been removed together with this one, and are destroyed only when its handler returns. A
+            // wait or an event loop inside the handler must not depend on them.
+            outer = m_perhapsLost;
+            m_perhapsLost = m_jobs.count();
         }
         runAnnounced();
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_perhapsLost = outer;
     }
 
     void runUnannounced() noexcept
     {
         for (;;) {
             std::unique_lock<std::mutex> lock(m_mutex);
-            if (m_unannounced == 0)
+            if (!takeUnannounced())
                 return;
-            --m_unannounced;
             std::unique_ptr<Job> job = m_jobs.takeFirst();
             lock.unlock();
             if (job)
@@ -455,9 +471,7 @@ public:
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_receiver = nullptr;
         m_dispatcher = nullptr;
-        m_unannounced = 0;
-        for (const Job *job = m_jobs.first(); job; job = job->next)
-            ++m_unannounced;
+        m_unannounced = m_jobs.count();
     }
 
 private:
@@ -527,15 +541,15 @@ private:
         if (!m_receiver || !event)
             return false;
         m_announcer = std::this_thread::get_id();
-        bool posted = true;
+        m_isRefused = false;
         try {
             event->announce();
             QCoreApplication::postEvent(m_receiver, event.release());
         } catch (...) {
-            posted = false;
+            m_isRefused = true;
         }
         m_announcer = std::thread::id();
-        return posted;
+        return !m_isRefused;
     }
 
     /// With the mutex held.
@@ -543,8 +557,23 @@ private:
     {
         ++m_unannounced;
         m_work.notify_all();
-        if (m_dispatcher)
-            m_dispatcher->wakeUp();
+        if (!m_receiver)
+            return;
+        // Null as soon as the application ends; the receiver goes last, when nothing of the dispatcher can be called.
+        if (QAbstractEventDispatcher *const dispatcher = QAbstractEventDispatcher::instance(m_receiver->thread()))
+            dispatcher->wakeUp();
+    }
+
+    /// With the mutex held.
+    bool takeUnannounced() noexcept
+    {
+        if (m_perhapsLost > 0)
+            --m_perhapsLost;
+        else if (m_unannounced > 0)
+            --m_unannounced;
+        else
+            return false;
+        return true;
     }
 
     /// In the queue's own thread: only there events are made and, but for the lost ones, destroyed, which ThreadSanitizer
@@ -552,11 +581,11 @@ private:
     void announceRest() noexcept
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        while (m_unannounced > 0) {
+        while (m_unannounced + m_perhapsLost > 0) {
             std::unique_ptr<HandlerEvent> event(new (std::nothrow) HandlerEvent(shared_from_this()));
             if (!announce(event))
                 return;
-            --m_unannounced;
+            takeUnannounced();
         }
     }
 
@@ -585,12 +614,16 @@ private:
     const std::thread::id m_thread = std::this_thread::get_id();
     /// One for all events of the queue, whichever shared library makes them.
     const QEvent::Type m_eventType = HandlerEvent::registeredType();
-    /// The thread that is posting an event, with the mutex held: postEvent() destroys the event when it fails.
+    /// The thread that is posting an event, with the mutex held: postEvent() destroys the event when it fails, and
+    /// QCoreApplication::compressEvent() may, too.
     std::atomic<std::thread::id> m_announcer{std::thread::id()};
+    bool m_isRefused = false; ///< The event that is being posted.
     std::mutex m_mutex;
     std::condition_variable m_work;
     JobList m_jobs;
     int m_unannounced = 0;
+    /// Of the jobs, while the handler of a lost event runs.
+    int m_perhapsLost = 0;
     bool m_closed = false;
     Receiver *m_receiver = nullptr;
     QAbstractEventDispatcher *m_dispatcher = nullptr;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Compares what the library exports and needs with what it promises.
+# Compares what the libraries export and need with what they promise.
 #
-# usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER
+# usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER SIMULATOR
 set -euo pipefail
 export LC_ALL=C
 
@@ -15,12 +15,13 @@ differ() { # differ WORDS NAMES: a line of words, then the names
     failures=$((failures + 1))
 }
 
-[[ $# -eq 5 ]] || fail "usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER"
-nm=$1 readelf=$2 library=$3 soname=$4 adapter=$5
+[[ $# -eq 6 ]] || fail "usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER SIMULATOR"
+nm=$1 readelf=$2 library=$3 soname=$4 adapter=$5 simulator=$6
 command -v "$nm" > /dev/null || fail "no program '$nm'"
 command -v "$readelf" > /dev/null || fail "no program '$readelf'"
 [[ -f $library ]] || fail "no library '$library'"
 [[ -f $adapter ]] || fail "no library '$adapter'"
+[[ -f $simulator ]] || fail "no library '$simulator'"
 
 # The whole boundary. Without symbols by nature: the six enumerations (numbers only), ArrayOpTool (empty; its special
 # members are the compiler's), CoefficientPtr, CabinetPtr and CabinetsPtr with their deleters (header-only).
@@ -129,6 +130,29 @@ for class in $services; do
     for symbol in $open; do
         grep -qxF "$symbol" <<< "$provided" || differ "the adapter does not provide $symbol"
     done
+done
+
+# Nothing of other namespaces, which would be a part of the binary interface by accident. The promise's data of each thread is
+# exported by every library that uses promises.
+exports_only() { # exports_only LIBRARY NAME...
+    local file=$1 names stray
+    names=$("$nm" -D --defined-only "$file" | awk '{print $NF}' | sed 's/@.*//')
+    [[ -n $names ]] || fail "'$file' exports nothing at all"
+    shift
+    names=$(grep -vE "^_Z(T[VTIS]|Th[n0-9]*_|Tv[n0-9_]*_)?N?[rVK]*($(IFS='|'; echo "$*"))" <<< "$names" || true)
+    stray=$(grep -vE '^_Z(T[VIS]|Z|GVZ)?N9QtPromise' <<< "$names" || true)
+    [[ -z $stray ]] || differ "$file exports more than its own:" "$stray"
+}
+exports_only "$library" 10Correction
+service_names=()
+for class in $services; do service_names+=("$(mangled "$class")"); done
+exports_only "$adapter" 7Adapter "${service_names[@]}"
+exports_only "$simulator" 9Simulator
+
+# One version number for the names of all three.
+for file in "$adapter" "$simulator"; do
+    name=$("$readelf" -d --wide "$file" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
+    [[ $name == *.so."${soname##*.}" ]] || differ "'$name' has not the number of '$soname'"
 done
 
 dynamic=$("$readelf" -d --wide "$library")

@@ -141,7 +141,7 @@ configure_host() { # configure_host FLAG...
         -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror" -DCMAKE_PREFIX_PATH="$work/prefix_other" "$@"
 }
 refuse host_without_promise 'Correction was built with QtPromise, which is not found; set QTPROMISE_ROOT' configure_host
-run host_with_promise configure_host -DQTPROMISE_ROOT="$other"
+run host_with_promise configure_host -DQTPROMISE_ROOT="$other" -DQTPROMISE_INCLUDE_DIR="$work/of_the_host"
 run build_host_with_promise "$cmake" --build "$work/host"
 
 run configure_cleared configure ""

@@ -1,3 +1,4 @@
 correction_test(qtpromise/tst_qpromise.cpp)
+correction_test(qtpromise/tst_qpromise_applications.cpp)
 correction_test(qtpromise/tst_qpromise_behaviour.cpp)
 correction_test(qtpromise/tst_qpromise_threads.cpp)

@@ -98,9 +98,10 @@ struct Deferred {
     }};
 };
 
-/// Calls `what` once, when this thread's event dispatcher is about to sleep.
+/// Calls `what` once, when this thread's event dispatcher is about to sleep, or where wait() never sleeps, in its next turn.
 void whenAboutToSleep(const std::function<void()> &what)
 {
+#ifdef CORRECTION_BUNDLED_QTPROMISE
     auto *once = new QObject;
     QObject::connect(
         QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, once,
@@ -109,6 +110,9 @@ void whenAboutToSleep(const std::function<void()> &what)
             what();
         },
         Qt::DirectConnection);
+#else
+    QTimer::singleShot(0, what);
+#endif
 }
 
 void runPosted()

@@ -157,6 +157,9 @@ void tst_ScreenLifetimes::cleanupTestCase()
 
 void tst_ScreenLifetimes::aWriteThatMemoryCutShortStartsNothingLater()
 {
+#ifndef CORRECTION_BUNDLED_QTPROMISE
+    QSKIP("with QtPromise a write that runs out of memory may wait forever");
+#endif
     // Two devices side by side, each with one cabinet of 2 x 1 pixels.
     ScreenV4 screen;
     QList<Simulator::Device> devices;

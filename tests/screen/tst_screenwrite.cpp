@@ -476,10 +476,14 @@ void tst_ScreenWrite::aRejectedWriteIsFiveAndTheOthersAreWaitedFor_data()
 {
     QTest::addColumn<QString>("how");
     QTest::addColumn<int>("place");
-    for (const char *how : {"with an exception", "with a number", "without a cause", "by throwing", "later"}) {
+    QStringList ways{QStringLiteral("with an exception"), QStringLiteral("with a number"), QStringLiteral("by throwing"),
+                     QStringLiteral("later")};
+#ifdef CORRECTION_BUNDLED_QTPROMISE
+    ways << QStringLiteral("without a cause"); // QtPromise asserts that there is one
+#endif
+    for (const QString &how : qAsConst(ways)) {
         for (int place = 0; place < 3; ++place)
-            QTest::newRow(qPrintable(QStringLiteral("%1, place %2").arg(QLatin1String(how)).arg(place)))
-                << QString::fromLatin1(how) << place;
+            QTest::newRow(qPrintable(QStringLiteral("%1, place %2").arg(how).arg(place))) << how << place;
     }
 }
 

@@ -956,8 +956,12 @@ void tst_SubScreenTransfer::uploadsThatFail_data()
     QTest::addColumn<QString>("how");
     const char *const names[] = {"chroma", "multilayer", "low-gray"};
     for (int kind = 0; kind < 3; ++kind) {
-        for (const char *how : {"fulfilled with false", "rejected", "rejected with a number", "rejected without a cause"})
+        for (const char *how : {"fulfilled with false", "rejected", "rejected with a number"})
             QTest::addRow("%s %s", names[kind], how) << kind << QString::fromLatin1(how);
+#ifdef CORRECTION_BUNDLED_QTPROMISE
+        // QtPromise asserts that there is a cause.
+        QTest::addRow("%s rejected without a cause", names[kind]) << kind << QStringLiteral("rejected without a cause");
+#endif
     }
 }
 

@@ -267,10 +267,14 @@ private Q_SLOTS:
         timing.settleInThread = true;
         setUp(smallWall(), timing);
         const Promise promise = upload("A", 1, 4);
+#ifdef CORRECTION_BUNDLED_QTPROMISE
         const Promise follower([&](const QtPromise::QPromiseResolve<bool> &resolve) { resolve(promise); });
+#endif
         wall().timeline().advance(100);
         QVERIFY(promise.isFulfilled());
+#ifdef CORRECTION_BUNDLED_QTPROMISE
         QVERIFY(follower.isFulfilled());
+#endif
         QCOMPARE(value(promise), QVariant(true));
     }
 
