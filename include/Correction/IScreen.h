@@ -35,7 +35,9 @@ public:
     virtual EnumErrorCode tryGetCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Writes `coefficient`, a grid laid out over `rect`, through all sub-screens at once: every device is started before
     /// the first is waited for. The event loop of the calling thread runs meanwhile; the screen must not change. Answers the
-    /// bitwise OR of all codes; 3 for a null sub-screen (no device is contacted), 5 for a write that is rejected.
+    /// bitwise OR of all codes; 3 for a null sub-screen (no device is contacted), 5 for a write that is rejected. The stack
+    /// does not grow with the number of devices; of sub-screen classes of the host's own that wait for their device, and of
+    /// services that run the event loop while they take an upload, at most 64 calls are nested, and the others follow.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;
     virtual EnumErrorCode applyCoeffcient(EnumCoefficientType type) = 0;
