@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cabinet/OperationScope.h"
 #include "model/Logging.h"
 #include "model/VariantMap.h"
 
@@ -74,6 +75,7 @@ bool askService(Call call)
 template <class OnFailure, class Service, class... Parameters, class... Arguments>
 EnumErrorCode callDevice(const OnFailure &onFailure, bool (Service::*operation)(Parameters...), Arguments &&...arguments)
 {
+    const OperationScope scope;
     if (askService<Service>([&](Service &service) { return (service.*operation)(std::forward<Arguments>(arguments)...); }))
         return enSuccess;
     onFailure();

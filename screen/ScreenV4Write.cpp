@@ -21,6 +21,7 @@
 
 #include <Correction/ScreenV4.h>
 
+#include "cabinet/OperationScope.h"
 #include "model/Logging.h"
 #include "screen/EmptySubScreen.h"
 #include "screen/SubScreenWrite.h"
@@ -139,6 +140,7 @@ QtPromise::QPromise<QList<ISubScreen *>> ScreenV4::tryGetSubScreenList(SubScreen
 
 EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coefficient)
 {
+    const OperationScope operation;
     const auto write = std::make_shared<ScreenWrite>(rect, coefficient);
     const WriteScope scope(*write);
     // A rejected write must not end the chain while the others still use the grid, so it is noted and the others are waited

@@ -271,6 +271,7 @@ EnumErrorCode SubScreenV4::isCheckerboardlImage()
 {
     QVariantMap reply;
     QMap<QString, QString> responseHeader;
+    const OperationScope scope;
     const bool accepted = askService<ScreenInfo>([&](ScreenInfo &service) {
         return service.setCheckerBoardImage(m_deviceKey, QVariantMap(), reply, responseHeader);
     });

@@ -179,6 +179,7 @@ template <class Follow>
 QtPromise::QPromise<EnumErrorCode> SubScreenWrite::start(SubScreenV4 &subScreen, const QRect &rect,
                                                          ICoefficient &coefficient, Follow follow)
 {
+    const OperationScope scope;
     const QString deviceKey = subScreen.m_deviceKey;
     QRect subScreenRect;
     if (subScreen.tryGetRect(subScreenRect) != enSuccess) {

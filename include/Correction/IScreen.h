@@ -34,10 +34,11 @@ public:
     /// through whole sub-screens. Pixels that no sub-screen covers are left alone.
     virtual EnumErrorCode tryGetCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Writes `coefficient`, a grid laid out over `rect`, through all sub-screens at once: every device is started before
-    /// the first is waited for. The event loop of the calling thread runs meanwhile; the screen must not change. Answers the
-    /// bitwise OR of all codes; 3 for a null sub-screen (no device is contacted), 5 for a write that is rejected. The stack
-    /// does not grow with the number of devices; of sub-screen classes of the host's own that wait for their device, and of
-    /// services that run the event loop while they take an upload, at most 64 calls are nested, and the others follow.
+    /// the first is waited for. The event loop of the calling thread runs meanwhile; `ScreenManager::refreshScreen` says
+    /// what a refresh from there does. Answers the bitwise OR of all codes; 3 for a null sub-screen (no device is
+    /// contacted), 5 for a write that is rejected. The stack does not grow with the number of devices; of sub-screen classes
+    /// of the host's own that wait for their device, and of services that run the event loop while they take an upload, at
+    /// most 64 calls are nested, and the others follow.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;
     virtual EnumErrorCode applyCoeffcient(EnumCoefficientType type) = 0;
@@ -55,8 +56,10 @@ public:
     /// Takes ownership of `subScreen`, which may be null. False, with nothing taken and a critical line, for a key that is
     /// present.
     virtual bool addSubScreen(const QString &key, ISubScreen *subScreen) = 0;
-    /// Deletes the sub-screen. False, with a critical line, for an unknown key.
+    /// Deletes the sub-screen; from inside an operation of the same thread it is removed at once and deleted by the first
+    /// removal outside of every operation. False, with a critical line, for an unknown key.
     virtual bool removeSubScreen(const QString &key) = 0;
+    /// Deletes all sub-screens, as `removeSubScreen` does.
     virtual void removeSubScreens() = 0;
     virtual void setName(const QString &name) = 0;
     virtual QString getName() = 0;

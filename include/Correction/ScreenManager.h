@@ -28,7 +28,8 @@ public:
     /// Made at the first call. Unsynchronised: make the first call before other threads use it.
     static ScreenManager *getInstance();
     /// Deletes the manager alone. Screens already handed out stay valid until their holder deletes them or, with a new
-    /// manager, for ever; a host that wants them gone refreshes or deletes them before.
+    /// manager, for ever; a host that wants them gone refreshes or deletes them before. Refused with a critical line, and
+    /// without effect, when called from inside `init()` or `refreshScreen()` (a device service may call the host back).
     static void releaseInstance();
 
     /// Starts the device discovery and relays its notifications. Call once.
@@ -36,6 +37,10 @@ public:
     /// Takes the device list, drops everything and builds it anew from the devices' replies. 0, also when some devices did
     /// not answer (one critical line each; they are left out); 6 without any device (everything stays as it was); 8 when a
     /// screen places a cabinet that its device does not list (what was built so far stays).
+    ///
+    /// A device service may call the host back or run the event loop, and a screen write runs it. A refresh from inside such
+    /// a call is safe: an operation that is in progress on the same thread goes on with the objects that it began with, and
+    /// these are deleted by the first refresh or removal outside of every operation. Other pointers are invalid at once.
     EnumErrorCode refreshScreen();
     /// Screen id -> screen name.
     QMap<QString, QString> getNameMapping();

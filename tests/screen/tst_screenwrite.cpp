@@ -89,11 +89,18 @@ bool isNamed(const QString &line, const QString &rest)
     return line.size() > rest.size() + 1 && line.endsWith(QLatin1Char(' ') + rest);
 }
 
-/// Calls `function` in a thread with a stack of 512 KiB, while this one processes its events.
+/// Sanitizers make frames larger.
+#ifdef __SANITIZE_ADDRESS__
+constexpr unsigned smallStack = 8 * 512 * 1024;
+#else
+constexpr unsigned smallStack = 512 * 1024;
+#endif
+
+/// Calls `function` in a thread with a stack of `smallStack` bytes, while this one processes its events.
 void runOnSmallStack(std::function<void()> function)
 {
     const std::unique_ptr<QThread> thread(QThread::create(std::move(function)));
-    thread->setStackSize(512 * 1024);
+    thread->setStackSize(smallStack);
     QEventLoop loop;
     QObject::connect(thread.get(), &QThread::finished, &loop, &QEventLoop::quit);
     thread->start();
