@@ -233,6 +233,7 @@ void ScreenManager::init()
     });
 }
 
+// Not through callDevice(): a look for deep nesting in the largest replies of all would slow every refresh down.
 EnumErrorCode ScreenManager::refreshScreen()
 {
     const ManagerScope scope;
@@ -262,14 +263,19 @@ EnumErrorCode ScreenManager::refreshScreen()
         askService<HWInfo>([&](HWInfo &service) { return service.getHWInfo(deviceKey, hardware, true); });
 
         QVariantMap screenReply;
-        const auto noScreens = [&] { qCCritical(lcCorrection) << "getScreens error" << deviceKey; };
-        if (callDevice(noScreens, &ScreenInfo::getScreens, deviceKey, screenReply, true) != enSuccess)
+        if (!askService<ScreenInfo>([&](ScreenInfo &service) { return service.getScreens(deviceKey, screenReply, true); })) {
+            qCCritical(lcCorrection) << "getScreens error" << deviceKey;
             continue;
+        }
 
         QVariantList cabinets;
-        const auto noCabinets = [&] { qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey; };
-        if (callDevice(noCabinets, &CabinetInfoOperator::getAllCabinetsInfo, deviceKey, cabinets, true) != enSuccess)
+        const auto askCabinets = [&](CabinetInfoOperator &service) {
+            return service.getAllCabinetsInfo(deviceKey, cabinets, true);
+        };
+        if (!askService<CabinetInfoOperator>(askCabinets)) {
+            qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey;
             continue;
+        }
         MapFiller<QString> placements(refresh.placements);
         for (const QVariant &element : qAsConst(cabinets)) {
             const QVariantMap cabinetReply = element.toMap();
@@ -327,9 +333,11 @@ EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceK
                                                           QMap<QString, CabinetInfo *> &cabinetInfos)
 {
     QVariantList reply;
-    const auto onFailure = [&] { qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey; };
-    if (callDevice(onFailure, &CabinetInfoOperator::getCabAllFlags, deviceKey, reply) != enSuccess)
+    const auto askFlags = [&](CabinetInfoOperator &service) { return service.getCabAllFlags(deviceKey, reply); };
+    if (!askService<CabinetInfoOperator>(askFlags)) {
+        qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey;
         return enInvalidParameter;
+    }
     MapFiller<CabinetInfo *> records(cabinetInfos);
     for (const QVariant &element : qAsConst(reply)) {
         const QVariantMap cabinetReply = element.toMap();
