@@ -142,7 +142,7 @@ EnumErrorCode callModuleFlash(const ModuleFlashRow &row, const CabinetInfo &cabi
     const EnumErrorCode code = callDevice(FailureLine{row.failure, cabinet.deviceKey}, row.operation, cabinet.deviceKey,
                                           request, reply, allowanceForType(allowance, type));
     if (code == enSuccess)
-        qCDebug(lcCorrection) << row.label << "deviceKey:" << cabinet.deviceKey << " res :" << reply;
+        qCDebug(lcCorrection) << row.label << "deviceKey:" << cabinet.deviceKey << " res :" << LoggedReply{reply};
     return code;
 }
 
@@ -401,7 +401,7 @@ EnumErrorCode CabinetV4::setCabinetflags(const QString &flag)
                    &CabinetInfoOperator::setCabinetSnflags, m_pCabinet->deviceKey, request, reply);
     if (code == enSuccess)
         qCDebug(lcCorrection) << "setCabinetflags "
-                              << "deviceKey:" << m_pCabinet->deviceKey << " res :" << reply;
+                              << "deviceKey:" << m_pCabinet->deviceKey << " res :" << LoggedReply{reply};
     return code;
 }
 
@@ -510,7 +510,7 @@ EnumErrorCode CabinetV4::setModuleflags(QList<CabinetsModuleFlag> &flags)
                    &CabinetInfoOperator::setModuleflags, m_pCabinet->deviceKey, request, reply);
     if (code == enSuccess)
         qCDebug(lcCorrection) << "setModuleflags "
-                              << "deviceKey:" << m_pCabinet->deviceKey << " res :" << reply;
+                              << "deviceKey:" << m_pCabinet->deviceKey << " res :" << LoggedReply{reply};
     return code;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "cabinet/DeviceReply.h"
+#include "cabinet/OperationScope.h"
 #include "model/Logging.h"
 #include "model/VariantMap.h"
 
@@ -12,6 +14,7 @@
 
 #include <cxxabi.h>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 /// The one way in which cabinets, groups and sub-screens call a device: fetch the service, call one operation, convert its
@@ -70,11 +73,33 @@ bool askService(Call call)
     return false;
 }
 
+namespace detail {
+template <class... Others>
+const QString &first(const QString &deviceKey, const Others &...)
+{
+    return deviceKey;
+}
+
+/// Replies are the maps and lists that a call may change.
+template <class Argument>
+void limitReply(std::remove_reference_t<Argument> &argument, const QString &deviceKey)
+{
+    if constexpr (std::is_same_v<Argument, QVariantMap &> || std::is_same_v<Argument, QVariantList &>)
+        limitDepth(argument, deviceKey);
+    else if constexpr (std::is_same_v<Argument, IgnoredReply>)
+        limitDepth(static_cast<QVariantMap &>(argument), deviceKey);
+}
+} // namespace detail
+
 /// One call: 0 when the device answered true, else 5 after `onFailure()`.
 template <class OnFailure, class Service, class... Parameters, class... Arguments>
 EnumErrorCode callDevice(const OnFailure &onFailure, bool (Service::*operation)(Parameters...), Arguments &&...arguments)
 {
-    if (askService<Service>([&](Service &service) { return (service.*operation)(std::forward<Arguments>(arguments)...); }))
+    const OperationScope scope;
+    const bool answered =
+        askService<Service>([&](Service &service) { return (service.*operation)(std::forward<Arguments>(arguments)...); });
+    (detail::limitReply<Arguments>(arguments, detail::first(arguments...)), ...);
+    if (answered)
         return enSuccess;
     onFailure();
     return enTimeout;

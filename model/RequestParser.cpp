@@ -1,5 +1,6 @@
 #include <Correction/RequestParser.h>
 
+#include <Correction/Coefficient.h>
 #include <Correction/IChromaCoefficient.h>
 #include <Correction/IMultilayerCoefficient.h>
 
@@ -9,6 +10,8 @@
 #include "model/Logging.h"
 
 #include <QtCore/QMap>
+
+#include <typeinfo>
 
 namespace Correction {
 namespace {
@@ -59,21 +62,38 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
         logFailure("no grid of the cabinet's size. w:%1 h:%2", shape.columns, shape.rows);
         return enInvalidParameter;
     }
-    {
-        auto zeros = Grid::zeros<QVector<unsigned short>>(shape);
+    bool isReset = false;
+    const auto reset = [&](QVector<unsigned short> &values) {
         grid->setPixelCol(shape.columns);
         grid->setPixelRow(shape.rows);
-        grid->setCoefficient(zeros);
-    } // released before the first paste, which would otherwise have to copy what the grid shares with it
+        grid->setCoefficient(values);
+        isReset = true;
+    };
+    const auto fillWithZeros = [&] {
+        if (isReset)
+            return;
+        auto zeros = Grid::zeros<QVector<unsigned short>>(shape);
+        reset(zeros);
+    }; // released before the first paste, which would otherwise have to copy what the grid shares with it
+    // A class of the host's own is always given the zeros first. Else a first block as large as the grid makes them
+    // needless.
+    if (typeid(target) != typeid(Coefficient))
+        fillWithZeros();
 
-    return pasteBlocks(reply, [grid](const QVariantMap &block) -> EnumErrorCode {
+    const EnumErrorCode code = pasteBlocks(reply, [&](const QVariantMap &block) -> EnumErrorCode {
+        const QRect area = areaOf(block);
         QVector<unsigned short> values = Codec::decodeValues(textOf(block));
         if (values.isEmpty()) {
             qCCritical(lcCorrection) << "invalid coefficient data \n";
             return enArgumentMismatch;
         }
-        return reportPaste(grid->setPartCoefficient(areaOf(block), values));
+        if (!isReset && Grid::Block(area).covers(shape) && Grid::isValid(shape, values))
+            reset(values);
+        fillWithZeros();
+        return reportPaste(grid->setPartCoefficient(area, values));
     });
+    fillWithZeros();
+    return code;
 }
 
 EnumErrorCode RequestParser::toCabinetMultilayerCoefficient(QRect cabinetRect, QList<QVariant> &reply, ICoefficient &target)

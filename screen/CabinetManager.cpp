@@ -2,18 +2,23 @@
 
 #include <Correction/CabinetsV4.h>
 
+#include "cabinet/OperationScope.h"
 #include "model/Logging.h"
 
+#include <memory>
 #include <new>
 
 namespace Correction {
 namespace {
 
 /// Cabinets have no virtual destructor, and their descriptions outlive them (see the header): only the storage goes.
-void releaseStorage(ICabinet *cabinet)
-{
-    ::operator delete(dynamic_cast<void *>(cabinet));
-}
+struct StorageDeleter {
+    void operator()(ICabinet *cabinet) const noexcept { ::operator delete(dynamic_cast<void *>(cabinet)); }
+};
+
+using RegisteredCabinet = std::unique_ptr<ICabinet, StorageDeleter>;
+
+thread_local RemovedObjects<RegisteredCabinet> removed;
 
 } // namespace
 
@@ -46,15 +51,17 @@ bool CabinetManager::removeCabinet(const QString &id)
     const auto entry = m_cabinets.find(id);
     if (entry == m_cabinets.end())
         return false;
-    releaseStorage(entry.value());
+    removed.expect(1);
+    removed.add(RegisteredCabinet(entry.value()));
     m_cabinets.erase(entry);
     return true;
 }
 
 void CabinetManager::removeCabinets()
 {
+    removed.expect(m_cabinets.size());
     for (ICabinet *const cabinet : qAsConst(m_cabinets))
-        releaseStorage(cabinet);
+        removed.add(RegisteredCabinet(cabinet));
     m_cabinets.clear();
 }
 

@@ -38,22 +38,24 @@ std::vector<std::unique_ptr<CabinetInfo>> &refreshRecords()
     return *records;
 }
 
-/// Counts the refreshes in progress: a service call may run the event loop, and a host may refresh from there.
-class RefreshScope
+/// Counts the calls of the manager in progress on this thread: a service call may run the event loop, and a host may refresh
+/// from there, but not release the manager.
+class ManagerScope
 {
 public:
-    RefreshScope() { ++depth; }
-    ~RefreshScope() { --depth; }
-    RefreshScope(const RefreshScope &) = delete;
-    RefreshScope &operator=(const RefreshScope &) = delete;
+    ManagerScope() { ++depth; }
+    ~ManagerScope() { --depth; }
+    ManagerScope(const ManagerScope &) = delete;
+    ManagerScope &operator=(const ManagerScope &) = delete;
 
+    static bool isInside() { return depth > 0; }
     static bool isOutermost() { return depth == 1; }
 
 private:
-    static int depth;
+    static thread_local int depth;
 };
 
-int RefreshScope::depth = 0;
+thread_local int ManagerScope::depth = 0;
 
 /// Releases a cabinet that did not get into the registry the way the registry would: without its record.
 struct StorageDeleter {
@@ -205,12 +207,19 @@ ScreenManager *ScreenManager::getInstance()
 
 void ScreenManager::releaseInstance()
 {
+    if (ManagerScope::isInside()) {
+        qCCritical(lcCorrection)
+            << "ScreenManager::releaseInstance is refused inside init and refreshScreen: call it when they "
+               "have returned";
+        return;
+    }
     delete instance;
     instance = nullptr;
 }
 
 void ScreenManager::init()
 {
+    const ManagerScope scope;
     askService<HttpProxy>([this](HttpProxy &proxy) {
         // A call of its own: when it throws, the notifications are relayed all the same.
         askService<HttpProxy>([](HttpProxy &service) {
@@ -225,8 +234,10 @@ void ScreenManager::init()
     });
 }
 
+// Not through callDevice(): a look for deep nesting in the largest replies of all would slow every refresh down.
 EnumErrorCode ScreenManager::refreshScreen()
 {
+    const ManagerScope scope;
     qCDebug(lcCorrection) << "start getDeviceList";
     QList<HttpDeviceInfo> devices;
     askService<HttpProxy>([&devices](HttpProxy &proxy) {
@@ -242,8 +253,7 @@ EnumErrorCode ScreenManager::refreshScreen()
     removeAllScreen();
     qCDebug(lcCorrection) << "start CabinetManager removeAllScreen";
     CabinetManager::getInstance()->removeCabinets();
-    const RefreshScope scope;
-    if (RefreshScope::isOutermost())
+    if (ManagerScope::isOutermost() && !OperationScope::isInside())
         refreshRecords().clear(); // nobody refers to them any more
 
     Refresh refresh;
@@ -254,14 +264,19 @@ EnumErrorCode ScreenManager::refreshScreen()
         askService<HWInfo>([&](HWInfo &service) { return service.getHWInfo(deviceKey, hardware, true); });
 
         QVariantMap screenReply;
-        const auto noScreens = [&] { qCCritical(lcCorrection) << "getScreens error" << deviceKey; };
-        if (callDevice(noScreens, &ScreenInfo::getScreens, deviceKey, screenReply, true) != enSuccess)
+        if (!askService<ScreenInfo>([&](ScreenInfo &service) { return service.getScreens(deviceKey, screenReply, true); })) {
+            qCCritical(lcCorrection) << "getScreens error" << deviceKey;
             continue;
+        }
 
         QVariantList cabinets;
-        const auto noCabinets = [&] { qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey; };
-        if (callDevice(noCabinets, &CabinetInfoOperator::getAllCabinetsInfo, deviceKey, cabinets, true) != enSuccess)
+        const auto askCabinets = [&](CabinetInfoOperator &service) {
+            return service.getAllCabinetsInfo(deviceKey, cabinets, true);
+        };
+        if (!askService<CabinetInfoOperator>(askCabinets)) {
+            qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey;
             continue;
+        }
         MapFiller<QString> placements(refresh.placements);
         for (const QVariant &element : qAsConst(cabinets)) {
             const QVariantMap cabinetReply = element.toMap();
@@ -319,9 +334,11 @@ EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceK
                                                           QMap<QString, CabinetInfo *> &cabinetInfos)
 {
     QVariantList reply;
-    const auto onFailure = [&] { qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey; };
-    if (callDevice(onFailure, &CabinetInfoOperator::getCabAllFlags, deviceKey, reply) != enSuccess)
+    const auto askFlags = [&](CabinetInfoOperator &service) { return service.getCabAllFlags(deviceKey, reply); };
+    if (!askService<CabinetInfoOperator>(askFlags)) {
+        qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey;
         return enInvalidParameter;
+    }
     MapFiller<CabinetInfo *> records(cabinetInfos);
     for (const QVariant &element : qAsConst(reply)) {
         const QVariantMap cabinetReply = element.toMap();
@@ -348,9 +365,11 @@ EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceK
 
 void ScreenManager::removeAllScreen()
 {
+    static thread_local RemovedObjects<std::unique_ptr<IScreen>> removed;
+    removed.expect(m_screens.size());
     while (!m_screens.isEmpty()) {
         const auto entry = m_screens.begin();
-        delete entry.value();
+        removed.add(std::unique_ptr<IScreen>(entry.value()));
         m_screens.erase(entry);
     }
 }

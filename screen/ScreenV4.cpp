@@ -4,25 +4,33 @@
 #include <Correction/CoefficientPtr.h>
 
 #include "cabinet/DeviceCall.h"
+#include "cabinet/OperationScope.h"
 #include "model/Arithmetic.h"
 #include "model/Logging.h"
 #include "screen/EmptySubScreen.h"
 
 #include <service/HWInfo.h>
 
+#include <memory>
+
 namespace Correction {
 namespace {
 
 using SubScreens = QMap<QString, ISubScreen *>;
 
+thread_local RemovedObjects<std::unique_ptr<ISubScreen>> removed;
+
 /// Saving, applying and filling share their text.
 constexpr const char *saveFailure = "Failed to save subscreen parameter. SubScreen key: %1 code: %2 save type: %3";
 
+// Operations visit a shallow copy of the screen's map, which the host may change meanwhile.
+
 /// Setters: one operation on every sub-screen, in key order, until one fails; `onFailure(key, code)` then says so.
 template <class Operation, class OnFailure>
-EnumErrorCode fanOut(const SubScreens &subScreens, Operation operation, OnFailure onFailure,
+EnumErrorCode fanOut(const SubScreens subScreens, Operation operation, OnFailure onFailure,
                      const char *emptyMessage = emptySubScreen)
 {
+    const OperationScope scope;
     for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
         if (!entry.value()) {
             logFailure(emptyMessage, entry.key());
@@ -54,8 +62,9 @@ struct CodeAndValueLine {
 
 /// Getters: the first sub-screen that answers 0. Without one, the last code goes into `message` and 5 comes back.
 template <class Getter>
-EnumErrorCode firstAnswer(const SubScreens &subScreens, const char *message, Getter getter)
+EnumErrorCode firstAnswer(const SubScreens subScreens, const char *message, Getter getter)
 {
+    const OperationScope scope;
     EnumErrorCode code = enTimeout;
     for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
         if (!entry.value()) {
@@ -115,7 +124,8 @@ bool ScreenV4::removeSubScreen(const QString &key)
         logFailure("Cannot find SubScreen. SubScreen key: %1", key);
         return false;
     }
-    delete entry.value();
+    removed.expect(1);
+    removed.add(std::unique_ptr<ISubScreen>(entry.value()));
     m_subScreens.erase(entry);
     return true;
 }
@@ -123,7 +133,9 @@ bool ScreenV4::removeSubScreen(const QString &key)
 void ScreenV4::removeSubScreens()
 {
     qCDebug(lcCorrection) << "removeSubScreens";
-    qDeleteAll(m_subScreens);
+    removed.expect(m_subScreens.size());
+    for (ISubScreen *const subScreen : qAsConst(m_subScreens))
+        removed.add(std::unique_ptr<ISubScreen>(subScreen));
     m_subScreens.clear();
 }
 
@@ -233,6 +245,7 @@ EnumErrorCode ScreenV4::setPixelImageMode(unsigned char mode)
 
 EnumErrorCode ScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &coefficient)
 {
+    const OperationScope scope;
     QRect screen;
     const EnumErrorCode code = tryGetRect(screen);
     if (code != enSuccess) {
@@ -244,7 +257,8 @@ EnumErrorCode ScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &coef
                    widthOf(screen), heightOf(screen), rect.x(), rect.y(), widthOf(rect), heightOf(rect));
         return enOutOfRange;
     }
-    for (auto entry = m_subScreens.cbegin(); entry != m_subScreens.cend(); ++entry) {
+    const SubScreens subScreens = m_subScreens;
+    for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
         const QString &key = entry.key();
         ISubScreen *const subScreen = entry.value();
         if (!subScreen) {
@@ -366,7 +380,8 @@ EnumErrorCode ScreenV4::getBrightnessRange(BrightnessRange &range)
 
 EnumErrorCode ScreenV4::getSubScreenNames(QMap<QString, QString> names)
 {
-    for (auto entry = m_subScreens.cbegin(); entry != m_subScreens.cend(); ++entry) {
+    const SubScreens subScreens = m_subScreens;
+    for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
         QVariantMap reply;
         const auto onFailure = [] { qCCritical(lcCorrection) << "getHWInfo error"; };
         if (callDevice(onFailure, &HWInfo::getHWInfo, entry.key(), reply, false) != enSuccess)
@@ -378,9 +393,11 @@ EnumErrorCode ScreenV4::getSubScreenNames(QMap<QString, QString> names)
 
 EnumErrorCode ScreenV4::getFeatures(QMap<QString, bool> &features)
 {
+    const OperationScope scope;
     const QString checkerboard = QStringLiteral("checkerBoardltFeature");
     features[checkerboard] = true;
-    for (auto entry = m_subScreens.cbegin(); entry != m_subScreens.cend(); ++entry) {
+    const SubScreens subScreens = m_subScreens;
+    for (auto entry = subScreens.cbegin(); entry != subScreens.cend(); ++entry) {
         if (!entry.value()) {
             logFailure("call ScreenV4::getFeatures() Object Subscreen is Empty. SubScreen key: %1", entry.key());
             return enInvalidParameter;

@@ -1,40 +1,45 @@
-// Writing coefficients to all sub-screens of a screen: who waits for whom.
+// Writing coefficients to all sub-screens of a screen: all devices at the same time, one wait for all of them.
 //
-// Each sub-screen's write blocks in a wait() of its own until its device has settled. It is a separate task of the event
-// loop (a turn), so the wait() of the write before it starts it: all devices work at the same time. Three sub-screens:
+// Each sub-screen's write is a separate task of the event loop (a turn). It starts the upload and returns; the upload's
+// result arrives in the event loop as well. Three sub-screens:
 //
 //     setCoefficients
 //       |  map() posts the turns A, B, C
 //       +- wait() for the chain
 //            +- turn A: request to A's device
-//            |    +- wait() for A's device
-//            |         +- turn B: request to B's device
-//            |              +- wait() for B's device
-//            |                   +- turn C: request to C's device
-//            |                        +- wait() for C's device
-//            |                   C's wait() has returned
-//            |              B's wait() returns once B and C have settled
-//            |         A's wait() returns once A, B and C have settled
+//            +- turn B: request to B's device
+//            +- turn C: request to C's device
+//            +- the results, in the order in which the uploads settle: a failed one is logged
 //            +- each() combines the codes in the order A, B, C
 //       wait() returns
 //
-// The waits are nested on one stack, so a write that settles early returns only after those that started inside its wait().
-// The time is that of the slowest device.
+// The time is that of the slowest device, and the stack does not grow with the number of devices.
+//
+// Nested turns: a sub-screen of the host's own returns when its device has settled, and a device service may run the event
+// loop while it takes a request. Such a turn runs the next turns on top of itself on the stack. At most `maxNestedTurns` are
+// nested like that; further turns are held back until one of them has returned.
 
 #include <Correction/ScreenV4.h>
 
+#include "cabinet/OperationScope.h"
 #include "model/Logging.h"
 #include "screen/EmptySubScreen.h"
+#include "screen/SubScreenWrite.h"
 
 #include <QtCore/QThread>
 
 #include <exception>
 #include <memory>
+#include <typeinfo>
+#include <utility>
 
 namespace Correction {
 namespace {
 
 using SubScreens = QMap<QString, ISubScreen *>;
+
+/// A thread with a stack of 512 KiB has room for them.
+constexpr int maxNestedTurns = 64;
 
 quint64 currentThread()
 {
@@ -57,11 +62,8 @@ struct ScreenWrite {
     int rejectedIndex = -1; ///< of the sub-screen; the last one's where there are several
     std::exception_ptr exhausted;
 
-    /// One sub-screen's write, which waits until its device has settled.
-    QtPromise::QPromise<EnumErrorCode> start(ISubScreen &subScreen) const
-    {
-        return over ? QtPromise::resolve(enTimeout) : subScreen.setCoefficientsAsync(rect, coefficient);
-    }
+    int nestedTurns = 0;
+    QList<QtPromise::QPromiseResolve<void>> heldBack; ///< continue the turns that were one too many, first come first served
 };
 
 /// Ends the write however its function is left.
@@ -69,13 +71,51 @@ class WriteScope
 {
 public:
     explicit WriteScope(ScreenWrite &write) : m_write(write) {}
-    ~WriteScope() { m_write.over = true; }
+    ~WriteScope()
+    {
+        m_write.over = true;
+        m_write.heldBack.clear(); // they own the write
+    }
     WriteScope(const WriteScope &) = delete;
     WriteScope &operator=(const WriteScope &) = delete;
 
 private:
     ScreenWrite &m_write;
 };
+
+/// Counts a turn for as long as it is on the stack, and lets one continue that was held back.
+class Turn
+{
+public:
+    explicit Turn(ScreenWrite &write) : m_write(write) { ++m_write.nestedTurns; }
+    ~Turn()
+    {
+        --m_write.nestedTurns;
+        if (!m_write.heldBack.isEmpty())
+            m_write.heldBack.takeFirst()();
+    }
+    Turn(const Turn &) = delete;
+    Turn &operator=(const Turn &) = delete;
+
+private:
+    ScreenWrite &m_write;
+};
+
+/// One sub-screen's write.
+QtPromise::QPromise<EnumErrorCode> start(const std::shared_ptr<ScreenWrite> &write, ISubScreen &subScreen)
+{
+    if (write->over)
+        return QtPromise::resolve(enTimeout);
+    if (write->nestedTurns == maxNestedTurns) {
+        return QtPromise::QPromise<void>(
+                   [&](const QtPromise::QPromiseResolve<void> &resolve) { write->heldBack.append(resolve); })
+            .then([write, &subScreen] { return start(write, subScreen); });
+    }
+    const Turn turn(*write);
+    if (typeid(subScreen) == typeid(SubScreenV4))
+        return SubScreenWrite::start(static_cast<SubScreenV4 &>(subScreen), write->rect, write->coefficient);
+    return subScreen.setCoefficientsAsync(write->rect, write->coefficient);
+}
 
 } // namespace
 
@@ -100,6 +140,7 @@ QtPromise::QPromise<QList<ISubScreen *>> ScreenV4::tryGetSubScreenList(SubScreen
 
 EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coefficient)
 {
+    const OperationScope operation;
     const auto write = std::make_shared<ScreenWrite>(rect, coefficient);
     const WriteScope scope(*write);
     // A rejected write must not end the chain while the others still use the grid, so it is noted and the others are waited
@@ -108,7 +149,7 @@ EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coeffic
         qCDebug(lcCorrection) << "setCoefficients thread id =" << currentThread();
         qCDebug(lcCorrection) << Q_FUNC_INFO << QStringLiteral("pSubScreens:%1").arg(index);
         return QtPromise::resolve()
-            .then([write, subScreen] { return write->start(*subScreen); })
+            .then([write, subScreen] { return start(write, *subScreen); })
             .fail([write](const std::bad_alloc &) {
                 write->exhausted = std::current_exception();
                 return enTimeout;

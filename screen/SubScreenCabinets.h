@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cabinet/OperationScope.h"
 #include "model/Logging.h"
 #include "model/MapCursor.h"
 #include "screen/CabinetDescription.h"
@@ -29,13 +30,15 @@ private:
     MapCursor<ICabinet *> m_cursor{m_cabinets};
 };
 
-/// Visits a sub-screen's cabinets in id order: `visit(id, cabinet)` answers a code, and `done(code)` says whether it ends
-/// the walk with that code. An id that the registry does not hold ends it with 3. The last code otherwise, `initial` without
-/// cabinets.
+/// Visits a sub-screen's cabinets in id order (in a shallow copy of its map, which the
+/// host may change meanwhile):
+/// `visit(id, cabinet)` answers a code, and `done(code)` says whether it ends the walk with that code. An id that the
+/// registry does not hold ends it with 3. The last code otherwise, `initial` without cabinets.
 template <class Visit, class Done>
-EnumErrorCode walkCabinets(const QMap<QString, QString> &cabinets, const QString &deviceKey, EnumErrorCode initial,
+EnumErrorCode walkCabinets(const QMap<QString, QString> cabinets, const QString &deviceKey, EnumErrorCode initial,
                            Visit visit, Done done)
 {
+    const OperationScope scope;
     EnumErrorCode code = initial;
     CabinetLookup lookup;
     for (auto entry = cabinets.cbegin(); entry != cabinets.cend(); ++entry) {

@@ -53,6 +53,9 @@ constexpr StoreRow clearRows[] = {
      "clearCabinetsLowgrayCoefficient timeout. device:%1"},
 };
 
+bool (ScreenInfo::*const askForCheckerboard)(const QString &, const QVariantMap &, QVariantMap &,
+                                             QMap<QString, QString> &) = &ScreenInfo::setCheckerBoardImage;
+
 /// Done at the first cabinet that answers.
 bool answered(EnumErrorCode code)
 {
@@ -271,19 +274,17 @@ EnumErrorCode SubScreenV4::isCheckerboardlImage()
 {
     QVariantMap reply;
     QMap<QString, QString> responseHeader;
-    const bool accepted = askService<ScreenInfo>([&](ScreenInfo &service) {
-        return service.setCheckerBoardImage(m_deviceKey, QVariantMap(), reply, responseHeader);
-    });
-    if (!accepted) {
+    if (callDevice(Quietly(), askForCheckerboard, m_deviceKey, QVariantMap(), reply, responseHeader) != enSuccess) {
         qCCritical(lcCorrection) << "call isCheckerboardlImage() fail. timeout. device :" << m_deviceKey
-                                 << " responseHeader: " << responseHeader << "result :" << reply << "\n";
+                                 << " responseHeader: " << LoggedReply{responseHeader} << "result :" << LoggedReply{reply}
+                                 << "\n";
         if (responseHeader.value(QStringLiteral("HttpResponse_StateCode")) == QLatin1String("404"))
             return enNotSupported;
     }
     if (responseHeader.size() > 1)
         return enSuccess;
     qCCritical(lcCorrection) << "call isCheckerboardlImage() timout. m_deviceKey: " << m_deviceKey
-                             << " responseHeader: " << responseHeader << "\n";
+                             << " responseHeader: " << LoggedReply{responseHeader} << "\n";
     return enTimeout;
 }
 

@@ -3,18 +3,24 @@
 
 #include <Correction/SubScreenV4.h>
 
+#include <Correction/CabinetV4.h>
+#include <Correction/Coefficient.h>
 #include <Correction/CoefficientFactory.h>
 #include <Correction/CoefficientPtr.h>
 
 #include "cabinet/DeviceCall.h"
 #include "model/Arithmetic.h"
 #include "model/Codec.h"
+#include "model/Grid.h"
 #include "model/Logging.h"
 #include "screen/SubScreenCabinets.h"
+#include "screen/SubScreenWrite.h"
 
 #include <QtCore/QThread>
 
 #include <memory>
+#include <optional>
+#include <typeinfo>
 
 namespace Correction {
 namespace {
@@ -34,6 +40,18 @@ constexpr AsyncUploadRow asyncUploadRows[] = {
     {enLowgrayCoefficient, &Correctionop::uploadLowGrayCoefficientAsync,
      "call uploadLowGrayCoefficientAsync() timeout. device:%1"},
 };
+
+/// A grid for a cabinet to fill, or null. The library's own cabinets give a chroma grid its size and values themselves, so
+/// that theirs begins empty: a large cabinet's grid is made once.
+CoefficientPtr gridFor(ICabinet &cabinet, EnumCoefficientType type, const QRect &rect)
+{
+    const int rows = heightOf(rect);
+    const int columns = widthOf(rect);
+    const bool isOwn = type == enCommonCoefficient && typeid(cabinet) == typeid(CabinetV4);
+    if (isOwn && Grid::valueCount<QVector<unsigned short>>({columns, rows, chromaPixelLength}) >= 0)
+        return CoefficientPtr(CoefficientFactory::getCoefficient(type, 0, 0));
+    return CoefficientPtr(CoefficientFactory::getCoefficient(type, rows, columns));
+}
 
 /// The block of a write that falls on one cabinet, or null with the critical line.
 CoefficientPtr cutBlock(ICoefficient &coefficient, const QRect &overlap, const QRect &rect, const QString &id,
@@ -73,12 +91,23 @@ void logRect(const char *label, const QRect &rect)
     qCDebug(lcCorrection) << label << rect.x() << rect.y() << widthOf(rect) << heightOf(rect);
 }
 
-/// One upload for the whole device; waits until it has settled.
-EnumErrorCode upload(const QString &deviceKey, const QVariantList &request, EnumCoefficientType kind)
+EnumErrorCode uploaded(const AsyncUploadRow &row, const QString &deviceKey, bool taken)
+{
+    if (taken)
+        return enSuccess;
+    logFailure(row.failure, deviceKey);
+    return enTimeout;
+}
+
+/// One upload for the whole device. `follow(row, promise)` follows the upload that was started; what it returns is the
+/// result.
+template <class Follow>
+QtPromise::QPromise<EnumErrorCode> upload(const QString &deviceKey, const QVariantList &request, EnumCoefficientType kind,
+                                          Follow follow)
 {
     if (request.isEmpty()) {
         qCDebug(lcCorrection) << "setCoefficientsAsync cid is 0 ";
-        return enSuccess;
+        return QtPromise::resolve(enSuccess);
     }
     for (const AsyncUploadRow &row : asyncUploadRows) {
         if (row.kind != kind)
@@ -87,17 +116,14 @@ EnumErrorCode upload(const QString &deviceKey, const QVariantList &request, Enum
             const auto thread = reinterpret_cast<quintptr>(QThread::currentThreadId());
             qDebug(lcCorrection).noquote() << QStringLiteral("setCoefficientsAsync thread id =%1").arg(thread);
         }
-        const bool taken = askService<Correctionop>([&](Correctionop &service) {
-            const auto fulfilled = std::make_shared<bool>(false); // stays false when the upload is rejected
-            (service.*row.operation)(deviceKey, request).then([fulfilled](bool value) { *fulfilled = value; }).wait();
-            return *fulfilled;
+        std::optional<QtPromise::QPromise<EnumErrorCode>> result;
+        askService<Correctionop>([&](Correctionop &service) {
+            result = follow(row, (service.*row.operation)(deviceKey, request));
+            return true;
         });
-        if (taken)
-            return enSuccess;
-        logFailure(row.failure, deviceKey);
-        return enTimeout;
+        return result ? *result : QtPromise::resolve(uploaded(row, deviceKey, false));
     }
-    return enNotSupported;
+    return QtPromise::resolve(enNotSupported);
 }
 
 } // namespace
@@ -120,7 +146,7 @@ EnumErrorCode SubScreenV4::tryGetCoefficients(const QRect &rect, ICoefficient &c
                                   << heightOf(overlap);
 
             const EnumCoefficientType type = coefficient.getType();
-            const CoefficientPtr grid(CoefficientFactory::getCoefficient(type, heightOf(info.rect), widthOf(info.rect)));
+            const CoefficientPtr grid = gridFor(cabinet, type, info.rect);
             if (!grid) {
                 logFailure("Failed to create coefficient. cabinet key: %1 Coefficient type:%2", id, type);
                 return enNotSupported;
@@ -165,16 +191,20 @@ EnumErrorCode SubScreenV4::setCoefficients(const QRect &rect, ICoefficient &coef
                               });
 }
 
-QtPromise::QPromise<EnumErrorCode> SubScreenV4::setCoefficientsAsync(const QRect &rect, ICoefficient &coefficient)
+template <class Follow>
+QtPromise::QPromise<EnumErrorCode> SubScreenWrite::start(SubScreenV4 &subScreen, const QRect &rect,
+                                                         ICoefficient &coefficient, Follow follow)
 {
-    QRect subScreen;
-    if (tryGetRect(subScreen) != enSuccess) {
-        logFailure("Cabinet info is empty. id:%1", m_deviceKey);
+    const OperationScope scope;
+    const QString deviceKey = subScreen.m_deviceKey;
+    QRect subScreenRect;
+    if (subScreen.tryGetRect(subScreenRect) != enSuccess) {
+        logFailure("Cabinet info is empty. id:%1", deviceKey);
         return QtPromise::resolve(enInvalidParameter);
     }
     QVariantList request;
     const EnumErrorCode code = forEachDescription(
-        m_cabinets, m_deviceKey, [&](const QString &id, ICabinet &, const CabinetInfo &info) -> EnumErrorCode {
+        subScreen.m_cabinets, deviceKey, [&](const QString &id, ICabinet &, const CabinetInfo &info) -> EnumErrorCode {
             logRect(" cabInfo.rect.intersects ", info.rect);
             if (!info.rect.intersects(rect))
                 return enSuccess;
@@ -186,7 +216,28 @@ QtPromise::QPromise<EnumErrorCode> SubScreenV4::setCoefficientsAsync(const QRect
                 return enInvalidParameter;
             return appendUpload(info, pointIn(info, overlap), *block, request) ? enSuccess : enInvalidParameter;
         });
-    return QtPromise::resolve(code == enSuccess ? upload(m_deviceKey, request, coefficient.getType()) : code);
+    return code == enSuccess ? upload(deviceKey, request, coefficient.getType(), follow) : QtPromise::resolve(code);
+}
+
+QtPromise::QPromise<EnumErrorCode> SubScreenWrite::start(SubScreenV4 &subScreen, const QRect &rect,
+                                                         ICoefficient &coefficient)
+{
+    const auto follow = [deviceKey = subScreen.m_deviceKey](const AsyncUploadRow &row,
+                                                            const QtPromise::QPromise<bool> &promise) {
+        return promise.then([&row, deviceKey](bool taken) { return uploaded(row, deviceKey, taken); },
+                            [&row, deviceKey] { return uploaded(row, deviceKey, false); });
+    };
+    return start(subScreen, rect, coefficient, follow);
+}
+
+QtPromise::QPromise<EnumErrorCode> SubScreenV4::setCoefficientsAsync(const QRect &rect, ICoefficient &coefficient)
+{
+    const auto follow = [deviceKey = m_deviceKey](const AsyncUploadRow &row, const QtPromise::QPromise<bool> &promise) {
+        const auto taken = std::make_shared<bool>(false); // stays false when the upload is rejected
+        promise.then([taken](bool value) { *taken = value; }).wait();
+        return QtPromise::resolve(uploaded(row, deviceKey, *taken));
+    };
+    return SubScreenWrite::start(*this, rect, coefficient, follow);
 }
 
 } // namespace Correction

@@ -17,6 +17,9 @@ namespace Correction {
 /// Removing a cabinet releases its storage alone and runs no destructor, since `ICabinet` has no virtual one: a registered
 /// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records at the next refresh, so
 /// never delete a cabinet that it made).
+///
+/// Cabinets may be removed from inside an operation of the same thread (a device service may call the host back or run the
+/// event loop): they are unknown at once, and their storage is released by the first removal outside of every operation.
 class CORRECTION_EXPORT CabinetManager
 {
 public:

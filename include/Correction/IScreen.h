@@ -53,12 +53,17 @@ public:
     virtual EnumErrorCode tryGetCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Writes `coefficient`, a grid of any kind laid out over `rect`, through all sub-screens at once: every device is
     /// started before the first is waited for. The event loop of the calling thread runs meanwhile (timers and slots of the
-    /// host too); the screen must not change. `rect` may reach beyond the screen: pixels without a cabinet are left out.
+    /// host too); `ScreenManager::refreshScreen` says what a refresh from there does. `rect` may reach beyond the screen:
+    /// pixels without a cabinet are left out.
     ///
     /// The result is the bitwise OR of the sub-screens' codes. It only says whether all succeeded (`enSuccess`): any other
     /// number may stand for several codes and need not be the code of one of them. Each failure is logged, but for an
     /// unknown kind (`enNotSupported`). `enInvalidParameter` for a null sub-screen (no device is contacted), `enTimeout` for
     /// a write that is rejected.
+    ///
+    /// The stack does not grow with the number of devices; of sub-screen classes of the host's own that wait for their
+    /// device, and of services that run the event loop while they take an upload, at most 64 calls are nested, and the
+    /// others follow.
     virtual EnumErrorCode setCoefficients(const QRect &rect, ICoefficient &coefficient) = 0;
     /// Stores the uploaded coefficients of a kind. `enNotSupported`: an unknown kind.
     virtual EnumErrorCode saveParameter(EnumSaveType type) = 0;
@@ -84,9 +89,10 @@ public:
     /// Takes ownership of `subScreen`, which may be null. False, with nothing taken and one critical line, for a key that is
     /// present.
     virtual bool addSubScreen(const QString &key, ISubScreen *subScreen) = 0;
-    /// Deletes the sub-screen. False, with one critical line, for an unknown key.
+    /// Deletes the sub-screen; from inside an operation of the same thread it is removed at once and deleted by the first
+    /// removal outside of every operation. False, with one critical line, for an unknown key.
     virtual bool removeSubScreen(const QString &key) = 0;
-    /// Deletes all sub-screens.
+    /// Deletes all sub-screens, as `removeSubScreen` does.
     virtual void removeSubScreens() = 0;
     virtual void setName(const QString &name) = 0;
     virtual QString getName() = 0;

@@ -28,7 +28,9 @@ public:
     /// Made at the first call. Unsynchronised: make the first call before other threads use it.
     static ScreenManager *getInstance();
     /// Deletes the manager alone. Screens already handed out stay valid, and are not deleted by a new manager's refresh: the
-    /// host deletes them. The next `getInstance()` makes a new manager, which relays nothing until its `init()`.
+    /// host deletes them. The next `getInstance()` makes a new manager, which relays nothing until its `init()`. Refused
+    /// with one critical line, and without effect, when called from inside `init()` or `refreshScreen()` (a device service
+    /// may call the host back).
     static void releaseInstance();
 
     /// Starts the device discovery and relays its notifications. Call it once for each manager. Logs one critical line for
@@ -45,6 +47,10 @@ public:
     ///
     /// A cabinet that is placed and listed but not described is left out; that is not logged. Each new sub-screen logs one
     /// critical line "Cannot find SubScreen", which does not mean a failure.
+    ///
+    /// A device service may call the host back or run the event loop, and a screen write runs it. A refresh from inside such
+    /// a call is safe: an operation that is in progress on the same thread goes on with the objects that it began with, and
+    /// these are deleted by the first refresh or removal outside of every operation. Other pointers are invalid at once.
     EnumErrorCode refreshScreen();
     /// Screen id -> screen name.
     QMap<QString, QString> getNameMapping();

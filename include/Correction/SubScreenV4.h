@@ -43,6 +43,8 @@ public:
     EnumErrorCode getScreenSupport(QVector<CabinetBaseInfo> &list) override;
 
 private:
+    friend class SubScreenWrite; // starts a write without waiting for it
+
     QMap<QString, QString> m_cabinets; // id -> flag
     QString m_deviceKey;
 };

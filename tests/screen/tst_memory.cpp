@@ -29,7 +29,8 @@ const QString key = QStringLiteral("A");
 
 /// What the service sees.
 struct Service {
-    QString text; ///< a cabinet's grid, for reads
+    QString text;       ///< a cabinet's grid, for reads
+    QSize block = size; ///< of that text
     int calls = 0;
     int liveAtUpload = 0;
 } service;
@@ -61,8 +62,8 @@ bool Correctionop::loadCoefficient(const QString &, const QString &, QVariantLis
 {
     watch();
     QVariantMap block;
-    block.insert(QStringLiteral("area.size.width"), size.width());
-    block.insert(QStringLiteral("area.size.height"), size.height());
+    block.insert(QStringLiteral("area.size.width"), service.block.width());
+    block.insert(QStringLiteral("area.size.height"), service.block.height());
     block.insert(QStringLiteral("coefficients"), service.text);
     reply.append(block);
     return true;
@@ -80,6 +81,8 @@ private Q_SLOTS:
     void aWriteByCabinetsKeepsOneBlockAndItsText();
     void aWriteByDeviceKeepsTheTextsOnly();
     void aReadKeepsOneCabinetsGridAndABlock();
+    void aReadOfOnePixelKeepsOneGrid_data();
+    void aReadOfOnePixelKeepsOneGrid();
     void aReadOverTheScreenAddsThePartOfEachDevice();
     void aPasteAllocatesNothing();
 
@@ -179,6 +182,32 @@ void tst_Memory::aReadKeepsOneCabinetsGridAndABlock()
     QCOMPARE(code, enSuccess);
     QCOMPARE(service.calls, cabinets);
     QCOMPARE(most, 2);
+}
+
+void tst_Memory::aReadOfOnePixelKeepsOneGrid_data()
+{
+    QTest::addColumn<QSize>("block");
+    QTest::newRow("the device sends the whole cabinet") << size;
+    QTest::newRow("the device sends a pixel") << QSize(1, 1);
+}
+
+void tst_Memory::aReadOfOnePixelKeepsOneGrid()
+{
+    QFETCH(QSize, block);
+    Coefficient sent(block.width(), block.height());
+    QVector<unsigned short> values(block.width() * block.height() * 9);
+    for (int i = 0; i < values.size(); ++i)
+        values[i] = static_cast<unsigned short>(i + 1);
+    QCOMPARE(sent.setCoefficient(values), enSuccess);
+    service.text = sent.toBase64();
+    service.block = block;
+    EnumErrorCode code = enTimeout;
+    const int most =
+        mostAlive([&] { code = m_screen->tryGetSubScreen(key)->tryGetCoefficients(QRect(0, 0, 1, 1), m_grid); });
+    QCOMPARE(code, enSuccess);
+    QCOMPARE(service.calls, 1);
+    QCOMPARE(m_grid.getCoefficient().mid(0, 18), values.mid(0, 9) + QVector<unsigned short>(9, 0));
+    QCOMPARE(most, 1);
 }
 
 void tst_Memory::aReadOverTheScreenAddsThePartOfEachDevice()

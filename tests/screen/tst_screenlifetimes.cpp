@@ -3,6 +3,7 @@
 
 #include <Correction/CabinetManager.h>
 #include <Correction/CabinetV4.h>
+#include <Correction/CabinetsPtr.h>
 #include <Correction/Coefficient.h>
 #include <Correction/ScreenManager.h>
 #include <Correction/ScreenV4.h>
@@ -76,7 +77,12 @@ namespace {
 class KeepReleased
 {
 public:
-    KeepReleased() { keepsReleased = true; }
+    KeepReleased()
+    {
+#ifndef __SANITIZE_ADDRESS__ // which reports such a look
+        keepsReleased = true;
+#endif
+    }
     ~KeepReleased()
     {
         keepsReleased = false;
@@ -123,6 +129,11 @@ private Q_SLOTS:
     void aWriteThatMemoryCutShortStartsNothingLater();
     void theEndOfASubScreenNeedsNoMemory();
     void aRefreshInsideARefreshLeavesTheRecordsOfTheOuterOne();
+    void operationsKeepTheirObjects_data();
+    void operationsKeepTheirObjects();
+    void aReadGoesOnWhenItsSubScreenLosesItsCabinets();
+    void aReleaseInsideAManagersCallIsRefused_data();
+    void aReleaseInsideAManagersCallIsRefused();
 
 private:
     static VirtualWall &wall() { return VirtualWall::instance(); }
@@ -292,6 +303,188 @@ void tst_ScreenLifetimes::aRefreshInsideARefreshLeavesTheRecordsOfTheOuterOne()
         QCOMPARE(ScreenManager::getInstance()->tryGetScreen(QStringLiteral("screen"))->tryGetRect(rect), enSuccess);
         QCOMPARE(rect, QRect(0, 0, 24, 8));
     }
+}
+
+void tst_ScreenLifetimes::operationsKeepTheirObjects_data()
+{
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<QString>("attempt");
+    const struct {
+        const char *operation;
+        const char *call; // inside which the attempt is made
+    } operations[] = {
+        {"read", "Correctionop::loadCoefficient"},
+        {"write", "Correctionop::uploadCoefficientAsync"},
+        {"write, from its event loop", "Correctionop::uploadCoefficientAsync"},
+        {"write of a sub-screen", "Correctionop::uploadCoefficientAsync"},
+        {"write by cabinets", "Correctionop::uploadCoefficient"},
+        {"brightness", "ScreenInfo::setBrightness"},
+        {"gamma of a cabinet", "CabinetInfoOperator::setCabinetGammaCustomValue"},
+        {"features", "ScreenInfo::setCheckerBoardImage(responseHeader)"},
+        {"names", "HWInfo::getHWInfo"},
+        {"save of a group", "Correctionop::saveCabinetsFactoryCoefficient"},
+    };
+    for (const auto &row : operations) {
+        for (const char *attempt :
+             {"ScreenManager::refreshScreen", "CabinetManager::removeCabinets", "CabinetManager::removeCabinet",
+              "IScreen::removeSubScreens", "IScreen::removeSubScreen"})
+            QTest::addRow("%s, %s", row.operation, attempt)
+                << QString::fromLatin1(row.operation) << QString::fromLatin1(row.call) << QString::fromLatin1(attempt);
+    }
+}
+
+void tst_ScreenLifetimes::operationsKeepTheirObjects()
+{
+    QFETCH(QString, operation);
+    QFETCH(QString, call);
+    QFETCH(QString, attempt);
+    const QString a = QStringLiteral("A");
+    const QString b = QStringLiteral("B");
+    wall().setDevices({Simulator::gridDevice(a, QPoint(0, 0), 2, 1, QSize(8, 4), 1),
+                       Simulator::gridDevice(b, QPoint(0, 4), 2, 1, QSize(8, 4), 3)});
+    auto *const manager = ScreenManager::getInstance();
+    auto *const cabinets = CabinetManager::getInstance();
+    QCOMPARE(manager->refreshScreen(), enSuccess);
+    m_log->takeCritical(); // new sub-screens
+    IScreen *const screen = manager->tryGetScreen(QStringLiteral("screen"));
+    QVERIFY(screen);
+    ICabinet *const cabinet = cabinets->tryGetCabinet(QStringLiteral("1"));
+    QVERIFY(cabinet);
+    const CabinetsPtr group(cabinets->tryGetCabinets({QStringLiteral("1"), QStringLiteral("4")}));
+
+    const auto tryIt = [&] {
+        if (attempt == QLatin1String("ScreenManager::refreshScreen"))
+            return manager->refreshScreen() == enSuccess && manager->tryGetScreen(QStringLiteral("screen")) != screen;
+        if (attempt == QLatin1String("CabinetManager::removeCabinet"))
+            return cabinets->removeCabinet(QStringLiteral("1")) && !cabinets->tryGetCabinet(QStringLiteral("1"));
+        if (attempt == QLatin1String("IScreen::removeSubScreen"))
+            return screen->removeSubScreen(a) && !screen->tryGetSubScreen(a);
+        if (attempt == QLatin1String("CabinetManager::removeCabinets")) {
+            cabinets->removeCabinets();
+            return !cabinets->tryGetCabinet(QStringLiteral("1")) && !cabinets->tryGetCabinet(QStringLiteral("4"));
+        }
+        screen->removeSubScreens();
+        return !screen->tryGetSubScreen(a) && !screen->tryGetSubScreen(b);
+    };
+    int attempts = 0;
+    int successes = 0;
+    const auto tryOnce = [&] {
+        if (attempts++ == 0)
+            successes += tryIt();
+        m_log->takeCritical();
+    };
+    const bool later = operation == QLatin1String("write, from its event loop");
+    wall().scripts().on(call).run([&](const Simulator::Call &) {
+        if (later)
+            QMetaObject::invokeMethod(this, tryOnce, Qt::QueuedConnection);
+        else
+            tryOnce();
+    });
+    const QRect rect(0, 0, 16, 8);
+    Coefficient grid(16, 8);
+    Coefficient part(8, 4);
+    EnumErrorCode code = enTimeout;
+    QMap<QString, bool> features;
+    {
+        const KeepReleased keep;
+        if (operation == QLatin1String("read"))
+            code = screen->tryGetCoefficients(rect, grid);
+        else if (operation.startsWith(QLatin1String("write of a sub-screen")))
+            code = screen->tryGetSubScreen(a)->setCoefficientsAsync(rect, grid).wait().isFulfilled() ? enSuccess : enTimeout;
+        else if (operation == QLatin1String("write by cabinets"))
+            code = screen->tryGetSubScreen(a)->setCoefficients(rect, grid);
+        else if (operation.startsWith(QLatin1String("write")))
+            code = screen->setCoefficients(rect, grid);
+        else if (operation == QLatin1String("brightness"))
+            code = screen->setBrightness(50);
+        else if (operation == QLatin1String("gamma of a cabinet"))
+            code = cabinet->setGammaTable({{enRedGamma, {1, 2}}, {enGreenGamma, {3, 4}}});
+        else if (operation == QLatin1String("features"))
+            code = screen->getFeatures(features);
+        else if (operation == QLatin1String("names"))
+            code = screen->getSubScreenNames({});
+        else
+            code = group->saveFactoryCoefficient();
+    }
+    QVERIFY(attempts > 0);
+    QCOMPARE(successes, 1);
+    // Only those that look further cabinets up notice.
+    QStringList lines;
+    if (attempt == QLatin1String("CabinetManager::removeCabinets")) {
+        if (operation == QLatin1String("read"))
+            lines = QStringList({QStringLiteral("Connot find cabinet by id. deviceKey: A cid: 2"),
+                                 QStringLiteral("try get Coefficients failed. SubScreen key: A code: 3")});
+        else if (operation == QLatin1String("write"))
+            lines = QStringList({QStringLiteral("Connot find cabinet by id. deviceKey: B cid: 3"),
+                                 QStringLiteral("Cabinet info is empty. id:B")});
+        else if (operation == QLatin1String("write by cabinets"))
+            lines = QStringList(QStringLiteral("Connot find cabinet by id. deviceKey: A cid: 2"));
+    }
+    QCOMPARE(m_log->takeCritical(), lines);
+    QCOMPARE(code, lines.isEmpty() ? enSuccess : enInvalidParameter);
+    QCOMPARE(manager->refreshScreen(), enSuccess); // deletes what was removed
+    m_log->takeCritical();
+}
+
+void tst_ScreenLifetimes::aReadGoesOnWhenItsSubScreenLosesItsCabinets()
+{
+    wall().setDevices({Simulator::gridDevice(QStringLiteral("A"), QPoint(0, 0), 3, 1, QSize(8, 4), 1)});
+    auto *const manager = ScreenManager::getInstance();
+    QCOMPARE(manager->refreshScreen(), enSuccess);
+    m_log->takeCritical();
+    ISubScreen *const subScreen = manager->tryGetScreen(QStringLiteral("screen"))->tryGetSubScreen(QStringLiteral("A"));
+    int calls = 0;
+    wall().scripts().on(QStringLiteral("Correctionop::loadCoefficient")).run([&](const Simulator::Call &) {
+        if (calls++ == 0)
+            subScreen->removeCabinets();
+    });
+    Coefficient grid(24, 4);
+    {
+        const KeepReleased keep;
+        QCOMPARE(subScreen->tryGetCoefficients(QRect(0, 0, 24, 4), grid), enSuccess);
+    }
+    QCOMPARE(calls, 3);
+    QRect rect;
+    QCOMPARE(subScreen->tryGetRect(rect), enSuccess);
+    QCOMPARE(rect, QRect());
+}
+
+void tst_ScreenLifetimes::aReleaseInsideAManagersCallIsRefused_data()
+{
+    QTest::addColumn<QString>("call");
+    for (const char *call : {"HttpProxy::initialize", "HttpProxy::getDeviceList", "HWInfo::getHWInfo",
+                             "ScreenInfo::getScreens", "CabinetInfoOperator::getCabAllFlags"})
+        QTest::newRow(call) << QString::fromLatin1(call);
+}
+
+void tst_ScreenLifetimes::aReleaseInsideAManagersCallIsRefused()
+{
+    QFETCH(QString, call);
+    wall().setDevices({Simulator::gridDevice(QStringLiteral("A"), QPoint(0, 0), 3, 1, QSize(8, 4), 1)});
+    auto *const manager = ScreenManager::getInstance();
+    int calls = 0;
+    wall().scripts().on(call).run([&](const Simulator::Call &) {
+        ++calls;
+        ScreenManager::releaseInstance();
+    });
+    {
+        const KeepReleased keep;
+        manager->init();
+        QCOMPARE(manager->refreshScreen(), enSuccess);
+    }
+    QCOMPARE(calls, 1);
+    const QStringList lines = m_log->takeCritical();
+    QCOMPARE(
+        lines.count(QStringLiteral("ScreenManager::releaseInstance is refused inside init and refreshScreen: call it when "
+                                   "they have returned")),
+        1);
+    QCOMPARE(lines.size(), 2); // and a new sub-screen
+    QCOMPARE(ScreenManager::getInstance(), manager);
+    const std::unique_ptr<IScreen> screen(manager->tryGetScreen(QStringLiteral("screen"))); // outlives the manager
+    QVERIFY(screen);
+    ScreenManager::releaseInstance();
+    VERIFY_NO_CRITICAL(*m_log);
 }
 
 QTEST_GUILESS_MAIN(tst_ScreenLifetimes)

@@ -88,6 +88,25 @@ bool isNamed(const QString &line, const QString &rest)
     return line.size() > rest.size() + 1 && line.endsWith(QLatin1Char(' ') + rest);
 }
 
+/// Sanitizers make frames larger.
+#ifdef __SANITIZE_ADDRESS__
+constexpr unsigned smallStack = 8 * 512 * 1024;
+#else
+constexpr unsigned smallStack = 512 * 1024;
+#endif
+
+/// Calls `function` in a thread with a stack of `smallStack` bytes, while this one processes its events.
+void runOnSmallStack(std::function<void()> function)
+{
+    const std::unique_ptr<QThread> thread(QThread::create(std::move(function)));
+    thread->setStackSize(smallStack);
+    QEventLoop loop;
+    QObject::connect(thread.get(), &QThread::finished, &loop, &QEventLoop::quit);
+    thread->start();
+    loop.exec();
+    thread->wait();
+}
+
 /// What a write says besides its sub-screens: `nulls` is the place of a null one, -1 for none.
 void verifyLines(const QStringList &lines, const QStringList &keys, int null, int result)
 {
@@ -136,6 +155,10 @@ private Q_SLOTS:
     void aRejectedWriteIsFiveAndTheOthersAreWaitedFor();
     void aNullSubScreenContactsNoDevice_data();
     void aNullSubScreenContactsNoDevice();
+    void tenThousandDevicesNeedNoMoreStackThanOne();
+    void aFailureIsLoggedWhenItsUploadSettles();
+    void subScreensThatWaitAreNestedToALimit();
+    void servicesThatRunTheEventLoopAreNestedToALimit();
     void writesThatSettleLaterAreWaitedFor_data();
     void writesThatSettleLaterAreWaitedFor();
     void theEventLoopRunsMeanwhile();
@@ -552,6 +575,115 @@ void tst_ScreenWrite::aNullSubScreenContactsNoDevice()
     QVERIFY(m_screen->removeSubScreen(key));
     QCOMPARE(write(), enSuccess);
     QCOMPARE(wall().journal().transcript(), QStringList({uploadLine(0), uploadLine(1)}));
+}
+
+void tst_ScreenWrite::tenThousandDevicesNeedNoMoreStackThanOne()
+{
+    constexpr int count = 10000;
+    m_rescue.start(300000); // the virtual wall looks devices up one by one
+    makeWall(count);
+    // The first device settles when all have been started; of the others most settle at once.
+    const auto accepts = [](int device) { return device % 1000 != 0; };
+    int calls = 0;
+    wall().scripts().on(upload).run([&](const Simulator::Call &) {
+        if (++calls == count)
+            later([&] { wall().uploads().settle(keyOf(0), accepts(0)); });
+    });
+    wall().scripts().on(upload, keyOf(0)).settleLater().run([&](const Simulator::Call &) { ++calls; });
+    for (int i = 1; i < count; ++i) {
+        if (!accepts(i)) {
+            wall().scripts().on(upload, keyOf(i)).resolveWith(false).run([&](const Simulator::Call &) { ++calls; });
+        }
+    }
+    EnumErrorCode code = enSuccess;
+    runOnSmallStack([&] { code = write(); });
+    QCOMPARE(code, enTimeout);
+    QStringList failures;
+    for (int i = 0; i < count; ++i) {
+        if (!accepts(i))
+            failures.append(QStringLiteral("call uploadCoefficientAsync() timeout. device:%1").arg(keyOf(i)));
+        QCOMPARE(wall().state().chroma(keyOf(i), QString::number(i + 1)), accepts(i) ? valuesOf(i) : Values(18, 0));
+    }
+    QCOMPARE(failures.size(), 10);
+    failures.append(failures.takeFirst()); // settled last
+    QCOMPARE(m_log->takeCritical(), failures);
+    QCOMPARE(wall().journal().calls().size(), count);
+    QCOMPARE(wall().uploads().pending(), 0);
+}
+
+void tst_ScreenWrite::aFailureIsLoggedWhenItsUploadSettles()
+{
+    makeWall(3);
+    QStringList before;
+    QStringList after;
+    wall().scripts().on(upload).settleLater();
+    wall().scripts().on(upload, keyOf(2)).settleLater().run([&](const Simulator::Call &) {
+        later([&] {
+            QVERIFY(wall().uploads().settle(keyOf(1), false));
+            before = m_log->takeCritical();
+            afterTurns(10, [&] {
+                after = m_log->takeCritical();
+                QVERIFY(wall().uploads().settle(keyOf(2), false));
+                QVERIFY(wall().uploads().settle(keyOf(0), false));
+            });
+        });
+    });
+    QCOMPARE(write(), enTimeout);
+    QCOMPARE(before, QStringList());
+    QCOMPARE(after, QStringList(QStringLiteral("call uploadCoefficientAsync() timeout. device:D01")));
+    QCOMPARE(m_log->takeCritical(), QStringList({QStringLiteral("call uploadCoefficientAsync() timeout. device:D02"),
+                                                 QStringLiteral("call uploadCoefficientAsync() timeout. device:D00")}));
+}
+
+void tst_ScreenWrite::subScreensThatWaitAreNestedToALimit()
+{
+    constexpr int count = 1000;
+    QVector<int> started;
+    int settled = 0;
+    int depth = 0;
+    int deepest = 0;
+    for (int i = 0; i < count; ++i) {
+        m_screen->addSubScreen(QStringLiteral("%1").arg(i, 4, 10, QLatin1Char('0')),
+                               new FakeSubScreen([&, i](const QRect &, ICoefficient &) {
+                                   started.append(i);
+                                   deepest = std::max(deepest, ++depth);
+                                   const auto code = i == 500 ? enOutOfRange : enSuccess;
+                                   const Promise promise = Promise::resolve(code).delay(1).wait();
+                                   --depth;
+                                   ++settled;
+                                   return promise;
+                               }));
+    }
+    EnumErrorCode code = enSuccess;
+    runOnSmallStack([&] { code = write(); });
+    QCOMPARE(code, enOutOfRange);
+    QCOMPARE(settled, count);
+    QCOMPARE(depth, 0);
+    QVERIFY2(deepest > 1 && deepest <= 64, qPrintable(QString::number(deepest)));
+    for (int i = 0; i < count; ++i)
+        QCOMPARE(started[i], i);
+}
+
+void tst_ScreenWrite::servicesThatRunTheEventLoopAreNestedToALimit()
+{
+    constexpr int count = 1000;
+    makeWall(count);
+    int depth = 0;
+    int deepest = 0;
+    int calls = 0;
+    wall().scripts().on(upload).run([&](const Simulator::Call &) {
+        ++calls;
+        deepest = std::max(deepest, ++depth);
+        QCoreApplication::processEvents();
+        --depth;
+    });
+    EnumErrorCode code = enTimeout;
+    runOnSmallStack([&] { code = write(); });
+    QCOMPARE(code, enSuccess);
+    QCOMPARE(calls, count);
+    QVERIFY2(deepest > 1 && deepest <= 64, qPrintable(QString::number(deepest)));
+    for (int i = 0; i < count; ++i)
+        QCOMPARE(wall().state().chroma(keyOf(i), QString::number(i + 1)), valuesOf(i));
 }
 
 void tst_ScreenWrite::writesThatSettleLaterAreWaitedFor_data()
