@@ -171,6 +171,8 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("solid main", "main: chroma coefficients fixed");
     row("diff main.npy main.npy", "0 of 1024 pixels differ");
     row("snapshot main again.snapshot", "8 cabinets kept in again.snapshot, 18.4 kB of coefficients");
+    row("verify main.snapshot", "main: 8 cabinets as in main.snapshot");
+    row("show main --expect devices=3,cabinets=9", "brightness      0 to 10000, default 5000");
     row("restore main.snapshot --save", "8 cabinets written, verified, saved from main.snapshot");
     row("restore main.snapshot --no-verify", "8 cabinets written from main.snapshot");
     row("set main brightness=4000 abl=on xbit=1:on effect=2 gamma=gamma.json multilayer=1,2:3,4,5", "xbit        1 on");
@@ -196,7 +198,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("cabinet 7 save", "cabinet 7 of device B: saved");
     row("cabinet 7 apply", "cabinet 7 of device B: applied");
     row("cabinet 7 brightness", "0 to 10000, default 5000");
-    row("cabinet 7 brightness 4000", "brightness 4000 sent; the library does not report whether the device took it");
+    row("cabinet 7 brightness 4000", "brightness set to 4000");
     row("cabinet 7 effect", "0");
     row("cabinet 7 effect 2", "effect set to 2");
     row("cabinet 7 gamma", "entries; --json prints them");
@@ -267,6 +269,10 @@ void CtlVerbsTest::everyDocumentFollowsTheSchema()
     QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/same-id.json"),
                         m_program.path(QStringLiteral("same-id.json"))));
     QVERIFY(m_documents.write(QStringLiteral("ambiguous.json"), m_program.json("--wall same-id.json screens").out));
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/one-silent.json"),
+                        m_program.path(QStringLiteral("one-silent.json"))));
+    QVERIFY(m_documents.write(QStringLiteral("missing.json"), m_program.json("--wall one-silent.json show main").out));
+    QVERIFY(m_documents.write(QStringLiteral("refused.json"), m_program.json("--wall one-silent.json clear sign").out));
     QVERIFY(m_documents.write(QStringLiteral("dry.json"), m_program.json("--wall small.json save main --dry-run").out));
     QProcess checker;
     checker.start(QStringLiteral("python3"),

@@ -7,6 +7,7 @@
 
 #include <QtCore/QJsonArray>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -60,13 +61,44 @@ QString withResult(int exit, const QString &message)
 void tell(int exit, const QString &message)
 {
     Output::error(message);
-    const QString cause = exit <= ExitLargestResult ? LibraryLog::firstCritical() : QString();
+    const QString cause = exit <= ExitLargestResult || exit == ExitIncomplete ? LibraryLog::firstCritical() : QString();
     if (!cause.isEmpty())
         Output::note(QStringLiteral("  the library says: %1").arg(cause));
-    if (const ExitCode *code = explain(exit))
+    const QVector<Service::Outcome> outcomes = Service::outcomes();
+    const bool saysWhy = std::any_of(outcomes.cbegin(), outcomes.cend(), [&message](const Service::Outcome &outcome) {
+        return !outcome.reason.isEmpty() && message.contains(outcome.reason);
+    });
+    if (saysWhy)
+        Output::note(QStringLiteral("  The device gave the reason that is in brackets. Remove it, then try again."));
+    else if (const ExitCode *code = explain(exit))
         Output::note(QStringLiteral("  %1 %2")
                          .arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""), QLatin1String(code->next))
                          .replace(QStringLiteral("   "), QStringLiteral("  ")));
+}
+
+/// What became of the requests of a verb that failed: lines for people, and "requests" in the "data" of the JSON document.
+QStringList reportRequests(Output &output)
+{
+    QStringList lines;
+    QJsonArray requests;
+    for (const Service::Outcome &outcome : Service::outcomes()) {
+        if (!outcome.changes)
+            continue;
+        requests.append(QJsonObject{{QStringLiteral("device"), outcome.device},
+                                    {QStringLiteral("operation"), outcome.operation},
+                                    {QStringLiteral("done"), outcome.done},
+                                    {QStringLiteral("refused"), outcome.refused},
+                                    {QStringLiteral("reason"), outcome.reason}});
+        lines.append(
+            QStringLiteral("  device %1: %2: %3 carried out, %4 refused")
+                .arg(outcome.device, outcome.operation, QString::number(outcome.done), QString::number(outcome.refused)));
+    }
+    if (!requests.isEmpty())
+        output.data({{QStringLiteral("requests"), requests}});
+    constexpr int shown = 16;
+    if (lines.size() > shown)
+        lines = lines.mid(0, shown) << QStringLiteral("  and %1 more").arg(lines.size() - shown);
+    return lines;
 }
 
 /// What a dry run kept from the devices.
@@ -147,6 +179,7 @@ int runProgram(const QStringList &arguments)
         exit = ExitNoMemory;
         message = verb + QStringLiteral(": memory ran out");
     }
+    const QStringList requests = exit == ExitSuccess ? QStringList() : reportRequests(output);
     try {
         Service::close();
     } catch (const Failure &failure) {
@@ -159,6 +192,8 @@ int runProgram(const QStringList &arguments)
     const bool complete = output.finish(verb, exit, message);
     if (!message.isEmpty())
         tell(exit, message);
+    for (const QString &line : requests)
+        Output::note(line);
     if (!complete && exit == ExitSuccess) {
         exit = ExitCannotWrite;
         if (!Output::readerGone())

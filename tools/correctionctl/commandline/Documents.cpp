@@ -156,6 +156,7 @@ QString completionKind(const Parameter &parameter)
     case Value::Cabinet:
     case Value::Pair:
     case Value::Layer:
+    case Value::Counts:
         return parameter.key() == QLatin1String("--wall") ? QStringLiteral("@wall") : QStringLiteral("@none");
     }
     return QStringLiteral("@none");

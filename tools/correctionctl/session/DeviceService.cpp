@@ -4,6 +4,8 @@
 #include "Service.h"
 #include "terminal/ExitCodes.h"
 
+#include <service/HttpProxy.h>
+
 namespace Ctl {
 namespace Service {
 
@@ -53,6 +55,29 @@ void holdBackWrites()
 }
 
 QVector<Exchange> exchanges()
+{
+    return {};
+}
+
+QStringList listedDevices()
+{
+    QStringList keys;
+    for (const auto &device : Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->getDeviceList())
+        keys.append(device.key);
+    return keys;
+}
+
+bool isWatched()
+{
+    return false;
+}
+
+QVector<Outcome> outcomes()
+{
+    return {};
+}
+
+QVector<Outcome> takeRefusals()
 {
     return {};
 }

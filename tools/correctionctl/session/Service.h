@@ -2,6 +2,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVector>
 #include <QtGui/QImage>
 
@@ -21,6 +22,16 @@ struct Exchange {
     bool success = false;
     double milliseconds = 0;
     QString note; ///< What the service found wrong with the request, where it says so.
+};
+
+/// What became of the calls of one operation to one device.
+struct Outcome {
+    QString device;
+    QString operation;
+    bool changes = false; ///< Changes the device or its lock.
+    int done = 0;
+    int refused = 0; ///< Answered false, rejected, or not answered at all.
+    QString reason;  ///< Of the first refusal, where the service gives one.
 };
 
 /// How a replayed conversation went.
@@ -54,6 +65,14 @@ QVector<Exchange> heldBack();
 void forgetExchanges();
 /// The calls since the last forgetExchanges(), oldest first; none before the first.
 QVector<Exchange> exchanges();
+/// Keys of the devices that discovery lists, whether they answer or not.
+QStringList listedDevices();
+/// Whether outcomes() are known: not with a service that is linked in.
+bool isWatched();
+/// The calls of devices since the service was opened, by device and operation.
+QVector<Outcome> outcomes();
+/// The calls that devices refused since the last call of this function.
+QVector<Outcome> takeRefusals();
 
 /// Writes every call to a new file from here on, one JSON object a line.
 void record(const QString &path);

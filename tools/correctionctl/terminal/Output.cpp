@@ -195,7 +195,8 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
     const std::lock_guard<std::mutex> guard(g_mutex);
     if (g_verbose || type == QtFatalMsg)
         Output::note(text);
-    if (qstrcmp(context.category, "correction") != 0)
+    const QLatin1String category(context.category);
+    if (category != QLatin1String("correction") && !category.startsWith(QLatin1String("correction.")))
         return;
     if (g_lines.size() < longestLog)
         g_lines.append(text);

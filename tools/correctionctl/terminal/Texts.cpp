@@ -141,6 +141,13 @@ QString complaint(const Parameter &parameter, const QString &text)
             return expected(QStringLiteral("a layer as VALUE or VALUE:BITS, bits from 0 to 255"));
         return {};
     }
+    case Value::Counts: {
+        static const QRegularExpression form(
+            QStringLiteral("\\A(devices|cabinets)=[0-9]{1,9}(,(?!\\1)(devices|cabinets)=[0-9]{1,9})?\\z"));
+        if (!form.match(text).hasMatch())
+            return expected(QStringLiteral("devices=N,cabinets=N, or one of them"));
+        return {};
+    }
     case Value::Screen:
     case Value::Device:
     case Value::File:

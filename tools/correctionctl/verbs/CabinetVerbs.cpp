@@ -2,6 +2,7 @@
 #include "files/Files.h"
 #include "files/Gamma.h"
 #include "files/Json.h"
+#include "session/Service.h"
 #include "session/Transfer.h"
 
 #include <QtCore/QTemporaryDir>
@@ -159,8 +160,11 @@ void cabinetBrightness(Session &session)
                                         .arg(subject(cabinet), QString::number(value), QString::number(range.min),
                                              QString::number(range.max)));
     checkCabinet(cabinet.setBrightness(value), cabinet, QStringLiteral("setting the brightness"));
-    reportSetting(session, cabinet, QStringLiteral("brightness"), QString::number(value),
-                  QStringLiteral("brightness %1 sent; the library does not report whether the device took it").arg(value));
+    reportSetting(
+        session, cabinet, QStringLiteral("brightness"), QString::number(value),
+        Service::isWatched()
+            ? QString()
+            : QStringLiteral("brightness %1 sent; the library does not report whether the device took it").arg(value));
 }
 
 void cabinetEffect(Session &session)

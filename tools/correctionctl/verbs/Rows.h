@@ -92,6 +92,13 @@ inline Verb writes(const char *name, const char *help, const QVector<Parameter> 
     return {name, help, parameters, example, operations, shape, true, run};
 }
 
+/// A verb whose result is wrong where a device of the screen is missing.
+inline Verb wholeScreen(Verb verb)
+{
+    verb.wholeScreen = true;
+    return verb;
+}
+
 /// A verb in front of another command line.
 inline Verb wrapping(Verb verb)
 {

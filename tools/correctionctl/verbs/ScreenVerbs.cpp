@@ -123,9 +123,12 @@ void show(Session &session)
         rows.append({QStringLiteral("gamma"), gammaSummary(tables, screenChannels())});
     }
     const EnumErrorCode names = screen.getSubScreenNames({});
-    data.insert(QStringLiteral("devicesAnswer"), names == enSuccess);
+    const QStringList &missing = session.missingDevices();
+    data.insert(QStringLiteral("devicesAnswer"), names == enSuccess && missing.isEmpty());
     if (names == enSuccess)
-        rows.append({QStringLiteral("devices answer"), yesNo(true)});
+        rows.append(
+            {QStringLiteral("devices answer"),
+             missing.isEmpty() ? yesNo(true) : QStringLiteral("all but %1").arg(missing.join(QStringLiteral(", ")))});
     else
         unknown("devices answer", names);
     session.out().data(data);

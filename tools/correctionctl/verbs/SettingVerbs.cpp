@@ -283,8 +283,9 @@ void change(Session &session, const Changes &changes)
                                         : QStringLiteral(" (set before it: %1)").arg(before.join(QStringLiteral(", ")))));
         rows.append({name, setting.value});
         list.append(QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), setting.value}});
+        // After each: when a later one fails, the document has those that were set.
+        session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("settings"), list}});
     }
-    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("settings"), list}});
     if (!session.dryRun())
         session.out().table({QStringLiteral("SET"), QStringLiteral("TO")}, rows);
 }

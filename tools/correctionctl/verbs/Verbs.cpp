@@ -48,6 +48,7 @@ const QVector<Parameter> &knownGlobalOptions()
          0, 0, "", "WALL", 0, true},
         {"--backend", Value::Text, "a device backend that is a Qt plug-in, with its configuration, instead of the wall",
          false, false, 0, 0, "", "FILE[:CONFIG]", 0, true},
+        {"--expect", Value::Counts, "refuse, before anything is sent, a wall with other numbers of devices or cabinets"},
         {"--json", Value::None, "print one JSON document instead of text"},
         {"--quiet", Value::None, "print nothing but errors (and what --json asks for)", false, false, 0, 0, "", "", 'q'},
         {"--verbose", Value::None, "print the library's log lines on standard error", false, false, 0, 0, "", "", 'v'},
@@ -125,6 +126,9 @@ QString Parameter::title() const
             break;
         case Value::Cabinet:
             meta = QStringLiteral("CID");
+            break;
+        case Value::Counts:
+            meta = QStringLiteral("devices=N,cabinets=N");
             break;
         case Value::Screen:
             meta = QStringLiteral("SCREEN");

@@ -24,6 +24,7 @@ enum class Value {
     Cabinet,  ///< A cabinet id, a decimal number.
     Pair,     ///< "NAME=VALUE".
     Layer,    ///< "VALUE" or "VALUE:BITS".
+    Counts,   ///< "devices=N,cabinets=N", either or both.
     File,     ///< A path of a file.
     Directory ///< A path of a directory.
 };
@@ -73,6 +74,7 @@ struct Verb {
     void (*run)(Session &session); ///< Throws a Failure, or prints its result and returns.
     bool wrapsCommand = false;     ///< Everything after its parameters is another command line.
     bool virtualOnly = false;      ///< Refused by a program with a device service of its own.
+    bool wholeScreen = false;      ///< Refuses a screen of which a device is missing, unless options choose a part.
 
     QStringList words() const { return QString::fromLatin1(name).split(QLatin1Char(' ')); }
     /// "correctionctl cabinet CID config get FILE".
