@@ -71,6 +71,8 @@ private Q_SLOTS:
     void everyDocumentFollowsTheSchema();
     void writingVerbsSendNothingInADryRun_data();
     void writingVerbsSendNothingInADryRun();
+    void aDryRunIsSummedUp_data();
+    void aDryRunIsSummedUp();
 
     void aReadGivesWhatWasWritten();
     void anyRectangleIsCutOutOfWholeCabinets();
@@ -388,9 +390,39 @@ void CtlVerbsTest::writingVerbsSendNothingInADryRun()
                     + request.toObject().value(QStringLiteral("operation")).toString());
     QCOMPARE(held, sent);
     QCOMPARE(state(), before);
+    // Nothing is done, and nothing is saved.
+    const QJsonObject data = dry.data();
+    QVERIFY2(!data.value(QStringLiteral("saved")).toBool(), dry.all());
+    QVERIFY2(!data.contains(QStringLiteral("done"))
+                 || data.value(QStringLiteral("done")).toString().startsWith(QLatin1String("dry run: ")),
+             dry.all());
     const Run text = onWall(arguments.split(QLatin1Char(' ')) + words("--dry-run"));
     QCOMPARE(text.out.count("would send to "), sent.size());
     QVERIFY2(text.out.contains("nothing sent"), text.all());
+}
+
+void CtlVerbsTest::aDryRunIsSummedUp_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("total");
+    QTest::newRow("a screen") << QStringLiteral("write main main.npy --save --dry-run")
+                              << QStringLiteral("4 requests, 18.4 kB of data, for 2 devices and 8 cabinets");
+    QTest::newRow("a rectangle in a cabinet") << QStringLiteral("write main one.npy --rect 20,4,16x8 --dry-run")
+                                              << QStringLiteral("2 requests, 2.3 kB of data, for 2 devices and 4 cabinets");
+    QTest::newRow("cabinet after cabinet") << QStringLiteral("restore main.snapshot --dry-run")
+                                           << QStringLiteral("8 requests, 18.4 kB of data, for 2 devices and 8 cabinets");
+    QTest::newRow("a setting") << QStringLiteral("cabinet 7 brightness 1 --dry-run")
+                               << QStringLiteral("1 request, 0 B of data, for 1 device and 1 cabinet");
+    QTest::newRow("a file") << QStringLiteral("cabinet 7 config put seven.cfg --dry-run")
+                            << QStringLiteral("1 request, 13 B of data, for 1 device and 1 cabinet");
+}
+
+void CtlVerbsTest::aDryRunIsSummedUp()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, total);
+    const Run run = onWall(arguments.split(QLatin1Char(' ')));
+    QVERIFY2(run.exit == 0 && run.out.endsWith("\ndry run: " + total.toUtf8() + "; nothing sent\n"), run.all());
 }
 
 void CtlVerbsTest::aReadGivesWhatWasWritten()

@@ -6,6 +6,7 @@
 #include "terminal/Output.h"
 
 #include <QtCore/QJsonArray>
+#include <QtCore/QSet>
 
 #include <algorithm>
 #include <memory>
@@ -105,14 +106,27 @@ QStringList reportRequests(Output &output)
 void reportHeldBack(Session &session)
 {
     QJsonArray requests;
+    qint64 bytes = 0;
+    QSet<QString> devices;
+    QSet<QString> cabinets;
     for (const Service::Exchange &exchange : Service::heldBack()) {
+        bytes += exchange.bytes;
+        devices.insert(exchange.device);
+        for (const QString &id : exchange.cabinets)
+            cabinets.insert(id);
         session.out().line(QStringLiteral("would send to %1: %2").arg(exchange.device, exchange.request));
         requests.append(QJsonObject{{QStringLiteral("device"), exchange.device},
                                     {QStringLiteral("operation"), exchange.operation},
                                     {QStringLiteral("request"), exchange.request}});
     }
-    session.out().line(QStringLiteral("dry run: %1, nothing sent").arg(counted(requests.size(), "request")));
+    session.out().line(QStringLiteral("dry run: %1, %2 of data, for %3 and %4; nothing sent")
+                           .arg(counted(requests.size(), "request"), bytesText(double(bytes)),
+                                counted(devices.size(), "device"), counted(cabinets.size(), "cabinet")));
     session.out().beside(QStringLiteral("dryRun"), requests);
+    session.out().beside(QStringLiteral("dryRunTotal"), QJsonObject{{QStringLiteral("requests"), requests.size()},
+                                                                    {QStringLiteral("bytes"), bytes},
+                                                                    {QStringLiteral("devices"), devices.size()},
+                                                                    {QStringLiteral("cabinets"), cabinets.size()}});
 }
 
 /// Runs the verb against a recording. Where the conversation differs, that is the result: what the verb made of the answers
@@ -170,6 +184,7 @@ int runProgram(const QStringList &arguments)
         }
         verb = QLatin1String(invocation.verb->name);
         refuseBesideBackend(invocation);
+        output.setDryRun(invocation.arguments.has("--dry-run"));
         Session session(invocation, output);
         run(session);
     } catch (const Failure &failure) {

@@ -21,7 +21,9 @@ struct Exchange {
     QString answer;    ///< The reply as one line, long texts cut; empty without one.
     bool success = false;
     double milliseconds = 0;
-    QString note; ///< What the service found wrong with the request, where it says so.
+    QString note;         ///< What the service found wrong with the request, where it says so.
+    qint64 bytes = 0;     ///< Of coefficients and files in the request.
+    QStringList cabinets; ///< Ids that the request names.
 };
 
 /// What became of the calls of one operation to one device.

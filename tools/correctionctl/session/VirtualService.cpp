@@ -54,6 +54,28 @@ void putInFront(std::unique_ptr<Filter> &filter, Arguments... arguments)
     Adapter::setBackend(filter.get());
 }
 
+/// Adds what a part of a request holds, `key` being the innermost around it.
+void measure(const QString &key, const QVariant &value, Exchange &exchange)
+{
+    static const QStringList ids{QStringLiteral("cid"), QStringLiteral("cids"), QStringLiteral("idList")};
+    static const QStringList base64{QStringLiteral("coefficient"), QStringLiteral("coefficients"), QStringLiteral("config")};
+    if (value.userType() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        for (auto entry = map.cbegin(); entry != map.cend(); ++entry)
+            measure(entry.key(), entry.value(), exchange);
+    } else if (value.userType() == QMetaType::QVariantList) {
+        const QVariantList list = value.toList();
+        for (const QVariant &element : list)
+            measure(key, element, exchange);
+    } else if (ids.contains(key)) {
+        exchange.cabinets.append(value.toString());
+    } else if (base64.contains(key)) {
+        const QString text = value.toString();
+        const int padding = text.endsWith(QLatin1String("==")) ? 2 : text.endsWith(QLatin1Char('=')) ? 1 : 0;
+        exchange.bytes += qint64(text.size()) / 4 * 3 - padding;
+    }
+}
+
 Exchange exchangeOf(const Call &call)
 {
     Exchange exchange;
@@ -193,8 +215,14 @@ QVector<Exchange> exchanges()
 QVector<Exchange> heldBack()
 {
     QVector<Exchange> list;
-    for (const Call &call : g_dryRun->heldBack())
-        list.append(exchangeOf(call));
+    for (const Call &call : g_dryRun->heldBack()) {
+        Exchange exchange = exchangeOf(call);
+        measure(QString(), call.request, exchange);
+        const Adapter::Operation *const operation = Adapter::findOperation(call.operation);
+        if (operation && operation->address == Adapter::Address::Cabinet)
+            exchange.cabinets.append(call.target);
+        list.append(exchange);
+    }
     return list;
 }
 

@@ -92,6 +92,12 @@ void Output::data(const QJsonObject &entries)
 {
     for (auto entry = entries.begin(); entry != entries.end(); ++entry)
         m_data.insert(entry.key(), entry.value());
+    const QString done = QStringLiteral("done");
+    const QString saved = QStringLiteral("saved");
+    if (m_dryRun && entries.contains(done))
+        m_data.insert(done, QStringLiteral("dry run: ") + entries.value(done).toString());
+    if (m_dryRun && entries.contains(saved))
+        m_data.insert(saved, false);
 }
 
 void Output::warn(const QString &kind, const QString &text)
