@@ -38,7 +38,7 @@ void CtlScenarioTest::aNightOnAWall()
     QVERIFY(program.write(QStringLiteral("correction.json"), text + ']'));
     QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 233,71,301x157 --save",
                    "written and saved from correction.json"));
-    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 0,300,301x157 --device left", "not saved"));
+    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 0,300,301x157 --device left", "not kept"));
     QVERIFY(expect(0, "--wall arena diff correction.json --screen arena-main --rect 233,71,301x157",
                    "0 of 47257 pixels differ"));
     // What was not saved went with the process.

@@ -73,6 +73,8 @@ private Q_SLOTS:
     void writingVerbsSendNothingInADryRun();
     void aDryRunIsSummedUp_data();
     void aDryRunIsSummedUp();
+    void whatIsNotKeptIsTold_data();
+    void whatIsNotKeptIsTold();
 
     void aReadGivesWhatWasWritten();
     void anyRectangleIsCutOutOfWholeCabinets();
@@ -164,7 +166,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("support main", "yes              4  yes             yes         no");
     row("read main all.npy", "main: 64x16 chroma pixels at 0,0 read into all.npy");
     row("read main part2.json --rect 1,1,3x3", "main: 3x3 chroma pixels at 1,1 read into part2.json");
-    row("write main main.npy", "not saved: the virtual wall forgets it");
+    row("write main main.npy", "not kept: the virtual wall small.json forgets everything");
     row("write main main.npy --save", "written and saved from main.npy");
     row("write main main.npy --one-by-one", "written from main.npy");
     row("save main", "main: chroma coefficients saved");
@@ -227,6 +229,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("wall describe", "\"format\": \"led-wall\"");
     row("wall describe described.json", "described.json: written");
     row("wall render main layout.png", "main: layout drawn into layout.png");
+    row("wall render main pattern.png --what pattern", "the picture is black: the virtual wall starts with this program");
     row("replay night.jsonl brightness main 4000", "0 of the recording left");
     row("record more.jsonl effect main 3", "effect   3");
     row("doctor report.json", "no trouble found");
@@ -423,6 +426,57 @@ void CtlVerbsTest::aDryRunIsSummedUp()
     QFETCH(QString, total);
     const Run run = onWall(arguments.split(QLatin1Char(' ')));
     QVERIFY2(run.exit == 0 && run.out.endsWith("\ndry run: " + total.toUtf8() + "; nothing sent\n"), run.all());
+}
+
+void CtlVerbsTest::whatIsNotKeptIsTold_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("forgotten"); // on a wall directory; empty for what is kept there
+    const auto row = [](const char *arguments, const char *forgotten) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(forgotten);
+    };
+    const char *const ends = "not kept: the virtual wall forgets it when this program ends\n";
+    const char *const saves = "not kept: the virtual wall forgets it when this program ends; --save keeps it\n";
+    row("write main main.npy", saves);
+    row("write main main.npy --save", "");
+    row("restore main.snapshot", saves);
+    row("restore main.snapshot --save", "");
+    row("cabinet 7 write one.npy", saves);
+    row("cabinet 7 write one.npy --save", "");
+    row("save main", "");
+    row("clear main", "");
+    row("apply main", ends);
+    row("set main effect=2 abl=on", "");
+    row("brightness main 4000", "");
+    row("lock main", ends);
+    row("unlock main", ends);
+    row("pattern pixel main", ends);
+    row("pattern checkerboard main", ends);
+    row("pattern mode main 1", ends);
+    row("pattern clear main", ends);
+    row("cabinet 7 effect 2", "");
+    row("cabinet 7 flag x", "");
+    row("cabinet 7 module save", "");
+    row("cabinet 7 module reload", ends);
+    row("group 1 2 show user", ends);
+    row("group 1 2 save user", "");
+}
+
+void CtlVerbsTest::whatIsNotKeptIsTold()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, forgotten);
+    const QStringList line = arguments.split(QLatin1Char(' '));
+    const Run lasting = onWall(line);
+    QVERIFY2(lasting.exit == 0 && lasting.out.contains("not kept") != forgotten.isEmpty(), lasting.all());
+    QVERIFY2(lasting.out.endsWith(forgotten.toUtf8()), lasting.all());
+    const Run json = m_program.json(words("--wall wall") + line);
+    QCOMPARE(json.document().value(QStringLiteral("kept")), QJsonValue(forgotten.isEmpty()));
+    const Run file = m_program.run(words("--wall small.json") + line);
+    QVERIFY2(
+        file.out.endsWith("not kept: the virtual wall small.json forgets everything when this program ends; `wall create` "
+                          "makes a wall that keeps what is saved\n"),
+        file.all());
 }
 
 void CtlVerbsTest::aReadGivesWhatWasWritten()

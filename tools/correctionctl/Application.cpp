@@ -152,6 +152,28 @@ void runAgainstRecording(Session &session)
                            .arg(counted(replayed.answered, "call"), QString::number(replayed.remaining)));
 }
 
+/// Each run of this program is a restart of a virtual wall.
+void tellWhatIsForgotten(Session &session)
+{
+    const QVector<Service::Outcome> outcomes = Service::outcomes();
+    const bool changed = std::any_of(outcomes.cbegin(), outcomes.cend(),
+                                     [](const Service::Outcome &outcome) { return outcome.changes && outcome.done > 0; });
+    if (!changed || !Service::isWall())
+        return;
+    const Verb &verb = session.verb();
+    const bool canSave = std::any_of(verb.parameters.cbegin(), verb.parameters.cend(),
+                                     [](const Parameter &parameter) { return parameter.key() == QLatin1String("--save"); });
+    const bool isKept = Service::keepsWhatIsSaved() && (!verb.transient || session.arguments().has("--save"));
+    session.out().beside(QStringLiteral("kept"), isKept);
+    if (!Service::keepsWhatIsSaved())
+        session.out().line(QStringLiteral("not kept: the virtual wall %1 forgets everything when this program ends; `wall "
+                                          "create` makes a wall that keeps what is saved")
+                               .arg(session.arguments().text("--wall", QStringLiteral("demo"))));
+    else if (!isKept)
+        session.out().line(QStringLiteral("not kept: the virtual wall forgets it when this program ends%1")
+                               .arg(QLatin1String(canSave ? "; --save keeps it" : "")));
+}
+
 void run(Session &session)
 {
     if (session.arguments().has("--replay")) {
@@ -161,6 +183,8 @@ void run(Session &session)
     session.verb().run(session);
     if (session.dryRun())
         reportHeldBack(session);
+    else
+        tellWhatIsForgotten(session);
 }
 
 } // namespace

@@ -34,6 +34,11 @@ bool isWall()
     return false;
 }
 
+bool keepsWhatIsSaved()
+{
+    return true;
+}
+
 void open(const QString &) {}
 
 void openBackend(const QString &)

@@ -50,6 +50,8 @@ bool hasWall();
 /// Whether the virtual wall is in use: what was uploaded to it and not saved is gone when this program ends, as if the power
 /// had been cut.
 bool isWall();
+/// Whether what devices save outlives this program: not on a virtual wall that is not a directory.
+bool keepsWhatIsSaved();
 /// Takes the wall into service: a preset's name, a wall file or a wall directory. Call once, before discovery.
 void open(const QString &wall);
 /// Takes a backend into service that comes as a plug-in, "FILE" or "FILE:CONFIGURATION". As open().

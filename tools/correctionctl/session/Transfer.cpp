@@ -174,9 +174,6 @@ void reportWrite(Session &session, const QString &target, const QRect &rect, int
     const QString done = QLatin1String(saved ? "written and saved from" : "written from");
     reportTransfer(session, session.dryRun() ? QStringLiteral("would be ") + done : done, target, rect, kind, file);
     session.out().data({{QStringLiteral("saved"), saved}});
-    if (!saved && !session.dryRun() && Service::isWall())
-        session.out().line(
-            QStringLiteral("not saved: the %1 forgets it when this program ends; --save keeps it").arg(Service::name()));
 }
 
 } // namespace Ctl

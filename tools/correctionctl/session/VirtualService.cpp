@@ -151,6 +151,11 @@ bool isWall()
     return !g_backend;
 }
 
+bool keepsWhatIsSaved()
+{
+    return !isWall() || !wall().directory().isNull();
+}
+
 void open(const QString &source)
 {
     QString error;
@@ -281,6 +286,10 @@ QByteArray describe()
 
 void create(const QString &directory, const QString &source)
 {
+    if (Simulator::presetNames().contains(directory))
+        throw Failure(ExitUsage, QStringLiteral("%1: a preset has this name, which --wall would take instead; take another "
+                                                "name, or ./%1")
+                                     .arg(directory));
     Simulator::WallDescription description;
     QString error;
     if (!Simulator::presetWall(source, description) && !Simulator::readWall(source, description, &error))

@@ -99,6 +99,13 @@ inline Verb wholeScreen(Verb verb)
     return verb;
 }
 
+/// A verb whose work a device forgets with its power: test images, locks, coefficients that are not saved.
+inline Verb transient(Verb verb)
+{
+    verb.transient = true;
+    return verb;
+}
+
 /// A verb in front of another command line.
 inline Verb wrapping(Verb verb)
 {

@@ -349,10 +349,10 @@ QVector<Verb> settingVerbs()
                          setOperations.constData()));
     return verbs
            + QVector<Verb>{
-               writes("lock", "Reserve the devices for this application", {screenArgument, deviceOption},
-                      "correctionctl lock arena-main", "done", lock, "IScreen::lock ISubScreen::lock"),
-               writes("unlock", "Release the devices", {screenArgument, deviceOption}, "correctionctl unlock arena-main",
-                      "done", unlock, "IScreen::unLock ISubScreen::unLock"),
+               transient(writes("lock", "Reserve the devices for this application", {screenArgument, deviceOption},
+                                "correctionctl lock arena-main", "done", lock, "IScreen::lock ISubScreen::lock")),
+               transient(writes("unlock", "Release the devices", {screenArgument, deviceOption},
+                                "correctionctl unlock arena-main", "done", unlock, "IScreen::unLock ISubScreen::unLock")),
            };
 }
 

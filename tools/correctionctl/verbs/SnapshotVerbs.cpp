@@ -189,12 +189,12 @@ QVector<Verb> snapshotVerbs()
         reads("verify", "Compare a snapshot with the cabinets; changes nothing",
               {argument("FILE", Value::File, "the snapshot")}, "correctionctl verify before.snapshot", "verify", verify,
               "ICabinet::tryGetCoefficients CabinetManager::tryGetCabinet"),
-        writes(
+        transient(writes(
             "restore", "Write a snapshot back, and check that it arrived",
             {argument("FILE", Value::File, "the snapshot"), saveOption,
              option("--no-verify", Value::None, "do not read back what was written")},
             "correctionctl restore before.snapshot --save", "restore", restore,
-            "ICabinet::setCoefficients ICabinet::tryGetCoefficients ICabinet::saveParameter CabinetManager::tryGetCabinet"),
+            "ICabinet::setCoefficients ICabinet::tryGetCoefficients ICabinet::saveParameter CabinetManager::tryGetCabinet")),
     };
 }
 

@@ -109,20 +109,20 @@ QVector<Verb> transferVerbs()
               "correctionctl read arena-main --rect 100,40,300x150 part.npy", "transfer", read,
               "ICabinet::tryGetCoefficients IScreen::tryGetCoefficients ISubScreen::tryGetCoefficients "
               "CabinetManager::tryGetCabinet ICoefficient::setPartCoefficient IChromaCoefficient::toJsonData"),
-        wholeScreen(writes(
+        transient(wholeScreen(writes(
             "write", "Write the coefficients of any rectangle from a file",
             {screenArgument, fileArgument, rectOption, typeOption, deviceOption, cabinetOption, saveOption,
              option("--one-by-one", Value::None, "cabinet after cabinet instead of all devices at once")},
             "correctionctl write arena-main part.npy --rect 100,40,300x150 --save", "transfer", write,
             "IScreen::setCoefficients ISubScreen::setCoefficientsAsync ISubScreen::setCoefficients IScreen::saveParameter "
-            "ISubScreen::removeCabinet ICoefficient::tryGetPart")),
+            "ISubScreen::removeCabinet ICoefficient::tryGetPart"))),
         wholeScreen(writes("save", "Make the devices store what was uploaded",
                            {screenArgument, typeOption, deviceOption, cabinetOption}, "correctionctl save arena-main",
                            "done", save, "IScreen::saveParameter ISubScreen::saveParameter")),
-        wholeScreen(writes("apply", "Make the devices apply stored low-gray coefficients",
-                           {screenArgument, appliedTypeOption, deviceOption, cabinetOption},
-                           "correctionctl apply arena-main", "done", apply,
-                           "IScreen::applyCoeffcient ISubScreen::applyCoeffcient")),
+        transient(wholeScreen(writes("apply", "Make the devices apply stored low-gray coefficients",
+                                     {screenArgument, appliedTypeOption, deviceOption, cabinetOption},
+                                     "correctionctl apply arena-main", "done", apply,
+                                     "IScreen::applyCoeffcient ISubScreen::applyCoeffcient"))),
         wholeScreen(writes("clear", "Clear the user's coefficients",
                            {screenArgument, typeOption, deviceOption, cabinetOption},
                            "correctionctl clear arena-main --type lowgray", "done", clear,

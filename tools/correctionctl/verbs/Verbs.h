@@ -75,6 +75,7 @@ struct Verb {
     bool wrapsCommand = false;     ///< Everything after its parameters is another command line.
     bool virtualOnly = false;      ///< Refused by a program with a device service of its own.
     bool wholeScreen = false;      ///< Refuses a screen of which a device is missing, unless options choose a part.
+    bool transient = false;        ///< What it does is gone when a device restarts, unless --save is given.
 
     QStringList words() const { return QString::fromLatin1(name).split(QLatin1Char(' ')); }
     /// "correctionctl cabinet CID config get FILE".
