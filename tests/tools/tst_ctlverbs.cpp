@@ -96,6 +96,7 @@ private Q_SLOTS:
     void aDescriptionMakesAWall();
     void changesAreWatched();
     void aConversationIsReplayed();
+    void optionsStandBeforeARecordingsFile();
     void theDoctorExplains();
 
     void quietPrintsNothing();
@@ -232,6 +233,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("wall render main pattern.png --what pattern", "the picture is black: the virtual wall starts with this program");
     row("replay night.jsonl brightness main 4000", "0 of the recording left");
     row("record more.jsonl effect main 3", "effect   3");
+    row("replay --quiet night.jsonl brightness main 4000", "");
     row("doctor report.json", "no trouble found");
     row("verbs", "doctor");
 }
@@ -641,6 +643,22 @@ void CtlVerbsTest::pixelsWithoutACabinetAreTold()
              inside.all());
     QVERIFY(!m_program.content(QStringLiteral("gap.jsonl")).contains("uploadCoefficient"));
     QVERIFY(!m_program.run("--wall gap.json write main inside.npy --rect 0,3,48x2").out.contains("without a cabinet"));
+
+    // A comparison leaves them out: here all values differ, and the picture is black where no cabinet is.
+    const Run differs = m_program.json("--wall gap.json diff over.npy --screen main --rect 63,3,50x2 --picture gap.png");
+    QCOMPARE(differs.exit, 20);
+    QCOMPARE(differs.data().value(QStringLiteral("pixels")).toInt(), 4);
+    QCOMPARE(differs.data().value(QStringLiteral("differing")).toInt(), 4);
+    QCOMPARE(differs.data().value(QStringLiteral("withoutCabinet")).toInt(), 96);
+    QVERIFY(m_program.run("--wall gap.json read main same.npy --rect 63,3,50x2").exit == 0);
+    QCOMPARE(m_program.run("--wall gap.json diff inside.npy --screen main --rect 64,3,48x2").exit, 2);
+    const Run same = m_program.run("--wall gap.json diff same.npy --screen main --rect 63,3,50x2");
+    QVERIFY2(same.exit == 0 && same.out == "96 pixels without a cabinet: left out\n0 of 4 pixels differ\n", same.all());
+    QCOMPARE(over.exit, 0);
+    QCOMPARE(m_program.json("--wall gap.json write main over.npy --rect 63,3,50x2")
+                 .data()
+                 .value(QStringLiteral("withoutCabinet")),
+             QJsonValue(96));
 }
 
 void CtlVerbsTest::configurationsTravel()
@@ -750,6 +768,17 @@ void CtlVerbsTest::aConversationIsReplayed()
     const Run shorter = m_program.json("replay night.jsonl screens");
     QVERIFY2(shorter.exit == 0, shorter.all());
     QVERIFY(shorter.document().value(QStringLiteral("replay")).toObject().value(QStringLiteral("remaining")).toInt() > 0);
+}
+
+void CtlVerbsTest::optionsStandBeforeARecordingsFile()
+{
+    const Run recorded = m_program.json("record --wall small.json -q before.jsonl effect sign 3");
+    QVERIFY2(recorded.exit == 0, recorded.all());
+    QCOMPARE(recorded.document().value(QStringLiteral("verb")).toString(), QStringLiteral("effect"));
+    QVERIFY(m_program.content(QStringLiteral("before.jsonl")).contains("setScreenEffectMode"));
+    const Run replayed = m_program.run("replay --expect devices=3 before.jsonl effect sign 3");
+    QVERIFY2(replayed.exit == 0 && replayed.out.contains("0 of the recording left"), replayed.all());
+    QCOMPARE(m_program.run("replay --expect devices=4 before.jsonl effect sign 3").exit, 21);
 }
 
 void CtlVerbsTest::theDoctorExplains()

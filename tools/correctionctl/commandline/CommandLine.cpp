@@ -92,6 +92,9 @@ private:
         if (verb.writes)
             add(*app, dryRunOption());
         if (verb.wrapsCommand) {
+            // All behind FILE is another command line, so options before it are this verb's own.
+            for (const Parameter &option : knownGlobalOptions())
+                add(*app, option);
             app->fallthrough(false);
             app->prefix_command();
         }

@@ -169,6 +169,13 @@ void reportTransfer(Session &session, const QString &done, const QString &target
                                 QString::number(rect.y()), done, file));
 }
 
+void reportUncovered(Session &session, qint64 pixels, const char *what)
+{
+    session.out().data({{QStringLiteral("withoutCabinet"), pixels}});
+    if (pixels > 0)
+        session.out().line(QStringLiteral("%1 without a cabinet: %2").arg(counted(pixels, "pixel"), QLatin1String(what)));
+}
+
 void reportWrite(Session &session, const QString &target, const QRect &rect, int kind, const QString &file, bool saved)
 {
     const QString done = QLatin1String(saved ? "written and saved from" : "written from");

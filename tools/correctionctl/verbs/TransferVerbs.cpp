@@ -48,8 +48,7 @@ void read(Session &session)
     }
     writeGrid(path, fromLibrary(*grid), channel);
     reportTransfer(session, QStringLiteral("read into"), screen.getID(), rect, kind, path);
-    if (uncovered > 0)
-        session.out().line(QStringLiteral("%1 without a cabinet: their values are 0").arg(counted(uncovered, "pixel")));
+    reportUncovered(session, uncovered, "their values are 0");
 }
 
 void write(Session &session)
@@ -71,8 +70,7 @@ void write(Session &session)
         check(screen.saveParameter(EnumSaveType(int(kind))),
               QStringLiteral("screen %1: everything is written, but saving failed").arg(screen.getID()));
     reportWrite(session, screen.getID(), rect, kind, path, save);
-    if (uncovered > 0)
-        session.out().line(QStringLiteral("%1 without a cabinet: not written").arg(counted(uncovered, "pixel")));
+    reportUncovered(session, uncovered, "not written");
 }
 
 void save(Session &session)
