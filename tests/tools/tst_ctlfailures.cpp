@@ -260,6 +260,9 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("diff a.npy", "compare A with another file B or with --screen SCREEN");
     row("diff a.npy b.npy --rect all", "--rect and --type belong to --screen");
     row("wall create demo", "demo: a preset has this name, which --wall would take instead; take another name, or ./demo");
+    row("write main x.npy --save=some", "--save: expected no value or all");
+    row("write main x.npy --one-by-one=no", "one-by-one");
+    row("screens --quiet=false", "quiet");
     row("record x.jsonl", "record: which verb?");
     row("record x.jsonl replay y.jsonl screens", "only one of them at a time");
     row("--completion fish", "expected bash or zsh");

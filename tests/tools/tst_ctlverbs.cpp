@@ -73,6 +73,8 @@ private Q_SLOTS:
     void writingVerbsSendNothingInADryRun();
     void aDryRunIsSummedUp_data();
     void aDryRunIsSummedUp();
+    void onlyTouchedCabinetsAreSaved_data();
+    void onlyTouchedCabinetsAreSaved();
     void whatIsNotKeptIsTold_data();
     void whatIsNotKeptIsTold();
 
@@ -428,6 +430,41 @@ void CtlVerbsTest::aDryRunIsSummedUp()
     QFETCH(QString, total);
     const Run run = onWall(arguments.split(QLatin1Char(' ')));
     QVERIFY2(run.exit == 0 && run.out.endsWith("\ndry run: " + total.toUtf8() + "; nothing sent\n"), run.all());
+}
+
+void CtlVerbsTest::onlyTouchedCabinetsAreSaved_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QByteArray>("saved"); // the requests' cabinets
+    QTest::newRow("a rectangle in two cabinets")
+        << QStringLiteral("write main one.npy --rect 20,0,16x8 --save") << QByteArray("[qlonglong 2] [qlonglong 5]");
+    QTest::newRow("a rectangle, all saved")
+        << QStringLiteral("write main one.npy --rect 20,0,16x8 --save=all")
+        << QByteArray("[qlonglong 1, qlonglong 2, qlonglong 3, qlonglong 4] [qlonglong 5, qlonglong 6, qlonglong 7, "
+                      "qlonglong 8]");
+    QTest::newRow("the whole screen")
+        << QStringLiteral("write main main.npy --save")
+        << QByteArray("[qlonglong 1, qlonglong 2, qlonglong 3, qlonglong 4] [qlonglong 5, qlonglong 6, qlonglong 7, "
+                      "qlonglong 8]");
+    QTest::newRow("a part that is chosen, all saved")
+        << QStringLiteral("write main one.npy --rect 48,0,16x8 --device B --save=all")
+        << QByteArray("[qlonglong 5, qlonglong 6, qlonglong 7, qlonglong 8]");
+}
+
+void CtlVerbsTest::onlyTouchedCabinetsAreSaved()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QByteArray, saved);
+    const Run run = onWall(arguments.split(QLatin1Char(' ')) + words("--dry-run"));
+    QVERIFY2(run.exit == 0, run.all());
+    QList<QByteArray> lists;
+    const QList<QByteArray> lines = run.out.split('\n');
+    for (const QByteArray &line : lines) {
+        const int from = line.indexOf("{\"cids\": ");
+        if (line.contains("saveCabinetsCoeffcient") && from > 0)
+            lists.append(line.mid(from + 9).chopped(2));
+    }
+    QCOMPARE(lists.join(' '), saved);
 }
 
 void CtlVerbsTest::whatIsNotKeptIsTold_data()

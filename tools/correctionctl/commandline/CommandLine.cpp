@@ -106,7 +106,14 @@ private:
         if (parameter.letter)
             name = std::string("-") + parameter.letter + "," + name;
         if (parameter.value == Value::None) {
-            app.add_flag(name)->group(parameter.name);
+            CLI::Option *const flag = app.add_flag(name)->group(parameter.name);
+            if (parameter.choiceList().isEmpty())
+                flag->disable_flag_override();
+            else
+                flag->check([parameter](const std::string &text) {
+                    const bool isKnown = text == "true" || parameter.choiceList().contains(fromCli(text));
+                    return isKnown ? std::string() : "expected no value or " + std::string(parameter.choices);
+                });
             return;
         }
         CLI::Option *const option = app.add_option(name);

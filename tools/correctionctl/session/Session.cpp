@@ -266,7 +266,42 @@ IScreen &Session::screen()
     return *m_selection;
 }
 
-/// Makes a screen of all sub-screens of some screens. A cabinet stays where it is.
+namespace {
+
+/// Adds sub-screens of these cabinets, each in its place. Returns the key of a device that has a sub-screen already, else
+/// null.
+QString addCabinets(ScreenV4 &target, const QList<CabinetInfo> &cabinets)
+{
+    for (const QString &key : Session::devicesOf(cabinets)) {
+        auto subScreen = std::make_unique<SubScreenV4>(key);
+        for (const CabinetInfo &cabinet : cabinets) {
+            if (cabinet.deviceKey == key)
+                subScreen->addCabinet(cabinet.id, cabinet.flag);
+        }
+        if (!target.addSubScreen(key, subScreen.get()))
+            return key;
+        subScreen.release(); // NOLINT(bugprone-unused-return-value): the screen owns it from here on
+    }
+    return {};
+}
+
+} // namespace
+
+std::unique_ptr<ScreenV4> Session::partOf(IScreen &screen, const QRect &rect)
+{
+    auto part = std::make_unique<ScreenV4>();
+    part->setID(screen.getID());
+    part->setName(screen.getName());
+    QList<CabinetInfo> cabinets = cabinetsOf(screen);
+    cabinets.erase(std::remove_if(cabinets.begin(), cabinets.end(),
+                                  [&rect](const CabinetInfo &cabinet) { return !cabinet.rect.intersects(rect); }),
+                   cabinets.end());
+    addCabinets(*part, cabinets);
+    LibraryLog::forget();
+    return part;
+}
+
+/// Makes a screen of all sub-screens of some screens.
 void Session::select(const QStringList &screens)
 {
     auto selection = std::make_unique<ScreenV4>();
@@ -278,18 +313,10 @@ void Session::select(const QStringList &screens)
             throw Failure(ExitUnknown, QStringLiteral("screen \"%1\" is named twice").arg(name));
         ids.append(part.getID());
         titles.append(part.getName());
-        const QList<CabinetInfo> cabinets = cabinetsOf(part);
-        for (const QString &key : devicesOf(cabinets)) {
-            auto subScreen = std::make_unique<SubScreenV4>(key);
-            for (const CabinetInfo &cabinet : cabinets) {
-                if (cabinet.deviceKey == key)
-                    subScreen->addCabinet(cabinet.id, cabinet.flag);
-            }
-            if (!selection->addSubScreen(key, subScreen.get()))
-                throw Failure(ExitUnknown, QStringLiteral("screens %1: device %2 drives more than one of them")
-                                               .arg(screens.join(QStringLiteral(" and ")), key));
-            subScreen.release(); // NOLINT(bugprone-unused-return-value): the selection owns it from here on
-        }
+        const QString twice = addCabinets(*selection, cabinetsOf(part));
+        if (!twice.isNull())
+            throw Failure(ExitUnknown, QStringLiteral("screens %1: device %2 drives more than one of them")
+                                           .arg(screens.join(QStringLiteral(" and ")), twice));
     }
     selection->setID(ids.join(QLatin1Char('+')));
     selection->setName(titles.join(QStringLiteral(" + ")));

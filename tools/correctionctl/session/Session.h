@@ -50,6 +50,8 @@ public:
     Correction::ICabinet &cabinet();
     Correction::CabinetInfo cabinetInfo(Correction::ICabinet &cabinet);
 
+    /// A screen made of those cabinets of another one that meet a rectangle.
+    static std::unique_ptr<Correction::ScreenV4> partOf(Correction::IScreen &screen, const QRect &rect);
     /// Ids of all screens, in order.
     QStringList screenIds();
     static QList<Correction::CabinetInfo> cabinetsOf(Correction::IScreen &screen);

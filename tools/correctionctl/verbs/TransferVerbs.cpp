@@ -66,9 +66,12 @@ void write(Session &session)
     if (uncovered == area(rect))
         throw Failure(enOutOfRange, QStringLiteral("screen %1: no cabinet in %2").arg(screen.getID(), rectText(rect)));
     writeRect(session, screen, rect, *grid, session.arguments().has("--one-by-one"), save);
-    if (save)
-        check(screen.saveParameter(EnumSaveType(int(kind))),
+    if (save) {
+        const bool saveAll = session.arguments().text("--save") == QLatin1String("all");
+        const std::unique_ptr<ScreenV4> touched = Session::partOf(screen, saveAll ? Session::rectOf(screen) : rect);
+        check(touched->saveParameter(EnumSaveType(int(kind))),
               QStringLiteral("screen %1: everything is written, but saving failed").arg(screen.getID()));
+    }
     reportWrite(session, screen.getID(), rect, kind, path, save);
     reportUncovered(session, uncovered, "not written");
 }
@@ -95,6 +98,16 @@ void solid(Session &session)
     onScreen(session, &IScreen::setMutiCabinetSolid, session.arguments().kind(), "fixing", "fixed");
 }
 
+constexpr Parameter saveTouchedOption = {"--save",
+                                         Value::None,
+                                         "save, when all is written, the cabinets in the rectangle; all of the screen with "
+                                         "=all",
+                                         false,
+                                         false,
+                                         0,
+                                         0,
+                                         "all"};
+
 } // namespace
 
 QVector<Verb> transferVerbs()
@@ -109,7 +122,7 @@ QVector<Verb> transferVerbs()
               "CabinetManager::tryGetCabinet ICoefficient::setPartCoefficient IChromaCoefficient::toJsonData"),
         transient(wholeScreen(writes(
             "write", "Write the coefficients of any rectangle from a file",
-            {screenArgument, fileArgument, rectOption, typeOption, deviceOption, cabinetOption, saveOption,
+            {screenArgument, fileArgument, rectOption, typeOption, deviceOption, cabinetOption, saveTouchedOption,
              option("--one-by-one", Value::None, "cabinet after cabinet instead of all devices at once")},
             "correctionctl write arena-main part.npy --rect 100,40,300x150 --save", "transfer", write,
             "IScreen::setCoefficients ISubScreen::setCoefficientsAsync ISubScreen::setCoefficients IScreen::saveParameter "

@@ -108,7 +108,7 @@ QString Parameter::title() const
         return key();
     QString text = letter ? QStringLiteral("-%1, %2").arg(QLatin1Char(letter)).arg(key()) : key();
     if (value == Value::None)
-        return text;
+        return choiceList().isEmpty() ? text : QStringLiteral("%1[=%2]").arg(text, QLatin1String(choices));
     QString meta = QLatin1String(metavar);
     if (meta.isEmpty()) {
         switch (value) {

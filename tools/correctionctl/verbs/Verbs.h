@@ -38,7 +38,7 @@ struct Parameter {
     bool repeated = false; ///< Takes one or more values.
     qint64 least = 0;
     qint64 greatest = 0;
-    const char *choices = ""; ///< Separated by "|".
+    const char *choices = ""; ///< Separated by "|". Of a switch: what may follow it, as in "--save=all".
     const char *metavar = ""; ///< What the help calls an option's value; derived from `value` if empty.
     char letter = 0;          ///< The short form of an option.
     bool virtualOnly = false; ///< Refused by a program with a device service of its own.
