@@ -101,6 +101,7 @@ private Q_SLOTS:
     void optionsStandBeforeARecordingsFile();
     void theDoctorExplains();
 
+    void namesOfDevicesDoNotControlTheTerminal();
     void quietPrintsNothing();
     void verbosePrintsTheLibrarysLines();
     void colourStaysOffOutsideATerminal();
@@ -834,6 +835,26 @@ void CtlVerbsTest::theDoctorExplains()
     const Run screens = m_program.run("--wall broken screens");
     QCOMPARE(screens.exit, 8);
     QVERIFY2(screens.error.contains("the library says: getScreens error \"silent\""), screens.all());
+}
+
+void CtlVerbsTest::namesOfDevicesDoNotControlTheTerminal()
+{
+    QByteArray wall = m_program.content(QStringLiteral("small.json"));
+    wall.replace("\"Main wall\"", "\"Ma\\u001b[31min\\nwall\\u009b\\u202egn\"");
+    wall.replace("\"Sign\"", "\"Größe Большой\"");
+    QVERIFY(m_program.write(QStringLiteral("control.json"), wall));
+    for (const char *line : {"--wall control.json screens", "--wall control.json tree", "--wall control.json show main",
+                             "--wall control.json show main+sign"}) {
+        const Run run = m_program.run(line);
+        QVERIFY2(run.exit == 0 && run.out.contains("Ma\\x1b[31min\\nwall\\x9b\\u202egn"), run.all());
+        QVERIFY2(!run.out.contains('\x1b') && !run.out.contains("\xc2\x9b") && !run.out.contains("\xe2\x80\xae"), run.all());
+    }
+    // Letters stay.
+    QVERIFY(m_program.run("--wall control.json screens").out.contains("Größe Большой"));
+    // Messages, too.
+    const Run unknown = m_program.run(
+        {QStringLiteral("--wall"), QStringLiteral("control.json"), QStringLiteral("show"), QStringLiteral("x\x1b[2Jy\nz")});
+    QVERIFY2(unknown.error.contains("screen \"x\\x1b[2Jy\\nz\": unknown") && !unknown.error.contains('\x1b'), unknown.all());
 }
 
 void CtlVerbsTest::quietPrintsNothing()

@@ -20,9 +20,10 @@ public:
     bool json() const { return m_json; }
     bool quiet() const { return m_quiet; }
 
+    // Characters that control a terminal are escaped: texts come from devices.
     void line(const QString &text);
     /// Columns of numbers are aligned to the right.
-    void table(const QStringList &head, const QVector<QStringList> &rows);
+    void table(const QStringList &head, const QVector<QStringList> &texts);
     /// Puts entries into the "data" of the JSON document; later ones replace earlier ones of the same name.
     /// In a dry run nothing is done or saved, whatever a verb puts there.
     void data(const QJsonObject &entries);
