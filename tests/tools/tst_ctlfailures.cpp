@@ -226,6 +226,8 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     };
     row("nosuch", "\"nosuch\" is no verb or option");
     row("nosuch --help", "\"nosuch\" is no verb or option");
+    row("screnes", "\"screnes\" is no verb or option; did you mean \"screens\"?");
+    row("cabinet 1 confg", "\"confg\" is no verb or option; did you mean \"config\"?");
     row("pattern nosuch --help", "\"nosuch\" is no verb or option");
     row("--quiet", "a verb is missing");
     row("cabinet", "cabinet: CID is required");
@@ -253,9 +255,11 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("pattern mode main 256", "expected a number from 0 to 255");
     row("pattern checkerboard main --color white", "a checkerboard has at least two colours");
     row("pattern checkerboard main --color nocolour", "expected a colour");
-    row("multilayer main 1 2 3", "3 layers given, a parameter set has 4");
+    row("multilayer main 1 2 3", "multilayer: 3 layers given, a multilayer parameter set has 4");
     row("multilayer main 1:256 2 3 4", "bits from 0 to 255");
     row("set main brightness", "expected NAME=VALUE");
+    row("set main effect=1 abl=on effect=2", "effect=2: effect is set twice");
+    row("set main multilayer=1,2", "set: 2 layers given, a multilayer parameter set has 4");
     row("set main colour=red", "colour=red: the settings are");
     row("diff a.npy", "compare A with another file B or with --screen SCREEN");
     row("diff a.npy b.npy --rect all", "--rect and --type belong to --screen");
@@ -545,6 +549,7 @@ void CtlFailuresTest::ctrlCEndsBetweenTwoRequests()
     printed += process.readAllStandardError();
     QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 130, printed);
     QVERIFY2(printed.contains("interrupted; " + said), printed);
+    QVERIFY2(printed.contains("\ncorrectionctl: ends after the request under way; Ctrl-C again ends at once\n"), printed);
     QCOMPARE(m_program.files(), before);
 }
 

@@ -102,6 +102,9 @@ private Q_SLOTS:
     void theDoctorExplains();
 
     void namesOfDevicesDoNotControlTheTerminal();
+    void settingsAreNumbersAndSwitches();
+    void cabinetsAreSortedByNumber();
+    void theEnvironmentNamesTheWall();
     void quietPrintsNothing();
     void verbosePrintsTheLibrarysLines();
     void colourStaysOffOutsideATerminal();
@@ -794,6 +797,7 @@ void CtlVerbsTest::changesAreWatched()
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 0);
+    QVERIFY(!process.readAllStandardError().contains("Ctrl-C"));
 }
 
 void CtlVerbsTest::aConversationIsReplayed()
@@ -823,6 +827,10 @@ void CtlVerbsTest::theDoctorExplains()
 {
     const Run run = m_program.run("--wall broken doctor broken.json");
     QCOMPARE(run.exit, 8);
+    // A report belongs into a file: no line is longer than people can read.
+    const QList<QByteArray> lines = m_program.run("doctor").out.split('\n');
+    for (const QByteArray &line : lines)
+        QVERIFY2(line.size() < 1000, line);
     QVERIFY2(run.out.contains("BAD  discovering the screens: enCabinetNotFound (8), answered false: device silent"),
              run.all());
     QVERIFY2(run.out.contains("CabinetInfoOperator::getAllCabinetsInfo(\"obedient\", bool true)"), run.all());
@@ -855,6 +863,41 @@ void CtlVerbsTest::namesOfDevicesDoNotControlTheTerminal()
     const Run unknown = m_program.run(
         {QStringLiteral("--wall"), QStringLiteral("control.json"), QStringLiteral("show"), QStringLiteral("x\x1b[2Jy\nz")});
     QVERIFY2(unknown.error.contains("screen \"x\\x1b[2Jy\\nz\": unknown") && !unknown.error.contains('\x1b'), unknown.all());
+}
+
+void CtlVerbsTest::settingsAreNumbersAndSwitches()
+{
+    const QJsonArray settings = m_program.json("--wall small.json set main brightness=4000 effect=2 abl=on")
+                                    .data()
+                                    .value(QStringLiteral("settings"))
+                                    .toArray();
+    QCOMPARE(settings.size(), 3);
+    const auto value = [&settings](int index) { return settings.at(index).toObject().value(QStringLiteral("value")); };
+    QCOMPARE(value(0), QJsonValue(4000));
+    QCOMPARE(value(1), QJsonValue(2));
+    QCOMPARE(value(2), QJsonValue(true));
+    const QJsonArray cabinet =
+        m_program.json("--wall small.json cabinet 7 effect 3").data().value(QStringLiteral("settings")).toArray();
+    QCOMPARE(cabinet.at(0).toObject().value(QStringLiteral("value")), QJsonValue(3));
+}
+
+void CtlVerbsTest::cabinetsAreSortedByNumber()
+{
+    const QJsonArray cabinets = m_program.json("cabinets").data().value(QStringLiteral("cabinets")).toArray();
+    QCOMPARE(cabinets.size(), 24);
+    for (int i = 0; i < 24; ++i)
+        QCOMPARE(cabinets.at(i).toObject().value(QStringLiteral("id")).toString(), QString::number(i + 1));
+    const QByteArray tree = m_program.run("tree").out;
+    QVERIFY(tree.indexOf("cabinet 2 ") < tree.indexOf("cabinet 10 "));
+}
+
+void CtlVerbsTest::theEnvironmentNamesTheWall()
+{
+    const QStringList wall{QStringLiteral("CORRECTION_WALL=small.json")};
+    QVERIFY(m_program.run(words("screens"), wall).out.contains("Main wall"));
+    QVERIFY(m_program.run(words("--wall demo screens"), wall).out.contains("Arena"));
+    QVERIFY(m_program.run(words("replay night.jsonl brightness main 4000"), wall).exit == 0);
+    QCOMPARE(m_program.run(words("screens"), {QStringLiteral("CORRECTION_WALL=nosuch")}).exit, 69);
 }
 
 void CtlVerbsTest::quietPrintsNothing()
@@ -909,6 +952,8 @@ void CtlVerbsTest::helpIsThereForEveryWord()
         for (const char *entry : {"help", "usage", "example"})
             QVERIFY2(run.out.contains(verb.value(QLatin1String(entry)).toString().toUtf8()), run.all());
     }
+    QVERIFY(m_program.run("cabinet info --help").out.contains("usage: correctionctl cabinet CID info"));
+    QVERIFY(m_program.run("help cabinet config get").out.contains("usage: correctionctl cabinet CID config get FILE"));
     QVERIFY(m_program.run("cabinet 1 --help").out.contains("cabinet CID config get FILE"));
     QVERIFY(m_program.run("help brightness").out.contains("usage: correctionctl brightness SCREEN [VALUE]"));
 }

@@ -39,6 +39,16 @@ Invocation unwrap(Invocation invocation)
     return inner;
 }
 
+/// The wall that CORRECTION_WALL names, where the command line chooses nothing to work on.
+Invocation withWall(Invocation invocation)
+{
+    const QString wall = qEnvironmentVariable("CORRECTION_WALL");
+    const auto has = [&invocation](const char *option) { return invocation.arguments.has(option); };
+    if (!wall.isEmpty() && Service::hasWall() && !has("--wall") && !has("--backend") && !has("--replay"))
+        invocation.arguments.set(QStringLiteral("--wall"), {wall});
+    return invocation;
+}
+
 /// With a backend there is no virtual wall to choose, to look at or to answer from a recording.
 void refuseBesideBackend(const Invocation &invocation)
 {
@@ -200,7 +210,7 @@ int runProgram(const QStringList &arguments)
     QString message;
     QString verb;
     try {
-        const Invocation invocation = unwrap(parseCommandLine(arguments));
+        const Invocation invocation = withWall(unwrap(parseCommandLine(arguments)));
         if (!invocation.verb) {
             output.raw(invocation.help.toUtf8());
             Output plain(false, false);

@@ -319,6 +319,10 @@ QString manualPage()
                    {QStringLiteral("WALL"),
                     Service::hasWall() ? QStringLiteral("on a virtual wall")
                                        : QStringLiteral("through the device service that the program was built with")},
+                   {QStringLiteral("WALLVARIABLE"),
+                    Service::hasWall() ? roffRows({{QStringLiteral("CORRECTION_WALL"),
+                                                    QStringLiteral("The virtual wall, where --wall does not name one.")}})
+                                       : QString()},
                    {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
                    {QStringLiteral("VERBS"), described},
                    {QStringLiteral("EXITCODES"), roffRows(codes)}});

@@ -30,7 +30,7 @@ void reportDone(Session &session, ICabinet &cabinet, const QString &done)
 }
 
 /// `line`: what people read instead of "NAME set to VALUE".
-void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QString &value,
+void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QJsonValue &value,
                    const QString &line = QString())
 {
     session.out().data({{QStringLiteral("target"), cabinet.getID()},
@@ -38,7 +38,7 @@ void reportSetting(Session &session, ICabinet &cabinet, const QString &name, con
                          QJsonArray{QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), value}}}}});
     if (!session.dryRun())
         session.out().line(QStringLiteral("%1: %2").arg(
-            subject(cabinet), line.isNull() ? QStringLiteral("%1 set to %2").arg(name, value) : line));
+            subject(cabinet), line.isNull() ? QStringLiteral("%1 set to %2").arg(name, valueText(value)) : line));
 }
 
 QJsonObject pieceJson(const QString &id, const QString &flag, const QRect &rect)
@@ -161,7 +161,7 @@ void cabinetBrightness(Session &session)
                                              QString::number(range.max)));
     checkCabinet(cabinet.setBrightness(value), cabinet, QStringLiteral("setting the brightness"));
     reportSetting(
-        session, cabinet, QStringLiteral("brightness"), QString::number(value),
+        session, cabinet, QStringLiteral("brightness"), value,
         Service::isWatched()
             ? QString()
             : QStringLiteral("brightness %1 sent; the library does not report whether the device took it").arg(value));
@@ -173,7 +173,7 @@ void cabinetEffect(Session &session)
     if (session.arguments().has("MODE")) {
         const int mode = session.arguments().integer("MODE");
         checkCabinet(cabinet.setEffectMode(EnumEffectMode(mode)), cabinet, QStringLiteral("setting the effect mode"));
-        reportSetting(session, cabinet, QStringLiteral("effect"), QString::number(mode));
+        reportSetting(session, cabinet, QStringLiteral("effect"), mode);
         return;
     }
     EnumEffectMode mode{};

@@ -7,6 +7,8 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
 
+#include <algorithm>
+
 using namespace Correction;
 
 namespace Ctl {
@@ -17,6 +19,15 @@ QJsonObject cabinetJson(const CabinetInfo &cabinet)
     return {{QStringLiteral("id"), cabinet.id},
             {QStringLiteral("device"), cabinet.deviceKey},
             {QStringLiteral("rect"), rectJson(cabinet.rect)}};
+}
+
+/// By number, for people.
+QList<CabinetInfo> sorted(QList<CabinetInfo> cabinets)
+{
+    std::stable_sort(cabinets.begin(), cabinets.end(), [](const CabinetInfo &left, const CabinetInfo &right) {
+        return std::make_pair(left.id.size(), left.id) < std::make_pair(right.id.size(), right.id);
+    });
+    return cabinets;
 }
 
 QString yesNo(bool value)
@@ -63,7 +74,7 @@ void tree(Session &session)
             check(subScreen->tryGetAllCabinetInfoList(cabinets), QStringLiteral("device %1: listing its cabinets").arg(key));
             session.out().line(QStringLiteral("  device %1 %2").arg(key, rectText(rect)));
             QJsonArray list;
-            for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
+            for (const CabinetInfo &cabinet : sorted(cabinets)) {
                 list.append(cabinetJson(cabinet));
                 session.out().line(QStringLiteral("    cabinet %1 %2").arg(cabinet.id, rectText(cabinet.rect)));
             }
@@ -148,7 +159,7 @@ void cabinets(Session &session)
         ids = QStringList{session.arguments().text("SCREEN")};
     for (const QString &id : qAsConst(ids)) {
         IScreen &screen = session.screenOf(id);
-        for (const CabinetInfo &cabinet : Session::cabinetsOf(screen)) {
+        for (const CabinetInfo &cabinet : sorted(Session::cabinetsOf(screen))) {
             const QString flag = flags.value(cabinet.id);
             QJsonObject entry = cabinetJson(cabinet);
             entry.insert(QStringLiteral("screen"), screen.getID());

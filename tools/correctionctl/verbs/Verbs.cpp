@@ -44,7 +44,8 @@ const QVector<Parameter> &globalOptions()
 const QVector<Parameter> &knownGlobalOptions()
 {
     static const QVector<Parameter> table{
-        {"--wall", Value::Text, "the virtual wall: a preset, a wall file or a wall directory; default: demo", false, false,
+        {"--wall", Value::Text,
+         "the virtual wall: a preset, a wall file or a wall directory; default: $CORRECTION_WALL, else demo", false, false,
          0, 0, "", "WALL", 0, true},
         {"--backend", Value::Text, "a device backend that is a Qt plug-in, with its configuration, instead of the wall",
          false, false, 0, 0, "", "FILE[:CONFIG]", 0, true},
