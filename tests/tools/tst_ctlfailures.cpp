@@ -170,6 +170,9 @@ void CtlFailuresTest::everyCodeIsReached_data()
         "cabinet \"9\": unknown in screen main");
     row("an unknown module", 68, "--wall small.json cabinet 1 module flag 9=x", "module \"9\": unknown");
     row("an unknown wall", 69, "--wall nosuch screens", "nosuch");
+    row("a wall file with several mistakes, one a line", 69, "--wall bad-wall.json screens",
+        "bad-wall.json: devices[0].key: expected a text that is not empty, got nothing\n  bad-wall.json: "
+        "devices[0].screens");
     row("a wall file with mistakes", 69, "--wall bad-wall.json screens", "bad-wall.json: devices[0]");
     row("a directory that cannot be written, found out before the devices are asked", 73,
         "--wall refuses.json read main nosuch/x.npy", "nosuch/x.npy: ");
@@ -316,7 +319,7 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     row("a .npy of four extents", "x.npy", changed(npy, "(16, 64, 9), }", "(16, 8, 8, 9)}"), "shape (16, 8, 8, 9)");
     row("a .npy of no rows", "x.npy", changed(npy, "(16, 64, 9)", "(00, 64, 9)"), "shape (0, 64, 9)");
     row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"),
-        "shape (16, 99999999, 9)");
+        "shape (16, 99999999, 9); a grid has at most 2147483647 values");
     row("a .npy of huge columns", "x.npy", changed(npy, "(16, 64, 9), }     ", "(16,9999999999,9),}"),
         "shape (16, 9999999999, 9)");
     row("a .npy without a key", "x.npy", changed(npy, "'descr': '<u2', ", "                "), "no dictionary");

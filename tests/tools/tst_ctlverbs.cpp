@@ -170,7 +170,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("cabinets", " 9  sign    C       64,0,16x16");
     row("cabinets main", " 8  main    B       48,8,16x8");
     row("features main", "checkerBoardltFeature     yes");
-    row("support main", "yes              4  yes             yes         no");
+    row("support main", "B       yes              4  yes             yes         no");
     row("read main all.npy", "main: 64x16 chroma pixels at 0,0 read into all.npy");
     row("read main part2.json --rect 1,1,3x3", "main: 3x3 chroma pixels at 1,1 read into part2.json");
     row("write main main.npy", "not kept: the virtual wall small.json forgets everything");

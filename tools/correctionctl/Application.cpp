@@ -71,7 +71,10 @@ QString withResult(int exit, const QString &message)
 
 void tell(int exit, const QString &message)
 {
-    Output::error(message);
+    const QStringList problems = exit == ExitNoWall ? message.split(QLatin1Char('\n')) : QStringList{message};
+    Output::error(problems.first());
+    for (const QString &problem : problems.mid(1))
+        Output::note(QStringLiteral("  ") + problem.trimmed());
     const QString cause = exit <= ExitLargestResult || exit == ExitIncomplete ? LibraryLog::firstCritical() : QString();
     if (!cause.isEmpty())
         Output::note(QStringLiteral("  the library says: %1").arg(cause));

@@ -145,6 +145,9 @@ QString completionKind(const Parameter &parameter)
     case Value::OnOff:
     case Value::Kind:
     case Value::Choice:
+    case Value::Pair:
+        if (parameter.choiceList().isEmpty())
+            return QStringLiteral("@none");
         return parameter.choiceList().join(QLatin1Char(' '));
     case Value::None:
     case Value::Text:
@@ -154,7 +157,6 @@ QString completionKind(const Parameter &parameter)
     case Value::Color:
     case Value::Device:
     case Value::Cabinet:
-    case Value::Pair:
     case Value::Layer:
     case Value::Counts:
         return parameter.key() == QLatin1String("--wall") ? QStringLiteral("@wall") : QStringLiteral("@none");

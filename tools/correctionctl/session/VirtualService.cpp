@@ -131,7 +131,7 @@ void watch()
 
 [[noreturn]] void refuse(const QString &error)
 {
-    throw Failure(ExitNoWall, error.simplified());
+    throw Failure(ExitNoWall, error.trimmed()); // one problem a line
 }
 
 } // namespace

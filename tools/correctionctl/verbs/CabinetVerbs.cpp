@@ -330,12 +330,13 @@ void cabinetSupport(Session &session)
     ICabinet &cabinet = session.cabinet();
     CabinetBaseInfo info;
     checkCabinet(cabinet.getCabinetSupport(info), cabinet, QStringLiteral("asking what its device supports"));
-    const QJsonObject entry = supportJson(info);
-    session.out().data({{QStringLiteral("support"), QJsonArray{entry}}});
+    QJsonObject entry = supportJson(info);
     QVector<QStringList> rows;
     for (auto feature = entry.begin(); feature != entry.end(); ++feature)
         rows.append({feature.key(), feature.value().isBool() ? QLatin1String(feature.value().toBool() ? "yes" : "no")
                                                              : QString::number(feature.value().toInt())});
+    entry.insert(QStringLiteral("device"), cabinet.getDeviceKey());
+    session.out().data({{QStringLiteral("support"), QJsonArray{entry}}});
     session.out().table({QStringLiteral("FEATURE"), QStringLiteral("VALUE")}, rows);
 }
 

@@ -200,18 +200,23 @@ void features(Session &session)
 void support(Session &session)
 {
     IScreen &screen = session.screen();
-    QVector<CabinetBaseInfo> list;
-    check(screen.getScreenSupport(list), QStringLiteral("screen %1: asking what it supports").arg(screen.getID()));
     QJsonArray entries;
     QVector<QStringList> rows;
-    for (const CabinetBaseInfo &info : qAsConst(list)) {
-        entries.append(supportJson(info));
-        rows.append({yesNo(info.multilayercorrection), QString::number(info.multilayerCorrectionLayer),
-                     yesNo(info.fineGrayscale), yesNo(info.xBitPlus), yesNo(info.magicGray)});
+    for (const QString &key : Session::devicesOf(Session::cabinetsOf(screen))) {
+        QVector<CabinetBaseInfo> list;
+        check(screen.tryGetSubScreen(key)->getScreenSupport(list),
+              QStringLiteral("device %1: asking what it supports").arg(key));
+        for (const CabinetBaseInfo &info : qAsConst(list)) {
+            QJsonObject entry = supportJson(info);
+            entry.insert(QStringLiteral("device"), key);
+            entries.append(entry);
+            rows.append({key, yesNo(info.multilayercorrection), QString::number(info.multilayerCorrectionLayer),
+                         yesNo(info.fineGrayscale), yesNo(info.xBitPlus), yesNo(info.magicGray)});
+        }
     }
     session.out().data({{QStringLiteral("support"), entries}});
-    session.out().table({QStringLiteral("MULTILAYER"), QStringLiteral("LAYERS"), QStringLiteral("FINE GRAYSCALE"),
-                         QStringLiteral("X-BIT PLUS"), QStringLiteral("MAGIC GRAY")},
+    session.out().table({QStringLiteral("DEVICE"), QStringLiteral("MULTILAYER"), QStringLiteral("LAYERS"),
+                         QStringLiteral("FINE GRAYSCALE"), QStringLiteral("X-BIT PLUS"), QStringLiteral("MAGIC GRAY")},
                         rows);
 }
 
@@ -283,8 +288,7 @@ QVector<Verb> screenVerbs()
               "correctionctl features arena-main", "features", features,
               "IScreen::getFeatures ISubScreen::isCheckerboardlImage"),
         reads("support", "Print the feature switches that the devices report", {screenArgument, deviceOption},
-              "correctionctl support arena-main", "support", support,
-              "IScreen::getScreenSupport ISubScreen::getScreenSupport"),
+              "correctionctl support arena-main", "support", support, "ISubScreen::getScreenSupport"),
         reads("watch", "Print change notifications until interrupted",
               {number(option("--count", Value::Number, "end after so many notifications"), 1, intMax)},
               "correctionctl watch", "notification", watch,

@@ -333,10 +333,12 @@ void unlock(Session &session)
 
 QVector<Verb> settingVerbs()
 {
+    QStringList names;
     QStringList pairs;
     QStringList operations{QStringLiteral("IScreen::getBrightnessRange")};
     QVector<Verb> verbs;
     for (const SettingRow &row : settings()) {
+        names.append(QLatin1String(row.name) + QLatin1Char('='));
         pairs.append(QStringLiteral("%1=%2").arg(QLatin1String(row.name), QLatin1String(row.pair)));
         verbs.append(writes(row.name, row.help, QVector<Parameter>{screenArgument} + row.parameters, row.example, "settings",
                             changeOrPrint, row.operations));
@@ -344,11 +346,13 @@ QVector<Verb> settingVerbs()
     }
     // Rows refer to texts that stay in place.
     static const QByteArray pairHelp = listed(pairs, "or").toLatin1();
+    static const QByteArray pairNames = names.join(QLatin1Char('|')).toLatin1();
+    Parameter pair = repeated(argument("SETTING", Value::Pair, pairHelp.constData()));
+    pair.choices = pairNames.constData(); // for completion
     static const QByteArray setOperations = operations.join(QLatin1Char(' ')).toLatin1();
-    verbs.prepend(writes("set", "Change several settings; all are checked before the first is sent",
-                         {screenArgument, repeated(argument("SETTING", Value::Pair, pairHelp.constData())), deviceOption},
-                         "correctionctl set arena-main brightness=4000 abl=on xbit=1:on", "settings", set,
-                         setOperations.constData()));
+    verbs.prepend(writes(
+        "set", "Change several settings; all are checked before the first is sent", {screenArgument, pair, deviceOption},
+        "correctionctl set arena-main brightness=4000 abl=on xbit=1:on", "settings", set, setOperations.constData()));
     return verbs
            + QVector<Verb>{
                transient(writes("lock", "Reserve the devices for this application", {screenArgument, deviceOption},
