@@ -189,8 +189,10 @@ void doctor(Session &session)
     }
 
     QJsonArray explanations;
-    if (!walk.codes().isEmpty())
-        out.line(QStringLiteral("\nresult codes met:"));
+    if (!walk.codes().isEmpty()) {
+        out.line(QString());
+        out.line(QStringLiteral("result codes met:"));
+    }
     for (const int code : walk.codes()) {
         const ExitCode *const known = explain(code);
         const QString meaning = QLatin1String(known ? known->meaning : "A code that this program does not know.");
@@ -222,8 +224,7 @@ void doctor(Session &session)
         writeFile(session.arguments().text("FILE"), QJsonDocument(bundle).toJson());
         out.line(QStringLiteral("report for a bug report: %1").arg(session.arguments().text("FILE")));
     } else {
-        out.line(QStringLiteral("report for a bug report:"));
-        out.line(QString::fromUtf8(QJsonDocument(bundle).toJson(QJsonDocument::Compact)));
+        out.line(QStringLiteral("`doctor FILE` writes a report that fits a bug report"));
     }
     LibraryLog::forget(); // each step has shown its own lines
     if (walk.troubles() > 0)
