@@ -5,7 +5,7 @@
 
 namespace Adapter {
 
-/// One call of an operation on its way to the installed backend.
+/// One call of an operation, to be passed to the installed backend.
 class BackendCall
 {
 public:

@@ -4,8 +4,8 @@
 
 namespace Adapter {
 
-/// A backend in front of another one: hands every call on, and the other one's signals to its own listeners, on the thread
-/// of the signal. Derived classes change or observe the calls; filters may be chained.
+/// A backend in front of another one: passes every call to it and re-emits its signals, on the thread of the signal. Derived
+/// classes change or observe the calls; filters may be chained.
 class ADAPTER_API BackendFilter : public DeviceBackend
 {
     Q_OBJECT

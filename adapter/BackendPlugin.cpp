@@ -7,7 +7,7 @@ namespace Adapter {
 
 namespace {
 
-/// Divides "FILE:CONFIGURATION"; false when no beginning of the text names a file.
+/// Splits "FILE:CONFIGURATION"; false when no prefix of the string names a file.
 bool divide(const QString &source, QString &file, QString &configuration)
 {
     for (int colon = source.indexOf(QLatin1Char(':')); colon >= 0; colon = source.indexOf(QLatin1Char(':'), colon + 1)) {
@@ -33,7 +33,7 @@ std::unique_ptr<DeviceBackend> loadBackend(const QString &source, QString &error
         error = QStringLiteral("%1: no such file").arg(source);
         return nullptr;
     }
-    // A name without a folder would be looked for in Qt's plug-in folders.
+    // QPluginLoader searches Qt's plug-in folders for a name without a folder.
     QPluginLoader loader(QFileInfo(file).absoluteFilePath());
     QObject *const root = loader.instance();
     if (!root) {

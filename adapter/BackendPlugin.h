@@ -8,7 +8,7 @@
 
 namespace Adapter {
 
-/// A backend that comes as a Qt plug-in, for programs that load it at run time (`correctionctl --backend`). A plug-in is a
+/// A backend in a Qt plug-in, for programs that load it at run time (`correctionctl --backend`). A plug-in is a
 /// shared library with one class like this:
 ///
 ///     class MyPlugin : public QObject, public Adapter::BackendPlugin
@@ -24,19 +24,19 @@ class ADAPTER_API BackendPlugin
 public:
     virtual ~BackendPlugin();
 
-    /// Makes a backend. The plug-in defines the form of `configuration`; empty where the user gave none. Null, with the
-    /// reason in `error`, when that is not possible.
+    /// Creates a backend. The plug-in defines the form of `configuration`; empty when the user gave none. Null, with the
+    /// reason in `error`, on failure.
     virtual std::unique_ptr<DeviceBackend> create(const QString &configuration, QString &error) = 0;
 };
 
 /// Loads the plug-in that `source` names, "FILE" or "FILE:CONFIGURATION", and makes a backend with it. In a source with
 /// several colons the shortest path that exists is the file. Null, with the reason in `error`, when there is no such file,
-/// when it is not a plug-in of this kind or was built for another Qt, or when it makes no backend. A plug-in stays loaded
+/// when it is not a plug-in of this kind or was built for another Qt, or when it creates no backend. A plug-in stays loaded
 /// until the process ends.
 ADAPTER_API std::unique_ptr<DeviceBackend> loadBackend(const QString &source, QString &error);
 
 } // namespace Adapter
 
-/// The number changes when a plug-in that was built before cannot be used any more.
+/// Increment it when plug-ins that were built before cannot be used any more.
 #define Correction_BackendPlugin_iid "Correction.Adapter.BackendPlugin/1"
 Q_DECLARE_INTERFACE(Adapter::BackendPlugin, Correction_BackendPlugin_iid)

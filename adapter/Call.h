@@ -19,17 +19,17 @@ struct Call {
     QVariant request;  ///< The request, a map or a list; invalid for an operation that takes none.
     QVariant extra;    ///< The trailing bool or int argument; invalid for an operation that takes none.
 
-    bool result = false; ///< What was returned. Of an upload with a promise: its value, false until it is settled.
+    bool result = false; ///< The return value. Of an upload with a promise: the promise's value, false until it is settled.
     QVariant reply;      ///< The reply, a map or a list; invalid for an operation without one.
     QMap<QString, QString> headers; ///< The response headers of the operation that has them.
     qint64 time = 0;                ///< When it began: microseconds on the clock of the journal's writer.
-    qint64 duration = 0;            ///< Microseconds until it was answered, or its promise settled.
+    qint64 duration = 0;            ///< Microseconds until the call returned, or its promise settled.
     bool settled = true;            ///< False while an upload's promise is pending.
-    bool rejected = false;          ///< Whether an upload's promise was rejected; `note` says why.
+    bool rejected = false;          ///< Whether an upload's promise was rejected; the reason is in `note`.
     QString note; ///< Why the call was refused, or what else was wrong with it; empty when nothing was wrong.
 };
 
-/// The answer of a backend to one call.
+/// A backend's result for one call.
 struct Answer {
     bool result = true;             ///< False: the device did not answer in time, or refused.
     QVariant reply;                 ///< A map or a list, as the operation has it; invalid: an empty one.
@@ -37,7 +37,7 @@ struct Answer {
     /// An upload's promise is rejected with it; any other operation throws it.
     std::exception_ptr error = nullptr;
     /// Why the call was refused, or what else was wrong with it: for journals and tools, hosts do not see it.
-    /// Ignored for an upload with a promise: `error` says why that was rejected.
+    /// Ignored for an upload with a promise: the reason of its rejection is in `error`.
     QString note = QString();
 };
 

@@ -40,7 +40,7 @@ DeviceBackend *backendOfCall()
     return nullptr;
 }
 
-/// A string that is there, for arguments that are: null means that an operation has no such argument.
+/// An empty string for a null one: a null string means that the operation has no such argument.
 QString present(const QString &text)
 {
     return text.isNull() ? QString(QLatin1String("")) : text;
@@ -84,7 +84,7 @@ void setBackend(DeviceBackend *backend)
         HttpProxy *const proxy = HttpProxy::getInstance();
         ScreenInfo *const screenInfo = ScreenInfo::getInstance();
         if (backend) {
-            // On the thread of the backend's signal, as from any other service.
+            // Direct: the host gets the signals on the thread of the backend's signal.
             const auto once = static_cast<Qt::ConnectionType>(Qt::DirectConnection | Qt::UniqueConnection);
             QObject::connect(backend, &DeviceBackend::devicesChanged, proxy, &HttpProxy::deviceChanged, once);
             QObject::connect(backend, &DeviceBackend::screenRenamed, screenInfo, &ScreenInfo::signal_screenNameChanged,
@@ -134,7 +134,7 @@ Answer BackendCall::send()
     Answer answer = backend->answer(m_call);
     if (answer.error)
         std::rethrow_exception(answer.error);
-    // A refresh reads the hardware information after false, too.
+    // A refresh reads the hardware information even when the call returned false.
     if ((answer.result || m_operation.id == Operation::HWInfo_getHWInfo) && lcAdapter().isWarningEnabled())
         warnOfWrongTypes(m_operation, m_call.deviceKey, answer.reply);
     if (m_headers)

@@ -15,9 +15,9 @@ namespace Adapter {
 
 using DeviceInfo = Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 
-/// What an owner of hardware implements instead of the five classes of `<service/...>`: this library defines those, and
-/// passes each of their calls to the installed backend. docs/service.md lists the operations with the keys, types
-/// and units of their requests and replies.
+/// Implemented by device service authors instead of the five classes of `<service/...>`: this library defines those classes
+/// and passes each of their calls to the installed backend. docs/service.md lists the operations with the keys, types and
+/// units of their requests and replies.
 ///
 /// Threads: functions are called on the thread of the host's call, and block it until they return. A host may call from
 /// several threads at once.
@@ -29,7 +29,7 @@ public:
     explicit DeviceBackend(QObject *parent = nullptr);
     ~DeviceBackend() override;
 
-    /// Starts (true) the search for devices. Does nothing here.
+    /// Starts (true) the search for devices. The default does nothing.
     virtual void initialize(bool enable);
     /// The devices present now, in the order in which a refresh visits them.
     virtual QList<DeviceInfo> devices() = 0;
@@ -53,7 +53,7 @@ Q_SIGNALS:
 /// and removes itself when it is deleted. Null: none. Not while calls of the service are under way, and from one thread at a
 /// time.
 ///
-/// Without a backend every operation returns false, discovery lists nothing, and one critical line says so.
+/// Without a backend every operation returns false, discovery lists no device, and one critical line is logged.
 ADAPTER_API void setBackend(DeviceBackend *backend);
 /// The installed backend, or null.
 ADAPTER_API DeviceBackend *backend();

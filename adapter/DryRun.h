@@ -21,7 +21,7 @@ public:
     Answer answer(const Call &call) override;
     QtPromise::QPromise<bool> upload(const Call &call) override;
 
-    /// The calls that were not passed on, oldest first: all since construction. Thread-safe.
+    /// The calls since construction that were not passed on, oldest first. Thread-safe.
     QVector<Call> heldBack() const;
 
 private:

@@ -43,7 +43,7 @@ void ExchangeTap::State::end(qint64 number, const Answer &answer, const QString 
     const std::lock_guard<std::mutex> lock(mutex);
     const auto it = underway.find(number);
     if (it == underway.end())
-        return; // it was shown by stop()
+        return; // stop() has passed it to the observer
     Call call = std::move(it->second);
     underway.erase(it);
     call.result = answer.result;

@@ -7,7 +7,7 @@
 
 namespace Adapter {
 
-/// Passes every call with its answer to an observer function before the host gets the answer. Discovery is observed as
+/// Passes every call with its result to an observer function before the call returns to the host. Discovery is observed as
 /// the operations HttpProxy::initialize and HttpProxy::getDeviceList; the latter's reply is a list of maps with "key" and
 /// "label".
 class ADAPTER_API ExchangeTap : public BackendFilter
@@ -25,15 +25,15 @@ public:
     void initialize(bool enable) override;
     QList<DeviceInfo> devices() override;
     Answer answer(const Call &call) override;
-    /// The promise settles after the observer has seen it, by the event loop of the calling thread.
+    /// The promise settles after the observer has returned, in the event loop of the calling thread.
     QtPromise::QPromise<bool> upload(const Call &call) override;
 
     /// Stops observing; calls whose promise is still pending are passed to the observer now, as not settled. Call it when
-    /// the backend is not installed any more. The destructor does it, too.
+    /// the tap is no longer installed. The destructor calls it as well.
     void stop();
 
 private:
-    struct State; // outlives the tap where promises are pending
+    struct State; // outlives the tap while promises are pending
 
     std::shared_ptr<State> m_state;
 };

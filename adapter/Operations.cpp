@@ -178,7 +178,7 @@ constexpr Field checkerboard[] = {
     {"regionColor", Type::List, "the square in column c, row r, counted from 0, has the colour (c + r) modulo their number",
      colors}};
 
-/// Requests as the rows name them: in C++ one form is const and one is not.
+/// The request forms of the rows: Map is const in the C++ signature, MutableMap is not.
 namespace Requests {
 constexpr Form None = Form::None;
 constexpr Form Map = Form::Map;

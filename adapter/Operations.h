@@ -46,11 +46,11 @@ private:
     int m_count = 0;
 };
 
-/// A value in a request or a reply.
+/// A named value in a request or a reply.
 struct Field {
     const char *key; ///< The whole key, which may have dots in it. Null for the element of a list.
     Type type;
-    const char *meaning; ///< With its unit; empty where the key says it.
+    const char *meaning; ///< With its unit; empty when the key is clear enough.
     Fields fields = {};
 };
 
@@ -76,7 +76,7 @@ enum class Form {
     Devices  ///< Of a reply: QList<HttpDeviceInfo>
 };
 
-/// The argument behind request and reply.
+/// The argument after request and reply.
 enum class Extra {
     None,
     Enable,    ///< bool
@@ -116,7 +116,7 @@ struct Operation {
     Fields replyFields;
     const char *summary;      ///< What the device does.
     const char *callers;      ///< The library's operations that call it.
-    const char *afterFailure; ///< What they return after false. Empty for discovery.
+    const char *afterFailure; ///< What these return when it returned false. Empty for discovery.
 
     /// Whether it changes a device or its lock; all others only read.
     bool isChange() const

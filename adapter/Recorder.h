@@ -6,8 +6,8 @@ namespace Adapter {
 
 class JournalFile;
 
-/// Writes every call with its answer to a journal file, one JSON object a line (docs/journal.md): in the order of the
-/// answers, an upload when its promise settles. A virtual wall replays it (Simulator::Replay).
+/// Writes every call with its result to a journal file, one JSON object a line (docs/journal.md): in the order in which the
+/// calls returned, an upload when its promise settles. A virtual wall replays it (Simulator::Replay).
 class ADAPTER_API Recorder : public ExchangeTap
 {
     Q_OBJECT
@@ -16,11 +16,11 @@ public:
     explicit Recorder(DeviceBackend &inner, QObject *parent = nullptr);
     ~Recorder() override;
 
-    /// Begins a file, which must be new or empty; to be called once, before the recorder is installed. False, with the
-    /// reason in `error`, when it cannot be written, or after close().
+    /// Opens a file, which must be new or empty. Call it once, before the recorder is installed. False, with the reason in
+    /// `error`, when it cannot be written, or after close().
     bool open(const QString &path, QString &error);
-    /// Ends the file; uploads whose promise is pending are written as not settled. False, with the reason in `error`, when a
-    /// call could not be written: the file ends before the first such call.
+    /// Closes the file; uploads whose promise is pending are written as not settled. False, with the reason in `error`, when
+    /// a call could not be written: the file ends before the first such call.
     bool close(QString &error);
 
 private:

@@ -4,7 +4,7 @@ namespace Adapter {
 
 namespace {
 
-/// Whether the library reads the value that is there.
+/// Whether the library can read the value.
 bool converts(const QVariant &value, Type type)
 {
     const auto asNumber = [&value](int target) {
@@ -72,7 +72,7 @@ const char *nameOf(Type type)
     return "";
 }
 
-/// Calls `visit` for one value after the other until that returns false.
+/// Calls `visit` for each value until it returns false.
 class Walk
 {
 public:

@@ -1,5 +1,5 @@
-// The classes of the device service and of the discovery, defined from the operation table: each operation makes a Call of
-// its arguments, hands it to the installed backend, and returns what that answers.
+// The classes of the device service and of the discovery, defined from the operation table: each operation makes a Call from
+// its arguments, passes it to the installed backend, and returns the backend's result.
 
 #include "BackendCall.h"
 

@@ -13,7 +13,7 @@
 #include <array>
 #include <map>
 
-// What the lines of a journal hold is laid down once, by these tables.
+// These tables define the contents of a journal's lines: for reading, writing and the schema.
 namespace Json {
 
 using Adapter::Call;
@@ -154,7 +154,7 @@ QString shortValue(const QVariant &value)
     return value.isValid() ? shortened(describeValue(value, 16), 60) : QString();
 }
 
-/// A device key or target for a column, which it must not break.
+/// A device key or target with its control characters escaped, so that the columns stay aligned.
 QString describeName(const QString &text)
 {
     const QString quoted = describeText(text, -1);
@@ -370,7 +370,7 @@ bool JournalFile::write(const QByteArray &line)
     if (size == line.size())
         return true;
     m_error = m_file.errorString();
-    m_file.resize(start); // A line that is there in part would make a file with an error.
+    m_file.resize(start); // A partly written line would make the file invalid.
     return false;
 }
 

@@ -8,7 +8,7 @@
 #include <QtCore/QList>
 #include <QtCore/QString>
 
-/// The journal as JSON Lines and as readable text. docs/journal.md describes the lines.
+/// The journal as JSON Lines and as readable text; docs/journal.md describes the lines.
 namespace Adapter {
 
 /// The first line of a journal, with its line feed. `source` names the program that wrote it.
@@ -28,17 +28,17 @@ ADAPTER_API QList<Call> readJournal(const QString &path, QString *error);
 /// The calls in aligned columns, below a line with the columns' names.
 ADAPTER_API QString readableTranscript(const QList<Call> &calls);
 
-/// A journal file that grows. Every line is handed to the operating system at once and whole, so that a process that
-/// dies leaves at most its last line cut short.
+/// A journal file that is appended to. Every line is passed to the operating system whole and at once: a process that is
+/// killed leaves at most its last line incomplete.
 class ADAPTER_API JournalFile
 {
 public:
-    /// Begins a file, which must not hold anything yet. `source`: see journalHeader().
+    /// Opens a file, which must be new or empty. `source`: see journalHeader().
     bool open(const QString &path, const QString &source, QString *error);
     bool isOpen() const { return m_file.isOpen(); }
     /// False when the line could not be written. Then the file ends before it, and nothing more is written.
     bool append(const Call &call);
-    /// What went wrong since open(); null when nothing did.
+    /// The reason of the first failure since open(); null without one.
     QString error() const { return m_error; }
 
 private:

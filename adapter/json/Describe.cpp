@@ -52,7 +52,7 @@ QString describeMap(const Map &map, int longest)
     return QLatin1Char('{') + entries.join(QLatin1String(", ")) + QLatin1Char('}');
 }
 
-/// A number, without its type; a null text for anything else.
+/// A number, without its type; a null string for anything else.
 QString number(const QVariant &value)
 {
     switch (value.userType()) {
@@ -81,8 +81,8 @@ QString number(const QVariant &value)
     }
 }
 
-/// The elements of a container other than a list of variants. Those that are numbers go without their type, which the
-/// container's own says.
+/// The elements of a container other than a list of variants. Numbers are written without their type: the container's type
+/// name contains it.
 QString describeElements(const QVariant &container, int longest)
 {
     QStringList elements;

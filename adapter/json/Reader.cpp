@@ -36,7 +36,7 @@ QString byteText(int offset)
     return QStringLiteral("byte %1").arg(offset);
 }
 
-/// How many characters must be changed, added or removed to turn one text into the other.
+/// The edit distance (Levenshtein): characters to change, add or remove to turn one string into the other.
 int distance(const QString &a, const QString &b)
 {
     QVector<int> row(b.size() + 1);
@@ -53,7 +53,7 @@ int distance(const QString &a, const QString &b)
     return row.last();
 }
 
-/// The known key that was probably meant, or a null text.
+/// The known key that was probably meant, or a null string.
 QString nearest(const QString &key, const QStringList &known)
 {
     QString best;
@@ -134,7 +134,7 @@ void Reader::findDoubleKeys(const QByteArray &json, bool isLine)
 {
     const char *const begin = json.cbegin();
     const char *const end = json.cend();
-    // Long texts, such as base64, are skipped at the speed of the memory.
+    // memchr() skips long strings, such as base64, quickly.
     const auto find = [](char c, const char *from, const char *to) {
         return static_cast<const char *>(std::memchr(from, c, static_cast<std::size_t>(to - from)));
     };

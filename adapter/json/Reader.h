@@ -9,7 +9,7 @@
 
 namespace Json {
 
-/// Collects what is wrong with a JSON document: a line for each problem, `SOURCE: PLACE: REASON`. The place is a path such
+/// Collects the problems of a JSON document: a line for each, `SOURCE: PLACE: REASON`. The place is a path such
 /// as `devices[1].screens[0]`, or the line and column of a syntax error.
 class Reader
 {
@@ -20,10 +20,10 @@ public:
     /// Reads the document's object. False, and a problem, unless the input is valid JSON and an object. A key that an object
     /// has twice is a problem, too. A byte order mark is skipped.
     bool parse(QByteArray json, QJsonObject &object);
-    /// The same for a line of a file that `source` names with the line: places in it are bytes.
+    /// The same for one line of a file; `source` names the file and the line, positions are in bytes.
     bool parseLine(const QByteArray &json, QJsonObject &object);
 
-    /// Enters an entry of an object or an element of a list for as long as it lives.
+    /// RAII: the entry of an object, or the element of a list, that is being read.
     class At
     {
     public:
@@ -44,12 +44,12 @@ public:
 
     /// Reports a problem at the current place.
     void problem(const QString &reason);
-    /// Reports that another value was expected there.
+    /// Reports that another value was expected at the current place.
     void expected(const QString &what, const QJsonValue &got);
     /// Reports an unknown key of the object.
     void unknownKeys(const QJsonObject &object, const QStringList &known);
 
-    /// A value as a message shows it.
+    /// A value as messages show it.
     static QString shown(const QJsonValue &value);
 
     int problemCount() const { return m_problems.size(); }

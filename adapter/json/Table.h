@@ -17,17 +17,17 @@
 #include <type_traits>
 #include <utility>
 
-/// Objects by tables. A Table names the entries of an object, with a rule for each: how the value is read, checked and
-/// written, and its JSON Schema.
+/// JSON objects described by tables. A Table lists the entries of an object, with a rule for each: how the value is read,
+/// checked and written, and its JSON Schema.
 namespace Json {
 
 /// The table of the objects that hold a T:
 ///
-///     static constexpr char name[]   what a schema calls it
+///     static constexpr char name[]   its name in a schema
 ///     static constexpr char about[]  its description there
 ///     template <typename Field> static void fields(Field &field)
 ///         calls field(key, description, member, rule, needed) for every entry, in the order in which they are written
-///     static void check(Reader &, const T &)  what no single entry shows; may be left out
+///     static void check(Reader &, const T &)  checks several entries against each other; optional
 template <typename T>
 struct Table;
 
@@ -35,7 +35,7 @@ struct Table;
 struct Whole {
 };
 
-// When an entry must be there. One that need not be is written where it differs from the default.
+// When an entry is required. An optional one is written when it differs from the default.
 
 struct Never {
     template <typename T>
@@ -54,7 +54,7 @@ struct Always {
 /// Always written, but may be absent.
 struct Written {
 };
-/// Where another entry has a value.
+/// Required when another entry has a certain value.
 template <typename Owner, typename Enum>
 struct Where {
     const char *key;
@@ -106,7 +106,7 @@ private:
 
 // Rules. Each also states whether a schema shows the default.
 
-/// What names the kind of a file. The owner is left alone, as with Version.
+/// The entry that names the kind of a file. The owner is not changed, as with Version.
 struct Format {
     const char *name;
 
@@ -175,7 +175,7 @@ struct Text {
     void describe(Schema &schema, const QString &) const;
 };
 
-/// A string that is null where there is none.
+/// A string that is null when the entry is missing.
 struct OptionalText : Text {
     bool isAbsent(const QString &text) const { return text.isNull(); }
     bool showsDefault() const { return false; }
@@ -184,7 +184,7 @@ struct OptionalText : Text {
 struct OneOf {
     const char *kind;
     QStringList names;
-    const char *pattern = nullptr; ///< Of a list that is too long for a schema: a regular expression in its place.
+    const char *pattern = nullptr; ///< A regular expression instead of a list that is too long for a schema.
 
     void read(Reader &reader, const QJsonValue &value, QString &text) const
     {
@@ -296,7 +296,7 @@ struct Object {
     }
 };
 
-/// An object that may be left out.
+/// An optional object.
 struct OptionalObject : Object {
     template <typename T>
     void read(Reader &reader, const QJsonValue &value, std::optional<T> &target) const
@@ -315,7 +315,7 @@ struct OptionalObject : Object {
     }
 };
 
-/// A value whose object is that of another type: Proxy(value) and toValue().
+/// A value that is written as an object of another type: Proxy(value) and toValue().
 template <typename Proxy>
 struct As : Object {
     template <typename T>
@@ -415,7 +415,7 @@ public:
     {
         take(key, rule, needed, m_target);
     }
-    /// When all fields were named.
+    /// Call it after the last field.
     void finish() const
     {
         if (m_found != m_object.size())
@@ -487,7 +487,7 @@ private:
     const T &m_default;
 };
 
-/// Writes their schemas, and collects which must be there.
+/// Writes their schemas, and collects the required ones.
 template <typename T>
 class FieldSchema
 {

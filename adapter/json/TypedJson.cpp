@@ -26,7 +26,7 @@ const QLatin1String typeKey("$type");
 const QLatin1String valueKey("value");
 const QLatin1String textKey("text");
 
-/// JSON numbers are doubles to many programs, which are exact up to here.
+/// Many programs read JSON numbers as doubles, which hold every integer up to here.
 constexpr double largestExactNumber = 9007199254740992.0;
 
 bool isEnumeration(int type)
@@ -34,7 +34,7 @@ bool isEnumeration(int type)
     return QMetaType(type).flags() & QMetaType::IsEnumeration;
 }
 
-/// Types that travel as the base64 of their QDataStream form: those whose form has a bounded size.
+/// Types that are written as the base64 of their QDataStream form: those whose form has a bounded size.
 bool isStreamed(int type)
 {
     switch (type) {
@@ -101,7 +101,7 @@ void writeReal(Writer &out, double value)
     else if (std::isinf(value))
         out.raw(value > 0 ? "\"inf\"" : "\"-inf\"");
     else if (value == 0 && std::signbit(value))
-        out.raw("\"-0\""); // Readers that take it for an integer would lose the sign.
+        out.raw("\"-0\""); // Programs that read it as an integer would lose the sign.
     else
         out.number(value);
 }
@@ -123,7 +123,7 @@ QByteArray streamed(const QVariant &value)
     return bytes;
 }
 
-/// Writes what stands under "value"; false, and nothing written, for a type without such a form.
+/// Writes the value under "value"; false, and nothing written, for a type without such a form.
 bool writeTaggedValue(Writer &out, const QVariant &value)
 {
     const int type = value.userType();
@@ -230,7 +230,7 @@ bool writePlain(Writer &out, const QVariant &value)
 
 // Reading
 
-/// An integer from a number or a text.
+/// An integer from a number or a string.
 template <typename Integer>
 Integer integerFrom(Reader &reader, const QJsonValue &json)
 {
@@ -347,7 +347,7 @@ QVariant streamedFrom(int type, Reader &reader, const QJsonValue &json)
     return value;
 }
 
-/// The value under "value" of a tag with a type that this process knows; nothing for one that has no such form.
+/// The value under "value" for a type registered in this process; nothing for a type without such a form.
 bool readTaggedValue(int type, Reader &reader, const QJsonValue &json, QVariant &value)
 {
     switch (type) {

@@ -13,8 +13,7 @@ class Reader;
 class Schema;
 class Writer;
 
-/// A value of a type that this process cannot make, kept as its JSON has it: it is written back as it was read, and
-/// compares with other values by its JSON.
+/// A value of a type that this process cannot create, kept as JSON: it is written back unchanged and compared by its JSON.
 struct KeptValue {
     QString type;     ///< What "$type" named.
     QString member;   ///< "value" or "text".

@@ -43,7 +43,7 @@ const char *valueEnd(const char *at)
     return at;
 }
 
-/// Lays out a value and returns its end. `depth` is how deep it is nested.
+/// Formats a value and returns its end. `depth` is its nesting level.
 const char *layOut(const char *at, const char *end, int depth, QByteArray &result)
 {
     const auto length = static_cast<int>(end - at);

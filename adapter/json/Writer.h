@@ -10,7 +10,7 @@ class Writer
 {
 public:
     enum Style {
-        Spaced, ///< A space behind commas and colons.
+        Spaced, ///< A space after commas and colons.
         Lines,  ///< Likewise; all control characters, the delete character among them, by number.
         Compact ///< No spaces.
     };
@@ -25,9 +25,9 @@ public:
     /// Begins an element of a list.
     void next();
 
-    /// Half a surrogate pair becomes \uXXXX.
+    /// A lone surrogate is written as \uXXXX.
     void text(const QString &text);
-    /// Null for infinities and NaN.
+    /// Infinities and NaN are written as null.
     void number(double number);
     void number(qint64 number) { m_json += QByteArray::number(number); }
     void flag(bool value) { m_json += value ? "true" : "false"; }
