@@ -83,7 +83,8 @@ const RvCardInfo *firstCard(const CabinetInfo &cabinet)
     return cabinet.rvCardList.isEmpty() ? nullptr : cabinet.rvCardList.constFirst();
 }
 
-/// What the three module flash operations do not share. The check's messages are null where no check comes first.
+/// The differences between the three module flash operations. The check's messages are null for an operation without a
+/// check.
 struct ModuleFlashRow {
     const char *label;
     bool (CabinetInfoOperator::*operation)(const QString &, QVariantMap &, QVariantMap &, int);

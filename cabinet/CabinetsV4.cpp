@@ -6,7 +6,7 @@
 namespace Correction {
 namespace {
 
-/// The one call of a per-device function; `operation` is its name in the log.
+/// The call of a per-device function; `operation` is its name in the log.
 EnumErrorCode callGroup(const char *operation, StoreOperation store, const char *message, const QString &deviceKey,
                         const QVariantList &ids)
 {

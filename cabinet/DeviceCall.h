@@ -17,8 +17,8 @@
 #include <type_traits>
 #include <utility>
 
-/// The one way in which cabinets, groups and sub-screens call a device: fetch the service, call one operation, convert its
-/// result to a result code, and log a failure. An operation of the library is one such row:
+/// Calls of a device by cabinets, groups and sub-screens: fetch the service, call one operation, convert its result to a
+/// result code, and log a failure. An operation of the library is one such row:
 ///
 ///     return callDevice(FailureLine{"setXBit timeout. device:%1", m_deviceKey},       // the message
 ///                       &Correctionop::setScreenXBit, m_deviceKey, wholeDevice,       // the call
@@ -54,10 +54,10 @@ void logMissingService();
 void logServiceException();
 } // namespace detail
 
-/// Runs `call` on the service. Returns false when `call` does, when the host has no such service, and when it throws
-/// anything but std::bad_alloc: no other exception leaves the library.
+/// Runs `call` on the service. Returns false when `call` returns false, when the host has no such service, and when `call`
+/// throws anything but std::bad_alloc: no other exception leaves the library.
 template <class Service, class Call>
-bool askService(Call call)
+bool callService(Call call)
 {
     try {
         if (Service *const service = Service::getInstance())
@@ -91,13 +91,13 @@ void limitReply(std::remove_reference_t<Argument> &argument, const QString &devi
 }
 } // namespace detail
 
-/// One call: 0 when the device answered true, else 5 after `onFailure()`.
+/// One call: enSuccess when the service returned true, else enTimeout after `onFailure()`.
 template <class OnFailure, class Service, class... Parameters, class... Arguments>
 EnumErrorCode callDevice(const OnFailure &onFailure, bool (Service::*operation)(Parameters...), Arguments &&...arguments)
 {
     const OperationScope scope;
     const bool answered =
-        askService<Service>([&](Service &service) { return (service.*operation)(std::forward<Arguments>(arguments)...); });
+        callService<Service>([&](Service &service) { return (service.*operation)(std::forward<Arguments>(arguments)...); });
     (detail::limitReply<Arguments>(arguments, detail::first(arguments...)), ...);
     if (answered)
         return enSuccess;
@@ -109,9 +109,9 @@ EnumErrorCode callDevice(const OnFailure &onFailure, bool (Service::*operation)(
 using StoreOperation = bool (Correctionop::*)(const QString &, const QVariantMap &, QVariantMap &);
 
 struct StoreRow {
-    int kind; ///< a number of EnumCoefficientType or EnumSaveType: they coincide
+    int kind; ///< EnumCoefficientType or EnumSaveType, whose numbers are the same
     StoreOperation operation;
-    const char *message; ///< `%1` is the subject of the failure
+    const char *message; ///< with `%1` for the subject, as in FailureLine
 };
 
 /// Sends {"cids": ids} with the operation of the row of `kind`; `enNotSupported` without a call when there is none.

@@ -33,7 +33,7 @@ bool visitContainer(const QVariant &value, Visit visit)
     }
 }
 
-/// Takes the container out of `value`, calls `change` with it and puts it back: held once, it changes in place.
+/// Takes the container out of `value`, calls `change` with it and puts it back: with a single reference it does not detach.
 template <class Change>
 void changeContainer(QVariant &value, Change change)
 {
@@ -62,7 +62,7 @@ bool isDeeper(const Container &container, int levels)
     return false;
 }
 
-/// Moves what is nested deeper than `levels` to `taken`.
+/// Moves containers nested deeper than `levels` to `taken`.
 template <class Container>
 void takeDeeper(Container &container, int levels, std::vector<QVariant> &taken)
 {
@@ -76,7 +76,7 @@ void takeDeeper(Container &container, int levels, std::vector<QVariant> &taken)
     }
 }
 
-/// Destroys level by level, with the stack of one.
+/// Destroys level by level, so that the stack does not grow with the nesting.
 void destroy(std::vector<QVariant> taken)
 {
     while (!taken.empty()) {
@@ -129,7 +129,7 @@ bool fits(const QVariant &value, qint64 &left)
     }
 }
 
-/// Whether a container has at most `left` characters; takes them off.
+/// Whether a container has at most `left` characters; subtracts them from `left`.
 template <class Container>
 bool fits(const Container &container, qint64 &left)
 {
@@ -154,7 +154,7 @@ QString shortened(const QString &text, qint64 &left)
     return text.left(length);
 }
 
-/// Other values than texts are left out where they do not fit.
+/// Strings are cut; other values that do not fit are left out.
 QVariant shortened(const QVariant &value, qint64 &left)
 {
     QVariant part;
@@ -165,7 +165,7 @@ QVariant shortened(const QVariant &value, qint64 &left)
     return fits(value, left) ? value : QVariant();
 }
 
-/// The first `left` characters of a container; takes its length off.
+/// The first `left` characters of a container; subtracts their count from `left`.
 template <class Container>
 Container shortened(const Container &container, qint64 &left)
 {

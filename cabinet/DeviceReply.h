@@ -5,10 +5,10 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
-/// Bounds on replies, which a device may make as large as it likes. No reply that a device makes on purpose reaches them.
+/// Limits for replies, whose size is up to the device. No reply of a working device reaches them.
 namespace Correction {
 
-/// Maps and lists inside one another. To copy, print or destroy them takes stack for each level.
+/// Nesting levels of maps and lists. Copying, printing and destroying them takes stack for each level.
 constexpr int maxReplyDepth = 100;
 
 /// Characters of a reply in a log line, counting its keys and strings, and `loggedValueLength` for every other value.

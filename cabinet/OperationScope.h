@@ -23,12 +23,12 @@ private:
     static int &depth();
 };
 
-/// Owns what this thread removed inside an operation, until it removes something outside of one.
+/// Owns the objects that this thread removed inside an operation, until it removes one outside of any operation.
 template <class Pointer>
 class RemovedObjects
 {
 public:
-    /// Call before `add`, with the number of objects to come.
+    /// Call before `add`, with the number of objects to add.
     void expect(int count)
     {
         if (OperationScope::isInside()) {

@@ -15,7 +15,7 @@
 
 // Highway compiles this file once for every instruction set, each time into another HWY_NAMESPACE, and picks the best one at
 // run time. What must be compiled once only is below HWY_ONCE.
-#define HWY_WANT_AVX3_DL // the newest of them, which is left out unless asked for
+#define HWY_WANT_AVX3_DL // the newest set, which Highway leaves out by default
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "model/Codec.cpp"
 #include <hwy/foreach_target.h> // before highway.h
@@ -65,8 +65,8 @@ HWY_INLINE V8 inEveryBlock(const uint8_t (&numbers)[16])
     return hn::LoadDup128(d8, numbers);
 }
 
-/// Where the 32-bit lanes of a vector come from, when contiguous data is spread over the first three of each block, or
-/// gathered from them.
+/// Source indexes of the 32-bit lanes, for spreading contiguous data over the first three lanes of each block and for
+/// gathering it from them.
 enum class Move { Spread, Gather };
 
 HWY_INLINE auto lanesOf(Move move)
@@ -83,7 +83,7 @@ HWY_INLINE auto lanesOf(Move move)
 template <class Indices>
 HWY_INLINE V8 moved(V8 bytes, Indices lanes)
 {
-    if constexpr (hn::MaxLanes(d8) == 16) // a single block: all is in its place
+    if constexpr (hn::MaxLanes(d8) == 16) // a single block needs no permutation
         return bytes;
     else
         return hn::BitCast(d8, hn::TableLookupLanes(hn::BitCast(d32, bytes), lanes));
@@ -109,7 +109,7 @@ qint64 encodeVectors(const uchar *bytes, qint64 size, char16_t *out)
     const auto spread = lanesOf(Move::Spread);
     const auto characters = qint64(hn::Lanes(d8));
     qint64 done = 0;
-    for (; size - done >= characters; done += characters / 4 * 3, out += characters) { // a load takes in more than it needs
+    for (; size - done >= characters; done += characters / 4 * 3, out += characters) { // a load reads more than it uses
         // Of three bytes a b c, in the order b a c b, two products move the four times six bits into a byte each.
         const auto in = hn::TableLookupBytes(moved(hn::LoadU(d8, bytes + done), spread), inEveryBlock(triples));
         const auto even = hn::BitCast(d16, hn::And(hn::BitCast(d32, in), hn::Set(d32, 0x0fc0fc00)));
@@ -145,7 +145,7 @@ qint64 decodeVectors(const char16_t *text, qint64 length, uchar *out)
     auto units = hn::Zero(d16);
     auto foreign = hn::Zero(d8);
     qint64 done = 0;
-    for (; (length - done) / 4 * 3 >= characters; done += characters, out += characters / 4 * 3) { // stores more than it has
+    for (; (length - done) / 4 * 3 >= characters; done += characters, out += characters / 4 * 3) { // stores more than needed
         const auto *const from = reinterpret_cast<const uint16_t *>(text + done);
         const auto first = hn::LoadU(d16, from);
         const auto second = hn::LoadU(d16, from + characters / 2);
@@ -329,13 +329,13 @@ qint64 base64Length(qint64 bytes)
     return (bytes + 2) / 3 * 4;
 }
 
-/// The bytes of values in the order in which they travel, for machines that keep them in another one.
+/// The bytes of values in transfer order (low byte first), for machines with another byte order.
 struct LowByteFirst {
     const ushort *values;
     uchar operator[](qint64 i) const { return uchar(values[i / 2] >> i % 2 * 8); }
 };
 
-/// `size` bytes, read three at a time in the order in which they travel.
+/// `size` bytes, read three at a time in transfer order (low byte first).
 template <class Bytes>
 QString encodeBytes(Bytes bytes, qint64 size)
 {
@@ -436,7 +436,8 @@ bool fitsBase64(qint64 bytes)
 bool tryEncode(ICoefficient &grid, QString &text)
 {
     text = grid.toBase64();
-    // Of the library's grids a null string means values that do not fit; a host's grid may have another reason for one.
+    // From the library's grids a null string means that the values do not fit; a host's grid may return one for another
+    // reason.
     return !text.isNull()
            || !(dynamic_cast<Coefficient *>(&grid) || dynamic_cast<LowGrayCoefficient *>(&grid)
                 || dynamic_cast<MultilayerCoefficient *>(&grid));
@@ -455,7 +456,7 @@ QVector<unsigned short> decodeValues(const QString &text)
     const int size = decodedSize(length);
     QVector<unsigned short> values = Grid::unfilled((size + 1) / 2, QVector<unsigned short>());
     if (decodeClean(text, length, values.data())) {
-        values.resize(size / 2); // without an odd byte
+        values.resize(size / 2); // drops an odd byte
     } else {
         const QByteArray bytes = QByteArray::fromBase64(text.toUtf8());
         values = Grid::unfilled(bytes.size() / 2, values);

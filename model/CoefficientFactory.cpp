@@ -8,7 +8,7 @@
 namespace Correction {
 namespace {
 
-/// Null, not an invalid grid, for a size that cannot be held.
+/// Null, not an invalid grid, for a size that does not fit into a container.
 template <class Grid, class Values>
 ICoefficient *make(int pixelRow, int pixelCol, int pixelLength)
 {

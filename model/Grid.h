@@ -16,11 +16,11 @@
 #include <limits>
 #include <type_traits>
 
-/// What the three kinds of grids have in common. `Values` is QVector<unsigned short> or QByteArray.
+/// Shared code of the three kinds of grids. `Values` is QVector<unsigned short> or QByteArray.
 namespace Correction {
 namespace Grid {
 
-/// How the three logging operations of a kind are called in log lines.
+/// The names of a kind's three logging operations in log lines.
 struct Names {
     const char *setCoefficient;
     const char *setPartCoefficient;
@@ -45,7 +45,7 @@ inline int valueCount(const Shape &shape, qint64 bytesPerValue)
     const qint64 pixels = qint64(shape.columns) * shape.rows;
     if (pixels == 0 || shape.length == 0)
         return 0;
-    if (pixels > limit || pixels * shape.length > limit) // the product of two 31-bit numbers overflows nothing
+    if (pixels > limit || pixels * shape.length > limit) // the product of two 31-bit numbers does not overflow
         return -1;
     return static_cast<int>(pixels * shape.length);
 }
@@ -62,14 +62,14 @@ bool isValid(const Shape &shape, const Values &values)
     return valueCount<Values>(shape) == values.size();
 }
 
-/// The values of a fresh grid: zeros, or none for a shape that cannot be held.
+/// The values of a new grid: zeros, or none for a shape that does not fit into a container.
 template <class Values>
 Values zeros(const Shape &shape)
 {
     return Values(std::max(valueCount<Values>(shape), 0), 0);
 }
 
-/// A container of `count` values that are about to be overwritten: filling them first would cost as much as a cut itself.
+/// A container of `count` uninitialized values, for a caller that overwrites them all: filling costs as much as a cut.
 inline QVector<unsigned short> unfilled(int count, const QVector<unsigned short> &)
 {
     using Storage = QTypedArrayData<unsigned short>;
@@ -91,8 +91,8 @@ inline const QVector<unsigned short> &owned(const QVector<unsigned short> &value
     return values;
 }
 
-/// A byte array made by QByteArray::fromRawData() refers to memory that its maker may free, and so do its copies. It has no
-/// capacity of its own.
+/// A byte array made by QByteArray::fromRawData(), and its copies, refer to memory that the host may free. Such an array has
+/// a capacity of 0.
 inline QByteArray owned(QByteArray values)
 {
     if (values.capacity() == 0 && !values.isEmpty())
@@ -113,7 +113,7 @@ EnumErrorCode assign(const Names &names, const Shape &shape, Values &values, con
     return enSuccess;
 }
 
-/// A part rectangle as numbers, with the log items that every message about it ends in.
+/// A part rectangle as numbers, with the log items at the end of every message about it.
 struct Block {
     int x;
     int y;
@@ -149,7 +149,7 @@ bool forEachRow(const Shape &shape, const Block &block, qint64 gridValues, qint6
     const qint64 gridPixels = (gridValues + length - 1) / length;
     const qint64 first = block.x + block.y * columns;
 
-    // The rows whose pixels [first + i * columns, ... + w) meet [0, gridPixels) ...
+    // The rows whose pixels [first + i * columns, ... + w) overlap [0, gridPixels) ...
     const auto floorDivide = [](qint64 a, qint64 b) { return a / b - (a % b != 0 && (a < 0) != (b < 0) ? 1 : 0); };
     qint64 begin = 0;
     qint64 end = block.h;
@@ -162,7 +162,7 @@ bool forEachRow(const Shape &shape, const Block &block, qint64 gridValues, qint6
     } else if (first + block.w <= 0 || first >= gridPixels) {
         end = 0;
     }
-    // ... and whose place in the buffer begins inside it.
+    // ... and that begin inside the buffer.
     const qint64 rowLength = block.w * length;
     end = std::min(end, (bufferValues + rowLength - 1) / rowLength);
 
@@ -216,7 +216,7 @@ EnumErrorCode paste(const Names &names, const Shape &shape, bool valid, Values &
     const Value *const from = source.constData();
     const bool whole =
         forEachRow(shape, block, values.size(), source.size(), [&](qint64 inGrid, qint64 inBlock, qint64 count) {
-            Value *const to = values.data(); // here, so that only a row detaches
+            Value *const to = values.data(); // detaches only when there is a row to copy
             std::memmove(to + inGrid, from + inBlock, size_t(count) * sizeof(Value));
         });
     if (!whole && lcCorrection().isWarningEnabled())
@@ -244,7 +244,7 @@ bool cut(const Names &names, const Shape &shape, const Values &values, const QRe
         block.log(qDebug(lcCorrection) << names.tryGetPart, shape);
 
     using Value = typename Values::value_type;
-    // Only a block that is inside the grid as a whole is overwritten as a whole.
+    // Only a block that is wholly inside the grid overwrites all values of `part`.
     const bool covered = isValid(shape, values) && block.x >= 0 && block.y >= 0;
     part = covered ? unfilled(valueCount<Values>(partShape), values) : zeros<Values>(partShape);
     Value *const to = part.data();

@@ -9,10 +9,10 @@ namespace Correction {
 /// The operations that the three exported grids share; each befriends this class. `Kind` describes a grid:
 ///
 ///     using Class = Coefficient;                // the exported class
-///     using Interface = IChromaCoefficient;     // where the values of another grid of this kind come from
+///     using Interface = IChromaCoefficient;     // through which another grid of this kind is read
 ///     using Values = QVector<unsigned short>;   // or QByteArray
 ///     static constexpr EnumCoefficientType type;
-///     static constexpr int pixelLength;         // of a grid whose constructor gets no other one
+///     static constexpr int pixelLength;         // the constructor's default
 ///     static constexpr Grid::Names names;
 template <class Kind>
 class GridOperations
@@ -53,7 +53,7 @@ public:
         if (!sameKind)
             return enArgumentMismatch;
         Values values = sameKind->getCoefficient();
-        return grid.setPartCoefficient(rect, values); // a host's class may have a paste of its own
+        return grid.setPartCoefficient(rect, values); // virtual: a host's class may override it
     }
 
     static ICoefficient *cut(const Class &grid, const QRect &rect)

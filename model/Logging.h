@@ -21,8 +21,8 @@ inline QString toText(int number)
 void logFailureText(const QString &text);
 } // namespace detail
 
-/// Writes one critical line: `message` with all its placeholders filled at once, so that a device key that holds "%2" stays
-/// what it is. Nothing is formatted while the level is off.
+/// Writes one critical line: `message` with all its placeholders filled at once, so that "%2" in a device key is not
+/// replaced. Nothing is formatted while the level is off.
 template <class... Values>
 void logFailure(const char *message, const Values &...values)
 {

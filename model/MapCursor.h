@@ -5,9 +5,8 @@
 
 namespace Correction {
 
-/// Looks one key of a map up after another. The next key usually follows the last one directly, among the fields of a reply
-/// as among the cabinets of a wall: one comparison replaces the search. Other keys are searched for. The map must not change
-/// while the cursor is used.
+/// Looks up many keys of a map. The next key usually follows the last one directly, both among the fields of a reply and
+/// among the cabinets of a wall: then one comparison replaces the search. The map must not change while the cursor is used.
 template <class Value>
 class MapCursor
 {
@@ -30,8 +29,8 @@ private:
     typename QMap<QString, Value>::const_iterator m_next;
 };
 
-/// Fills a map with keys that mostly come in order: each goes behind the last one if it belongs there, and where it belongs
-/// otherwise. Nobody else changes the map meanwhile.
+/// Inserts keys that are mostly in order: a key that follows the last one is inserted without a search. The map must not
+/// change otherwise while this is used.
 template <class Value>
 class MapFiller
 {

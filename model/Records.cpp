@@ -41,7 +41,7 @@ public:
     Copies(const Copies &) = delete;
     Copies &operator=(const Copies &) = delete;
 
-    /// Hands the copies over and takes the old records to be deleted.
+    /// Swaps the copies into the record; the old ones are deleted with this object.
     void exchange(QList<Record *> &records) noexcept { m_copies.swap(records); }
 
 private:
@@ -69,7 +69,7 @@ CabinetInfo &CabinetInfo::operator=(const CabinetInfo &other)
 {
     if (this == &other)
         return *this;
-    // Everything that takes memory comes first: when it runs out, this record is still whole.
+    // All allocations come first: when memory runs out, this record is unchanged.
     Copies<ModuleInfo> modules(other.moduleList);
     Copies<RvCardInfo> cards(other.rvCardList);
     id = other.id;

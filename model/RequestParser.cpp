@@ -74,9 +74,9 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
             return;
         auto zeros = Grid::zeros<QVector<unsigned short>>(shape);
         reset(zeros);
-    }; // released before the first paste, which would otherwise have to copy what the grid shares with it
-    // A class of the host's own is always given the zeros first. Else a first block as large as the grid makes them
-    // needless.
+    }; // released before the first paste, which would otherwise detach the values that the grid shares with it
+    // A host's own class always gets the zeros first. The library's classes do not need them when the first block is as
+    // large as the grid.
     if (typeid(target) != typeid(Coefficient))
         fillWithZeros();
 
@@ -98,7 +98,7 @@ EnumErrorCode RequestParser::toCabinetChromaCoefficient(QRect cabinetRect, QList
 
 EnumErrorCode RequestParser::toCabinetMultilayerCoefficient(QRect cabinetRect, QList<QVariant> &reply, ICoefficient &target)
 {
-    // Only the chroma kind is let through; callers rely on the refusal of the multilayer kind.
+    // Only the chroma kind is accepted; callers rely on the refusal of the multilayer kind.
     if (target.getType() != enCommonCoefficient)
         return enArgumentMismatch;
     auto *const grid = dynamic_cast<IMultilayerCoefficient *>(&target);

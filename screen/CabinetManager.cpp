@@ -11,7 +11,7 @@
 namespace Correction {
 namespace {
 
-/// Cabinets have no virtual destructor, and their descriptions outlive them (see the header): only the storage goes.
+/// Cabinets have no virtual destructor, and their descriptions outlive them (see the header): only the storage is freed.
 struct StorageDeleter {
     void operator()(ICabinet *cabinet) const noexcept { ::operator delete(dynamic_cast<void *>(cabinet)); }
 };

@@ -8,7 +8,7 @@
 
 #include <optional>
 
-/// Test-pattern arithmetic: 32-bit, defined for every number.
+/// Test-pattern arithmetic: 32-bit, without undefined behaviour for any number.
 namespace Correction {
 namespace Drawing {
 

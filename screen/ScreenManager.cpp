@@ -38,8 +38,8 @@ std::vector<std::unique_ptr<CabinetInfo>> &refreshRecords()
     return *records;
 }
 
-/// Counts the calls of the manager in progress on this thread: a service call may run the event loop, and a host may refresh
-/// from there, but not release the manager.
+/// The number of the manager's calls in progress on this thread: a service call may run the event loop, and a host may
+/// refresh from there, but not release the manager.
 class ManagerScope
 {
 public:
@@ -57,12 +57,12 @@ private:
 
 thread_local int ManagerScope::depth = 0;
 
-/// Releases a cabinet that did not get into the registry the way the registry would: without its record.
+/// Releases a cabinet that could not be registered. Like the registry it does not delete the cabinet's record.
 struct StorageDeleter {
     void operator()(CabinetV4 *cabinet) const noexcept { ::operator delete(static_cast<void *>(cabinet)); }
 };
 
-/// The fields of a map of a reply. Asked for in the order of their keys they are found soonest.
+/// The fields of a map of a reply. Lookups in key order are fastest.
 using Fields = MapCursor<QVariant>;
 
 QString textOf(Fields &fields, const QString &key)
@@ -113,17 +113,17 @@ std::unique_ptr<Record> partOf(const QVariantMap &reply)
 template <class Record>
 void appendOwned(QList<Record *> &list, std::unique_ptr<Record> record)
 {
-    list.append(nullptr); // may run out of memory, which the next line cannot
+    list.append(nullptr); // allocates, so that the next line does not
     list.last() = record.release();
 }
 
-/// Cabinet and output id, as a cabinet is known to the layout and to the cabinet list.
+/// Cabinet and output id: the key that layout and cabinet list share.
 QString placementKey(const QString &cabinetId, const QString &outputId)
 {
     return cabinetId % QLatin1Char('-') % outputId;
 }
 
-/// False when another cabinet has the id already, which keeps it.
+/// False when the id is taken; the registered cabinet stays.
 bool registerCabinet(CabinetInfo *record)
 {
     std::unique_ptr<CabinetV4, StorageDeleter> cabinet(new CabinetV4(record));
@@ -145,7 +145,7 @@ void warnOfSharedId(const QString &id, const QString &deviceKey)
     }
 }
 
-/// One refresh: what its devices have in common.
+/// The shared data of one refresh.
 struct Refresh {
     QMap<QString, QString> placements; ///< placement key -> cabinet id
     QMap<QString, CabinetInfo *> records;
@@ -220,27 +220,27 @@ void ScreenManager::releaseInstance()
 void ScreenManager::init()
 {
     const ManagerScope scope;
-    askService<HttpProxy>([this](HttpProxy &proxy) {
-        // A call of its own: when it throws, the notifications are relayed all the same.
-        askService<HttpProxy>([](HttpProxy &service) {
+    callService<HttpProxy>([this](HttpProxy &proxy) {
+        // A separate call: when it throws, the notifications are still relayed.
+        callService<HttpProxy>([](HttpProxy &service) {
             service.initialize(true);
             return true;
         });
         return bool(connect(&proxy, &HttpProxy::deviceChanged, this, &ScreenManager::signal_screenChanged));
     });
-    askService<ScreenInfo>([this](ScreenInfo &screenInfo) {
+    callService<ScreenInfo>([this](ScreenInfo &screenInfo) {
         return bool(
             connect(&screenInfo, &ScreenInfo::signal_screenNameChanged, this, &ScreenManager::signal_screenNameChanged));
     });
 }
 
-// Not through callDevice(): a look for deep nesting in the largest replies of all would slow every refresh down.
+// Not through callDevice(): its check for deep nesting would slow every refresh down on the largest replies.
 EnumErrorCode ScreenManager::refreshScreen()
 {
     const ManagerScope scope;
     qCDebug(lcCorrection) << "start getDeviceList";
     QList<HttpDeviceInfo> devices;
-    askService<HttpProxy>([&devices](HttpProxy &proxy) {
+    callService<HttpProxy>([&devices](HttpProxy &proxy) {
         devices = proxy.getDeviceList();
         return true;
     });
@@ -254,26 +254,27 @@ EnumErrorCode ScreenManager::refreshScreen()
     qCDebug(lcCorrection) << "start CabinetManager removeAllScreen";
     CabinetManager::getInstance()->removeCabinets();
     if (ManagerScope::isOutermost() && !OperationScope::isInside())
-        refreshRecords().clear(); // nobody refers to them any more
+        refreshRecords().clear(); // no registered cabinet refers to them any more
 
     Refresh refresh;
     for (const HttpDeviceInfo &device : qAsConst(devices)) {
         const QString &deviceKey = device.key;
         qCDebug(lcCorrection) << "start getScreens";
         QVariantMap hardware;
-        askService<HWInfo>([&](HWInfo &service) { return service.getHWInfo(deviceKey, hardware, true); });
+        callService<HWInfo>([&](HWInfo &service) { return service.getHWInfo(deviceKey, hardware, true); });
 
         QVariantMap screenReply;
-        if (!askService<ScreenInfo>([&](ScreenInfo &service) { return service.getScreens(deviceKey, screenReply, true); })) {
+        if (!callService<ScreenInfo>(
+                [&](ScreenInfo &service) { return service.getScreens(deviceKey, screenReply, true); })) {
             qCCritical(lcCorrection) << "getScreens error" << deviceKey;
             continue;
         }
 
         QVariantList cabinets;
-        const auto askCabinets = [&](CabinetInfoOperator &service) {
+        const auto queryCabinets = [&](CabinetInfoOperator &service) {
             return service.getAllCabinetsInfo(deviceKey, cabinets, true);
         };
-        if (!askService<CabinetInfoOperator>(askCabinets)) {
+        if (!callService<CabinetInfoOperator>(queryCabinets)) {
             qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey;
             continue;
         }
@@ -334,8 +335,8 @@ EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceK
                                                           QMap<QString, CabinetInfo *> &cabinetInfos)
 {
     QVariantList reply;
-    const auto askFlags = [&](CabinetInfoOperator &service) { return service.getCabAllFlags(deviceKey, reply); };
-    if (!askService<CabinetInfoOperator>(askFlags)) {
+    const auto queryFlags = [&](CabinetInfoOperator &service) { return service.getCabAllFlags(deviceKey, reply); };
+    if (!callService<CabinetInfoOperator>(queryFlags)) {
         qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey;
         return enInvalidParameter;
     }

@@ -13,7 +13,7 @@
 namespace Correction {
 namespace {
 
-/// Devices may report any rectangle: what no grid can hold counts as the largest int, so that a sum over cabinets does not
+/// Devices may report any rectangle: a count above the largest int is limited to it, so that a sum over cabinets does not
 /// overflow.
 qint64 pixelsOf(const QRect &rect)
 {
@@ -21,7 +21,7 @@ qint64 pixelsOf(const QRect &rect)
     return std::min<qint64>(std::max<qint64>(pixels, 0), std::numeric_limits<int>::max());
 }
 
-/// Reads a whole cabinet and pastes what it has in common with `rect`.
+/// Reads a whole cabinet and pastes its intersection with `rect`.
 EnumErrorCode readCabinet(const CabinetInfo &info, const QRect &rect, ICoefficient &coefficient)
 {
     ICabinet *const cabinet = CabinetManager::getInstance()->tryGetCabinet(info.id);

@@ -20,12 +20,12 @@ using SubScreens = QMap<QString, ISubScreen *>;
 
 thread_local RemovedObjects<std::unique_ptr<ISubScreen>> removed;
 
-/// Saving, applying and filling share their text.
+/// Saving, applying and filling share this message.
 constexpr const char *saveFailure = "Failed to save subscreen parameter. SubScreen key: %1 code: %2 save type: %3";
 
 // Operations visit a shallow copy of the screen's map, which the host may change meanwhile.
 
-/// Setters: one operation on every sub-screen, in key order, until one fails; `onFailure(key, code)` then says so.
+/// Setters: one operation on every sub-screen, in key order, until one fails; then calls `onFailure(key, code)`.
 template <class Operation, class OnFailure>
 EnumErrorCode fanOut(const SubScreens subScreens, Operation operation, OnFailure onFailure,
                      const char *emptyMessage = emptySubScreen)
@@ -60,9 +60,10 @@ struct CodeAndValueLine {
     void operator()(const QString &key, EnumErrorCode code) const { logFailure(message, key, code, value); }
 };
 
-/// Getters: the first sub-screen that answers 0. Without one, the last code goes into `message` and 5 comes back.
+/// Getters: the first sub-screen that returns enSuccess. Without one, logs `message` with the last code and returns
+/// enTimeout.
 template <class Getter>
-EnumErrorCode firstAnswer(const SubScreens subScreens, const char *message, Getter getter)
+EnumErrorCode firstSuccess(const SubScreens subScreens, const char *message, Getter getter)
 {
     const OperationScope scope;
     EnumErrorCode code = enTimeout;
@@ -86,7 +87,7 @@ bool divides(int divisor, int length, int rest)
 
 } // namespace
 
-// The interface's vtable lives here.
+// The interface's vtable is emitted here.
 IScreen::IScreen() = default;
 IScreen::~IScreen() = default;
 
@@ -334,8 +335,8 @@ EnumErrorCode ScreenV4::setEffectMode(EnumEffectMode mode)
 
 EnumErrorCode ScreenV4::tryGetEffectMode(EnumEffectMode &mode)
 {
-    return firstAnswer(m_subScreens, "Failed to get effect mode. code:%2",
-                       [&](ISubScreen &subScreen) { return subScreen.tryGetEffectMode(mode); });
+    return firstSuccess(m_subScreens, "Failed to get effect mode. code:%2",
+                        [&](ISubScreen &subScreen) { return subScreen.tryGetEffectMode(mode); });
 }
 
 EnumErrorCode ScreenV4::setBrightness(int brightness)
@@ -347,8 +348,8 @@ EnumErrorCode ScreenV4::setBrightness(int brightness)
 
 EnumErrorCode ScreenV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
 {
-    return firstAnswer(m_subScreens, "Failed to get gamma table. code:%2",
-                       [&](ISubScreen &subScreen) { return subScreen.getGammaTable(table); });
+    return firstSuccess(m_subScreens, "Failed to get gamma table. code:%2",
+                        [&](ISubScreen &subScreen) { return subScreen.getGammaTable(table); });
 }
 
 EnumErrorCode ScreenV4::setGammaTable(const QMap<EnumGammaType, QList<int>> &table)
@@ -374,8 +375,8 @@ EnumErrorCode ScreenV4::setMultilayerParameterV2(const MultilayerParamV2 &param)
 
 EnumErrorCode ScreenV4::getBrightnessRange(BrightnessRange &range)
 {
-    return firstAnswer(m_subScreens, "Failed to get brightness range. code:%2",
-                       [&](ISubScreen &subScreen) { return subScreen.getBrightnessRange(range); });
+    return firstSuccess(m_subScreens, "Failed to get brightness range. code:%2",
+                        [&](ISubScreen &subScreen) { return subScreen.getBrightnessRange(range); });
 }
 
 EnumErrorCode ScreenV4::getSubScreenNames(QMap<QString, QString> names)

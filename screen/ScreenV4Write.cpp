@@ -38,7 +38,7 @@ namespace {
 
 using SubScreens = QMap<QString, ISubScreen *>;
 
-/// A thread with a stack of 512 KiB has room for them.
+/// They fit into a stack of 512 KiB.
 constexpr int maxNestedTurns = 64;
 
 quint64 currentThread()
@@ -59,14 +59,14 @@ struct ScreenWrite {
     bool over = false;
     int codes = enSuccess; ///< bitwise OR
     bool rejected = false;
-    int rejectedIndex = -1; ///< of the sub-screen; the last one's where there are several
+    int rejectedIndex = -1; ///< of the last rejected sub-screen
     std::exception_ptr exhausted;
 
     int nestedTurns = 0;
-    QList<QtPromise::QPromiseResolve<void>> heldBack; ///< continue the turns that were one too many, first come first served
+    QList<QtPromise::QPromiseResolve<void>> heldBack; ///< continue the turns beyond the limit, in order
 };
 
-/// Ends the write however its function is left.
+/// RAII: marks the write as finished.
 class WriteScope
 {
 public:
@@ -83,7 +83,7 @@ private:
     ScreenWrite &m_write;
 };
 
-/// Counts a turn for as long as it is on the stack, and lets one continue that was held back.
+/// RAII: counts a turn while it is on the stack, then continues one that was held back.
 class Turn
 {
 public:

@@ -12,28 +12,28 @@
 
 namespace Correction {
 
-/// Looks one cabinet after another up in the registry. Both a sub-screen and the registry are in id order.
+/// Looks cabinets up in the registry. Both a sub-screen and the registry are in id order.
 class CabinetLookup
 {
 public:
     ICabinet *tryGetCabinet(const QString &id)
     {
         CabinetManager *const registry = CabinetManager::getInstance();
-        if (!registry->m_cabinets.isSharedWith(m_cabinets)) // somebody changed it meanwhile
+        if (!registry->m_cabinets.isSharedWith(m_cabinets)) // the registry has changed
             return registry->tryGetCabinet(id);
         ICabinet *const *const cabinet = m_cursor.find(id);
         return cabinet ? *cabinet : nullptr;
     }
 
 private:
-    const QMap<QString, ICabinet *> m_cabinets = CabinetManager::getInstance()->m_cabinets; // shared, so that places stay
+    const QMap<QString, ICabinet *> m_cabinets = CabinetManager::getInstance()->m_cabinets; // shallow: iterators stay valid
     MapCursor<ICabinet *> m_cursor{m_cabinets};
 };
 
 /// Visits a sub-screen's cabinets in id order (in a shallow copy of its map, which the
 /// host may change meanwhile):
-/// `visit(id, cabinet)` answers a code, and `done(code)` says whether it ends the walk with that code. An id that the
-/// registry does not hold ends it with 3. The last code otherwise, `initial` without cabinets.
+/// `visit(id, cabinet)` returns a code; when `done(code)` is true, the walk ends with that code. It ends with
+/// enInvalidParameter for an id that is not registered. Otherwise returns the last code, or `initial` without cabinets.
 template <class Visit, class Done>
 EnumErrorCode walkCabinets(const QMap<QString, QString> cabinets, const QString &deviceKey, EnumErrorCode initial,
                            Visit visit, Done done)

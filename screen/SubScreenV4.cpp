@@ -22,7 +22,7 @@ const QString gammaSelector = QStringLiteral("0");
 /// The application that a lock is held for, followed by the device key.
 const QLatin1String applicationId("Mirelo");
 
-/// The ids as numbers; one that is none becomes 0.
+/// The ids as numbers; one that is not a number becomes 0.
 QVariantList numericIds(const QMap<QString, QString> &cabinets)
 {
     QVariantList ids;
@@ -53,10 +53,10 @@ constexpr StoreRow clearRows[] = {
      "clearCabinetsLowgrayCoefficient timeout. device:%1"},
 };
 
-bool (ScreenInfo::*const askForCheckerboard)(const QString &, const QVariantMap &, QVariantMap &,
-                                             QMap<QString, QString> &) = &ScreenInfo::setCheckerBoardImage;
+bool (ScreenInfo::*const queryCheckerboard)(const QString &, const QVariantMap &, QVariantMap &,
+                                            QMap<QString, QString> &) = &ScreenInfo::setCheckerBoardImage;
 
-/// Done at the first cabinet that answers.
+/// Ends a walk at the first cabinet that returns enSuccess.
 bool answered(EnumErrorCode code)
 {
     return code == enSuccess;
@@ -64,7 +64,7 @@ bool answered(EnumErrorCode code)
 
 } // namespace
 
-// The interface's vtable lives here.
+// The interface's vtable is emitted here.
 ISubScreen::ISubScreen() = default;
 ISubScreen::~ISubScreen() = default;
 
@@ -75,7 +75,7 @@ SubScreenV4::~SubScreenV4()
     try {
         qCDebug(lcCorrection) << "SubScreenV4";
     } catch (const std::bad_alloc &) {
-        // A line of the log is not worth the process.
+        // A log line that cannot be written must not end the process.
     }
 }
 
@@ -274,7 +274,7 @@ EnumErrorCode SubScreenV4::isCheckerboardlImage()
 {
     QVariantMap reply;
     QMap<QString, QString> responseHeader;
-    if (callDevice(Quietly(), askForCheckerboard, m_deviceKey, QVariantMap(), reply, responseHeader) != enSuccess) {
+    if (callDevice(Quietly(), queryCheckerboard, m_deviceKey, QVariantMap(), reply, responseHeader) != enSuccess) {
         qCCritical(lcCorrection) << "call isCheckerboardlImage() fail. timeout. device :" << m_deviceKey
                                  << " responseHeader: " << LoggedReply{responseHeader} << "result :" << LoggedReply{reply}
                                  << "\n";

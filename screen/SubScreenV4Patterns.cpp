@@ -1,5 +1,5 @@
-// Test patterns: the piece of a screen-wide pattern that falls on this sub-screen, in its own frame, with the phase of the
-// whole carried over.
+// Test patterns: the part of a screen-wide pattern on this sub-screen, in its own frame and with the phase of the whole
+// pattern.
 
 #include <Correction/SubScreenV4.h>
 

@@ -1,5 +1,5 @@
-// Coefficients by rectangle. Three frames meet here: a cabinet's own, the sub-screen's (the union of its cabinets), and the
-// request's. Reading fills the caller's grid in the sub-screen's frame, writing takes blocks out of it in the request's.
+// Coefficients by rectangle. Three frames are used here: a cabinet's own, the sub-screen's (the union of its cabinets), and
+// the request's. Reading fills the caller's grid in the sub-screen's frame, writing takes blocks out of it in the request's.
 
 #include <Correction/SubScreenV4.h>
 
@@ -53,7 +53,7 @@ CoefficientPtr gridFor(ICabinet &cabinet, EnumCoefficientType type, const QRect 
     return CoefficientPtr(CoefficientFactory::getCoefficient(type, rows, columns));
 }
 
-/// The block of a write that falls on one cabinet, or null with the critical line.
+/// The block of a write for one cabinet; null, with a critical line, on failure.
 CoefficientPtr cutBlock(ICoefficient &coefficient, const QRect &overlap, const QRect &rect, const QString &id,
                         const CabinetInfo &info)
 {
@@ -117,7 +117,7 @@ QtPromise::QPromise<EnumErrorCode> upload(const QString &deviceKey, const QVaria
             qDebug(lcCorrection).noquote() << QStringLiteral("setCoefficientsAsync thread id =%1").arg(thread);
         }
         std::optional<QtPromise::QPromise<EnumErrorCode>> result;
-        askService<Correctionop>([&](Correctionop &service) {
+        callService<Correctionop>([&](Correctionop &service) {
             result = follow(row, (service.*row.operation)(deviceKey, request));
             return true;
         });

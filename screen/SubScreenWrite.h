@@ -4,7 +4,7 @@
 
 namespace Correction {
 
-/// Writes to a sub-screen's device in one upload.
+/// Writes to a sub-screen's device with one upload.
 class SubScreenWrite
 {
 public:
