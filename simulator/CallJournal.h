@@ -32,7 +32,7 @@ public:
     /// `Correctionop::setScreenXBit("A", "255", {"mode": int 3, "xbitEnable": bool true})`. Replies are not part of a
     /// line.
     QStringList transcript(Form form = Full) const;
-    /// The lines of the calls that have a note, each followed by " -- " and the note. Empty when nothing was wrong.
+    /// The lines of the calls that have a note, each followed by " -- " and the note. Empty when no call has one.
     QStringList notes(Form form = Full) const;
     /// One call as a line of the transcript.
     static QString describe(const Call &call, Form form = Full);
@@ -48,14 +48,14 @@ public:
     QByteArray jsonLines() const;
     /// The same as a file, which is replaced as a whole or, on an error, left as it was.
     bool save(const QString &path, QString *error = nullptr) const;
-    /// Writes the calls that begin from here on to a file, which must be new or empty: each as soon as it is answered,
-    /// an upload when its promise is settled: lines are in the order of the answers, numbers in that of the beginnings. A
-    /// process that dies leaves every line that was written, the last one perhaps cut short.
+    /// Writes the calls that begin from here on to a file, which must be new or empty: each when it returns, an upload when
+    /// its promise settles. So lines are in the order of completion, numbers in the order in which calls began. A process
+    /// that is killed leaves every line that was written; the last one may be incomplete.
     ///
     /// A null path, another file or VirtualWall::reset() ends a recording: uploads that are pending then are written as
     /// such. The journal's limit and clear() do not affect it.
     ///
-    /// False when the new file cannot be written (then a recording that runs goes on), or when lines of the recording
+    /// False when the new file cannot be written (then a running recording continues), or when lines of the recording
     /// that ends are missing, for instance because the disk was full; calls without a line have the note "not recorded".
     bool recordTo(const QString &path, QString *error = nullptr);
     /// The calls of a journal's file in the order of their numbers. When something is wrong, `error` names the file, the

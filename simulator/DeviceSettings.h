@@ -10,7 +10,7 @@
 namespace Simulator {
 
 /// The settings of a whole device. A new one needs a member and a row in fields(): the wall's behaviour, `state.json` and
-/// the tests follow from those.
+/// the tests are derived from fields().
 struct DeviceSettings {
     int brightness = 0;
     int effectMode = 0;

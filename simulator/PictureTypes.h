@@ -2,7 +2,7 @@
 
 namespace Simulator {
 
-/// The light in which a picture shows a test image.
+/// Whether a picture of a test image includes gamma and brightness.
 enum class Light {
     Nominal, ///< The colours of the requests.
     /// The colours after gamma and then brightness, each cabinet by its own.

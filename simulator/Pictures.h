@@ -24,24 +24,22 @@ class SIMULATOR_API Pictures
 {
 public:
     /// The cabinets in their device's colour, each with its id and its output; inside them receiving cards (framed) and
-    /// modules (tiles), with their ids. What would be too small to tell apart or to read is left out. The legend names
+    /// modules (tiles), with their ids. What would be too small to see or read is left out. The legend names
     /// the screen and its devices.
     QImage layout(const QString &screenId, int maxWidth = 0) const;
     /// Heat map of the working values at index `channel` (0 to 8; for multilayer the byte's index) of every pixel. Its
-    /// colours run from the range's least value to its greatest; values beyond have the colour of the nearest end. An
-    /// empty range stands for that of the values themselves. A picture pixel that covers several pixels shows their
-    /// mean. The legend names the value, of how many pixels, and the colour scale; it takes the nine chroma values for
-    /// the rows of a 3 x 3 matrix from input to output colours. Null for a channel that the pixels of one of the devices
-    /// do not have.
+    /// colours run from the range's least value to its greatest; values beyond have the colour of the nearest end. An empty
+    /// range: that of the values. A picture pixel that covers several pixels shows their mean. The legend names the value,
+    /// of how many pixels, and the colour scale; it takes the nine chroma values for the rows of a 3 x 3 matrix from input
+    /// to output colours. Null for a channel that the pixels of one of the devices do not have.
     QImage coefficients(const QString &screenId, int channel, Kind kind = Kind::Chroma,
                         const ValueRange &range = ValueRange(), int maxWidth = 0) const;
     /// The least and greatest of these values, so that two pictures can share one scale. Empty where the picture would be
     /// null.
     ValueRange coefficientRange(const QString &screenId, int channel, Kind kind = Kind::Chroma) const;
-    /// What the screen shows: every device draws from the request that it received, and nothing else, onto its
-    /// cabinets. No legend.
-    /// - Pixels: black; inside "regionrect" (frame: Device::rect()) blocks of the size of "singlerect" in "color". The
-    ///   first lies at singlerect's x and y within the region; they repeat to the right and downwards every width *
+    /// What the screen shows: every device draws its cabinets from the request that it received only. No legend.
+    /// - Pixels: black; inside "regionrect" (frame: Device::rect()) blocks of the size of "singlerect" in "color". The first
+    /// is at singlerect's x and y within the region; they repeat to the right and downwards every width *
     ///   (intervalX + 1) and height * (intervalY + 1) pixels.
     /// - Checkers: black; inside "regionRect" squares. The first column is firstSquareW wide, the last, at the right end,
     ///   lastSquareColumnW; those between them squareW, as many as it takes, the last of these cut where they do not come

@@ -25,15 +25,16 @@ public:
     ///
     /// A promise is settled as soon as the host has made every call that began, in the recording, before it was settled.
     /// One that was pending at the end of the recording stays pending until VirtualWall::unplug() or removeDevice() of its
-    /// device, which reject it, whether the wall has such a device or not. A host that waits for a promise and does not make
-    /// the next recorded call gets it all the same after a while (setPatience()).
+    /// device, which reject it, whether the wall has such a device or not. When a host waits for a promise instead of making
+    /// the next recorded call, the promise settles after a time limit (setPatience()).
     ///
     /// Signals are not part of a recording. VirtualWall::reset() ends the replay, another start() restarts it.
     void start(const QList<Call> &calls);
-    /// Of a file. False, and nothing changed, when CallJournal::read() finds something wrong with it.
+    /// Replays a file. False, and nothing changed, when CallJournal::read() reports an error.
     bool start(const QString &path, QString *error = nullptr);
     ReplayReport report() const;
-    /// How long a promise waits for the next recorded call beyond that call's recorded time; 5000 by default.
+    /// How long a promise waits for the next recorded call beyond that call's recorded time, in milliseconds; 5000 by
+    /// default.
     void setPatience(int milliseconds);
 
 private:

@@ -17,8 +17,8 @@ namespace Simulator {
 struct ScriptData;
 
 /// What happens when a certain operation is called, made by Scripts::on(). A script with an answer replaces the
-/// wall's own behaviour: the call is recorded, but nothing changes on the wall. Of several answers the last one given
-/// counts. Every function may be called from any thread; a call sees the script as it is at that moment.
+/// wall's own behaviour: the call is recorded, but nothing changes on the wall. Of several answers the last one set is used.
+/// Every function may be called from any thread; a call sees the script as it is at that moment.
 class SIMULATOR_API Script
 {
 public:
@@ -26,22 +26,22 @@ public:
     Script(const Script &) = delete;
     Script &operator=(const Script &) = delete;
 
-    /// Serves only `count` calls; after that older scripts, or the wall, answer again. Default: no limit.
+    /// Serves only `count` calls; later ones go to older scripts or the wall. Default: no limit.
     Script &times(int count);
-    /// Leaves the first `count` calls that match to older scripts or the wall. All matching calls since on() count,
-    /// also those that others answered.
+    /// Leaves the first `count` matching calls to older scripts or the wall. All matching calls since on() count, also those
+    /// that other scripts or the wall served.
     Script &after(int count);
 
-    /// The operation answers false with an empty reply; an upload's promise is fulfilled with false; discovery lists
-    /// nothing.
+    /// The operation returns false with an empty reply; an upload's promise is fulfilled with false; discovery lists no
+    /// device.
     Script &answerFalse();
-    /// The operation answers true with exactly this reply (a map or a list, as the operation has it). Discovery lists
+    /// The operation returns true with exactly this reply (a map or a list, as the operation has it). Discovery lists
     /// the devices of a list of maps with "key" and "label".
     Script &answer(const QVariant &reply);
-    /// The operation answers false but fills the reply all the same.
+    /// The operation returns false and fills the reply nevertheless.
     Script &answerFalseWith(const QVariant &reply);
     /// Response headers for the operation that has them, together with any answer or instead of the wall's own headers.
-    /// Without them answer() comes with the headers of a success and answerFalse() with none.
+    /// Without them answer() sets the headers of a success and answerFalse() sets none.
     Script &responseHeader(const QMap<QString, QString> &headers);
 
     /// An upload's promise stays pending until Uploads::settle() or reject(). Only for the uploads with a
@@ -56,11 +56,12 @@ public:
     /// The operation itself throws.
     Script &throwException(std::exception_ptr error);
 
-    /// Called when the operation is called, before it is answered, on the caller's thread, with the call as far as it
-    /// is known. The hook may use the wall freely, also the service. Without an answer the wall acts as usual
-    /// afterwards.
+    /// Called on the caller's thread when the operation is called, before its result is made; the call's result fields are
+    /// not set yet. The hook may call any function of the wall and of the service. If the script has no answer, the wall
+    /// then acts as usual.
     Script &run(std::function<void(const Call &)> hook);
-    /// Called with the reply that is about to be given (also the wall's own), for changing it. Only after true.
+    /// Called with the reply before it is returned (also the wall's own), for changing it. Only when the operation returns
+    /// true.
     Script &editReply(std::function<void(QVariant &)> hook);
 
 private:

@@ -29,7 +29,7 @@ public:
     QByteArray multilayer(const QString &deviceKey, const QString &cabinetId, Store store = Store::Working) const;
     /// A plane of any kind as raw bytes, 16-bit values low byte first.
     QByteArray plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store = Store::Working) const;
-    /// Replaces a plane, past journal and scripts. False unless the number of values fits the cabinet.
+    /// Replaces a plane, without journal entry and scripts. False unless the number of values fits the cabinet.
     bool setPlane(const QString &deviceKey, const QString &cabinetId, Kind kind, const QByteArray &bytes,
                   Store store = Store::Working);
     bool setChroma(const QString &deviceKey, const QString &cabinetId, const QVector<quint16> &values,
@@ -54,9 +54,9 @@ public:
     QString lockOwner(const QString &deviceKey) const;
     Pattern pattern(const QString &deviceKey) const;
 
-    /// The "param" map that the cabinet got last, or empty.
+    /// The last "param" map that was sent to the cabinet, or empty.
     QMap<QString, QVariant> multilayerParameter(const QString &deviceKey, const QString &cabinetId) const;
-    /// The "multilayerParams" list that the cabinet got last, or empty.
+    /// The last "multilayerParams" list that was sent to the cabinet, or empty.
     QList<QVariant> multilayerParameters(const QString &deviceKey, const QString &cabinetId) const;
     QByteArray configFile(const QString &deviceKey, const QString &cabinetId) const;
     bool setConfigFile(const QString &deviceKey, const QString &cabinetId, const QByteArray &bytes);
@@ -71,8 +71,8 @@ public:
     /// Splits loaded coefficients into bands of this many rows, the last one lower if need be. 0, the default: one
     /// block.
     void setReplyBlockHeight(int rows);
-    /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty
-    /// array stands for zeros; shorter ones are filled up with zeros, longer ones cut.
+    /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty array
+    /// means zeros; shorter ones are padded with zeros, longer ones cut.
     void setDefaultPixel(Kind kind, const QByteArray &pixel);
 
 private:

@@ -10,7 +10,7 @@ namespace Simulator {
 /// Device::multilayerBytesPerPixel bytes.
 enum class Kind { Chroma = 0, Multilayer = 1, LowGray = 2 };
 
-/// The places where a cabinet keeps coefficients of one kind.
+/// A cabinet's stores of coefficients of one kind.
 enum class Store {
     Working, ///< What the cabinet uses: uploads write it, loads read it.
     User,    ///< Written by the save operations, cleared by the clear operations.

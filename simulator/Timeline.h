@@ -8,18 +8,18 @@ namespace Simulator {
 
 struct Wall;
 
-/// A wall's time, and what is to come. See VirtualWall::timeline().
+/// A wall's time and scheduled events. See VirtualWall::timeline().
 class SIMULATOR_API Timeline
 {
 public:
-    /// Changes the way in which time passes; the time itself goes on.
+    /// Changes how time passes; the time itself is kept.
     void setClock(ClockMode mode);
     /// Milliseconds since VirtualWall::reset() or setWall().
     qint64 now() const;
-    /// Lets time pass, with all that happens meanwhile. In real time the caller sleeps.
+    /// Lets time pass and runs the events that are due. In real time the caller sleeps.
     void advance(qint64 milliseconds);
-    /// Adds something that happens by itself; what lies in the past happens next. In real time the event loop of the
-    /// calling thread looks after it; without one, whichever call of the service comes next.
+    /// Schedules an event; one in the past runs next. In real time the event loop of the calling thread runs it; without
+    /// one, the next call of the service.
     void schedule(const Event &event);
 
 private:

@@ -17,13 +17,13 @@ public:
     int pending() const;
     /// Their devices' keys, oldest upload first; a device with two of them is listed twice.
     QStringList pendingDevices() const;
-    /// Blocks the calling thread until at least `count` uploads are pending, for a thread that settles what another one
-    /// waits for. False when that has not come about after `milliseconds`.
+    /// Blocks the calling thread until at least `count` uploads are pending: for a thread that settles the uploads of
+    /// another one. False on timeout, after `milliseconds`.
     bool waitForPending(int count, int milliseconds = 10000) const;
-    /// Settles the oldest pending upload of a device, whatever holds it; with true its blocks are pasted before. False if
-    /// there was none.
+    /// Settles the oldest pending upload of a device, also one held by a script or a fault; with true its blocks are pasted
+    /// first. False if none is pending.
     bool settle(const QString &deviceKey, bool value);
-    /// Rejects the oldest pending upload of a device with a std::runtime_error. False if there was none.
+    /// Rejects the oldest pending upload of a device with a std::runtime_error. False if none is pending.
     bool reject(const QString &deviceKey);
 
 private:

@@ -30,12 +30,12 @@ namespace Simulator {
 ///
 /// Threads: every function may be called from any thread, and so may the service's operations. The wall holds no lock
 /// while it sleeps, emits a signal, runs a hook or settles a promise; each of these happens on the thread that caused it.
-/// Timed events run on the thread that moves the time on: in a call, in Timeline::advance(), or in the event loop of the
+/// Timed events run on the thread that advances the time: in a call, in Timeline::advance(), or in the event loop of the
 /// calling thread (see ClockMode). Only uploads of devices with Timing::settleInThread settle on threads of the wall.
 ///
 /// Operations without a script act on the wall's state as follows.
-/// - Uploads decode the blocks and paste them into Store::Working, all or nothing for one request. Loads answer
-///   Store::Working, in one block or in bands (State::setReplyBlockHeight()).
+/// - Uploads decode the blocks and paste them into Store::Working, all or nothing for one request. Loads return
+/// Store::Working, in one block or in bands (State::setReplyBlockHeight()).
 /// - save... copies Working to User (saveCabinetsFactoryCoefficient to Factory, saveCabinetsModuleCoefficient to
 ///   Module); setMutiCabinetSolid saves the kind that its "type" names. show... and applyCabinetsLowgrayCoeffcient copy
 ///   the store to Working. clear... sets Working and User to the default pixel (all zero, see State::setDefaultPixel()).
@@ -58,11 +58,11 @@ public:
     explicit VirtualWall(QObject *parent = nullptr);
     ~VirtualWall() override;
 
-    /// The wall of programs that need one only: made on first use, installed unless another backend is, and kept until the
+    /// The wall of programs that need only one: made on first use, installed unless another backend is, and kept until the
     /// process ends. A program that installs no backend has it from the first call of the service on.
     static VirtualWall &instance();
 
-    // Parts. They live as long as the wall.
+    // Parts, owned by the wall.
 
     CallJournal &journal();
     Replay &replay();
@@ -82,11 +82,11 @@ public:
     /// HttpProxy::deviceChanged once.
     void setWall(const WallDescription &wall);
     /// setWall() by the name of a preset (presetNames(); docs/walls.md), the path of a wall file or that of a wall
-    /// directory. A preset goes before a file of its name, which "./name" reaches. False, and the wall as it was, when that
-    /// is not possible; `error`, if not null, gets the reasons, a line for each problem.
+    /// directory. A preset has priority over a file of the same name; use "./name" for the file. False, and the wall
+    /// unchanged, when that is not possible; `error`, if not null, gets the reasons, a line for each problem.
     bool load(const QString &presetFileOrDirectory, QString *error = nullptr);
     /// The wall as it is at this moment, with the flags, names, faults and events that were set since. Devices that are
-    /// unplugged are part of it.
+    /// unplugged are included.
     WallDescription wall() const;
 
     // Devices
@@ -98,7 +98,7 @@ public:
     /// directory: what one of this key saved there stays as it is.
     void addDevice(const Device &device);
     /// Takes a device off the wall for good; emits HttpProxy::deviceChanged. False, and nothing emitted, for an unknown
-    /// key. Its pending uploads stay pending; those that only take their time come to false.
+    /// key. Its pending uploads stay pending; those that only wait for their time settle with false.
     bool removeDevice(const QString &deviceKey);
     /// Changes the screen name of a device; emits ScreenInfo::signal_screenNameChanged. False, and nothing emitted, for
     /// an unknown key, or when it could not be saved.
@@ -107,8 +107,8 @@ public:
     /// not. Emits HttpProxy::deviceChanged. Its pending uploads are rejected, but for those that a script holds; calls
     /// under way on other threads are answered false. False, and nothing emitted, for one that is not there.
     bool unplug(const QString &deviceKey);
-    /// Brings it back, to its old place in discovery; emits HttpProxy::deviceChanged. False, and nothing emitted, for one
-    /// that was not unplugged.
+    /// Puts an unplugged device back, at its old place in discovery; emits HttpProxy::deviceChanged. False, and nothing
+    /// emitted, for one that was not unplugged.
     bool plug(const QString &deviceKey);
     /// As unplug() and plug(), but without signals. Every cabinet then shows its User store; what was only uploaded, the
     /// lock, the test image and the image mode are lost. A device with the personality "forgets on restart" is as
@@ -121,12 +121,12 @@ public:
     QStringList screenIds() const;
 
     // Directory
-    // A wall on disk: what its devices saved outlives the process. docs/store.md lists what lasts and shows the files.
+    // A wall on disk: what its devices saved outlives the process. docs/store.md lists the persistent state and the files.
     //
-    // Saving happens inside the operation that saves, on its thread, before it answers: what was answered true is on
-    // disk. What one request changes, be it for many cabinets, is saved whole or not at all, also when the process is
-    // killed. A request that could not be saved changes nothing and is answered false; Call::note says why. While one
-    // call saves, others wait.
+    // Saving happens inside the operation that saves, on its thread, before it returns: after true the change is on disk.
+    // The changes of one request, also for many cabinets, are saved whole or not at all, even when the process is killed. A
+    // request that could not be saved changes nothing and returns false; the reason is in Call::note. While one call saves,
+    // others wait.
     //
     // An error text has a line for each problem: file, place in it, reason.
 
@@ -138,8 +138,8 @@ public:
     /// when something in it is missing or wrong, or when another process has it open. The directory that was open before
     /// is closed; opening the same one again reads it again.
     bool open(const QString &directory, QString *error = nullptr);
-    /// Lets go of the directory, so that other processes may open it. The wall goes on in memory; nothing more is saved.
-    /// Happens by itself when the process ends.
+    /// Closes the directory, so that other processes may open it. The wall continues in memory; nothing more is saved. The
+    /// directory is closed automatically when the process ends.
     void close();
     /// The open directory's absolute path; null when there is none.
     QString directory() const;

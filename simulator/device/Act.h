@@ -10,7 +10,7 @@ namespace Simulator {
 
 using Adapter::Answer;
 
-/// What a wall finds wrong with a request. Thrown by acts; never leaves the wall.
+/// The reason why the wall refuses a request. Thrown by acts and caught inside the wall.
 struct Refusal {
     QString reason;
     QMap<QString, QString> headers;

@@ -23,7 +23,7 @@ Answer withReply(const QVariant &reply)
 
 // Cabinets
 
-/// The cabinet's own id for one in a request: a text, or a signed or unsigned 64-bit integer.
+/// The cabinet's own id for one in a request: a string, or a signed or unsigned 64-bit integer.
 QString cabinetId(const DeviceState &device, const QVariant &id)
 {
     const bool isText = id.userType() == QMetaType::QString;
@@ -158,7 +158,7 @@ int checkedBrightness(const DeviceState &device, int brightness)
     return brightness;
 }
 
-/// Stores a gamma request ("type", "gammaTable") in the table that `order` has at the place "type".
+/// Stores a gamma request ("type", "gammaTable") in the table `order`["type"].
 Answer setGamma(std::array<QList<int>, 3> &tables, const std::array<Channel, 3> &order, const Call &call)
 {
     Entries entries(call.request);

@@ -4,7 +4,7 @@
 
 #include <adapter/Operations.h>
 
-/// The wall's own behaviour, operation by operation. VirtualWall.h describes what each does.
+/// The wall's own behaviour, one function for each operation. VirtualWall.h describes them.
 namespace Simulator::Acts {
 
 /// What the wall does in an operation.

@@ -10,7 +10,7 @@
 
 #include <vector>
 
-/// What devices remember: plain values without locks.
+/// The state of devices: plain values without locks.
 namespace Simulator {
 
 struct CabinetState {
@@ -27,7 +27,7 @@ struct CabinetState {
     const Planes &planes(Kind kind) const { return kinds[static_cast<std::size_t>(kind)]; }
 };
 
-/// A device. docs/store.md says what each operation reads and writes, and what outlives a restart.
+/// A device. docs/store.md lists what each operation reads and writes, and what survives a restart.
 struct DeviceState {
     /// As delivered: every store and setting at its default.
     explicit DeviceState(const Device &device);
@@ -35,9 +35,8 @@ struct DeviceState {
     /// The settings of a device as delivered.
     static DeviceSettings deliveredSettings(const Device &device);
 
-    /// What happens when the power comes back, and when a saved wall is opened: every cabinet shows its User store;
-    /// lock, test image and image mode are gone. A device that forgets on restart is as delivered but for Factory, Module
-    /// and Flash and the flash check codes.
+    /// Power-on, also when a saved wall is opened: every cabinet shows its User store; lock, test image and image mode are
+    /// reset. A device that forgets on restart is as delivered but for Factory, Module and Flash and the flash check codes.
     void powerUp();
 
     Device original;                      ///< As described, with the screen name and the flags that it was delivered with.
@@ -49,19 +48,19 @@ struct DeviceState {
     Pattern pattern;
 
     bool plugged = true;
-    quint64 powerLosses = 0;       ///< Calls under way when it changes are lost.
+    quint64 powerLosses = 0;       ///< Calls in progress when it changes are lost.
     Timing timing;                 ///< The personality's included.
-    std::vector<ScriptData> rules; ///< Faults: the last one that applies counts.
+    std::vector<ScriptData> rules; ///< Faults: the last one that applies is used.
     qint64 busyUntil = 0;          ///< Microseconds of the wall's clock.
 
-    /// Null for an unknown id, here and below. Of cabinets with one id the first.
+    /// Null for an unknown id, here and below. The first of several cabinets with one id.
     const Cabinet *describedCabinet(const QString &cabinetId) const;
     Cabinet *describedCabinet(const QString &cabinetId);
     const Module *describedModule(const QString &cabinetId, const QString &moduleId) const;
     Module *describedModule(const QString &cabinetId, const QString &moduleId);
     /// The same of `original`.
     const Cabinet *deliveredCabinet(const QString &cabinetId) const;
-    /// The id whose number this is, such as "007" for 7; null for none.
+    /// The cabinet id with this number, such as "007" for 7; null without one.
     QString idWithNumber(qulonglong number) const { return m_idsByNumber.value(number); }
 
 private:

@@ -7,7 +7,7 @@
 
 namespace Simulator {
 
-/// Reads the entries of a request's map strictly: whatever is missing, wrongly typed or too much is a Refusal.
+/// Reads the entries of a request's map strictly: a missing, additional or wrongly typed entry is a Refusal.
 class Entries
 {
 public:

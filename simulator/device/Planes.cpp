@@ -6,7 +6,7 @@ namespace Simulator {
 
 namespace {
 
-/// What one byte array can hold for certain.
+/// A size, in bytes, that fits into every QByteArray.
 constexpr int largestPlane = 0x7fffff00;
 
 /// `bytes` bytes made of copies of a pixel of `bytesPerPixel` bytes.
@@ -42,7 +42,7 @@ bool Planes::isDefault(Store store, const QByteArray &pixel) const
     const QByteArray &plane = at(store);
     if (plane.isEmpty())
         return true;
-    // A plane that begins with the pixel and repeats itself after every pixel consists of it.
+    // The first pixel is compared with `pixel`, every other one with the one before it.
     return plane.startsWith(filled(m_bytesPerPixel, m_bytesPerPixel, pixel))
            && std::memcmp(plane.constData(), plane.constData() + m_bytesPerPixel,
                           static_cast<std::size_t>(plane.size() - m_bytesPerPixel))

@@ -14,7 +14,7 @@ namespace Simulator {
 constexpr int valuesPerPixel = 9;
 constexpr int kindCount = 3;
 constexpr int storeCount = 5;
-/// The stores that outlive a restart: all but Working.
+/// The stores that survive a restart: all but Working.
 constexpr std::array<Store, 4> lastingStores{Store::User, Store::Factory, Store::Module, Store::Flash};
 
 /// The coefficients of one kind of one cabinet: a plane of raw bytes for each store. Copies between stores share
@@ -23,17 +23,17 @@ class Planes
 {
 public:
     Planes() = default;
-    /// Whether a plane is not too large for one byte array.
+    /// Whether a plane fits into one byte array.
     static bool fits(const QSize &size, int bytesPerPixel);
     /// A size that does not fit becomes an empty one.
     Planes(const QSize &size, int bytesPerPixel);
 
     int bytesPerPixel() const { return m_bytesPerPixel; }
     QSize size() const { return m_size; }
-    /// Where the working values come from.
+    /// The store that the working values were copied from.
     Store shown() const { return m_shown; }
 
-    /// What a store holds: a whole plane, or nothing where it consists of default pixels.
+    /// The bytes of a store: a whole plane, or empty when it consists of default pixels.
     const QByteArray &stored(Store store) const { return at(store); }
     /// Whether a store consists of copies of `pixel`.
     bool isDefault(Store store, const QByteArray &pixel) const;
@@ -45,7 +45,7 @@ public:
     QByteArray band(int firstRow, int rows, const QByteArray &pixel) const;
     /// False, and nothing changed, unless the size fits.
     bool setBytes(Store store, const QByteArray &bytes);
-    /// Pastes a block, which must lie inside the plane and have the rectangle's size, into the working plane.
+    /// Pastes a block, which must be inside the plane and have the rectangle's size, into the working plane.
     void paste(const QRect &rect, const QByteArray &block, const QByteArray &pixel);
     void copy(Store from, Store to);
     /// Working and user store.

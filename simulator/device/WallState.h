@@ -4,7 +4,7 @@
 
 namespace Simulator {
 
-/// What a wall remembers: plain values without locks.
+/// The state of a wall: plain values without locks.
 struct WallState {
     QList<DeviceState> devices; ///< Those that are unplugged, too.
     bool discovering = false;

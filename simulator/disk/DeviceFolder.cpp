@@ -80,7 +80,7 @@ QString packName(int number)
     return QString::number(number) + QLatin1String(packEnd);
 }
 
-/// The number of a pack's name, or 0 for any other name. Allocates nothing: a name in use must never seem to be another.
+/// The number in a pack's name, or 0 for any other name. Does not allocate, so that it cannot fail.
 int packNumber(const QByteArray &name)
 {
     int number = 0;
@@ -160,7 +160,7 @@ void insertUnlessEmpty(QJsonObject &object, const char *key, const QJsonObject &
         object.insert(QLatin1String(key), value);
 }
 
-/// False when a text cannot be written.
+/// False when a string cannot be written.
 bool deviceLine(const DeviceState &device, QByteArray &line)
 {
     QJsonObject object;
@@ -219,7 +219,7 @@ QString DeviceFolder::nameFor(const QString &deviceKey)
 {
     constexpr int longest = 200; // of the 255 bytes that file systems allow
     const QByteArray encoded = QUrl::toPercentEncoding(deviceKey, QByteArray(), QByteArrayLiteral("."));
-    // A percent sign without two digits after it is in no encoded text.
+    // A percent sign without two digits after it never occurs in an encoded string.
     if (encoded.isEmpty())
         return QStringLiteral("%");
     if (encoded.size() <= longest)
@@ -282,7 +282,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
         return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(filePath(stateName)));
     bool changed = next.line != m_saved.line || !m_isCertain;
 
-    // What differs. Values that were not changed are still shared with those from before.
+    // The differences. Unchanged values still share their data with the saved ones.
     const int pack = nextPack();
     QVector<QByteArray> values;
     qint64 packSize = 0;
@@ -325,8 +325,8 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
     if (!changed)
         return true;
 
-    // What is left of packs that are mostly out of use moves along. That is never more than what fell out of use, so a
-    // folder takes at most about twice the place of what it holds.
+    // Packs of which less than half is in use are rewritten: the values in use move to the new pack. So a folder takes at
+    // most about twice the size of its values.
     if (!values.isEmpty()) {
         const QMap<int, qint64> used = usedBytes(next);
         const auto isMostlyUnused = [&](int number) {
@@ -458,7 +458,7 @@ bool DeviceFolder::commit(const QString &deviceKey, Saved &next, int pack, const
     std::swap(m_saved, next);
     m_packSizes.swap(sizes);
     for (const QByteArray &each : qAsConst(unused))
-        Disk::remove(each); // or the next time
+        Disk::remove(each); // retried later
     return true;
 }
 
@@ -497,14 +497,14 @@ public:
     }
 
 private:
-    /// Where the value of a slot is said to be.
+    /// The place of a slot's value according to `state.json`.
     struct Found {
         QByteArray id;
         const Slot *slot;
         Place place;
     };
 
-    /// So that a folder which lost its packs does not fill the screen.
+    /// A folder that lost its packs would otherwise report each of its values.
     static QString shortened(const QString &problems)
     {
         constexpr int longest = 20;
@@ -515,7 +515,7 @@ private:
                + QStringLiteral("\n... and %1 more").arg(lines.size() - longest);
     }
 
-    // Values; what is wrong is a problem at the key.
+    // Values; errors are reported at the key.
 
     bool integer(const QJsonObject &object, const char *key, qint64 least, qint64 greatest, qint64 &result)
     {
@@ -537,7 +537,7 @@ private:
                         value);
         return false;
     }
-    /// Leaves `result` alone when there is no such entry.
+    /// Does not change `result` when there is no such entry.
     void optional(const QJsonObject &object, const char *key, int &result, int least = -anyInt - 1, int greatest = anyInt)
     {
         qint64 value = 0;
@@ -713,7 +713,7 @@ private:
         });
     }
 
-    /// A map of unsigned and signed 32-bit numbers, all of which must be there.
+    /// A map of unsigned and signed 32-bit numbers, all of them required.
     QMap<QString, QVariant> parameter(const QJsonValue &value, std::initializer_list<const char *> unsignedKeys,
                                       std::initializer_list<const char *> signedKeys)
     {
@@ -954,7 +954,7 @@ bool DeviceFolder::read(DeviceState &device, QString *error)
     QVector<QByteArray> names;
     if (const int failure = Disk::list(folder, names))
         return fail(error, Disk::problem(m_path, "cannot be listed", failure));
-    // A process that was killed may have had no time for it. Until then the state from before may come back.
+    // A killed process may not have synchronised the folder: until then a power failure may bring the previous state back.
     if (const int failure = Disk::syncFolder(folder))
         return fail(error, Disk::problem(m_path, "cannot be synchronised", failure));
     for (const QByteArray &name : qAsConst(names)) {

@@ -10,15 +10,15 @@
 
 namespace Simulator {
 
-/// What one device saved, on disk: `state.json`, which is replaced as a whole, and packs of long values (planes and
-/// configuration files) that it refers to by place and checksum. A pack is written once and never changed. So whatever
-/// happens in between, the folder holds what `state.json` says. docs/store.md describes the files.
+/// The persistent state of one device: `state.json`, which is replaced as a whole, and packs of long values (planes and
+/// configuration files) that it refers to by position and checksum. A pack is written once and never changed, so the folder
+/// is consistent at any time. docs/store.md describes the files.
 ///
 /// Has no lock of its own. std::bad_alloc leaves folder and object as they were before the call.
 class DeviceFolder
 {
 public:
-    /// `defaultPixels` by Kind: a plane that consists of them takes no place.
+    /// `defaultPixels` by Kind: a plane that consists of them is not stored.
     DeviceFolder(const QString &path, const std::array<QByteArray, kindCount> &defaultPixels);
 
     /// The folder's name for a device key. Different keys have different names.
@@ -28,15 +28,14 @@ public:
     bool create(const DeviceState &device, Disk::Making &making, QString *error);
     /// Reads and checks everything into a device that is as delivered.
     bool read(DeviceState &device, QString *error);
-    /// Saves what lasts of `after` and differs from `before`, which is what was saved last: whole or not at all. True: it
-    /// is on disk, and outlasts a power failure.
+    /// Saves the persistent state of `after` that differs from `before`, the state saved last: whole or not at all. True: it
+    /// is on disk, and survives a power failure.
     bool save(const DeviceState &before, const DeviceState &after, QString *error);
-    /// Removes what a process left behind that was killed: files of ours that read() found and `state.json` did not refer
-    /// to.
+    /// Removes the leftovers of a killed process: own files that read() found and `state.json` did not refer to.
     void tidy() noexcept;
 
 private:
-    /// Where a value's bytes are.
+    /// The position of a value's bytes.
     struct Place {
         int pack = 0;
         qint64 offset = 0;
@@ -60,11 +59,11 @@ private:
     static QMap<int, qint64> usedBytes(const Saved &saved);
     /// The text of `state.json`.
     static QByteArray stateText(const QString &deviceKey, const Saved &saved);
-    /// A number that no pack has as far as is known.
+    /// A number that no known pack has.
     int nextPack() const;
-    /// Makes `next` what is saved; `values` are those of a new pack of number `pack`.
+    /// Saves `next`; `values` go into a new pack with the number `pack`.
     bool commit(const QString &deviceKey, Saved &next, int pack, const QVector<QByteArray> &values, QString *error);
-    /// Puts the state back that is saved, after another one took its place but perhaps not for good.
+    /// Writes the saved state again, after the next one was written but could not be synchronised.
     bool restore(const QString &deviceKey) const;
 
     QString m_path;
@@ -74,7 +73,7 @@ private:
     int m_lastPack = 0;             ///< The last number that was tried.
     QVector<QByteArray> m_leftover; ///< Paths: see tidy().
     QSet<int> m_leftoverPacks;      ///< Numbers of those that are packs.
-    /// Whether `state.json` holds `m_saved` for good. If not, the next save writes it whatever was changed.
+    /// Whether `state.json` is known to hold `m_saved`. If not, the next save writes it even without changes.
     bool m_isCertain = true;
 };
 

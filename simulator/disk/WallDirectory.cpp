@@ -118,7 +118,7 @@ void WallDirectory::tidy() noexcept
 
 std::unique_ptr<WallDirectory> WallDirectory::create(const QString &path, const WallDescription &wall, QString *error)
 {
-    Disk::Making making; // goes last: the lock file is in it
+    Disk::Making making; // destroyed last: it contains the lock file
     std::unique_ptr<WallDirectory> directory(new WallDirectory(path));
     if (const int failure = making.folder(Disk::encoded(directory->m_path))) {
         fail(error, Disk::problem(directory->m_path, "cannot be made", failure));

@@ -9,8 +9,9 @@
 
 namespace Simulator {
 
-/// A wall on disk, held by this process until the object goes: `wall.json` and its checksum, a lock file, and a folder for
-/// each device. Has no lock for threads. std::bad_alloc leaves directory and objects as they were before the call.
+/// A wall on disk, held by this process until the object is destroyed: `wall.json` and its checksum, a lock file, and a
+/// folder for each device. Has no lock for threads. std::bad_alloc leaves directory and objects as they were before the
+/// call.
 class WallDirectory
 {
 public:
@@ -22,15 +23,15 @@ public:
     static std::unique_ptr<WallDirectory> open(const QString &path, const WallDirectory *present, WallDescription &wall,
                                                QList<DeviceState> &devices, QString *error);
 
-    /// For a directory that was opened and is used from now on: removes what a process left behind that was killed, and
-    /// writes the description's checksum when there is none. What fails is done the next time.
+    /// For a directory that was opened and is used from now on: removes the leftovers of a killed process, and writes the
+    /// description's checksum when it is missing. Failures are retried the next time.
     void tidy() noexcept;
 
     /// Absolute.
     QString path() const { return m_path; }
     /// See DeviceFolder::save(). A device that the directory does not hold is not saved, which is no failure.
     bool save(const DeviceState &before, const DeviceState &after, QString *error);
-    /// From now on the device is not saved; what it saved stays.
+    /// From now on the device is not saved; its files stay.
     void release(const QString &deviceKey);
 
 private:
@@ -48,7 +49,7 @@ private:
     QString m_path;
     std::shared_ptr<Disk::Lock> m_lock;
     std::map<QString, DeviceFolder> m_folders; ///< By device key.
-    /// By device key: what the folder of a device holds that was powered up since and not saved.
+    /// By device key: the saved state of devices that were powered up since and not saved.
     std::map<QString, DeviceState> m_beforePowerUp;
     QVector<QByteArray> m_leftover; ///< Paths: see tidy().
     QByteArray m_newChecksum;       ///< What tidy() writes; empty when it is there.

@@ -28,7 +28,7 @@ bool changeList(QVariant &value, Change change)
     return false;
 }
 
-/// Calls `change` for a value and for everything in it, the outermost first.
+/// Calls `change` for a value and everything nested in it, the outermost first.
 template <typename Change>
 bool changeTree(QVariant &value, Change change)
 {

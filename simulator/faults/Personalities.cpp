@@ -16,7 +16,7 @@ namespace {
 
 constexpr int longestWait = std::numeric_limits<int>::max(); // milliseconds
 
-/// The operations of devices, those of discovery itself left out, that have one of these effects.
+/// The operations of devices, without discovery's own, that have one of these effects.
 QStringList withEffect(std::initializer_list<Effect> effects)
 {
     QStringList names;
@@ -78,7 +78,7 @@ const std::vector<Personality> &personalities()
     return *table;
 }
 
-/// An empty or unknown name stands for the first.
+/// The first one for an empty or unknown name.
 const Personality &personalityOf(const Device &device)
 {
     for (const Personality &personality : personalities()) {

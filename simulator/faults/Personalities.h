@@ -8,12 +8,12 @@
 
 namespace Simulator {
 
-/// The operations of devices by the names that Call::operation has, sorted. Those of the discovery are none.
+/// The names of the operations of devices, as in Call::operation, sorted. Discovery's operations are not included.
 QStringList operationNames();
 
-/// What a device's personality and its own description add up to.
+/// A device's personality combined with its own description.
 Timing timingOf(const Device &device);
-/// The rules of its personality and of its own faults: the last one that applies counts.
+/// The rules of its personality and of its own faults: the last one that applies is used.
 std::vector<ScriptData> rulesOf(const Device &device);
 
 } // namespace Simulator

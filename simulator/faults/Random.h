@@ -19,8 +19,8 @@ public:
     {
         if (count < 2)
             return 0;
-        const quint64 unfair =
-            (~quint64(0) - count + 1) % count; // the first 2^64 mod count numbers would come once too often
+        const quint64 unfair = (~quint64(0) - count + 1)
+                               % count; // numbers below 2^64 mod count are rejected: their results would be too frequent
         quint64 number = next();
         while (number < unfair)
             number = next();

@@ -11,13 +11,13 @@
 #include <functional>
 #include <optional>
 
-/// What scripts and faults do to calls: one mechanism for both.
+/// The effects of scripts and faults on calls.
 namespace Simulator {
 
-/// Changes a reply in place, whatever it holds; returns whether there was something to change.
+/// Changes any reply in place; returns whether it changed something.
 using Corruption = std::function<bool(QVariant &, Random &)>;
 
-/// What happens to one call.
+/// The effect on one call.
 struct Action {
     enum Type { Wall, False, True, Later, Resolve, Reject, Throw, Never, Vanish, Restart };
     Type type = Wall;
@@ -33,7 +33,7 @@ struct Action {
     QString note;                 ///< For the journal; with a corruption only if it changed the reply. Empty for scripts.
 };
 
-/// Which calls meet an action.
+/// The calls that an action applies to.
 struct ScriptData {
     enum Calls { AllCalls, Uploads, Promises };
     QString operation;
@@ -46,7 +46,7 @@ struct ScriptData {
     int served = 0;
     Action action;
 
-    /// Whether the call is one of those meant; `seen` counts them.
+    /// Whether the call matches; `seen` counts the matches.
     bool matches(const Call &call, bool promise);
     /// Whether the call that matched last is to be served.
     bool isDue() const { return seen > skip && (limit < 0 || served < limit); }
@@ -63,11 +63,11 @@ struct FaultType {
 /// By Fault::Type.
 const QVector<FaultType> &faultTypes();
 
-/// What a fault does to the calls of its device. `who` begins the notes.
+/// The rule of a fault for the calls of its device. `who` begins the notes.
 ScriptData ruleOf(const Fault &fault, const QString &who = QStringLiteral("fault"));
 
-/// What happens to a call: the action of its script; where that gives no answer of its own, that of chaos or else of its
-/// fault. Either rule may be null; the one that serves the call counts it.
+/// The action for a call: that of its script; if the script has no answer, that of chaos, or else of its fault. Either rule
+/// may be null; the one that serves the call counts it.
 Action actionOf(ScriptData *script, ScriptData *fault, std::optional<Action> chaos, bool promise);
 
 /// Whether the operation uploads coefficients, with a promise or without.
@@ -79,7 +79,7 @@ std::exception_ptr rejection(const QString &reason);
 /// Response headers of a request that was carried out.
 QMap<QString, QString> okHeaders();
 
-/// How many characters the texts in a request or reply have, at any depth.
+/// The number of characters of the strings in a request or reply, at any depth.
 qint64 charactersIn(const QVariant &value);
 
 } // namespace Simulator

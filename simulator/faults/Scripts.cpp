@@ -13,7 +13,7 @@ Script &Scripts::on(const QString &operation, const QString &deviceKey, const QS
 
 void Scripts::clear()
 {
-    std::list<std::unique_ptr<Script>> scripts; // hooks are released without the lock
+    std::list<std::unique_ptr<Script>> scripts; // hooks are destroyed without the lock
     const std::lock_guard<std::mutex> lock(m_mutex);
     scripts.swap(m_scripts);
 }

@@ -25,10 +25,10 @@ constexpr qint64 largestFile = qint64(1) << 30;
 constexpr mode_t fileMode = 0666;
 constexpr mode_t folderMode = 0777;
 
-/// Six letters, like those of QSaveFile, so that earlier versions remove what a killed process left, too.
+/// Six letters as in QSaveFile's names, so that earlier versions also remove the leftovers of a killed process.
 const char *const replacementEnd = ".saving";
 
-/// Closes a file when it goes.
+/// RAII: closes a file.
 class Handle
 {
 public:
@@ -217,7 +217,7 @@ int syncFolder(const QByteArray &path) noexcept
     const Handle folder(::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.get() < 0)
         return errno;
-    // Some file systems have nothing to synchronise for a folder and answer so.
+    // Some file systems cannot synchronise a folder and return these errors.
     return ::fsync(folder.get()) == 0 || errno == EINVAL ? 0 : errno;
 }
 
@@ -276,7 +276,7 @@ int remove(const QByteArray &path) noexcept
 
 Making::~Making()
 {
-    // What is older than something that stays may be needed by it.
+    // Stops at the first failure: an entry that stays may need the older ones.
     for (auto it = m_paths.crbegin(); it != m_paths.crend(); ++it) {
         const char *const path = it->first.constData();
         if ((it->second ? ::rmdir(path) : ::unlink(path)) != 0 && errno != ENOENT)
@@ -348,7 +348,7 @@ int Making::sync() const
 
 namespace {
 
-/// What a lock file says, in QLockFile's format: lines of process, program and host.
+/// The contents of a lock file in QLockFile's format: lines of process, program and host.
 struct Owner {
     const char *begin[4] = {}; ///< Of the lines, and the end of the third one.
     bool isNamed = false;
@@ -369,7 +369,7 @@ struct Owner {
     {
         return QByteArray(begin[number], static_cast<int>(begin[number + 1] - begin[number]) - 1);
     }
-    /// A file that was cut short is anybody's.
+    /// An incomplete file has no owner.
     bool isOf(const QByteArray &host) const
     {
         if (!isNamed)
@@ -392,7 +392,7 @@ QByteArray ownName()
 
 bool Lock::take(const QString &path, QString *error)
 {
-    // For a process that lets go of the lock just now, and for one that has not yet written its name into the file.
+    // For a process that is releasing the lock, and for one that has not yet written its name into the file.
     constexpr int patience = 200; // milliseconds
     constexpr unsigned long pause = 10;
 
@@ -440,7 +440,7 @@ bool Lock::take(const QString &path, QString *error)
         const int failure = inspect(m_path, present);
         if (failure != 0 && failure != ENOENT)
             return failed("cannot be read", failure);
-        const bool isPresent = failure == 0 && areSame(locked, present); // or its owner has just removed it
+        const bool isPresent = failure == 0 && areSame(locked, present); // false when its owner has just removed it
         char bytes[1024];
         const ssize_t size = ::pread(m_file, bytes, sizeof bytes, 0);
         if (size < 0)

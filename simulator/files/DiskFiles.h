@@ -9,7 +9,7 @@
 
 namespace Simulator {
 
-/// Files and folders by the system's own calls, so that no failure is lost and every one keeps its reason. Paths are
+/// Files and folders through system calls, so that every failure is reported with its reason. Paths are
 /// encoded (QFile::encodeName()). Functions that return an int return 0, or the errno of the call that failed; those that
 /// allocate may throw std::bad_alloc.
 namespace Disk {
@@ -18,7 +18,7 @@ QByteArray encoded(const QString &path);
 /// `PATH: WHAT: the system's reason`
 QString problem(const QString &path, const char *what, int failure);
 
-/// A file that is read; closed with the object.
+/// A file opened for reading; closed with the object.
 class Input
 {
 public:
@@ -45,19 +45,19 @@ int readFile(const QByteArray &path, QByteArray &bytes);
 /// Writes a file that is not there yet and synchronises it, not its name. EEXIST, and nothing changed, when there is one;
 /// after another failure the file is removed.
 int writeNew(const QByteArray &path, const QVector<QByteArray> &parts) noexcept;
-/// The same beside a file that is to be replaced by replace(), with its permissions. An older one of that name was left
-/// behind and is overwritten.
+/// The same beside a file that is to be replaced by replace(), with its permissions. A leftover file of that name is
+/// overwritten.
 int writeReplacement(const QByteArray &path, const QByteArray &bytes);
 /// Renames what writeReplacement() wrote. After a failure it is removed.
 int replace(const QByteArray &path);
-/// Whether writeReplacement(), or QSaveFile, which earlier versions used, calls its files for `path` so.
+/// Whether this is a name that writeReplacement(), or QSaveFile as used by earlier versions, gives its files for `path`.
 bool isReplacement(const QByteArray &name, const char *replaced);
 
-/// Makes all new, removed and renamed entries of a folder outlast a power failure.
+/// Synchronises a folder: its new, removed and renamed entries survive a power failure.
 int syncFolder(const QByteArray &path) noexcept;
 /// The names in a folder, without "." and "..".
 int list(const QByteArray &path, QVector<QByteArray> &names);
-/// Whether there is something of this name, be it a link that leads nowhere.
+/// Whether a directory entry of this name exists, also a dangling link.
 int lookFor(const QByteArray &path, bool &isThere) noexcept;
 int lookForFolder(const QByteArray &path, bool &isFolder) noexcept;
 int remove(const QByteArray &path) noexcept;
@@ -82,11 +82,11 @@ public:
     void keep() noexcept { m_paths.clear(); }
 
 private:
-    std::vector<std::pair<QByteArray, bool>> m_paths; ///< And whether it is a folder.
+    std::vector<std::pair<QByteArray, bool>> m_paths; ///< True: a folder.
 };
 
 /// Holds a folder for this process: a file that names it, and the system's lock on that file, which ends with the process.
-/// The file goes with the object. The format is QLockFile's, and each respects the other.
+/// The file is removed with the object. Compatible with QLockFile in both directions.
 class Lock
 {
 public:
@@ -97,7 +97,7 @@ public:
 
     /// False, and `error` set, when another process or another object has it, or when the file cannot be written. Once only.
     bool take(const QString &path, QString *error);
-    /// Whether the file of this path is the one that is held.
+    /// Whether the file at this path is the locked one.
     bool holds(const QByteArray &path) const noexcept;
 
 private:

@@ -10,10 +10,10 @@
 
 namespace Simulator {
 
-/// See CallJournal::describe(); texts as describeValue() has them.
+/// See CallJournal::describe(); strings as describeValue() writes them.
 QString describeCall(const Call &call, int longest);
 
-/// Who writes the wall's journals.
+/// The source in the headers of the wall's journals.
 inline QString journalSource()
 {
     return QStringLiteral("virtual wall");
@@ -21,22 +21,21 @@ inline QString journalSource()
 
 void addNote(Call &call, const QString &text);
 
-/// The calls of a wall: those that are kept, those that are still underway, and the file that they are written to. Its
-/// functions must not run at the same time.
+/// The calls of a wall: kept ones, ones in progress, and the file that they are written to. Not thread-safe.
 class CallLog
 {
 public:
-    /// Numbers and keeps a call. The serial that comes back names it until it ends.
+    /// Numbers and keeps a call. Returns the serial that identifies it until it ends.
     quint64 begin(Call call);
-    /// The call as the log knows it; null once it has ended.
+    /// The logged call; null once it has ended.
     Call *underway(quint64 serial);
-    /// Adds a note to a call that is underway.
+    /// Adds a note to a call in progress.
     void note(quint64 serial, const QString &text);
-    /// The call has been answered, its promise settled: from here on it stays as it is.
+    /// Ends a call: it has returned, or its promise has settled.
     void end(quint64 serial);
-    /// The same with this answer, at this time of the wall's clock.
+    /// The same with this result, at this time of the wall's clock in microseconds.
     void end(quint64 serial, const Adapter::Answer &answer, qint64 time, bool rejected = false);
-    /// The call has no answer and never will: an exception left the wall.
+    /// Ends a call without a result: an exception left the wall.
     void abandon(quint64 serial) noexcept { m_underway.erase(serial); }
 
     QList<Call> calls() const;
@@ -45,7 +44,7 @@ public:
 
     /// See CallJournal::recordTo().
     bool recordTo(const QString &path, QString *error);
-    /// Back to an empty log that counts from 1 and records nothing.
+    /// Empties the log, restarts the numbers at 1 and ends the recording.
     void reset();
 
 private:

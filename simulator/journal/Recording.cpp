@@ -38,7 +38,7 @@ QString shownText(const QString &text)
     return text.isNull() ? QStringLiteral("nothing") : describeText(text, longestShownText);
 }
 
-/// Of long texts only what stands around the first character that differs is shown.
+/// Cuts long strings to the part around the first different character.
 QString textDifference(const QString &path, const QString &recorded, const QString &got)
 {
     if (recorded == got && recorded.isNull() == got.isNull())
@@ -103,7 +103,7 @@ QString valueDifference(const QString &path, const QVariant &recorded, const QVa
         case QMetaType::QVariantList:
             return listDifference(path, recorded.toList(), got.toList(), valueDifference);
         case QMetaType::QString: {
-            // In a request a null text and an empty one are the same.
+            // In a request null and empty strings are equal.
             const QString text = recorded.toString();
             return text == got.toString() ? QString() : textDifference(path, text, got.toString());
         }
@@ -116,7 +116,7 @@ QString valueDifference(const QString &path, const QVariant &recorded, const QVa
                 });
         }
     }
-    // By their JSON, since a recorded value may be of a type that cannot be made here.
+    // Compares JSON, since this process may not be able to create a recorded value's type.
     return toTypedJson(recorded) == toTypedJson(got) ? QString() : differing(path, shown(recorded), shown(got));
 }
 

@@ -36,7 +36,7 @@ Answer Answers::answer(const Begun &begun, const Call &call, const Act &act, Aft
         tellsNote = losePower(action, call, after);
         answer.result = false;
         break;
-    case Action::Later: // held, and settled by hand
+    case Action::Later: // held until Uploads::settle() or reject()
     case Action::Never:
         answer.result = false;
         break;
@@ -89,7 +89,7 @@ Answer Answers::perform(quint64 serial, const Call &call, const Act &act)
             throw Refusal{QStringLiteral("unknown device"), {}};
         if (device && !device->plugged)
             throw Refusal{QStringLiteral("the device is unplugged"), {}};
-        if (isUpload(call)) // changes nothing that lasts, and is too frequent to be compared
+        if (isUpload(call)) // changes no persistent state, and is too frequent to be compared
             return act(m_state, device, call);
         return m_state.saved(device, [&] { return act(m_state, device, call); });
     } catch (const Refusal &refusal) {

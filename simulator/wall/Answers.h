@@ -17,7 +17,7 @@ public:
     {
     }
 
-    /// What the script, the fault or the wall answers.
+    /// The result from the script, the fault or the wall.
     Answer answer(const Begun &begun, const Call &call, const Act &act, Aftermath &after);
     /// The wall's own behaviour. A refusal is noted.
     Answer perform(quint64 serial, const Call &call, const Act &act);
@@ -27,9 +27,9 @@ private:
 
     /// The wall's own behaviour, corrupted if the action requires it.
     bool performCorrupted(const Begun &begun, const Call &call, const Act &act, Answer &answer);
-    /// The device goes or restarts instead of answering.
+    /// The device vanishes or restarts instead of answering.
     bool losePower(const Action &action, const Call &call, Aftermath &after);
-    /// Whether the device lost its power since the call began, and is back: the call is lost.
+    /// Whether the device was restarted since the call began: then the call is lost.
     bool isLost(const Begun &begun, const Call &call) const;
 
     SavedState &m_state;

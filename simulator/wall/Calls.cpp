@@ -34,7 +34,7 @@ const Act &actFor(const Call &call)
 class Calls::Abandoning
 {
 public:
-    /// `serial` is read when that happens; 0 stands for a call that has not begun.
+    /// `serial` is read when the scope ends; 0: the call has not begun.
     Abandoning(Wall &wall, const quint64 &serial) : m_wall(wall), m_serial(serial) {}
     Abandoning(const Abandoning &) = delete;
     Abandoning &operator=(const Abandoning &) = delete;

@@ -11,7 +11,8 @@ std::optional<Action> Chaos::draw(quint64 serial, const Call &call, bool promise
     if (!(m_state.chaos > 0.0) || random.below(parts) >= static_cast<quint64>(qMin(m_state.chaos, 1.0) * double(parts)))
         return std::nullopt;
 
-    // What may happen to this call, then what may happen to a device before it. The order is part of what a seed means.
+    // First the possible faults of this call, then the possible events of a device before it. A seed's results depend on
+    // this order.
     QVector<Fault::Type> faults;
     if (m_state.device(call.deviceKey)) {
         for (const ScriptData::Calls calls : {ScriptData::AllCalls, ScriptData::Uploads, ScriptData::Promises}) {

@@ -10,7 +10,7 @@ class Chaos
 public:
     Chaos(WallState &state, DeviceEvents &events, CallLog &log) : m_state(state), m_events(events), m_log(log) {}
 
-    /// What chaos does to a call: perhaps an action, perhaps something to the devices.
+    /// The random action for a call, if any; may also change devices.
     std::optional<Action> draw(quint64 serial, const Call &call, bool promise, Aftermath &after);
 
 private:

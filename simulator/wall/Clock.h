@@ -23,7 +23,7 @@ public:
     ClockMode mode() const { return m_mode; }
     bool isReal() const { return m_mode == ClockMode::RealTime; }
     qint64 now() const;
-    /// Moves a clock that is not real forward; never back.
+    /// Advances a clock that is not in real time; never back.
     void reach(qint64 time);
 
 private:

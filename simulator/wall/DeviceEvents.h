@@ -8,7 +8,7 @@
 
 namespace Simulator {
 
-/// What happens to the devices of a wall besides calls. The wall's lock must be held.
+/// The events of a wall's devices. The wall's lock must be held.
 class DeviceEvents
 {
 public:
@@ -20,16 +20,16 @@ public:
     std::multimap<qint64, Event> ahead; ///< By microseconds.
 
     static qint64 momentOf(const Event &event);
-    /// Adds an event, which becomes a part of the wall's description.
+    /// Adds an event, also to the wall's description.
     void add(const Event &event, Aftermath &after);
-    /// Adds one that the description does not have, so many milliseconds from now.
+    /// Adds one that is not in the description, so many milliseconds from now.
     void addLater(Event::Type type, const QString &deviceKey, int milliseconds, Aftermath &after);
-    /// Makes an event happen at once. False when there is no such device, or nothing to change.
+    /// Runs an event at once. False when there is no such device, or nothing to change.
     bool happen(const Event &event, Aftermath &after);
 
 private:
     bool happenTo(DeviceState &device, const Event &event, Aftermath &after);
-    /// The device's power is gone: its uploads are rejected.
+    /// Power loss of a device: its uploads are rejected.
     void losePower(DeviceState &device, const QString &reason, Aftermath &after);
 
     SavedState &m_state;

@@ -14,11 +14,11 @@
 
 namespace Simulator {
 
-/// A call that is being served.
+/// A call in progress.
 struct Begun {
     quint64 serial = 0;
     Action action;
-    qint64 answerAt = 0; ///< When the device acts. From there on the reply takes its own time.
+    qint64 answerAt = 0; ///< When the device acts; the reply's transfer time follows.
     bool inThread = false;
     quint64 powerLosses = 0; ///< Of the device; the call is lost when it changes.
     quint64 generation = 0;  ///< Of the wall; likewise.
@@ -44,14 +44,14 @@ public:
 
     void add(PendingUpload &&upload);
     const std::list<PendingUpload> &all() const { return m_uploads; }
-    /// False when fewer than `count` are pending after `time`. Gives up the lock meanwhile.
+    /// False when fewer than `count` are pending after `time`. Releases the lock meanwhile.
     bool waitFor(int count, std::chrono::milliseconds time, std::unique_lock<std::mutex> &lock) const;
 
-    /// The moment of the next one that time settles.
+    /// When the next one is due.
     std::optional<qint64> nextDue() const;
-    /// Whether there is one that time can settle.
+    /// Whether one has a due time.
     bool isWaiting() const;
-    /// Takes the oldest one that is meant off the list.
+    /// Removes the oldest matching one from the list and returns it.
     template <typename IsMeant>
     std::optional<PendingUpload> take(IsMeant isMeant)
     {
@@ -65,7 +65,7 @@ public:
         return std::nullopt;
     }
 
-    /// Does not take it off the list; likewise reject().
+    /// Does not remove it from the list; nor does reject().
     void settle(const PendingUpload &upload, const Answer &answer, Aftermath &after);
     void reject(const PendingUpload &upload, const QString &reason, Aftermath &after);
     template <typename IsMeant>

@@ -14,13 +14,13 @@
 
 namespace Simulator {
 
-/// Answers calls from a recording; see Replay. Its functions take the wall's lock, but for those whose names end with
+/// Serves calls from a recording; see Replay. Its functions take the wall's lock, but for those whose names end with
 /// "Locked": their callers hold it.
 class Replayer
 {
 public:
     Replayer(std::mutex &mutex, CallLog &log, const WallClock &clock) : m_mutex(mutex), m_log(log), m_clock(clock) {}
-    /// What timers hold on to.
+    /// Keeps the object alive for timers.
     void setSelf(std::weak_ptr<Replayer> self) { m_self = std::move(self); }
 
     void start(const QList<Call> &calls);
@@ -32,7 +32,7 @@ public:
     std::optional<QtPromise::QPromise<bool>> upload(const Call &call);
     /// Rejects the uploads that a device has not settled. False if there were none.
     bool unplug(const QString &deviceKey);
-    /// As at first; open uploads are rejected.
+    /// Ends a replay and resets; pending uploads are rejected.
     void resetLocked(const QString &reason, Aftermath &after);
 
 private:
@@ -41,7 +41,7 @@ private:
     /// A call that is being replayed; of an upload also the promise, while it is open.
     struct Held {
         quint64 serial = 0;
-        Call recorded; ///< What the call comes to.
+        Call recorded; ///< The recorded call, with its result.
         std::function<void(bool)> fulfil;
         std::function<void(const std::exception_ptr &)> reject;
     };

@@ -26,13 +26,13 @@ struct SavedState : WallState {
             if (directory->save(before, *device, &error))
                 return result;
         } catch (...) {
-            *device = std::move(before); // which cannot fail
+            *device = std::move(before); // does not throw
             throw;
         }
         *device = std::move(before);
         throw Refusal{QStringLiteral("not saved: ") + error, {}};
     }
-    /// The same for a change that answers whether it was made; false also when it could not be saved.
+    /// The same for a change that returns whether it was made; false also when it could not be saved.
     template <typename Change>
     bool change(DeviceState &device, Change change)
     {

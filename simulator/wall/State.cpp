@@ -8,7 +8,7 @@ namespace Simulator {
 
 namespace {
 
-/// What `access` says about a device, or a default value when there is no such device.
+/// The result of `access` for a device, or a default value when there is no such device.
 template <typename Access>
 auto ofDevice(Wall &wall, const QString &deviceKey, Access access)
 {
@@ -26,8 +26,8 @@ auto ofCabinet(Wall &wall, const QString &deviceKey, const QString &cabinetId, A
     return cabinet ? access(*cabinet) : decltype(access(*cabinet)){};
 }
 
-/// Lets `change` alter a device; what lasts of it is saved. False, and nothing changed, for an unknown device, when
-/// `change` answers false, and when the device could not be saved.
+/// Calls `change` for a device and saves its persistent state. False, and nothing changed, for an unknown device, when
+/// `change` returns false, and when the device could not be saved.
 template <typename Change>
 bool changeDevice(Wall &wall, const QString &deviceKey, Change change)
 {
@@ -112,7 +112,7 @@ bool State::setPlane(const QString &deviceKey, const QString &cabinetId, Kind ki
     const auto change = [&](CabinetState &cabinet) { return cabinet.planes(kind).setBytes(store, bytes); };
     if (store != Store::Working)
         return changeCabinet(m_wall, deviceKey, cabinetId, change);
-    const std::lock_guard<std::mutex> lock(m_wall.mutex); // changes nothing that lasts
+    const std::lock_guard<std::mutex> lock(m_wall.mutex); // changes no persistent state
     CabinetState *const cabinet = m_wall.memory.cabinet(deviceKey, cabinetId);
     return cabinet && change(*cabinet);
 }

@@ -167,7 +167,7 @@ std::optional<int> TimeKeeper::comeBackLocked(const WakeUp &wakeUp) const
 
 int TimeKeeper::millisecondsUntilLocked(qint64 time) const
 {
-    constexpr qint64 longest = 3600 * qint64(1000); // wakes up to look again
+    constexpr qint64 longest = 3600 * qint64(1000); // then checks again
     const qint64 rest = time - m_clock.now();
     return rest <= 0 ? 0 : static_cast<int>(std::min(longest, (rest + microseconds - 1) / microseconds));
 }
@@ -186,7 +186,7 @@ void TimeKeeper::arm(qint64 time, bool inThread, bool isUpload)
         if (isReal)
             milliseconds = millisecondsUntilLocked(time);
     }
-    // A thread of the wall has no event loop that anybody runs.
+    // Threads of the wall run no event loop.
     if ((inThread || isWallThread()) && isReal)
         wakeByThread(wakeUp, milliseconds);
     else if (!wakeByEventLoop(wakeUp, milliseconds) && isUpload && isReal)

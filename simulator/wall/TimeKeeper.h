@@ -27,14 +27,14 @@ public:
         : m_mutex(mutex), m_clock(clock), m_uploads(uploads), m_events(events), m_answers(answers)
     {
     }
-    /// `self` is what wake-ups hold on to; `backend` emits the signals.
+    /// Wake-ups refer to `self`; `backend` emits the signals.
     void begin(std::weak_ptr<TimeKeeper> self, Adapter::DeviceBackend *backend);
-    /// From here on nothing is emitted. Returns when no other thread is waking the wall any more.
+    /// Stops the notifications. Returns when no other thread is in wake() any more.
     void end();
 
     qint64 now() const;
     void setMode(ClockMode mode);
-    /// Moves the time on to `time`: in real time by sleeping.
+    /// Advances the time to `time`: in real time by sleeping.
     void passTo(qint64 time);
     /// Runs what is due.
     void happenUntilNow();

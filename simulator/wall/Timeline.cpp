@@ -18,7 +18,7 @@ qint64 Timeline::now() const
 
 void Timeline::advance(qint64 milliseconds)
 {
-    constexpr qint64 end = 4 * longestTime * microseconds; // of time: no step leads beyond it
+    constexpr qint64 end = 4 * longestTime * microseconds; // the largest time: advance() stops there
     m_wall.time.passTo(std::min(m_wall.time.now() + qBound<qint64>(0, milliseconds, longestTime) * microseconds, end));
     m_wall.time.happenUntilNow();
 }

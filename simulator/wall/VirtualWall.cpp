@@ -21,7 +21,7 @@ const bool isDefault = [] {
     return true;
 }();
 
-/// So that a process which ends leaves no lock file behind.
+/// Removes the lock files when the process ends.
 void closeAtExit(const std::shared_ptr<Wall> &wall)
 {
     static std::mutex mutex;

@@ -17,20 +17,20 @@ namespace {
 
 thread_local bool inWallThread = false;
 
-/// How many milliseconds later to come back, or none.
+/// The milliseconds until the next wake-up, or none.
 std::optional<int> wake(const WakeUp &wakeUp)
 {
     const std::shared_ptr<TimeKeeper> keeper = wakeUp.keeper.lock();
     return keeper ? keeper->wake(wakeUp) : std::nullopt;
 }
 
-/// Lives in the thread whose event loop is to wake the wall, until the wall has no more use for it or the thread ends.
+/// Belongs to the thread whose event loop wakes the wall; deleted when the wall needs no more wake-ups or the thread ends.
 class Waker final : public QObject
 {
 public:
     explicit Waker(const WakeUp &wakeUp) : QObject(QAbstractEventDispatcher::instance()), m_wakeUp(wakeUp) {}
 
-    /// 0: as soon as the event loop has nothing else to do.
+    /// 0: when the event loop is idle.
     void waitFor(int milliseconds)
     {
         if (milliseconds > 0)

@@ -9,15 +9,15 @@ namespace Simulator {
 
 class TimeKeeper;
 
-/// What a wake-up is for. A wake-up of a deleted wall, or of a stale generation of it, does nothing.
+/// The target of a wake-up. A wake-up of a deleted wall, or of a stale generation of it, does nothing.
 struct WakeUp {
     std::weak_ptr<TimeKeeper> keeper;
     quint64 generation;
     qint64 time; ///< Microseconds of the wall's clock.
 };
 
-/// Makes the calling thread's event loop wake the wall after so many milliseconds (0: as soon as the loop has nothing else
-/// to do), again and again until nothing is left to be done. False without a QCoreApplication: then there is no event loop.
+/// Makes the calling thread's event loop wake the wall after so many milliseconds (0: when the loop is idle), repeatedly
+/// until nothing is left to do. False without a QCoreApplication: then there is no event loop.
 bool wakeByEventLoop(const WakeUp &wakeUp, int milliseconds);
 /// The same from a thread of the wall.
 void wakeByThread(const WakeUp &wakeUp, int milliseconds);

@@ -14,7 +14,7 @@ std::shared_ptr<Wall> Wall::make(Adapter::DeviceBackend *backend)
 
 void Wall::reset(const QString &reason)
 {
-    std::list<std::unique_ptr<Script>> released; // hooks, without the lock
+    std::list<std::unique_ptr<Script>> released; // hooks are destroyed without the lock
     Aftermath after;
     {
         const std::lock_guard<std::mutex> lock(mutex);
@@ -31,7 +31,7 @@ void Wall::reset(const QString &reason)
 
 void Wall::setUp(const WallDescription &wall, const QList<DeviceState> &devices, Aftermath &after)
 {
-    // Whatever fails comes first: a wall that is another one only in part must not be saved.
+    // Operations that can fail come first: a partly replaced wall must not be saved.
     WallState another;
     another.title = wall.title;
     another.seed = wall.seed;

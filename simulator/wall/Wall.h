@@ -16,8 +16,7 @@
 
 namespace Simulator {
 
-/// What a VirtualWall consists of, and the one lock that guards it. Wake-ups hold on to it, so that it may outlive the
-/// VirtualWall.
+/// The parts of a VirtualWall, and the lock that guards them. Shared with wake-ups, so that it may outlive the VirtualWall.
 struct Wall {
     /// `backend` emits the signals.
     static std::shared_ptr<Wall> make(Adapter::DeviceBackend *backend);
@@ -34,7 +33,7 @@ struct Wall {
     Replayer replayer{mutex, log, clock};
     Calls calls{*this};
 
-    // As programs see it.
+    // The public parts.
     CallJournal journal{mutex, log};
     Replay replay{replayer};
     Uploads uploads{*this};
@@ -44,10 +43,10 @@ struct Wall {
     State state{*this};
     Pictures pictures{mutex, memory};
 
-    /// As at first; pending uploads are rejected.
+    /// Resets the wall; pending uploads are rejected.
     void reset(const QString &reason);
-    /// Replaces everything that a description holds; `devices` are those of it. When it throws, the wall is as before but
-    /// for pending uploads and events to come. The lock must be held.
+    /// Replaces everything that a description holds; `devices` are those of it. When it throws, the wall is unchanged except
+    /// for pending uploads and scheduled events. The lock must be held.
     void setUp(const WallDescription &wall, const QList<DeviceState> &devices, Aftermath &after);
 
 private:
