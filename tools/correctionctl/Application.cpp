@@ -30,7 +30,7 @@ Invocation unwrap(Invocation invocation)
     if (inner.verb && inner.verb->wrapsCommand)
         throw Failure(ExitUsage, QStringLiteral("%1 inside %2: only one of them at a time")
                                      .arg(QLatin1String(inner.verb->name), QLatin1String(invocation.verb->name)));
-    // Global options may stand before the wrapping verb as well.
+    // Global options may precede the wrapping verb as well.
     for (const Parameter &global : globalOptions()) {
         if (invocation.arguments.has(global.name) && !inner.arguments.has(global.name))
             inner.arguments.set(global.key(), invocation.arguments.texts(global.name));
@@ -49,7 +49,7 @@ Invocation withWall(Invocation invocation)
     return invocation;
 }
 
-/// With a backend there is no virtual wall to choose, to look at or to answer from a recording.
+/// With a backend there is no virtual wall to choose, to show or to replay a recording.
 void refuseBesideBackend(const Invocation &invocation)
 {
     if (!invocation.arguments.has("--backend"))
@@ -90,7 +90,7 @@ void tell(int exit, const QString &message)
                          .replace(QStringLiteral("   "), QStringLiteral("  ")));
 }
 
-/// What became of the requests of a verb that failed: lines for people, and "requests" in the "data" of the JSON document.
+/// The outcome of the requests of a failed verb: lines for people, and "requests" in the "data" of the JSON document.
 QStringList reportRequests(Output &output)
 {
     QStringList lines;
@@ -115,7 +115,7 @@ QStringList reportRequests(Output &output)
     return lines;
 }
 
-/// What a dry run kept from the devices.
+/// The requests that a dry run did not send.
 void reportHeldBack(Session &session)
 {
     QJsonArray requests;
@@ -142,8 +142,8 @@ void reportHeldBack(Session &session)
                                                                     {QStringLiteral("cabinets"), cabinets.size()}});
 }
 
-/// Runs the verb against a recording. Where the conversation differs, that is the result: what the verb made of the answers
-/// behind it means nothing.
+/// Runs the verb against a recording. A difference from the recording is the result then: the verb's own result is based on
+/// wrong replies.
 void runAgainstRecording(Session &session)
 {
     std::unique_ptr<Failure> failure;
@@ -206,7 +206,7 @@ int runProgram(const QStringList &arguments)
 {
     Interrupt::install();
     LibraryLog::install(arguments.contains(QStringLiteral("--verbose")) || arguments.contains(QStringLiteral("-v")));
-    // Whether a wrong command line is answered as JSON cannot be asked of the parser that refused it.
+    // When the parser refuses a command line, it does not report whether --json was given.
     Output output(arguments.contains(QStringLiteral("--json")),
                   arguments.contains(QStringLiteral("--quiet")) || arguments.contains(QStringLiteral("-q")));
     int exit = ExitSuccess;
@@ -240,7 +240,7 @@ int runProgram(const QStringList &arguments)
             message = failure.text();
         }
     }
-    // What was printed before the trouble stands above it.
+    // Flushes the output that was printed before the error message.
     const bool complete = output.finish(verb, exit, message);
     if (!message.isEmpty())
         tell(exit, message);

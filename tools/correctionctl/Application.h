@@ -4,7 +4,7 @@
 
 namespace Ctl {
 
-/// Runs one command line, the program's name left out, and answers the exit code.
+/// Runs one command line, the program's name left out, and returns the exit code.
 int runProgram(const QStringList &arguments);
 
 } // namespace Ctl

@@ -1,6 +1,6 @@
 // The library's main job on a virtual wall of two controllers: discover it, write a chroma correction over a rectangle that
 // spans both, save it, read it back, draw a checkerboard. Pictures go to the folder given as the first argument, the wall
-// itself lives in the folder "wall" there: the next run finds what this one saved.
+// itself is saved in the folder "wall" there: the next run continues with it.
 
 #include <Correction/Correction.h>
 #include <simulator/VirtualWall.h>
@@ -36,13 +36,13 @@ QString text(const QRect &rect)
     return QStringLiteral("%1x%2 at (%3, %4)").arg(rect.width()).arg(rect.height()).arg(rect.x()).arg(rect.y());
 }
 
-/// The library's log lines, set apart from what the demo itself says.
+/// The library's log lines, with a prefix that separates them from the demo's own output.
 void printLogLine(QtMsgType, const QMessageLogContext &, const QString &message)
 {
     out() << "   log: " << message << Qt::endl;
 }
 
-/// What the demo found wrong: every check goes through here, and the exit code follows it.
+/// All checks of the demo; the exit code depends on them.
 class Checks
 {
 public:
@@ -77,7 +77,7 @@ std::optional<bool> openWall(Simulator::VirtualWall &wall, const QString &folder
     return std::nullopt;
 }
 
-/// Light leaks where cabinets meet, and the eye sees every seam: pixels near an edge get more gain, the outermost a quarter.
+/// Seams between cabinets are visible: pixels near an edge get more gain, the outermost a quarter more.
 unsigned short seamGain(int x, int y)
 {
     const auto distance = [](int position) {
@@ -88,7 +88,7 @@ unsigned short seamGain(int x, int y)
     return static_cast<unsigned short>(std::lround(unity * (1.0 + 0.25 * std::exp(-nearest / 8.0))));
 }
 
-/// The correction of a pixel; red leans a little to the left end of the wall, blue to the right one.
+/// The correction of a pixel; red increases slightly towards the left end of the wall, blue towards the right end.
 unsigned short correction(int x, int y, int value)
 {
     switch (value) {
@@ -145,7 +145,7 @@ void printTree(IScreen &screen, const QList<CabinetInfo> &cabinets, const QRect 
     out().flush();
 }
 
-/// Compares what a sub-screen gives back with what was written over `written`. Returns the number of pixels inside it.
+/// Compares the values read from a sub-screen with those written over `written`. Returns the number of pixels inside it.
 int compareSubScreen(ISubScreen &subScreen, const QString &key, const QRect &written, Checks &checks)
 {
     QRect rect;

@@ -10,7 +10,7 @@ namespace ServiceCheck {
 
 struct Options {
     bool write = false;       ///< Also operations that change a device, as far as the old state can be read and put back.
-    bool unrestored = false;  ///< With `write`: also all others. What devices hold and show is lost.
+    bool unrestored = false;  ///< With `write`: also all others. The devices' state and picture are lost.
     bool allCabinets = false; ///< Reads from every cabinet instead of the first of each device. Writes go to the first.
     QString device;           ///< Only this one; empty: all.
     int search = 5000;        ///< How long devices may take to be found, in milliseconds.
@@ -33,14 +33,14 @@ struct Device {
 
 struct Probe;
 
-/// Asks the service that this program is linked with for the operations of the table, in the order in which a host does.
+/// Calls the operations of the table on the service that this program is linked with, in the order in which a host does.
 class Check
 {
 public:
     Check(const Options &options, Report &report) : m_options(options), m_report(report) {}
 
-    /// Adds at least one line for each operation to the report. Returns why there was no device to check; null when there
-    /// was one.
+    /// Adds at least one line for each operation to the report. Returns the reason why there was no device to check; null
+    /// when there was one.
     QString run();
 
 private:
@@ -66,13 +66,13 @@ private:
 
     const Options m_options;
     Report &m_report;
-    // What the devices so far have returned, as a refresh collects it.
+    // Replies of the devices so far, collected as a refresh does.
     QSet<QString> m_listed;           ///< Cabinet and output id.
     QSet<QString> m_described;        ///< Ids of the cabinets that have flags.
     QHash<QString, QString> m_owners; ///< Cabinet id -> key of the device that listed it first.
 };
 
-/// Whether an operation is asked with Options::unrestored only.
+/// Whether an operation is called with Options::unrestored only.
 bool isUnrestored(Operation::Id operation);
 
 } // namespace ServiceCheck

@@ -1,4 +1,4 @@
-// What a refresh of the library asks, and whether the replies fit together.
+// The requests of a refresh of the library, and whether the replies are consistent.
 
 #include "Check.h"
 
@@ -32,7 +32,7 @@ QString cabinetAtOutput(const QString &id, const QString &output)
     return QStringLiteral("cabinet %1 at output %2").arg(id, output);
 }
 
-/// Lets events and signals of a search come in.
+/// Processes the events and signals of a search.
 void waitForEvents(int milliseconds)
 {
     QEventLoop loop;
@@ -84,7 +84,7 @@ void Check::describe(Device &device)
     Exchange flags = ask(Operation::CabinetInfoOperator_getCabAllFlags, device.key);
     device.isReached = screens.isAnswered() && list.isAnswered() && flags.isAnswered();
 
-    // What follows from a reply that is wrong in itself is not worth further lines.
+    // Consequences of a wrong reply are not reported again.
     const bool screensFit = screens.isGood();
     const bool listFits = list.isGood();
     const bool flagsFit = flags.isGood();

@@ -7,17 +7,18 @@ namespace ServiceCheck {
 
 using Adapter::Operation;
 
-/// One call of an operation and what is wrong with its reply. The operation table says what is to be expected.
+/// One call of an operation and the findings about its reply, compared with the operation table.
 class Exchange
 {
 public:
-    /// Calls the operation, with `true` for a refresh and ten seconds for an allowance, and checks whatever the table says.
+    /// Calls the operation, with `true` for a refresh and ten seconds for an allowance, and checks the reply against the
+    /// table.
     Exchange(Operation::Id operation, int timeout, const QString &device = {}, const QString &target = {},
              const QVariant &request = {});
 
     /// Whether a host reads the reply.
     bool isAnswered() const { return m_ending == Ending::Returned && m_call.result; }
-    /// Whether nothing was found wrong so far.
+    /// Whether there are no findings so far.
     bool isGood() const { return m_bad.isEmpty(); }
     const QVariant &reply() const { return m_call.reply; }
     const Adapter::Call &call() const { return m_call; }

@@ -10,7 +10,7 @@
 
 namespace ServiceCheck {
 
-/// What can be wrong with a service. Their names are stable: findingRow().
+/// The possible findings about a service. Their names are stable: findingRow().
 enum class Finding {
     NullInstance,
     Exception,
@@ -41,7 +41,7 @@ enum class Finding {
 
 struct FindingRow {
     const char *name;
-    /// What the library or its host makes of it. Null: what the operation table says of a false answer.
+    /// The consequence in the library or its host. Null: the operation table's row for a result of false.
     const char *consequence;
 };
 const FindingRow &findingRow(Finding finding);
@@ -51,10 +51,10 @@ struct Line {
     Status status = Ok;
     QString finding;   ///< Of a Bad one: its name.
     QString operation; ///< See Adapter::Operation::name. Empty for what concerns several.
-    QString device;    ///< Empty where no device was asked.
+    QString device;    ///< Empty when no device was called.
     QString request;   ///< Cabinet or screen selector, and the request as shortText() writes it.
     QString reply;     ///< Likewise. Empty for one without a reply.
-    QString text;      ///< What came back, or why nothing was asked.
+    QString text;      ///< The result, or the reason why no call was made.
     QString consequence;
     int count = 1; ///< Of places with the same finding in one reply; `text` names the first.
 

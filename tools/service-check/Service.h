@@ -9,14 +9,13 @@ namespace Service {
 
 /// "virtual wall" or "device service".
 QString name();
-/// Whether open() and openBackend() have something to choose from.
+/// Whether open() and openBackend() are available.
 bool hasChoice();
-/// Takes a wall into service: a preset's name, a wall file or a wall directory. Returns what is wrong with it, null if
-/// nothing.
+/// Installs a wall: a preset's name, a wall file or a wall directory. Returns the error, null on success.
 QString open(const QString &wall);
-/// Takes a backend into service that comes as a plug-in, "FILE" or "FILE:CONFIGURATION". Returns as open().
+/// Installs the backend of a plug-in, "FILE" or "FILE:CONFIGURATION". Returns as open().
 QString openBackend(const QString &source);
-/// Lets go of it.
+/// Releases it.
 void close();
 
 } // namespace Service

@@ -65,7 +65,7 @@ Ending ask(Adapter::Call &call, int timeout, Ask ask)
 
 } // namespace
 
-// The arguments that a column of the table stands for.
+// The C++ arguments for each column of the table.
 
 #define ADDRESS_Device call.deviceKey
 #define ADDRESS_Screen call.deviceKey, call.target

@@ -1,4 +1,4 @@
-// Operations that change a device. Those whose old state can be read are undone at once; the others cannot be.
+// Operations that change a device. The change is undone at once where the old state can be read.
 
 #include "Check.h"
 
@@ -11,11 +11,11 @@
 
 namespace ServiceCheck {
 
-/// A change of something that can be read.
+/// A change of a readable value.
 struct ChangeRequest {
     QVariant request;
     QVector<QVariant> undo; ///< The requests that put the old state back.
-    /// What is read back of it, and what that should be. Null where any state may come of it.
+    /// Reads the value back and compares it. Null when any result is valid.
     std::function<QVariant(const QVariant &reply)> part;
     QVariant expected;
 };
@@ -96,7 +96,7 @@ Probe uploadProbe(Operation::Id write, Operation::Id read, const QString &id)
             }};
 }
 
-/// Shows stored coefficients, and uploads those that were shown.
+/// Shows stored coefficients; undone by an upload of those that were shown before.
 Probe showProbe(Operation::Id write, const QString &id, const QVariantMap &request)
 {
     return {write, Operation::Correctionop_loadCoefficient, Operation::Correctionop_uploadCoefficient,
@@ -188,7 +188,7 @@ Probe flagProbe(Operation::Id write, const QString &id, const std::function<QVar
         }};
 }
 
-/// The first uploads chroma coefficients: the last ones are undone by that.
+/// Starts with uploads of chroma coefficients: they also undo the last ones.
 QVector<Probe> probesOf(const Device &device, const Cabinet &cabinet)
 {
     const QString id = cabinet.id;
@@ -368,7 +368,7 @@ void Check::write(const Device &device)
     ask(Operation::HWInfo_unLock, device.key, {}, QVariantMap()).finish(m_report);
 }
 
-/// Returns whether all was tried and is good.
+/// Returns whether all steps were tried without a finding.
 bool Check::tryChanges(const Device &device, const Probe &probe)
 {
     const Cabinet &cabinet = device.cabinets.first();

@@ -30,7 +30,7 @@ int main(int argc, char **argv)
 {
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     QCoreApplication application(argc, argv);
-    // The findings say the same, and more.
+    // The findings contain the library's warnings in more detail.
     QLoggingCategory::setFilterRules(QStringLiteral("correction.adapter.warning=false"));
 
     Options options;

@@ -1,5 +1,5 @@
-// Prints what a file of the sources has to be whose content comes from tables: docs/service.md, the comments of the
-// operations in the headers of service/, and the schemas of wall files and journals.
+// Prints the generated files of the source tree: docs/service.md, the comments of the operations in the headers of service/,
+// and the schemas of wall files and journals.
 //
 // usage: service-reference [FILE]   FILE relative to the sources' folder, which is the current one; without it: lists the
 // files
@@ -136,7 +136,7 @@ QStringList described(const char *name, Form form, Fields fields, const char *of
     return lines;
 }
 
-/// The argument behind request and reply; null without one.
+/// The argument after request and reply; null without one.
 QString extraOf(const Operation &operation)
 {
     switch (operation.extra) {

@@ -135,7 +135,7 @@ private:
         option->check([parameter](const std::string &text) { return complaint(parameter, fromCli(text)).toStdString(); });
     }
 
-    /// Of `cabinet info --help`, which lacks the family's arguments: "cabinet info". Else empty.
+    /// "cabinet info" for `cabinet info --help`, which lacks the family's arguments. Else empty.
     static QString verbAskedAbout(const QStringList &arguments)
     {
         QStringList words = arguments;
@@ -168,7 +168,7 @@ private:
         return words.join(QLatin1Char(' '));
     }
 
-    /// CLI11's own words but for a verb that is missing or unknown.
+    /// CLI11's own message, except for a missing or unknown verb.
     QString reasonOf(const CLI::ParseError &error, const QString &name) const
     {
         const bool incomplete = name.isEmpty() || familyOf(name);
@@ -185,7 +185,7 @@ private:
     {
         const QString typed = fromCli(word);
         QString best;
-        int least = 3; // edits that are no typing mistake
+        int least = 3; // fewer edits count as a typing mistake
         for (const Verb &verb : verbs()) {
             for (const QString &known : verb.words()) {
                 const int edits = distance(typed, known);
@@ -274,7 +274,7 @@ QColor Arguments::color(const char *name, const QColor &fallback) const
 
 Invocation parseCommandLine(const QStringList &arguments)
 {
-    // Texts that stand in for a verb.
+    // Documents that are printed instead of running a verb.
     Invocation invocation;
     const QString first = arguments.value(0);
     if (arguments.isEmpty() || first == QLatin1String("help")) {

@@ -6,7 +6,7 @@
 
 namespace Ctl {
 
-/// What a command line gave to the parameters, by their names. Texts are checked already: conversions cannot fail.
+/// The values of the parameters by name. They are checked already: conversions cannot fail.
 class Arguments
 {
 public:
@@ -25,9 +25,9 @@ private:
     QMap<QString, QStringList> m_values;
 };
 
-/// A command line, understood.
+/// A parsed command line.
 struct Invocation {
-    const Verb *verb = nullptr; ///< Null when help was asked for.
+    const Verb *verb = nullptr; ///< Null when help was requested.
     Arguments arguments;
     QStringList rest; ///< The command line inside a verb that wraps one.
     QString help;     ///< The text to print instead of running a verb.

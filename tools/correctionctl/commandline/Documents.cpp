@@ -87,8 +87,8 @@ QVector<Parameter> allParameters(const Verb &verb)
     return parameters;
 }
 
-/// A template with its placeholders filled. `@NAME@` stands for a value; on a line of its own for whole lines, which end in
-/// a line break each.
+/// A template with its placeholders filled. `@NAME@` is replaced by a value; on a line of its own for whole lines, which end
+/// in a line break each.
 QString filled(const char *name, const QHash<QString, QString> &values)
 {
     registerTemplates();
@@ -132,7 +132,7 @@ QString shellQuoted(QString text)
     return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QStringLiteral("'\\''")) + QLatin1Char('\'');
 }
 
-/// What a parameter's values look like to a shell: "file", "directory", "screen", words, or nothing.
+/// How a shell completes a parameter's values: "file", "directory", "screen", words, or nothing.
 QString completionKind(const Parameter &parameter)
 {
     switch (parameter.value) {
@@ -164,7 +164,7 @@ QString completionKind(const Parameter &parameter)
     return QStringLiteral("@none");
 }
 
-/// Both shells walk through the words of the command line with the same tables: what may follow a family, which values an
+/// Both shells parse the words of the command line with the same tables: what may follow a family, which values an
 /// option takes, which positional arguments a verb has.
 struct CompletionTables {
     QString next;        ///< case lines: path -> words that may follow
@@ -234,7 +234,7 @@ CompletionTables completionTables()
     return tables;
 }
 
-/// The walk itself, in the part of the language that both shells share. It prints one candidate a line, or "@file" and the
+/// The parser, in the common subset of both shells' languages. It prints one candidate a line, or "@file" and the
 /// like for what the shell completes by itself. Arguments: the words before the cursor.
 QString completionWalk()
 {

@@ -1,5 +1,5 @@
-// For a program that is linked with a real device service: the library talks to that directly, and this program sees no
-// more of it than the results. The command line refuses what needs more before it gets here.
+// For a program that is linked with a real device service: the library calls that directly, and this program gets the
+// results only. The command line refuses verbs and options that need more.
 
 #include "Service.h"
 #include "terminal/ExitCodes.h"
@@ -55,7 +55,7 @@ void close() {}
 
 void holdBackWrites()
 {
-    // Without a seam between library and service nothing could keep a request from the devices.
+    // Requests cannot be intercepted between the library and a service that is linked in.
     refuse("hold requests back, so nothing was sent");
 }
 

@@ -6,10 +6,10 @@
 #include <QtCore/QVector>
 #include <QtGui/QImage>
 
-/// The device service that this program was linked with: everything that the library's own interface does not tell. One
-/// source file defines it: VirtualService.cpp for what stands behind the adapter, the virtual wall or a backend that is
-/// loaded, DeviceService.cpp for a service that is linked in, which refuses what it has no means for. All functions throw a
-/// Failure when something is wrong.
+/// The device service that this program was linked with: everything that the library's own interface does not provide. One
+/// source file defines it: VirtualService.cpp for the virtual wall or a loaded backend, through the adapter;
+/// DeviceService.cpp for a service that is linked in, which refuses what it cannot do. All functions throw a Failure on an
+/// error.
 namespace Ctl {
 namespace Service {
 
@@ -17,26 +17,26 @@ namespace Service {
 struct Exchange {
     QString operation; ///< "Correctionop::loadCoefficient"
     QString device;    ///< Device key; empty for discovery's own operations.
-    QString request;   ///< The whole call as one line, long texts cut.
-    QString answer;    ///< The reply as one line, long texts cut; empty without one.
+    QString request;   ///< The whole call as one line, long strings cut.
+    QString answer;    ///< The reply as one line, long strings cut; empty without one.
     bool success = false;
     double milliseconds = 0;
-    QString note;         ///< What the service found wrong with the request, where it says so.
+    QString note;         ///< The service's reason for refusing the request, if it gives one.
     qint64 bytes = 0;     ///< Of coefficients and files in the request.
     QStringList cabinets; ///< Ids that the request names.
 };
 
-/// What became of the calls of one operation to one device.
+/// The outcome of the calls of one operation to one device.
 struct Outcome {
     QString device;
     QString operation;
     bool changes = false; ///< Changes the device or its lock.
     int done = 0;
-    int refused = 0; ///< Answered false, rejected, or not answered at all.
-    QString reason;  ///< Of the first refusal, where the service gives one.
+    int refused = 0; ///< Returned false, threw, or the promise was rejected or did not settle.
+    QString reason;  ///< Of the first refusal, if the service gives one.
 };
 
-/// How a replayed conversation went.
+/// The result of a replay.
 struct Replayed {
     int answered = 0;
     int remaining = 0;
@@ -47,21 +47,21 @@ struct Replayed {
 QString name();
 /// Whether this program has the virtual wall, and can load backends.
 bool hasWall();
-/// Whether the virtual wall is in use: what was uploaded to it and not saved is gone when this program ends, as if the power
-/// had been cut.
+/// Whether the virtual wall is in use: uploads that were not saved are lost when this program ends, as after a power
+/// failure.
 bool isWall();
-/// Whether what devices save outlives this program: not on a virtual wall that is not a directory.
+/// Whether saved values survive this program: not on a virtual wall that is not a directory.
 bool keepsWhatIsSaved();
-/// Takes the wall into service: a preset's name, a wall file or a wall directory. Call once, before discovery.
+/// Installs the wall: a preset's name, a wall file or a wall directory. Call once, before discovery.
 void open(const QString &wall);
-/// Takes a backend into service that comes as a plug-in, "FILE" or "FILE:CONFIGURATION". As open().
+/// Installs the backend of a plug-in, "FILE" or "FILE:CONFIGURATION". Otherwise like open().
 void openBackend(const QString &source);
-/// Answers from a recording instead of a wall.
+/// Replays a recording instead of opening a wall.
 void openRecording(const QString &path);
 /// Releases the wall or the backend, and ends the recording.
 void close();
 
-/// From here on, requests that change a device are answered "done" without reaching it.
+/// From here on, requests that change a device return success without reaching it.
 void holdBackWrites();
 /// The requests that were held back, oldest first.
 QVector<Exchange> heldBack();
@@ -69,7 +69,7 @@ QVector<Exchange> heldBack();
 void forgetExchanges();
 /// The calls since the last forgetExchanges(), oldest first; none before the first.
 QVector<Exchange> exchanges();
-/// Keys of the devices that discovery lists, whether they answer or not.
+/// Keys of the devices that discovery lists, also of those that do not answer.
 QStringList listedDevices();
 /// Whether outcomes() are known: not with a service that is linked in.
 bool isWatched();

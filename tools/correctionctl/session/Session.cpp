@@ -52,16 +52,16 @@ void Session::takeDiscovered()
     findMissingDevices();
     for (const QString &sentence : qAsConst(m_ambiguities))
         m_output.warn(QStringLiteral("ambiguousCabinet"), sentence);
-    // Discovery looks every sub-screen up before it makes it, and the library logs that.
+    // Discovery looks up every sub-screen before it creates it, and the library logs each miss.
     LibraryLog::forget();
-    Service::takeRefusals(); // they are told of already
+    Service::takeRefusals(); // reported already
     requireExpected();
 }
 
 void Session::reportLibraryWarnings()
 {
     for (const QString &line : LibraryLog::lines()) {
-        // Shared ids have a warning of their own, one for those of all devices.
+        // Shared ids have a separate warning, one for all devices.
         if (line.startsWith(QLatin1String("warning: ")) && !line.startsWith(QLatin1String("warning: Cabinet id ")))
             m_output.warn(QStringLiteral("library"), line.section(QLatin1Char(' '), 1));
     }
@@ -149,7 +149,7 @@ void Session::findAmbiguities()
         QStringList devices{QStringLiteral("device ") + owners.value(id)};
         for (const QString &key : others.value(id))
             devices.append(QStringLiteral("device ") + key);
-        if (devices.size() == 1) // the rules of the log leave its name out
+        if (devices.size() == 1) // logging rules may suppress the line that names it
             devices.append(QStringLiteral("another device"));
         const QString names = devices.join(QStringLiteral(" and on "));
         groups[names].append(id);

@@ -14,7 +14,7 @@
 
 namespace Ctl {
 
-/// What a verb works with: its arguments, its output, and the wall, which is discovered when first asked for.
+/// The context of a verb: its arguments, its output, and the wall, which is discovered on first use.
 class Session
 {
 public:
@@ -29,18 +29,18 @@ public:
     Output &out() { return m_output; }
     bool dryRun() const { return arguments().has("--dry-run"); }
 
-    /// Takes the service into use, without asking it anything. Once.
+    /// Opens the service without calling it. Call it once.
     void openService();
     /// Discovers the screens, once.
     Correction::ScreenManager &manager();
-    /// Says that the screens are discovered already, for a verb that does it by itself.
+    /// Marks the screens as discovered, for a verb that runs the discovery itself.
     void takeDiscovered();
     /// Devices that discovery lists and no screen has: they did not answer what a refresh queries.
     const QStringList &missingDevices() const { return m_missingDevices; }
-    /// What is wrong with the cabinets' ids, as sentences. The library knows a cabinet by its id alone: where several
-    /// devices have the same, only the one of the device that was discovered first is reached.
+    /// Problems of the cabinets' ids, as sentences. The library identifies a cabinet by its id alone: of several devices
+    /// with the same id, only the first discovered one is reached.
     const QStringList &ambiguities() const { return m_ambiguities; }
-    /// The screen that SCREEN names: one of the wall by id or name, or one made for this call where several are joined by
+    /// The screen that SCREEN names: one of the wall by id or name, or one created for this call when several are joined by
     /// "+" or --device and --cabinet choose a part. Owned by the wall or by this.
     Correction::IScreen &screen();
     Correction::IScreen &screenOf(const QString &idOrName);
@@ -50,7 +50,7 @@ public:
     Correction::ICabinet &cabinet();
     Correction::CabinetInfo cabinetInfo(Correction::ICabinet &cabinet);
 
-    /// A screen made of those cabinets of another one that meet a rectangle.
+    /// A screen of those cabinets of another one that overlap a rectangle.
     static std::unique_ptr<Correction::ScreenV4> partOf(Correction::IScreen &screen, const QRect &rect);
     /// Ids of all screens, in order.
     QStringList screenIds();

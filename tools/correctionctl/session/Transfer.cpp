@@ -84,7 +84,7 @@ CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, En
                              .arg(counted(progress.cabinets, "cabinet")));
         what =
             QStringLiteral("screen %1: reading cabinet %2 of device %3").arg(screen.getID(), cabinet.id, cabinet.deviceKey);
-        session.cabinet(cabinet.id); // refuses an id that several devices have
+        session.cabinet(cabinet.id); // throws for an id that several devices have
     };
     QRegion holes;
     check(ScreenReader(screen).tryGetCoefficients(rect, *target, &holes, onProgress), what);
@@ -96,7 +96,7 @@ CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, En
 
 QVector<QRect> bandsOf(const QRect &rect, const QList<CabinetInfo> &cabinets, qint64 pixels)
 {
-    // A line between two rows of pixels is a cut where no cabinet lies on both sides of it.
+    // A band may end between two rows of pixels when no cabinet contains both rows.
     QVector<QPair<int, int>> spans; // of cabinets: first row, row behind the last
     for (const CabinetInfo &cabinet : cabinets) {
         if (cabinet.rect.intersects(rect))
@@ -148,7 +148,7 @@ void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficien
         ++written;
         progress.advance(area(band) * pixelBytes(grid.getType()));
     }
-    // The last chance before the devices store it.
+    // The last point at which Ctrl-C prevents saving.
     if (save)
         Interrupt::check(done());
 }

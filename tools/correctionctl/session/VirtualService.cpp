@@ -1,4 +1,4 @@
-// What stands behind the adapter as this program's device service: the virtual wall, or a backend that was loaded.
+// The device service of this program through the adapter: the virtual wall, or a loaded backend.
 
 #include "Service.h"
 #include "terminal/ExitCodes.h"
@@ -33,7 +33,7 @@ QStringList g_listedDevices;
 using OutcomeKey = QPair<QString, QString>; // device, operation
 QMap<OutcomeKey, Outcome> g_outcomes;
 QMap<OutcomeKey, Outcome> g_refusals; ///< Since takeRefusals().
-// The host calls the last of these that is there, and each calls one before it.
+// A chain: the host calls the last existing one, and each calls one before it.
 std::unique_ptr<Adapter::DeviceBackend> g_backend; ///< Null: the wall.
 std::unique_ptr<Adapter::Recorder> g_recorder;
 std::unique_ptr<Adapter::DryRun> g_dryRun;
@@ -44,7 +44,7 @@ VirtualWall &wall()
     return VirtualWall::instance();
 }
 
-/// Makes a filter in front of what is installed.
+/// Installs a filter in front of the installed backend.
 template <typename Filter, typename... Arguments>
 void putInFront(std::unique_ptr<Filter> &filter, Arguments... arguments)
 {
@@ -54,7 +54,7 @@ void putInFront(std::unique_ptr<Filter> &filter, Arguments... arguments)
     Adapter::setBackend(filter.get());
 }
 
-/// Adds what a part of a request holds, `key` being the innermost around it.
+/// Adds the bytes and ids in a part of a request; `key` is the innermost key around it.
 void measure(const QString &key, const QVariant &value, Exchange &exchange)
 {
     static const QStringList ids{QStringLiteral("cid"), QStringLiteral("cids"), QStringLiteral("idList")};
@@ -83,7 +83,7 @@ Exchange exchangeOf(const Call &call)
     exchange.device = call.deviceKey;
     exchange.request = CallJournal::describe(call, CallJournal::Shorten);
     exchange.answer = call.reply.isValid() ? CallJournal::describe(call.reply, CallJournal::Shorten) : QString();
-    // Discovery's own operations answer nothing that could fail.
+    // Discovery's own operations return no failure.
     exchange.success = call.result || call.deviceKey.isNull();
     exchange.milliseconds = double(call.duration) / 1000;
     exchange.note = call.note;
@@ -101,7 +101,7 @@ void count(QMap<OutcomeKey, Outcome> &outcomes, const Call &call, bool changes, 
         outcome.reason = call.note;
 }
 
-/// Sees every call, on the thread that makes it.
+/// Observes every call, on the calling thread.
 void observe(const Call &call)
 {
     static std::mutex mutex;

@@ -9,8 +9,8 @@
 
 namespace Ctl {
 
-/// What the program ends with. A result code of the library is its own exit code: 1 to 8, and up to 15 for a screen write,
-/// which answers the bitwise OR of its devices' codes.
+/// The program's exit codes. A result code of the library is its own exit code: 1 to 8, and up to 15 for a screen write,
+/// which returns the bitwise OR of its devices' codes.
 enum Exit : int {
     ExitSuccess = 0,
     ExitLargestResult = 15,
@@ -40,10 +40,10 @@ struct ExitCode {
 const QVector<ExitCode> &exitCodes();
 /// The explanation of a code; null for one that is not listed.
 const ExitCode *explain(int exit);
-/// "enTimeout", "usage"; "enArgumentMismatch|enTimeout" for what only a combination gives; the number for what is no code.
+/// "enTimeout", "usage"; "enArgumentMismatch|enTimeout" for what only a combination gives; the number for an unknown code.
 QString resultName(int code);
 
-/// Ends a verb: what went wrong, in one line that names the thing and the reason.
+/// Ends a verb with an error: one line with the subject and the reason.
 class Failure : public std::exception
 {
 public:

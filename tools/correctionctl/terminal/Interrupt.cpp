@@ -21,7 +21,7 @@ extern "C" void handleSignal(int signal)
     g_requested = 1;
     static const char text[] = "\ncorrectionctl: ends after the request under way; Ctrl-C again ends at once\n";
     if (!g_quits && ::write(STDERR_FILENO, text, sizeof text - 1) < 0)
-        g_requested = 1; // there is no place to say it
+        g_requested = 1; // the error cannot be reported
     const char byte = 0;
     if (g_pipe[1] >= 0 && ::write(g_pipe[1], &byte, 1) < 0)
         return; // The pipe is full of earlier ones: the event loop wakes anyway.

@@ -9,7 +9,7 @@ namespace Interrupt {
 
 void install();
 bool requested();
-/// Throws a Failure with ExitInterrupted if Ctrl-C was pressed; `done` says what was carried out.
+/// Throws a Failure with ExitInterrupted if Ctrl-C was pressed; `done` describes what was carried out.
 void check(const QString &done);
 /// Makes the calling thread's event loop call `quit` of `receiver` once Ctrl-C is pressed.
 void quitOnRequest(QObject *receiver);

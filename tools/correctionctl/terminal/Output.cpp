@@ -197,7 +197,7 @@ QString g_firstCritical;
 QStringList g_subScreenKeys;
 const QLatin1String noSubScreen("Cannot find SubScreen. SubScreen key: ");
 bool g_verbose = false;
-constexpr int longestLog = 1000; // lines kept: enough for a report, bounded for a night
+constexpr int longestLog = 1000; // kept lines: enough for a report, limited for long runs
 
 void handle(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
@@ -215,7 +215,7 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
         return;
     if (g_lines.size() < longestLog)
         g_lines.append(text);
-    // Discovery says of every device, also where all goes well, that its sub-screen was not there before.
+    // Discovery logs for every device, also on success, that its sub-screen did not exist before.
     const bool isOrdinary = message.startsWith(noSubScreen);
     if (isOrdinary)
         g_subScreenKeys.append(message.mid(noSubScreen.size()));
@@ -228,8 +228,8 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
 void install(bool verbose)
 {
     g_verbose = verbose;
-    // A screen write logs two lines for each cabinet: they are formatted only where they are shown. Rules from outside
-    // are stronger than these.
+    // A screen write logs two lines for each cabinet: they are formatted only where they are shown. The user's rules have
+    // priority over these.
     if (!verbose)
         QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false"));
     qInstallMessageHandler(handle);

@@ -8,7 +8,7 @@
 
 namespace Ctl {
 
-/// What goes to standard output and standard error. Text is UTF-8, whatever the locale.
+/// Standard output and standard error. Text is UTF-8, whatever the locale.
 ///
 /// With --json one document goes to standard output at the end and no other line. --quiet leaves out lines and tables.
 /// Bold and colour are for terminals only, and never with NO_COLOR in the environment (no-color.org).
@@ -25,32 +25,32 @@ public:
     /// Columns of numbers are aligned to the right.
     void table(const QStringList &head, const QVector<QStringList> &texts);
     /// Puts entries into the "data" of the JSON document; later ones replace earlier ones of the same name.
-    /// In a dry run nothing is done or saved, whatever a verb puts there.
+    /// In a dry run "done" begins with "dry run: " and "saved" is false, whatever a verb sets.
     void data(const QJsonObject &entries);
     void setDryRun(bool dryRun) { m_dryRun = dryRun; }
     /// Puts an entry beside "data" into the JSON document.
     void beside(const QString &name, const QJsonValue &value) { m_beside.insert(name, value); }
-    /// Something that the user must know about the wall: a line on standard error, unless --quiet, and an entry of the
+    /// A warning about the wall: a line on standard error, unless --quiet, and an entry of the
     /// "warnings" of the JSON document. `kind`: a word for programs.
     void warn(const QString &kind, const QString &text);
     /// A document of its own on one line, at once: only with --json.
     void jsonLine(const QJsonObject &document);
-    /// Bytes as they are, whatever the options say.
+    /// Bytes as they are, independent of the options.
     void raw(const QByteArray &bytes);
-    /// Hands on what was printed so far.
+    /// Flushes the output so far.
     void flush();
     /// A line on standard error, after "correctionctl: ".
     static void error(const QString &text);
     /// A line on standard error as it is.
     static void note(const QString &text);
 
-    /// Writes the JSON document, if one was asked for, and flushes. False when standard output did not take everything.
+    /// Writes the JSON document if --json is given, and flushes. False when writing to standard output failed.
     bool finish(const QString &verb, int exit, const QString &message);
 
     /// Whether output failed because its reader has closed the pipe, as in `correctionctl verbs | head -1`.
     static bool readerGone();
 
-    /// Whether standard output, or standard error, is a terminal where colour is welcome.
+    /// Whether standard output, or standard error, is a terminal that shows colour.
     static bool colourOnOutput();
     static bool colourOnError();
     static bool errorIsTerminal();
@@ -71,9 +71,9 @@ namespace LibraryLog {
 /// Installs the message handler. Filter rules (QT_LOGGING_RULES and the like) are honoured: a line that is off is neither
 /// shown nor kept.
 void install(bool verbose);
-/// Forgets the lines that were kept.
+/// Drops the kept lines.
 void forget();
-/// The first critical line since forget(): the place where the trouble began. Null if there was none, or if it was shown.
+/// The first critical line since forget(): the cause of a failure. Null if there was none, or if it was shown.
 QString firstCritical();
 /// Whether there was one, also where it was shown.
 bool anyCritical();

@@ -8,7 +8,7 @@ namespace Ctl {
 class Output;
 
 /// A bar on standard error for work longer than a second: share, rate and remaining time. Only on a terminal, and not with
-/// --quiet. It is wiped away at the end, at the latest with this object.
+/// --quiet. It is erased at the end, at the latest by the destructor.
 class Progress
 {
 public:
@@ -19,7 +19,7 @@ public:
     Progress &operator=(const Progress &) = delete;
 
     void advance(qint64 bytes);
-    /// Wipes the bar away, before something else is printed.
+    /// Erases the bar, before other output.
     void end();
 
     /// The bar's text at a moment, for a terminal of `columns`.

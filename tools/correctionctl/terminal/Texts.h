@@ -13,7 +13,7 @@
 
 namespace Ctl {
 
-/// The texts that a user writes, as values. Nothing where the text is wrong.
+/// Conversions of the user's arguments to values; no value for an invalid text.
 std::optional<qint64> parseNumber(const QString &text);
 /// "X,Y,WxH": W and H at least 1, all corners within an int.
 std::optional<QRect> parseRect(const QString &text);
@@ -32,7 +32,7 @@ QString bytesText(double bytes);
 /// A string for a terminal: characters that control one, or the order of characters, as "\n", "\x1b" and "\u202e".
 QString printable(const QString &text);
 
-/// What is wrong with the text of a parameter; empty if all is well.
+/// The error in the text of a parameter; empty if it is valid.
 QString complaint(const Parameter &parameter, const QString &text);
 
 } // namespace Ctl

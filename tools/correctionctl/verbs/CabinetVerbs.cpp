@@ -29,7 +29,7 @@ void reportDone(Session &session, ICabinet &cabinet, const QString &done)
         session.out().line(QStringLiteral("%1: %2").arg(subject(cabinet), done));
 }
 
-/// `line`: what people read instead of "NAME set to VALUE".
+/// `line`: printed instead of "NAME set to VALUE".
 void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QJsonValue &value,
                    const QString &line = QString())
 {
@@ -105,7 +105,7 @@ void cabinetWrite(Session &session)
     Grid grid = readGrid(path);
     ICabinet &cabinet = session.cabinet();
     const QSize whole = session.cabinetInfo(cabinet).rect.size();
-    // A file without a size is meant to fill the cabinet from the position on.
+    // A file without a size fills the cabinet from the position on.
     const QSize room = whole - QSize(position.x(), position.y());
     const QSize size = grid.size.isValid() ? grid.size : room;
     if (size.isEmpty() || size.width() > room.width() || size.height() > room.height())
@@ -240,7 +240,7 @@ void cabinetConfigGet(Session &session)
     const QString path = session.arguments().text("FILE");
     ICabinet &cabinet = session.cabinet();
     checkWritable(path);
-    // The library writes straight into the file that it is given: it gets one of its own.
+    // The library overwrites its file in place, so it gets a temporary one.
     const QTemporaryDir folder;
     const QString taken = folder.filePath(QStringLiteral("configuration"));
     checkCabinet(cabinet.getConfigFile(taken), cabinet, QStringLiteral("reading its configuration into %1").arg(path));

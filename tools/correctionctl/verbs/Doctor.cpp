@@ -16,7 +16,7 @@ using namespace Correction;
 namespace Ctl {
 namespace {
 
-/// A huge wall answers with megabytes: people get the beginning, the report a long beginning.
+/// Replies of a huge wall have megabytes: the output shows the first characters, the report more of them.
 constexpr int longestShown = 200;
 constexpr int longestReported = 4000;
 
@@ -27,14 +27,14 @@ QString cut(const QString &text, int longest)
                : QStringLiteral("%1... (%2 characters)").arg(text.left(longest), QString::number(text.size()));
 }
 
-/// Walks step by step; every step is one operation of the library, with the calls that it made.
+/// Runs the steps; every step is one operation of the library, with the calls that it made.
 class Walk
 {
 public:
     explicit Walk(Session &session) : m_session(session) {}
 
-    /// `expected`: a code that is an answer and no trouble. `strict`: a call that was answered false is trouble whatever the
-    /// operation made of it; discovery leaves such devices out and goes on.
+    /// `expected`: a code that is not a problem. `strict`: a call that returned false is a problem even when the operation
+    /// succeeds; discovery skips such devices.
     EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation,
                        EnumErrorCode expected = enSuccess, bool strict = false)
     {
@@ -91,7 +91,7 @@ public:
         return code;
     }
 
-    /// Trouble that was found without a call.
+    /// A problem that was found without a call.
     void find(const QString &what, int exit)
     {
         m_session.out().line(QStringLiteral("BAD  %1: %2 (%3)").arg(what, resultName(exit), QString::number(exit)));
@@ -106,7 +106,7 @@ public:
             m_codes.append(exit);
     }
 
-    /// Devices that answered a call with false.
+    /// Devices for which a call returned false.
     const QStringList &silentDevices() const { return m_silent; }
     const QVector<int> &codes() const { return m_codes; }
     int troubles() const { return m_troubles; }
@@ -115,12 +115,12 @@ public:
 private:
     Session &m_session;
     QJsonArray m_steps;
-    QVector<int> m_codes; ///< Result codes of failed steps, in the order in which they were met.
+    QVector<int> m_codes; ///< Result codes of failed steps, in order.
     QStringList m_silent;
     int m_troubles = 0;
 };
 
-/// What devices answer about one screen, and about one cabinet of each of its devices.
+/// Reads from one screen, and from one cabinet of each of its devices.
 void examine(Walk &walk, Session &session, const QString &id)
 {
     IScreen &screen = session.screenOf(id);
@@ -226,7 +226,7 @@ void doctor(Session &session)
     } else {
         out.line(QStringLiteral("`doctor FILE` writes a report that fits a bug report"));
     }
-    LibraryLog::forget(); // each step has shown its own lines
+    LibraryLog::forget(); // each step has shown its lines
     if (walk.troubles() > 0)
         throw Failure(walk.codes().first(), verdict);
     out.line(verdict);

@@ -67,7 +67,7 @@ void groupClear(Session &session)
 void groupAverage(Session &session)
 {
     const CabinetsPtr group = groupOf(session);
-    // A list of an abstract class can be made, but its destructor cannot be: an empty one owns nothing.
+    // QList<T>'s destructor does not compile for an abstract T, so the empty list is never destroyed. It owns no memory.
     alignas(QList<ICabinetCoefficient>) unsigned char storage[sizeof(QList<ICabinetCoefficient>)];
     auto &averages = *new (storage) QList<ICabinetCoefficient>;
     const bool get = session.arguments().text("DIRECTION") == QLatin1String("get");

@@ -44,7 +44,7 @@ void patternCheckerboard(Session &session)
     IScreen &screen = session.screen();
     board.regionRect = chosenRect(session, screen);
     const QSize square = parseSize(arguments.text("--square", QStringLiteral("64x64"))).value_or(QSize(64, 64));
-    // The last column and row are what is left over, a full square where nothing is.
+    // The last column and row have the remaining size, or a full square without a remainder.
     const auto last = [](int length, int side) { return length % side == 0 ? side : length % side; };
     board.squareW = square.width();
     board.squareH = square.height();

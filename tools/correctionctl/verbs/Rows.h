@@ -6,7 +6,7 @@
 
 namespace Ctl {
 
-/// What the rows of the table of verbs are made of.
+/// Building blocks for the rows of the table of verbs.
 
 constexpr qint64 intMax = std::numeric_limits<int>::max();
 constexpr qint64 intMin = std::numeric_limits<int>::min();
@@ -99,7 +99,7 @@ inline Verb wholeScreen(Verb verb)
     return verb;
 }
 
-/// A verb whose work a device forgets with its power: test images, locks, coefficients that are not saved.
+/// A verb whose effect is lost when the device loses power: test images, locks, coefficients that are not saved.
 inline Verb transient(Verb verb)
 {
     verb.transient = true;

@@ -222,7 +222,7 @@ void support(Session &session)
 
 void watch(Session &session)
 {
-    // Notifications may be there before discovery has ended, and several at once: they count as well.
+    // Notifications that arrive during discovery, or several at once, count as well.
     const int limit = session.arguments().integer("--count", -1);
     int seen = 0;
     QEventLoop loop;
@@ -255,11 +255,11 @@ void watch(Session &session)
     } catch (const Failure &failure) {
         if (failure.exit() != enNoDevice)
             throw;
-        // A wall without devices is worth watching: they may come.
+        // An empty wall is not an error here: devices may appear.
     }
     if (seen != limit && !Interrupt::requested())
         loop.exec();
-    // Ctrl-C is the ordinary end of watching.
+    // Ctrl-C is the normal end.
 }
 
 } // namespace

@@ -12,7 +12,7 @@ namespace Ctl {
 
 namespace {
 
-/// One setting that is going to be changed.
+/// One setting to change.
 struct Setting {
     QJsonValue value; ///< A number, a switch, or a string.
     std::function<EnumErrorCode(IScreen &)> send;
@@ -42,7 +42,7 @@ Setting brightness(const QStringList &values, const Arguments &)
     const auto verify = [value](IScreen &screen) {
         BrightnessRange range;
         if (screen.getBrightnessRange(range) != enSuccess || range.max == 0)
-            return; // The devices do not tell: they will judge for themselves.
+            return; // The range is unknown: the devices check the value.
         if (quint32(value) < range.min || quint32(value) > range.max)
             throw Failure(enOutOfRange, QStringLiteral("screen %1: brightness %2 lies outside %3 to %4")
                                             .arg(screen.getID(), QString::number(value), QString::number(range.min),
@@ -69,7 +69,7 @@ Setting gamma(const QStringList &values, const Arguments &)
 {
     const GammaTables tables = readGamma(values.first(), screenChannels());
     const auto send = [tables](IScreen &screen) {
-        // A request holds one table, the one of the highest channel: each travels by itself.
+        // A request holds only the table of the highest channel, so each table is sent separately.
         for (auto table = tables.cbegin(); table != tables.cend(); ++table) {
             if (const EnumErrorCode code = screen.setGammaTable({{table.key(), table.value()}}))
                 return code;
@@ -227,7 +227,7 @@ QString listed(QStringList texts, const char *conjunction)
     return QStringLiteral("%1 %2 %3").arg(texts.join(QStringLiteral(", ")), QLatin1String(conjunction), last);
 }
 
-/// What is going to be changed, by name.
+/// The settings to change, by name.
 using Changes = QVector<QPair<QString, Setting>>;
 
 /// The pairs of `set`, each checked like the arguments of the verb of its name.
@@ -285,7 +285,7 @@ void change(Session &session, const Changes &changes)
                                         : QStringLiteral(" (set before it: %1)").arg(before.join(QStringLiteral(", ")))));
         rows.append({name, valueText(setting.value)});
         list.append(QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), setting.value}});
-        // After each: when a later one fails, the document has those that were set.
+        // After each one: when a later one fails, the document lists those that were set.
         session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("settings"), list}});
     }
     if (!session.dryRun())
@@ -344,7 +344,7 @@ QVector<Verb> settingVerbs()
                             changeOrPrint, row.operations));
         operations.append(verbs.last().operationList().filter(QStringLiteral("IScreen::set")).first());
     }
-    // Rows refer to texts that stay in place.
+    // Rows hold pointers into these static strings.
     static const QByteArray pairHelp = listed(pairs, "or").toLatin1();
     static const QByteArray pairNames = names.join(QLatin1Char('|')).toLatin1();
     Parameter pair = repeated(argument("SETTING", Value::Pair, pairHelp.constData()));

@@ -15,8 +15,8 @@ void onScreen(Session &session, EnumErrorCode (IScreen::*operation)(Kind), EnumC
 {
     IScreen &screen = session.screen();
     EnumErrorCode code = (screen.*operation)(Kind(int(kind)));
-    // Clearing multilayer coefficients returns enSuccess whatever the devices answer, and logs what failed: that is all
-    // there is to see of a service that is linked in.
+    // Clearing multilayer coefficients returns enSuccess even after a failure, and logs the failure. With a service that is
+    // linked in, only the log shows it.
     if (code == enSuccess && !Service::isWatched() && LibraryLog::anyCritical())
         code = enTimeout;
     check(code, QStringLiteral("screen %1: %2 %3 coefficients").arg(screen.getID(), QLatin1String(doing), kindText(kind)));

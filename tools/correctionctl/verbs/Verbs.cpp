@@ -9,7 +9,7 @@ namespace Ctl {
 
 namespace {
 
-/// The rows that the program's device service can serve.
+/// The rows that work with the program's device service.
 template <typename Row>
 QVector<Row> offered(QVector<Row> rows)
 {

@@ -8,7 +8,7 @@ namespace Ctl {
 
 class Session;
 
-/// What a parameter's text means: checked when the command line is read, and offered by the shells' completion.
+/// The type of a parameter: used to check the command line and for the shells' completion.
 enum class Value {
     None,     ///< A switch: present or not.
     Text,     ///< Any text.
@@ -34,12 +34,12 @@ struct Parameter {
     const char *name; ///< "SCREEN", "--rect".
     Value value;
     const char *help;
-    bool required = false; ///< Options are optional unless they say so; so are positional arguments.
+    bool required = false; ///< False: optional.
     bool repeated = false; ///< Takes one or more values.
     qint64 least = 0;
     qint64 greatest = 0;
     const char *choices = ""; ///< Separated by "|". Of a switch: what may follow it, as in "--save=all".
-    const char *metavar = ""; ///< What the help calls an option's value; derived from `value` if empty.
+    const char *metavar = ""; ///< The name of an option's value in the help; derived from `value` if empty.
     char letter = 0;          ///< The short form of an option.
     bool virtualOnly = false; ///< Refused by a program with a device service of its own.
 
@@ -52,7 +52,7 @@ struct Parameter {
     QString title() const;
 };
 
-/// A word that only groups verbs: its parameters stand between it and the verb.
+/// A word that only groups verbs: its parameters are between it and the verb.
 struct Family {
     const char *name; ///< "cabinet", "cabinet config".
     const char *help;
@@ -60,7 +60,7 @@ struct Family {
     bool virtualOnly = false; ///< All of its verbs are.
 };
 
-/// One thing that the program does. This table is the one source of the parser, the help, the manual page, the shells'
+/// A command of the program. This table is the single source of the parser, the help, the manual page, the shells'
 /// completion and `verbs --json`.
 struct Verb {
     const char *name; ///< Words separated by blanks: "screens", "cabinet config get".
@@ -75,7 +75,7 @@ struct Verb {
     bool wrapsCommand = false;     ///< Everything after its parameters is another command line.
     bool virtualOnly = false;      ///< Refused by a program with a device service of its own.
     bool wholeScreen = false;      ///< Refuses a screen of which a device is missing, unless options choose a part.
-    bool transient = false;        ///< What it does is gone when a device restarts, unless --save is given.
+    bool transient = false;        ///< Its effect is lost when a device restarts, unless --save is given.
 
     QStringList words() const { return QString::fromLatin1(name).split(QLatin1Char(' ')); }
     /// "correctionctl cabinet CID config get FILE".
@@ -98,8 +98,8 @@ QVector<Verb> wallVerbs(); ///< And those that record and replay.
 QVector<Verb> doctorVerbs();
 QVector<Verb> tableVerbs();
 
-/// What this program offers. With a device service of its own that is less than what the command line understands: what
-/// needs the virtual wall is refused by name.
+/// What this program offers. With a device service of its own this is a subset of what the command line understands: verbs
+/// that need the virtual wall are refused by name.
 const QVector<Verb> &verbs();
 const QVector<Verb> &knownVerbs();
 const QVector<Family> &families();
