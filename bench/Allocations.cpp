@@ -8,7 +8,7 @@ thread_local qint64 allocations = 0;
 
 } // namespace
 
-// Stands in for the C library's, to which it passes everything on; operator new and Qt's containers end here too.
+// Replaces the C library's function and calls it; operator new and Qt's containers use this one too.
 extern "C" {
 
 void *__libc_malloc(size_t size);

@@ -4,7 +4,7 @@
 
 namespace Bench {
 
-/// Blocks that malloc and its kin have handed out to this thread.
+/// Blocks that malloc and related functions have allocated for this thread.
 qint64 allocationCount();
 
 } // namespace Bench

@@ -383,7 +383,7 @@ bool isSame(const Wall &a, const Wall &b)
     return a.devices == b.devices && a.area == b.area && a.cabinet == b.cabinet && a.modules == b.modules;
 }
 
-/// The screen of a wall. It stays until another wall is asked for, so that the ways of one case can share it.
+/// The screen of a wall. It is kept until another wall is requested, so that the ways of one case share it.
 Correction::IScreen &discover(const Wall &wall)
 {
     static Wall current;
@@ -492,7 +492,7 @@ Prepare readObvious(const Wall &wall)
     };
 }
 
-/// Every refresh after the first: it also takes down what the one before it made.
+/// Every refresh after the first: it also removes the screens of the previous one.
 Prepare refresh(const Wall &wall)
 {
     return [=] {
@@ -501,7 +501,7 @@ Prepare refresh(const Wall &wall)
     };
 }
 
-// Devices that take their time
+// Slow devices
 
 constexpr int latency = 200;
 
@@ -545,7 +545,7 @@ Prepare writeOneByOne(int devices)
     };
 }
 
-/// Asks again and again whether the upload has settled.
+/// Polls whether the upload has settled.
 Prepare waitSpinning(int milliseconds)
 {
     return [=] {
@@ -558,7 +558,7 @@ Prepare waitSpinning(int milliseconds)
     };
 }
 
-// Memory: the passes make their grids themselves, so that these count.
+// Memory: the passes allocate their grids themselves, so that these are measured.
 
 Prepare peakOfWrite(const Wall &wall, bool asynchronous)
 {
@@ -619,7 +619,7 @@ QVector<Case> allCases()
         cases.append(Case{name, measure, library, obvious, limit, limitIs});
         return cases.last();
     };
-    // Blocks. What is asked is asked of blocks of a usual cabinet's size.
+    // Blocks. The targets apply to blocks of a usual cabinet's size.
     const auto asked = [](Case &ofCase, bool isAsked, double timesObvious, double timesLimit) {
         if (isAsked) {
             ofCase.timesObvious = timesObvious;

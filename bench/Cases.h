@@ -5,13 +5,13 @@
 
 #include <functional>
 
-/// What is measured. A case does one job in up to three ways: through the library, the obvious way (`Reference`), and at the
-/// limit: the part of the job that no code can leave out, such as copying the finished text.
+/// The benchmark cases. A case does one job in up to three ways: through the library, the obvious way (`Reference`), and at
+/// the limit: the part of the job that cannot be avoided, such as copying the finished string.
 namespace Bench {
 
-/// Does the job once. What it makes is gone at the end, or at the next pass where the case keeps it.
+/// Does the job once. Its result is freed at the end, or at the next pass if the case keeps it.
 using Pass = std::function<void()>;
-/// Does everything that is not measured, and gives the pass.
+/// Does everything that is not measured, and returns the pass.
 using Prepare = std::function<Pass()>;
 
 /// How a pass is measured.
@@ -32,9 +32,9 @@ struct Case {
     Prepare limit;   ///< May be empty.
     QString limitIs; ///< What the limit does.
 
-    double timesObvious = 0; ///< Asked: the obvious way takes at least this many times what the library takes. 0: nothing.
-    double timesLimit = 0;   ///< Asked: the library takes at most this many times what the limit takes. 0: nothing.
-    /// Asked: the library's figure itself is at most this. Negative: nothing.
+    double timesObvious = 0; ///< Target: the obvious way takes at least this many times as long. 0: none.
+    double timesLimit = 0;   ///< Target: the library takes at most this many times the limit's figure. 0: none.
+    /// Target: the library's figure is at most this. Negative: none.
     double atMost = -1;
     double memory = 0; ///< Bytes that the machine must have free; the case is left out otherwise.
 };

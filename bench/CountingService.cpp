@@ -61,7 +61,7 @@ Map partOf(const QString &id, const QRect &rect)
             {QStringLiteral("height"), rect.height()}};
 }
 
-/// A cabinet's entry in the reply of flags; its modules stand side by side.
+/// A cabinet's entry in the reply of flags; its modules are side by side.
 Map flagsOf(const QString &id, const QSize &size, int modules)
 {
     List moduleFlags;

@@ -7,8 +7,8 @@
 #include <QtCore/QVector>
 
 /// A device service that does nothing but count its calls and keep the uploads, so that a benchmark measures the library
-/// alone. Every operation answers true at once; the replies are ready before the first call. It stands in the place of the
-/// virtual wall or a real service: a program that links it gets the service classes of `<service/...>`.
+/// alone. Every operation returns true at once; the replies are made before the first call. It replaces the virtual wall or
+/// a real service: it defines the classes of `<service/...>`.
 namespace CountingService {
 
 /// Devices side by side, each driving a part of the screen of the size `area`, covered with cabinets row by row. Cabinets at
@@ -30,7 +30,7 @@ struct CabinetPlace {
 void setWall(const Wall &wall);
 /// Its cabinets, device after device.
 const QVector<CabinetPlace> &cabinets();
-/// What a cabinet answers when its coefficients are read: one block over the whole of it.
+/// A cabinet's reply when its coefficients are read: one block for the whole cabinet.
 void setCoefficients(const QString &cabinetId, const QString &text);
 QVariantList coefficients(const QString &cabinetId);
 

@@ -4,7 +4,7 @@
 
 #include <QtCore/QStringList>
 
-/// Runs cases in processes of their own, so that none finds the memory as another one left it.
+/// Runs every case in its own process, so that no case depends on the memory state after another one.
 namespace Bench {
 
 /// One figure of each way for each round, in the unit that the case's measure has: seconds, bytes, a share or a number of

@@ -10,8 +10,8 @@
 #include <functional>
 
 /// The library's coefficient paths written the obvious Qt way: byte arrays on the way to and from a text, loops over
-/// elements, records copied as a whole, plain qDebug. The benchmarks compare with it, and the tests take it for the truth,
-/// so it stays as plain as it is: never make it faster.
+/// elements, records copied as a whole, plain qDebug. The benchmarks compare with it, and the tests use it as the expected
+/// result. Keep it simple; do not optimise it.
 ///
 /// It serves well-formed input alone: rectangles inside their grids, replies that are complete. Of the library it uses
 /// nothing.
@@ -82,11 +82,11 @@ public:
     void add(const Cabinet &cabinet);
     /// The cabinets' rectangles united.
     QRect rect() const;
-    /// The upload that writes `grid`, laid out over `rect`: one map for each cabinet that meets it.
+    /// The upload that writes `grid`, laid out over `rect`: one map for each cabinet that overlaps it.
     QVariantList uploadOf(const QRect &rect, const Grid &grid) const;
-    /// Answers a cabinet's coefficient reply.
+    /// Returns a cabinet's coefficient reply.
     using Load = std::function<QVariantList(const QString &deviceKey, const QString &cabinetId)>;
-    /// Reads the cabinets that meet `rect` into `grid`, laid out over the sub-screen.
+    /// Reads the cabinets that overlap `rect` into `grid`, laid out over the sub-screen.
     void read(const QRect &rect, const Load &load, Grid &grid) const;
 
 private:
@@ -99,7 +99,7 @@ private:
 /// A screen read over one sub-screen: a grid of the part, then the part into the caller's grid, laid out over `rect`.
 void read(const SubScreen &subScreen, const QRect &rect, const SubScreen::Load &load, Grid &grid);
 
-/// The line that a grid writes when it is handed the wrong number of values.
+/// The log line of a grid that gets the wrong number of values.
 void logLine(int count, int columns, int rows);
 
 } // namespace Reference

@@ -31,7 +31,7 @@ double medianRatio(const QVector<double> &numerators, const QVector<double> &den
     return median(ratios);
 }
 
-/// Three figures, as many as such a measurement is worth.
+/// Three significant digits: measurements are not more precise.
 QString rounded(double value)
 {
     return QString::number(value, 'f', value >= 100 ? 0 : value >= 10 ? 1 : 2);
@@ -74,8 +74,8 @@ const char *unitOf(Measure measure)
     return "";
 }
 
-/// The cells of a row: case, what the library takes, asked and measured against the obvious way, asked and measured against
-/// the limit, what the limit is, whether all is met.
+/// The cells of a row: case, the library's figure, target and measured ratio to the obvious way, target and measured ratio
+/// to the limit, the limit's description, whether all targets are met.
 QStringList cellsOf(const Result &result)
 {
     const Case &ofCase = result.ofCase;

@@ -2,12 +2,12 @@
 
 #include "Measurement.h"
 
-/// What the figures say: ratios, and whether they are what was asked.
+/// Evaluation of the figures: ratios, and whether the targets are met.
 namespace Bench {
 
 struct Result {
     Case ofCase;
-    Figures figures; ///< No figures at all: left out for want of memory.
+    Figures figures; ///< Empty: the case was skipped because memory is too small.
 };
 
 /// Median over the rounds of the library's figure.
@@ -15,11 +15,11 @@ double libraryFigure(const Result &result);
 /// Medians of the ratios of each round; 0 when the case does not have that way.
 double timesObvious(const Result &result);
 double timesLimit(const Result &result);
-/// Whether everything asked is met.
+/// Whether all targets are met.
 bool isMet(const Result &result);
 bool isAsked(const Case &ofCase);
 
-/// One line for people: the case, what is asked, what was measured.
+/// One readable line: the case, the targets, the measured values.
 QString lineOf(const Result &result);
 /// The heading of these lines.
 QString headingOfLines();
@@ -27,7 +27,7 @@ QString headingOfLines();
 QString markdown(const QVector<Result> &results, const QString &command);
 /// All figures.
 QByteArray json(const QVector<Result> &results, const QString &command);
-/// For the chart: name, ratio to the obvious way, the asked one, ratio to the limit, the asked one; tab-separated, "-" for
+/// For the chart: name, ratio to the obvious way, its target, ratio to the limit, its target; tab-separated, "-" for
 /// none.
 QString chartData(const QVector<Result> &results);
 

@@ -1,4 +1,5 @@
-// One pass of every counted case, for callgrind: each leaves its count under its name. Without valgrind it only runs them.
+// One pass of every counted case, for callgrind: each count is dumped under the case's name. Without valgrind it only runs
+// them.
 
 #include "Cases.h"
 

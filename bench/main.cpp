@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Takes every line, as a host's log that shows nothing, but for the benchmark's own last words.
+/// Discards every log line, as a host without log output does, except fatal messages.
 void handleMessage(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
     if (type != QtFatalMsg)
