@@ -27,7 +27,7 @@ else()
     COMPONENT development)
 endif()
 
-# The exported headers and those of the service compare the promise header of whoever includes them with this build's.
+# The exported headers and those of the service compare the including program's promise header with this build's.
 set(correction_generated "${PROJECT_BINARY_DIR}/generated")
 foreach(folder IN ITEMS Correction service)
   configure_file(cmake/PromiseCheck.h.in "${correction_generated}/${folder}/PromiseCheck.h")

@@ -14,7 +14,7 @@ inline namespace Bundled {
 /// Fulfils its promise when called, with a value or with another promise, which is then followed. Copies belong to the
 /// same promise; the first call of any of them, or of its QPromiseReject, counts and later ones are ignored. May be
 /// called from any thread and outlive the promise. A promise whose functors are all gone without a call stays pending
-/// for ever.
+/// forever.
 template <typename T>
 class QPromiseResolve
 {
@@ -87,7 +87,7 @@ private:
     std::shared_ptr<Detail::Settler> m_settler;
 };
 
-/// What QPromise<T> has for every T.
+/// The members of QPromise<T> for every T.
 ///
 /// A promise is a handle: copies are cheap and share one state, which is freed with the last handle, handler or functor
 /// that can still settle it. Every member may be called from any thread. A moved-from promise may only be assigned or
@@ -105,7 +105,7 @@ template <typename T>
 class QPromiseBase
 {
 public:
-    /// What the promise holds.
+    /// The type of the value.
     using Type = T;
 
     /// Runs `resolver` at once, with a QPromiseResolve<T> and, if it takes two arguments, a QPromiseReject<T>. An
@@ -258,7 +258,7 @@ private:
     std::shared_ptr<Detail::State> m_state;
 };
 
-/// A value that is there later, or an error instead. T is any copyable type. QPromiseBase describes all but the members
+/// A value that is available later, or an error instead. T is any copyable type. QPromiseBase describes all but the members
 /// below.
 template <typename T>
 class QPromise : public QPromiseBase<T>
@@ -266,7 +266,7 @@ class QPromise : public QPromiseBase<T>
 public:
     using QPromiseBase<T>::QPromiseBase;
 
-    /// A fulfilled promise. A promise given as value is handed back as it is.
+    /// A fulfilled promise. A promise given as value is returned unchanged.
     static QPromise resolve(const T &value)
     {
         return Detail::settledPromise<T>(Detail::outcomeOf<T>([&]() -> const T & { return value; }));

@@ -22,7 +22,7 @@ QPromise<std::decay_t<T>> resolve(T &&value)
     return QPromise<std::decay_t<T>>::resolve(std::forward<T>(value));
 }
 
-/// A promise given as value is handed back as it is.
+/// A promise given as value is returned unchanged.
 template <typename T>
 QPromise<T> resolve(QPromise<T> promise)
 {

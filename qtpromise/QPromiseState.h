@@ -19,12 +19,11 @@
 #include <thread>
 #include <utility>
 
-/// The machinery behind QPromise: what promises share, the queue of handlers of each thread, and waiting. Not for
-/// direct use.
+/// The implementation of QPromise: shared states, each thread's queue of handlers, and waiting. Not for direct use.
 ///
 /// Locks. Each state and each queue has its own mutex; a state's may be held while a queue's is taken, never the other
 /// way round. Neither is held while a handler runs or is destroyed. Settled outcomes are written once, under the
-/// state's mutex, and read without it by those who learned under a mutex that they are there.
+/// state's mutex, and read without it by code that has found them settled under the mutex.
 ///
 /// Memory. Whatever settling needs (the job, its event) is allocated when a handler is attached, so settling cannot
 /// fail.
@@ -35,7 +34,7 @@ namespace Detail {
 class HandlerQueue;
 class State;
 
-/// What a promise is settled with: an error, else the value (null for void).
+/// The outcome of a promise: an error, else the value (null for void).
 struct Outcome {
     std::shared_ptr<const void> value;
     /// The error, when it arises here.
@@ -56,7 +55,7 @@ struct Outcome {
 };
 
 /// Announces one handler of a queue to the event dispatcher of the queue's thread. When it is destroyed without having
-/// been delivered, because an event filter stopped it or somebody removed it, the queue takes the handler back.
+/// been delivered, because an event filter stopped it or it was removed, the queue takes the handler back.
 class HandlerEvent final : public QEvent
 {
 public:
@@ -94,9 +93,9 @@ public:
     virtual Outcome run(const std::shared_ptr<State> &settled) noexcept = 0;
 
     std::unique_ptr<HandlerEvent> event;
-    /// Null: the job runs no foreign code and is done at once by whoever settles the source.
+    /// Null: an internal job without handlers, run inline by the settling thread.
     std::shared_ptr<HandlerQueue> queue;
-    /// Set only when the source has let go of the job, so they never keep each other alive.
+    /// Set only when the source has released the job, so that there is no reference cycle.
     std::shared_ptr<State> source;
     std::shared_ptr<State> target;
     Job *next = nullptr;
@@ -166,7 +165,7 @@ public:
         std::swap(m_last, other.m_last);
     }
 
-    /// Destroying a job may destroy its target and with it further jobs: a long chain of promises that nobody settled.
+    /// Destroying a job may destroy its target and with it further jobs: a long chain of promises that were never settled.
     /// They all join the list of the outermost call, so that the stack does not grow with the chain.
     void clear() noexcept
     {
@@ -194,7 +193,7 @@ private:
     Q_DISABLE_COPY(JobList)
 };
 
-/// One wait() in progress; lives on the stack of the thread that waits.
+/// One wait() in progress; on the stack of the waiting thread.
 class WaitFrame
 {
 public:
@@ -204,7 +203,7 @@ public:
     bool isSettled() const noexcept { return m_settled.load(std::memory_order_acquire); }
     /// From any thread, with the state's mutex held, which keeps the frame alive meanwhile.
     void settled() noexcept;
-    /// Handles what there is to handle and sleeps until there is more.
+    /// Runs pending handlers and events, then sleeps until there are more.
     void processEvents();
 
     WaitFrame *nextInState = nullptr;
@@ -221,7 +220,7 @@ private:
     Q_DISABLE_COPY(WaitFrame)
 };
 
-/// What all copies of a promise share.
+/// The state that all copies of a promise share.
 class State : public std::enable_shared_from_this<State>
 {
 public:
@@ -235,7 +234,7 @@ public:
         return m_status;
     }
 
-    /// For those who know that the promise has settled.
+    /// Only for a settled promise.
     bool isFailed() const noexcept { return m_thrown || m_passed; }
     template <typename T>
     const T &value() const noexcept
@@ -245,7 +244,7 @@ public:
     const std::shared_ptr<const void> &anyValue() const noexcept { return m_value; }
     const std::exception_ptr &error() const noexcept { return m_passed ? *m_passed : m_thrown; }
 
-    /// The outcome once more, for another promise; the value and the error stay shared.
+    /// A copy of the outcome for another promise; the value and the error are shared.
     Outcome outcome() const noexcept
     {
         Outcome same;
@@ -297,8 +296,8 @@ public:
         handOut();
     }
 
-    /// Does a job whose source has settled. The handler is gone before the target settles: whoever learns of the result
-    /// finds everything that the handler held released.
+    /// Does a job whose source has settled. The handler is destroyed before the target settles: by then everything that it
+    /// held is released.
     static void perform(std::unique_ptr<Job> job) noexcept
     {
         Outcome outcome = job->run(job->source);
@@ -411,8 +410,8 @@ public:
             State::perform(std::move(job));
     }
 
-    /// An announcement was destroyed undelivered. In the queue's own thread its handler runs at once: a new event could
-    /// meet the same filter, without end. In any other thread it is left to the queue's own.
+    /// An announcement was destroyed undelivered. In the queue's own thread its handler runs at once: a new event could be
+    /// stopped by the same filter again and again. In any other thread it is left to the queue's thread.
     void takeBack() noexcept
     {
         const std::thread::id here = std::this_thread::get_id();
@@ -478,7 +477,7 @@ private:
     friend class HandlerEvent;
     friend class WaitFrame;
 
-    /// Child of the dispatcher, so it lives in the queue's thread and ends with it.
+    /// A child of the dispatcher: it belongs to the queue's thread and is deleted with the dispatcher.
     class Receiver final : public QObject
     {
     public:
@@ -591,7 +590,7 @@ private:
 
     /// A wake-up is lost to the innermost wait when something else of this thread took it: a wait nested in a handler,
     /// or a handler that processed events itself. So the last look before sleeping is here, after all handlers. An
-    /// event loop that a handler runs on top of the wait sleeps as it likes.
+    /// event loop that a handler runs on top of the wait is not covered.
     void aboutToSleep() noexcept
     {
         announceRest();
@@ -722,7 +721,7 @@ inline WaitFrame::WaitFrame(HandlerQueue &queue)
 inline WaitFrame::~WaitFrame()
 {
     m_queue.m_top = m_outer;
-    // Whatever runs below this wait may have been woken, or told to end, while this one took the wake-ups.
+    // Loops below this wait on the stack may have been woken, or told to quit, while this one consumed the wake-ups.
     if (m_dispatcher)
         m_dispatcher->wakeUp();
 }
@@ -743,9 +742,9 @@ inline void WaitFrame::processEvents()
         m_queue.sleepWithoutDispatcher(*this);
         return;
     }
-    // Deferred deletions of this wait's own level come only when asked for, and then overtake all other posted events.
-    // So they are asked for when nothing else is left, lest an object miss what was posted to it before; but not never,
-    // if a timer keeps the dispatcher busy all the time.
+    // Deferred deletions of this wait's own level must be sent explicitly, and then overtake all other posted events. So
+    // they are sent when nothing else is pending, so that an object gets its earlier events first; and at the latest after
+    // some rounds, as a timer may keep the dispatcher busy all the time.
     for (int round = 0; round < 100 && m_dispatcher->processEvents(QEventLoop::AllEvents); ++round) {
         if (isSettled())
             return;
@@ -758,8 +757,8 @@ inline void WaitFrame::processEvents()
 }
 
 /// Returns once the promise has settled. Every settling wakes the event dispatchers of the threads that wait for it; a
-/// wake-up sent between the look and the sleep is kept by the dispatcher, so none is missed. The caller keeps the state
-/// alive.
+/// wake-up sent between the check and the sleep is kept by the dispatcher, so none is missed. The caller owns a reference to
+/// the state.
 inline void waitFor(State &awaited)
 {
     if (awaited.status() != State::Status::Pending)
@@ -777,8 +776,8 @@ inline void waitFor(State &awaited)
         frame.processEvents();
 }
 
-/// A handle that settles a promise once; shared by all copies of the functors that settle that promise. It lets go of
-/// the promise when it is used, so a functor that is kept for long keeps nothing alive.
+/// A handle that settles a promise once; shared by all copies of the functors that settle that promise. It releases the
+/// promise when it is used, so a functor that is kept for long does not keep the state alive.
 class Settler
 {
 public:

@@ -14,7 +14,7 @@
 template <typename T>
 class QFuture;
 
-/// How handlers are called and what becomes of their results. Not for direct use.
+/// Calls of handlers and conversion of their results. Not for direct use.
 namespace QtPromise {
 inline namespace Bundled {
 
@@ -54,7 +54,7 @@ using Unwrapped = typename UnwrapPlain<std::decay_t<R>>::type;
 template <typename R>
 using IsPromise = std::integral_constant<bool, UnwrapPlain<std::decay_t<R>>::isPromise>;
 
-/// The one door to what a promise holds.
+/// Access to the state of a promise.
 struct Access {
     template <typename Promise>
     static const std::shared_ptr<State> &state(const Promise &promise)
@@ -295,7 +295,7 @@ Outcome onError(std::nullptr_t, const std::shared_ptr<State> &source) noexcept
     return source->outcome();
 }
 
-/// The source's outcome, which stands unless the handler's own (a promise of nothing) fails.
+/// The source's outcome, which is kept unless the handler's own (a promise of nothing) fails.
 inline Outcome keptOutcome(const std::shared_ptr<State> &source, Outcome handlers) noexcept
 {
     if (handlers.thrown || handlers.passed)
