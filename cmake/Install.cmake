@@ -2,7 +2,7 @@
 set(correction_config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Correction")
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
-# correction_install_library(COMPONENT DEVELOPMENT EXPORT TARGET...): DEVELOPMENT is the component of what only builds need.
+# correction_install_library(COMPONENT DEVELOPMENT EXPORT TARGET...): DEVELOPMENT is the component of the files for building hosts.
 function(correction_install_library component development export)
   install(TARGETS ${ARGN} EXPORT ${export}
     RUNTIME COMPONENT ${component}
