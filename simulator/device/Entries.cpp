@@ -9,7 +9,7 @@ using Json::describeValue;
 Entries::Entries(const QVariant &map, const QString &path) : m_map(map.toMap()), m_path(path)
 {
     if (map.userType() != QMetaType::QVariantMap)
-        throw Refusal{QStringLiteral("%1 is no map").arg(path), {}};
+        throw Refusal{QStringLiteral("%1 is not a map").arg(path), {}};
 }
 
 QString Entries::path(const char *key) const

@@ -257,7 +257,7 @@ QByteArray DeviceFolder::stateText(const QString &deviceKey, const Saved &saved)
 bool DeviceFolder::create(const DeviceState &device, Disk::Making &making, QString *error)
 {
     if (!deviceLine(device, m_saved.line))
-        return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(m_path));
+        return fail(error, QStringLiteral("%1: the screen name is not valid UTF-16").arg(m_path));
     if (const int failure = making.folder(Disk::encoded(m_path)))
         return fail(error, Disk::problem(m_path, "cannot be made", failure));
     const QString path = filePath(stateName);
@@ -279,7 +279,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
 {
     Saved next = m_saved;
     if (!deviceLine(after, next.line))
-        return fail(error, QStringLiteral("%1: the screen name is no valid text").arg(filePath(stateName)));
+        return fail(error, QStringLiteral("%1: the screen name is not valid UTF-16").arg(filePath(stateName)));
     bool changed = next.line != m_saved.line || !m_isCertain;
 
     // The differences. Unchanged values still share their data with the saved ones.
@@ -345,7 +345,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
 
     for (const QString &id : qAsConst(newLines)) {
         if (!isText(*after.describedCabinet(id)))
-            return fail(error, QStringLiteral("%1: a flag of cabinet %2 is no valid text").arg(filePath(stateName), id));
+            return fail(error, QStringLiteral("%1: a flag of cabinet %2 is not valid UTF-16").arg(filePath(stateName), id));
         SavedCabinet &cabinet = next.cabinets[id];
         cabinet.line = cabinetLine(after, id, cabinet);
     }

@@ -677,7 +677,7 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     Map request{{QStringLiteral("flag"), half}};
     Map reply;
     QVERIFY(!CabinetInfoOperator::getInstance()->setCabinetFlag(key(), one, request, reply));
-    QVERIFY2(wall().journal().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is no valid text")),
+    QVERIFY2(wall().journal().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")),
              qPrintable(wall().journal().calls().last().note));
     QCOMPARE(wall().state().flag(key(), one), one);
     QVERIFY(!wall().renameScreen(key(), half));

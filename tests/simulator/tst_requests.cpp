@@ -30,7 +30,7 @@ private Q_SLOTS:
         QTest::newRow("a cabinet of another device") << b << one << good << QStringLiteral("unknown cabinet \"1\"");
         upload("no block", List(), "request holds 0 elements, not one");
         upload("two blocks", List{good.toList()[0], good.toList()[0]}, "request holds 2 elements, not one");
-        upload("a text for a block", List{one}, "block is no map");
+        upload("a text for a block", List{one}, "block is not a map");
         upload("a block beyond the right edge", blockRequest(QRect(4, 0, 1, 1), pixel),
                "block 4,0 1x1 outside cabinet 1 of 4x2");
         upload("a block beyond the bottom", blockRequest(QRect(0, 1, 1, 2), chromaBytes(2, 1)),

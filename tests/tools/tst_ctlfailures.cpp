@@ -110,15 +110,15 @@ void CtlFailuresTest::everyCodeIsReached_data()
     row("a kind that cannot be parsed", 1, "--wall small.json read main x.npy --type multilayer",
         "reading cabinet 1 of device A: enArgumentMismatch (1)");
     row("a rectangle outside the screen", 2, "--wall small.json read main x.npy --rect 60,0,5x1",
-        "rectangle 60,0,5x1 lies outside screen main, which is 0,0,64x16: enOutOfRange (2)");
+        "rectangle 60,0,5x1 is outside screen main, which is 0,0,64x16: enOutOfRange (2)");
     row("a place marker in a file's name", 4, "--wall small.json cabinet 1 config put %1%2%3",
         "sending the configuration %1%2%3: enFileError (4)");
     row("a place marker in a screen's name", 2, "--wall percent.json brightness 50%1%2 10001",
-        "screen 50%1%2: brightness 10001 lies outside 0 to 10000: enOutOfRange (2)");
+        "screen 50%1%2: brightness 10001 is outside 0 to 10000: enOutOfRange (2)");
     row("a brightness out of range", 2, "--wall small.json brightness main 10001",
-        "brightness 10001 lies outside 0 to 10000");
+        "brightness 10001 is outside 0 to 10000");
     row("a cabinet's brightness out of range", 2, "--wall small.json cabinet 1 brightness 10001",
-        "brightness 10001 lies outside 0 to 10000");
+        "brightness 10001 is outside 0 to 10000");
     row("an empty reply", 3, "--wall empty-reply.json cabinet 1 support", "enInvalidParameter (3)");
     row("a configuration file that is not there", 4, "--wall small.json cabinet 1 config put nosuch.cfg",
         "sending the configuration nosuch.cfg: enFileError (4)");
@@ -130,7 +130,7 @@ void CtlFailuresTest::everyCodeIsReached_data()
     row("a device that refuses a read", 5, "--wall refuses.json read main x.npy",
         "reading cabinet 5 of device B: device B refused Correctionop::loadCoefficient (fault: no answer): enTimeout (5)");
     row("a device that refuses a setting", 21, "--wall refuses.json brightness main 5",
-        "the library says: setBrightness timeout. device:B");
+        "the library logged: setBrightness timeout. device:B");
     row("a device that refuses what the library answers with success", 21,
         "--wall refuses.json clear main --type multilayer",
         "screen main: clearing multilayer coefficients: device B refused Correctionop::clearCabinetsMultilayerCoefficient");
@@ -227,15 +227,15 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     const auto row = [](const char *arguments, const char *said) {
         QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(said);
     };
-    row("nosuch", "\"nosuch\" is no verb or option");
-    row("nosuch --help", "\"nosuch\" is no verb or option");
-    row("screnes", "\"screnes\" is no verb or option; did you mean \"screens\"?");
-    row("cabinet 1 confg", "\"confg\" is no verb or option; did you mean \"config\"?");
-    row("pattern nosuch --help", "\"nosuch\" is no verb or option");
+    row("nosuch", "\"nosuch\" is not a verb or option");
+    row("nosuch --help", "\"nosuch\" is not a verb or option");
+    row("screnes", "\"screnes\" is not a verb or option; did you mean \"screens\"?");
+    row("cabinet 1 confg", "\"confg\" is not a verb or option; did you mean \"config\"?");
+    row("pattern nosuch --help", "\"nosuch\" is not a verb or option");
     row("--quiet", "a verb is missing");
     row("cabinet", "cabinet: CID is required");
     row("cabinet 1", "cabinet: a verb is missing");
-    row("cabinet 1 nosuch", "cabinet: \"nosuch\" is no verb or option");
+    row("cabinet 1 nosuch", "cabinet: \"nosuch\" is not a verb or option");
     row("cabinet x info", "cabinet info: CID: expected a cabinet id, a decimal number, got \"x\"");
     row("screens more", "screens: The following argument was not expected: more");
     row("screens --dry-run", "screens: The following argument was not expected: --dry-run");

@@ -842,7 +842,7 @@ void CtlVerbsTest::theDoctorExplains()
     // The cause is the line that tells of it, not one of the ordinary lines before.
     const Run screens = m_program.run("--wall broken screens");
     QCOMPARE(screens.exit, 8);
-    QVERIFY2(screens.error.contains("the library says: getScreens error \"silent\""), screens.all());
+    QVERIFY2(screens.error.contains("the library logged: getScreens error \"silent\""), screens.all());
 }
 
 void CtlVerbsTest::namesOfDevicesDoNotControlTheTerminal()

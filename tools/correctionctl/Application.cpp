@@ -77,7 +77,7 @@ void tell(int exit, const QString &message)
         Output::note(QStringLiteral("  ") + problem.trimmed());
     const QString cause = exit <= ExitLargestResult || exit == ExitIncomplete ? LibraryLog::firstCritical() : QString();
     if (!cause.isEmpty())
-        Output::note(QStringLiteral("  the library says: %1").arg(cause));
+        Output::note(QStringLiteral("  the library logged: %1").arg(cause));
     const QVector<Service::Outcome> outcomes = Service::outcomes();
     const bool saysWhy = std::any_of(outcomes.cbegin(), outcomes.cend(), [&message](const Service::Outcome &outcome) {
         return !outcome.reason.isEmpty() && message.contains(outcome.reason);

@@ -195,7 +195,7 @@ private:
                 }
             }
         }
-        const QString text = QStringLiteral("\"%1\" is no verb or option").arg(typed);
+        const QString text = QStringLiteral("\"%1\" is not a verb or option").arg(typed);
         return best.isEmpty() ? text : QStringLiteral("%1; did you mean \"%2\"?").arg(text, best);
     }
 

@@ -46,7 +46,7 @@ QRect chosenRect(Session &session, IScreen &screen)
     const QString text = session.arguments().text("--rect", QStringLiteral("all"));
     const QRect rect = text == QLatin1String("all") ? whole : parseRect(text).value_or(QRect());
     if (rect.isEmpty() || !whole.contains(rect))
-        throw Failure(enOutOfRange, QStringLiteral("rectangle %1 lies outside screen %2, which is %3")
+        throw Failure(enOutOfRange, QStringLiteral("rectangle %1 is outside screen %2, which is %3")
                                         .arg(rectText(rect), screen.getID(), rectText(whole)));
     return rect;
 }

@@ -156,7 +156,7 @@ void cabinetBrightness(Session &session)
     const int value = session.arguments().integer("VALUE");
     // The library does not report a brightness that the device refused, so its range is checked here.
     if (known == enSuccess && range.max > 0 && (quint32(value) < range.min || quint32(value) > range.max))
-        throw Failure(enOutOfRange, QStringLiteral("%1: brightness %2 lies outside %3 to %4")
+        throw Failure(enOutOfRange, QStringLiteral("%1: brightness %2 is outside %3 to %4")
                                         .arg(subject(cabinet), QString::number(value), QString::number(range.min),
                                              QString::number(range.max)));
     checkCabinet(cabinet.setBrightness(value), cabinet, QStringLiteral("setting the brightness"));

@@ -44,7 +44,7 @@ Setting brightness(const QStringList &values, const Arguments &)
         if (screen.getBrightnessRange(range) != enSuccess || range.max == 0)
             return; // The range is unknown: the devices check the value.
         if (quint32(value) < range.min || quint32(value) > range.max)
-            throw Failure(enOutOfRange, QStringLiteral("screen %1: brightness %2 lies outside %3 to %4")
+            throw Failure(enOutOfRange, QStringLiteral("screen %1: brightness %2 is outside %3 to %4")
                                             .arg(screen.getID(), QString::number(value), QString::number(range.min),
                                                  QString::number(range.max)));
     };
