@@ -672,6 +672,10 @@ void CtlVerbsTest::theDoctorExplains()
     QCOMPARE(report.value(QStringLiteral("verdict")).toString(),
              QStringLiteral("1 step failed; answered false: device silent"));
     QVERIFY(report.value(QStringLiteral("steps")).toArray().size() > 5);
+    // Without a file nobody reads the report: it is left out.
+    const Run shown = m_program.run("--wall broken doctor");
+    QCOMPARE(shown.exit, 8);
+    QVERIFY2(!shown.out.contains("\"steps\"") && shown.out.contains("`doctor FILE` writes all of this"), shown.all());
     // The cause is the line that tells of it, not one of the ordinary lines before.
     const Run screens = m_program.run("--wall broken screens");
     QCOMPARE(screens.exit, 8);

@@ -7,6 +7,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QtEndian>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -271,6 +272,11 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
         return false;
     const QVector<qint64> &shape = header.shape;
     const int count = countOf(shape);
+    if (count == 0 && shape.size() == 3
+        && std::all_of(shape.cbegin(), shape.cend(), [](qint64 extent) { return extent > 0; }))
+        return refuse(QStringLiteral("shape (%1) is too large; at most %2 values")
+                          .arg(tupleText(shape))
+                          .arg(std::numeric_limits<int>::max()));
     if (count == 0)
         return refuse(QStringLiteral("shape (%1); expected (rows, columns, values), none of them 0%2")
                           .arg(tupleText(shape), reshaped(shape)));

@@ -92,7 +92,7 @@ Setting multilayer(const QStringList &layers, const Arguments &arguments)
     if (arguments.has("--v2"))
         return {text, [list](IScreen &screen) { return screen.setMultilayerParameterV2(list); }};
     if (list.params.size() != 4)
-        throw Failure(ExitUsage, QStringLiteral("multilayer: %1 given, a parameter set has 4 (--v2 takes any number)")
+        throw Failure(ExitUsage, QStringLiteral("%1 given, a multilayer parameter set has 4 (--v2 takes any number)")
                                      .arg(counted(list.params.size(), "layer")));
     MultilayerParam param;
     param.inLayer1 = list.params[0].inLayer;
