@@ -235,7 +235,7 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("pattern mode main 256", "expected a number from 0 to 255");
     row("pattern checkerboard main --color white", "a checkerboard has at least two colours");
     row("pattern checkerboard main --color nocolour", "expected a colour");
-    row("multilayer main 1 2 3", "correctionctl: multilayer: 3 layers given, a multilayer parameter set has 4");
+    row("multilayer main 1 2 3", "multilayer: 3 layers given, a multilayer parameter set has 4");
     row("multilayer main 1:256 2 3 4", "bits from 0 to 255");
     row("set main brightness", "expected NAME=VALUE");
     row("set main colour=red", "colour=red: the settings are");

@@ -89,6 +89,7 @@ private Q_SLOTS:
     void moduleFlashKeepsCoefficients();
     void groupsStoreAndShow();
     void picturesAreDrawn();
+    void picturesHaveAScaleAndAWidth();
     void aDescriptionMakesAWall();
     void changesAreWatched();
     void aConversationIsReplayed();
@@ -597,6 +598,63 @@ void CtlVerbsTest::picturesAreDrawn()
     }
 }
 
+void CtlVerbsTest::picturesHaveAScaleAndAWidth()
+{
+    constexpr QRgb dark = 0xff0d0887;
+    constexpr QRgb bright = 0xfff0f921;
+    constexpr QRgb background = 0xff202020;
+    const auto drawn = [this] {
+        return QImage(m_program.path(QStringLiteral("drawn.png"))).convertToFormat(QImage::Format_RGB32);
+    };
+    // Delivered is 32768: below the range, and above it.
+    for (const char *range : {"40000:50000", "100:32768"}) {
+        const Run run = m_program.run(words("--wall small.json wall render main drawn.png --what coefficients --range")
+                                      + QStringList{QLatin1String(range)});
+        QVERIFY2(run.exit == 0, run.all());
+        QCOMPARE(drawn().pixel(5, 5), qstrcmp(range, "100:32768") == 0 ? bright : dark);
+    }
+    for (const char *what : {"layout", "coefficients"}) {
+        const Run run = m_program.run(words("--wall small.json wall render main drawn.png --width 32 --what")
+                                      + QStringList{QLatin1String(what)});
+        QVERIFY2(run.exit == 0, run.all());
+        QVERIFY(drawn().pixel(16, 3) != background);
+        QCOMPARE(drawn().pixel(33, 3), background);
+    }
+    QCOMPARE(m_program.run("--wall small.json wall render main drawn.png --width 32 --what pattern").exit, 0);
+    QCOMPARE(drawn().size(), QSize(32, 8));
+    for (const char *wrong : {"--what coefficients --range 5:5", "--what coefficients --range 5", "--range 5:6",
+                              "--what coefficients --range 5:70000 --width 0"}) {
+        const Run run = m_program.run(words("--wall small.json wall render main drawn.png") + words(wrong));
+        QVERIFY2(run.exit == 64, wrong + run.all());
+    }
+
+    // The largest difference of a pixel's values: 0, 100 in one, 50 and 20 in two.
+    QVERIFY(m_program.write(QStringLiteral("left.npy"), npy(3, 2, [](int, int, int) { return quint16(1000); })));
+    QVERIFY(m_program.write(QStringLiteral("right.npy"), npy(3, 2, [](int x, int y, int k) {
+                                return quint16(x == 1 && y == 0 && k == 4   ? 1100
+                                               : x == 2 && y == 1 && k == 8 ? 950
+                                               : x == 2 && y == 1 && k == 0 ? 1020
+                                                                            : 1000);
+                            })));
+    QCOMPARE(m_program.run("diff left.npy right.npy --picture drawn.png").exit, 20);
+    QImage picture = drawn();
+    QCOMPARE(picture.width(), 280);
+    QCOMPARE(picture.pixel(0, 0), dark);
+    QCOMPARE(picture.pixel(1, 0), bright);
+    QCOMPARE(picture.pixel(2, 0), dark);
+    QVERIFY(picture.pixel(2, 1) != dark && picture.pixel(2, 1) != bright && picture.pixel(2, 1) != background);
+    QCOMPARE(picture.pixel(3, 0), background);
+    int lettered = 0;
+    for (int x = 0; x < 280; ++x)
+        lettered += picture.pixel(x, 2 + 6 + 3) == 0xffffffff ? 1 : 0;
+    QVERIFY(lettered > 20);                       // the title
+    QCOMPARE(picture.pixel(6, 2 + 6 + 24), dark); // both ends of the scale
+    QCOMPARE(picture.pixel(280 - 7, 2 + 6 + 24), bright);
+    QCOMPARE(m_program.run("diff left.npy left.npy --picture drawn.png --width 2").exit, 0);
+    QCOMPARE(drawn().pixel(1, 0), dark);
+    QCOMPARE(drawn().pixel(2, 0), background);
+}
+
 void CtlVerbsTest::aDescriptionMakesAWall()
 {
     QVERIFY(m_program.run("--wall small.json wall describe copy.json").exit == 0);
@@ -675,7 +733,7 @@ void CtlVerbsTest::theDoctorExplains()
     // Without a file nobody reads the report: it is left out.
     const Run shown = m_program.run("--wall broken doctor");
     QCOMPARE(shown.exit, 8);
-    QVERIFY2(!shown.out.contains("\"steps\"") && shown.out.contains("`doctor FILE` writes all of this"), shown.all());
+    QVERIFY2(!shown.out.contains("\"steps\"") && shown.out.contains("`doctor FILE` writes a report"), shown.all());
     // The cause is the line that tells of it, not one of the ordinary lines before.
     const Run screens = m_program.run("--wall broken screens");
     QCOMPARE(screens.exit, 8);

@@ -272,11 +272,10 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
         return false;
     const QVector<qint64> &shape = header.shape;
     const int count = countOf(shape);
-    if (count == 0 && shape.size() == 3
-        && std::all_of(shape.cbegin(), shape.cend(), [](qint64 extent) { return extent > 0; }))
-        return refuse(QStringLiteral("shape (%1) is too large; at most %2 values")
-                          .arg(tupleText(shape))
-                          .arg(std::numeric_limits<int>::max()));
+    const bool isEmpty = std::any_of(shape.cbegin(), shape.cend(), [](qint64 extent) { return extent < 1; });
+    if (count == 0 && shape.size() == 3 && !isEmpty)
+        return refuse(QStringLiteral("shape (%1); a grid has at most %2 values")
+                          .arg(tupleText(shape), QString::number(std::numeric_limits<int>::max())));
     if (count == 0)
         return refuse(QStringLiteral("shape (%1); expected (rows, columns, values), none of them 0%2")
                           .arg(tupleText(shape), reshaped(shape)));

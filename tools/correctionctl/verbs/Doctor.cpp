@@ -222,7 +222,7 @@ void doctor(Session &session)
         writeFile(session.arguments().text("FILE"), QJsonDocument(bundle).toJson());
         out.line(QStringLiteral("report for a bug report: %1").arg(session.arguments().text("FILE")));
     } else {
-        out.line(QStringLiteral("for a bug report, `doctor FILE` writes all of this as JSON"));
+        out.line(QStringLiteral("`doctor FILE` writes a report that fits a bug report"));
     }
     LibraryLog::forget(); // each step has shown its own lines
     if (walk.troubles() > 0)

@@ -76,6 +76,9 @@ constexpr Parameter deviceOption =
 constexpr Parameter cabinetOption = repeated(option("--cabinet", Value::Cabinet, "only this cabinet; may be repeated"));
 constexpr Parameter channelOption =
     number(option("--channel", Value::Number, "which value of each pixel a .png shows; default: 0"), 0, 15);
+constexpr Parameter widthOption = number(
+    option("--width", Value::Number, "greatest width of the map in pixels; one that would be too flat is cut into strips"),
+    1, 65535);
 constexpr Parameter saveOption = option("--save", Value::None, "save on the devices when all is written");
 
 /// A verb that changes no device. Its name, help and example go into all documents; `shape` is that of its JSON "data".
