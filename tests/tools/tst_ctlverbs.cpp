@@ -2,6 +2,7 @@
 
 #include <QtCore/QtEndian>
 #include <QtGui/QImage>
+#include <QtGui/QImageReader>
 #include <QtTest/QtTest>
 
 #include <algorithm>
@@ -88,6 +89,10 @@ private Q_SLOTS:
     void configurationsTravel();
     void moduleFlashKeepsCoefficients();
     void groupsStoreAndShow();
+    void everyFormKeepsTheValues_data();
+    void everyFormKeepsTheValues();
+    void pipesCarryFiles_data();
+    void pipesCarryFiles();
     void picturesAreDrawn();
     void picturesHaveAScaleAndAWidth();
     void aDescriptionMakesAWall();
@@ -585,6 +590,88 @@ void CtlVerbsTest::groupsStoreAndShow()
     QCOMPARE(unknown.exit, 68);
     QVERIFY2(unknown.error.contains("cabinet \"77\": unknown"), unknown.all());
     QCOMPARE(onWall("group 1 1 show user").exit, 64);
+}
+
+void CtlVerbsTest::everyFormKeepsTheValues_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QStringList>("files");
+    const auto pictures = [](const char *pattern) {
+        QStringList names;
+        for (int k = 0; k < 9; ++k)
+            names += QString::fromLatin1(pattern).arg(k);
+        return names;
+    };
+    QTest::newRow("csv") << QStringLiteral("form.csv") << QStringList(QStringLiteral("form.csv"));
+    QTest::newRow("png") << QStringLiteral("form-%.png") << pictures("form-%1.png");
+    QTest::newRow("tiff") << QStringLiteral("form-%.tif") << pictures("form-%1.tif");
+}
+
+void CtlVerbsTest::everyFormKeepsTheValues()
+{
+    QFETCH(QString, name);
+    QFETCH(QStringList, files);
+    if (name.endsWith(QLatin1String(".tif")) && !QImageReader::supportedImageFormats().contains("tiff"))
+        QSKIP("Qt's plug-in for TIFF (qt5-image-formats-plugins) is not installed");
+    QVERIFY(m_program.write(QStringLiteral("values.npy"), npy(64, 16, slope)));
+    QCOMPARE(m_program.run("--wall small.json wall create forms").exit, 0);
+    QCOMPARE(m_program.run("--wall forms write main values.npy --save").exit, 0);
+    const QStringList target{QStringLiteral("main"), name};
+    Run run = m_program.run(words("--wall forms read") + target);
+    QVERIFY2(run.exit == 0, run.all());
+    for (const QString &file : qAsConst(files))
+        QVERIFY2(m_program.exists(file), qPrintable(file));
+    run = m_program.run(QStringList{QStringLiteral("diff"), QStringLiteral("values.npy"), name});
+    QVERIFY2(run.exit == 0 && run.out.contains("0 of 1024 pixels differ"), run.all());
+    run = m_program.run(words("--wall small.json write") + target);
+    QVERIFY2(run.exit == 0, run.all());
+    for (const QString &file : qAsConst(files))
+        QVERIFY(QFile::remove(m_program.path(file)));
+    QVERIFY(QDir(m_program.path(QStringLiteral("forms"))).removeRecursively());
+}
+
+void CtlVerbsTest::pipesCarryFiles_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QByteArray>("out");
+    QTest::addColumn<QByteArray>("error");
+    const auto row = [](const char *line, const QByteArray &out, const QByteArray &error) {
+        QTest::newRow(line) << QString::fromLatin1(line) << out << error;
+    };
+    const QByteArray same = "0 of 1024 pixels differ\n";
+    row("ctl read main - 2>said | cmp - whole.npy; cat said", "main: 64x16 chroma pixels at 0,0 read into -\n", "");
+    row("ctl read main /dev/stdout 2>said | cmp - whole.npy; cat said",
+        "main: 64x16 chroma pixels at 0,0 read into /dev/stdout\n", "");
+    row("ctl --json read main - 2>said | cmp - whole.npy; grep -c chroma said", "1\n", "");
+    row("ctl read main whole.csv -q; ctl diff whole.npy - <whole.csv", same, "");
+    row("ctl diff whole.npy - <whole.npy", same, "");
+    row("cat whole.npy | ctl diff /dev/stdin whole.npy", same, "");
+    row("ctl diff <(cat whole.csv) <(cat whole.npy)", same, "");
+    row("ctl read main whole.json -q; ctl diff whole.npy - <whole.json", same, "");
+    row("ctl write main - -q <whole.npy", "", "");
+    row("ctl wall describe - 2>said | cmp - <(ctl wall describe); cat said", "-: written\n", "");
+    row("ctl read main - >/dev/full", "", "correctionctl: read: -: No space left on device\n");
+    row("ctl snapshot main -", "", "correctionctl: snapshot: -: this kind of file cannot be written to a pipe\n");
+    row("echo nothing | ctl write main -", "",
+        "correctionctl: write: -: no NumPy file: it does not begin with \\x93NUMPY\n");
+}
+
+void CtlVerbsTest::pipesCarryFiles()
+{
+    QFETCH(QString, line);
+    QFETCH(QByteArray, out);
+    QFETCH(QByteArray, error);
+    QCOMPARE(m_program.run("--wall small.json read main whole.npy").exit, 0);
+    QProcess bash;
+    bash.setWorkingDirectory(m_program.path(QString()));
+    bash.start(QStringLiteral("bash"),
+               {QStringLiteral("-c"),
+                QStringLiteral("ctl() { '%1' --wall small.json \"$@\"; }; ").arg(QStringLiteral(CORRECTIONCTL)) + line});
+    QVERIFY(bash.waitForFinished());
+    QCOMPARE(bash.readAllStandardOutput(), out);
+    const QByteArray said = bash.readAllStandardError();
+    QVERIFY2(error.isEmpty() ? !said.contains("correctionctl:") : said.contains(error), said);
+    QVERIFY(!m_program.exists(QStringLiteral("-")));
 }
 
 void CtlVerbsTest::picturesAreDrawn()

@@ -32,6 +32,8 @@ public:
     void warn(const QString &kind, const QString &text);
     /// A document of its own on one line, at once: only with --json.
     void jsonLine(const QJsonObject &document);
+    /// Standard output takes the bytes of a file: everything else goes to standard error from here on.
+    static void keepForFile();
     /// Bytes as they are, whatever the options say.
     void raw(const QByteArray &bytes);
     /// Hands on what was printed so far.

@@ -350,7 +350,7 @@ QVector<Verb> cabinetVerbs()
         reads("cabinet read", "Read a cabinet's coefficients into a file", {fileArgument, typeOption, channelOption},
               "correctionctl cabinet 7 read seven.npy", "transfer", cabinetRead, "ICabinet::tryGetCoefficients"),
         writes("cabinet write", "Write a cabinet's coefficients, or a part of them, from a file",
-               {fileArgument, typeOption,
+               {sourceArgument, typeOption,
                 number(option("--x", Value::Number, "left edge in the cabinet; default: 0"), 0, intMax),
                 number(option("--y", Value::Number, "top edge in the cabinet; default: 0"), 0, intMax), saveOption},
                "correctionctl cabinet 7 write seven.npy --save", "transfer", cabinetWrite,
