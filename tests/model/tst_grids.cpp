@@ -535,6 +535,7 @@ void tst_Grids::multilayerConstructorTakesAnyPixelLength_data()
     QTest::newRow("two negative numbers") << -3 << 2 << -4 << false;
     QTest::newRow("the greatest number") << 3 << 2 << greatest << false;
     QTest::newRow("the greatest number for no pixel") << 0 << 2 << greatest << true;
+    QTest::newRow("no bytes for the greatest numbers") << greatest << greatest << 0 << true;
     QTest::newRow("three greatest numbers") << greatest << greatest << greatest << false;
     QTest::newRow("a product that wraps to zero") << 65536 << 65536 << 1 << false;
     QTest::newRow("a product that wraps to zero in 64 bits") << (1 << 30) << (1 << 30) << 16 << false;
@@ -839,6 +840,13 @@ void tst_Grids::pasteOfANegativePlaceWrapsOf()
     grid.setCoefficient(values);
     QCOMPARE(grid.setPartCoefficient(QRect(0, -1, 2, 2), block), enSuccess);
     QCOMPARE(grid.getCoefficient(), block.mid(2 * length, 2 * length) + values.mid(2 * length));
+    QCOMPARE(m_log->takeWarning().size(), 1);
+
+    // The same with a block of the grid's size: it does not replace the whole grid.
+    grid.setCoefficient(values);
+    auto large = counted<typename Kind::Values>(6 * length);
+    QCOMPARE(grid.setPartCoefficient(QRect(0, -1, 3, 2), large), enSuccess);
+    QCOMPARE(grid.getCoefficient(), large.mid(3 * length, 3 * length) + values.mid(3 * length));
     QCOMPARE(m_log->takeWarning().size(), 1);
 
     // Rows longer than the grid's overlap in it: the later one stays.

@@ -62,6 +62,7 @@ public:
     {
         QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
         variables.remove(QStringLiteral("QT_LOGGING_RULES"));
+        variables.remove(QStringLiteral("CORRECTION_WALL"));
         variables.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
         for (const QString &variable : environment)
             variables.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));

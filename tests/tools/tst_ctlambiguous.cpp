@@ -62,9 +62,9 @@ void CtlAmbiguousTest::initTestCase()
     // files that some of them make.
     wallOf(QStringLiteral("demo.json"), m_program.run("wall describe").out, {1, 12});
     QVERIFY(m_program.write(QStringLiteral("curves.json"), "{\"red\": [1, 2]}"));
-    for (const char *line :
-         {"read arena-main before.npy", "read arena-main part.npy --rect 100,40,300x150",
-          "snapshot arena-main before.snapshot", "cabinet 7 read seven.npy", "cabinet 7 config get seven.cfg"}) {
+    for (const char *line : {"read arena-main before.npy", "read arena-main part.npy --rect 100,40,300x150",
+                             "snapshot arena-main before.snapshot --device left", "cabinet 7 read seven.npy",
+                             "cabinet 7 config get seven.cfg"}) {
         const Run run = m_program.run(line);
         QVERIFY2(run.exit == 0, run.all());
     }

@@ -72,7 +72,9 @@ void CtlBackendTest::aDryRunSendsNothing()
     QVERIFY(run("write little slope.json").exit == 0);
     QVERIFY(m_program.write(QStringLiteral("black.json"), "[" + QByteArray("0,").repeated(8 * 4 * 9 - 1) + "0]"));
     const Run dry = run("write little black.json --save --dry-run");
-    QVERIFY2(dry.exit == 0 && dry.out.contains("dry run: 2 requests, nothing sent"), dry.all());
+    QVERIFY2(dry.exit == 0
+                 && dry.out.contains("dry run: 2 requests, 576 B of data, for 1 device and 1 cabinet; nothing sent"),
+             dry.all());
     QVERIFY2(dry.out.contains("would send to A: Correctionop::uploadCoefficientAsync(\"A\", [{\"cid\": qlonglong 1"),
              dry.all());
     QVERIFY(run("diff slope.json --screen little").exit == 0);

@@ -195,6 +195,9 @@ void CtlDocumentsTest::bashCompletes_data()
     row("cabinet 7 module ", "save reload clear flag");
     row("group 1 2 sh", "show");
     row("group 1 2 show ", "user factory module");
+    row("set main br", "brightness=");
+    row("set main abl=on ef", "effect=");
+    row("cabinet 7 module flag ", "");
     row("xbit main 1 ", "on off");
     row("read main x.npy --ty", "--type");
     row("read main x.npy --type ", "chroma lowgray multilayer");

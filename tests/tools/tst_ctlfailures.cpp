@@ -81,7 +81,9 @@ void CtlFailuresTest::initTestCase()
         QVERIFY2(run.exit == 0, run.all());
     }
     wallWith(QStringLiteral("refuses.json"), 1,
-             {fault("noAnswer", "ScreenInfo::setBrightness"), fault("noAnswer", "Correctionop::uploadCoefficientAsync"),
+             {fault("noAnswer", "ScreenInfo::setBrightness"),
+              fault("noAnswer", "CabinetInfoOperator::setCabSingleBrightness"),
+              fault("noAnswer", "Correctionop::uploadCoefficientAsync"),
               fault("noAnswer", "Correctionop::uploadCoefficient"), fault("noAnswer", "Correctionop::loadCoefficient"),
               fault("noAnswer", "Correctionop::clearCabinetsMultilayerCoefficient")});
     wallWith(QStringLiteral("empty-reply.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getCabinetsBaseInfo")});
@@ -121,16 +123,29 @@ void CtlFailuresTest::everyCodeIsReached_data()
     row("an empty reply", 3, "--wall empty-reply.json cabinet 1 support", "enInvalidParameter (3)");
     row("a configuration file that is not there", 4, "--wall small.json cabinet 1 config put nosuch.cfg",
         "sending the configuration nosuch.cfg: enFileError (4)");
-    row("a device that refuses a setting", 5, "--wall refuses.json brightness main 5",
-        "the library says: setBrightness timeout. device:B");
-    row("a device that refuses what the library answers with success", 5, "--wall refuses.json clear main --type multilayer",
-        "screen main: clearing multilayer coefficients: enTimeout (5)");
-    row("a device that refuses an upload", 5, "--wall refuses.json write main main.npy",
-        "writing 0,0,64x16 (before it, nothing was written): enTimeout (5)");
+    row("the only device that is addressed refuses", 5, "--wall refuses.json brightness main 5 --device B",
+        "device B refused ScreenInfo::setBrightness (fault: no answer): enTimeout (5)");
+    row("a device that refuses a cabinet's setting, which the library answers with success", 5,
+        "--wall refuses.json cabinet 5 brightness 5",
+        "device B refused CabinetInfoOperator::setCabSingleBrightness (fault: no answer): enTimeout (5)");
     row("a device that refuses a read", 5, "--wall refuses.json read main x.npy",
-        "reading cabinet 5 of device B: enTimeout (5)");
-    row("a device that refuses a restore", 5, "--wall refuses.json restore main.snapshot",
+        "reading cabinet 5 of device B: device B refused Correctionop::loadCoefficient (fault: no answer): enTimeout (5)");
+    row("a device that refuses a setting", 21, "--wall refuses.json brightness main 5",
+        "the library says: setBrightness timeout. device:B");
+    row("a device that refuses what the library answers with success", 21,
+        "--wall refuses.json clear main --type multilayer",
+        "screen main: clearing multilayer coefficients: device B refused Correctionop::clearCabinetsMultilayerCoefficient");
+    row("a device that refuses an upload", 21, "--wall refuses.json write main main.npy",
+        "writing 0,0,64x16 (before it, nothing was written): device B refused Correctionop::uploadCoefficientAsync");
+    row("a device that refuses a restore", 21, "--wall refuses.json restore main.snapshot",
         "cabinet 5 of device B (before it, 4 of 8 cabinets are written, nothing is saved)");
+    row("a device that refuses a snapshot", 21, "--wall refuses.json snapshot main x.snapshot",
+        "reading cabinet 5 of device B: device B refused Correctionop::loadCoefficient (fault: no answer), no snapshot "
+        "written");
+    row("fewer devices than expected", 21, "--wall small.json clear main --expect devices=4",
+        "the wall has 3 devices, expected are 4. Nothing was sent");
+    row("more cabinets than expected", 21, "--wall small.json screens --expect devices=3,cabinets=8",
+        "the wall has 9 cabinets, expected are 8. Nothing was sent");
     row("a wall without devices", 6, "--wall nothing.json screens", "discovering the screens: enNoDevice (6)");
     row("a kind that cannot be read", 7, "--wall small.json read main x.npy --type lowgray",
         "lowgray coefficients of 64x16 pixels cannot be read: enNotSupported (7)");
@@ -156,6 +171,9 @@ void CtlFailuresTest::everyCodeIsReached_data()
         "cabinet \"9\": unknown in screen main");
     row("an unknown module", 68, "--wall small.json cabinet 1 module flag 9=x", "module \"9\": unknown");
     row("an unknown wall", 69, "--wall nosuch screens", "nosuch");
+    row("a wall file with several mistakes, one a line", 69, "--wall bad-wall.json screens",
+        "bad-wall.json: devices[0].key: expected a text that is not empty, got nothing\n  bad-wall.json: "
+        "devices[0].screens");
     row("a wall file with mistakes", 69, "--wall bad-wall.json screens", "bad-wall.json: devices[0]");
     row("a directory that cannot be written, found out before the devices are asked", 73,
         "--wall refuses.json read main nosuch/x.npy", "nosuch/x.npy: ");
@@ -212,6 +230,8 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     };
     row("nosuch", "\"nosuch\" is no verb or option");
     row("nosuch --help", "\"nosuch\" is no verb or option");
+    row("screnes", "\"screnes\" is no verb or option; did you mean \"screens\"?");
+    row("cabinet 1 confg", "\"confg\" is no verb or option; did you mean \"config\"?");
     row("pattern nosuch --help", "\"nosuch\" is no verb or option");
     row("--quiet", "a verb is missing");
     row("cabinet", "cabinet: CID is required");
@@ -225,6 +245,9 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("read main x.npy --rect 1,2,0x3", "expected a rectangle");
     row("read main x.npy --rect 2147483647,0,2x1", "expected a rectangle");
     row("read main x.npy --rect 99999999999,0,2x1", "expected a rectangle");
+    row("screens --expect devices=x", "--expect: expected devices=N,cabinets=N, or one of them, got \"devices=x\"");
+    row("screens --expect devices=1,devices=1", "expected devices=N,cabinets=N");
+    row("screens --expect rows=1", "expected devices=N,cabinets=N");
     row("read main x.npy --type grey", "expected chroma or lowgray or multilayer, got \"grey\"");
     row("read main x.txt", "x.txt: files of coefficients end in .npy, .json or .png");
     row("read main x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
@@ -239,9 +262,15 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("multilayer main 1 2 3", "multilayer: 3 layers given, a multilayer parameter set has 4");
     row("multilayer main 1:256 2 3 4", "bits from 0 to 255");
     row("set main brightness", "expected NAME=VALUE");
+    row("set main effect=1 abl=on effect=2", "effect=2: effect is set twice");
+    row("set main multilayer=1,2", "set: 2 layers given, a multilayer parameter set has 4");
     row("set main colour=red", "colour=red: the settings are");
     row("diff a.npy", "compare A with another file B or with --screen SCREEN");
     row("diff a.npy b.npy --rect all", "--rect and --type belong to --screen");
+    row("wall create demo", "demo: a preset has this name, which --wall would take instead; take another name, or ./demo");
+    row("write main x.npy --save=some", "--save: expected no value or all");
+    row("write main x.npy --one-by-one=no", "one-by-one");
+    row("screens --quiet=false", "quiet");
     row("record x.jsonl", "record: which verb?");
     row("record x.jsonl replay y.jsonl screens", "only one of them at a time");
     row("--completion fish", "expected bash or zsh");
@@ -291,7 +320,7 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     row("a .npy of four extents", "x.npy", changed(npy, "(16, 64, 9), }", "(16, 8, 8, 9)}"), "shape (16, 8, 8, 9)");
     row("a .npy of no rows", "x.npy", changed(npy, "(16, 64, 9)", "(00, 64, 9)"), "shape (0, 64, 9)");
     row("a .npy of endless columns", "x.npy", changed(npy, "(16, 64, 9), }  ", "(16, 99999999, 9)}"),
-        "shape (16, 99999999, 9)");
+        "shape (16, 99999999, 9); a grid has at most 2147483647 values");
     row("a .npy of huge columns", "x.npy", changed(npy, "(16, 64, 9), }     ", "(16,9999999999,9),}"),
         "shape (16, 9999999999, 9)");
     row("a .npy without a key", "x.npy", changed(npy, "'descr': '<u2', ", "                "), "no dictionary");
@@ -492,7 +521,7 @@ void CtlFailuresTest::failedReadsLeaveTheOldFile()
     QVERIFY(m_program.write(QStringLiteral("old.npy"), "what was there"));
     QVERIFY(m_program.write(QStringLiteral("old.snapshot"), "what was there"));
     QCOMPARE(m_program.run("--wall refuses.json read main old.npy").exit, 5);
-    QCOMPARE(m_program.run("--wall refuses.json snapshot main old.snapshot").exit, 5);
+    QCOMPARE(m_program.run("--wall refuses.json snapshot main old.snapshot").exit, 21);
     QCOMPARE(m_program.content(QStringLiteral("old.npy")), QByteArray("what was there"));
     QCOMPARE(m_program.content(QStringLiteral("old.snapshot")), QByteArray("what was there"));
     QCOMPARE(m_program.files().filter(QStringLiteral("old.")).size(), 2);
@@ -540,6 +569,7 @@ void CtlFailuresTest::ctrlCEndsBetweenTwoRequests()
     printed += process.readAllStandardError();
     QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 130, printed);
     QVERIFY2(printed.contains("interrupted; " + said), printed);
+    QVERIFY2(printed.contains("\ncorrectionctl: ends after the request under way; Ctrl-C again ends at once\n"), printed);
     QCOMPARE(m_program.files(), before);
 }
 

@@ -22,6 +22,7 @@ private Q_SLOTS:
     void completionOffersNothingThatIsRefused();
     void helpOfWhatIsRefusedIsRefused_data();
     void helpOfWhatIsRefusedIsRefused();
+    void aMissingDeviceIsNamed();
 
 private:
     /// The operations that the service was called with.
@@ -175,6 +176,26 @@ void CtlOwnServiceTest::helpOfWhatIsRefusedIsRefused()
     QFETCH(QString, arguments);
     const Run run = m_program.run(arguments.split(QLatin1Char(' ')));
     QVERIFY2(run.exit == 64 && run.error.contains(": not offered here"), run.all());
+}
+
+/// Calls of such a service are not seen: the devices that it lists are compared with those of the screens.
+void CtlOwnServiceTest::aMissingDeviceIsNamed()
+{
+    const QByteArray whole = m_program.content(QStringLiteral("small.json"));
+    QFile part(QStringLiteral(SOURCE_DIR "/tests/tools/walls/one-silent.json"));
+    QVERIFY(part.open(QIODevice::ReadOnly));
+    QVERIFY(m_program.write(QStringLiteral("small.json"), part.readAll()));
+    const Run screens = m_program.run("screens");
+    QVERIFY2(screens.exit == 0 && screens.error.contains("warning: device B is left out: it did not answer about itself"),
+             screens.all());
+    QCOMPARE(m_program.run("save main").exit, 21);
+    QVERIFY(!calls().contains(QStringLiteral("Correctionop::saveCabinetsCoeffcient")));
+    // What the library does not report is not known.
+    const Run brightness = m_program.run("cabinet 9 brightness 4000");
+    QVERIFY2(brightness.out.contains("4000 sent; the library does not report whether the device took it"), brightness.all());
+    const Run cleared = m_program.run("clear sign --type multilayer --device C");
+    QVERIFY2(cleared.exit == 5, cleared.all());
+    QVERIFY(m_program.write(QStringLiteral("small.json"), whole));
 }
 
 QTEST_GUILESS_MAIN(CtlOwnServiceTest)

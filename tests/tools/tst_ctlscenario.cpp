@@ -40,7 +40,7 @@ void CtlScenarioTest::aNightOnAWall()
     QVERIFY(program.write(QStringLiteral("correction.json"), text + ']'));
     QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 233,71,301x157 --save",
                    "written and saved from correction.json"));
-    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 0,300,301x157 --device left", "not saved"));
+    QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 0,300,301x157 --device left", "not kept"));
     QVERIFY(expect(0, "--wall arena diff correction.json --screen arena-main --rect 233,71,301x157",
                    "0 of 47257 pixels differ"));
     // What was not saved went with the process.
@@ -57,7 +57,8 @@ void CtlScenarioTest::aNightOnAWall()
     QVERIFY(expect(0, "--wall arena diff delivered.npy --screen arena-main", "0 of 393216 pixels differ"));
 
     // A dry run of the restore changes nothing, the restore everything.
-    QVERIFY(expect(0, "--wall arena restore good.snapshot --save --dry-run", "dry run: 48 requests, nothing sent"));
+    QVERIFY(expect(0, "--wall arena restore good.snapshot --save --dry-run",
+                   "dry run: 48 requests, 7.1 MB of data, for 2 devices and 24 cabinets; nothing sent"));
     QVERIFY(expect(0, "--wall arena diff delivered.npy --screen arena-main", "0 of 393216 pixels differ"));
     QVERIFY(
         expect(0, "--wall arena restore good.snapshot --save", "24 cabinets written, verified, saved from good.snapshot"));

@@ -72,6 +72,12 @@ private Q_SLOTS:
     void everyDocumentFollowsTheSchema();
     void writingVerbsSendNothingInADryRun_data();
     void writingVerbsSendNothingInADryRun();
+    void aDryRunIsSummedUp_data();
+    void aDryRunIsSummedUp();
+    void onlyTouchedCabinetsAreSaved_data();
+    void onlyTouchedCabinetsAreSaved();
+    void whatIsNotKeptIsTold_data();
+    void whatIsNotKeptIsTold();
 
     void aReadGivesWhatWasWritten();
     void anyRectangleIsCutOutOfWholeCabinets();
@@ -98,8 +104,13 @@ private Q_SLOTS:
     void aDescriptionMakesAWall();
     void changesAreWatched();
     void aConversationIsReplayed();
+    void optionsStandBeforeARecordingsFile();
     void theDoctorExplains();
 
+    void namesOfDevicesDoNotControlTheTerminal();
+    void settingsAreNumbersAndSwitches();
+    void cabinetsAreSortedByNumber();
+    void theEnvironmentNamesTheWall();
     void quietPrintsNothing();
     void verbosePrintsTheLibrarysLines();
     void colourStaysOffOutsideATerminal();
@@ -165,10 +176,10 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("cabinets", " 9  sign    C       64,0,16x16");
     row("cabinets main", " 8  main    B       48,8,16x8");
     row("features main", "checkerBoardltFeature     yes");
-    row("support main", "yes              4  yes             yes         no");
+    row("support main", "B       yes              4  yes             yes         no");
     row("read main all.npy", "main: 64x16 chroma pixels at 0,0 read into all.npy");
     row("read main part2.json --rect 1,1,3x3", "main: 3x3 chroma pixels at 1,1 read into part2.json");
-    row("write main main.npy", "not saved: the virtual wall forgets it");
+    row("write main main.npy", "not kept: the virtual wall small.json forgets everything");
     row("write main main.npy --save", "written and saved from main.npy");
     row("write main main.npy --one-by-one", "written from main.npy");
     row("save main", "main: chroma coefficients saved");
@@ -177,6 +188,8 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("solid main", "main: chroma coefficients fixed");
     row("diff main.npy main.npy", "0 of 1024 pixels differ");
     row("snapshot main again.snapshot", "8 cabinets kept in again.snapshot, 18.4 kB of coefficients");
+    row("verify main.snapshot", "main: 8 cabinets as in main.snapshot");
+    row("show main --expect devices=3,cabinets=9", "brightness      0 to 10000, default 5000");
     row("restore main.snapshot --save", "8 cabinets written, verified, saved from main.snapshot");
     row("restore main.snapshot --no-verify", "8 cabinets written from main.snapshot");
     row("set main brightness=4000 abl=on xbit=1:on effect=2 gamma=gamma.json multilayer=1,2:3,4,5", "xbit        1 on");
@@ -202,7 +215,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("cabinet 7 save", "cabinet 7 of device B: saved");
     row("cabinet 7 apply", "cabinet 7 of device B: applied");
     row("cabinet 7 brightness", "0 to 10000, default 5000");
-    row("cabinet 7 brightness 4000", "brightness 4000 sent; the library does not report whether the device took it");
+    row("cabinet 7 brightness 4000", "brightness set to 4000");
     row("cabinet 7 effect", "0");
     row("cabinet 7 effect 2", "effect set to 2");
     row("cabinet 7 gamma", "entries; --json prints them");
@@ -229,8 +242,10 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("wall describe", "\"format\": \"led-wall\"");
     row("wall describe described.json", "described.json: written");
     row("wall render main layout.png", "main: layout drawn into layout.png");
+    row("wall render main pattern.png --what pattern", "the picture is black: the virtual wall starts with this program");
     row("replay night.jsonl brightness main 4000", "0 of the recording left");
     row("record more.jsonl effect main 3", "effect   3");
+    row("replay --quiet night.jsonl brightness main 4000", "");
     row("doctor report.json", "no trouble found");
     row("verbs", "doctor");
 }
@@ -273,6 +288,10 @@ void CtlVerbsTest::everyDocumentFollowsTheSchema()
     QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/same-id.json"),
                         m_program.path(QStringLiteral("same-id.json"))));
     QVERIFY(m_documents.write(QStringLiteral("ambiguous.json"), m_program.json("--wall same-id.json screens").out));
+    QVERIFY(QFile::copy(QStringLiteral(SOURCE_DIR "/tests/tools/walls/one-silent.json"),
+                        m_program.path(QStringLiteral("one-silent.json"))));
+    QVERIFY(m_documents.write(QStringLiteral("missing.json"), m_program.json("--wall one-silent.json show main").out));
+    QVERIFY(m_documents.write(QStringLiteral("refused.json"), m_program.json("--wall one-silent.json clear sign").out));
     QVERIFY(m_documents.write(QStringLiteral("dry.json"), m_program.json("--wall small.json save main --dry-run").out));
     QProcess checker;
     checker.start(QStringLiteral("python3"),
@@ -388,9 +407,125 @@ void CtlVerbsTest::writingVerbsSendNothingInADryRun()
                     + request.toObject().value(QStringLiteral("operation")).toString());
     QCOMPARE(held, sent);
     QCOMPARE(state(), before);
+    // Nothing is done, and nothing is saved.
+    const QJsonObject data = dry.data();
+    QVERIFY2(!data.value(QStringLiteral("saved")).toBool(), dry.all());
+    QVERIFY2(!data.contains(QStringLiteral("done"))
+                 || data.value(QStringLiteral("done")).toString().startsWith(QLatin1String("dry run: ")),
+             dry.all());
     const Run text = onWall(arguments.split(QLatin1Char(' ')) + words("--dry-run"));
     QCOMPARE(text.out.count("would send to "), sent.size());
     QVERIFY2(text.out.contains("nothing sent"), text.all());
+}
+
+void CtlVerbsTest::aDryRunIsSummedUp_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("total");
+    QTest::newRow("a screen") << QStringLiteral("write main main.npy --save --dry-run")
+                              << QStringLiteral("4 requests, 18.4 kB of data, for 2 devices and 8 cabinets");
+    QTest::newRow("a rectangle in a cabinet") << QStringLiteral("write main one.npy --rect 20,4,16x8 --dry-run")
+                                              << QStringLiteral("2 requests, 2.3 kB of data, for 2 devices and 4 cabinets");
+    QTest::newRow("cabinet after cabinet") << QStringLiteral("restore main.snapshot --dry-run")
+                                           << QStringLiteral("8 requests, 18.4 kB of data, for 2 devices and 8 cabinets");
+    QTest::newRow("a setting") << QStringLiteral("cabinet 7 brightness 1 --dry-run")
+                               << QStringLiteral("1 request, 0 B of data, for 1 device and 1 cabinet");
+    QTest::newRow("a file") << QStringLiteral("cabinet 7 config put seven.cfg --dry-run")
+                            << QStringLiteral("1 request, 13 B of data, for 1 device and 1 cabinet");
+}
+
+void CtlVerbsTest::aDryRunIsSummedUp()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, total);
+    const Run run = onWall(arguments.split(QLatin1Char(' ')));
+    QVERIFY2(run.exit == 0 && run.out.endsWith("\ndry run: " + total.toUtf8() + "; nothing sent\n"), run.all());
+}
+
+void CtlVerbsTest::onlyTouchedCabinetsAreSaved_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QByteArray>("saved"); // the requests' cabinets
+    QTest::newRow("a rectangle in two cabinets")
+        << QStringLiteral("write main one.npy --rect 20,0,16x8 --save") << QByteArray("[qlonglong 2] [qlonglong 5]");
+    QTest::newRow("a rectangle, all saved")
+        << QStringLiteral("write main one.npy --rect 20,0,16x8 --save=all")
+        << QByteArray("[qlonglong 1, qlonglong 2, qlonglong 3, qlonglong 4] [qlonglong 5, qlonglong 6, qlonglong 7, "
+                      "qlonglong 8]");
+    QTest::newRow("the whole screen")
+        << QStringLiteral("write main main.npy --save")
+        << QByteArray("[qlonglong 1, qlonglong 2, qlonglong 3, qlonglong 4] [qlonglong 5, qlonglong 6, qlonglong 7, "
+                      "qlonglong 8]");
+    QTest::newRow("a part that is chosen, all saved")
+        << QStringLiteral("write main one.npy --rect 48,0,16x8 --device B --save=all")
+        << QByteArray("[qlonglong 5, qlonglong 6, qlonglong 7, qlonglong 8]");
+}
+
+void CtlVerbsTest::onlyTouchedCabinetsAreSaved()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QByteArray, saved);
+    const Run run = onWall(arguments.split(QLatin1Char(' ')) + words("--dry-run"));
+    QVERIFY2(run.exit == 0, run.all());
+    QList<QByteArray> lists;
+    const QList<QByteArray> lines = run.out.split('\n');
+    for (const QByteArray &line : lines) {
+        const int from = line.indexOf("{\"cids\": ");
+        if (line.contains("saveCabinetsCoeffcient") && from > 0)
+            lists.append(line.mid(from + 9).chopped(2));
+    }
+    QCOMPARE(lists.join(' '), saved);
+}
+
+void CtlVerbsTest::whatIsNotKeptIsTold_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("forgotten"); // on a wall directory; empty for what is kept there
+    const auto row = [](const char *arguments, const char *forgotten) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << QString::fromLatin1(forgotten);
+    };
+    const char *const ends = "not kept: the virtual wall forgets it when this program ends\n";
+    const char *const saves = "not kept: the virtual wall forgets it when this program ends; --save keeps it\n";
+    row("write main main.npy", saves);
+    row("write main main.npy --save", "");
+    row("restore main.snapshot", saves);
+    row("restore main.snapshot --save", "");
+    row("cabinet 7 write one.npy", saves);
+    row("cabinet 7 write one.npy --save", "");
+    row("save main", "");
+    row("clear main", "");
+    row("apply main", ends);
+    row("set main effect=2 abl=on", "");
+    row("brightness main 4000", "");
+    row("lock main", ends);
+    row("unlock main", ends);
+    row("pattern pixel main", ends);
+    row("pattern checkerboard main", ends);
+    row("pattern mode main 1", ends);
+    row("pattern clear main", ends);
+    row("cabinet 7 effect 2", "");
+    row("cabinet 7 flag x", "");
+    row("cabinet 7 module save", "");
+    row("cabinet 7 module reload", ends);
+    row("group 1 2 show user", ends);
+    row("group 1 2 save user", "");
+}
+
+void CtlVerbsTest::whatIsNotKeptIsTold()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QString, forgotten);
+    const QStringList line = arguments.split(QLatin1Char(' '));
+    const Run lasting = onWall(line);
+    QVERIFY2(lasting.exit == 0 && lasting.out.contains("not kept") != forgotten.isEmpty(), lasting.all());
+    QVERIFY2(lasting.out.endsWith(forgotten.toUtf8()), lasting.all());
+    const Run json = m_program.json(words("--wall wall") + line);
+    QCOMPARE(json.document().value(QStringLiteral("kept")), QJsonValue(forgotten.isEmpty()));
+    const Run file = m_program.run(words("--wall small.json") + line);
+    QVERIFY2(
+        file.out.endsWith("not kept: the virtual wall small.json forgets everything when this program ends; `wall create` "
+                          "makes a wall that keeps what is saved\n"),
+        file.all());
 }
 
 void CtlVerbsTest::aReadGivesWhatWasWritten()
@@ -555,6 +690,22 @@ void CtlVerbsTest::pixelsWithoutACabinetAreTold()
              inside.all());
     QVERIFY(!m_program.content(QStringLiteral("gap.jsonl")).contains("uploadCoefficient"));
     QVERIFY(!m_program.run("--wall gap.json write main inside.npy --rect 0,3,48x2").out.contains("without a cabinet"));
+
+    // A comparison leaves them out: here all values differ, and the picture is black where no cabinet is.
+    const Run differs = m_program.json("--wall gap.json diff over.npy --screen main --rect 63,3,50x2 --picture gap.png");
+    QCOMPARE(differs.exit, 20);
+    QCOMPARE(differs.data().value(QStringLiteral("pixels")).toInt(), 4);
+    QCOMPARE(differs.data().value(QStringLiteral("differing")).toInt(), 4);
+    QCOMPARE(differs.data().value(QStringLiteral("withoutCabinet")).toInt(), 96);
+    QVERIFY(m_program.run("--wall gap.json read main same.npy --rect 63,3,50x2").exit == 0);
+    QCOMPARE(m_program.run("--wall gap.json diff inside.npy --screen main --rect 64,3,48x2").exit, 2);
+    const Run same = m_program.run("--wall gap.json diff same.npy --screen main --rect 63,3,50x2");
+    QVERIFY2(same.exit == 0 && same.out == "96 pixels without a cabinet: left out\n0 of 4 pixels differ\n", same.all());
+    QCOMPARE(over.exit, 0);
+    QCOMPARE(m_program.json("--wall gap.json write main over.npy --rect 63,3,50x2")
+                 .data()
+                 .value(QStringLiteral("withoutCabinet")),
+             QJsonValue(96));
 }
 
 void CtlVerbsTest::configurationsTravel()
@@ -791,6 +942,7 @@ void CtlVerbsTest::changesAreWatched()
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 0);
+    QVERIFY(!process.readAllStandardError().contains("Ctrl-C"));
 }
 
 void CtlVerbsTest::aConversationIsReplayed()
@@ -805,10 +957,25 @@ void CtlVerbsTest::aConversationIsReplayed()
     QVERIFY(shorter.document().value(QStringLiteral("replay")).toObject().value(QStringLiteral("remaining")).toInt() > 0);
 }
 
+void CtlVerbsTest::optionsStandBeforeARecordingsFile()
+{
+    const Run recorded = m_program.json("record --wall small.json -q before.jsonl effect sign 3");
+    QVERIFY2(recorded.exit == 0, recorded.all());
+    QCOMPARE(recorded.document().value(QStringLiteral("verb")).toString(), QStringLiteral("effect"));
+    QVERIFY(m_program.content(QStringLiteral("before.jsonl")).contains("setScreenEffectMode"));
+    const Run replayed = m_program.run("replay --expect devices=3 before.jsonl effect sign 3");
+    QVERIFY2(replayed.exit == 0 && replayed.out.contains("0 of the recording left"), replayed.all());
+    QCOMPARE(m_program.run("replay --expect devices=4 before.jsonl effect sign 3").exit, 21);
+}
+
 void CtlVerbsTest::theDoctorExplains()
 {
     const Run run = m_program.run("--wall broken doctor broken.json");
     QCOMPARE(run.exit, 8);
+    // A report belongs into a file: no line is longer than people can read.
+    const QList<QByteArray> lines = m_program.run("doctor").out.split('\n');
+    for (const QByteArray &line : lines)
+        QVERIFY2(line.size() < 1000, line);
     QVERIFY2(run.out.contains("BAD  discovering the screens: enCabinetNotFound (8), answered false: device silent"),
              run.all());
     QVERIFY2(run.out.contains("CabinetInfoOperator::getAllCabinetsInfo(\"obedient\", bool true)"), run.all());
@@ -825,6 +992,61 @@ void CtlVerbsTest::theDoctorExplains()
     const Run screens = m_program.run("--wall broken screens");
     QCOMPARE(screens.exit, 8);
     QVERIFY2(screens.error.contains("the library says: getScreens error \"silent\""), screens.all());
+}
+
+void CtlVerbsTest::namesOfDevicesDoNotControlTheTerminal()
+{
+    QByteArray wall = m_program.content(QStringLiteral("small.json"));
+    wall.replace("\"Main wall\"", "\"Ma\\u001b[31min\\nwall\\u009b\\u202egn\"");
+    wall.replace("\"Sign\"", "\"Größe Большой\"");
+    QVERIFY(m_program.write(QStringLiteral("control.json"), wall));
+    for (const char *line : {"--wall control.json screens", "--wall control.json tree", "--wall control.json show main",
+                             "--wall control.json show main+sign"}) {
+        const Run run = m_program.run(line);
+        QVERIFY2(run.exit == 0 && run.out.contains("Ma\\x1b[31min\\nwall\\x9b\\u202egn"), run.all());
+        QVERIFY2(!run.out.contains('\x1b') && !run.out.contains("\xc2\x9b") && !run.out.contains("\xe2\x80\xae"), run.all());
+    }
+    // Letters stay.
+    QVERIFY(m_program.run("--wall control.json screens").out.contains("Größe Большой"));
+    // Messages, too.
+    const Run unknown = m_program.run(
+        {QStringLiteral("--wall"), QStringLiteral("control.json"), QStringLiteral("show"), QStringLiteral("x\x1b[2Jy\nz")});
+    QVERIFY2(unknown.error.contains("screen \"x\\x1b[2Jy\\nz\": unknown") && !unknown.error.contains('\x1b'), unknown.all());
+}
+
+void CtlVerbsTest::settingsAreNumbersAndSwitches()
+{
+    const QJsonArray settings = m_program.json("--wall small.json set main brightness=4000 effect=2 abl=on")
+                                    .data()
+                                    .value(QStringLiteral("settings"))
+                                    .toArray();
+    QCOMPARE(settings.size(), 3);
+    const auto value = [&settings](int index) { return settings.at(index).toObject().value(QStringLiteral("value")); };
+    QCOMPARE(value(0), QJsonValue(4000));
+    QCOMPARE(value(1), QJsonValue(2));
+    QCOMPARE(value(2), QJsonValue(true));
+    const QJsonArray cabinet =
+        m_program.json("--wall small.json cabinet 7 effect 3").data().value(QStringLiteral("settings")).toArray();
+    QCOMPARE(cabinet.at(0).toObject().value(QStringLiteral("value")), QJsonValue(3));
+}
+
+void CtlVerbsTest::cabinetsAreSortedByNumber()
+{
+    const QJsonArray cabinets = m_program.json("cabinets").data().value(QStringLiteral("cabinets")).toArray();
+    QCOMPARE(cabinets.size(), 24);
+    for (int i = 0; i < 24; ++i)
+        QCOMPARE(cabinets.at(i).toObject().value(QStringLiteral("id")).toString(), QString::number(i + 1));
+    const QByteArray tree = m_program.run("tree").out;
+    QVERIFY(tree.indexOf("cabinet 2 ") < tree.indexOf("cabinet 10 "));
+}
+
+void CtlVerbsTest::theEnvironmentNamesTheWall()
+{
+    const QStringList wall{QStringLiteral("CORRECTION_WALL=small.json")};
+    QVERIFY(m_program.run(words("screens"), wall).out.contains("Main wall"));
+    QVERIFY(m_program.run(words("--wall demo screens"), wall).out.contains("Arena"));
+    QVERIFY(m_program.run(words("replay night.jsonl brightness main 4000"), wall).exit == 0);
+    QCOMPARE(m_program.run(words("screens"), {QStringLiteral("CORRECTION_WALL=nosuch")}).exit, 69);
 }
 
 void CtlVerbsTest::quietPrintsNothing()
@@ -879,6 +1101,8 @@ void CtlVerbsTest::helpIsThereForEveryWord()
         for (const char *entry : {"help", "usage", "example"})
             QVERIFY2(run.out.contains(verb.value(QLatin1String(entry)).toString().toUtf8()), run.all());
     }
+    QVERIFY(m_program.run("cabinet info --help").out.contains("usage: correctionctl cabinet CID info"));
+    QVERIFY(m_program.run("help cabinet config get").out.contains("usage: correctionctl cabinet CID config get FILE"));
     QVERIFY(m_program.run("cabinet 1 --help").out.contains("cabinet CID config get FILE"));
     QVERIFY(m_program.run("help brightness").out.contains("usage: correctionctl brightness SCREEN [VALUE]"));
 }

@@ -6,7 +6,9 @@
 #include "terminal/Output.h"
 
 #include <QtCore/QJsonArray>
+#include <QtCore/QSet>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -37,6 +39,16 @@ Invocation unwrap(Invocation invocation)
     return inner;
 }
 
+/// The wall that CORRECTION_WALL names, where the command line chooses nothing to work on.
+Invocation withWall(Invocation invocation)
+{
+    const QString wall = qEnvironmentVariable("CORRECTION_WALL");
+    const auto has = [&invocation](const char *option) { return invocation.arguments.has(option); };
+    if (!wall.isEmpty() && Service::hasWall() && !has("--wall") && !has("--backend") && !has("--replay"))
+        invocation.arguments.set(QStringLiteral("--wall"), {wall});
+    return invocation;
+}
+
 /// With a backend there is no virtual wall to choose, to look at or to answer from a recording.
 void refuseBesideBackend(const Invocation &invocation)
 {
@@ -59,28 +71,75 @@ QString withResult(int exit, const QString &message)
 
 void tell(int exit, const QString &message)
 {
-    Output::error(message);
-    const QString cause = exit <= ExitLargestResult ? LibraryLog::firstCritical() : QString();
+    const QStringList problems = exit == ExitNoWall ? message.split(QLatin1Char('\n')) : QStringList{message};
+    Output::error(problems.first());
+    for (const QString &problem : problems.mid(1))
+        Output::note(QStringLiteral("  ") + problem.trimmed());
+    const QString cause = exit <= ExitLargestResult || exit == ExitIncomplete ? LibraryLog::firstCritical() : QString();
     if (!cause.isEmpty())
         Output::note(QStringLiteral("  the library says: %1").arg(cause));
-    if (const ExitCode *code = explain(exit))
+    const QVector<Service::Outcome> outcomes = Service::outcomes();
+    const bool saysWhy = std::any_of(outcomes.cbegin(), outcomes.cend(), [&message](const Service::Outcome &outcome) {
+        return !outcome.reason.isEmpty() && message.contains(outcome.reason);
+    });
+    if (saysWhy)
+        Output::note(QStringLiteral("  The device gave the reason that is in brackets. Remove it, then try again."));
+    else if (const ExitCode *code = explain(exit))
         Output::note(QStringLiteral("  %1 %2")
                          .arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""), QLatin1String(code->next))
                          .replace(QStringLiteral("   "), QStringLiteral("  ")));
+}
+
+/// What became of the requests of a verb that failed: lines for people, and "requests" in the "data" of the JSON document.
+QStringList reportRequests(Output &output)
+{
+    QStringList lines;
+    QJsonArray requests;
+    for (const Service::Outcome &outcome : Service::outcomes()) {
+        if (!outcome.changes)
+            continue;
+        requests.append(QJsonObject{{QStringLiteral("device"), outcome.device},
+                                    {QStringLiteral("operation"), outcome.operation},
+                                    {QStringLiteral("done"), outcome.done},
+                                    {QStringLiteral("refused"), outcome.refused},
+                                    {QStringLiteral("reason"), outcome.reason}});
+        lines.append(
+            QStringLiteral("  device %1: %2: %3 carried out, %4 refused")
+                .arg(outcome.device, outcome.operation, QString::number(outcome.done), QString::number(outcome.refused)));
+    }
+    if (!requests.isEmpty())
+        output.data({{QStringLiteral("requests"), requests}});
+    constexpr int shown = 16;
+    if (lines.size() > shown)
+        lines = lines.mid(0, shown) << QStringLiteral("  and %1 more").arg(lines.size() - shown);
+    return lines;
 }
 
 /// What a dry run kept from the devices.
 void reportHeldBack(Session &session)
 {
     QJsonArray requests;
+    qint64 bytes = 0;
+    QSet<QString> devices;
+    QSet<QString> cabinets;
     for (const Service::Exchange &exchange : Service::heldBack()) {
+        bytes += exchange.bytes;
+        devices.insert(exchange.device);
+        for (const QString &id : exchange.cabinets)
+            cabinets.insert(id);
         session.out().line(QStringLiteral("would send to %1: %2").arg(exchange.device, exchange.request));
         requests.append(QJsonObject{{QStringLiteral("device"), exchange.device},
                                     {QStringLiteral("operation"), exchange.operation},
                                     {QStringLiteral("request"), exchange.request}});
     }
-    session.out().line(QStringLiteral("dry run: %1, nothing sent").arg(counted(requests.size(), "request")));
+    session.out().line(QStringLiteral("dry run: %1, %2 of data, for %3 and %4; nothing sent")
+                           .arg(counted(requests.size(), "request"), bytesText(double(bytes)),
+                                counted(devices.size(), "device"), counted(cabinets.size(), "cabinet")));
     session.out().beside(QStringLiteral("dryRun"), requests);
+    session.out().beside(QStringLiteral("dryRunTotal"), QJsonObject{{QStringLiteral("requests"), requests.size()},
+                                                                    {QStringLiteral("bytes"), bytes},
+                                                                    {QStringLiteral("devices"), devices.size()},
+                                                                    {QStringLiteral("cabinets"), cabinets.size()}});
 }
 
 /// Runs the verb against a recording. Where the conversation differs, that is the result: what the verb made of the answers
@@ -106,6 +165,28 @@ void runAgainstRecording(Session &session)
                            .arg(counted(replayed.answered, "call"), QString::number(replayed.remaining)));
 }
 
+/// Each run of this program is a restart of a virtual wall.
+void tellWhatIsForgotten(Session &session)
+{
+    const QVector<Service::Outcome> outcomes = Service::outcomes();
+    const bool changed = std::any_of(outcomes.cbegin(), outcomes.cend(),
+                                     [](const Service::Outcome &outcome) { return outcome.changes && outcome.done > 0; });
+    if (!changed || !Service::isWall())
+        return;
+    const Verb &verb = session.verb();
+    const bool canSave = std::any_of(verb.parameters.cbegin(), verb.parameters.cend(),
+                                     [](const Parameter &parameter) { return parameter.key() == QLatin1String("--save"); });
+    const bool isKept = Service::keepsWhatIsSaved() && (!verb.transient || session.arguments().has("--save"));
+    session.out().beside(QStringLiteral("kept"), isKept);
+    if (!Service::keepsWhatIsSaved())
+        session.out().line(QStringLiteral("not kept: the virtual wall %1 forgets everything when this program ends; `wall "
+                                          "create` makes a wall that keeps what is saved")
+                               .arg(session.arguments().text("--wall", QStringLiteral("demo"))));
+    else if (!isKept)
+        session.out().line(QStringLiteral("not kept: the virtual wall forgets it when this program ends%1")
+                               .arg(QLatin1String(canSave ? "; --save keeps it" : "")));
+}
+
 void run(Session &session)
 {
     if (session.arguments().has("--replay")) {
@@ -115,6 +196,8 @@ void run(Session &session)
     session.verb().run(session);
     if (session.dryRun())
         reportHeldBack(session);
+    else
+        tellWhatIsForgotten(session);
 }
 
 } // namespace
@@ -130,7 +213,7 @@ int runProgram(const QStringList &arguments)
     QString message;
     QString verb;
     try {
-        const Invocation invocation = unwrap(parseCommandLine(arguments));
+        const Invocation invocation = withWall(unwrap(parseCommandLine(arguments)));
         if (!invocation.verb) {
             output.raw(invocation.help.toUtf8());
             Output plain(false, false);
@@ -138,6 +221,7 @@ int runProgram(const QStringList &arguments)
         }
         verb = QLatin1String(invocation.verb->name);
         refuseBesideBackend(invocation);
+        output.setDryRun(invocation.arguments.has("--dry-run"));
         Session session(invocation, output);
         run(session);
     } catch (const Failure &failure) {
@@ -147,6 +231,7 @@ int runProgram(const QStringList &arguments)
         exit = ExitNoMemory;
         message = verb + QStringLiteral(": memory ran out");
     }
+    const QStringList requests = exit == ExitSuccess ? QStringList() : reportRequests(output);
     try {
         Service::close();
     } catch (const Failure &failure) {
@@ -159,6 +244,8 @@ int runProgram(const QStringList &arguments)
     const bool complete = output.finish(verb, exit, message);
     if (!message.isEmpty())
         tell(exit, message);
+    for (const QString &line : requests)
+        Output::note(line);
     if (!complete && exit == ExitSuccess) {
         exit = ExitCannotWrite;
         if (!Output::readerGone())

@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -39,6 +41,11 @@ public:
         for (auto argument = arguments.crbegin(); argument != arguments.crend(); ++argument)
             reversed.push_back(argument->toStdString());
         Invocation invocation;
+        if (const QString name = verbAskedAbout(arguments); !name.isEmpty()) {
+            refuseUnoffered(name);
+            invocation.help = helpOf(name);
+            return invocation;
+        }
         try {
             m_app.parse(reversed);
         } catch (const CLI::CallForHelp &) {
@@ -92,6 +99,9 @@ private:
         if (verb.writes)
             add(*app, dryRunOption());
         if (verb.wrapsCommand) {
+            // All behind FILE is another command line, so options before it are this verb's own.
+            for (const Parameter &option : knownGlobalOptions())
+                add(*app, option);
             app->fallthrough(false);
             app->prefix_command();
         }
@@ -103,7 +113,14 @@ private:
         if (parameter.letter)
             name = std::string("-") + parameter.letter + "," + name;
         if (parameter.value == Value::None) {
-            app.add_flag(name)->group(parameter.name);
+            CLI::Option *const flag = app.add_flag(name)->group(parameter.name);
+            if (parameter.choiceList().isEmpty())
+                flag->disable_flag_override();
+            else
+                flag->check([parameter](const std::string &text) {
+                    const bool isKnown = text == "true" || parameter.choiceList().contains(fromCli(text));
+                    return isKnown ? std::string() : "expected no value or " + std::string(parameter.choices);
+                });
             return;
         }
         CLI::Option *const option = app.add_option(name);
@@ -116,6 +133,15 @@ private:
         if (parameter.repeated && parameter.isOption())
             option->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
         option->check([parameter](const std::string &text) { return complaint(parameter, fromCli(text)).toStdString(); });
+    }
+
+    /// Of `cabinet info --help`, which lacks the family's arguments: "cabinet info". Else empty.
+    static QString verbAskedAbout(const QStringList &arguments)
+    {
+        QStringList words = arguments;
+        const bool help = words.removeAll(QStringLiteral("--help")) + words.removeAll(QStringLiteral("-h")) > 0;
+        const QString name = words.join(QLatin1Char(' '));
+        return help && (verbOf(name) || familyOf(name)) ? name : QString();
     }
 
     /// The option's group holds its name in the table.
@@ -154,9 +180,39 @@ private:
         return unknown.empty() ? QStringLiteral("a verb is missing") : noVerb(unknown.front());
     }
 
+    /// Names the next word of a known verb that a mistyped one is close to.
     static QString noVerb(const std::string &word)
     {
-        return QStringLiteral("\"%1\" is no verb or option").arg(fromCli(word));
+        const QString typed = fromCli(word);
+        QString best;
+        int least = 3; // edits that are no typing mistake
+        for (const Verb &verb : verbs()) {
+            for (const QString &known : verb.words()) {
+                const int edits = distance(typed, known);
+                if (edits < least && edits < known.size() - 1) {
+                    least = edits;
+                    best = known;
+                }
+            }
+        }
+        const QString text = QStringLiteral("\"%1\" is no verb or option").arg(typed);
+        return best.isEmpty() ? text : QStringLiteral("%1; did you mean \"%2\"?").arg(text, best);
+    }
+
+    /// The number of letters to insert, delete or replace (Levenshtein).
+    static int distance(const QString &from, const QString &to)
+    {
+        QVector<int> row(to.size() + 1);
+        std::iota(row.begin(), row.end(), 0);
+        for (int i = 0; i < from.size(); ++i) {
+            int diagonal = row[0]++;
+            for (int j = 0; j < to.size(); ++j) {
+                const int replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+                diagonal = row[j + 1];
+                row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+            }
+        }
+        return row.last();
     }
 
     /// What needs the virtual wall or the adapter is refused where the program has another service: there an option that has

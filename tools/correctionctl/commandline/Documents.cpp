@@ -145,6 +145,9 @@ QString completionKind(const Parameter &parameter)
     case Value::OnOff:
     case Value::Kind:
     case Value::Choice:
+    case Value::Pair:
+        if (parameter.choiceList().isEmpty())
+            return QStringLiteral("@none");
         return parameter.choiceList().join(QLatin1Char(' '));
     case Value::None:
     case Value::Text:
@@ -154,8 +157,8 @@ QString completionKind(const Parameter &parameter)
     case Value::Color:
     case Value::Device:
     case Value::Cabinet:
-    case Value::Pair:
     case Value::Layer:
+    case Value::Counts:
         return parameter.key() == QLatin1String("--wall") ? QStringLiteral("@wall") : QStringLiteral("@none");
     }
     return QStringLiteral("@none");
@@ -318,6 +321,10 @@ QString manualPage()
                    {QStringLiteral("WALL"),
                     Service::hasWall() ? QStringLiteral("on a virtual wall")
                                        : QStringLiteral("through the device service that the program was built with")},
+                   {QStringLiteral("WALLVARIABLE"),
+                    Service::hasWall() ? roffRows({{QStringLiteral("CORRECTION_WALL"),
+                                                    QStringLiteral("The virtual wall, where --wall does not name one.")}})
+                                       : QString()},
                    {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
                    {QStringLiteral("VERBS"), described},
                    {QStringLiteral("EXITCODES"), roffRows(codes)}});

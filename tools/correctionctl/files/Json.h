@@ -4,6 +4,8 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QList>
 #include <QtCore/QRect>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
 
 namespace Ctl {
 
@@ -15,6 +17,12 @@ inline QJsonObject rectJson(const QRect &rect)
             {QStringLiteral("y"), rect.y()},
             {QStringLiteral("width"), rect.width()},
             {QStringLiteral("height"), rect.height()}};
+}
+
+/// The value of a setting for people: of a switch "on" or "off".
+inline QString valueText(const QJsonValue &value)
+{
+    return value.isBool() ? QString(QLatin1String(value.toBool() ? "on" : "off")) : value.toVariant().toString();
 }
 
 inline QJsonArray numbersJson(const QList<int> &numbers)

@@ -4,6 +4,8 @@
 #include "Service.h"
 #include "terminal/ExitCodes.h"
 
+#include <service/HttpProxy.h>
+
 namespace Ctl {
 namespace Service {
 
@@ -32,6 +34,11 @@ bool isWall()
     return false;
 }
 
+bool keepsWhatIsSaved()
+{
+    return true;
+}
+
 void open(const QString &) {}
 
 void openBackend(const QString &)
@@ -53,6 +60,29 @@ void holdBackWrites()
 }
 
 QVector<Exchange> exchanges()
+{
+    return {};
+}
+
+QStringList listedDevices()
+{
+    QStringList keys;
+    for (const auto &device : Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->getDeviceList())
+        keys.append(device.key);
+    return keys;
+}
+
+bool isWatched()
+{
+    return false;
+}
+
+QVector<Outcome> outcomes()
+{
+    return {};
+}
+
+QVector<Outcome> takeRefusals()
 {
     return {};
 }

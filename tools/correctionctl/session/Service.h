@@ -2,6 +2,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVector>
 #include <QtGui/QImage>
 
@@ -20,7 +21,19 @@ struct Exchange {
     QString answer;    ///< The reply as one line, long texts cut; empty without one.
     bool success = false;
     double milliseconds = 0;
-    QString note; ///< What the service found wrong with the request, where it says so.
+    QString note;         ///< What the service found wrong with the request, where it says so.
+    qint64 bytes = 0;     ///< Of coefficients and files in the request.
+    QStringList cabinets; ///< Ids that the request names.
+};
+
+/// What became of the calls of one operation to one device.
+struct Outcome {
+    QString device;
+    QString operation;
+    bool changes = false; ///< Changes the device or its lock.
+    int done = 0;
+    int refused = 0; ///< Answered false, rejected, or not answered at all.
+    QString reason;  ///< Of the first refusal, where the service gives one.
 };
 
 /// How a replayed conversation went.
@@ -37,6 +50,8 @@ bool hasWall();
 /// Whether the virtual wall is in use: what was uploaded to it and not saved is gone when this program ends, as if the power
 /// had been cut.
 bool isWall();
+/// Whether what devices save outlives this program: not on a virtual wall that is not a directory.
+bool keepsWhatIsSaved();
 /// Takes the wall into service: a preset's name, a wall file or a wall directory. Call once, before discovery.
 void open(const QString &wall);
 /// Takes a backend into service that comes as a plug-in, "FILE" or "FILE:CONFIGURATION". As open().
@@ -54,6 +69,14 @@ QVector<Exchange> heldBack();
 void forgetExchanges();
 /// The calls since the last forgetExchanges(), oldest first; none before the first.
 QVector<Exchange> exchanges();
+/// Keys of the devices that discovery lists, whether they answer or not.
+QStringList listedDevices();
+/// Whether outcomes() are known: not with a service that is linked in.
+bool isWatched();
+/// The calls of devices since the service was opened, by device and operation.
+QVector<Outcome> outcomes();
+/// The calls that devices refused since the last call of this function.
+QVector<Outcome> takeRefusals();
 
 /// Writes every call to a new file from here on, one JSON object a line.
 void record(const QString &path);

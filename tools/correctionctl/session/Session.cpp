@@ -33,7 +33,10 @@ ScreenManager &Session::manager()
     ScreenManager *const manager = ScreenManager::getInstance();
     if (!m_discovered) {
         manager->init();
-        check(manager->refreshScreen(), QStringLiteral("discovering the screens"));
+        const EnumErrorCode code = manager->refreshScreen();
+        if (code != enSuccess)
+            reportLibraryWarnings();
+        check(code, QStringLiteral("discovering the screens"));
         takeDiscovered();
         if (dryRun())
             Service::holdBackWrites();
@@ -44,11 +47,65 @@ ScreenManager &Session::manager()
 void Session::takeDiscovered()
 {
     m_discovered = true;
+    reportLibraryWarnings();
     findAmbiguities();
+    findMissingDevices();
     for (const QString &sentence : qAsConst(m_ambiguities))
         m_output.warn(QStringLiteral("ambiguousCabinet"), sentence);
     // Discovery looks every sub-screen up before it makes it, and the library logs that.
     LibraryLog::forget();
+    Service::takeRefusals(); // they are told of already
+    requireExpected();
+}
+
+void Session::reportLibraryWarnings()
+{
+    for (const QString &line : LibraryLog::lines()) {
+        // Shared ids have a warning of their own, one for those of all devices.
+        if (line.startsWith(QLatin1String("warning: ")) && !line.startsWith(QLatin1String("warning: Cabinet id ")))
+            m_output.warn(QStringLiteral("library"), line.section(QLatin1Char(' '), 1));
+    }
+}
+
+void Session::findMissingDevices()
+{
+    ScreenManager &manager = *ScreenManager::getInstance();
+    const QStringList screens = manager.getNameMapping().keys();
+    const QVector<Service::Outcome> outcomes = Service::outcomes();
+    for (const QString &key : Service::listedDevices()) {
+        const bool isThere = std::any_of(screens.cbegin(), screens.cend(), [&](const QString &screen) {
+            return manager.tryGetScreen(screen)->tryGetSubScreen(key);
+        });
+        if (isThere)
+            continue;
+        m_missingDevices.append(key);
+        QStringList reasons;
+        for (const Service::Outcome &outcome : outcomes) {
+            if (outcome.device == key && outcome.refused > 0)
+                reasons.append(outcome.operation
+                               + (outcome.reason.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(outcome.reason)));
+        }
+        m_output.warn(
+            QStringLiteral("missingDevice"),
+            QStringLiteral("device %1 is left out: it did not answer %2")
+                .arg(key, reasons.isEmpty() ? QStringLiteral("about itself") : reasons.join(QStringLiteral(", "))));
+    }
+}
+
+void Session::requireExpected() const
+{
+    qint64 cabinets = 0;
+    for (const QStringList &screens : m_screensOf)
+        cabinets += screens.size();
+    const QMap<QString, qint64> found{{QStringLiteral("devices"), Service::listedDevices().size() - m_missingDevices.size()},
+                                      {QStringLiteral("cabinets"), cabinets}};
+    for (const QString &pair : arguments().text("--expect").split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString what = pair.section(QLatin1Char('='), 0, 0);
+        const qint64 expected = parseNumber(pair.section(QLatin1Char('='), 1)).value_or(0);
+        if (found.value(what) != expected)
+            throw Failure(ExitIncomplete, QStringLiteral("the wall has %1 %2, expected are %3. Nothing was sent")
+                                              .arg(QString::number(found.value(what)), what, QString::number(expected)));
+    }
 }
 
 void Session::findAmbiguities()
@@ -129,7 +186,7 @@ void Session::requireUniqueIds(const QString &screenId) const
         verb().writes && std::all_of(parameters.cbegin(), parameters.cend(), [this](const Parameter &parameter) {
             return parameter.isOption() || arguments().has(parameter.name);
         });
-    if ((changes || qstrcmp(verb().name, "snapshot") == 0) && m_ambiguousScreens.contains(screenId))
+    if ((changes || verb().wholeScreen) && m_ambiguousScreens.contains(screenId))
         throw Failure(ExitAmbiguous,
                       QStringLiteral("screen %1: %2. Nothing was sent").arg(screenId, m_ambiguousScreens.value(screenId)));
 }
@@ -167,8 +224,16 @@ IScreen &Session::screenOf(const QString &idOrName)
 IScreen &Session::screen()
 {
     const QString name = arguments().text("SCREEN");
-    if (!arguments().has("--device") && !arguments().has("--cabinet"))
-        return screenOf(name);
+    if (!arguments().has("--device") && !arguments().has("--cabinet")) {
+        IScreen &whole = screenOf(name);
+        if (verb().wholeScreen && !m_missingDevices.isEmpty())
+            throw Failure(
+                ExitIncomplete,
+                QStringLiteral("screen %1: device %2 is missing and may be a part of it. Nothing was sent; --device "
+                               "chooses the parts that are there")
+                    .arg(whole.getID(), m_missingDevices.join(QStringLiteral(", "))));
+        return whole;
+    }
 
     const QMap<QString, QString> names = manager().getNameMapping();
     select(names.contains(name) || names.values().contains(name) ? QStringList{name} : name.split(QLatin1Char('+')));
@@ -201,7 +266,42 @@ IScreen &Session::screen()
     return *m_selection;
 }
 
-/// Makes a screen of all sub-screens of some screens. A cabinet stays where it is.
+namespace {
+
+/// Adds sub-screens of these cabinets, each in its place. Returns the key of a device that has a sub-screen already, else
+/// null.
+QString addCabinets(ScreenV4 &target, const QList<CabinetInfo> &cabinets)
+{
+    for (const QString &key : Session::devicesOf(cabinets)) {
+        auto subScreen = std::make_unique<SubScreenV4>(key);
+        for (const CabinetInfo &cabinet : cabinets) {
+            if (cabinet.deviceKey == key)
+                subScreen->addCabinet(cabinet.id, cabinet.flag);
+        }
+        if (!target.addSubScreen(key, subScreen.get()))
+            return key;
+        subScreen.release(); // NOLINT(bugprone-unused-return-value): the screen owns it from here on
+    }
+    return {};
+}
+
+} // namespace
+
+std::unique_ptr<ScreenV4> Session::partOf(IScreen &screen, const QRect &rect)
+{
+    auto part = std::make_unique<ScreenV4>();
+    part->setID(screen.getID());
+    part->setName(screen.getName());
+    QList<CabinetInfo> cabinets = cabinetsOf(screen);
+    cabinets.erase(std::remove_if(cabinets.begin(), cabinets.end(),
+                                  [&rect](const CabinetInfo &cabinet) { return !cabinet.rect.intersects(rect); }),
+                   cabinets.end());
+    addCabinets(*part, cabinets);
+    LibraryLog::forget();
+    return part;
+}
+
+/// Makes a screen of all sub-screens of some screens.
 void Session::select(const QStringList &screens)
 {
     auto selection = std::make_unique<ScreenV4>();
@@ -213,18 +313,10 @@ void Session::select(const QStringList &screens)
             throw Failure(ExitUnknown, QStringLiteral("screen \"%1\" is named twice").arg(name));
         ids.append(part.getID());
         titles.append(part.getName());
-        const QList<CabinetInfo> cabinets = cabinetsOf(part);
-        for (const QString &key : devicesOf(cabinets)) {
-            auto subScreen = std::make_unique<SubScreenV4>(key);
-            for (const CabinetInfo &cabinet : cabinets) {
-                if (cabinet.deviceKey == key)
-                    subScreen->addCabinet(cabinet.id, cabinet.flag);
-            }
-            if (!selection->addSubScreen(key, subScreen.get()))
-                throw Failure(ExitUnknown, QStringLiteral("screens %1: device %2 drives more than one of them")
-                                               .arg(screens.join(QStringLiteral(" and ")), key));
-            subScreen.release(); // NOLINT(bugprone-unused-return-value): the selection owns it from here on
-        }
+        const QString twice = addCabinets(*selection, cabinetsOf(part));
+        if (!twice.isNull())
+            throw Failure(ExitUnknown, QStringLiteral("screens %1: device %2 drives more than one of them")
+                                           .arg(screens.join(QStringLiteral(" and ")), twice));
     }
     selection->setID(ids.join(QLatin1Char('+')));
     selection->setName(titles.join(QStringLiteral(" + ")));
@@ -236,6 +328,9 @@ ICabinet &Session::cabinet(const QString &id)
 {
     manager();
     ICabinet *const cabinet = CabinetManager::getInstance()->tryGetCabinet(id);
+    if (!cabinet && !m_missingDevices.isEmpty())
+        throw Failure(ExitIncomplete, QStringLiteral("cabinet \"%1\": not found, and device %2 is missing")
+                                          .arg(id, m_missingDevices.join(QStringLiteral(", "))));
     if (!cabinet)
         throw Failure(ExitUnknown, QStringLiteral("cabinet \"%1\": unknown; `cabinets` lists all").arg(id));
     for (const QString &screen : m_screensOf.value(id))

@@ -35,6 +35,8 @@ public:
     Correction::ScreenManager &manager();
     /// Says that the screens are discovered already, for a verb that does it by itself.
     void takeDiscovered();
+    /// Devices that discovery lists and no screen has: they did not answer what a refresh queries.
+    const QStringList &missingDevices() const { return m_missingDevices; }
     /// What is wrong with the cabinets' ids, as sentences. The library knows a cabinet by its id alone: where several
     /// devices have the same, only the one of the device that was discovered first is reached.
     const QStringList &ambiguities() const { return m_ambiguities; }
@@ -48,6 +50,8 @@ public:
     Correction::ICabinet &cabinet();
     Correction::CabinetInfo cabinetInfo(Correction::ICabinet &cabinet);
 
+    /// A screen made of those cabinets of another one that meet a rectangle.
+    static std::unique_ptr<Correction::ScreenV4> partOf(Correction::IScreen &screen, const QRect &rect);
     /// Ids of all screens, in order.
     QStringList screenIds();
     static QList<Correction::CabinetInfo> cabinetsOf(Correction::IScreen &screen);
@@ -57,7 +61,10 @@ public:
 
 private:
     Correction::IScreen &single(const QString &idOrName);
+    void reportLibraryWarnings();
     void findAmbiguities();
+    void findMissingDevices();
+    void requireExpected() const;
     /// Ends a verb that changes a device, or keeps what is to be restored, where an id of the screen is ambiguous.
     void requireUniqueIds(const QString &screenId) const;
     void select(const QStringList &screens);
@@ -66,6 +73,7 @@ private:
     Output &m_output;
     bool m_open = false;
     bool m_discovered = false;
+    QStringList m_missingDevices;
     QStringList m_ambiguities;
     QMap<QString, QString> m_ambiguousScreens;         ///< Their ids, and the first sentence about each.
     QMap<QString, QStringList> m_screensOf;            ///< By cabinet id; a screen once for each device that lists it.

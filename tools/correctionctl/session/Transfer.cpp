@@ -165,14 +165,18 @@ void reportTransfer(Session &session, const QString &done, const QString &target
                                 QString::number(rect.y()), done, file));
 }
 
+void reportUncovered(Session &session, qint64 pixels, const char *what)
+{
+    session.out().data({{QStringLiteral("withoutCabinet"), pixels}});
+    if (pixels > 0)
+        session.out().line(QStringLiteral("%1 without a cabinet: %2").arg(counted(pixels, "pixel"), QLatin1String(what)));
+}
+
 void reportWrite(Session &session, const QString &target, const QRect &rect, int kind, const QString &file, bool saved)
 {
     const QString done = QLatin1String(saved ? "written and saved from" : "written from");
     reportTransfer(session, session.dryRun() ? QStringLiteral("would be ") + done : done, target, rect, kind, file);
     session.out().data({{QStringLiteral("saved"), saved}});
-    if (!saved && !session.dryRun() && Service::isWall())
-        session.out().line(
-            QStringLiteral("not saved: the %1 forgets it when this program ends; --save keeps it").arg(Service::name()));
 }
 
 } // namespace Ctl

@@ -28,8 +28,11 @@ void writeRect(Session &session, Correction::IScreen &screen, const QRect &rect,
 /// The rectangle in bands from top to bottom that split no cabinet; each but the last has at least `pixels` pixels.
 QVector<QRect> bandsOf(const QRect &rect, const QList<Correction::CabinetInfo> &cabinets, qint64 pixels);
 
-/// Reports a write: as reportTransfer(), besides whether it was saved, and what becomes of it if not.
+/// Reports a write: as reportTransfer(), besides whether it was saved.
 void reportWrite(Session &session, const QString &target, const QRect &rect, int kind, const QString &file, bool saved);
+
+/// Reports pixels that no cabinet has, and what became of them.
+void reportUncovered(Session &session, qint64 pixels, const char *what);
 
 /// What the verbs that transfer print: "384x256 pixels written".
 void reportTransfer(Session &session, const QString &done, const QString &target, const QRect &rect, int kind,

@@ -6,13 +6,16 @@
 #include <adapter/BackendPlugin.h>
 #include <adapter/DryRun.h>
 #include <adapter/ExchangeTap.h>
+#include <adapter/Operations.h>
 #include <adapter/Recorder.h>
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
 
 #include <QtCore/QFile>
+#include <QtCore/QMap>
 
 #include <memory>
+#include <mutex>
 
 using Simulator::Call;
 using Simulator::CallJournal;
@@ -24,8 +27,13 @@ namespace Service {
 namespace {
 
 bool g_replaying = false;
+bool g_keepsExchanges = false;
 QVector<Exchange> g_exchanges;
-// The host calls the last of these that is there, and each calls the one before it.
+QStringList g_listedDevices;
+using OutcomeKey = QPair<QString, QString>; // device, operation
+QMap<OutcomeKey, Outcome> g_outcomes;
+QMap<OutcomeKey, Outcome> g_refusals; ///< Since takeRefusals().
+// The host calls the last of these that is there, and each calls one before it.
 std::unique_ptr<Adapter::DeviceBackend> g_backend; ///< Null: the wall.
 std::unique_ptr<Adapter::Recorder> g_recorder;
 std::unique_ptr<Adapter::DryRun> g_dryRun;
@@ -46,6 +54,28 @@ void putInFront(std::unique_ptr<Filter> &filter, Arguments... arguments)
     Adapter::setBackend(filter.get());
 }
 
+/// Adds what a part of a request holds, `key` being the innermost around it.
+void measure(const QString &key, const QVariant &value, Exchange &exchange)
+{
+    static const QStringList ids{QStringLiteral("cid"), QStringLiteral("cids"), QStringLiteral("idList")};
+    static const QStringList base64{QStringLiteral("coefficient"), QStringLiteral("coefficients"), QStringLiteral("config")};
+    if (value.userType() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        for (auto entry = map.cbegin(); entry != map.cend(); ++entry)
+            measure(entry.key(), entry.value(), exchange);
+    } else if (value.userType() == QMetaType::QVariantList) {
+        const QVariantList list = value.toList();
+        for (const QVariant &element : list)
+            measure(key, element, exchange);
+    } else if (ids.contains(key)) {
+        exchange.cabinets.append(value.toString());
+    } else if (base64.contains(key)) {
+        const QString text = value.toString();
+        const int padding = text.endsWith(QLatin1String("==")) ? 2 : text.endsWith(QLatin1Char('=')) ? 1 : 0;
+        exchange.bytes += qint64(text.size()) / 4 * 3 - padding;
+    }
+}
+
 Exchange exchangeOf(const Call &call)
 {
     Exchange exchange;
@@ -60,9 +90,48 @@ Exchange exchangeOf(const Call &call)
     return exchange;
 }
 
+void count(QMap<OutcomeKey, Outcome> &outcomes, const Call &call, bool changes, bool refused)
+{
+    Outcome &outcome = outcomes[{call.deviceKey, call.operation}];
+    outcome.device = call.deviceKey;
+    outcome.operation = call.operation;
+    outcome.changes = changes;
+    ++(refused ? outcome.refused : outcome.done);
+    if (refused && outcome.reason.isEmpty())
+        outcome.reason = call.note;
+}
+
+/// Sees every call, on the thread that makes it.
+void observe(const Call &call)
+{
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> guard(mutex);
+    if (g_keepsExchanges)
+        g_exchanges.append(exchangeOf(call));
+    if (call.operation == QLatin1String("HttpProxy::getDeviceList")) {
+        g_listedDevices.clear();
+        const QVariantList devices = call.reply.toList();
+        for (const QVariant &device : devices)
+            g_listedDevices.append(device.toMap().value(QStringLiteral("key")).toString());
+    }
+    if (call.deviceKey.isNull())
+        return;
+    const Adapter::Operation *const operation = Adapter::findOperation(call.operation);
+    const bool changes = operation && operation->isChange();
+    const bool refused = !call.result || call.rejected || !call.settled;
+    count(g_outcomes, call, changes, refused);
+    if (refused)
+        count(g_refusals, call, changes, refused);
+}
+
+void watch()
+{
+    putInFront(g_tap, observe);
+}
+
 [[noreturn]] void refuse(const QString &error)
 {
-    throw Failure(ExitNoWall, error.simplified());
+    throw Failure(ExitNoWall, error.trimmed()); // one problem a line
 }
 
 } // namespace
@@ -82,6 +151,11 @@ bool isWall()
     return !g_backend;
 }
 
+bool keepsWhatIsSaved()
+{
+    return !isWall() || !wall().directory().isNull();
+}
+
 void open(const QString &source)
 {
     QString error;
@@ -89,6 +163,7 @@ void open(const QString &source)
         refuse(error);
     // Calls hold whole coefficient planes as strings, and the tool does not read them back from the wall.
     wall().journal().setLimit(0);
+    watch();
 }
 
 void openBackend(const QString &source)
@@ -98,6 +173,7 @@ void openBackend(const QString &source)
     if (!g_backend)
         refuse(error);
     Adapter::setBackend(g_backend.get());
+    watch();
 }
 
 void openRecording(const QString &path)
@@ -110,6 +186,7 @@ void openRecording(const QString &path)
     if (!wall().replay().start(path, &error))
         throw Failure(ExitBadData, error.simplified());
     g_replaying = true;
+    watch();
 }
 
 void close()
@@ -117,9 +194,9 @@ void close()
     QString error;
     const bool isWhole = g_recorder ? g_recorder->close(error) : !isWall() || wall().journal().recordTo(QString(), &error);
     Adapter::setBackend(nullptr);
-    g_tap.reset();
     g_dryRun.reset();
     g_recorder.reset();
+    g_tap.reset();
     if (isWall())
         wall().close();
     g_backend.reset();
@@ -143,16 +220,43 @@ QVector<Exchange> exchanges()
 QVector<Exchange> heldBack()
 {
     QVector<Exchange> list;
-    for (const Call &call : g_dryRun->heldBack())
-        list.append(exchangeOf(call));
+    for (const Call &call : g_dryRun->heldBack()) {
+        Exchange exchange = exchangeOf(call);
+        measure(QString(), call.request, exchange);
+        const Adapter::Operation *const operation = Adapter::findOperation(call.operation);
+        if (operation && operation->address == Adapter::Address::Cabinet)
+            exchange.cabinets.append(call.target);
+        list.append(exchange);
+    }
     return list;
 }
 
 void forgetExchanges()
 {
     g_exchanges.clear();
-    if (!g_tap)
-        putInFront(g_tap, [](const Call &call) { g_exchanges.append(exchangeOf(call)); });
+    g_keepsExchanges = true;
+}
+
+QStringList listedDevices()
+{
+    return g_listedDevices;
+}
+
+bool isWatched()
+{
+    return true;
+}
+
+QVector<Outcome> outcomes()
+{
+    return g_outcomes.values().toVector();
+}
+
+QVector<Outcome> takeRefusals()
+{
+    const QVector<Outcome> refusals = g_refusals.values().toVector();
+    g_refusals.clear();
+    return refusals;
 }
 
 void record(const QString &path)
@@ -182,6 +286,10 @@ QByteArray describe()
 
 void create(const QString &directory, const QString &source)
 {
+    if (Simulator::presetNames().contains(directory))
+        throw Failure(ExitUsage, QStringLiteral("%1: a preset has this name, which --wall would take instead; take another "
+                                                "name, or ./%1")
+                                     .arg(directory));
     Simulator::WallDescription description;
     QString error;
     if (!Simulator::presetWall(source, description) && !Simulator::readWall(source, description, &error))

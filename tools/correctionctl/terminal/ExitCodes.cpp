@@ -39,7 +39,11 @@ QVector<ExitCode> knownExitCodes()
          "See `features` and `support`; low-gray grids cannot be read, and only low-gray ones can be applied."},
         {8, "enCabinetNotFound", "A screen places a cabinet that its device does not list.",
          "The device's configuration contradicts itself: load it again with the device's own software."},
-        {ExitDifferent, "different", "`diff` found differences.", "See its table and --picture."},
+        {ExitDifferent, "different", "What was compared differs.", "See what is printed; `diff --picture` draws where."},
+        {ExitIncomplete, "incomplete",
+         "A part of the screen is missing, or refused what other parts carried out: a device that does not answer, or fewer "
+         "devices or cabinets than --expect names.",
+         "Check power and network of the named device; --device chooses the parts that are there."},
         {ExitUsage, "usage", "The command line is wrong. No device was touched.", "See `correctionctl VERB --help`."},
         {ExitBadData, "bad data", "A file was read, but its content is damaged, foreign or does not fit.",
          "Create the file again, or use the one that belongs here."},
@@ -97,8 +101,31 @@ QString resultName(int code)
 
 void check(Correction::EnumErrorCode code, const QString &what)
 {
-    if (code != Correction::enSuccess)
+    QStringList refusals;
+    QStringList changing; // devices that refused to change something
+    for (const Service::Outcome &outcome : Service::takeRefusals()) {
+        if (code == Correction::enSuccess && !outcome.changes)
+            continue;
+        refusals.append(QStringLiteral("device %1 refused %2%3")
+                            .arg(outcome.device, outcome.operation,
+                                 outcome.reason.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(outcome.reason)));
+        if (outcome.changes)
+            changing.append(outcome.device);
+    }
+    if (code == Correction::enSuccess && refusals.isEmpty())
+        return;
+    if (refusals.isEmpty())
         throw Failure(code, what);
+    const QVector<Service::Outcome> outcomes = Service::outcomes();
+    const bool partly =
+        !changing.isEmpty() && std::any_of(outcomes.cbegin(), outcomes.cend(), [&changing](const Service::Outcome &outcome) {
+            return outcome.changes && outcome.done > 0 && !changing.contains(outcome.device);
+        });
+    constexpr int shown = 8;
+    if (refusals.size() > shown)
+        refusals = refusals.mid(0, shown) << QStringLiteral("%1 more").arg(refusals.size() - shown);
+    const int exit = code == Correction::enSuccess ? Correction::enTimeout : code;
+    throw Failure(partly ? ExitIncomplete : exit, what + QStringLiteral(": ") + refusals.join(QStringLiteral(", ")));
 }
 
 } // namespace Ctl

@@ -15,6 +15,7 @@ enum Exit : int {
     ExitSuccess = 0,
     ExitLargestResult = 15,
     ExitDifferent = 20,
+    ExitIncomplete = 21,
     ExitUsage = 64,
     ExitBadData = 65,
     ExitNoInput = 66,
@@ -56,7 +57,9 @@ private:
     QString m_text;
 };
 
-/// Throws a Failure that begins with `what` unless `code` is 0.
+/// Throws a Failure that begins with `what` unless `code` is 0 and no device refused a request to change something since the
+/// last check: some operations of the library return enSuccess all the same. The failure is ExitIncomplete where other
+/// devices carried out what one refused.
 void check(Correction::EnumErrorCode code, const QString &what);
 
 } // namespace Ctl

@@ -13,11 +13,15 @@ namespace Interrupt {
 namespace {
 
 volatile std::sig_atomic_t g_requested = 0;
+volatile std::sig_atomic_t g_quits = 0; ///< Whether the event loop ends at once.
 int g_pipe[2] = {-1, -1};
 
 extern "C" void handleSignal(int signal)
 {
     g_requested = 1;
+    static const char text[] = "\ncorrectionctl: ends after the request under way; Ctrl-C again ends at once\n";
+    if (!g_quits && ::write(STDERR_FILENO, text, sizeof text - 1) < 0)
+        g_requested = 1; // there is no place to say it
     const char byte = 0;
     if (g_pipe[1] >= 0 && ::write(g_pipe[1], &byte, 1) < 0)
         return; // The pipe is full of earlier ones: the event loop wakes anyway.
@@ -50,6 +54,7 @@ void quitOnRequest(QObject *receiver)
 {
     if (g_pipe[0] < 0)
         return;
+    g_quits = 1;
     auto *const notifier = new QSocketNotifier(g_pipe[0], QSocketNotifier::Read, receiver);
     QObject::connect(notifier, SIGNAL(activated(QSocketDescriptor, QSocketNotifier::Type)), receiver, SLOT(quit()));
 }

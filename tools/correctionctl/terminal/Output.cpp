@@ -1,6 +1,7 @@
 #include "Output.h"
 
 #include "ExitCodes.h"
+#include "Texts.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QLoggingCategory>
@@ -57,13 +58,20 @@ Output::Output(bool json, bool quiet) : m_json(json), m_quiet(quiet) {}
 void Output::line(const QString &text)
 {
     if (!m_json && !m_quiet)
-        write(textStream(), text.toUtf8() + '\n');
+        write(textStream(), printable(text).toUtf8() + '\n');
 }
 
-void Output::table(const QStringList &head, const QVector<QStringList> &rows)
+void Output::table(const QStringList &head, const QVector<QStringList> &texts)
 {
     if (m_json || m_quiet)
         return;
+    QVector<QStringList> rows;
+    for (const QStringList &row : texts) {
+        QStringList cells;
+        for (const QString &cell : row)
+            cells.append(printable(cell));
+        rows.append(cells);
+    }
     QVector<int> widths;
     QVector<bool> numbers;
     for (int column = 0; column < head.size(); ++column) {
@@ -89,15 +97,21 @@ void Output::table(const QStringList &head, const QVector<QStringList> &rows)
             text.chop(1);
         return text;
     };
-    line(bold(format(head)));
-    for (const QStringList &row : rows)
-        line(format(row));
+    write(textStream(), bold(format(head)).toUtf8() + '\n');
+    for (const QStringList &row : qAsConst(rows))
+        write(textStream(), format(row).toUtf8() + '\n');
 }
 
 void Output::data(const QJsonObject &entries)
 {
     for (auto entry = entries.begin(); entry != entries.end(); ++entry)
         m_data.insert(entry.key(), entry.value());
+    const QString done = QStringLiteral("done");
+    const QString saved = QStringLiteral("saved");
+    if (m_dryRun && entries.contains(done))
+        m_data.insert(done, QStringLiteral("dry run: ") + entries.value(done).toString());
+    if (m_dryRun && entries.contains(saved))
+        m_data.insert(saved, false);
 }
 
 void Output::warn(const QString &kind, const QString &text)
@@ -133,12 +147,13 @@ void Output::flush()
 
 void Output::error(const QString &text)
 {
-    note((colourOnError() ? QStringLiteral("\x1b[31mcorrectionctl:\x1b[0m ") : QStringLiteral("correctionctl: ")) + text);
+    write(stderr, colourOnError() ? "\x1b[31mcorrectionctl:\x1b[0m " : "correctionctl: ");
+    note(text);
 }
 
 void Output::note(const QString &text)
 {
-    write(stderr, text.toUtf8() + '\n');
+    write(stderr, printable(text).toUtf8() + '\n');
 }
 
 bool Output::finish(const QString &verb, int exit, const QString &message)
@@ -206,7 +221,8 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
     const std::lock_guard<std::mutex> guard(g_mutex);
     if (g_verbose || type == QtFatalMsg)
         Output::note(text);
-    if (qstrcmp(context.category, "correction") != 0)
+    const QLatin1String category(context.category);
+    if (category != QLatin1String("correction") && !category.startsWith(QLatin1String("correction.")))
         return;
     if (g_lines.size() < longestLog)
         g_lines.append(text);

@@ -20,11 +20,14 @@ public:
     bool json() const { return m_json; }
     bool quiet() const { return m_quiet; }
 
+    // Characters that control a terminal are escaped: texts come from devices.
     void line(const QString &text);
     /// Columns of numbers are aligned to the right.
-    void table(const QStringList &head, const QVector<QStringList> &rows);
+    void table(const QStringList &head, const QVector<QStringList> &texts);
     /// Puts entries into the "data" of the JSON document; later ones replace earlier ones of the same name.
+    /// In a dry run nothing is done or saved, whatever a verb puts there.
     void data(const QJsonObject &entries);
+    void setDryRun(bool dryRun) { m_dryRun = dryRun; }
     /// Puts an entry beside "data" into the JSON document.
     void beside(const QString &name, const QJsonValue &value) { m_beside.insert(name, value); }
     /// Something that the user must know about the wall: a line on standard error, unless --quiet, and an entry of the
@@ -57,6 +60,7 @@ public:
 private:
     bool m_json;
     bool m_quiet;
+    bool m_dryRun = false;
     bool m_wroteLines = false;
     QJsonObject m_data;
     QJsonObject m_beside;

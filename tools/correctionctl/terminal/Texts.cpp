@@ -96,6 +96,25 @@ QString bytesText(double bytes)
     return QStringLiteral("%1 %2").arg(bytes, 0, 'f', unit == 0 ? 0 : 1).arg(QLatin1String(units[unit]));
 }
 
+QString printable(const QString &text)
+{
+    QString result;
+    result.reserve(text.size());
+    for (const QChar character : text) {
+        const ushort code = character.unicode();
+        if (character == QLatin1Char('\n'))
+            result += QStringLiteral("\\n");
+        else if (character.category() == QChar::Other_Control)
+            result += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
+        else if ((code >= 0x200e && code <= 0x200f) || (code >= 0x2028 && code <= 0x202e)
+                 || (code >= 0x2066 && code <= 0x2069))
+            result += QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'));
+        else
+            result += character;
+    }
+    return result;
+}
+
 QString complaint(const Parameter &parameter, const QString &text)
 {
     const auto expected = [&text](const QString &what) { return QStringLiteral("expected %1, got \"%2\"").arg(what, text); };
@@ -139,6 +158,13 @@ QString complaint(const Parameter &parameter, const QString &text)
         constexpr qint64 greatest = std::numeric_limits<quint32>::max();
         if (!value || *value < 0 || *value > greatest || !bits || *bits < 0 || *bits > 255)
             return expected(QStringLiteral("a layer as VALUE or VALUE:BITS, bits from 0 to 255"));
+        return {};
+    }
+    case Value::Counts: {
+        static const QRegularExpression form(
+            QStringLiteral("\\A(devices|cabinets)=[0-9]{1,9}(,(?!\\1)(devices|cabinets)=[0-9]{1,9})?\\z"));
+        if (!form.match(text).hasMatch())
+            return expected(QStringLiteral("devices=N,cabinets=N, or one of them"));
         return {};
     }
     case Value::Screen:

@@ -29,6 +29,9 @@ QString counted(qint64 number, const char *thing);
 /// "12.3 MB"
 QString bytesText(double bytes);
 
+/// A string for a terminal: characters that control one, or the order of characters, as "\n", "\x1b" and "\u202e".
+QString printable(const QString &text);
+
 /// What is wrong with the text of a parameter; empty if all is well.
 QString complaint(const Parameter &parameter, const QString &text);
 

@@ -2,6 +2,7 @@
 #include "files/Files.h"
 #include "files/Gamma.h"
 #include "files/Json.h"
+#include "session/Service.h"
 #include "session/Transfer.h"
 
 #include <QtCore/QTemporaryDir>
@@ -29,7 +30,7 @@ void reportDone(Session &session, ICabinet &cabinet, const QString &done)
 }
 
 /// `line`: what people read instead of "NAME set to VALUE".
-void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QString &value,
+void reportSetting(Session &session, ICabinet &cabinet, const QString &name, const QJsonValue &value,
                    const QString &line = QString())
 {
     session.out().data({{QStringLiteral("target"), cabinet.getID()},
@@ -37,7 +38,7 @@ void reportSetting(Session &session, ICabinet &cabinet, const QString &name, con
                          QJsonArray{QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), value}}}}});
     if (!session.dryRun())
         session.out().line(QStringLiteral("%1: %2").arg(
-            subject(cabinet), line.isNull() ? QStringLiteral("%1 set to %2").arg(name, value) : line));
+            subject(cabinet), line.isNull() ? QStringLiteral("%1 set to %2").arg(name, valueText(value)) : line));
 }
 
 QJsonObject pieceJson(const QString &id, const QString &flag, const QRect &rect)
@@ -159,8 +160,11 @@ void cabinetBrightness(Session &session)
                                         .arg(subject(cabinet), QString::number(value), QString::number(range.min),
                                              QString::number(range.max)));
     checkCabinet(cabinet.setBrightness(value), cabinet, QStringLiteral("setting the brightness"));
-    reportSetting(session, cabinet, QStringLiteral("brightness"), QString::number(value),
-                  QStringLiteral("brightness %1 sent; the library does not report whether the device took it").arg(value));
+    reportSetting(
+        session, cabinet, QStringLiteral("brightness"), value,
+        Service::isWatched()
+            ? QString()
+            : QStringLiteral("brightness %1 sent; the library does not report whether the device took it").arg(value));
 }
 
 void cabinetEffect(Session &session)
@@ -169,7 +173,7 @@ void cabinetEffect(Session &session)
     if (session.arguments().has("MODE")) {
         const int mode = session.arguments().integer("MODE");
         checkCabinet(cabinet.setEffectMode(EnumEffectMode(mode)), cabinet, QStringLiteral("setting the effect mode"));
-        reportSetting(session, cabinet, QStringLiteral("effect"), QString::number(mode));
+        reportSetting(session, cabinet, QStringLiteral("effect"), mode);
         return;
     }
     EnumEffectMode mode{};
@@ -326,12 +330,13 @@ void cabinetSupport(Session &session)
     ICabinet &cabinet = session.cabinet();
     CabinetBaseInfo info;
     checkCabinet(cabinet.getCabinetSupport(info), cabinet, QStringLiteral("asking what its device supports"));
-    const QJsonObject entry = supportJson(info);
-    session.out().data({{QStringLiteral("support"), QJsonArray{entry}}});
+    QJsonObject entry = supportJson(info);
     QVector<QStringList> rows;
     for (auto feature = entry.begin(); feature != entry.end(); ++feature)
         rows.append({feature.key(), feature.value().isBool() ? QLatin1String(feature.value().toBool() ? "yes" : "no")
                                                              : QString::number(feature.value().toInt())});
+    entry.insert(QStringLiteral("device"), cabinet.getDeviceKey());
+    session.out().data({{QStringLiteral("support"), QJsonArray{entry}}});
     session.out().table({QStringLiteral("FEATURE"), QStringLiteral("VALUE")}, rows);
 }
 
@@ -349,16 +354,18 @@ QVector<Verb> cabinetVerbs()
               "ICabinet::getBrightnessRange ICabinet::tryGetEffectMode"),
         reads("cabinet read", "Read a cabinet's coefficients into a file", {fileArgument, typeOption, channelOption},
               "correctionctl cabinet 7 read seven.npy", "transfer", cabinetRead, "ICabinet::tryGetCoefficients"),
-        writes("cabinet write", "Write a cabinet's coefficients, or a part of them, from a file",
-               {sourceArgument, typeOption,
-                number(option("--x", Value::Number, "left edge in the cabinet; default: 0"), 0, intMax),
-                number(option("--y", Value::Number, "top edge in the cabinet; default: 0"), 0, intMax), saveOption},
-               "correctionctl cabinet 7 write seven.npy --save", "transfer", cabinetWrite,
-               "ICabinet::setCoefficients ICabinet::saveParameter"),
+        transient(
+            writes("cabinet write", "Write a cabinet's coefficients, or a part of them, from a file",
+                   {sourceArgument, typeOption,
+                    number(option("--x", Value::Number, "left edge in the cabinet; default: 0"), 0, intMax),
+                    number(option("--y", Value::Number, "top edge in the cabinet; default: 0"), 0, intMax), saveOption},
+                   "correctionctl cabinet 7 write seven.npy --save", "transfer", cabinetWrite,
+                   "ICabinet::setCoefficients ICabinet::saveParameter")),
         writes("cabinet save", "Make the device store what was uploaded to a cabinet", {typeOption},
                "correctionctl cabinet 7 save", "done", cabinetSave, "ICabinet::saveParameter"),
-        writes("cabinet apply", "Make the device apply a cabinet's stored low-gray coefficients", {appliedTypeOption},
-               "correctionctl cabinet 7 apply", "done", cabinetApply, "ICabinet::applyCoeffcient"),
+        transient(writes("cabinet apply", "Make the device apply a cabinet's stored low-gray coefficients",
+                         {appliedTypeOption}, "correctionctl cabinet 7 apply", "done", cabinetApply,
+                         "ICabinet::applyCoeffcient")),
         writes("cabinet brightness", "Set a cabinet's brightness, or print its range", {brightnessArgument},
                "correctionctl cabinet 7 brightness 4000", "settings", cabinetBrightness,
                "ICabinet::setBrightness ICabinet::getBrightnessRange"),
@@ -384,8 +391,9 @@ QVector<Verb> cabinetVerbs()
               cabinetFlash, "ICabinet::getFlashCheckInfo ICabinet::IsSupportFlash"),
         writes("cabinet module save", "Save the coefficients into the modules' flash memory", {moduleMode},
                "correctionctl cabinet 7 module save", "done", cabinetModuleSave, "ICabinet::saveModuleCoefficient"),
-        writes("cabinet module reload", "Load the coefficients from the modules' flash memory", {moduleMode},
-               "correctionctl cabinet 7 module reload", "done", cabinetModuleReload, "ICabinet::reloadModuleCoefficient"),
+        transient(writes("cabinet module reload", "Load the coefficients from the modules' flash memory", {moduleMode},
+                         "correctionctl cabinet 7 module reload", "done", cabinetModuleReload,
+                         "ICabinet::reloadModuleCoefficient")),
         writes("cabinet module clear", "Clear the coefficients in the modules' flash memory", {moduleMode},
                "correctionctl cabinet 7 module clear", "done", cabinetModuleClear, "ICabinet::clearModuleCoefficient"),
         writes("cabinet module flag", "Write flags to modules",

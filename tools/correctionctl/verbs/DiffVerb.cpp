@@ -35,15 +35,19 @@ struct Difference {
     }
 };
 
-Difference compare(const Grid &a, const Grid &b)
+/// `covered`: by pixel, whether a cabinet has it; empty: all of them. The others are left out.
+Difference compare(const Grid &a, const Grid &b, const QVector<bool> &covered)
 {
     Difference difference;
     difference.channels.resize(a.length);
-    difference.pixels = a.values.size() / a.length;
+    const int pixels = a.values.size() / a.length;
+    difference.pixels = covered.isEmpty() ? pixels : covered.count(true);
     difference.largest.size = a.size;
     difference.largest.length = 1;
-    difference.largest.values.resize(int(difference.pixels));
-    for (int pixel = 0; pixel < difference.pixels; ++pixel) {
+    difference.largest.values.resize(pixels);
+    for (int pixel = 0; pixel < pixels; ++pixel) {
+        if (!covered.isEmpty() && !covered[pixel])
+            continue;
         int most = 0;
         for (int k = 0; k < a.length; ++k) {
             const int distance = std::abs(int(a.values[pixel * a.length + k]) - int(b.values[pixel * a.length + k]));
@@ -57,6 +61,19 @@ Difference compare(const Grid &a, const Grid &b)
         difference.largest.values[pixel] = quint16(most);
     }
     return difference;
+}
+
+QVector<bool> coveredPixels(const QRect &rect, const QList<CabinetInfo> &cabinets)
+{
+    QVector<bool> covered(rect.width() * rect.height());
+    for (const CabinetInfo &cabinet : cabinets) {
+        const QRect common = (cabinet.rect & rect).translated(-rect.topLeft());
+        for (int y = common.top(); y <= common.bottom(); ++y) {
+            const auto row = covered.begin() + y * rect.width();
+            std::fill(row + common.left(), row + common.right() + 1, true);
+        }
+    }
+    return covered;
 }
 
 /// A file that does not tell its grid's size takes the other's.
@@ -109,14 +126,19 @@ void diff(Session &session)
 
     Grid a = readGrid(pathA);
     Grid b;
+    QVector<bool> covered;
+    qint64 uncovered = 0;
     QString nameB = arguments.text("B");
     if (wall) {
         IScreen &screen = session.screenOf(arguments.text("--screen"));
         const QRect rect = chosenRect(session, screen);
         const EnumCoefficientType kind = arguments.kind();
         a = readGridFor(pathA, rect.size(), kind);
-        qint64 uncovered = 0;
         b = fromLibrary(*readRect(session, screen, rect, kind, uncovered));
+        if (uncovered == area(rect))
+            throw Failure(enOutOfRange, QStringLiteral("screen %1: no cabinet in %2").arg(screen.getID(), rectText(rect)));
+        if (uncovered > 0)
+            covered = coveredPixels(rect, Session::cabinetsOf(screen));
         nameB = screen.getID();
     } else {
         b = readGrid(nameB);
@@ -128,7 +150,7 @@ void diff(Session &session)
                                        .arg(pathA, sizeText(a.size), counted(a.length, "value"), nameB, sizeText(b.size),
                                             counted(b.length, "value")));
 
-    const Difference difference = compare(a, b);
+    const Difference difference = compare(a, b, covered);
     QJsonArray channels;
     QVector<QStringList> rows;
     for (int k = 0; k < difference.channels.size(); ++k) {
@@ -146,6 +168,8 @@ void diff(Session &session)
                         {QStringLiteral("differing"), difference.differing},
                         {QStringLiteral("worstChannel"), same ? QJsonValue() : QJsonValue(difference.worst())},
                         {QStringLiteral("channels"), channels}});
+    if (wall)
+        reportUncovered(session, uncovered, "left out");
     if (!same)
         session.out().table({QStringLiteral("CHANNEL"), QStringLiteral("PIXELS"), QStringLiteral("LARGEST")}, rows);
     if (arguments.has("--picture"))

@@ -189,8 +189,10 @@ void doctor(Session &session)
     }
 
     QJsonArray explanations;
-    if (!walk.codes().isEmpty())
-        out.line(QStringLiteral("\nresult codes met:"));
+    if (!walk.codes().isEmpty()) {
+        out.line(QString());
+        out.line(QStringLiteral("result codes met:"));
+    }
     for (const int code : walk.codes()) {
         const ExitCode *const known = explain(code);
         const QString meaning = QLatin1String(known ? known->meaning : "A code that this program does not know.");

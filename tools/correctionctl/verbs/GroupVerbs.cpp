@@ -94,10 +94,11 @@ QVector<Verb> groupVerbs()
                "correctionctl group 1 2 3 save user", "done", groupSave,
                "CabinetManager::tryGetCabinets ICabinets::saveUserCoefficient ICabinets::saveFactoryCoefficient "
                "ICabinets::saveModuleCoefficient"),
-        writes("group show", "Make the cabinets show what they stored",
-               {choice(argument("STORE", Value::Choice, "where from"), "user|factory|module")},
-               "correctionctl group 1 2 3 show factory", "done", groupShow,
-               "ICabinets::showUserCoefficient ICabinets::showFactoryCoefficient ICabinets::showModuleCoefficient"),
+        transient(
+            writes("group show", "Make the cabinets show what they stored",
+                   {choice(argument("STORE", Value::Choice, "where from"), "user|factory|module")},
+                   "correctionctl group 1 2 3 show factory", "done", groupShow,
+                   "ICabinets::showUserCoefficient ICabinets::showFactoryCoefficient ICabinets::showModuleCoefficient")),
         writes("group clear", "Clear the cabinets' user coefficients", {}, "correctionctl group 1 2 3 clear", "done",
                groupClear, "ICabinets::clearUserCoefficient"),
         writes("group average", "Exchange averaged coefficients (devices hold none so far)",

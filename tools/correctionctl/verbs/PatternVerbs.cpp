@@ -81,7 +81,7 @@ void patternClear(Session &session)
 QVector<Verb> patternVerbs()
 {
     return {
-        writes(
+        transient(writes(
             "pattern pixel", "Light pixel blocks at equal distances on black",
             {screenArgument, rectOption, option("--block", Value::Size, "size of a lit block; default: 1x1"),
              number(option("--offset-x", Value::Number, "where the first block begins, in pixels; default: 0"), 0, intMax),
@@ -92,21 +92,23 @@ QVector<Verb> patternVerbs()
                     65535),
              option("--color", Value::Color, "default: white"), deviceOption},
             "correctionctl pattern pixel arena-main --interval-x 3 --interval-y 3 --color '#00ff00'", "pattern",
-            patternPixel, "IScreen::setPixelImage ISubScreen::setPixelImage"),
-        writes("pattern checkerboard", "Show a checkerboard",
-               {screenArgument, rectOption, option("--square", Value::Size, "size of a square; default: 64x64"),
-                repeated(option("--color", Value::Color, "one of the colours, at least two; default: white and black")),
-                deviceOption},
-               "correctionctl pattern checkerboard arena-main --square 50x50 --color white --color '#f08200'", "pattern",
-               patternCheckerboard, "IScreen::setCheckerboardlImage ISubScreen::setCheckerboardlImage"),
-        writes("pattern mode", "Choose the image mode",
-               {screenArgument, number(argument("MODE", Value::Number, "the device's number of the mode"), 0, 255, ""),
-                deviceOption},
-               "correctionctl pattern mode arena-main 1", "pattern", patternMode,
-               "IScreen::setPixelImageMode ISubScreen::setPixelImageMode"),
-        writes("pattern clear", "Take the test image away", {screenArgument, deviceOption},
-               "correctionctl pattern clear arena-main", "pattern", patternClear,
-               "IScreen::setCheckerboardlImage ISubScreen::setCheckerboardlImage"),
+            patternPixel, "IScreen::setPixelImage ISubScreen::setPixelImage")),
+        transient(
+            writes("pattern checkerboard", "Show a checkerboard",
+                   {screenArgument, rectOption, option("--square", Value::Size, "size of a square; default: 64x64"),
+                    repeated(option("--color", Value::Color, "one of the colours, at least two; default: white and black")),
+                    deviceOption},
+                   "correctionctl pattern checkerboard arena-main --square 50x50 --color white --color '#f08200'", "pattern",
+                   patternCheckerboard, "IScreen::setCheckerboardlImage ISubScreen::setCheckerboardlImage")),
+        transient(
+            writes("pattern mode", "Choose the image mode",
+                   {screenArgument, number(argument("MODE", Value::Number, "the device's number of the mode"), 0, 255, ""),
+                    deviceOption},
+                   "correctionctl pattern mode arena-main 1", "pattern", patternMode,
+                   "IScreen::setPixelImageMode ISubScreen::setPixelImageMode")),
+        transient(writes("pattern clear", "Take the test image away", {screenArgument, deviceOption},
+                         "correctionctl pattern clear arena-main", "pattern", patternClear,
+                         "IScreen::setCheckerboardlImage ISubScreen::setCheckerboardlImage")),
     };
 }
 

@@ -100,6 +100,20 @@ inline Verb writes(const char *name, const char *help, const QVector<Parameter> 
     return {name, help, parameters, example, operations, shape, true, run};
 }
 
+/// A verb whose result is wrong where a device of the screen is missing.
+inline Verb wholeScreen(Verb verb)
+{
+    verb.wholeScreen = true;
+    return verb;
+}
+
+/// A verb whose work a device forgets with its power: test images, locks, coefficients that are not saved.
+inline Verb transient(Verb verb)
+{
+    verb.transient = true;
+    return verb;
+}
+
 /// A verb in front of another command line.
 inline Verb wrapping(Verb verb)
 {

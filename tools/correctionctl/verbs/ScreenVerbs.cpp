@@ -7,6 +7,8 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
 
+#include <algorithm>
+
 using namespace Correction;
 
 namespace Ctl {
@@ -17,6 +19,15 @@ QJsonObject cabinetJson(const CabinetInfo &cabinet)
     return {{QStringLiteral("id"), cabinet.id},
             {QStringLiteral("device"), cabinet.deviceKey},
             {QStringLiteral("rect"), rectJson(cabinet.rect)}};
+}
+
+/// By number, for people.
+QList<CabinetInfo> sorted(QList<CabinetInfo> cabinets)
+{
+    std::stable_sort(cabinets.begin(), cabinets.end(), [](const CabinetInfo &left, const CabinetInfo &right) {
+        return std::make_pair(left.id.size(), left.id) < std::make_pair(right.id.size(), right.id);
+    });
+    return cabinets;
 }
 
 QString yesNo(bool value)
@@ -63,7 +74,7 @@ void tree(Session &session)
             check(subScreen->tryGetAllCabinetInfoList(cabinets), QStringLiteral("device %1: listing its cabinets").arg(key));
             session.out().line(QStringLiteral("  device %1 %2").arg(key, rectText(rect)));
             QJsonArray list;
-            for (const CabinetInfo &cabinet : qAsConst(cabinets)) {
+            for (const CabinetInfo &cabinet : sorted(cabinets)) {
                 list.append(cabinetJson(cabinet));
                 session.out().line(QStringLiteral("    cabinet %1 %2").arg(cabinet.id, rectText(cabinet.rect)));
             }
@@ -123,9 +134,12 @@ void show(Session &session)
         rows.append({QStringLiteral("gamma"), gammaSummary(tables, screenChannels())});
     }
     const EnumErrorCode names = screen.getSubScreenNames({});
-    data.insert(QStringLiteral("devicesAnswer"), names == enSuccess);
+    const QStringList &missing = session.missingDevices();
+    data.insert(QStringLiteral("devicesAnswer"), names == enSuccess && missing.isEmpty());
     if (names == enSuccess)
-        rows.append({QStringLiteral("devices answer"), yesNo(true)});
+        rows.append(
+            {QStringLiteral("devices answer"),
+             missing.isEmpty() ? yesNo(true) : QStringLiteral("all but %1").arg(missing.join(QStringLiteral(", ")))});
     else
         unknown("devices answer", names);
     session.out().data(data);
@@ -145,7 +159,7 @@ void cabinets(Session &session)
         ids = QStringList{session.arguments().text("SCREEN")};
     for (const QString &id : qAsConst(ids)) {
         IScreen &screen = session.screenOf(id);
-        for (const CabinetInfo &cabinet : Session::cabinetsOf(screen)) {
+        for (const CabinetInfo &cabinet : sorted(Session::cabinetsOf(screen))) {
             const QString flag = flags.value(cabinet.id);
             QJsonObject entry = cabinetJson(cabinet);
             entry.insert(QStringLiteral("screen"), screen.getID());
@@ -186,18 +200,23 @@ void features(Session &session)
 void support(Session &session)
 {
     IScreen &screen = session.screen();
-    QVector<CabinetBaseInfo> list;
-    check(screen.getScreenSupport(list), QStringLiteral("screen %1: asking what it supports").arg(screen.getID()));
     QJsonArray entries;
     QVector<QStringList> rows;
-    for (const CabinetBaseInfo &info : qAsConst(list)) {
-        entries.append(supportJson(info));
-        rows.append({yesNo(info.multilayercorrection), QString::number(info.multilayerCorrectionLayer),
-                     yesNo(info.fineGrayscale), yesNo(info.xBitPlus), yesNo(info.magicGray)});
+    for (const QString &key : Session::devicesOf(Session::cabinetsOf(screen))) {
+        QVector<CabinetBaseInfo> list;
+        check(screen.tryGetSubScreen(key)->getScreenSupport(list),
+              QStringLiteral("device %1: asking what it supports").arg(key));
+        for (const CabinetBaseInfo &info : qAsConst(list)) {
+            QJsonObject entry = supportJson(info);
+            entry.insert(QStringLiteral("device"), key);
+            entries.append(entry);
+            rows.append({key, yesNo(info.multilayercorrection), QString::number(info.multilayerCorrectionLayer),
+                         yesNo(info.fineGrayscale), yesNo(info.xBitPlus), yesNo(info.magicGray)});
+        }
     }
     session.out().data({{QStringLiteral("support"), entries}});
-    session.out().table({QStringLiteral("MULTILAYER"), QStringLiteral("LAYERS"), QStringLiteral("FINE GRAYSCALE"),
-                         QStringLiteral("X-BIT PLUS"), QStringLiteral("MAGIC GRAY")},
+    session.out().table({QStringLiteral("DEVICE"), QStringLiteral("MULTILAYER"), QStringLiteral("LAYERS"),
+                         QStringLiteral("FINE GRAYSCALE"), QStringLiteral("X-BIT PLUS"), QStringLiteral("MAGIC GRAY")},
                         rows);
 }
 
@@ -269,8 +288,7 @@ QVector<Verb> screenVerbs()
               "correctionctl features arena-main", "features", features,
               "IScreen::getFeatures ISubScreen::isCheckerboardlImage"),
         reads("support", "Print the feature switches that the devices report", {screenArgument, deviceOption},
-              "correctionctl support arena-main", "support", support,
-              "IScreen::getScreenSupport ISubScreen::getScreenSupport"),
+              "correctionctl support arena-main", "support", support, "ISubScreen::getScreenSupport"),
         reads("watch", "Print change notifications until interrupted",
               {number(option("--count", Value::Number, "end after so many notifications"), 1, intMax)},
               "correctionctl watch", "notification", watch,

@@ -14,7 +14,7 @@ namespace {
 
 /// One setting that is going to be changed.
 struct Setting {
-    QString value; ///< For people.
+    QJsonValue value; ///< A number, a switch, or a string.
     std::function<EnumErrorCode(IScreen &)> send;
     std::function<void(IScreen &)> verify = [](IScreen &) {}; ///< Throws a Failure where the screen would refuse it.
 };
@@ -33,7 +33,7 @@ template <EnumErrorCode (IScreen::*operation)(bool)>
 Setting onOff(const QStringList &values, const Arguments &)
 {
     const bool enable = isOn(values.first());
-    return {values.first(), [enable](IScreen &screen) { return (screen.*operation)(enable); }};
+    return {enable, [enable](IScreen &screen) { return (screen.*operation)(enable); }};
 }
 
 Setting brightness(const QStringList &values, const Arguments &)
@@ -48,13 +48,13 @@ Setting brightness(const QStringList &values, const Arguments &)
                                             .arg(screen.getID(), QString::number(value), QString::number(range.min),
                                                  QString::number(range.max)));
     };
-    return {QString::number(value), [value](IScreen &screen) { return screen.setBrightness(value); }, verify};
+    return {value, [value](IScreen &screen) { return screen.setBrightness(value); }, verify};
 }
 
 Setting effect(const QStringList &values, const Arguments &)
 {
     const int mode = toInt(values.first());
-    return {QString::number(mode), [mode](IScreen &screen) { return screen.setEffectMode(EnumEffectMode(mode)); }};
+    return {mode, [mode](IScreen &screen) { return screen.setEffectMode(EnumEffectMode(mode)); }};
 }
 
 Setting xbit(const QStringList &values, const Arguments &)
@@ -247,6 +247,8 @@ Changes changesOf(const Arguments &arguments)
                 names.append(QLatin1String(known.name));
             throw refuse(QStringLiteral("the settings are ") + listed(names, "and"));
         }
+        if (std::any_of(changes.cbegin(), changes.cend(), [&name](const auto &earlier) { return earlier.first == name; }))
+            throw refuse(QStringLiteral("%1 is set twice").arg(name));
         const QVector<Parameter> parameters = row->values();
         QStringList values;
         for (int i = 0; i + 1 < parameters.size(); ++i)
@@ -278,13 +280,14 @@ void change(Session &session, const Changes &changes)
             before.append(row.first());
         check(setting.send(screen),
               QStringLiteral("screen %1: setting %2 to %3%4")
-                  .arg(screen.getID(), name, setting.value,
+                  .arg(screen.getID(), name, valueText(setting.value),
                        before.isEmpty() ? QString()
                                         : QStringLiteral(" (set before it: %1)").arg(before.join(QStringLiteral(", ")))));
-        rows.append({name, setting.value});
+        rows.append({name, valueText(setting.value)});
         list.append(QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("value"), setting.value}});
+        // After each: when a later one fails, the document has those that were set.
+        session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("settings"), list}});
     }
-    session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("settings"), list}});
     if (!session.dryRun())
         session.out().table({QStringLiteral("SET"), QStringLiteral("TO")}, rows);
 }
@@ -330,10 +333,12 @@ void unlock(Session &session)
 
 QVector<Verb> settingVerbs()
 {
+    QStringList names;
     QStringList pairs;
     QStringList operations{QStringLiteral("IScreen::getBrightnessRange")};
     QVector<Verb> verbs;
     for (const SettingRow &row : settings()) {
+        names.append(QLatin1String(row.name) + QLatin1Char('='));
         pairs.append(QStringLiteral("%1=%2").arg(QLatin1String(row.name), QLatin1String(row.pair)));
         verbs.append(writes(row.name, row.help, QVector<Parameter>{screenArgument} + row.parameters, row.example, "settings",
                             changeOrPrint, row.operations));
@@ -341,17 +346,19 @@ QVector<Verb> settingVerbs()
     }
     // Rows refer to texts that stay in place.
     static const QByteArray pairHelp = listed(pairs, "or").toLatin1();
+    static const QByteArray pairNames = names.join(QLatin1Char('|')).toLatin1();
+    Parameter pair = repeated(argument("SETTING", Value::Pair, pairHelp.constData()));
+    pair.choices = pairNames.constData(); // for completion
     static const QByteArray setOperations = operations.join(QLatin1Char(' ')).toLatin1();
-    verbs.prepend(writes("set", "Change several settings; all are checked before the first is sent",
-                         {screenArgument, repeated(argument("SETTING", Value::Pair, pairHelp.constData())), deviceOption},
-                         "correctionctl set arena-main brightness=4000 abl=on xbit=1:on", "settings", set,
-                         setOperations.constData()));
+    verbs.prepend(writes(
+        "set", "Change several settings; all are checked before the first is sent", {screenArgument, pair, deviceOption},
+        "correctionctl set arena-main brightness=4000 abl=on xbit=1:on", "settings", set, setOperations.constData()));
     return verbs
            + QVector<Verb>{
-               writes("lock", "Reserve the devices for this application", {screenArgument, deviceOption},
-                      "correctionctl lock arena-main", "done", lock, "IScreen::lock ISubScreen::lock"),
-               writes("unlock", "Release the devices", {screenArgument, deviceOption}, "correctionctl unlock arena-main",
-                      "done", unlock, "IScreen::unLock ISubScreen::unLock"),
+               transient(writes("lock", "Reserve the devices for this application", {screenArgument, deviceOption},
+                                "correctionctl lock arena-main", "done", lock, "IScreen::lock ISubScreen::lock")),
+               transient(writes("unlock", "Release the devices", {screenArgument, deviceOption},
+                                "correctionctl unlock arena-main", "done", unlock, "IScreen::unLock ISubScreen::unLock")),
            };
 }
 

@@ -1,5 +1,6 @@
 #include "Rows.h"
 #include "files/Files.h"
+#include "session/Service.h"
 #include "session/Transfer.h"
 
 using namespace Correction;
@@ -14,8 +15,9 @@ void onScreen(Session &session, EnumErrorCode (IScreen::*operation)(Kind), EnumC
 {
     IScreen &screen = session.screen();
     EnumErrorCode code = (screen.*operation)(Kind(int(kind)));
-    // Clearing multilayer coefficients returns enSuccess whatever the devices answer, and logs what failed.
-    if (code == enSuccess && LibraryLog::anyCritical())
+    // Clearing multilayer coefficients returns enSuccess whatever the devices answer, and logs what failed: that is all
+    // there is to see of a service that is linked in.
+    if (code == enSuccess && !Service::isWatched() && LibraryLog::anyCritical())
         code = enTimeout;
     check(code, QStringLiteral("screen %1: %2 %3 coefficients").arg(screen.getID(), QLatin1String(doing), kindText(kind)));
     session.out().data({{QStringLiteral("target"), screen.getID()}, {QStringLiteral("done"), QLatin1String(done)}});
@@ -46,8 +48,7 @@ void read(Session &session)
     }
     writeGrid(path, fromLibrary(*grid), channel);
     reportTransfer(session, QStringLiteral("read into"), screen.getID(), rect, kind, path);
-    if (uncovered > 0)
-        session.out().line(QStringLiteral("%1 without a cabinet: their values are 0").arg(counted(uncovered, "pixel")));
+    reportUncovered(session, uncovered, "their values are 0");
 }
 
 void write(Session &session)
@@ -65,12 +66,14 @@ void write(Session &session)
     if (uncovered == area(rect))
         throw Failure(enOutOfRange, QStringLiteral("screen %1: no cabinet in %2").arg(screen.getID(), rectText(rect)));
     writeRect(session, screen, rect, *grid, session.arguments().has("--one-by-one"), save);
-    if (save)
-        check(screen.saveParameter(EnumSaveType(int(kind))),
+    if (save) {
+        const bool saveAll = session.arguments().text("--save") == QLatin1String("all");
+        const std::unique_ptr<ScreenV4> touched = Session::partOf(screen, saveAll ? Session::rectOf(screen) : rect);
+        check(touched->saveParameter(EnumSaveType(int(kind))),
               QStringLiteral("screen %1: everything is written, but saving failed").arg(screen.getID()));
+    }
     reportWrite(session, screen.getID(), rect, kind, path, save);
-    if (uncovered > 0)
-        session.out().line(QStringLiteral("%1 without a cabinet: not written").arg(counted(uncovered, "pixel")));
+    reportUncovered(session, uncovered, "not written");
 }
 
 void save(Session &session)
@@ -95,6 +98,16 @@ void solid(Session &session)
     onScreen(session, &IScreen::setMutiCabinetSolid, session.arguments().kind(), "fixing", "fixed");
 }
 
+constexpr Parameter saveTouchedOption = {"--save",
+                                         Value::None,
+                                         "save, when all is written, the cabinets in the rectangle; all of the screen with "
+                                         "=all",
+                                         false,
+                                         false,
+                                         0,
+                                         0,
+                                         "all"};
+
 } // namespace
 
 QVector<Verb> transferVerbs()
@@ -107,24 +120,27 @@ QVector<Verb> transferVerbs()
               "correctionctl read arena-main --rect 100,40,300x150 part.npy", "transfer", read,
               "ICabinet::tryGetCoefficients IScreen::tryGetCoefficients ISubScreen::tryGetCoefficients "
               "CabinetManager::tryGetCabinet ICoefficient::setPartCoefficient IChromaCoefficient::toJsonData"),
-        writes(
+        transient(wholeScreen(writes(
             "write", "Write the coefficients of any rectangle from a file",
-            {screenArgument, sourceArgument, rectOption, typeOption, deviceOption, cabinetOption, saveOption,
+            {screenArgument, sourceArgument, rectOption, typeOption, deviceOption, cabinetOption, saveTouchedOption,
              option("--one-by-one", Value::None, "cabinet after cabinet instead of all devices at once")},
             "correctionctl write arena-main part.npy --rect 100,40,300x150 --save", "transfer", write,
             "IScreen::setCoefficients ISubScreen::setCoefficientsAsync ISubScreen::setCoefficients IScreen::saveParameter "
-            "ISubScreen::removeCabinet ICoefficient::tryGetPart"),
-        writes("save", "Make the devices store what was uploaded", {screenArgument, typeOption, deviceOption, cabinetOption},
-               "correctionctl save arena-main", "done", save, "IScreen::saveParameter ISubScreen::saveParameter"),
-        writes("apply", "Make the devices apply stored low-gray coefficients",
-               {screenArgument, appliedTypeOption, deviceOption, cabinetOption}, "correctionctl apply arena-main", "done",
-               apply, "IScreen::applyCoeffcient ISubScreen::applyCoeffcient"),
-        writes("clear", "Clear the user's coefficients", {screenArgument, typeOption, deviceOption, cabinetOption},
-               "correctionctl clear arena-main --type lowgray", "done", clear,
-               "IScreen::clearCoefficient ISubScreen::clearCoefficient"),
-        writes("solid", "Store the coefficients of all cabinets as their fixed ones",
-               {screenArgument, typeOption, deviceOption, cabinetOption}, "correctionctl solid arena-main", "done", solid,
-               "IScreen::setMutiCabinetSolid ISubScreen::setMutiCabinetSolid"),
+            "ISubScreen::removeCabinet ICoefficient::tryGetPart"))),
+        wholeScreen(writes("save", "Make the devices store what was uploaded",
+                           {screenArgument, typeOption, deviceOption, cabinetOption}, "correctionctl save arena-main",
+                           "done", save, "IScreen::saveParameter ISubScreen::saveParameter")),
+        transient(wholeScreen(writes("apply", "Make the devices apply stored low-gray coefficients",
+                                     {screenArgument, appliedTypeOption, deviceOption, cabinetOption},
+                                     "correctionctl apply arena-main", "done", apply,
+                                     "IScreen::applyCoeffcient ISubScreen::applyCoeffcient"))),
+        wholeScreen(writes("clear", "Clear the user's coefficients",
+                           {screenArgument, typeOption, deviceOption, cabinetOption},
+                           "correctionctl clear arena-main --type lowgray", "done", clear,
+                           "IScreen::clearCoefficient ISubScreen::clearCoefficient")),
+        wholeScreen(writes("solid", "Store the coefficients of all cabinets as their fixed ones",
+                           {screenArgument, typeOption, deviceOption, cabinetOption}, "correctionctl solid arena-main",
+                           "done", solid, "IScreen::setMutiCabinetSolid ISubScreen::setMutiCabinetSolid")),
     };
 }
 

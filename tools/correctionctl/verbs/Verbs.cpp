@@ -44,10 +44,12 @@ const QVector<Parameter> &globalOptions()
 const QVector<Parameter> &knownGlobalOptions()
 {
     static const QVector<Parameter> table{
-        {"--wall", Value::Text, "the virtual wall: a preset, a wall file or a wall directory; default: demo", false, false,
+        {"--wall", Value::Text,
+         "the virtual wall: a preset, a wall file or a wall directory; default: $CORRECTION_WALL, else demo", false, false,
          0, 0, "", "WALL", 0, true},
         {"--backend", Value::Text, "a device backend that is a Qt plug-in, with its configuration, instead of the wall",
          false, false, 0, 0, "", "FILE[:CONFIG]", 0, true},
+        {"--expect", Value::Counts, "refuse, before anything is sent, a wall with other numbers of devices or cabinets"},
         {"--json", Value::None, "print one JSON document instead of text"},
         {"--quiet", Value::None, "print nothing but errors (and what --json asks for)", false, false, 0, 0, "", "", 'q'},
         {"--verbose", Value::None, "print the library's log lines on standard error", false, false, 0, 0, "", "", 'v'},
@@ -107,7 +109,7 @@ QString Parameter::title() const
         return key();
     QString text = letter ? QStringLiteral("-%1, %2").arg(QLatin1Char(letter)).arg(key()) : key();
     if (value == Value::None)
-        return text;
+        return choiceList().isEmpty() ? text : QStringLiteral("%1[=%2]").arg(text, QLatin1String(choices));
     QString meta = QLatin1String(metavar);
     if (meta.isEmpty()) {
         switch (value) {
@@ -125,6 +127,9 @@ QString Parameter::title() const
             break;
         case Value::Cabinet:
             meta = QStringLiteral("CID");
+            break;
+        case Value::Counts:
+            meta = QStringLiteral("devices=N,cabinets=N");
             break;
         case Value::Screen:
             meta = QStringLiteral("SCREEN");

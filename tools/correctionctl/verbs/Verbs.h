@@ -24,6 +24,7 @@ enum class Value {
     Cabinet,  ///< A cabinet id, a decimal number.
     Pair,     ///< "NAME=VALUE".
     Layer,    ///< "VALUE" or "VALUE:BITS".
+    Counts,   ///< "devices=N,cabinets=N", either or both.
     File,     ///< A path of a file.
     Directory ///< A path of a directory.
 };
@@ -37,7 +38,7 @@ struct Parameter {
     bool repeated = false; ///< Takes one or more values.
     qint64 least = 0;
     qint64 greatest = 0;
-    const char *choices = ""; ///< Separated by "|".
+    const char *choices = ""; ///< Separated by "|". Of a switch: what may follow it, as in "--save=all".
     const char *metavar = ""; ///< What the help calls an option's value; derived from `value` if empty.
     char letter = 0;          ///< The short form of an option.
     bool virtualOnly = false; ///< Refused by a program with a device service of its own.
@@ -73,6 +74,8 @@ struct Verb {
     void (*run)(Session &session); ///< Throws a Failure, or prints its result and returns.
     bool wrapsCommand = false;     ///< Everything after its parameters is another command line.
     bool virtualOnly = false;      ///< Refused by a program with a device service of its own.
+    bool wholeScreen = false;      ///< Refuses a screen of which a device is missing, unless options choose a part.
+    bool transient = false;        ///< What it does is gone when a device restarts, unless --save is given.
 
     QStringList words() const { return QString::fromLatin1(name).split(QLatin1Char(' ')); }
     /// "correctionctl cabinet CID config get FILE".

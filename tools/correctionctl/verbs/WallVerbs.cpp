@@ -65,6 +65,10 @@ void wallRender(Session &session)
                         {QStringLiteral("done"), QStringLiteral("rendered")},
                         {QStringLiteral("file"), path}});
     session.out().line(QStringLiteral("%1: %2 drawn into %3").arg(id, what, path));
+    if (picture == Service::Picture::Pattern)
+        session.out().line(
+            QStringLiteral("the picture is black: the virtual wall starts with this program and shows no test "
+                           "image yet"));
 }
 
 } // namespace
