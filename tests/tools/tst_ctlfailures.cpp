@@ -249,7 +249,7 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("screens --expect devices=1,devices=1", "expected devices=N,cabinets=N");
     row("screens --expect rows=1", "expected devices=N,cabinets=N");
     row("read main x.npy --type grey", "expected chroma or lowgray or multilayer, got \"grey\"");
-    row("read main x.txt", "x.txt: files of coefficients end in .npy, .json or .png");
+    row("read main x.txt", "x.txt: files of coefficients end in .npy, .csv, .json, .png or .tif");
     row("read main x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
     row("cabinet 1 read x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
     row("brightness main x", "VALUE: expected a number from 0 to 2147483647, got \"x\"");

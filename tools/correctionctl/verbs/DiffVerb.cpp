@@ -95,16 +95,19 @@ void completeSize(Grid &grid, const Grid &other, const QString &path)
     grid.length = other.length;
 }
 
-/// A map of the differences.
-QImage pictureOf(const Grid &largest, const QString &title, int maxWidth)
+/// A map of the differences. `covered`: as in compare().
+QImage pictureOf(const Grid &largest, const QVector<bool> &covered, const QString &title, int maxWidth)
 {
     const QRect rect(QPoint(0, 0), largest.size);
     Simulator::HeatMap map(Simulator::Projection(rect, maxWidth), Simulator::Font::drawable(title));
     if (map.isNull())
         throw Failure(ExitNoMemory,
                       QStringLiteral("a picture of %1 pixels is too large; choose a --width").arg(sizeText(largest.size)));
-    auto value = largest.values.cbegin();
-    map.add(rect, [&value]() -> int { return *value++; });
+    int pixel = -1;
+    map.add(rect, [&] {
+        ++pixel;
+        return covered.isEmpty() || covered[pixel] ? int(largest.values[pixel]) : -1;
+    });
     const int most = *std::max_element(largest.values.cbegin(), largest.values.cend());
     return map.drawn({0, most});
 }
@@ -174,7 +177,8 @@ void diff(Session &session)
         session.out().table({QStringLiteral("CHANNEL"), QStringLiteral("PIXELS"), QStringLiteral("LARGEST")}, rows);
     if (arguments.has("--picture"))
         writePicture(arguments.text("--picture"),
-                     pictureOf(difference.largest, QStringLiteral("Largest difference: %1 and %2").arg(pathA, nameB),
+                     pictureOf(difference.largest, covered,
+                               QStringLiteral("Largest difference: %1 and %2").arg(pathA, nameB),
                                arguments.integer("--width")));
     const QString summary =
         QStringLiteral("%1 of %2 differ").arg(QString::number(difference.differing), counted(difference.pixels, "pixel"));
