@@ -20,7 +20,7 @@ struct WallState;
 /// picture with a legend is at least 280 pixels wide. With `maxWidth`, a map that is wider is scaled down to that
 /// width. One that is more than eight times as wide as high and would be less than 64 pixels high keeps that height (or
 /// the screen's, if it is less) and is cut into strips of at most that width, one below the other, each with its columns
-/// above it.
+/// above it; not where these would be more than 1000, or too large for a picture.
 ///
 /// Pictures need no GUI application and no installed fonts, unlike Qt's text: they have a bitmap font of their own, with the
 /// letters of the Latin, Greek and Cyrillic scripts. Other characters are written as "\u5927".

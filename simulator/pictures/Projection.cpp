@@ -1,5 +1,6 @@
 #include "Projection.h"
 
+#include "Canvas.h"
 #include "Font.h"
 
 #include <algorithm>
@@ -9,6 +10,7 @@ namespace Simulator {
 namespace {
 
 constexpr int caption = Font::height + 3;
+constexpr int mostStrips = 1000; ///< Cabinets that far from each other are better shown as a whole.
 
 /// `length` times `part` / `whole`, rounded, at least 1.
 int scaled(int length, int part, int whole)
@@ -28,7 +30,11 @@ Projection::Projection(const QRect &screen, int maxWidth, int step)
     m_stripWidth = maxWidth;
     if (m_map.height() >= height || screen.width() / flatness < screen.height())
         return;
-    m_map = QSize(scaled(screen.width(), height, screen.height()), height);
+    const QSize whole(scaled(screen.width(), height, screen.height()), height);
+    const qint64 pixels = qint64(whole.width()) * (height + caption);
+    if (whole.width() / maxWidth >= mostStrips || pixels > Canvas::mostPixels / 2)
+        return;
+    m_map = whole;
     const int steps = static_cast<int>(qint64(maxWidth) * screen.width() / m_map.width() / std::max(step, 1));
     if (steps > 0)
         m_stripWidth = std::max(along(qint64(steps) * step, m_map.width(), screen.width()), 1);

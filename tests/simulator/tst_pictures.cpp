@@ -253,6 +253,16 @@ void tst_Pictures::aDistantWallCanBeScaledDown()
     QCOMPARE(heatMap.pixel(0, 0), heat(0));
     QCOMPARE(heatMap.pixel(1, 0), background);
     QCOMPARE(heatMap.pixel(399, 399), heat(0));
+    // A flat one is not cut into strips without end.
+    for (const auto &far : {QPoint(1500000, 4000), QPoint(90000000, 100)}) {
+        wall().setDevices(
+            {gridDevice(a, QPoint(0, 0), 1, 1, QSize(64, 64)), gridDevice(b, QPoint(far.x(), 0), 1, 1, QSize(64, 64))});
+        const QImage flat = wall().pictures().coefficients(screenId, 0, Kind::Chroma, ValueRange(), far.y());
+        QCOMPARE(flat.width(), std::max(far.y(), 280));
+        QVERIFY(flat.height() < 300);
+        QCOMPARE(flat.pixel(0, 0), heat(0));
+        QCOMPARE(flat.pixel(far.y() - 1, 0), heat(0));
+    }
 }
 
 // Patterns
