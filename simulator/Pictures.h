@@ -18,8 +18,14 @@ struct WallState;
 /// 32-bit RGB, made from the state of one moment. The map of the screen has one picture pixel for each pixel of the
 /// screen and its top-left corner, that of the screen's placed cabinets, at 0,0; a legend is below it, and a
 /// picture with a legend is at least 280 pixels wide. With `maxWidth`, a map that is wider is scaled down to that
-/// width. Pictures need no GUI application and no fonts. Null for a screen that is unknown or has no cabinets, and
-/// for a picture of more than 2^26 pixels.
+/// width. One that is more than eight times as wide as high and would be less than 64 pixels high keeps that height (or
+/// the screen's, if it is less) and is cut into strips of at most that width, one below the other, each with its columns
+/// above it; not where these would be more than 1000, or too large for a picture.
+///
+/// Pictures need no GUI application and no installed fonts, unlike Qt's text: they have a bitmap font of their own, with the
+/// letters of the Latin, Greek and Cyrillic scripts. Other characters are written as "\u5927".
+///
+/// Null for a screen that is unknown or has no cabinets, and for a picture of more than 2^26 pixels.
 class SIMULATOR_API Pictures
 {
 public:

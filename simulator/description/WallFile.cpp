@@ -680,6 +680,19 @@ struct Table<Event> {
     }
 };
 
+/// Read for the sake of editors, and dropped.
+struct SchemaLink : Text {
+    void read(Reader &reader, const QJsonValue &value, const WallDescription &) const
+    {
+        QString dropped;
+        Text::read(reader, value, dropped);
+    }
+    bool isAbsent(const WallDescription &) const { return true; }
+    void write(Writer &, const WallDescription &) const {}
+    bool showsDefault() const { return false; }
+    void describe(Schema &schema, const WallDescription &) const { Text::describe(schema, QString()); }
+};
+
 /// The whole file.
 template <>
 struct Table<WallDescription> {
@@ -694,6 +707,7 @@ struct Table<WallDescription> {
     template <typename Field>
     static void fields(Field &field)
     {
+        field("$schema", "The schema of this file, for editors. It is not written.", Whole(), SchemaLink());
         header(field);
         field("title", "Free text.", &WallDescription::title, Text());
         field("seed", "Seed of all random numbers.", &WallDescription::seed, bigCount);

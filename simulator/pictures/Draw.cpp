@@ -2,6 +2,9 @@
 
 #include "Canvas.h"
 #include "Font.h"
+#include "HeatMap.h"
+#include "Legend.h"
+#include "Projection.h"
 #include "TestImage.h"
 
 #include <QtCore/QStringList>
@@ -17,10 +20,6 @@ namespace Simulator {
 namespace {
 
 constexpr QRgb black = 0xff000000;
-constexpr QRgb white = 0xffffffff;
-constexpr QRgb background = 0xff202020;
-constexpr QRgb quiet = 0xffb0b0b0; ///< Text that comes second.
-
 // Places
 
 /// A cabinet with its place, screen coordinates.
@@ -54,63 +53,6 @@ QRect unitedRect(const QVector<Part> &parts)
         united |= part.rect;
     return united;
 }
-
-/// Where the pixels of a screen, which is not empty, lie in its map.
-class Projection
-{
-public:
-    Projection(const QRect &screen, int maxWidth) : m_screen(screen), m_size(screen.size())
-    {
-        if (maxWidth > 0 && maxWidth < screen.width()) {
-            const qint64 height = (qint64(screen.height()) * maxWidth + screen.width() / 2) / screen.width();
-            m_size = QSize(maxWidth, static_cast<int>(std::max<qint64>(height, 1)));
-        }
-    }
-
-    const QRect &screen() const { return m_screen; }
-    QSize size() const { return m_size; }
-    int x(int screenX) const { return along(qint64(screenX) - m_screen.left(), m_size.width(), m_screen.width()); }
-    int y(int screenY) const { return along(qint64(screenY) - m_screen.top(), m_size.height(), m_screen.height()); }
-    /// Neighbours stay neighbours: both of them end where the pixel between them lies.
-    QRect rect(const QRect &rect) const
-    {
-        const QPoint corner(x(rect.left()), y(rect.top()));
-        return QRect(corner, QSize(x(rect.right() + 1) - corner.x(), y(rect.bottom() + 1) - corner.y()));
-    }
-
-private:
-    static int along(qint64 distance, qint64 mapLength, qint64 length)
-    {
-        return static_cast<int>(distance * mapLength / length);
-    }
-
-    QRect m_screen;
-    QSize m_size;
-};
-
-// Legends
-
-constexpr int leastLegendWidth = 280;
-
-/// The measures of a legend below a map.
-struct Legend {
-    int width;
-    int scale;
-    int margin;
-    int lineHeight;
-
-    /// For lines of up to `mostCharacters`: as large as suits the picture and lets them fit, if anything does.
-    Legend(const QSize &map, int mostCharacters) : width(std::max(map.width(), leastLegendWidth))
-    {
-        const int suiting = width < 640 ? 1 : width < 2000 ? 2 : width < 3600 ? 3 : 4;
-        const int fitting = width / ((mostCharacters + 2) * Font::advance);
-        scale = std::max(std::min(suiting, fitting), 1);
-        margin = Font::advance * scale;
-        lineHeight = (Font::height + 3) * scale;
-    }
-    int innerWidth() const { return width - 2 * margin; }
-    int right() const { return width - margin; }
-};
 
 QString sizeText(const QSize &size)
 {
@@ -197,8 +139,9 @@ void drawCabinet(Canvas &canvas, const Projection &map, const Part &part, QRgb c
             labels += {rect, text, textColor};
     };
     const bool large = largeEnough(whole, smallestWithNotes);
-    const QRect idRect = centred(whole.adjusted(0, 0, -1, -1), part.cabinet->id, large ? 3 : 2);
-    add(idRect, part.cabinet->id, white);
+    const QString id = Font::drawable(part.cabinet->id);
+    const QRect idRect = centred(whole.adjusted(0, 0, -1, -1), id, large ? 3 : 2);
+    add(idRect, id, white);
 
     bool anyCard = false;
     for (const ReceivingCard &card : part.cabinet->receivingCards) {
@@ -208,19 +151,21 @@ void drawCabinet(Canvas &canvas, const Projection &map, const Part &part, QRgb c
         anyCard = true;
         canvas.fill(cardRect, gapColor);
         canvas.outline(cardRect, frameColor);
-        if (large)
-            add(corner(cardRect, Qt::TopLeftCorner, QStringLiteral("card ") + card.id), QStringLiteral("card ") + card.id,
-                noteColor);
+        if (large) {
+            const QString text = QStringLiteral("card ") + Font::drawable(card.id);
+            add(corner(cardRect, Qt::TopLeftCorner, text), text, noteColor);
+        }
         for (const Module &module : card.modules) {
             const QRect tile = placed(module.rect).adjusted(1, 1, -1, -1) & cardRect.adjusted(2, 2, -2, -2);
             if (!largeEnough(tile, smallestModule))
                 continue;
             canvas.fill(tile, color);
-            add(centred(tile, module.id, 1), module.id, noteColor);
+            const QString text = Font::drawable(module.id);
+            add(centred(tile, text, 1), text, noteColor);
         }
     }
     if (large) {
-        const QString output = QStringLiteral("output ") + part.cabinet->outputId;
+        const QString output = QStringLiteral("output ") + Font::drawable(part.cabinet->outputId);
         add(corner(whole.adjusted(1, 1, -2, -2), Qt::BottomLeftCorner, output), output, noteColor);
     }
     // The line to the right and below is shared with the neighbours.
@@ -243,7 +188,7 @@ QString outputsText(const Device &device)
     QStringList outputs;
     for (const SubScreen &subScreen : device.subScreens) {
         for (const Cabinet &cabinet : subScreen.cabinets)
-            outputs += cabinet.outputId;
+            outputs += Font::drawable(cabinet.outputId);
     }
     outputs.removeDuplicates();
 
@@ -263,32 +208,15 @@ QString outputsText(const Device &device)
 
 QString deviceText(const Device &device, int cabinets)
 {
-    QString text = device.key;
+    QString text = Font::drawable(device.key);
     if (device.label != device.key && !device.label.isEmpty())
-        text += QStringLiteral(" (%1)").arg(device.label);
+        text += QStringLiteral(" (%1)").arg(Font::drawable(device.label));
     return text
            + QStringLiteral(": %1, %2, %3")
                  .arg(counted(cabinets, "cabinet"), sizeText(device.rect().size()), outputsText(device));
 }
 
 // Heat maps
-
-/// The colour scale, from 0 (dark) to 255 (bright).
-QRgb heat(int level)
-{
-    static constexpr std::array<QRgb, 5> stops{0xff0d0887, 0xff7e03a8, 0xffcc4778, 0xfff89540, 0xfff0f921};
-    const int place = level * 4;
-    const std::size_t stop = static_cast<std::size_t>(std::min(place / 255, 3));
-    return blend(stops[stop], stops[stop + 1], place - static_cast<int>(stop) * 255);
-}
-
-int heatLevel(int value, const ValueRange &range)
-{
-    const int inside = std::min(std::max(value, range.least), range.greatest);
-    return range.greatest > range.least
-               ? static_cast<int>((qint64(inside) - range.least) * 255 / (qint64(range.greatest) - range.least))
-               : 0;
-}
 
 int bytesPerValue(Kind kind)
 {
@@ -327,53 +255,6 @@ int valueAt(const uchar *bytes, Kind kind)
     return kind == Kind::Multilayer ? bytes[0] : bytes[0] | bytes[1] << 8;
 }
 
-struct Statistics {
-    ValueRange range;
-    qint64 count = 0;
-    qint64 sum = 0;
-
-    void add(int value)
-    {
-        range.least = count == 0 ? value : std::min(range.least, value);
-        range.greatest = count == 0 ? value : std::max(range.greatest, value);
-        sum += value;
-        ++count;
-    }
-};
-
-/// The values that meet in the picture pixels of a map.
-struct Sums {
-    std::vector<quint64> sums;
-    std::vector<quint32> counts;
-    Statistics statistics;
-};
-
-Sums summedUp(const WallState &screen, const QVector<Part> &parts, const Projection &map, Kind kind, int channel)
-{
-    const std::size_t width = static_cast<std::size_t>(map.size().width());
-    const std::size_t pixels = width * static_cast<std::size_t>(map.size().height());
-    Sums result{std::vector<quint64>(pixels), std::vector<quint32>(pixels), {}};
-    std::vector<std::size_t> columns;
-    eachPlane(screen, parts, kind, channel, [&](const Part &part, const uchar *value, int step) {
-        columns.clear();
-        for (int x = part.rect.left(); x <= part.rect.right(); ++x)
-            columns.push_back(static_cast<std::size_t>(map.x(x)));
-        Statistics statistics = result.statistics;
-        for (int y = part.rect.top(); y <= part.rect.bottom(); ++y) {
-            const std::size_t row = static_cast<std::size_t>(map.y(y)) * width;
-            for (const std::size_t column : columns) {
-                const int number = valueAt(value, kind);
-                value += step;
-                result.sums[row + column] += static_cast<quint64>(number);
-                ++result.counts[row + column];
-                statistics.add(number);
-            }
-        }
-        result.statistics = statistics;
-    });
-    return result;
-}
-
 QString channelText(Kind kind, int channel)
 {
     static constexpr std::array<const char *, 3> colors{"red", "green", "blue"};
@@ -394,34 +275,6 @@ QString channelText(Kind kind, int channel)
     return text + QStringLiteral("(%1 into %2)").arg(colorName(input), colorName(output));
 }
 
-/// The colour scale with its ticks: numbers at even distances, as many as find room and differ.
-void drawScale(Canvas &canvas, const Legend &legend, int top, const ValueRange &range)
-{
-    const int barHeight = 10 * legend.scale;
-    const int tickHeight = 3 * legend.scale;
-    const int width = legend.innerWidth();
-    for (int x = 0; x < width; ++x)
-        canvas.fill(QRect(legend.margin + x, top, 1, barHeight), heat(heatLevel(x, {0, width - 1})));
-
-    const int gap = 4 * Font::advance * legend.scale;
-    const int widest = std::max(textWidth(QString::number(range.least), legend.scale),
-                                textWidth(QString::number(range.greatest), legend.scale));
-    int steps = 8;
-    while (steps > 1 && (qint64(range.greatest) - range.least < steps || (widest + gap) * (steps + 1) > width))
-        steps /= 2;
-    if (range.least == range.greatest)
-        steps = 0;
-    for (int i = 0; i <= steps; ++i) {
-        const qint64 part = steps == 0 ? 0 : (qint64(range.greatest) - range.least) * i / steps;
-        const QString text = QString::number(range.least + part);
-        const int x = legend.margin + (steps == 0 ? 0 : (width - legend.scale) * i / steps);
-        const int textX = std::min(std::max(x - (textWidth(text, legend.scale) - legend.scale) / 2, legend.margin),
-                                   legend.right() - textWidth(text, legend.scale));
-        canvas.fill(QRect(x, top + barHeight, legend.scale, tickHeight), white);
-        canvas.write(QPoint(textX, top + barHeight + tickHeight + 2 * legend.scale), text, legend.scale, white);
-    }
-}
-
 } // namespace
 
 QImage drawLayout(const WallState &screen, int maxWidth)
@@ -429,15 +282,16 @@ QImage drawLayout(const WallState &screen, int maxWidth)
     const QVector<Part> parts = partsOf(screen);
     if (parts.isEmpty())
         return QImage();
-    const Projection map(unitedRect(parts), maxWidth);
+    const Projection map(unitedRect(parts), maxWidth, parts.first().rect.width());
 
     QVector<int> cabinets(screen.devices.size());
     for (const Part &part : parts)
         ++cabinets[part.device];
     const Device &first = screen.devices.first().description;
-    const QString title = QStringLiteral("%1: %2 pixels, %3, %4")
-                              .arg(first.useScreenName ? first.screenName : first.customName, sizeText(map.screen().size()),
-                                   counted(screen.devices.size(), "device"), counted(parts.size(), "cabinet"));
+    const QString title =
+        QStringLiteral("%1: %2 pixels, %3, %4")
+            .arg(Font::drawable(first.useScreenName ? first.screenName : first.customName), sizeText(map.screen().size()),
+                 counted(screen.devices.size(), "device"), counted(parts.size(), "cabinet"));
     constexpr int indent = 2; // Characters, for the device's colour.
     constexpr int gap = 3;
     QStringList texts;
@@ -458,8 +312,16 @@ QImage drawLayout(const WallState &screen, int maxWidth)
     Canvas canvas(QSize(legend.width, map.size().height() + legendHeight), background);
     if (canvas.isNull())
         return QImage();
-    for (const Part &part : parts)
-        drawCabinet(canvas, map, part, deviceColor(part.device));
+    for (int i = 0; i < map.strips(); ++i) {
+        const QRect strip = map.strip(i);
+        canvas.enter(QRect(map.place(i), strip.size()), map.place(i) - strip.topLeft());
+        for (const Part &part : parts) {
+            if (map.rect(part.rect).intersects(strip))
+                drawCabinet(canvas, map, part, deviceColor(part.device));
+        }
+    }
+    canvas.leave();
+    captionStrips(canvas, map);
 
     const QPoint corner(legend.margin, map.size().height() + legend.margin);
     canvas.write(corner, fitted(title, legend.scale, legend.innerWidth()), legend.scale, white);
@@ -479,46 +341,17 @@ QImage drawCoefficients(const WallState &screen, Kind kind, int channel, ValueRa
     const QVector<Part> parts = partsOf(screen);
     if (parts.isEmpty() || !hasChannel(screen, kind, channel))
         return QImage();
-    const Projection map(unitedRect(parts), maxWidth);
-    constexpr int mostCharacters = 52; // In the line of numbers.
-    const Legend legend(map.size(), mostCharacters);
-    const int legendHeight = 2 * legend.margin + 2 * legend.lineHeight + (10 + 3 + 2 + Font::capHeight) * legend.scale;
-    Canvas canvas(QSize(legend.width, map.size().height() + legendHeight), background);
-    if (canvas.isNull())
+    HeatMap map(Projection(unitedRect(parts), maxWidth, parts.first().rect.width()), channelText(kind, channel));
+    if (map.isNull())
         return QImage();
-
-    const Sums sums = summedUp(screen, parts, map, kind, channel);
-    const Statistics &statistics = sums.statistics;
-    const QPoint corner(legend.margin, map.size().height() + legend.margin);
-    canvas.write(corner, fitted(channelText(kind, channel), legend.scale, legend.innerWidth()), legend.scale, white);
-    if (statistics.count == 0)
-        return canvas.image();
-    if (range.isEmpty())
-        range = statistics.range;
-
-    std::vector<QRgb> colors(1 << (8 * bytesPerValue(kind)));
-    for (std::size_t i = 0; i < colors.size(); ++i)
-        colors[i] = heat(heatLevel(static_cast<int>(i), range));
-    std::size_t i = 0;
-    for (int y = 0; y < map.size().height(); ++y) {
-        QRgb *const line = canvas.row(y);
-        for (int x = 0; x < map.size().width(); ++x, ++i) {
-            const quint32 count = sums.counts[i];
-            if (count == 1)
-                line[x] = colors[sums.sums[i]];
-            else if (count > 1)
-                line[x] = colors[(sums.sums[i] + count / 2) / count];
-        }
-    }
-
-    const QString pixels = QStringLiteral("%1 pixels: %2 to %3, mean %4")
-                               .arg(QString::number(statistics.count), QString::number(statistics.range.least),
-                                    QString::number(statistics.range.greatest),
-                                    QString::number(double(statistics.sum) / double(statistics.count), 'f', 1));
-    canvas.write(corner + QPoint(0, legend.lineHeight), fitted(pixels, legend.scale, legend.innerWidth()), legend.scale,
-                 quiet);
-    drawScale(canvas, legend, corner.y() + 2 * legend.lineHeight, range);
-    return canvas.image();
+    eachPlane(screen, parts, kind, channel, [&](const Part &part, const uchar *value, int step) {
+        map.add(part.rect, [&value, kind, step] {
+            const int number = valueAt(value, kind);
+            value += step;
+            return number;
+        });
+    });
+    return map.drawn(range);
 }
 
 ValueRange rangeOfCoefficients(const WallState &screen, Kind kind, int channel)

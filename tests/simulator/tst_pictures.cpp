@@ -193,6 +193,10 @@ private Q_SLOTS:
     void aCabinetWithoutPlaceIsNotShown();
     void aScaledLayoutKeepsNeighbours();
     void aLongTextIsCut();
+    void namesMayHaveOtherLetters_data();
+    void namesMayHaveOtherLetters();
+    void aFlatLayoutIsCutIntoStrips();
+    void aFlatHeatMapIsCutIntoStrips();
 };
 
 void tst_Pictures::nothingToShowIsNull_data()
@@ -249,6 +253,16 @@ void tst_Pictures::aDistantWallCanBeScaledDown()
     QCOMPARE(heatMap.pixel(0, 0), heat(0));
     QCOMPARE(heatMap.pixel(1, 0), background);
     QCOMPARE(heatMap.pixel(399, 399), heat(0));
+    // A flat one is not cut into strips without end.
+    for (const auto &far : {QPoint(1500000, 4000), QPoint(90000000, 100)}) {
+        wall().setDevices(
+            {gridDevice(a, QPoint(0, 0), 1, 1, QSize(64, 64)), gridDevice(b, QPoint(far.x(), 0), 1, 1, QSize(64, 64))});
+        const QImage flat = wall().pictures().coefficients(screenId, 0, Kind::Chroma, ValueRange(), far.y());
+        QCOMPARE(flat.width(), std::max(far.y(), 280));
+        QVERIFY(flat.height() < 300);
+        QCOMPARE(flat.pixel(0, 0), heat(0));
+        QCOMPARE(flat.pixel(far.y() - 1, 0), heat(0));
+    }
 }
 
 // Patterns
@@ -809,6 +823,87 @@ void tst_Pictures::aLongTextIsCut()
     QCOMPARE(readLine(image, QPoint(18, 38), quiet),
              QStringLiteral("? ?") + QString(36, QLatin1Char('2')) + QStringLiteral("???"));
     QCOMPARE(image.pixel(10, 10), image.pixel(0, 0)); // The id has no room.
+}
+
+void tst_Pictures::namesMayHaveOtherLetters_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("art"); // from two rows above the capital letters to what hangs below the baseline
+    const auto row = [](const char *name, const char *art) {
+        QTest::newRow(name) << QString::fromUtf8(name) << QString::fromLatin1(art);
+    };
+    row("\u00f6", "..... ..... .#.#. ..... .###. #...# #...# #...# .###. ..... .....");
+    row("o\u0308", "..... ..... .#.#. ..... .###. #...# #...# #...# .###. ..... .....");
+    row("\u00d6", ".#.#. ..... .###. #...# #...# #...# #...# #...# .###. ..... .....");
+    row("\u00df", "..... ..... .##.. #..#. #..#. #.#.. #..#. #..#. #.#.. ..... .....");
+    row("\u00ef", "..... ..... .#.#. ..... .##.. ..#.. ..#.. ..#.. .###. ..... .....");
+    row("\u0416", "..... ..... #.#.# #.#.# .###. ..#.. .###. #.#.# #.#.# ..... .....");
+    row("\u0439", "..... ..... .#.#. .###. #...# #..## #.#.# ##..# #...# ..... .....");
+    row("\u0430", "..... ..... ..... ..... .###. ....# .#### #...# .#### ..... .....");
+    row("\u03a9", "..... ..... .###. #...# #...# #...# .#.#. .#.#. ##.## ..... .....");
+    row("\u0141", "..... ..... #.... #.... #.#.. ##... #.... #.... ##### ..... .....");
+    row("\u00e7", "..... ..... ..... ..... .###. #...# #.... #...# .###. ..#.. .#...");
+}
+
+void tst_Pictures::namesMayHaveOtherLetters()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, art);
+    Device device = gridDevice(a, QPoint(0, 0), 1, 1, QSize(20, 20));
+    device.screenName = name;
+    wall().setDevices({device});
+    const QImage image = wall().pictures().layout(screenId);
+    QCOMPARE(dots(image, QRect(6, 26 - 2, 5, 11), white).join(QLatin1Char(' ')), art);
+    // A character that the font does not have: its number. "1: 20 x 20" is behind it.
+    device.screenName = QString::fromUtf8("\u5927") + QString(3, QLatin1Char('1'));
+    wall().setDevices({device});
+    QCOMPARE(readLine(wall().pictures().layout(screenId), QPoint(6, 26), white).left(12), QStringLiteral("??5927111? 2"));
+}
+
+void tst_Pictures::aFlatLayoutIsCutIntoStrips()
+{
+    // Twenty cabinets of 50 x 30: strips of four each, the last one whole, too.
+    wall().setDevices({gridDevice(a, QPoint(100, 0), 20, 1, QSize(50, 30))});
+    const QImage whole = wall().pictures().layout(screenId);
+    const QImage image = wall().pictures().layout(screenId, 230);
+    QCOMPARE(image.width(), 280);
+    const int caption = 12;
+    for (int i = 0; i < 5; ++i) {
+        const int top = i * (30 + caption) + caption;
+        QCOMPARE(difference(image.copy(0, top, 200, 30), whole.copy(i * 200, 0, 200, 30)), QString());
+        QCOMPARE(image.pixel(200, top + 15), background);
+        QCOMPARE(readLine(image, QPoint(6, top - 9), quiet),
+                 QStringLiteral("??????? %1 ?? %2").arg(100 + i * 200).arg(299 + i * 200));
+    }
+    // Not flat, or high enough: scaled as a whole.
+    wall().setDevices({gridDevice(a, QPoint(0, 0), 7, 1, QSize(50, 50))});
+    QCOMPARE(wall().pictures().layout(screenId, 100).pixel(3, 14), background);
+    wall().setDevices({gridDevice(a, QPoint(0, 0), 10, 1, QSize(100, 100))});
+    QVERIFY(wall().pictures().layout(screenId, 640).pixel(639, 0) != background);
+    // A higher screen is scaled down to strips of 64 rows.
+    wall().setDevices({gridDevice(a, QPoint(0, 0), 20, 1, QSize(128, 128))});
+    const QImage scaled = wall().pictures().layout(screenId, 300);
+    QVERIFY(scaled.pixel(255, caption) != background);
+    QCOMPARE(scaled.pixel(256, caption), background);
+    QVERIFY(scaled.pixel(0, caption + 63) != background);
+    QVERIFY(scaled.pixel(0, 5 * (64 + caption) - 1) != background);
+}
+
+void tst_Pictures::aFlatHeatMapIsCutIntoStrips()
+{
+    wall().setDevices({gridDevice(a, QPoint(0, 0), 1, 1, QSize(20, 2))});
+    QVector<quint16> values;
+    for (int i = 0; i < 40; ++i)
+        values += static_cast<quint16>(i);
+    QVERIFY(wall().state().setChroma(a, QStringLiteral("1"), plane(values, 0)));
+    const QImage image = wall().pictures().coefficients(screenId, 0, Kind::Chroma, {0, 255}, 8);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 20; ++x)
+            QCOMPARE(image.pixel(x % 8, x / 8 * 14 + 12 + y), heat(y * 20 + x));
+    }
+    QCOMPARE(image.pixel(4, 2 * 14 + 12), background);
+    QCOMPARE(readLine(image, QPoint(legendMargin, 3 * 14 + numbersTop), quiet),
+             QStringLiteral("40 ??????? 0 ?? 39? ???? 19?5"));
 }
 
 QTEST_GUILESS_MAIN(tst_Pictures)

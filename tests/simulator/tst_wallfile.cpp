@@ -183,6 +183,7 @@ private Q_SLOTS:
     void operationsAreThoseOfTheService();
     void damagedTextsAreRefusedOrRead();
     void theGuidesExamplesAreWalls();
+    void aSchemaMayBeNamed();
     void theSchemaKnowsTheSameKeys_data();
     void theSchemaKnowsTheSameKeys();
     void theSchemaKnowsTheSameNames_data();
@@ -804,16 +805,32 @@ void TestWallFile::damagedTextsAreRefusedOrRead()
 
 void TestWallFile::theGuidesExamplesAreWalls()
 {
-    QFile file(QStringLiteral(SIMULATOR_SOURCES "/../docs/walls.md"));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString guide = QString::fromUtf8(file.readAll());
     const QRegularExpression block(QStringLiteral("```json\n(.*?)```"), QRegularExpression::DotMatchesEverythingOption);
     int examples = 0;
-    for (auto matches = block.globalMatch(guide); matches.hasNext(); ++examples) {
-        const QByteArray text = matches.next().captured(1).toUtf8();
-        QCOMPARE(problems(text.startsWith('{') ? text : wallWith("'label': ''", text.constData())), QString());
+    for (const char *const page : {"walls.md", "faults.md"}) {
+        QFile file(QStringLiteral(SIMULATOR_SOURCES "/../docs/") + QLatin1String(page));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        for (auto matches = block.globalMatch(QString::fromUtf8(file.readAll())); matches.hasNext(); ++examples) {
+            const QByteArray text = matches.next().captured(1).toUtf8();
+            const bool ofWall = text.startsWith("\"events\"") || text.startsWith("\"seed\"");
+            const QByteArray wall = text.startsWith('{') ? text
+                                    : ofWall             ? wallWith("'label': ''", "'cabinets': []", text.constData())
+                                    : text.startsWith("\"grid\"") ? wallWith("'label': ''", text.constData())
+                                                                  : wallWith(text.constData());
+            QCOMPARE(problems(wall), QString());
+        }
     }
-    QCOMPARE(examples, 2);
+    QCOMPARE(examples, 6);
+}
+
+void TestWallFile::aSchemaMayBeNamed()
+{
+    WallDescription wall;
+    const QByteArray named = json("{'$schema': './wall.schema.json', 'format': 'led-wall', 'version': 1, 'devices': []}");
+    QVERIFY(parseWall(named, QStringLiteral("a.json"), wall, nullptr));
+    QVERIFY(!wallToJson(wall).contains("$schema"));
+    QCOMPARE(problems(json("{'$schema': 7, 'format': 'led-wall', 'version': 1, 'devices': []}")),
+             QStringLiteral("a.json: $schema: expected a text, got 7"));
 }
 
 void TestWallFile::theSchemaKnowsTheSameKeys_data()

@@ -40,6 +40,12 @@ if(TARGET service-check)
   correction_program(service_check service-check)
 endif()
 
+# The pages show both programs.
+if(TARGET tst_ctlscenario AND TARGET service-check AND NOT SERVICE_CHECK_SERVICE)
+  target_compile_definitions(tst_ctlscenario PRIVATE SERVICE_CHECK="${service_check}")
+  add_dependencies(tst_ctlscenario service-check)
+endif()
+
 # Not under ThreadSanitizer, which does not follow the threads inside a Qt Network that is built without it.
 if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE AND NOT SERVICE_CHECK_SERVICE AND TARGET example-03-http-plugin
     AND NOT CMAKE_CXX_FLAGS MATCHES "sanitize=thread")

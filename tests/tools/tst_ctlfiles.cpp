@@ -261,10 +261,10 @@ void CtlFilesTest::arraysAreRefused_data()
     shaped("(0, 3, 9)", "shape (0, 3, 9); expected (rows, columns, values), none of them 0");
     shaped("(2, 3, 0)", "none of them 0");
     shaped("(0,)", "none of them 0");
-    shaped("(2147483647, 2147483647, 9)", "shape (2147483647, 2147483647, 9)");
-    shaped("(9223372036854775807, 9223372036854775807, 9223372036854775807)", "shape (9223372036854775807, ");
-    shaped("(4294967296, 4294967296, 9)", "shape (4294967296, ");
-    shaped("(238609295, 1, 9)", "shape (238609295, 1, 9)");
+    shaped("(2147483647, 2147483647, 9)", "shape (2147483647, 2147483647, 9); a grid has at most 2147483647 values");
+    shaped("(9223372036854775807, 9223372036854775807, 9223372036854775807)", "; a grid has at most ");
+    shaped("(4294967296, 4294967296, 9)", "; a grid has at most ");
+    shaped("(238609295, 1, 9)", "shape (238609295, 1, 9); a grid has at most ");
     shaped("(238609294, 1, 9)", "cut short: ");
     shaped("(2, 3, 8)", "12 bytes too many behind its values");
     shaped("(2, 3, 10)", "cut short: ");

@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include <QtCore/QRandomGenerator>
+#include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
 using namespace TestSupport;
@@ -12,7 +13,8 @@ class CtlScenarioTest : public QObject
 
 private Q_SLOTS:
     void aNightOnAWall();
-    void readmeShowsTrueSessions();
+    void pagesShowTrueSessions_data();
+    void pagesShowTrueSessions();
 };
 
 /// Make a wall, calibrate it, break it, restore it from a snapshot, and verify with a comparison: each step a process.
@@ -66,15 +68,45 @@ void CtlScenarioTest::aNightOnAWall()
     QCOMPARE(program.files().filter(QStringLiteral(".npy")).size(), 3); // no temporary file is left
 }
 
-/// Runs the `console` blocks of README in one folder, line after line, and compares what is printed.
-void CtlScenarioTest::readmeShowsTrueSessions()
+void CtlScenarioTest::pagesShowTrueSessions_data()
 {
-    QFile file(QStringLiteral(SOURCE_DIR "/README.md"));
+    QTest::addColumn<QString>("page");
+    QTest::addColumn<int>("sessions");
+    const auto row = [](const char *page, int sessions) { QTest::newRow(page) << QString::fromLatin1(page) << sessions; };
+    row("README.md", 5);
+    row("docs/walls.md", 1);
+#ifdef SERVICE_CHECK
+    row("docs/service-check.md", 1);
+#endif
+    const QStringList others = QDir(QStringLiteral(SOURCE_DIR "/docs")).entryList({QStringLiteral("*.md")});
+    for (const QString &other : others) {
+        if (other != QLatin1String("walls.md") && other != QLatin1String("service-check.md"))
+            QTest::newRow(qPrintable(other)) << QStringLiteral("docs/") + other << 0;
+    }
+}
+
+/// Runs the `console` blocks of a page in one folder, line after line, and compares what is printed. A block of JSON below
+/// the name of a file is that file.
+void CtlScenarioTest::pagesShowTrueSessions()
+{
+    QFETCH(QString, page);
+    QFETCH(int, sessions);
+    QFile file(QStringLiteral(SOURCE_DIR "/") + page);
     QVERIFY(file.open(QIODevice::ReadOnly));
-    const QStringList parts = QString::fromUtf8(file.readAll()).split(QStringLiteral("```console\n"));
+    const QString text = QString::fromUtf8(file.readAll());
     Program program;
     QVERIFY(QFile::link(QStringLiteral(CORRECTIONCTL), program.path(QStringLiteral("correctionctl"))));
-    int sessions = 0;
+#ifdef SERVICE_CHECK
+    QVERIFY(QFile::link(QStringLiteral(SERVICE_CHECK), program.path(QStringLiteral("service-check"))));
+#endif
+    static const QRegularExpression named(QStringLiteral("^`([a-z]+\\.json)`:\n\n```json\n(.*?)```$"),
+                                          QRegularExpression::DotMatchesEverythingOption
+                                              | QRegularExpression::MultilineOption);
+    for (auto it = named.globalMatch(text); it.hasNext();) {
+        const auto match = it.next();
+        QVERIFY(program.write(match.captured(1), match.captured(2).toUtf8()));
+    }
+    const QStringList parts = text.split(QStringLiteral("```console\n"));
     for (const QString &part : parts.mid(1)) {
         const QStringList lines = part.section(QStringLiteral("```"), 0, 0).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QVERIFY(lines.value(0).startsWith(QLatin1String("$ ")));
@@ -91,9 +123,8 @@ void CtlScenarioTest::readmeShowsTrueSessions()
             printed += QString::fromUtf8(shell.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         }
         QCOMPARE(printed.join(QLatin1Char('\n')), lines.join(QLatin1Char('\n')));
-        ++sessions;
     }
-    QCOMPARE(sessions, 5);
+    QCOMPARE(parts.size() - 1, sessions);
 }
 
 QTEST_GUILESS_MAIN(CtlScenarioTest)

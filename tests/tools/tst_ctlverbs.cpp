@@ -2,6 +2,7 @@
 
 #include <QtCore/QtEndian>
 #include <QtGui/QImage>
+#include <QtGui/QImageReader>
 #include <QtTest/QtTest>
 
 #include <algorithm>
@@ -94,7 +95,12 @@ private Q_SLOTS:
     void configurationsTravel();
     void moduleFlashKeepsCoefficients();
     void groupsStoreAndShow();
+    void everyFormKeepsTheValues_data();
+    void everyFormKeepsTheValues();
+    void pipesCarryFiles_data();
+    void pipesCarryFiles();
     void picturesAreDrawn();
+    void picturesHaveAScaleAndAWidth();
     void aDescriptionMakesAWall();
     void changesAreWatched();
     void aConversationIsReplayed();
@@ -685,12 +691,15 @@ void CtlVerbsTest::pixelsWithoutACabinetAreTold()
     QVERIFY(!m_program.content(QStringLiteral("gap.jsonl")).contains("uploadCoefficient"));
     QVERIFY(!m_program.run("--wall gap.json write main inside.npy --rect 0,3,48x2").out.contains("without a cabinet"));
 
-    // A comparison leaves them out: here all values differ, and the picture is black where no cabinet is.
+    // A comparison leaves them out: here all values differ, and the picture shows its background where no cabinet is.
     const Run differs = m_program.json("--wall gap.json diff over.npy --screen main --rect 63,3,50x2 --picture gap.png");
     QCOMPARE(differs.exit, 20);
     QCOMPARE(differs.data().value(QStringLiteral("pixels")).toInt(), 4);
     QCOMPARE(differs.data().value(QStringLiteral("differing")).toInt(), 4);
     QCOMPARE(differs.data().value(QStringLiteral("withoutCabinet")).toInt(), 96);
+    const QImage picture(m_program.path(QStringLiteral("gap.png")));
+    QVERIFY(picture.pixel(0, 1) != 0xff202020 && picture.pixel(49, 1) != 0xff202020);
+    QVERIFY(picture.pixel(1, 1) == 0xff202020 && picture.pixel(48, 1) == 0xff202020);
     QVERIFY(m_program.run("--wall gap.json read main same.npy --rect 63,3,50x2").exit == 0);
     QCOMPARE(m_program.run("--wall gap.json diff inside.npy --screen main --rect 64,3,48x2").exit, 2);
     const Run same = m_program.run("--wall gap.json diff same.npy --screen main --rect 63,3,50x2");
@@ -737,6 +746,88 @@ void CtlVerbsTest::groupsStoreAndShow()
     QCOMPARE(onWall("group 1 1 show user").exit, 64);
 }
 
+void CtlVerbsTest::everyFormKeepsTheValues_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QStringList>("files");
+    const auto pictures = [](const char *pattern) {
+        QStringList names;
+        for (int k = 0; k < 9; ++k)
+            names += QString::fromLatin1(pattern).arg(k);
+        return names;
+    };
+    QTest::newRow("csv") << QStringLiteral("form.csv") << QStringList(QStringLiteral("form.csv"));
+    QTest::newRow("png") << QStringLiteral("form-%.png") << pictures("form-%1.png");
+    QTest::newRow("tiff") << QStringLiteral("form-%.tif") << pictures("form-%1.tif");
+}
+
+void CtlVerbsTest::everyFormKeepsTheValues()
+{
+    QFETCH(QString, name);
+    QFETCH(QStringList, files);
+    if (name.endsWith(QLatin1String(".tif")) && !QImageReader::supportedImageFormats().contains("tiff"))
+        QSKIP("Qt's plug-in for TIFF (qt5-image-formats-plugins) is not installed");
+    QVERIFY(m_program.write(QStringLiteral("values.npy"), npy(64, 16, slope)));
+    QCOMPARE(m_program.run("--wall small.json wall create forms").exit, 0);
+    QCOMPARE(m_program.run("--wall forms write main values.npy --save").exit, 0);
+    const QStringList target{QStringLiteral("main"), name};
+    Run run = m_program.run(words("--wall forms read") + target);
+    QVERIFY2(run.exit == 0, run.all());
+    for (const QString &file : qAsConst(files))
+        QVERIFY2(m_program.exists(file), qPrintable(file));
+    run = m_program.run(QStringList{QStringLiteral("diff"), QStringLiteral("values.npy"), name});
+    QVERIFY2(run.exit == 0 && run.out.contains("0 of 1024 pixels differ"), run.all());
+    run = m_program.run(words("--wall small.json write") + target);
+    QVERIFY2(run.exit == 0, run.all());
+    for (const QString &file : qAsConst(files))
+        QVERIFY(QFile::remove(m_program.path(file)));
+    QVERIFY(QDir(m_program.path(QStringLiteral("forms"))).removeRecursively());
+}
+
+void CtlVerbsTest::pipesCarryFiles_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QByteArray>("out");
+    QTest::addColumn<QByteArray>("error");
+    const auto row = [](const char *line, const QByteArray &out, const QByteArray &error) {
+        QTest::newRow(line) << QString::fromLatin1(line) << out << error;
+    };
+    const QByteArray same = "0 of 1024 pixels differ\n";
+    row("ctl read main - 2>said | cmp - whole.npy; cat said", "main: 64x16 chroma pixels at 0,0 read into -\n", "");
+    row("ctl read main /dev/stdout 2>said | cmp - whole.npy; cat said",
+        "main: 64x16 chroma pixels at 0,0 read into /dev/stdout\n", "");
+    row("ctl --json read main - 2>said | cmp - whole.npy; grep -c chroma said", "1\n", "");
+    row("ctl read main whole.csv -q; ctl diff whole.npy - <whole.csv", same, "");
+    row("ctl diff whole.npy - <whole.npy", same, "");
+    row("cat whole.npy | ctl diff /dev/stdin whole.npy", same, "");
+    row("ctl diff <(cat whole.csv) <(cat whole.npy)", same, "");
+    row("ctl read main whole.json -q; ctl diff whole.npy - <whole.json", same, "");
+    row("ctl write main - -q <whole.npy", "", "");
+    row("ctl wall describe - 2>said | cmp - <(ctl wall describe); cat said", "-: written\n", "");
+    row("ctl read main - >/dev/full", "", "correctionctl: read: -: No space left on device\n");
+    row("ctl snapshot main -", "", "correctionctl: snapshot: -: this kind of file cannot be written to a pipe\n");
+    row("echo nothing | ctl write main -", "",
+        "correctionctl: write: -: no NumPy file: it does not begin with \\x93NUMPY\n");
+}
+
+void CtlVerbsTest::pipesCarryFiles()
+{
+    QFETCH(QString, line);
+    QFETCH(QByteArray, out);
+    QFETCH(QByteArray, error);
+    QCOMPARE(m_program.run("--wall small.json read main whole.npy").exit, 0);
+    QProcess bash;
+    bash.setWorkingDirectory(m_program.path(QString()));
+    bash.start(QStringLiteral("bash"),
+               {QStringLiteral("-c"),
+                QStringLiteral("ctl() { '%1' --wall small.json \"$@\"; }; ").arg(QStringLiteral(CORRECTIONCTL)) + line});
+    QVERIFY(bash.waitForFinished());
+    QCOMPARE(bash.readAllStandardOutput(), out);
+    const QByteArray said = bash.readAllStandardError();
+    QVERIFY2(error.isEmpty() ? !said.contains("correctionctl:") : said.contains(error), said);
+    QVERIFY(!m_program.exists(QStringLiteral("-")));
+}
+
 void CtlVerbsTest::picturesAreDrawn()
 {
     for (const char *what : {"layout", "coefficients", "pattern"}) {
@@ -746,6 +837,63 @@ void CtlVerbsTest::picturesAreDrawn()
         const QImage picture(m_program.path(QStringLiteral("drawn.png")));
         QVERIFY(picture.width() >= 64 && picture.height() >= 16);
     }
+}
+
+void CtlVerbsTest::picturesHaveAScaleAndAWidth()
+{
+    constexpr QRgb dark = 0xff0d0887;
+    constexpr QRgb bright = 0xfff0f921;
+    constexpr QRgb background = 0xff202020;
+    const auto drawn = [this] {
+        return QImage(m_program.path(QStringLiteral("drawn.png"))).convertToFormat(QImage::Format_RGB32);
+    };
+    // Delivered is 32768: below the range, and above it.
+    for (const char *range : {"40000:50000", "100:32768"}) {
+        const Run run = m_program.run(words("--wall small.json wall render main drawn.png --what coefficients --range")
+                                      + QStringList{QLatin1String(range)});
+        QVERIFY2(run.exit == 0, run.all());
+        QCOMPARE(drawn().pixel(5, 5), qstrcmp(range, "100:32768") == 0 ? bright : dark);
+    }
+    for (const char *what : {"layout", "coefficients"}) {
+        const Run run = m_program.run(words("--wall small.json wall render main drawn.png --width 32 --what")
+                                      + QStringList{QLatin1String(what)});
+        QVERIFY2(run.exit == 0, run.all());
+        QVERIFY(drawn().pixel(16, 3) != background);
+        QCOMPARE(drawn().pixel(33, 3), background);
+    }
+    QCOMPARE(m_program.run("--wall small.json wall render main drawn.png --width 32 --what pattern").exit, 0);
+    QCOMPARE(drawn().size(), QSize(32, 8));
+    for (const char *wrong : {"--what coefficients --range 5:5", "--what coefficients --range 5", "--range 5:6",
+                              "--what coefficients --range 5:70000 --width 0"}) {
+        const Run run = m_program.run(words("--wall small.json wall render main drawn.png") + words(wrong));
+        QVERIFY2(run.exit == 64, wrong + run.all());
+    }
+
+    // The largest difference of a pixel's values: 0, 100 in one, 50 and 20 in two.
+    QVERIFY(m_program.write(QStringLiteral("left.npy"), npy(3, 2, [](int, int, int) { return quint16(1000); })));
+    QVERIFY(m_program.write(QStringLiteral("right.npy"), npy(3, 2, [](int x, int y, int k) {
+                                return quint16(x == 1 && y == 0 && k == 4   ? 1100
+                                               : x == 2 && y == 1 && k == 8 ? 950
+                                               : x == 2 && y == 1 && k == 0 ? 1020
+                                                                            : 1000);
+                            })));
+    QCOMPARE(m_program.run("diff left.npy right.npy --picture drawn.png").exit, 20);
+    QImage picture = drawn();
+    QCOMPARE(picture.width(), 280);
+    QCOMPARE(picture.pixel(0, 0), dark);
+    QCOMPARE(picture.pixel(1, 0), bright);
+    QCOMPARE(picture.pixel(2, 0), dark);
+    QVERIFY(picture.pixel(2, 1) != dark && picture.pixel(2, 1) != bright && picture.pixel(2, 1) != background);
+    QCOMPARE(picture.pixel(3, 0), background);
+    int lettered = 0;
+    for (int x = 0; x < 280; ++x)
+        lettered += picture.pixel(x, 2 + 6 + 3) == 0xffffffff ? 1 : 0;
+    QVERIFY(lettered > 20);                       // the title
+    QCOMPARE(picture.pixel(6, 2 + 6 + 24), dark); // both ends of the scale
+    QCOMPARE(picture.pixel(280 - 7, 2 + 6 + 24), bright);
+    QCOMPARE(m_program.run("diff left.npy left.npy --picture drawn.png --width 2").exit, 0);
+    QCOMPARE(drawn().pixel(1, 0), dark);
+    QCOMPARE(drawn().pixel(2, 0), background);
 }
 
 void CtlVerbsTest::aDescriptionMakesAWall()

@@ -1,7 +1,9 @@
 #include "Files.h"
 
+#include "Csv.h"
 #include "Npy.h"
 #include "terminal/ExitCodes.h"
+#include "terminal/Output.h"
 #include "terminal/Texts.h"
 
 #include <adapter/json/SaveFile.h>
@@ -15,6 +17,8 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
+#include <unistd.h>
 
 using namespace Correction;
 
@@ -79,17 +83,74 @@ QString placeText(const Grid &grid, int index)
         .arg(index % grid.length);
 }
 
-Grid readPicture(const QString &path)
+bool isTiff(const QByteArray &bytes)
 {
-    QByteArray bytes = readFile(path);
-    // Looked at here, since the decoder has its own say about such files on standard error.
-    if (!bytes.startsWith("\x89PNG\r\n\x1a\n") || !bytes.endsWith("IEND\xae\x42\x60\x82"))
+    return bytes.startsWith(QByteArray("II*\0", 4)) || bytes.startsWith(QByteArray("MM\0*", 4));
+}
+
+/// The form of what comes from a stream.
+FileForm formOfContent(const QByteArray &bytes)
+{
+    if (bytes.startsWith("\x89PNG"))
+        return FileForm::Png;
+    if (isTiff(bytes))
+        return FileForm::Tiff;
+    const QByteArray begin = bytes.left(100).trimmed();
+    if (begin.startsWith('['))
+        return FileForm::Json;
+    return begin.startsWith('x') || (!begin.isEmpty() && begin[0] >= '0' && begin[0] <= '9') ? FileForm::Csv : FileForm::Npy;
+}
+
+/// The one for a value where the name stands for several pictures.
+QString pictureName(const QString &path, int channel)
+{
+    QString name = path;
+    return name.replace(path.lastIndexOf(QLatin1Char('%')), 1, QString::number(channel));
+}
+
+std::optional<FileForm> formOfName(const QString &path)
+{
+    const QString extension = QFileInfo(path).suffix().toLower();
+    if (extension == QLatin1String("npy"))
+        return FileForm::Npy;
+    if (extension == QLatin1String("csv"))
+        return FileForm::Csv;
+    if (extension == QLatin1String("json"))
+        return FileForm::Json;
+    if (extension == QLatin1String("png"))
+        return FileForm::Png;
+    if (extension == QLatin1String("tif") || extension == QLatin1String("tiff"))
+        return FileForm::Tiff;
+    return {};
+}
+
+bool isSeveral(const QString &path, std::optional<FileForm> form)
+{
+    return (form == FileForm::Png || form == FileForm::Tiff) && QFileInfo(path).fileName().contains(QLatin1Char('%'));
+}
+
+const char *pictureFormat(const QString &path, FileForm form)
+{
+    if (form == FileForm::Png)
+        return "png";
+    if (!QImageReader::supportedImageFormats().contains("tiff"))
+        throw Failure(ExitUsage, path + QStringLiteral(": TIFF needs a plug-in of Qt (qt5-image-formats-plugins)"));
+    return "tiff";
+}
+
+Grid parsePicture(const QString &path, QByteArray bytes, FileForm form)
+{
+    // Looked at here, since the decoders print their own warnings about such files.
+    if (form == FileForm::Png && (!bytes.startsWith("\x89PNG\r\n\x1a\n") || !bytes.endsWith("IEND\xae\x42\x60\x82")))
         throw badFile(path, QStringLiteral("no PNG picture, or cut short"));
+    if (form == FileForm::Tiff && !isTiff(bytes))
+        throw badFile(path, QStringLiteral("not a TIFF picture"));
     QBuffer buffer(&bytes);
-    QImageReader reader(&buffer, "png");
+    QImageReader reader(&buffer, pictureFormat(path, form));
     const QImage picture = reader.read();
     if (picture.isNull())
-        throw badFile(path, QStringLiteral("a damaged PNG picture"));
+        throw badFile(path,
+                      QStringLiteral("a damaged %1 picture").arg(QLatin1String(form == FileForm::Png ? "PNG" : "TIFF")));
     if (picture.format() != QImage::Format_Grayscale16 && picture.format() != QImage::Format_Grayscale8)
         throw badFile(path, QStringLiteral("no grey picture of 16 or 8 bits, as a preview of coefficients is"));
     Grid grid;
@@ -105,29 +166,89 @@ Grid readPicture(const QString &path)
     return grid;
 }
 
+/// The pictures of several values, as many as there are.
+Grid readPictures(const QString &path, FileForm form)
+{
+    constexpr int most = 16;
+    Grid grid;
+    for (int channel = 0; channel < most; ++channel) {
+        const QString name = pictureName(path, channel);
+        if (channel > 0 && !QFileInfo::exists(name))
+            break;
+        const Grid one = parsePicture(name, readFile(name), form);
+        if (channel > 0 && (one.size != grid.size || one.bytes != grid.bytes))
+            throw badFile(name, QStringLiteral("another size or depth than that of the pictures before it"));
+        const int length = channel + 1;
+        QVector<quint16> values(one.values.size() * length);
+        for (int pixel = 0; pixel < one.values.size(); ++pixel) {
+            std::copy_n(grid.values.cbegin() + pixel * channel, channel, values.begin() + pixel * length);
+            values[pixel * length + channel] = one.values[pixel];
+        }
+        grid = one;
+        grid.length = length;
+        grid.values = values;
+    }
+    return grid;
+}
+
+/// Whether the name is that of this program's standard output.
+bool isStandardOutput(const QString &path)
+{
+    return path == QLatin1String("-") || path == QLatin1String("/dev/stdout") || path == QLatin1String("/dev/fd/1");
+}
+
+/// Whether something can be written there piece by piece.
+bool isTargetStream(const QString &path)
+{
+    return isStandardOutput(path) || path.startsWith(QLatin1String("/dev/fd/"));
+}
+
+void writeStream(const QString &path, const QByteArray &bytes)
+{
+    checkWritable(path);
+    QFile file(path);
+    const bool isOpen = isStandardOutput(path) ? file.open(STDOUT_FILENO, QIODevice::WriteOnly | QIODevice::Unbuffered)
+                                               : file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    for (qint64 done = 0; isOpen && done < bytes.size();) {
+        const qint64 taken = file.write(bytes.constData() + done, bytes.size() - done);
+        if (taken <= 0)
+            break;
+        done += taken;
+    }
+    if (file.error() != QFile::NoError)
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(path, file.errorString()));
+}
+
 } // namespace
+
+bool isStream(const QString &path)
+{
+    return path == QLatin1String("-") || path.startsWith(QLatin1String("/dev/"));
+}
 
 FileForm formOf(const QString &path)
 {
-    const QString extension = QFileInfo(path).suffix().toLower();
-    if (extension == QLatin1String("npy"))
-        return FileForm::Npy;
-    if (extension == QLatin1String("json"))
-        return FileForm::Json;
-    if (extension == QLatin1String("png"))
-        return FileForm::Png;
-    throw Failure(ExitUsage, path + QStringLiteral(": files of coefficients end in .npy, .json or .png"));
+    const std::optional<FileForm> form = isStream(path) ? FileForm::Npy : formOfName(path);
+    if (!form)
+        throw Failure(ExitUsage, path + QStringLiteral(": files of coefficients end in .npy, .csv, .json, .png or .tif"));
+    return *form;
 }
 
 Grid readGrid(const QString &path)
 {
-    const FileForm form = formOf(path);
-    if (form == FileForm::Png)
-        return readPicture(path);
+    FileForm form = formOf(path);
+    if (isSeveral(path, form))
+        return readPictures(path, form);
     const QByteArray bytes = readFile(path);
+    if (isStream(path))
+        form = formOfContent(bytes);
+    if (form == FileForm::Png || form == FileForm::Tiff)
+        return parsePicture(path, bytes, form);
     Grid grid;
     QString reason;
-    if (!(form == FileForm::Npy ? parseNpy(bytes, grid, reason) : parseNumbers(bytes, grid.values, reason)))
+    if (!(form == FileForm::Npy   ? parseNpy(bytes, grid, reason)
+          : form == FileForm::Csv ? parseCsv(bytes, grid, reason)
+                                  : parseNumbers(bytes, grid.values, reason)))
         throw badFile(path, reason);
     return grid;
 }
@@ -154,9 +275,13 @@ Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kin
     if (grid.size != size)
         throw badFile(path, pixels);
     if (grid.length != length)
-        throw badFile(
-            path,
-            QStringLiteral("%1 for each pixel; %2 needs %3").arg(counted(grid.length, "value"), kindText(kind)).arg(length));
+        throw badFile(path,
+                      QStringLiteral("%1 for each pixel; %2 needs %3%4")
+                          .arg(counted(grid.length, "value"), kindText(kind), QString::number(length),
+                               QLatin1String(grid.length == 1 && !isStream(path)
+                                                     && (formOf(path) == FileForm::Png || formOf(path) == FileForm::Tiff)
+                                                 ? "; a name with %, such as main-%.png, is one picture for each value"
+                                                 : "")));
     if (kind == enMultilayerCoefficient) {
         const auto found = std::find_if(grid.values.cbegin(), grid.values.cend(), [](quint16 value) { return value > 255; });
         if (found != grid.values.cend())
@@ -173,10 +298,17 @@ Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kin
 
 void writeGrid(const QString &path, const Grid &grid, int channel)
 {
-    switch (formOf(path)) {
+    const FileForm form = formOf(path);
+    switch (form) {
     case FileForm::Png:
-        writePicture(path, preview(grid, channel));
+    case FileForm::Tiff:
+        if (!isSeveral(path, form))
+            return writePicture(path, preview(grid, channel));
+        for (int k = 0; k < grid.length; ++k)
+            writePicture(pictureName(path, k), preview(grid, k));
         return;
+    case FileForm::Csv:
+        return writeFile(path, toCsv(grid));
     case FileForm::Json: {
         if (grid.length != lengthOf(enCommonCoefficient))
             throw Failure(ExitUsage, path + QStringLiteral(": only grids of 9 values a pixel have a JSON text; take .npy"));
@@ -187,6 +319,8 @@ void writeGrid(const QString &path, const Grid &grid, int channel)
     case FileForm::Npy:
         break;
     }
+    if (isStream(path))
+        return writeStream(path, npyHeader(grid.size, grid.length, grid.bytes) + toBytes(grid));
     QSaveFile file(path);
     openForWriting(file);
     writeTo(file, npyHeader(grid.size, grid.length, grid.bytes));
@@ -217,7 +351,7 @@ void writePicture(const QString &path, const QImage &picture)
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
-    if (picture.isNull() || !picture.save(&buffer, "png"))
+    if (picture.isNull() || !picture.save(&buffer, pictureFormat(path, formOf(path))))
         throw Failure(ExitInternal, path + QStringLiteral(": the picture cannot be made"));
     writeFile(path, bytes);
 }
@@ -227,12 +361,15 @@ QByteArray readFile(const QString &path)
     QFile file(path);
     if (QFileInfo(path).isDir())
         throw Failure(ExitNoInput, path + QStringLiteral(": is a directory"));
-    if (!file.open(QIODevice::ReadOnly))
+    if (!(path == QLatin1String("-") ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly)))
         throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, file.errorString()));
     // Qt's containers hold less than 2 GiB.
-    if (file.size() >= std::numeric_limits<int>::max() - 64)
+    constexpr qint64 most = std::numeric_limits<int>::max() - 64;
+    if (file.size() >= most)
         throw badFile(path, QStringLiteral("too large: %1").arg(bytesText(double(file.size()))));
-    const QByteArray bytes = file.readAll();
+    const QByteArray bytes = file.read(most);
+    if (bytes.size() == most)
+        throw badFile(path, QStringLiteral("too large: 2 GiB or more"));
     if (file.error() != QFile::NoError)
         throw Failure(ExitNoInput, QStringLiteral("%1: %2").arg(path, file.errorString()));
     return bytes;
@@ -240,6 +377,8 @@ QByteArray readFile(const QString &path)
 
 void writeFile(const QString &path, const QByteArray &bytes)
 {
+    if (isTargetStream(path))
+        return writeStream(path, bytes);
     QSaveFile file(path);
     openForWriting(file);
     writeTo(file, bytes);
@@ -248,12 +387,19 @@ void writeFile(const QString &path, const QByteArray &bytes)
 
 void checkWritable(const QString &path)
 {
-    QSaveFile file(path);
+    if (isTargetStream(path)) {
+        if (isStandardOutput(path))
+            Output::keepForFile();
+        return;
+    }
+    QSaveFile file(isSeveral(path, formOfName(path)) ? pictureName(path, 0) : path);
     openForWriting(file); // never committed: its temporary file goes with it
 }
 
 void openForWriting(QSaveFile &file)
 {
+    if (isTargetStream(file.fileName()))
+        throw Failure(ExitCannotWrite, file.fileName() + QStringLiteral(": this kind of file cannot be written to a pipe"));
     // Renaming puts an ordinary file in the place of whatever stands there, be it the system's /dev/null.
     const QFileInfo there(file.fileName());
     if (there.exists() && !there.isFile() && !there.isDir())

@@ -13,21 +13,28 @@ namespace Ctl {
 /// Files of coefficients, by the extension of their name:
 /// - ".npy": a NumPy array of the shape (rows, columns, values), written as little-endian uint16 (uint8 for multilayer) in C
 ///   order; read as Npy.h says;
+/// - ".csv": Csv.h;
 /// - ".json": the library's JSON text, a flat array of numbers; the size of the grid is not part of it;
-/// - ".png": a preview of one value of each pixel, as a picture of 16-bit grey (8-bit for multilayer).
+/// - ".png", ".tif", ".tiff": one value of each pixel, as a picture of 16-bit grey (8-bit for multilayer). A name with "%"
+/// is
+///   one picture for each value: "%" becomes 0, 1 and so on.
 ///
-/// Everything is written to a temporary file and renamed, so that a file is whole or not there. All functions throw a
+/// "-" and names in /dev/ are streams: standard input or output, or what a shell puts in the place of "<(...)". They are
+/// written as .npy, and read as what their first bytes show.
+///
+/// Every other file is written to a temporary file and renamed, so that it is whole or not there. All functions throw a
 /// Failure that names the file and the reason.
-enum class FileForm { Npy, Json, Png };
+enum class FileForm { Npy, Csv, Json, Png, Tiff };
 
+bool isStream(const QString &path);
 FileForm formOf(const QString &path);
 
-/// The grid in a file. `.png` gives grids of one value for each pixel.
+/// The grid in a file. A single picture gives a grid of one value for each pixel.
 Grid readGrid(const QString &path);
 /// The grid for a rectangle: refused unless it has this size, as many values for each pixel as `kind` has, and values of
 /// its range. Values of 8 bits are multilayer ones only.
 Grid readGridFor(const QString &path, const QSize &size, Correction::EnumCoefficientType kind);
-/// `channel`: the value that a `.png` shows.
+/// `channel`: the value that a single picture shows.
 void writeGrid(const QString &path, const Grid &grid, int channel);
 
 /// One value of each pixel as a picture.

@@ -114,7 +114,7 @@ void create(const QString &, const QString &)
     refuse("make wall directories");
 }
 
-QImage render(Picture, const QString &, int)
+QImage render(Picture, const QString &, const PictureForm &)
 {
     refuse("draw pictures of itself");
 }

@@ -88,8 +88,15 @@ QByteArray describe();
 void create(const QString &directory, const QString &source);
 
 enum class Picture { Layout, Coefficients, Pattern };
-/// What a screen is made of, holds (`channel` of a pixel's chroma values) or shows.
-QImage render(Picture picture, const QString &screenId, int channel);
+/// How a picture is drawn.
+struct PictureForm {
+    int channel = 0;   ///< Of a pixel's chroma values, that coefficients show.
+    int least = 0;     ///< Of the coefficients' colour scale.
+    int greatest = -1; ///< Less than `least`: the scale is that of the values.
+    int width = 0;     ///< At most; 0: one picture pixel for each pixel.
+};
+/// What a screen is made of, holds or shows.
+QImage render(Picture picture, const QString &screenId, const PictureForm &form);
 
 } // namespace Service
 } // namespace Ctl

@@ -298,15 +298,19 @@ void create(const QString &directory, const QString &source)
         throw Failure(ExitCannotWrite, error.simplified());
 }
 
-QImage render(Picture picture, const QString &screenId, int channel)
+QImage render(Picture picture, const QString &screenId, const PictureForm &form)
 {
     switch (picture) {
     case Picture::Layout:
-        return wall().pictures().layout(screenId);
+        return wall().pictures().layout(screenId, form.width);
     case Picture::Coefficients:
-        return wall().pictures().coefficients(screenId, channel);
-    case Picture::Pattern:
-        return wall().pictures().pattern(screenId);
+        return wall().pictures().coefficients(screenId, form.channel, Simulator::Kind::Chroma, {form.least, form.greatest},
+                                              form.width);
+    case Picture::Pattern: {
+        const QImage whole = wall().pictures().pattern(screenId);
+        return form.width > 0 && form.width < whole.width() ? whole.scaledToWidth(form.width, Qt::SmoothTransformation)
+                                                            : whole;
+    }
     }
     return {};
 }

@@ -18,6 +18,12 @@ namespace {
 
 bool g_outputFailed = false;
 bool g_readerGone = false;
+bool g_keptForFile = false;
+
+std::FILE *textStream()
+{
+    return g_keptForFile ? stderr : stdout;
+}
 
 void write(std::FILE *stream, const QByteArray &bytes)
 {
@@ -52,7 +58,7 @@ Output::Output(bool json, bool quiet) : m_json(json), m_quiet(quiet) {}
 void Output::line(const QString &text)
 {
     if (!m_json && !m_quiet)
-        write(stdout, printable(text).toUtf8() + '\n');
+        write(textStream(), printable(text).toUtf8() + '\n');
 }
 
 void Output::table(const QStringList &head, const QVector<QStringList> &texts)
@@ -91,9 +97,9 @@ void Output::table(const QStringList &head, const QVector<QStringList> &texts)
             text.chop(1);
         return text;
     };
-    write(stdout, bold(format(head)).toUtf8() + '\n');
+    write(textStream(), bold(format(head)).toUtf8() + '\n');
     for (const QStringList &row : qAsConst(rows))
-        write(stdout, format(row).toUtf8() + '\n');
+        write(textStream(), format(row).toUtf8() + '\n');
 }
 
 void Output::data(const QJsonObject &entries)
@@ -119,9 +125,14 @@ void Output::jsonLine(const QJsonObject &document)
 {
     if (!m_json)
         return;
-    write(stdout, QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n');
+    write(textStream(), QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n');
     std::fflush(stdout);
     m_wroteLines = true;
+}
+
+void Output::keepForFile()
+{
+    g_keptForFile = true;
 }
 
 void Output::raw(const QByteArray &bytes)
@@ -159,7 +170,7 @@ bool Output::finish(const QString &verb, int exit, const QString &message)
                               {QStringLiteral("data"), m_data}};
         for (auto entry = own.begin(); entry != own.end(); ++entry)
             document.insert(entry.key(), entry.value());
-        write(stdout, QJsonDocument(document).toJson());
+        write(textStream(), QJsonDocument(document).toJson());
     }
     if (std::fflush(stdout) == 0)
         return !g_outputFailed;

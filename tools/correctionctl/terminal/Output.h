@@ -35,6 +35,8 @@ public:
     void warn(const QString &kind, const QString &text);
     /// A document of its own on one line, at once: only with --json.
     void jsonLine(const QJsonObject &document);
+    /// Standard output takes the bytes of a file: everything else goes to standard error from here on.
+    static void keepForFile();
     /// Bytes as they are, independent of the options.
     void raw(const QByteArray &bytes);
     /// Flushes the output so far.

@@ -356,7 +356,7 @@ QVector<Verb> cabinetVerbs()
               "correctionctl cabinet 7 read seven.npy", "transfer", cabinetRead, "ICabinet::tryGetCoefficients"),
         transient(
             writes("cabinet write", "Write a cabinet's coefficients, or a part of them, from a file",
-                   {fileArgument, typeOption,
+                   {sourceArgument, typeOption,
                     number(option("--x", Value::Number, "left edge in the cabinet; default: 0"), 0, intMax),
                     number(option("--y", Value::Number, "top edge in the cabinet; default: 0"), 0, intMax), saveOption},
                    "correctionctl cabinet 7 write seven.npy --save", "transfer", cabinetWrite,

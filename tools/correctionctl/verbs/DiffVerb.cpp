@@ -3,6 +3,9 @@
 #include "files/Json.h"
 #include "session/Transfer.h"
 
+#include <simulator/pictures/Font.h>
+#include <simulator/pictures/HeatMap.h>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -92,6 +95,23 @@ void completeSize(Grid &grid, const Grid &other, const QString &path)
     grid.length = other.length;
 }
 
+/// A map of the differences. `covered`: as in compare().
+QImage pictureOf(const Grid &largest, const QVector<bool> &covered, const QString &title, int maxWidth)
+{
+    const QRect rect(QPoint(0, 0), largest.size);
+    Simulator::HeatMap map(Simulator::Projection(rect, maxWidth), Simulator::Font::drawable(title));
+    if (map.isNull())
+        throw Failure(ExitNoMemory,
+                      QStringLiteral("a picture of %1 pixels is too large; choose a --width").arg(sizeText(largest.size)));
+    int pixel = -1;
+    map.add(rect, [&] {
+        ++pixel;
+        return covered.isEmpty() || covered[pixel] ? int(largest.values[pixel]) : -1;
+    });
+    const int most = *std::max_element(largest.values.cbegin(), largest.values.cend());
+    return map.drawn({0, most});
+}
+
 void diff(Session &session)
 {
     const Arguments &arguments = session.arguments();
@@ -156,7 +176,10 @@ void diff(Session &session)
     if (!same)
         session.out().table({QStringLiteral("CHANNEL"), QStringLiteral("PIXELS"), QStringLiteral("LARGEST")}, rows);
     if (arguments.has("--picture"))
-        writeGrid(arguments.text("--picture"), difference.largest, 0);
+        writePicture(arguments.text("--picture"),
+                     pictureOf(difference.largest, covered,
+                               QStringLiteral("Largest difference: %1 and %2").arg(pathA, nameB),
+                               arguments.integer("--width")));
     const QString summary =
         QStringLiteral("%1 of %2 differ").arg(QString::number(difference.differing), counted(difference.pixels, "pixel"));
     if (!same)
@@ -173,7 +196,7 @@ QVector<Verb> diffVerbs()
         reads("diff", "Compare two files of coefficients, or a file with a screen",
               {argument("A", Value::File, "file of coefficients"), optional(argument("B", Value::File, "the other file")),
                option("--screen", Value::Screen, "compare with this screen instead of another file"), rectOption, typeOption,
-               option("--picture", Value::File, "write a .png of the largest difference of each pixel")},
+               option("--picture", Value::File, "draw a map of the largest difference of each pixel, a .png"), widthOption},
               "correctionctl diff before.npy --screen arena-main --picture difference.png", "diff", diff,
               "ICabinet::tryGetCoefficients"),
     };

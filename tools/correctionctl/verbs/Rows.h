@@ -59,7 +59,12 @@ constexpr Row virtualOnly(Row row)
 // Parameters that several verbs take.
 constexpr Parameter screenArgument =
     argument("SCREEN", Value::Screen, "id or name of a screen; several, joined by \"+\", act as one");
-constexpr Parameter fileArgument = argument("FILE", Value::File, "file of coefficients: .npy, .json or .png");
+constexpr Parameter fileArgument = argument(
+    "FILE", Value::File,
+    "file of coefficients: .npy, .csv, .json, .png or .tif (NAME-%.png: a picture of each value); -: standard output");
+constexpr Parameter sourceArgument = argument(
+    "FILE", Value::File,
+    "file of coefficients: .npy, .csv, .json, NAME-%.png or NAME-%.tif (a picture of each value); -: standard input");
 constexpr Parameter gammaArgument =
     optional(argument("FILE", Value::File, "JSON: {\"red\": [...], \"green\": [...], \"blue\": [...]}, any of them"));
 constexpr Parameter brightnessArgument =
@@ -75,7 +80,10 @@ constexpr Parameter deviceOption =
     repeated(option("--device", Value::Device, "only the part that this device drives; may be repeated"));
 constexpr Parameter cabinetOption = repeated(option("--cabinet", Value::Cabinet, "only this cabinet; may be repeated"));
 constexpr Parameter channelOption =
-    number(option("--channel", Value::Number, "which value of each pixel a .png shows; default: 0"), 0, 15);
+    number(option("--channel", Value::Number, "which value of each pixel a single picture shows; default: 0"), 0, 15);
+constexpr Parameter widthOption = number(
+    option("--width", Value::Number, "greatest width of the map in pixels; one that would be too flat is cut into strips"),
+    1, 65535);
 constexpr Parameter saveOption = option("--save", Value::None, "save on the devices when all is written");
 
 /// A verb that changes no device. Its name, help and example go into all documents; `shape` is that of its JSON "data".

@@ -122,7 +122,7 @@ QVector<Verb> transferVerbs()
               "CabinetManager::tryGetCabinet ICoefficient::setPartCoefficient IChromaCoefficient::toJsonData"),
         transient(wholeScreen(writes(
             "write", "Write the coefficients of any rectangle from a file",
-            {screenArgument, fileArgument, rectOption, typeOption, deviceOption, cabinetOption, saveTouchedOption,
+            {screenArgument, sourceArgument, rectOption, typeOption, deviceOption, cabinetOption, saveTouchedOption,
              option("--one-by-one", Value::None, "cabinet after cabinet instead of all devices at once")},
             "correctionctl write arena-main part.npy --rect 100,40,300x150 --save", "transfer", write,
             "IScreen::setCoefficients ISubScreen::setCoefficientsAsync ISubScreen::setCoefficients IScreen::saveParameter "
