@@ -72,7 +72,9 @@ public:
     /// block.
     void setReplyBlockHeight(int rows);
     /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty
-    /// array stands for zeros; shorter ones are filled up with zeros, longer ones cut.
+    /// array stands for zeros, but for the chroma and low-gray pixels of devices whose LEDs are described: these have the
+    /// values that change nothing, Device::coefficientUnit at 0, 4 and 8. Shorter ones are filled up with zeros, longer
+    /// ones cut.
     void setDefaultPixel(Kind kind, const QByteArray &pixel);
 
 private:

@@ -316,7 +316,7 @@ void eachPlane(const WallState &screen, const QVector<Part> &parts, Kind kind, i
         // Two cabinets may have one id, and one may be too large for a plane.
         if (planes.size() != part.rect.size() || planes.bytesPerPixel() < (channel + 1) * bytesPerValue(kind))
             continue;
-        const QByteArray bytes = planes.bytes(Store::Working, screen.defaultPixel(kind));
+        const QByteArray bytes = planes.bytes(Store::Working, screen.defaultPixel(kind, device.description));
         visit(part, reinterpret_cast<const uchar *>(bytes.constData()) + qptrdiff(channel) * bytesPerValue(kind),
               planes.bytesPerPixel());
     }

@@ -1,3 +1,4 @@
+correction_test(simulator/tst_light.cpp)
 correction_test(simulator/tst_pictures.cpp)
 correction_test(simulator/tst_seams.cpp)
 correction_test(simulator/tst_virtualwall.cpp)
