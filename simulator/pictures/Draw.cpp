@@ -2,6 +2,7 @@
 
 #include "Canvas.h"
 #include "Font.h"
+#include "Parts.h"
 #include "TestImage.h"
 
 #include <QtCore/QStringList>
@@ -22,38 +23,6 @@ constexpr QRgb background = 0xff202020;
 constexpr QRgb quiet = 0xffb0b0b0; ///< Text that comes second.
 
 // Places
-
-/// A cabinet with its place, screen coordinates.
-struct Part {
-    int device; ///< Its number on the screen.
-    const Cabinet *cabinet;
-    QRect rect;
-};
-
-/// The cabinets that have a place.
-QVector<Part> partsOf(const WallState &screen)
-{
-    QVector<Part> parts;
-    for (int i = 0; i < screen.devices.size(); ++i) {
-        const Device &device = screen.devices[i].description;
-        for (const SubScreen &subScreen : device.subScreens) {
-            for (const Cabinet &cabinet : subScreen.cabinets) {
-                const QRect rect = device.rect(subScreen, cabinet);
-                if (!rect.isEmpty())
-                    parts += {i, &cabinet, rect};
-            }
-        }
-    }
-    return parts;
-}
-
-QRect unitedRect(const QVector<Part> &parts)
-{
-    QRect united;
-    for (const Part &part : parts)
-        united |= part.rect;
-    return united;
-}
 
 /// Where the pixels of a screen, which is not empty, lie in its map.
 class Projection
