@@ -1,5 +1,6 @@
 #pragma once
 
+#include <simulator/Camera.h>
 #include <simulator/PictureTypes.h>
 #include <simulator/SimulatorGlobal.h>
 #include <simulator/StateTypes.h>
@@ -53,6 +54,10 @@ public:
     ///   row r has colour number (c + r) mod N.
     /// - Clear and None: black, for a virtual wall has no video input.
     QImage pattern(const QString &screenId, Light light = Light::Nominal) const;
+    /// What a camera sees of the screen: the test images of pattern(), in the light of the LEDs (Device::leds) after gamma,
+    /// brightness and working coefficients; docs/light.md has the formulas. Devices that are unplugged are dark. Null also
+    /// for a camera whose fields are out of range, and for more than 2^27 photosites.
+    Photo photograph(const QString &screenId, const Camera &camera = Camera()) const;
 
 private:
     friend struct Wall;

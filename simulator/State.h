@@ -71,8 +71,10 @@ public:
     /// Splits loaded coefficients into bands of this many rows, the last one lower if need be. 0, the default: one
     /// block.
     void setReplyBlockHeight(int rows);
-    /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty array
-    /// means zeros; shorter ones are padded with zeros, longer ones cut.
+    /// The pixel that cleared and never written planes consist of: raw bytes, 16-bit values low byte first. An empty
+    /// array means zeros, but for the chroma and low-gray pixels of devices whose LEDs are described: these have the
+    /// values that change nothing, Device::coefficientUnit at 0, 4 and 8. Shorter ones are padded with zeros, longer
+    /// ones cut.
     void setDefaultPixel(Kind kind, const QByteArray &pixel);
 
 private:

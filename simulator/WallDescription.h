@@ -1,5 +1,6 @@
 #pragma once
 
+#include <simulator/Leds.h>
 #include <simulator/SimulatorGlobal.h>
 
 #include <QtCore/QByteArray>
@@ -103,6 +104,9 @@ struct Device {
     int multilayerBytesPerPixel = 16;  ///< Length of a pixel in multilayer planes and blocks.
     bool checkerboardSupported = true; ///< false: checkerboard requests are refused, with status 404 in the headers.
 
+    Leds leds;                   ///< How its pixels shine (docs/light.md).
+    int coefficientUnit = 32768; ///< The chroma or low-gray value that stands for 1. From 1 to 65535.
+
     QString personality; ///< One of personalityNames(); empty for "obedient".
     Timing timing;       ///< Added to what the personality has.
     QList<Fault> faults; ///< Likewise; of those that apply to a call the last one counts.
@@ -139,7 +143,7 @@ struct WallDescription {
     quint64 seed = 1;         ///< Of all random numbers: jitter, shuffled replies, chaos. At most 2^53.
     double chaos = 0.0;       ///< Share of the calls, 0 to 1, that meet a random fault.
     int replyBlockHeight = 0; ///< See State::setReplyBlockHeight().
-    /// See State::setDefaultPixel(); by Kind: chroma, multilayer, low gray.
+    /// See State::setDefaultPixel(); by Kind: chroma, multilayer, low gray. An empty one leaves the choice to the devices.
     std::array<QByteArray, 3> defaultPixels;
 };
 

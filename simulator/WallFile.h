@@ -15,7 +15,7 @@
 /// called from any thread.
 namespace Simulator {
 
-/// "demo", "uhd", "stadium", "broken".
+/// "demo", "uhd", "stadium", "broken", "uneven".
 SIMULATOR_API QStringList presetNames();
 /// False, and `wall` unchanged, for an unknown name.
 SIMULATOR_API bool presetWall(const QString &name, WallDescription &wall);

@@ -6,7 +6,8 @@ namespace Simulator {
 
 QStringList presetNames()
 {
-    return {QStringLiteral("demo"), QStringLiteral("uhd"), QStringLiteral("stadium"), QStringLiteral("broken")};
+    return {QStringLiteral("demo"), QStringLiteral("uhd"), QStringLiteral("stadium"), QStringLiteral("broken"),
+            QStringLiteral("uneven")};
 }
 
 bool presetWall(const QString &name, WallDescription &wall)

@@ -59,8 +59,8 @@ auto fields(const Device &device)
                     device.screenPosition, device.subScreens, device.allowDuplicateIds, device.allowOverlaps,
                     device.brightnessMin, device.brightnessMax, device.brightnessDefault, device.multilayerCorrection,
                     device.multilayerCorrectionLayers, device.fineGrayscale, device.xBitPlus, device.magicGray,
-                    device.multilayerBytesPerPixel, device.checkerboardSupported, device.personality, device.timing,
-                    device.faults);
+                    device.multilayerBytesPerPixel, device.checkerboardSupported, device.leds, device.coefficientUnit,
+                    device.personality, device.timing, device.faults);
 }
 
 auto fields(const Event &event)

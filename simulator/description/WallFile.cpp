@@ -68,18 +68,27 @@ struct DecimalText : Text {
     }
 };
 
-/// From 0 to 1.
-struct Share {
+struct Number {
+    double least;
+    double most;
+
     void read(Reader &reader, const QJsonValue &value, double &target) const
     {
-        if (!value.isDouble() || value.toDouble() < 0 || value.toDouble() > 1)
+        if (!value.isDouble() || value.toDouble() < least || value.toDouble() > most)
             return reader.expected(what(), value);
         target = value.toDouble();
     }
     void write(Writer &out, double value) const { out.number(value); }
-    QString what() const { return QStringLiteral("a number from 0 to 1"); }
+    QString what() const { return QStringLiteral("a number from %1 to %2").arg(least).arg(most); }
     bool showsDefault() const { return true; }
-    void describe(Schema &schema, double) const { schema.entries(R"("type": "number", "minimum": 0, "maximum": 1)"); }
+    void describe(Schema &schema, double) const
+    {
+        schema.entries(R"("type": "number")");
+        schema.out.key("minimum");
+        schema.out.number(least);
+        schema.out.key("maximum");
+        schema.out.number(most);
+    }
 };
 
 struct HexBytes {
@@ -108,6 +117,10 @@ const Integer place{-longestLength, longestLength};
 const Integer count{0, largestInt};
 const Integer milliseconds{0, 1'000'000'000}; // so that microseconds add up safely
 const Integer bigCount{0, largestNumber};
+const Number share{0, 1};
+const Number spread{0, 1};
+const Number nanometres{0, 100};
+const Number factor{0, 2};
 
 struct PointProxy {
     explicit PointProxy(const QPoint &point = QPoint()) : x(point.x()), y(point.y()) {}
@@ -392,6 +405,122 @@ struct Table<SubScreen> {
 // Tables of devices
 
 template <>
+struct Table<Primary> {
+    static constexpr char name[] = "primary";
+    static constexpr char about[] = "The light of the LEDs of one colour at full drive.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("x", "CIE 1931 chromaticity.", &Primary::x, Number{0, 1}, always);
+        field("y", "CIE 1931 chromaticity.", &Primary::y, Number{0.001, 1}, always);
+        field("luminance", "In cd/m2.", &Primary::luminance, Number{0, 100'000}, always);
+    }
+    static void check(Reader &reader, const Primary &primary)
+    {
+        if (primary.x + primary.y > 1) {
+            const Reader::At atY(reader, "y");
+            reader.expected(QStringLiteral("at most 1 - x (%1)").arg(1 - primary.x), primary.y);
+        }
+    }
+};
+
+template <>
+struct Table<Ageing> {
+    static constexpr char name[] = "ageing";
+    static constexpr char about[] = "Luminance factors of the oldest cabinet; the ages of the cabinets are spread evenly.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("red", "Of the red LEDs.", &Ageing::red, share, always);
+        field("green", "Of the green LEDs.", &Ageing::green, share, always);
+        field("blue", "Of the blue LEDs.", &Ageing::blue, share, always);
+    }
+};
+
+template <>
+struct Table<Leds> {
+    static constexpr char name[] = "leds";
+    static constexpr char about[] = "How the pixels shine (docs/light.md). What is left out is as in the preset.";
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("preset", "Where the entries that are left out come from; by default even.", &Leds::preset, presets(),
+              written);
+        field("seed", "Seed of all random numbers of the LEDs.", &Leds::seed, bigCount);
+        field("red", "", &Leds::red, Object());
+        field("green", "", &Leds::green, Object());
+        field("blue", "", &Leds::blue, Object());
+        field("pixelLuminance", "Spread of luminance from pixel to pixel: relative standard deviation.",
+              &Leds::pixelLuminance, spread);
+        field("pixelWavelength", "Spread of wavelength from pixel to pixel: standard deviation in nm.",
+              &Leds::pixelWavelength, nanometres);
+        field("moduleLuminance", "Spread of luminance from module to module.", &Leds::moduleLuminance, spread);
+        field("moduleWavelength", "Spread of wavelength from module to module, in nm.", &Leds::moduleWavelength, nanometres);
+        field("moduleSeam", "Luminance factor of the outer rows and columns of modules.", &Leds::moduleSeam, factor);
+        field("cabinetSeam", "Likewise of cabinets, in place of that of modules.", &Leds::cabinetSeam, factor);
+        field("oldest", "", &Leds::oldest, Object());
+        field("deadPixels", "Share of the pixels that are always dark.", &Leds::deadPixels, share);
+        field("stuckPixels", "Share of the pixels that always shine at full drive.", &Leds::stuckPixels, share);
+        field("lowGrayBelow", "Drive below which the low-gray values are used in place of the chroma values.",
+              &Leds::lowGrayBelow, share);
+    }
+    static void check(Reader &reader, const Leds &leds)
+    {
+        if (leds.deadPixels + leds.stuckPixels > 1) {
+            const Reader::At atStuck(reader, "stuckPixels");
+            reader.expected(QStringLiteral("at most 1 - deadPixels (%1)").arg(1 - leds.deadPixels), leds.stuckPixels);
+        }
+    }
+    static OneOf presets() { return OneOf{"a preset of LEDs", ledPresetNames()}; }
+};
+
+namespace {
+
+/// The name of a preset, or an object.
+struct LedsRule : Object {
+    void read(Reader &reader, const QJsonValue &value, Leds &leds) const
+    {
+        QString preset = ledPresetNames().first();
+        if (value.isString()) {
+            Table<Leds>::presets().read(reader, value, preset);
+            leds = ledPreset(preset);
+        } else if (value.isObject()) {
+            const QJsonObject object = value.toObject();
+            leds = ledPreset(object.value(QLatin1String("preset")).toString(preset));
+            readObject(reader, object, leds);
+        } else {
+            reader.expected(what(), value);
+        }
+    }
+    static bool isAbsent(const Leds &leds) { return leds.preset.isEmpty(); }
+    void write(Writer &out, const Leds &leds) const
+    {
+        const Leds preset = ledPreset(leds.preset);
+        if (leds == preset)
+            out.text(leds.preset);
+        else
+            writeObject(out, leds, preset);
+    }
+    QString what() const { return QStringLiteral("an object or the name of a preset"); }
+    void describe(Schema &schema, const Leds &) const
+    {
+        schema.out.key("anyOf");
+        schema.out.open('[');
+        schema.out.next();
+        schema.out.open('{');
+        Table<Leds>::presets().describe(schema, QString());
+        schema.out.close('}');
+        schema.out.next();
+        schema.out.open('{');
+        schema.reference<Leds>();
+        schema.out.close('}');
+        schema.out.close(']');
+    }
+};
+
+} // namespace
+
+template <>
 struct Table<Timing> {
     static constexpr char name[] = "timing";
     static constexpr char about[] = "How long the device takes to answer; added to what its personality has.";
@@ -507,6 +636,9 @@ struct Table<Device> {
         field("xBitPlus", "Feature.", &Device::xBitPlus, Bool());
         field("magicGray", "Feature.", &Device::magicGray, Bool());
         field("checkerboardSupported", "false: checkerboard requests are refused.", &Device::checkerboardSupported, Bool());
+        field("leds", "How the pixels shine: a preset's name, or an object. Left out: evenly.", &Device::leds, LedsRule());
+        field("coefficientUnit", "The chroma or low-gray value that stands for 1.", &Device::coefficientUnit,
+              Integer{1, 65535});
         field("allowDuplicateIds", "Several cabinets may have one id.", &Device::allowDuplicateIds, Bool());
         field("allowOverlaps", "Cabinets may lie on top of each other.", &Device::allowOverlaps, Bool());
         field("screens", "The screen that the device drives, or its part of one. Exactly one.", Whole(), Screens(), always);
@@ -711,7 +843,7 @@ struct Table<WallDescription> {
         header(field);
         field("title", "Free text.", &WallDescription::title, Text());
         field("seed", "Seed of all random numbers.", &WallDescription::seed, bigCount);
-        field("chaos", "Share of the calls that meet a random fault.", &WallDescription::chaos, Share());
+        field("chaos", "Share of the calls that meet a random fault.", &WallDescription::chaos, share);
         field("replyBlockHeight", "Loaded coefficients come in bands of this many rows; 0: in one block.",
               &WallDescription::replyBlockHeight, lengthOrNone);
         field("defaultPixels", "", &WallDescription::defaultPixels, As<PixelsProxy>());

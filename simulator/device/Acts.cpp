@@ -122,7 +122,8 @@ Block block(const DeviceState &device, Kind kind, const QString &id, const QVari
 
 void paste(WallState &state, DeviceState &device, Kind kind, const Block &block)
 {
-    device.cabinets[block.cabinetId].planes(kind).paste(block.rect, block.bytes, state.defaultPixel(kind));
+    device.cabinets[block.cabinetId].planes(kind).paste(block.rect, block.bytes,
+                                                        state.defaultPixel(kind, device.description));
 }
 
 /// Calls `change` for the planes of every cabinet that a list names.
@@ -216,6 +217,7 @@ Act load(Kind kind)
     return [kind](WallState &state, DeviceState *device, const Call &call) {
         const Planes &planes = targetCabinet(qAsConst(*device), call).planes(kind);
         const QSize size = planes.size();
+        const QByteArray pixel = state.defaultPixel(kind, device->description);
         const int step = state.replyBlockHeight > 0 ? state.replyBlockHeight : size.height();
         List blocks;
         for (int y = 0; y < size.height(); y += step) {
@@ -224,7 +226,7 @@ Act load(Kind kind)
                           {QStringLiteral("area.point.y"), y},
                           {QStringLiteral("area.size.width"), size.width()},
                           {QStringLiteral("area.size.height"), rows},
-                          {QStringLiteral("coefficients"), encoded(planes.band(y, rows, state.defaultPixel(kind)))}};
+                          {QStringLiteral("coefficients"), encoded(planes.band(y, rows, pixel))}};
         }
         return withReply(blocks);
     };

@@ -2,7 +2,25 @@
 
 #include "faults/Personalities.h"
 
+#include <QtCore/QtEndian>
+
 namespace Simulator {
+
+std::array<QByteArray, kindCount> defaultPixels(const Device &device, const std::array<QByteArray, kindCount> &ofWall)
+{
+    std::array<QByteArray, kindCount> pixels = ofWall;
+    if (device.leds.preset.isEmpty())
+        return pixels;
+    QByteArray unity(2 * valuesPerPixel, '\0');
+    for (int place = 0; place < unity.size(); place += 8)
+        qToLittleEndian(static_cast<quint16>(device.coefficientUnit), unity.data() + place);
+    for (const Kind kind : {Kind::Chroma, Kind::LowGray}) {
+        QByteArray &pixel = pixels[static_cast<std::size_t>(kind)];
+        if (pixel.isEmpty())
+            pixel = unity;
+    }
+    return pixels;
+}
 
 DeviceState::DeviceState(const Device &device)
     : original(device), description(device), settings(deliveredSettings(device)), timing(timingOf(device)),

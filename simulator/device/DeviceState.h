@@ -27,6 +27,10 @@ struct CabinetState {
     const Planes &planes(Kind kind) const { return kinds[static_cast<std::size_t>(kind)]; }
 };
 
+/// The pixels that the cleared planes of a device consist of, by Kind, where those of its wall are `ofWall`. See
+/// State::setDefaultPixel().
+std::array<QByteArray, kindCount> defaultPixels(const Device &device, const std::array<QByteArray, kindCount> &ofWall);
+
 /// A device. docs/store.md lists what each operation reads and writes, and what survives a restart.
 struct DeviceState {
     /// As delivered: every store and setting at its default.

@@ -16,7 +16,11 @@ struct WallState {
     int replyBlockHeight = 0;
     std::array<QByteArray, kindCount> defaultPixels;
 
-    const QByteArray &defaultPixel(Kind kind) const { return defaultPixels[static_cast<std::size_t>(kind)]; }
+    /// See State::setDefaultPixel().
+    QByteArray defaultPixel(Kind kind, const Device &device) const
+    {
+        return Simulator::defaultPixels(device, defaultPixels)[static_cast<std::size_t>(kind)];
+    }
     DeviceState *device(const QString &deviceKey);
     const DeviceState *device(const QString &deviceKey) const;
     const CabinetState *cabinet(const QString &deviceKey, const QString &cabinetId) const;

@@ -50,7 +50,8 @@ bool WallDirectory::lock(QString *error)
 
 bool WallDirectory::addFolder(const Device &device, const WallDescription &wall, QString *error)
 {
-    if (!m_folders.emplace(device.key, DeviceFolder(folderPath(device.key), wall.defaultPixels)).second) {
+    if (!m_folders.emplace(device.key, DeviceFolder(folderPath(device.key), defaultPixels(device, wall.defaultPixels)))
+             .second) {
         return fail(error, QStringLiteral("%1: two devices have the key \"%2\", so what they save cannot be told apart")
                                .arg(filePath(wallName), device.key));
     }

@@ -4,6 +4,7 @@
 #include "Font.h"
 #include "HeatMap.h"
 #include "Legend.h"
+#include "Parts.h"
 #include "Projection.h"
 #include "TestImage.h"
 
@@ -21,38 +22,6 @@ namespace {
 
 constexpr QRgb black = 0xff000000;
 // Places
-
-/// A cabinet with its place, screen coordinates.
-struct Part {
-    int device; ///< Its number on the screen.
-    const Cabinet *cabinet;
-    QRect rect;
-};
-
-/// The cabinets that have a place.
-QVector<Part> partsOf(const WallState &screen)
-{
-    QVector<Part> parts;
-    for (int i = 0; i < screen.devices.size(); ++i) {
-        const Device &device = screen.devices[i].description;
-        for (const SubScreen &subScreen : device.subScreens) {
-            for (const Cabinet &cabinet : subScreen.cabinets) {
-                const QRect rect = device.rect(subScreen, cabinet);
-                if (!rect.isEmpty())
-                    parts += {i, &cabinet, rect};
-            }
-        }
-    }
-    return parts;
-}
-
-QRect unitedRect(const QVector<Part> &parts)
-{
-    QRect united;
-    for (const Part &part : parts)
-        united |= part.rect;
-    return united;
-}
 
 QString sizeText(const QSize &size)
 {
@@ -244,7 +213,7 @@ void eachPlane(const WallState &screen, const QVector<Part> &parts, Kind kind, i
         // Two cabinets may have one id, and one may be too large for a plane.
         if (planes.size() != part.rect.size() || planes.bytesPerPixel() < (channel + 1) * bytesPerValue(kind))
             continue;
-        const QByteArray bytes = planes.bytes(Store::Working, screen.defaultPixel(kind));
+        const QByteArray bytes = planes.bytes(Store::Working, screen.defaultPixel(kind, device.description));
         visit(part, reinterpret_cast<const uchar *>(bytes.constData()) + qptrdiff(channel) * bytesPerValue(kind),
               planes.bytesPerPixel());
     }

@@ -1,25 +1,9 @@
 #include <simulator/Pictures.h>
 
 #include "Draw.h"
+#include "Parts.h"
 
 namespace Simulator {
-
-namespace {
-
-/// The devices of a screen at this moment. Planes are shared with the wall, not copied.
-WallState screenState(std::mutex &mutex, const WallState &state, const QString &screenId)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    WallState screen;
-    screen.defaultPixels = state.defaultPixels;
-    for (const DeviceState &device : state.devices) {
-        if (device.description.screenId == screenId)
-            screen.devices += device;
-    }
-    return screen;
-}
-
-} // namespace
 
 QImage Pictures::layout(const QString &screenId, int maxWidth) const
 {

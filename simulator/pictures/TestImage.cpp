@@ -148,22 +148,30 @@ void TestImage::draw(Canvas &canvas, const QPoint &place, const QRect &part, con
     }
 }
 
-TestImage::Palette lit(const TestImage::Palette &palette, const DeviceState &device, const CabinetState &cabinet)
+EffectiveLevels::EffectiveLevels(const DeviceState &device, const CabinetState &cabinet)
 {
-    std::array<const QList<int> *, 3> tables;
-    for (std::size_t i = 0; i < tables.size(); ++i)
-        tables[i] = cabinet.gamma[i].isEmpty() ? &device.settings.gamma[i] : &cabinet.gamma[i];
-    const qint64 scale = fullScale(tables);
+    for (std::size_t i = 0; i < m_tables.size(); ++i)
+        m_tables[i] = cabinet.gamma[i].isEmpty() ? &device.settings.gamma[i] : &cabinet.gamma[i];
+    m_scale = fullScale(m_tables);
 
     const int most = device.description.brightnessMax;
     const int least = std::min(std::max(device.description.brightnessMin, 0), most);
-    const int brightness = most > 0 ? std::min(std::max(cabinet.brightness, least), most) : 1;
-    const double full = static_cast<double>(scale) * (most > 0 ? most : 1);
+    m_brightness = most > 0 ? std::min(std::max(cabinet.brightness, least), most) : 1;
+    m_full = static_cast<double>(m_scale) * (most > 0 ? most : 1);
+}
 
+double EffectiveLevels::at(std::size_t channel, int level) const
+{
+    const QList<int> &table = *m_tables[channel];
+    const double light = table.isEmpty() ? static_cast<double>(level * m_scale) : entryAt(table, level);
+    return light * m_brightness / m_full; // One division: halves come out exact.
+}
+
+TestImage::Palette lit(const TestImage::Palette &palette, const DeviceState &device, const CabinetState &cabinet)
+{
+    const EffectiveLevels levels(device, cabinet);
     const auto shown = [&](std::size_t channel, int level) {
-        const QList<int> &table = *tables[channel];
-        const double light = table.isEmpty() ? static_cast<double>(level * scale) : entryAt(table, level);
-        return static_cast<int>(std::floor(light * brightness / full + 0.5)); // One division: halves come out exact.
+        return static_cast<int>(std::floor(levels.at(channel, level) + 0.5));
     };
     TestImage::Palette result;
     result.reserve(palette.size());

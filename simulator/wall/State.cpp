@@ -88,7 +88,8 @@ void State::setDefaultPixel(Kind kind, const QByteArray &pixel)
 QByteArray State::plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store) const
 {
     return ofCabinet(m_wall, deviceKey, cabinetId, [&](const CabinetState &cabinet) {
-        return cabinet.planes(kind).bytes(store, m_wall.memory.defaultPixel(kind));
+        const WallState &wall = m_wall.memory;
+        return cabinet.planes(kind).bytes(store, wall.defaultPixel(kind, wall.device(deviceKey)->description));
     });
 }
 

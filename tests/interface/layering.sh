@@ -98,6 +98,7 @@ may_include_room description
 may_include_room disk
 may_include_room journal
 may_include_room pictures
+may_include_room light
 may_include_room wall '<simulator/VirtualWall\.h>'
 for folder in simulator/*/; do
     [[ "$rooms|walls" =~ \|$(basename "$folder")(\||$) ]] || finding "$folder: a room without a rule"

@@ -1,3 +1,5 @@
+correction_test(simulator/tst_light.cpp)
+target_compile_definitions(tst_light PRIVATE SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 correction_test(simulator/tst_pictures.cpp)
 correction_test(simulator/tst_seams.cpp)
 correction_test(simulator/tst_virtualwall.cpp)

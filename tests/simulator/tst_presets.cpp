@@ -128,6 +128,8 @@ void TestPresets::theyAreFoundWhole_data()
 
     QTest::newRow("demo") << QStringLiteral("demo") << 2 << QStringList{QStringLiteral("Arena, main wall")}
                           << QList<QSize>{QSize(768, 512)} << 24;
+    QTest::newRow("uneven") << QStringLiteral("uneven") << 2 << QStringList{QStringLiteral("Uneven wall")}
+                            << QList<QSize>{QSize(768, 512)} << 24;
     QTest::newRow("uhd") << QStringLiteral("uhd") << 8 << QStringList{QStringLiteral("UHD wall")}
                          << QList<QSize>{QSize(3840, 2160)} << 510;
     QTest::newRow("stadium") << QStringLiteral("stadium") << 16
@@ -296,9 +298,9 @@ void TestPresets::loadRefusesEverythingElse()
     QVERIFY(wall().load(QStringLiteral("demo")));
     QString error;
     QVERIFY(!wall().load(QStringLiteral("Demo"), &error));
-    QCOMPARE(error, QStringLiteral("Demo: no such file or directory, and no preset (demo, uhd, stadium, broken)"));
+    QCOMPARE(error, QStringLiteral("Demo: no such file or directory, and no preset (demo, uhd, stadium, broken, uneven)"));
     QVERIFY(!wall().load(QString(), &error));
-    QCOMPARE(error, QStringLiteral(": no such file or directory, and no preset (demo, uhd, stadium, broken)"));
+    QCOMPARE(error, QStringLiteral(": no such file or directory, and no preset (demo, uhd, stadium, broken, uneven)"));
     const QTemporaryDir folder;
     QVERIFY(!wall().load(folder.path(), &error));
     QVERIFY2(error.startsWith(folder.path()), qPrintable(error));

@@ -119,6 +119,9 @@ WallDescription sampleWall()
     device.magicGray = true;
     device.multilayerBytesPerPixel = 20;
     device.checkerboardSupported = false;
+    device.leds = ledPreset(QStringLiteral("worn"));
+    device.leds.seed = 2;
+    device.coefficientUnit = 16384;
     device.personality = QStringLiteral("slow");
     device.timing = {1, 2, 1LL << 40, true};
     Fault late;
@@ -243,6 +246,28 @@ void TestWallFile::everyFieldCountsAndRoundTrips_data()
     device("magic gray", [](Device &d) { d.magicGray = false; });
     device("bytes of a pixel", [](Device &d) { d.multilayerBytesPerPixel = 16; });
     device("checkerboard", [](Device &d) { d.checkerboardSupported = true; });
+    device("LEDs", [](Device &d) { d.leds = Leds(); });
+    for (const QString &name : ledPresetNames())
+        device("a preset of LEDs", [=](Device &d) { d.leds = ledPreset(name); });
+    const auto leds = [&](const char *name, double Leds::*member) {
+        device(name, [=](Device &d) { d.leds.*member = 1.0 / 3; });
+    };
+    leds("pixel luminance", &Leds::pixelLuminance);
+    leds("pixel wavelength", &Leds::pixelWavelength);
+    leds("module luminance", &Leds::moduleLuminance);
+    leds("module wavelength", &Leds::moduleWavelength);
+    leds("module seam", &Leds::moduleSeam);
+    leds("cabinet seam", &Leds::cabinetSeam);
+    leds("dead pixels", &Leds::deadPixels);
+    leds("stuck pixels", &Leds::stuckPixels);
+    leds("low gray", &Leds::lowGrayBelow);
+    device("LED seed", [](Device &d) { d.leds.seed = 1ULL << 53; });
+    device("red LEDs", [](Device &d) { d.leds.red = {0.7, 0.3, 1e5}; });
+    device("green LEDs", [](Device &d) { d.leds.green.x = 0.25; });
+    device("blue LEDs", [](Device &d) { d.leds.blue.luminance = 0.0; });
+    device("oldest cabinet, a value of the default", [](Device &d) { d.leds.oldest.green = 1.0; });
+    device("oldest cabinet, as by default", [](Device &d) { d.leds.oldest = Ageing(); });
+    device("unit of coefficients", [](Device &d) { d.coefficientUnit = 65535; });
     device("personality", [](Device &d) { d.personality.clear(); });
     device("latency", [](Device &d) { d.timing.latency = 0; });
     device("jitter", [](Device &d) { d.timing.jitter = 0; });
@@ -393,6 +418,20 @@ void TestWallFile::problemsAreNamed_data()
         "devices[0].timing.latency: expected an integer of at most 1000000000, got 2147483648");
     row("a seed that readers do not keep", wallWith("'label': ''", "'cabinets': []", "'seed': 9007199254740993"),
         "seed: expected an integer of at most 9007199254740992, got 9007199254740993");
+    row("an unknown preset of LEDs", wallWith("'leds': 'bright'"),
+        "devices[0].leds: expected a preset of LEDs (even, fresh, mixed, worn), got 'bright'");
+    row("an unknown preset in an object", wallWith("'leds': {'preset': 'bright'}"),
+        "devices[0].leds.preset: expected a preset of LEDs (even, fresh, mixed, worn), got 'bright'");
+    row("LEDs of another type", wallWith("'leds': 3"), "devices[0].leds: expected an object or the name of a preset, got 3");
+    row("more than light", wallWith("'leds': {'red': {'x': 0.75, 'y': 0.5, 'luminance': 1}}"),
+        "devices[0].leds.red.y: expected at most 1 - x (0.25), got 0.5");
+    row("light of no height", wallWith("'leds': {'red': {'x': 0.5, 'y': 0, 'luminance': 1}}"),
+        "devices[0].leds.red.y: expected a number from 0.001 to 1, got 0");
+    row("a colour that does not age", wallWith("'leds': {'oldest': {'red': 1, 'green': 1}}"),
+        "devices[0].leds.oldest.blue: expected a number from 0 to 1, got nothing");
+    row("more defects than pixels", wallWith("'leds': {'deadPixels': 0.75, 'stuckPixels': 0.5}"),
+        "devices[0].leds.stuckPixels: expected at most 1 - deadPixels (0.25), got 0.5");
+    row("no unit", wallWith("'coefficientUnit': 0"), "devices[0].coefficientUnit: expected a positive integer, got 0");
     row("a share above one", wallWith("'label': ''", "'cabinets': []", "'chaos': 1.01"),
         "chaos: expected a number from 0 to 1, got 1.01");
     row("an odd number of digits", wallWith("'label': ''", "'cabinets': []", "'defaultPixels': {'lowGray': '008'}"),
@@ -870,6 +909,9 @@ void TestWallFile::theSchemaKnowsTheSameKeys_data()
     row("point", wallWith("'label': ''", "'position': {ODD}"));
     row("size", wallWithCabinets("{'id': '1', 'outputId': '1', 'position': {'x': 0, 'y': 0}, 'size': {ODD}}"));
     row("pixels", wallWith("'label': ''", "'cabinets': []", "'defaultPixels': {ODD}"));
+    row("leds", wallWith("'leds': {ODD}"));
+    row("primary", wallWith("'leds': {'green': {ODD}}"));
+    row("ageing", wallWith("'leds': {'oldest': {ODD}}"));
     row("timing", wallWith("'timing': {ODD}"));
     row("fault", wallWith("'faults': [{ODD}]"));
     row("event", wallWithEvents("{ODD}"));
@@ -878,7 +920,7 @@ void TestWallFile::theSchemaKnowsTheSameKeys_data()
     const QJsonObject definitions = schema()[QLatin1String("$defs")].toObject();
     for (const QJsonValue &each : definitions)
         objects += each.toObject()[QLatin1String("type")] == QLatin1String("object") ? 1 : 0;
-    QCOMPARE(objects, 17); // the rows
+    QCOMPARE(objects, 20); // the rows
 }
 
 // An object of one odd key is told all keys that there are, and those that it lacks.
@@ -921,6 +963,8 @@ void TestWallFile::theSchemaKnowsTheSameNames_data()
         QTest::newRow(name) << QString::fromLatin1(name) << QString::fromLatin1(key) << text;
     };
     row("device", "personality", wallWith("'personality': '?'"));
+    row("leds", "preset", wallWith("'leds': {'preset': '?'}"));
+    row("leds", "preset", wallWith("'leds': '?'"));
     row("fault", "type", wallWith("'faults': [{'type': '?'}]"));
     row("event", "type", wallWithEvents("{'at': 0, 'device': 'A', 'type': '?'}"));
     row("grid", "outputs",
