@@ -1,0 +1,7 @@
+if(NOT CORRECTION_BUILD_CALIBRATION)
+  return()
+endif()
+foreach(name IN ITEMS coefficients measurement plan report target)
+  correction_test(calibration/tst_calibration${name}.cpp)
+  target_link_libraries(tst_calibration${name} PRIVATE Correction::Calibration)
+endforeach()
