@@ -3,96 +3,151 @@
 #include "Matrix.h"
 
 #include <algorithm>
+#include <limits>
 
+// Highway compiles this file once for every instruction set, each time into another HWY_NAMESPACE, and picks the best one at
+// run time.
+#define HWY_WANT_AVX3_DL // the newest of them, which is left out unless asked for
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "calibration/Solve.cpp"
+#include <hwy/foreach_target.h> // before highway.h
+
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
 namespace Calibration {
-namespace {
+namespace HWY_NAMESPACE {
 
-/// Pixels that are calculated together, value by value, so that the compiler makes vectors of them.
-constexpr int lanes = 64;
+namespace hn = hwy::HWY_NAMESPACE;
 
-struct Block {
-    float light[lightLength][lanes];
-    float values[lightLength][lanes];
-    int live[lanes];
-    int clipped[lanes];
+constexpr hn::ScalableTag<float> d{};
+constexpr hn::Rebind<int32_t, decltype(d)> i32{};
+constexpr hn::Rebind<uint16_t, decltype(d)> u16{};
+constexpr hn::Rebind<uint8_t, decltype(d)> u8{};
+using V = hn::Vec<decltype(d)>;
+constexpr size_t mostLanes = hn::MaxLanes(d);
+
+/// A colour of each pixel.
+struct Colour {
+    V x;
+    V y;
+    V z;
 };
 
-void transposeIn(const float *light, int pixels, Block &block)
+HWY_INLINE Colour cross(const Colour &a, const Colour &b)
 {
-    for (int p = 0; p < pixels; ++p) {
-        for (int i = 0; i < lightLength; ++i)
-            block.light[i][p] = light[p * lightLength + i];
-    }
+    return {hn::MulSub(a.y, b.z, hn::Mul(a.z, b.y)), hn::MulSub(a.z, b.x, hn::Mul(a.x, b.z)),
+            hn::MulSub(a.x, b.y, hn::Mul(a.y, b.x))};
 }
 
-/// Cramer's rule: row i of the inverse is the cross product of the two other colours, divided by the determinant.
-void solveBlock(Block &block, const float *target, float unit)
+HWY_INLINE V dot(const Colour &a, const Colour &b)
 {
-    for (int p = 0; p < lanes; ++p) {
-        const float rx = block.light[0][p], ry = block.light[1][p], rz = block.light[2][p];
-        const float gx = block.light[3][p], gy = block.light[4][p], gz = block.light[5][p];
-        const float bx = block.light[6][p], by = block.light[7][p], bz = block.light[8][p];
-        const float r0 = gy * bz - gz * by, r1 = gz * bx - gx * bz, r2 = gx * by - gy * bx;
-        const float g0 = by * rz - bz * ry, g1 = bz * rx - bx * rz, g2 = bx * ry - by * rx;
-        const float b0 = ry * gz - rz * gy, b1 = rz * gx - rx * gz, b2 = rx * gy - ry * gx;
-        const float determinant = rx * r0 + ry * r1 + rz * r2;
-        const float scale = (std::abs(rx) + std::abs(ry) + std::abs(rz)) * (std::abs(gx) + std::abs(gy) + std::abs(gz))
-                            * (std::abs(bx) + std::abs(by) + std::abs(bz));
-        // False for NaN and infinities, too.
-        const int live = block.live[p] & int(std::abs(determinant) > float(Colours::leastIndependence) * scale)
-                         & int(scale < std::numeric_limits<float>::max());
-        const float factor = 1 / (live ? determinant : 1.0F);
-        block.live[p] = live;
-        int clipped = 0;
-        const auto put = [&](int index, float a0, float a1, float a2, int column) {
-            const float *const t = target + 3 * column;
-            const float exact = (a0 * t[0] + a1 * t[1] + a2 * t[2]) * factor;
-            clipped |= int(exact < -0.5F) | int(exact >= 65535.5F);
-            const float value = std::min(std::max(exact, 0.0F), 65535.0F) + 0.5F;
-            block.values[index][p] = live ? value : (index % 4 == 0 ? unit : 0.0F);
+    return hn::MulAdd(a.x, b.x, hn::MulAdd(a.y, b.y, hn::Mul(a.z, b.z)));
+}
+
+HWY_INLINE V sizeOf(const Colour &colour)
+{
+    return hn::Add(hn::Abs(colour.x), hn::Add(hn::Abs(colour.y), hn::Abs(colour.z)));
+}
+
+/// As many pixels as a vector has lanes.
+HWY_INLINE void solveLanes(const float *light, const uint8_t *states, const float *target, float unit, uint16_t *values,
+                           Summary &summary)
+{
+    const size_t lanes = hn::Lanes(d);
+
+    // Nine values of each pixel to nine vectors: X, Y and Z apart first, then red, green and blue.
+    HWY_ALIGN float apart[lightLength * mostLanes];
+    for (size_t i = 0; i < 3; ++i) {
+        V x, y, z;
+        hn::LoadInterleaved3(d, light + 3 * i * lanes, x, y, z);
+        hn::Store(x, d, apart + i * lanes);
+        hn::Store(y, d, apart + (3 + i) * lanes);
+        hn::Store(z, d, apart + (6 + i) * lanes);
+    }
+    Colour red, green, blue;
+    hn::LoadInterleaved3(d, apart, red.x, green.x, blue.x);
+    hn::LoadInterleaved3(d, apart + 3 * lanes, red.y, green.y, blue.y);
+    hn::LoadInterleaved3(d, apart + 6 * lanes, red.z, green.z, blue.z);
+
+    // Cramer's rule: a row of the inverse is the cross product of the two other colours, divided by the determinant. The
+    // comparisons are false for NaN.
+    const Colour rows[3] = {cross(green, blue), cross(blue, red), cross(red, green)};
+    const V determinant = dot(red, rows[0]);
+    const V scale = hn::Mul(sizeOf(red), hn::Mul(sizeOf(green), sizeOf(blue)));
+    const auto isLive = hn::RebindMask(d, hn::Eq(hn::PromoteTo(i32, hn::LoadU(u8, states)), hn::Zero(i32)));
+    const auto isIndependent = hn::Gt(hn::Abs(determinant), hn::Mul(hn::Set(d, float(Colours::leastIndependence)), scale));
+    const auto isFinite = hn::Lt(scale, hn::Set(d, std::numeric_limits<float>::max()));
+    const auto isCorrected = hn::And(isLive, hn::And(isIndependent, isFinite));
+    const V factor = hn::Div(hn::Set(d, 1), hn::IfThenElse(isCorrected, determinant, hn::Set(d, 1)));
+
+    const V half = hn::Set(d, 0.5F);
+    const V greatest = hn::Set(d, 65535);
+    auto isClipped = hn::Lt(half, hn::Zero(d));
+    HWY_ALIGN uint16_t columns[lightLength * mostLanes];
+    for (size_t column = 0; column < 3; ++column) {
+        const Colour wanted{hn::Set(d, target[3 * column]), hn::Set(d, target[3 * column + 1]),
+                            hn::Set(d, target[3 * column + 2])};
+        const auto valuesOf = [&](size_t row) HWY_ATTR {
+            const V exact = hn::Add(hn::Mul(dot(rows[row], wanted), factor), half);
+            isClipped = hn::Or(isClipped, hn::Or(hn::Lt(exact, hn::Zero(d)), hn::Ge(exact, hn::Set(d, 65536))));
+            const V clipped = hn::Min(hn::Max(exact, hn::Zero(d)), greatest);
+            const V value = hn::IfThenElse(isCorrected, clipped, hn::Set(d, row == column ? unit : 0));
+            return hn::DemoteTo(u16, hn::ConvertTo(i32, value));
         };
-        put(0, r0, r1, r2, 0);
-        put(1, r0, r1, r2, 1);
-        put(2, r0, r1, r2, 2);
-        put(3, g0, g1, g2, 0);
-        put(4, g0, g1, g2, 1);
-        put(5, g0, g1, g2, 2);
-        put(6, b0, b1, b2, 0);
-        put(7, b0, b1, b2, 1);
-        put(8, b0, b1, b2, 2);
-        block.clipped[p] = clipped & live;
+        hn::StoreInterleaved3(valuesOf(0), valuesOf(1), valuesOf(2), u16, columns + 3 * column * lanes);
     }
+    // Values of one column, pixel by pixel, to those of all columns.
+    for (size_t i = 0; i < 3; ++i) {
+        hn::StoreInterleaved3(hn::Load(u16, columns + i * lanes), hn::Load(u16, columns + (3 + i) * lanes),
+                              hn::Load(u16, columns + (6 + i) * lanes), u16, values + 3 * i * lanes);
+    }
+    summary.corrected += int(hn::CountTrue(d, isCorrected));
+    summary.clipped += int(hn::CountTrue(d, hn::And(isCorrected, isClipped)));
 }
 
-void transposeOut(const Block &block, int pixels, unsigned short *values)
+void solveAll(const float *light, const uint8_t *states, int pixels, const float *target, float unit, uint16_t *values,
+              Summary &summary)
 {
-    for (int p = 0; p < pixels; ++p) {
-        for (int i = 0; i < lightLength; ++i)
-            values[p * lightLength + i] = static_cast<unsigned short>(static_cast<int>(block.values[i][p]));
-    }
+    const auto lanes = int(hn::Lanes(d));
+    int done = 0;
+    for (; done + lanes <= pixels; done += lanes)
+        solveLanes(light + qint64(done) * lightLength, states + done, target, unit, values + qint64(done) * lightLength,
+                   summary);
+    const int rest = pixels - done;
+    if (rest == 0)
+        return;
+    HWY_ALIGN float lastLight[lightLength * mostLanes] = {};
+    HWY_ALIGN uint8_t lastStates[mostLanes] = {};
+    HWY_ALIGN uint16_t lastValues[lightLength * mostLanes];
+    std::copy_n(light + qint64(done) * lightLength, rest * lightLength,
+                lastLight); // the other lanes are black: not corrected
+    std::copy_n(states + done, rest, lastStates);
+    solveLanes(lastLight, lastStates, target, unit, lastValues, summary);
+    std::copy_n(lastValues, rest * lightLength, values + qint64(done) * lightLength);
 }
 
-} // namespace
+} // namespace HWY_NAMESPACE
+} // namespace Calibration
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace Calibration {
+
+HWY_EXPORT(solveAll);
 
 void solve(const float *light, const PixelState *states, int pixels, const double *target, int unit, unsigned short *values,
            Summary &summary)
 {
+    static_assert(sizeof(PixelState) == 1 && PixelState::Live == PixelState(0), "states are compared as bytes");
     float scaled[lightLength];
-    std::copy_n(target, lightLength, scaled);
-    Block block{};
-    for (int first = 0; first < pixels; first += lanes) {
-        const int count = std::min(lanes, pixels - first);
-        transposeIn(light + qint64(first) * lightLength, count, block);
-        for (int p = 0; p < lanes; ++p)
-            block.live[p] = p < count && states[first + p] == PixelState::Live ? 1 : 0;
-        solveBlock(block, scaled, float(unit));
-        transposeOut(block, count, values + qint64(first) * lightLength);
-        for (int p = 0; p < count; ++p) {
-            summary.corrected += block.live[p];
-            summary.clipped += block.clipped[p];
-        }
-    }
-    summary.leftAlone += pixels - summary.corrected;
+    std::transform(target, target + lightLength, scaled, [](double value) { return float(value); });
+    HWY_DYNAMIC_DISPATCH(solveAll)
+    (light, reinterpret_cast<const uint8_t *>(states), pixels, scaled, float(unit), values, summary);
+    summary.leftAlone = pixels - summary.corrected;
 }
 
 } // namespace Calibration
+
+#endif // HWY_ONCE

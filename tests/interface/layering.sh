@@ -107,12 +107,12 @@ may_include adapter "$core|<unistd\.h>|<service/[A-Za-z]+\.h>|<adapter/((journal
 # Tools link it without the adapter.
 may_include adapter/json "$core|<unistd\.h>"
 # From below to above: model, cabinet, screen. None of them includes the simulator or a tool. Vector instructions
-# (Highway) stay in the model.
+# (Highway) stay in the model, and in the calibration.
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""
 may_include cabinet "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet)/[A-Za-z0-9]+\.h\""
 may_include screen "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet|screen)/[A-Za-z0-9]+\.h\""
 # Of the library it takes what hosts take. Hosts need not have LittleCMS.
-may_include calibration "$core|$gui|<lcms2\.h>|<Correction/[A-Za-z0-9]+\.h>|<calibration/[A-Za-z]+\.h>"
+may_include calibration "$core|$gui|<lcms2\.h>|<hwy/[a-z_]+\.h>|<Correction/[A-Za-z0-9]+\.h>|<calibration/[A-Za-z]+\.h>"
 while IFS=: read -r file number _; do
     finding "$file:$number: only sources may include <lcms2.h>"
 done < <(grep -nE '^[[:space:]]*#[[:space:]]*include[[:space:]]*<lcms2' calibration/*.h /dev/null || true)
