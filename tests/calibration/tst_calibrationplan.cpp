@@ -224,10 +224,10 @@ private Q_SLOTS:
         const QPolygonF straight({QPointF(15, 15), QPointF(135, 15), QPointF(135, 95), QPointF(15, 95)});
         const QPolygonF tilted({QPointF(18, 14), QPointF(133, 18), QPointF(136, 92), QPointF(13, 97)});
         const QPolygonF whole({QPointF(0, 0), QPointF(120, 0), QPointF(120, 80), QPointF(0, 80)});
-        QTest::newRow("3 x 3 phases") << straight << 2 << false << 0.0015 << 0.003;
-        QTest::newRow("tilted") << tilted << 2 << false << 0.0015 << 0.003;
-        QTest::newRow("2 x 2 phases") << straight << 1 << false << 0.02 << 0.06;
-        QTest::newRow("a photo that ends with the screen") << whole << 2 << true << 0.0015 << 0.003;
+        QTest::newRow("3 x 3 phases") << straight << 2 << false << 0.001 << 0.002;
+        QTest::newRow("tilted") << tilted << 2 << false << 0.001 << 0.002;
+        QTest::newRow("2 x 2 phases") << straight << 1 << false << 0.012 << 0.04;
+        QTest::newRow("a photo that ends with the screen") << whole << 2 << true << 0.001 << 0.002;
     }
     void takesPhotosApart()
     {
