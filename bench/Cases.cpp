@@ -725,7 +725,7 @@ QVector<Case> allCases()
               valueBytes(size4K) + textBytes(size4K), QStringLiteral("the grid and the texts"));
     addMemory(QStringLiteral("memory of a 4K read"), peakOfRead(wall4K), Prepare(),
               valueBytes(size4K) + 2 * valueBytes(cabinetSize), QStringLiteral("the grid, a cabinet's grid and its block"));
-    return cases;
+    return cases + calibrationCases();
 }
 
 QVector<Case> countedCases()

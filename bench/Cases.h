@@ -42,6 +42,9 @@ struct Case {
 /// All cases, in the order of the report.
 QVector<Case> allCases();
 
+/// Those of the calibration library, a part of all.
+QVector<Case> calibrationCases();
+
 /// Small ones of each path, for counting instructions: only `library` and a name without blanks are set.
 QVector<Case> countedCases();
 

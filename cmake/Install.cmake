@@ -1,4 +1,4 @@
-# Installation: `cmake --install DIR [--component library|simulator|development|tools|documentation]`.
+# Installation: `cmake --install DIR [--component library|simulator|calibration|development|tools|documentation]`.
 set(correction_config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Correction")
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
@@ -16,6 +16,9 @@ correction_install_library(library development CorrectionTargets correction corr
 if(CORRECTION_BUILD_SIMULATOR)
   # All in one component: CMake's targets may be there only together with their libraries.
   correction_install_library(simulator simulator CorrectionSimulatorTargets correction-adapter correction-simulator)
+endif()
+if(CORRECTION_BUILD_CALIBRATION)
+  correction_install_library(calibration calibration CorrectionCalibrationTargets correction-calibration)
 endif()
 
 # For CMake.
@@ -48,6 +51,9 @@ endfunction()
 correction_install_modules(development correction correction-service)
 if(CORRECTION_BUILD_SIMULATOR)
   correction_install_modules(simulator correction-adapter correction-simulator)
+endif()
+if(CORRECTION_BUILD_CALIBRATION)
+  correction_install_modules(calibration correction-calibration)
 endif()
 correction_path_from("${CMAKE_INSTALL_DATADIR}/correction" correction_prefix)
 configure_file(cmake/correction.pri.in "${PROJECT_BINARY_DIR}/correction.pri" @ONLY)

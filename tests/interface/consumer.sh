@@ -25,7 +25,8 @@ rm -rf "$work"
 traces=$(grep -rIlF -e "$source" -e "$build" "$prefix" || true)
 [[ -z $traces ]] || fail "installed files point into the source or build folder:" "$traces"
 for file in include/Correction/Correction.h include/Correction-service/service/Correctionop.h \
-    include/Correction-service/adapter/DeviceBackend.h include/Correction-service/simulator/VirtualWall.h; do
+    include/Correction-service/adapter/DeviceBackend.h include/Correction-service/simulator/VirtualWall.h \
+    include/Correction-calibration/calibration/Coefficients.h; do
     [[ -f $prefix/$file ]] || fail "not installed: $file"
 done
 documents=share/doc/correction
@@ -41,7 +42,7 @@ foreign=$(grep -rlF hwy "$prefix"/lib*/ --include='*.cmake' --include='*.pc' || 
 [[ -z $foreign ]] || fail "hosts are told to look for Highway, which they need not have:" "$foreign"
 
 # The components are the installation, in parts.
-for component in library simulator development tools documentation; do
+for component in library simulator calibration development tools documentation; do
     "$cmake" --install "$build" --prefix "$work/parts/$component" --component "$component" > "$work.log" 2>&1 \
         || { cat "$work.log" >&2; fail "cannot install the component $component"; }
 done

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Compares what the libraries export and need with what they promise.
 #
-# usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER SIMULATOR
+# usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER SIMULATOR [CALIBRATION]
 set -euo pipefail
 export LC_ALL=C
 
@@ -15,8 +15,8 @@ differ() { # differ WORDS NAMES: a line of words, then the names
     failures=$((failures + 1))
 }
 
-[[ $# -eq 6 ]] || fail "usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER SIMULATOR"
-nm=$1 readelf=$2 library=$3 soname=$4 adapter=$5 simulator=$6
+[[ $# -eq 6 || $# -eq 7 ]] || fail "usage: exported_symbols.sh NM READELF LIBRARY SONAME ADAPTER SIMULATOR [CALIBRATION]"
+nm=$1 readelf=$2 library=$3 soname=$4 adapter=$5 simulator=$6 calibration=${7:-}
 command -v "$nm" > /dev/null || fail "no program '$nm'"
 command -v "$readelf" > /dev/null || fail "no program '$readelf'"
 [[ -f $library ]] || fail "no library '$library'"
@@ -148,9 +148,10 @@ service_names=()
 for class in $services; do service_names+=("$(mangled "$class")"); done
 exports_only "$adapter" 7Adapter "${service_names[@]}"
 exports_only "$simulator" 9Simulator
+[[ -z $calibration ]] || exports_only "$calibration" 11Calibration
 
-# One version number for the names of all three.
-for file in "$adapter" "$simulator"; do
+# One version number for the names of all of them.
+for file in "$adapter" "$simulator" ${calibration:+"$calibration"}; do
     name=$("$readelf" -d --wide "$file" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
     [[ $name == *.so."${soname##*.}" ]] || differ "'$name' has not the number of '$soname'"
 done

@@ -19,8 +19,8 @@ printf -v flags '%q ' "$@"
 export flags
 command -v "$compiler" > /dev/null || fail "no compiler '$compiler' on this machine"
 
-# A line for each header: the include path that it gets besides Qt and QtPromise, and its name. The exported headers see
-# nothing of the sources; the service's and the simulator's see nothing of the exported headers.
+# A line for each header: the include path that it gets besides Qt and QtPromise (folders with ":" between them), and its name.
+# The exported headers see nothing of the sources; the service's and the simulator's see nothing of the exported headers.
 headers=()
 for header in include/Correction/*.h; do
     headers+=("include ${header#include/}")
@@ -36,16 +36,22 @@ for header in simulator/*.h; do
     headers+=(". $header")
 done
 [[ ${#headers[@]} -ge $((before + 5)) ]] || fail "headers missing in $PWD/simulator"
+before=${#headers[@]}
+for header in calibration/*.h; do
+    headers+=("include:. $header")
+done
+[[ ${#headers[@]} -ge $((before + 5)) ]] || fail "headers missing in $PWD/calibration"
 headers+=("include QtPromise")
 
 compile() {
     read -r path header <<< "$1"
+    IFS=: read -ra paths <<< "$path"
     eval "set -- $flags"
     # As an included file, not as the main one: "#pragma once" in a main file is a warning.
     if ! words=$(printf '#include <%s>\n' "$header" | "$compiler" -x c++ -std="c++$standard" -fPIC -fsyntax-only \
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror \
         -DQT_NO_KEYWORDS -DQT_NO_CAST_FROM_ASCII -DQT_NO_CAST_TO_ASCII -DQT_STRICT_ITERATORS \
-        -I "$path" "$@" - 2>&1); then
+        "${paths[@]/#/-I}" "$@" - 2>&1); then
         printf '<%s> does not compile by itself as C++%s with %s:\n%s\n\n' "$header" "$standard" "$compiler" "$words"
         return 1
     fi

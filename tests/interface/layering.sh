@@ -108,10 +108,15 @@ may_include adapter "$core|<unistd\.h>|<service/[A-Za-z]+\.h>|<adapter/((journal
 # Tools link it without the adapter.
 may_include adapter/json "$core|<unistd\.h>"
 # From below to above: model, cabinet, screen. None of them includes the simulator or a tool. Vector instructions
-# (Highway) stay in the model.
+# (Highway) stay in the model, and in the calibration.
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""
 may_include cabinet "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet)/[A-Za-z0-9]+\.h\""
 may_include screen "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet|screen)/[A-Za-z0-9]+\.h\""
+# Of the library it takes what hosts take. Hosts need not have LittleCMS.
+may_include calibration "$core|$gui|<lcms2\.h>|<hwy/[a-z_]+\.h>|<Correction/[A-Za-z0-9]+\.h>|<calibration/[A-Za-z]+\.h>"
+while IFS=: read -r file number _; do
+    finding "$file:$number: only sources may include <lcms2.h>"
+done < <(grep -nE '^[[:space:]]*#[[:space:]]*include[[:space:]]*<lcms2' calibration/*.h /dev/null || true)
 # It checks any service: of the library it takes enumerations alone, and the virtual wall is one file's choice.
 may_include tools/service-check "$core|$gui|<CLI/CLI\.hpp>|<(adapter|service)/[A-Za-z]+\.(h|def)>|<Correction/Enumerations\.h>|<simulator/VirtualWall\.h>"
 
@@ -123,7 +128,7 @@ done < <(grep -rnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*<QtPromise>' in
 # Suppressions: the check in parentheses for NOLINT, and behind it at least three words.
 reason='([^A-Za-z]*[A-Za-z]+){3}'
 checked=0
-for folder in include model cabinet screen service adapter qtpromise simulator tools tests fuzz bench examples; do
+for folder in include model cabinet screen calibration service adapter qtpromise simulator tools tests fuzz bench examples; do
     [[ -d $folder ]] || continue
     while IFS= read -r file; do
         checked=$((checked + 1))

@@ -9,7 +9,7 @@ export LC_ALL=C
 check=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/layering.sh
 copy=$(mktemp -d)
 trap 'rm -rf "$copy"' EXIT
-for folder in include model cabinet screen service adapter qtpromise simulator tests tools; do
+for folder in include model cabinet screen calibration service adapter qtpromise simulator tests tools; do
     cp -R -L "$1/$folder" "$copy/"
 done
 cp -L "$1/CMakeLists.txt" "$copy/"
@@ -36,6 +36,8 @@ plant cabinet/DeviceCall.cpp '#include <hwy/highway.h>' 'cabinet/ must not inclu
 plant cabinet/CabinetsV4.cpp '#include "../tools/x.h"' 'cabinet/ must not include "../tools/x.h"'
 plant screen/Drawing.cpp '#include <simulator/VirtualWall.h>' 'screen/ must not include <simulator/VirtualWall.h>'
 plant screen/ScreenV4.cpp '#include "VirtualWall.h"' '"VirtualWall.h" is no neighbour'
+plant calibration/Plan.cpp '#include <simulator/VirtualWall.h>' 'calibration/ must not include <simulator/VirtualWall.h>'
+plant calibration/Report.h '#include <lcms2.h>' 'only sources may include <lcms2.h>'
 plant simulator/wall/Wall.cpp '#include <service/HWInfo.h>' 'simulator/wall/ must not include <service/HWInfo.h>'
 plant simulator/device/Acts.cpp '#include "wall/Wall.h"' 'simulator/device/ must not include "wall/Wall.h"'
 plant simulator/faults/Rules.cpp '#include "device/Acts.h"' 'simulator/faults/ must not include "device/Acts.h"'

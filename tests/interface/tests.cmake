@@ -5,7 +5,9 @@ cmake_host_system_information(RESULT interface_cores QUERY NUMBER_OF_LOGICAL_COR
 
 add_test(NAME exported_symbols
   COMMAND "${interface_dir}/exported_symbols.sh" "${CMAKE_NM}" "${CMAKE_READELF}" "$<TARGET_FILE:correction>"
-    "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-adapter>" "$<TARGET_FILE:correction-simulator>")
+    "libcorrection.so.${CORRECTION_SOVERSION}" "$<TARGET_FILE:correction-adapter>" "$<TARGET_FILE:correction-simulator>"
+    $<$<BOOL:${CORRECTION_BUILD_CALIBRATION}>:$<TARGET_FILE:correction-calibration>>
+  COMMAND_EXPAND_LISTS)
 
 add_test(NAME layering COMMAND "${interface_dir}/layering.sh" "${PROJECT_SOURCE_DIR}")
 add_test(NAME layering_finds_faults COMMAND "${interface_dir}/layering_finds_faults.sh" "${PROJECT_SOURCE_DIR}")
