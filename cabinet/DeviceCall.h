@@ -54,15 +54,13 @@ void logMissingService();
 void logServiceException();
 } // namespace detail
 
-/// Runs `call` on the service. Returns false when `call` returns false, when the host has no such service, and when `call`
-/// throws anything but std::bad_alloc: no other exception leaves the library.
-template <class Service, class Call>
-bool callService(Call call)
+/// Returns what `call` returns, or false, with one critical line, when it throws anything but std::bad_alloc: no other
+/// exception leaves the library.
+template <class Call>
+bool callGuarded(Call call)
 {
     try {
-        if (Service *const service = Service::getInstance())
-            return call(*service);
-        detail::logMissingService();
+        return call();
     } catch (const std::bad_alloc &) {
         throw;
     } catch (const abi::__forced_unwind &) {
@@ -71,6 +69,18 @@ bool callService(Call call)
         detail::logServiceException();
     }
     return false;
+}
+
+/// Runs `call` on the service. Returns false when `call` returns false or throws, and when the host has no such service.
+template <class Service, class Call>
+bool callService(Call call)
+{
+    return callGuarded([&] {
+        if (Service *const service = Service::getInstance())
+            return bool(call(*service));
+        detail::logMissingService();
+        return false;
+    });
 }
 
 namespace detail {

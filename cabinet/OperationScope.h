@@ -1,9 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <utility>
-#include <vector>
-
 namespace Correction {
 
 /// An operation of this thread on screens, sub-screens, cabinets or groups, for as long as it is on the stack. A device
@@ -23,29 +19,16 @@ private:
     static int &depth();
 };
 
-/// Owns the objects that this thread removed inside an operation, until it removes one outside of any operation.
-template <class Pointer>
+/// Takes over the objects that this thread removes. Outside of every operation they are released at once; inside one they are
+/// kept until the next removal or refresh outside of every operation, or until the thread ends.
 class RemovedObjects
 {
 public:
-    /// Call before `add`, with the number of objects to add.
-    void expect(int count)
-    {
-        if (OperationScope::isInside()) {
-            m_kept.reserve(m_kept.size() + std::size_t(count));
-        } else {
-            std::vector<Pointer> released;
-            released.swap(m_kept);
-        }
-    }
-    void add(Pointer object) noexcept
-    {
-        if (OperationScope::isInside())
-            m_kept.push_back(std::move(object));
-    }
+    using Release = void (*)(void *);
 
-private:
-    std::vector<Pointer> m_kept;
+    /// Call before `add`, with the number of objects to come. Outside of every operation it releases what is kept.
+    static void expect(int count);
+    static void add(void *object, Release release) noexcept;
 };
 
 } // namespace Correction

@@ -5,20 +5,16 @@
 #include "cabinet/OperationScope.h"
 #include "model/Logging.h"
 
-#include <memory>
 #include <new>
 
 namespace Correction {
 namespace {
 
 /// Cabinets have no virtual destructor, and their descriptions outlive them (see the header): only the storage is freed.
-struct StorageDeleter {
-    void operator()(ICabinet *cabinet) const noexcept { ::operator delete(dynamic_cast<void *>(cabinet)); }
-};
-
-using RegisteredCabinet = std::unique_ptr<ICabinet, StorageDeleter>;
-
-thread_local RemovedObjects<RegisteredCabinet> removed;
+void releaseStorage(void *cabinet)
+{
+    ::operator delete(dynamic_cast<void *>(static_cast<ICabinet *>(cabinet)));
+}
 
 } // namespace
 
@@ -51,17 +47,17 @@ bool CabinetManager::removeCabinet(const QString &id)
     const auto entry = m_cabinets.find(id);
     if (entry == m_cabinets.end())
         return false;
-    removed.expect(1);
-    removed.add(RegisteredCabinet(entry.value()));
+    RemovedObjects::expect(1);
+    RemovedObjects::add(entry.value(), releaseStorage);
     m_cabinets.erase(entry);
     return true;
 }
 
 void CabinetManager::removeCabinets()
 {
-    removed.expect(m_cabinets.size());
+    RemovedObjects::expect(m_cabinets.size());
     for (ICabinet *const cabinet : qAsConst(m_cabinets))
-        removed.add(RegisteredCabinet(cabinet));
+        RemovedObjects::add(cabinet, releaseStorage);
     m_cabinets.clear();
 }
 

@@ -17,6 +17,7 @@
 
 #include <QtCore/QStringBuilder>
 
+#include <array>
 #include <memory>
 #include <new>
 #include <vector>
@@ -43,19 +44,23 @@ std::vector<std::unique_ptr<CabinetInfo>> &refreshRecords()
 class ManagerScope
 {
 public:
-    ManagerScope() { ++depth; }
-    ~ManagerScope() { --depth; }
+    enum Call { Init, Refresh };
+
+    explicit ManagerScope(Call call) : m_call(call) { ++depths[m_call]; }
+    ~ManagerScope() { --depths[m_call]; }
     ManagerScope(const ManagerScope &) = delete;
     ManagerScope &operator=(const ManagerScope &) = delete;
 
-    static bool isInside() { return depth > 0; }
-    static bool isOutermost() { return depth == 1; }
+    static bool isInside() { return depths[Init] + depths[Refresh] > 0; }
+    static bool isOutermostRefresh() { return depths[Refresh] == 1; }
 
 private:
-    static thread_local int depth;
+    static thread_local std::array<int, 2> depths;
+
+    Call m_call;
 };
 
-thread_local int ManagerScope::depth = 0;
+thread_local std::array<int, 2> ManagerScope::depths{};
 
 /// Releases a cabinet that could not be registered. Like the registry it does not delete the cabinet's record.
 struct StorageDeleter {
@@ -219,7 +224,7 @@ void ScreenManager::releaseInstance()
 
 void ScreenManager::init()
 {
-    const ManagerScope scope;
+    const ManagerScope scope(ManagerScope::Init);
     callService<HttpProxy>([this](HttpProxy &proxy) {
         // A separate call: when it throws, the notifications are still relayed.
         callService<HttpProxy>([](HttpProxy &service) {
@@ -237,7 +242,7 @@ void ScreenManager::init()
 // Not through callDevice(): its check for deep nesting would slow every refresh down on the largest replies.
 EnumErrorCode ScreenManager::refreshScreen()
 {
-    const ManagerScope scope;
+    const ManagerScope scope(ManagerScope::Refresh);
     qCDebug(lcCorrection) << "start getDeviceList";
     QList<HttpDeviceInfo> devices;
     callService<HttpProxy>([&devices](HttpProxy &proxy) {
@@ -253,7 +258,7 @@ EnumErrorCode ScreenManager::refreshScreen()
     removeAllScreen();
     qCDebug(lcCorrection) << "start CabinetManager removeAllScreen";
     CabinetManager::getInstance()->removeCabinets();
-    if (ManagerScope::isOutermost() && !OperationScope::isInside())
+    if (ManagerScope::isOutermostRefresh() && !OperationScope::isInside())
         refreshRecords().clear(); // no registered cabinet refers to them any more
 
     Refresh refresh;
@@ -366,11 +371,10 @@ EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceK
 
 void ScreenManager::removeAllScreen()
 {
-    static thread_local RemovedObjects<std::unique_ptr<IScreen>> removed;
-    removed.expect(m_screens.size());
+    RemovedObjects::expect(m_screens.size());
     while (!m_screens.isEmpty()) {
         const auto entry = m_screens.begin();
-        removed.add(std::unique_ptr<IScreen>(entry.value()));
+        RemovedObjects::add(entry.value(), [](void *screen) { delete static_cast<IScreen *>(screen); });
         m_screens.erase(entry);
     }
 }

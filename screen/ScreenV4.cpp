@@ -11,14 +11,15 @@
 
 #include <service/HWInfo.h>
 
-#include <memory>
-
 namespace Correction {
 namespace {
 
 using SubScreens = QMap<QString, ISubScreen *>;
 
-thread_local RemovedObjects<std::unique_ptr<ISubScreen>> removed;
+void release(void *subScreen)
+{
+    delete static_cast<ISubScreen *>(subScreen);
+}
 
 /// Saving, applying and filling share this message.
 constexpr const char *saveFailure = "Failed to save subscreen parameter. SubScreen key: %1 code: %2 save type: %3";
@@ -125,8 +126,8 @@ bool ScreenV4::removeSubScreen(const QString &key)
         logFailure("Cannot find SubScreen. SubScreen key: %1", key);
         return false;
     }
-    removed.expect(1);
-    removed.add(std::unique_ptr<ISubScreen>(entry.value()));
+    RemovedObjects::expect(1);
+    RemovedObjects::add(entry.value(), release);
     m_subScreens.erase(entry);
     return true;
 }
@@ -134,9 +135,9 @@ bool ScreenV4::removeSubScreen(const QString &key)
 void ScreenV4::removeSubScreens()
 {
     qCDebug(lcCorrection) << "removeSubScreens";
-    removed.expect(m_subScreens.size());
+    RemovedObjects::expect(m_subScreens.size());
     for (ISubScreen *const subScreen : qAsConst(m_subScreens))
-        removed.add(std::unique_ptr<ISubScreen>(subScreen));
+        RemovedObjects::add(subScreen, release);
     m_subScreens.clear();
 }
 

@@ -21,7 +21,7 @@
 
 #include <Correction/ScreenV4.h>
 
-#include "cabinet/OperationScope.h"
+#include "cabinet/DeviceCall.h"
 #include "model/Logging.h"
 #include "screen/EmptySubScreen.h"
 #include "screen/SubScreenWrite.h"
@@ -160,7 +160,7 @@ EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coeffic
                 return enTimeout;
             });
     };
-    tryGetSubScreenList(m_subScreens)
+    const auto all = tryGetSubScreenList(m_subScreens)
         .map(startOne)
         .each([write](EnumErrorCode code, int) { write->codes |= code; })
         .fail([write](const NullSubScreen &) {
@@ -174,8 +174,13 @@ EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coeffic
         .fail([write] {
             write->rejected = true;
             return QVector<EnumErrorCode>();
-        })
-        .wait();
+        });
+    // An event handler of the host that throws ends the wait, not the write.
+    while (!callGuarded([&] {
+        all.wait();
+        return true;
+    }))
+        write->codes |= enTimeout;
     if (write->exhausted)
         std::rethrow_exception(write->exhausted);
     if (write->rejected)

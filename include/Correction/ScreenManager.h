@@ -49,8 +49,9 @@ public:
     /// critical line "Cannot find SubScreen", which does not mean a failure.
     ///
     /// A device service may call the host back or run the event loop, and a screen write runs it. A refresh from inside such
-    /// a call is safe: an operation that is in progress on the same thread goes on with the objects that it began with, and
-    /// these are deleted by the first refresh or removal outside of every operation. Other pointers are invalid at once.
+    /// a call is safe: an operation in progress on the same thread goes on with its screen and sub-screens, and looks up
+    /// cabinets that it has not visited yet in the new registry. The removed objects are deleted by the first refresh or
+    /// removal outside of every operation, at the latest when the thread ends. Other pointers are invalid at once.
     EnumErrorCode refreshScreen();
     /// Screen id -> screen name.
     QMap<QString, QString> getNameMapping();

@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
 #include <optional>
@@ -123,6 +124,7 @@ class tst_ScreenLifetimes : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
+    void anyRemovalOutsideReleasesWhatWasRemovedInside();
     void cleanup();
     void cleanupTestCase();
 
@@ -485,6 +487,36 @@ void tst_ScreenLifetimes::aReleaseInsideAManagersCallIsRefused()
     QVERIFY(screen);
     ScreenManager::releaseInstance();
     VERIFY_NO_CRITICAL(*m_log);
+}
+
+/// A host's sub-screen that counts its end.
+class CountedSubScreen : public SubScreenV4
+{
+public:
+    explicit CountedSubScreen(int &ends) : SubScreenV4(QString()), m_ends(ends) {}
+    ~CountedSubScreen() override { ++m_ends; }
+    std::function<void()> onBrightness;
+    EnumErrorCode setBrightness(int) override
+    {
+        onBrightness();
+        return enSuccess;
+    }
+
+private:
+    int &m_ends;
+};
+
+void tst_ScreenLifetimes::anyRemovalOutsideReleasesWhatWasRemovedInside()
+{
+    int ends = 0;
+    ScreenV4 screen;
+    auto *const subScreen = new CountedSubScreen(ends);
+    subScreen->onBrightness = [&screen] { screen.removeSubScreens(); };
+    screen.addSubScreen(QStringLiteral("A"), subScreen);
+    QCOMPARE(screen.setBrightness(1), enSuccess);
+    QCOMPARE(ends, 0);
+    CabinetManager::getInstance()->removeCabinets();
+    QCOMPARE(ends, 1);
 }
 
 QTEST_GUILESS_MAIN(tst_ScreenLifetimes)

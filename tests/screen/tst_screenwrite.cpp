@@ -137,6 +137,7 @@ class tst_ScreenWrite : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
+    void aHandlerOfTheHostThatThrowsDoesNotEndTheWrite();
     void cleanup();
     void cleanupTestCase();
 
@@ -850,6 +851,27 @@ void tst_ScreenWrite::noOtherExceptionLeaves()
     QCOMPARE(m_log->takeCritical(), QStringList({QStringLiteral("the device service threw an exception"),
                                                  QStringLiteral("call uploadCoefficientAsync() timeout. device:D00")}));
     QCOMPARE(wall().state().chroma(keyOf(1), QStringLiteral("2")), valuesOf(1));
+}
+
+void tst_ScreenWrite::aHandlerOfTheHostThatThrowsDoesNotEndTheWrite()
+{
+    int settled = 0;
+    const auto later = [&settled](const QRect &, ICoefficient &) {
+        return Promise([&settled](const QtPromise::QPromiseResolve<EnumErrorCode> &resolve) {
+            QTimer::singleShot(20, [&settled, resolve] {
+                ++settled;
+                resolve(enSuccess);
+            });
+        });
+    };
+    ScreenV4 screen;
+    screen.addSubScreen(QStringLiteral("A"), new FakeSubScreen(later));
+    screen.addSubScreen(QStringLiteral("B"), new FakeSubScreen(later));
+    QTimer::singleShot(0, [] { throw std::runtime_error("a handler of the host"); });
+    Coefficient grid(1, 1);
+    QCOMPARE(screen.setCoefficients(QRect(0, 0, 1, 1), grid), enTimeout);
+    QCOMPARE(settled, 2);
+    QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("the device service threw an exception")});
 }
 
 QTEST_GUILESS_MAIN(tst_ScreenWrite)
