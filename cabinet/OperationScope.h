@@ -19,8 +19,8 @@ private:
     static int &depth();
 };
 
-/// Takes over the objects that this thread removes. Outside of every operation they are released at once; inside one they are
-/// kept until the next removal or refresh outside of every operation, or until the thread ends.
+/// Takes over the objects that this thread removes. Outside of every operation they are released at once; inside one they
+/// are kept until the next removal or refresh outside of every operation, or until the thread ends.
 class RemovedObjects
 {
 public:

@@ -161,20 +161,20 @@ EnumErrorCode ScreenV4::setCoefficients(const QRect &rect, ICoefficient &coeffic
             });
     };
     const auto all = tryGetSubScreenList(m_subScreens)
-        .map(startOne)
-        .each([write](EnumErrorCode code, int) { write->codes |= code; })
-        .fail([write](const NullSubScreen &) {
-            write->codes = enInvalidParameter;
-            return QVector<EnumErrorCode>();
-        })
-        .fail([write](const std::bad_alloc &) {
-            write->exhausted = std::current_exception();
-            return QVector<EnumErrorCode>();
-        })
-        .fail([write] {
-            write->rejected = true;
-            return QVector<EnumErrorCode>();
-        });
+                         .map(startOne)
+                         .each([write](EnumErrorCode code, int) { write->codes |= code; })
+                         .fail([write](const NullSubScreen &) {
+                             write->codes = enInvalidParameter;
+                             return QVector<EnumErrorCode>();
+                         })
+                         .fail([write](const std::bad_alloc &) {
+                             write->exhausted = std::current_exception();
+                             return QVector<EnumErrorCode>();
+                         })
+                         .fail([write] {
+                             write->rejected = true;
+                             return QVector<EnumErrorCode>();
+                         });
     // An event handler of the host that throws ends the wait, not the write.
     while (!callGuarded([&] {
         all.wait();

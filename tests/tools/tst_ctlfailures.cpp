@@ -116,8 +116,7 @@ void CtlFailuresTest::everyCodeIsReached_data()
         "sending the configuration %1%2%3: enFileError (4)");
     row("a place marker in a screen's name", 2, "--wall percent.json brightness 50%1%2 10001",
         "screen 50%1%2: brightness 10001 is outside 0 to 10000: enOutOfRange (2)");
-    row("a brightness out of range", 2, "--wall small.json brightness main 10001",
-        "brightness 10001 is outside 0 to 10000");
+    row("a brightness out of range", 2, "--wall small.json brightness main 10001", "brightness 10001 is outside 0 to 10000");
     row("a cabinet's brightness out of range", 2, "--wall small.json cabinet 1 brightness 10001",
         "brightness 10001 is outside 0 to 10000");
     row("an empty reply", 3, "--wall empty-reply.json cabinet 1 support", "enInvalidParameter (3)");
