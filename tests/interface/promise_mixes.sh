@@ -117,7 +117,7 @@ refuse run_host_unresolved 'undefined symbol: _ZN12Correctionop' timeout 60 "$wo
 # QTPROMISE_ROOT: an error where nothing is, else what is used, until it is cleared. The bundled header is no installed one.
 configure() { # configure ROOT
     "$cmake" -S "$source" -B "$work/build" -G "$generator" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" \
-        -DCORRECTION_BUILD_SIMULATOR=OFF -DQTPROMISE_ROOT="$1"
+        -DCORRECTION_BUILD_SIMULATOR=OFF -DCORRECTION_BUILD_CALIBRATION=OFF -DQTPROMISE_ROOT="$1"
 }
 refuse configure_nowhere "QTPROMISE_ROOT: no installed QtPromise in $work/nowhere" configure "$work/nowhere"
 refuse configure_bundled "QTPROMISE_ROOT: no installed QtPromise in $bundled" configure "$bundled"
