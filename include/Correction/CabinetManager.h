@@ -19,7 +19,8 @@ namespace Correction {
 /// never delete a cabinet that it made).
 ///
 /// Cabinets may be removed from inside an operation of the same thread (a device service may call the host back or run the
-/// event loop): they are unknown at once, and their storage is released by the first removal outside of every operation.
+/// event loop): they are unknown at once, and their storage is released by the first refresh or removal outside of every
+/// operation.
 class CORRECTION_EXPORT CabinetManager
 {
 public:

@@ -249,7 +249,7 @@ void tst_Adapter::wrongTypesAreWarnedAbout_data()
     QTest::addColumn<QVariant>("reply");
     QTest::addColumn<QString>("place");
     QTest::newRow("no list") << QVariant(map("id", 1)) << QStringLiteral(" is a QVariantMap, not a QVariantList");
-    QTest::newRow("an element that is no map") << QVariant(List{1}) << QStringLiteral("[0] is a int, not a QVariantMap");
+    QTest::newRow("an element that is not a map") << QVariant(List{1}) << QStringLiteral("[0] is a int, not a QVariantMap");
     QTest::newRow("a list for a string") << QVariant(List{map("id", QStringLiteral("1")), map("id", List{1})})
                                          << QStringLiteral("[1][\"id\"] is a QVariantList, not a QString");
     QTest::newRow("a word for a number") << QVariant(List{map("recvcardflags", List{map("x", QStringLiteral("left"))})})

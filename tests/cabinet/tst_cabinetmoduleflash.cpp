@@ -365,7 +365,7 @@ void CabinetModuleFlashTest::flashChecksOfOtherKinds_data()
     QTest::newRow("nested maps instead of flat keys")
         << QVariant(listOf(Map{{results, listOf(Map{{QStringLiteral("size"), Map{{QStringLiteral("w"), 4}}}})}}))
         << QStringLiteral("0@0 0,0 0x0 good");
-    QTest::newRow("a check code that is no number")
+    QTest::newRow("a check code that is not a number")
         << QVariant(listOf(Map{{results, listOf(Map{{QStringLiteral("checkCode"), QStringLiteral("good")}})}}))
         << QStringLiteral("0@0 0,0 0x0 good");
     QTest::newRow("the least and the greatest numbers")
@@ -981,7 +981,7 @@ void CabinetModuleFlashTest::supportIsReadFromTheFirstMap_data()
     QTest::newRow("no table") << QVariant(listOf(Map())) << QStringLiteral("0 0 0 0 0");
     QTest::newRow("the keys beside the table") << QVariant(listOf(all)) << QStringLiteral("0 0 0 0 0");
     QTest::newRow("a table that is none") << QVariant(listOf(Map{{table, 5}})) << QStringLiteral("0 0 0 0 0");
-    QTest::newRow("an element that is no map") << QVariant(List{5}) << QStringLiteral("0 0 0 0 0");
+    QTest::newRow("an element that is not a map") << QVariant(List{5}) << QStringLiteral("0 0 0 0 0");
     QTest::newRow("further elements do not count")
         << QVariant(List{Map(), Map{{table, all}}}) << QStringLiteral("0 0 0 0 0");
 }

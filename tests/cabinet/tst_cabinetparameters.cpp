@@ -412,7 +412,7 @@ void CabinetParametersTest::effectModesAreRead_data()
     QTest::newRow("a negative integer") << QVariant(Map{{key, -5}}) << -5;
     QTest::newRow("the greatest integer") << QVariant(Map{{key, greatest}}) << greatest;
     QTest::newRow("a text") << QVariant(Map{{key, QStringLiteral("7")}}) << 7;
-    QTest::newRow("a text that is no number") << QVariant(Map{{key, QStringLiteral("off")}}) << 0;
+    QTest::newRow("a text that is not a number") << QVariant(Map{{key, QStringLiteral("off")}}) << 0;
     QTest::newRow("a list") << QVariant(Map{{key, List{1}}}) << 0;
     QTest::newRow("another key") << QVariant(Map{{QStringLiteral("type"), 5}}) << 0;
     QTest::newRow("nothing at all") << QVariant(Map()) << 0;

@@ -618,9 +618,9 @@ void tst_Records::baseInfoIsReadFromAReply_data()
                                           << 0 << false << false << false;
     QTest::newRow("no table") << QVariantList{QVariantMap{{key("xBitPlus"), true}}} << false << 0 << false << false << false;
     QTest::newRow("an empty map") << QVariantList{QVariantMap()} << false << 0 << false << false << false;
-    QTest::newRow("a table that is no map")
+    QTest::newRow("a table that is not a map")
         << QVariantList{QVariantMap{{key("functionTable"), 7}}} << false << 0 << false << false << false;
-    QTest::newRow("an element that is no map")
+    QTest::newRow("an element that is not a map")
         << QVariantList{key("functionTable")} << false << 0 << false << false << false;
     QTest::newRow("an invalid element") << QVariantList{QVariant()} << false << 0 << false << false << false;
     QTest::newRow("numbers and texts as switches") << reply({{key("multilayercorrection"), 1},

@@ -274,7 +274,7 @@ void tst_RequestParser::chromaRefusesABlockWithoutValues_data()
     QTest::newRow("only foreign characters") << QVariant(block(0, 0, 1, 1, QStringLiteral("-_ \n!")));
     QTest::newRow("a list as text") << QVariant(block(0, 0, 1, 1, QVariantList{1, 2}));
     QTest::newRow("an empty map") << QVariant(QVariantMap());
-    QTest::newRow("an element that is no map") << QVariant(QStringLiteral("AQA="));
+    QTest::newRow("an element that is not a map") << QVariant(QStringLiteral("AQA="));
     QTest::newRow("an invalid element") << QVariant();
 }
 

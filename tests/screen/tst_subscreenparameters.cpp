@@ -1131,7 +1131,7 @@ void tst_SubScreenParameters::aFeatureReplyMayLackAnything_data()
     QTest::newRow("one key") << table({{text("magicGray"), true}}) << true << 0;
     QTest::newRow("numbers as texts") << table({{text("magicGray"), text("true")}, {layers, text("3")}}) << true << 3;
     QTest::newRow("a switch as a number") << table({{text("magicGray"), 1}}) << true << 0;
-    QTest::newRow("a text that is no number") << table({{layers, text("many")}}) << false << 0;
+    QTest::newRow("a text that is not a number") << table({{layers, text("many")}}) << false << 0;
     QTest::newRow("a negative number") << table({{layers, -1}}) << false << 255;
     QTest::newRow("a huge number") << table({{layers, 0xffffff07U}}) << false << 7;
 }

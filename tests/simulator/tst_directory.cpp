@@ -740,7 +740,7 @@ void tst_Directory::damageIsFound_data()
     rowOfState("a flag of another type", "'3': {'flag':'1'", "'3': {'flag':1", "cabinets.3.flag: expected a text, got 1");
     rowOfState("a brightness out of range", "'3': {'flag':'1'", "'3': {'brightness':10001",
                "cabinets.3.brightness: expected an integer from 0 to 10000, got 10001");
-    rowOfState("a brightness that is no integer", "'device': {", "'device': {'brightness':1.5",
+    rowOfState("a brightness that is not an integer", "'device': {", "'device': {'brightness':1.5",
                "device.brightness: expected an integer from 0 to 10000, got 1.5");
     rowOfState("an effect mode beyond 32 bits", "'device': {", "'device': {'effectMode':3000000000",
                "device.effectMode: expected an integer of 32 bits, got 3000000000");

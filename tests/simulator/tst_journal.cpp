@@ -486,8 +486,8 @@ private Q_SLOTS:
             QTest::newRow(name) << content << calls << QString::fromUtf8(quoted(problem));
         };
         raw("an empty file", "", 0, "empty, not even a header");
-        raw("no JSON", "led wall\n", 0, "line 1: byte 1: not valid JSON: illegal value");
-        raw("a header that is no map", "[1]\n", 0, "line 1: expected an object, got a list");
+        raw("not JSON", "led wall\n", 0, "line 1: byte 1: not valid JSON: illegal value");
+        raw("a header that is not a map", "[1]\n", 0, "line 1: expected an object, got a list");
         raw("a call without header", quoted("{'number': 1, 'operation': 'x', 'result': true}\n"), 0,
             "line 1: journal: expected 'led-wall', got nothing");
         raw("another format", quoted("{'journal': 'tape', 'version': 1}\n"), 0,
@@ -514,9 +514,9 @@ private Q_SLOTS:
              "line 3: number: expected a positive integer, got 1.5");
         line("a number twice", "{'number': 1, 'operation': 'x', 'result': true}", "line 3: number: 1 is there already");
         line("no operation", "{'number': 2, 'result': true}", "line 3: operation: expected a text, got nothing");
-        line("an operation that is no text", "{'number': 2, 'operation': 1, 'result': true}",
+        line("an operation that is not a string", "{'number': 2, 'operation': 1, 'result': true}",
              "line 3: operation: expected a text, got 1");
-        line("a device that is no text", "{'number': 2, 'operation': 'x', 'device': null, 'result': true}",
+        line("a device that is not a string", "{'number': 2, 'operation': 'x', 'device': null, 'result': true}",
              "line 3: device: expected a text, got null");
         line("no result", "{'number': 2, 'operation': 'x'}", "line 3: result: expected true or false, got nothing");
         line("a result that is none", "{'number': 2, 'operation': 'x', 'result': 1}",
@@ -527,7 +527,7 @@ private Q_SLOTS:
              "line 3: time: expected an integer that is not negative, got -1");
         line("headers that are no map", "{'number': 2, 'operation': 'x', 'result': true, 'headers': []}",
              "line 3: headers: expected an object, got a list");
-        line("a header that is no text", "{'number': 2, 'operation': 'x', 'result': true, 'headers': {'Age': 3}}",
+        line("a header that is not a string", "{'number': 2, 'operation': 'x', 'result': true, 'headers': {'Age': 3}}",
              "line 3: headers.Age: expected a text, got 3");
         line("a key that is there twice",
              "{'number': 2, 'operation': 'x', 'result': true, 'target': '1', '\\u0074arget': '2'}",

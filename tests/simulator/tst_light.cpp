@@ -681,16 +681,16 @@ void TestLight::impossibleCameras_data()
     row("negative photosites", &Camera::photosites, -1);
     row("too many photosites", &Camera::photosites, 33);
     row("negative blur", &Camera::blur, -0.1);
-    row("blur that is no number", &Camera::blur, nan);
+    row("blur that is not a number", &Camera::blur, nan);
     row("too much blur", &Camera::blur, 16.5);
     row("no full scale", &Camera::fullScale, 0.0);
     row("infinite full scale", &Camera::fullScale, infinity);
     row("negative shot noise", &Camera::shotNoise, -1.0);
-    row("read noise that is no number", &Camera::readNoise, nan);
+    row("read noise that is not a number", &Camera::readNoise, nan);
     row("negative bits", &Camera::bits, -1);
     row("too many bits", &Camera::bits, 25);
     row("a view of no area", &Camera::view, Homography{{1, 0, 0, 1, 0, 0, 0, 0, 1}});
-    row("a view that is no number", &Camera::view, Homography{{1, 0, 0, 0, 1, 0, 0, nan, 1}});
+    row("a view that is not a number", &Camera::view, Homography{{1, 0, 0, 0, 1, 0, 0, nan, 1}});
     row("an infinite view", &Camera::view, Homography{{infinity, 0, 0, 0, 1, 0, 0, 0, 1}});
 }
 

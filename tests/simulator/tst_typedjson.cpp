@@ -397,7 +397,7 @@ private Q_SLOTS:
             "'9223372036854775808'");
         row("a 64-bit integer that a number cannot hold", "{'$type': 'qulonglong', 'value': 1e19}",
             "request.value: expected an integer from 0 to 18446744073709551615, got 10000000000000000000");
-        row("a type that is no name", "{'$type': 3, 'value': 1}", "request.$type: expected the name of a type, got 3");
+        row("a type that is not a name", "{'$type': 3, 'value': 1}", "request.$type: expected the name of a type, got 3");
         row("a tag without a value", "{'$type': 'uint'}", "request: expected one of 'value' and 'text' beside '$type'");
         row("a tag with two values", "{'$type': 'uint', 'value': 1, 'text': '1'}",
             "request: expected one of 'value' and 'text' beside '$type'");

@@ -208,7 +208,7 @@ void TestWallFile::everyFieldCountsAndRoundTrips_data()
         device(name, [=](Device &each) { change(each.faults[0]); });
     };
     row("title", [](WallDescription &wall) { wall.title.clear(); });
-    row("a title that is no valid Unicode", [](WallDescription &wall) { wall.title = QChar(0xd800); });
+    row("a title that is not valid Unicode", [](WallDescription &wall) { wall.title = QChar(0xd800); });
     row("devices", [](WallDescription &wall) {
         wall.devices.append(gridDevice(QStringLiteral("B"), QPoint(0, 0), 3, 2, QSize(5, 7), 4));
     });
@@ -371,7 +371,7 @@ void TestWallFile::problemsAreNamed_data()
 
     row("an empty file", "", "the file is empty");
     row("nothing but blanks", " \n", "the file is empty");
-    row("no JSON at all", "wall", "1:2: not valid JSON: illegal value");
+    row("not JSON at all", "wall", "1:2: not valid JSON: illegal value");
     row("a picture", QByteArray("\x89PNG\r\n\x1a\n\x00", 9), "1:2: not valid JSON: illegal value");
     row("cut short", good.left(20) + "\n  \xc3\xa4", "2:4: not valid JSON: unterminated string");
     row("a number that nothing can hold", wallWith("'brightnessMin': 1e999"), "1:96: not valid JSON: illegal number");
@@ -508,7 +508,8 @@ void TestWallFile::problemsAreNamed_data()
              + id + "'")
                 .constData());
     }
-    row("an id that is no text", wallWithCabinets(placed("1", origin, small).replace("'1', 'out", "1, 'out").constData()),
+    row("an id that is not a string",
+        wallWithCabinets(placed("1", origin, small).replace("'1', 'out", "1, 'out").constData()),
         "devices[0].screens[0].subScreens[0].cabinets[0].id: expected a text that is a decimal number below 2^64, got 1");
     row("an id twice",
         wallWithCabinets((placed("7", origin, small) + ", " + placed("007", "'x': 4, 'y': 0", small)).constData()),
