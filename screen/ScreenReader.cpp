@@ -1,11 +1,11 @@
 #include <Correction/ScreenReader.h>
 
 #include <Correction/CabinetManager.h>
-#include <Correction/CoefficientFactory.h>
 #include <Correction/CoefficientPtr.h>
 
 #include "model/Arithmetic.h"
 #include "model/Logging.h"
+#include "screen/CabinetGrid.h"
 
 #include <algorithm>
 #include <limits>
@@ -30,7 +30,7 @@ EnumErrorCode readCabinet(const CabinetInfo &info, const QRect &rect, ICoefficie
         return enInvalidParameter;
     }
     const EnumCoefficientType type = coefficient.getType();
-    const CoefficientPtr whole(CoefficientFactory::getCoefficient(type, heightOf(info.rect), widthOf(info.rect)));
+    const CoefficientPtr whole = gridFor(*cabinet, type, info.rect);
     if (!whole) {
         logFailure("Failed to create coefficient. cabinet key: %1 Coefficient type:%2", info.id, type);
         return enNotSupported;

@@ -3,16 +3,13 @@
 
 #include <Correction/SubScreenV4.h>
 
-#include <Correction/CabinetV4.h>
-#include <Correction/Coefficient.h>
-#include <Correction/CoefficientFactory.h>
 #include <Correction/CoefficientPtr.h>
 
 #include "cabinet/DeviceCall.h"
 #include "model/Arithmetic.h"
 #include "model/Codec.h"
-#include "model/Grid.h"
 #include "model/Logging.h"
+#include "screen/CabinetGrid.h"
 #include "screen/SubScreenCabinets.h"
 #include "screen/SubScreenWrite.h"
 
@@ -20,7 +17,6 @@
 
 #include <memory>
 #include <optional>
-#include <typeinfo>
 
 namespace Correction {
 namespace {
@@ -40,18 +36,6 @@ constexpr AsyncUploadRow asyncUploadRows[] = {
     {enLowgrayCoefficient, &Correctionop::uploadLowGrayCoefficientAsync,
      "call uploadLowGrayCoefficientAsync() timeout. device:%1"},
 };
-
-/// A grid for a cabinet to fill, or null. The library's own cabinets give a chroma grid its size and values themselves, so
-/// that theirs begins empty: a large cabinet's grid is made once.
-CoefficientPtr gridFor(ICabinet &cabinet, EnumCoefficientType type, const QRect &rect)
-{
-    const int rows = heightOf(rect);
-    const int columns = widthOf(rect);
-    const bool isOwn = type == enCommonCoefficient && typeid(cabinet) == typeid(CabinetV4);
-    if (isOwn && Grid::valueCount<QVector<unsigned short>>({columns, rows, chromaPixelLength}) >= 0)
-        return CoefficientPtr(CoefficientFactory::getCoefficient(type, 0, 0));
-    return CoefficientPtr(CoefficientFactory::getCoefficient(type, rows, columns));
-}
 
 /// The block of a write for one cabinet; null, with a critical line, on failure.
 CoefficientPtr cutBlock(ICoefficient &coefficient, const QRect &overlap, const QRect &rect, const QString &id,

@@ -7,6 +7,7 @@
 #include <Correction/CabinetManager.h>
 #include <Correction/CabinetV4.h>
 #include <Correction/Coefficient.h>
+#include <Correction/ScreenReader.h>
 #include <Correction/ScreenV4.h>
 #include <Correction/SubScreenV4.h>
 
@@ -84,6 +85,7 @@ private Q_SLOTS:
     void aReadOfOnePixelKeepsOneGrid_data();
     void aReadOfOnePixelKeepsOneGrid();
     void aReadOverTheScreenAddsThePartOfEachDevice();
+    void aScreenReaderKeepsOneCabinetsGridAndAPart();
     void aPasteAllocatesNothing();
 
 private:
@@ -217,6 +219,17 @@ void tst_Memory::aReadOverTheScreenAddsThePartOfEachDevice()
     QCOMPARE(code, enSuccess);
     QCOMPARE(service.calls, cabinets);
     QCOMPARE(most, 3);
+}
+
+void tst_Memory::aScreenReaderKeepsOneCabinetsGridAndAPart()
+{
+    Coefficient part(m_rect.width() - 2, m_rect.height() - 2); // cuts every cabinet at an edge
+    ScreenReader reader(*m_screen);
+    EnumErrorCode code = enTimeout;
+    const int most = mostAlive([&] { code = reader.tryGetCoefficients(m_rect.adjusted(1, 1, -1, -1), part); });
+    QCOMPARE(code, enSuccess);
+    QCOMPARE(service.calls, cabinets);
+    QCOMPARE(most, 1); // the parts are smaller than a cabinet
 }
 
 void tst_Memory::aPasteAllocatesNothing()
