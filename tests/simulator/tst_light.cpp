@@ -500,8 +500,11 @@ void TestLight::unpluggedDevicesAreDark()
     leds.stuckPixels = 1;
     wall().setDevices({smallDevice(leds)});
     QVERIFY(isEverywhere(photo(), mixed(leds, 1, 1, 1)));
+    QVERIFY(show(a, 0, 255, 0));
+    QCOMPARE(wall().pictures().pattern(screenId).pixel(0, 0), qRgb(0, 255, 0));
     QVERIFY(wall().unplug(a));
     QVERIFY(isEverywhere(photo(), {}));
+    QCOMPARE(wall().pictures().pattern(screenId).pixel(0, 0), qRgb(0, 0, 0));
     QVERIFY(wall().plug(a));
     QVERIFY(isEverywhere(photo(), mixed(leds, 1, 1, 1)));
 }
