@@ -35,9 +35,10 @@ public:
     /// `screen` is the rectangle of `IScreen::tryGetRect`. No shots for an empty rectangle or a negative interval.
     Plan(const QRect &screen, int interval);
 
-    /// The least interval at which no more than `leak` of a pixel's light falls outside its square, along one axis, for a
-    /// camera whose point spread is a normal distribution of the standard deviation `spread`, in pixels of the screen. 0 for
-    /// a spread that is not positive; at most 31.
+    /// The least interval at which no more than `leak` of a pixel's light falls outside its square, along one axis, when
+    /// that light is spread on the photo as a normal distribution of the standard deviation `spread`, in pixels of the
+    /// screen. It is wider than the point spread of the camera: sqrt(b^2 + w^2 / 12) for a point spread b and pixels that
+    /// shine evenly from a square w wide. 0 for a spread that is not positive; at most 31.
     static int intervalFor(double spread, double leak = 0.03);
 
     QRect screen() const { return m_screen; }

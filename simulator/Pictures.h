@@ -44,7 +44,8 @@ public:
     /// The least and greatest of these values, so that two pictures can share one scale. Empty where the picture would be
     /// null.
     ValueRange coefficientRange(const QString &screenId, int channel, Kind kind = Kind::Chroma) const;
-    /// What the screen shows: every device draws its cabinets from the request that it received only. No legend.
+    /// What the screen shows: every device draws its cabinets from the request that it received only. Devices that are
+    /// unplugged are black. No legend.
     /// - Pixels: black; inside "regionrect" (frame: Device::rect()) blocks of the size of "singlerect" in "color". The first
     /// is at singlerect's x and y within the region; they repeat to the right and downwards every width *
     ///   (intervalX + 1) and height * (intervalY + 1) pixels.

@@ -344,7 +344,7 @@ QImage drawPatterns(const WallState &screen, Light light)
     for (int i = 0; i < screen.devices.size() && !canvas.isNull(); ++i) {
         const DeviceState &device = screen.devices[i];
         const QRect frame = device.description.rect();
-        const TestImage image(device.pattern, frame.size());
+        const TestImage image(device.plugged ? device.pattern : Pattern(), frame.size());
         for (const Part &part : parts) {
             if (part.device != i)
                 continue;

@@ -1,10 +1,11 @@
 if(NOT CORRECTION_BUILD_CALIBRATION)
   return()
 endif()
-foreach(name IN ITEMS coefficients measurement plan report target)
+foreach(name IN ITEMS coefficients loop measurement plan report target)
   correction_test(calibration/tst_calibration${name}.cpp)
   target_link_libraries(tst_calibration${name} PRIVATE Correction::Calibration)
 endforeach()
+target_compile_definitions(tst_calibrationloop PRIVATE SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 # With the vectors compiled in, for each instruction set.
 correction_test(calibration/tst_calibrationsolve.cpp ../calibration/Solve.cpp)
 target_link_libraries(tst_calibrationsolve PRIVATE Correction::Calibration)

@@ -70,12 +70,15 @@ log=$work/build.log
         "$cmake" --build "$work/build" --parallel "$(nproc)"
 } > "$log" 2>&1 || { cat "$log" >&2; fail "hosts cannot be built against the installed package"; }
 
-for program in on_the_wall_14 on_the_wall_17 own_backend_14 own_backend_17 own_service_14 own_service_17; do
+for program in on_the_wall_14 on_the_wall_17 calibrates_14 calibrates_17 own_backend_14 own_backend_17 own_service_14 own_service_17; do
     [[ -x $work/build/$program ]] || fail "no program $program"
     libraries=$(ldd "$work/build/$program")
     grep -qF "=> $prefix/" <<< "$(grep -F libcorrection.so <<< "$libraries")" \
         || fail "$program does not use the installed library:" "$libraries"
-    if [[ $program != on_the_wall_* ]] && grep -qF libcorrection-simulator <<< "$libraries"; then
+    if [[ $program == calibrates_* ]]; then
+        grep -qF "=> $prefix/" <<< "$(grep -F libcorrection-calibration.so <<< "$libraries")" \
+            || fail "$program does not use the installed calibration:" "$libraries"
+    elif [[ $program != on_the_wall_* ]] && grep -qF libcorrection-simulator <<< "$libraries"; then
         fail "$program needs the simulator"
     fi
     if [[ $program == own_service_* ]] && grep -qF libcorrection-adapter <<< "$libraries"; then
@@ -144,8 +147,9 @@ export PKG_CONFIG_PATH LD_LIBRARY_PATH
 qt=$(pkg-config --variable=host_bins Qt5Core)
 hosts=$source/tests/interface/consumer
 read -ra own_flags <<< "$flags"
-compile() { # compile PROGRAM MODULE FILE...: a host of the library and of that module
-    local program=$1 modules=(correction "$2") cflags libs
+compile() { # compile PROGRAM "MODULE..." FILE...: a host of the library and of those modules
+    local program=$1 modules cflags libs
+    read -ra modules <<< "correction $2"
     shift 2
     [[ $(pkg-config --modversion "${modules[@]}" | sort -u) == "$version" ]] || fail "no pkg-config files of $version"
     read -ra cflags <<< "$(pkg-config --cflags "${modules[@]}")"
@@ -155,6 +159,7 @@ compile() { # compile PROGRAM MODULE FILE...: a host of the library and of that 
 }
 compile names_nothing correction-simulator "$hosts/names_nothing.cpp"
 compile on_the_wall correction-simulator "$hosts/on_the_wall.cpp"
+compile calibrates "correction-simulator correction-calibration" "$hosts/calibrates.cpp"
 compile own_backend correction-adapter "$hosts/own_backend.cpp"
 declarations=$(pkg-config --variable=servicedir correction-service)
 read -ra service_flags <<< "$(pkg-config --cflags-only-I correction-service)"
@@ -164,7 +169,7 @@ done
 compile own_service correction-service "$hosts/own_service.cpp" "$work/moc_HttpProxy.cpp" "$work/moc_ScreenInfo.cpp"
 
 # qmake.
-build_qmake() { # build_qmake PROGRAM PART
+build_qmake() { # build_qmake PROGRAM PARTS
     local folder=$work/$1-qmake
     mkdir "$folder"
     {
@@ -179,10 +184,11 @@ build_qmake() { # build_qmake PROGRAM PART
 }
 build_qmake names_nothing simulator
 build_qmake on_the_wall simulator
+build_qmake calibrates "simulator calibration"
 build_qmake own_backend adapter
 build_qmake own_service service
 
-for program in on_the_wall own_backend own_service; do
+for program in on_the_wall calibrates own_backend own_service; do
     for file in "$work/$program-pkg-config" "$work/$program-qmake/$program"; do
         libraries=$(ldd "$file")
         grep -qF "=> $prefix/" <<< "$(grep -F libcorrection.so <<< "$libraries")" \

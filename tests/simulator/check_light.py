@@ -210,7 +210,15 @@ def light_of(device, cabinet, leds, shifts, drives, chroma, low_gray):
     return light.astype(np.float32)
 
 
-def light_of_screen(wall, scene, folder, presets, shifts):
+def read_planes(scene, folder):
+    """Puts the values into the scene in place of the files that hold them."""
+    for device in scene["devices"].values():
+        for cabinet in device["cabinets"].values():
+            for kind in ("chroma", "lowGray"):
+                cabinet[kind] = np.frombuffer((folder / cabinet[kind]).read_bytes(), "<u2")
+
+
+def light_of_screen(wall, scene, presets, shifts):
     placed = []
     for device in wall["devices"]:
         screen = device["screens"][0]
@@ -232,9 +240,7 @@ def light_of_screen(wall, scene, folder, presets, shifts):
         device_x, device_y, device_w, device_h = frame([part for part in placed if part[0] is device])
         levels = levels_of(state["pattern"], device_w, device_h)[y - device_y : y - device_y + h, x - device_x : x - device_x + w]
         own = state["cabinets"][cabinet["id"]]
-        planes = [
-            np.frombuffer((folder / own[kind]).read_bytes(), "<u2").reshape(h, w, 9) for kind in ("chroma", "lowGray")
-        ]
+        planes = [own[kind].reshape(h, w, 9) for kind in ("chroma", "lowGray")]
         drives = drives_of(levels, device, state, own)
         light[y - top : y - top + h, x - left : x - left + w] = light_of(
             device, cabinet, leds_of(device, presets), shifts, drives, *planes
@@ -308,7 +314,8 @@ def main():
     problems = []
     count = 0
     for scene in json.loads((folder / "scenes.json").read_text()):
-        light = light_of_screen(wall, scene, folder, presets, shifts)
+        read_planes(scene, folder)
+        light = light_of_screen(wall, scene, presets, shifts)
         for photo in scene["photos"]:
             expected, homography = seen(light, photo["camera"])
             problems += compare(photo["file"], np.load(folder / photo["file"]), expected, photo["camera"])

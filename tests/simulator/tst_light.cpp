@@ -1,5 +1,8 @@
 // The light of the virtual wall and what a camera sees of it.
 
+#include "PhotoFiles.h"
+#include "support/PythonCheck.h"
+
 #include <service/Correctionop.h>
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
@@ -9,7 +12,6 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-#include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QtEndian>
 #include <QtTest/QtTest>
@@ -20,6 +22,7 @@
 #include <random>
 
 using namespace Simulator;
+using TestSupport::writeFile;
 
 using Map = QMap<QString, QVariant>;
 using Change = std::function<void(Device &)>;
@@ -497,8 +500,11 @@ void TestLight::unpluggedDevicesAreDark()
     leds.stuckPixels = 1;
     wall().setDevices({smallDevice(leds)});
     QVERIFY(isEverywhere(photo(), mixed(leds, 1, 1, 1)));
+    QVERIFY(show(a, 0, 255, 0));
+    QCOMPARE(wall().pictures().pattern(screenId).pixel(0, 0), qRgb(0, 255, 0));
     QVERIFY(wall().unplug(a));
     QVERIFY(isEverywhere(photo(), {}));
+    QCOMPARE(wall().pictures().pattern(screenId).pixel(0, 0), qRgb(0, 0, 0));
     QVERIFY(wall().plug(a));
     QVERIFY(isEverywhere(photo(), mixed(leds, 1, 1, 1)));
 }
@@ -743,14 +749,6 @@ void TestLight::planesAreNumPyFiles()
 
 namespace {
 
-QJsonArray jsonList(const Homography &homography)
-{
-    QJsonArray list;
-    for (const double each : homography)
-        list += each;
-    return list;
-}
-
 QJsonArray gammaOf(const std::function<QList<int>(Channel)> &table)
 {
     QJsonArray tables;
@@ -763,12 +761,6 @@ QJsonArray gammaOf(const std::function<QList<int>(Channel)> &table)
     return tables;
 }
 
-bool write(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 /// Photographs the wall as it is, with each camera; the scene as check_light.py reads it.
 QJsonObject scene(const QDir &folder, const QString &name, const QVector<Camera> &cameras)
 {
@@ -779,9 +771,10 @@ QJsonObject scene(const QDir &folder, const QString &name, const QVector<Camera>
         QJsonObject cabinets;
         for (const Cabinet &cabinet : device.subScreens[0].cabinets) {
             const QString file = name + device.key + cabinet.id;
-            if (!write(folder.filePath(file + QStringLiteral(".chroma")), state.plane(device.key, cabinet.id, Kind::Chroma))
-                || !write(folder.filePath(file + QStringLiteral(".low")),
-                          state.plane(device.key, cabinet.id, Kind::LowGray)))
+            if (!writeFile(folder.filePath(file + QStringLiteral(".chroma")),
+                           state.plane(device.key, cabinet.id, Kind::Chroma))
+                || !writeFile(folder.filePath(file + QStringLiteral(".low")),
+                              state.plane(device.key, cabinet.id, Kind::LowGray)))
                 return {};
             cabinets.insert(cabinet.id, QJsonObject{{QStringLiteral("brightness"), state.brightness(device.key, cabinet.id)},
                                                     {QStringLiteral("gamma"), gammaOf([&](Channel channel) {
@@ -802,20 +795,11 @@ QJsonObject scene(const QDir &folder, const QString &name, const QVector<Camera>
     }
     QJsonArray photos;
     for (const Camera &camera : cameras) {
-        const QString file = QStringLiteral("%1-%2.npy").arg(name).arg(photos.size());
-        const Photo taken = photo(camera);
-        if (!taken.writeNpy(folder.filePath(file)))
+        const QString file = QStringLiteral("%1-%2").arg(name).arg(photos.size());
+        const QJsonObject written = PhotoFiles::written(folder, file, photo(camera), camera);
+        if (written.isEmpty())
             return {};
-        photos += QJsonObject{{QStringLiteral("file"), file},
-                              {QStringLiteral("homography"), jsonList(taken.homography)},
-                              {QStringLiteral("camera"), QJsonObject{{QStringLiteral("photosites"), camera.photosites},
-                                                                     {QStringLiteral("blur"), camera.blur},
-                                                                     {QStringLiteral("view"), jsonList(camera.view)},
-                                                                     {QStringLiteral("fullScale"), camera.fullScale},
-                                                                     {QStringLiteral("shotNoise"), camera.shotNoise},
-                                                                     {QStringLiteral("readNoise"), camera.readNoise},
-                                                                     {QStringLiteral("bits"), camera.bits},
-                                                                     {QStringLiteral("seed"), qint64(camera.seed)}}}};
+        photos += written;
     }
     return {{QStringLiteral("devices"), devices}, {QStringLiteral("photos"), photos}};
 }
@@ -871,7 +855,7 @@ void TestLight::agreesWithNumPy()
     wall().setWall(description);
     const QByteArray file = wallToJson(description);
     QVERIFY(!file.contains("\"grid\""));
-    QVERIFY(write(folder.filePath(QStringLiteral("wall.json")), file));
+    QVERIFY(writeFile(folder.filePath(QStringLiteral("wall.json")), file));
     const QString b = description.devices[1].key;
 
     std::mt19937 random(5);
@@ -924,61 +908,39 @@ void TestLight::agreesWithNumPy()
     scenes += scene(folder, QStringLiteral("gray"), {Camera()});
     QVERIFY(show(a, 255, 255, 255) && show(b, 255, 255, 255));
     scenes += scene(folder, QStringLiteral("white"), {Camera(), sensor});
-    QVERIFY(write(folder.filePath(QStringLiteral("scenes.json")), QJsonDocument(scenes).toJson()));
+    QVERIFY(writeFile(folder.filePath(QStringLiteral("scenes.json")), QJsonDocument(scenes).toJson()));
 
-    // The package of a distribution belongs to the distribution's Python.
-    const auto runs = [](const QString &program, const QStringList &arguments, QByteArray &output) {
-        QProcess python;
-        python.start(program, arguments);
-        const bool isGood = python.waitForFinished(120000) && python.exitStatus() == QProcess::NormalExit;
-        output = python.readAllStandardOutput() + python.readAllStandardError();
-        return isGood ? python.exitCode() : -1;
-    };
-    QByteArray output;
-    QString python = QStringLiteral("python3");
-    if (runs(python, {QStringLiteral("-c"), QStringLiteral("import numpy")}, output) != 0)
-        python = QStringLiteral("/usr/bin/python3");
-    const QStringList check{QStringLiteral(SOURCE_DIR "/tests/simulator/check_light.py"),
-                            QStringLiteral(SOURCE_DIR "/docs/light.md"), temporary.path()};
-    const int good = runs(python, check, output);
-    QVERIFY2(good == 0, output);
-    QVERIFY2(output.contains("6 photographs, 0 problems"), output);
+    TestSupport::PythonCheck check(QStringLiteral(SOURCE_DIR "/tests/simulator/check_light.py"),
+                                   {QStringLiteral(SOURCE_DIR "/docs/light.md"), temporary.path()});
+    const int good = check.run();
+    QVERIFY2(good == 0, check.output());
+    QVERIFY2(check.output().contains("6 photographs, 0 problems"), check.output());
 
     // It notices other coefficients, another wall, and a photograph of another moment.
-    const auto isNoticed = [&](const QString &name, const std::function<void(QByteArray &)> &change) {
-        QFile changed(folder.filePath(name));
-        if (!changed.open(QIODevice::ReadWrite))
-            return false;
-        const QByteArray before = changed.readAll();
-        QByteArray after = before;
-        change(after);
-        const bool isChanged = after != before && write(changed.fileName(), after);
-        const int code = runs(python, check, output);
-        return write(changed.fileName(), before) && isChanged && code == 1 && output.contains(" problems");
-    };
-    QVERIFY2(isNoticed(QStringLiteral("whiteA1.chroma"),
-                       [](QByteArray &bytes) {
-                           for (int pixel = 0; pixel < bytes.size(); pixel += 18) {
-                               for (const auto &each : {std::make_pair(1, 3), std::make_pair(2, 6), std::make_pair(5, 7)}) {
-                                   for (int byte = 0; byte < 2; ++byte)
-                                       std::swap(bytes.data()[pixel + 2 * each.first + byte],
-                                                 bytes.data()[pixel + 2 * each.second + byte]);
+    QVERIFY2(
+        check.notices(folder.filePath(QStringLiteral("whiteA1.chroma")),
+                      [](QByteArray &bytes) {
+                          for (int pixel = 0; pixel < bytes.size(); pixel += 18) {
+                              for (const auto &each : {std::make_pair(1, 3), std::make_pair(2, 6), std::make_pair(5, 7)}) {
+                                  for (int byte = 0; byte < 2; ++byte)
+                                      std::swap(bytes.data()[pixel + 2 * each.first + byte],
+                                                bytes.data()[pixel + 2 * each.second + byte]);
+                              }
+                          }
+                      }),
+        check.output());
+    QVERIFY2(check.notices(folder.filePath(QStringLiteral("wall.json")),
+                           [](QByteArray &bytes) { bytes.replace("\"leds\": \"mixed\"", "\"leds\": \"fresh\""); }),
+             check.output());
+    QVERIFY2(check.notices(folder.filePath(QStringLiteral("colours-1.npy")),
+                           [](QByteArray &bytes) {
+                               for (int at = 128; at + 12 <= bytes.size(); at += 12) { // X and Z exchanged
+                                   for (int byte = 0; byte < 4; ++byte)
+                                       std::swap(bytes.data()[at + byte], bytes.data()[at + 8 + byte]);
                                }
-                           }
-                       }),
-             output);
-    QVERIFY2(isNoticed(QStringLiteral("wall.json"),
-                       [](QByteArray &bytes) { bytes.replace("\"leds\": \"mixed\"", "\"leds\": \"fresh\""); }),
-             output);
-    QVERIFY2(isNoticed(QStringLiteral("colours-1.npy"),
-                       [](QByteArray &bytes) {
-                           for (int at = 128; at + 12 <= bytes.size(); at += 12) { // X and Z exchanged
-                               for (int byte = 0; byte < 4; ++byte)
-                                   std::swap(bytes.data()[at + byte], bytes.data()[at + 8 + byte]);
-                           }
-                       }),
-             output);
-    QCOMPARE(runs(python, check, output), 0);
+                           }),
+             check.output());
+    QCOMPARE(check.run(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestLight)

@@ -185,7 +185,6 @@ private Q_SLOTS:
     void whatCannotBeReadAgainIsNotWritten();
     void operationsAreThoseOfTheService();
     void damagedTextsAreRefusedOrRead();
-    void theGuidesExamplesAreWalls();
     void aSchemaMayBeNamed();
     void theSchemaKnowsTheSameKeys_data();
     void theSchemaKnowsTheSameKeys();
@@ -841,26 +840,6 @@ void TestWallFile::damagedTextsAreRefusedOrRead()
         refused += said.isNull() ? 0 : 1;
     }
     QVERIFY(refused > 0 && refused < 2000);
-}
-
-void TestWallFile::theGuidesExamplesAreWalls()
-{
-    const QRegularExpression block(QStringLiteral("```json\n(.*?)```"), QRegularExpression::DotMatchesEverythingOption);
-    int examples = 0;
-    for (const char *const page : {"walls.md", "faults.md"}) {
-        QFile file(QStringLiteral(SIMULATOR_SOURCES "/../docs/") + QLatin1String(page));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        for (auto matches = block.globalMatch(QString::fromUtf8(file.readAll())); matches.hasNext(); ++examples) {
-            const QByteArray text = matches.next().captured(1).toUtf8();
-            const bool ofWall = text.startsWith("\"events\"") || text.startsWith("\"seed\"");
-            const QByteArray wall = text.startsWith('{') ? text
-                                    : ofWall             ? wallWith("'label': ''", "'cabinets': []", text.constData())
-                                    : text.startsWith("\"grid\"") ? wallWith("'label': ''", text.constData())
-                                                                  : wallWith(text.constData());
-            QCOMPARE(problems(wall), QString());
-        }
-    }
-    QCOMPARE(examples, 6);
 }
 
 void TestWallFile::aSchemaMayBeNamed()
