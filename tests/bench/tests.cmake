@@ -21,4 +21,5 @@ else()
   set_tests_properties(instruction_counts PROPERTIES
     SKIP_REGULAR_EXPRESSION "Not compared:"
     PROCESSORS ${guard_cores}) # it builds
+  correction_slow_tests(instruction_counts)
 endif()

@@ -6,6 +6,7 @@ foreach(name IN ITEMS coefficients loop measurement plan report target)
   target_link_libraries(tst_calibration${name} PRIVATE Correction::Calibration)
 endforeach()
 target_compile_definitions(tst_calibrationloop PRIVATE SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+correction_slow_tests(tst_calibrationloop)
 # With the vectors compiled in, for each instruction set.
 correction_test(calibration/tst_calibrationsolve.cpp ../calibration/Solve.cpp)
 target_link_libraries(tst_calibrationsolve PRIVATE Correction::Calibration)

@@ -13,6 +13,7 @@ add_test(NAME layering COMMAND "${interface_dir}/layering.sh" "${PROJECT_SOURCE_
 add_test(NAME layering_finds_faults COMMAND "${interface_dir}/layering_finds_faults.sh" "${PROJECT_SOURCE_DIR}")
 add_test(NAME lint_finds_faults COMMAND "${interface_dir}/lint_finds_faults.sh" "${PROJECT_SOURCE_DIR}")
 set_tests_properties(lint_finds_faults PROPERTIES SKIP_RETURN_CODE 77)
+correction_slow_tests(layering layering_finds_faults lint_finds_faults)
 
 if(CMAKE_CROSSCOMPILING)
   message(STATUS "Headers by themselves and the installed package are not tested: that takes the build machine's compilers")
@@ -35,6 +36,7 @@ foreach(compiler IN ITEMS g++ clang++)
       COMMAND_EXPAND_LISTS)
     # It keeps all cores busy by itself.
     set_tests_properties(${name} PROPERTIES PROCESSORS ${interface_cores})
+    correction_slow_tests(${name})
   endforeach()
 endforeach()
 
@@ -43,6 +45,7 @@ add_test(NAME consumer
     "${CMAKE_CURRENT_BINARY_DIR}/consumer" "${PROJECT_VERSION}" "${CMAKE_GENERATOR}" "${CMAKE_CXX_COMPILER}"
     "${CMAKE_BUILD_TYPE}" "${CMAKE_CXX_FLAGS}")
 set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores} TIMEOUT 900) # it builds some twenty programs
+correction_slow_tests(consumer)
 
 # The other promise header is a stand-in, so this needs a build with the bundled one.
 if(NOT correction_installed_qtpromise)
@@ -56,4 +59,5 @@ if(NOT correction_installed_qtpromise)
       -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Gui,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
     COMMAND_EXPAND_LISTS)
   set_tests_properties(promise_mixes PROPERTIES PROCESSORS ${interface_cores})
+  correction_slow_tests(promise_mixes)
 endif()

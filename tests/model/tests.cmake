@@ -3,9 +3,11 @@ correction_test(model/tst_enumerations.cpp)
 correction_test(model/tst_records.cpp)
 correction_test(model/tst_grids.cpp)
 correction_test(model/tst_encodings.cpp)
+correction_slow_tests(tst_encodings)
 # Alone with the codec, and fast in every build: it decodes millions of texts.
 correction_test(model/tst_codec.cpp ../model/Codec.cpp ../model/Logging.cpp)
 target_compile_options(tst_codec PRIVATE -O2)
+set_target_properties(tst_codec PROPERTIES DISABLE_PRECOMPILE_HEADERS ON) # they are compiled with other options
 correction_test(model/tst_requestparser.cpp)
 correction_test(model/tst_cabinetavgcoefficient.cpp)
 correction_test(model/tst_coefficientptr.cpp)

@@ -31,7 +31,7 @@ target_compile_definitions(tst_store PRIVATE "STORE_RULES=\"${PROJECT_SOURCE_DIR
 
 # A process for tests that kill it; DiskSteps.cpp stands before the C library's functions.
 add_executable(wallwriter simulator/wallwriter.cpp simulator/DiskSteps.cpp)
-target_link_libraries(wallwriter PRIVATE correction_test_support)
+target_link_libraries(wallwriter PRIVATE correction_test_support correction_test_objects)
 correction_test(simulator/tst_crash.cpp)
 correction_test(simulator/tst_directory.cpp simulator/DiskSteps.cpp)
 correction_test(simulator/tst_diskfailures.cpp simulator/DiskSteps.cpp)
@@ -41,3 +41,4 @@ foreach(name IN ITEMS tst_crash tst_directory)
   target_compile_definitions(${name} PRIVATE WALLWRITER="${wallwriter_program}")
   add_dependencies(${name} wallwriter)
 endforeach()
+correction_slow_tests(tst_chaos tst_diskfailures tst_seams)
