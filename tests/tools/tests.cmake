@@ -24,6 +24,10 @@ if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL
   target_compile_definitions(tst_examples PRIVATE FIRST_HOST="${first_host}" UNPLUGGED="${unplugged}")
   add_dependencies(tst_examples example-01-first-host example-02-unplugged)
 
+  # The demo with cameras, on a smaller wall: its exit code tells.
+  add_test(NAME demo_even COMMAND "${PROJECT_SOURCE_DIR}/tools/demo/even.sh" "${correctionctl_program}"
+    "${PROJECT_SOURCE_DIR}/tests/tools/walls/uneven.json" "${PROJECT_BINARY_DIR}/tests/even")
+
   # Readers of files, called directly.
   correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
   target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)

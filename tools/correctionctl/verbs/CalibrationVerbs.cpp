@@ -214,7 +214,7 @@ void report(Session &session)
                                          ? seamsOf(all.first().light.size, *parseSize(arguments.text("--seams")))
                                          : Calibration::Seams();
 
-    Figures figures(QStringLiteral("FILE"));
+    Figures figures(QStringLiteral("FILE"), arguments.has("--seams"));
     QJsonArray files;
     QStringList problems;
     for (const Seen &seen : all) {

@@ -255,10 +255,19 @@ QJsonArray Figures::add(const QString &name, const Measurement &measurement, con
 
 void Figures::print(Output &output) const
 {
-    output.table({m_what, QStringLiteral("INPUT"), QStringLiteral("PIXELS"), QStringLiteral("CD/M2"),
-                  QStringLiteral("DEV %"), QStringLiteral("LEAST"), QStringLiteral("MOST"), QStringLiteral("DE00"),
-                  QStringLiteral("95 %"), QStringLiteral("WORST"), QStringLiteral("SEAMS %"), QStringLiteral("WORST %")},
-                 m_rows);
+    QStringList head{m_what,
+                     QStringLiteral("INPUT"),
+                     QStringLiteral("PIXELS"),
+                     QStringLiteral("CD/M2"),
+                     QStringLiteral("DEV %"),
+                     QStringLiteral("LEAST"),
+                     QStringLiteral("MOST"),
+                     QStringLiteral("DE00"),
+                     QStringLiteral("95 %"),
+                     QStringLiteral("WORST")};
+    if (m_hasSeams)
+        head << QStringLiteral("SEAMS %") << QStringLiteral("WORST %");
+    output.table(head, m_rows); // with no more columns than the head
 }
 
 QJsonObject pixelsJson(const Measurement &measurement)

@@ -23,7 +23,8 @@ namespace Ctl {
 /// a number out of the range.
 std::optional<double> decimal(const Arguments &arguments, const char *option, double least, double greatest);
 /// "X,Y" or "A,B".
-std::optional<std::pair<double, double>> twoNumbers(const Arguments &arguments, const char *option, double least, double greatest);
+std::optional<std::pair<double, double>> twoNumbers(const Arguments &arguments, const char *option, double least,
+                                                    double greatest);
 /// A decimal number as the shell's argument.
 Parameter decimalOption(const char *name, const char *metavar, const char *help);
 
@@ -48,8 +49,8 @@ QVector<Calibration::Input> chosenInputs(const Arguments &arguments);
 class Figures
 {
 public:
-    /// `what`: the title of the first column.
-    explicit Figures(const QString &what) : m_what(what) {}
+    /// `what`: the title of the first column. `hasSeams`: the table has the contrasts of seams.
+    explicit Figures(const QString &what, bool hasSeams = false) : m_what(what), m_hasSeams(hasSeams) {}
     /// A line of the table; returns its JSON.
     QJsonObject add(const QString &name, Calibration::Input input, const Calibration::Report &report);
     /// A line for each input that a measurement shows; returns their JSON.
@@ -58,6 +59,7 @@ public:
 
 private:
     QString m_what;
+    bool m_hasSeams;
     QVector<QStringList> m_rows;
 };
 
