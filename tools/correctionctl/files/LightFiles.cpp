@@ -210,7 +210,7 @@ Measurement measurementOf(const Light &light)
     Measurement measurement(light.size, light.values);
     for (int y = 0; y < light.size.height(); ++y) {
         for (int x = 0; x < light.size.width(); ++x) {
-            const float *const values = light.values.constData() + (y * light.size.width() + x) * light.length;
+            const float *const values = light.values.constData() + (qint64(y) * light.size.width() + x) * light.length;
             if (std::all_of(values, values + light.length, [](float value) { return std::isnan(value); }))
                 measurement.setState(QRect(x, y, 1, 1), PixelState::Hole);
         }
@@ -295,10 +295,12 @@ Calibration::Target readTarget(const QString &path)
 
 void writeTarget(const QString &path, const Calibration::Target &target)
 {
-    const auto colour = [&target](int led) {
-        return QVector<double>{target.light[3 * led], target.light[3 * led + 1], target.light[3 * led + 2]};
+    const auto colour = [&target](Calibration::Input input) {
+        const Calibration::Target::Xyz xyz = target.xyz(input);
+        return QVector<double>{xyz.x, xyz.y, xyz.z};
     };
-    writeEntries(path, Json::TargetEntries{colour(0), colour(1), colour(2)});
+    writeEntries(path, Json::TargetEntries{colour(Calibration::Input::Red), colour(Calibration::Input::Green),
+                                           colour(Calibration::Input::Blue)});
 }
 
 } // namespace Ctl

@@ -22,7 +22,6 @@ using namespace Correction;
 using Calibration::LightImage;
 using Calibration::Measurement;
 using Calibration::Plan;
-using Calibration::Shot;
 
 namespace Ctl {
 namespace {
