@@ -6,8 +6,10 @@ function(correctionctl_test source)
   add_dependencies(${name} correctionctl)
 endfunction()
 
-if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
+# With all its verbs.
+if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL_SERVICE)
   correction_program(correctionctl_program correctionctl)
+  correctionctl_test(tools/tst_ctlcalibration.cpp)
   correctionctl_test(tools/tst_ctlverbs.cpp)
   correctionctl_test(tools/tst_ctlfailures.cpp)
   correctionctl_test(tools/tst_ctldocuments.cpp)
@@ -21,6 +23,10 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   correction_program(unplugged example-02-unplugged)
   target_compile_definitions(tst_examples PRIVATE FIRST_HOST="${first_host}" UNPLUGGED="${unplugged}")
   add_dependencies(tst_examples example-01-first-host example-02-unplugged)
+
+  # The demo with cameras, on a smaller wall: its exit code tells.
+  add_test(NAME demo_even COMMAND "${PROJECT_SOURCE_DIR}/tools/demo/even.sh" "${correctionctl_program}"
+    "${PROJECT_SOURCE_DIR}/tests/tools/walls/uneven.json" "${PROJECT_BINARY_DIR}/tests/even")
 
   # Readers of files, called directly.
   correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
@@ -47,7 +53,7 @@ if(TARGET tst_ctlscenario AND TARGET service-check AND NOT SERVICE_CHECK_SERVICE
 endif()
 
 # Not under ThreadSanitizer, which does not follow the threads inside a Qt Network that is built without it.
-if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE AND NOT SERVICE_CHECK_SERVICE AND TARGET example-03-http-plugin
+if(TARGET tst_ctlverbs AND NOT SERVICE_CHECK_SERVICE AND TARGET example-03-http-plugin
     AND NOT CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
   correctionctl_test(tools/tst_ctlbackend.cpp)
   correction_program(little_device example-03-little-device)

@@ -7,6 +7,8 @@
 #include <QtCore/QtEndian>
 #include <QtTest/QtTest>
 
+#include <cstring>
+
 using namespace Correction;
 using namespace Ctl;
 
@@ -90,6 +92,10 @@ private Q_SLOTS:
     void arraysAreRefused_data();
     void arraysAreRefused();
     void everyCutIsRefused();
+    void lightIsRead_data();
+    void lightIsRead();
+    void lightThatIsNotFloatingPointIsRefused_data();
+    void lightThatIsNotFloatingPointIsRefused();
     void onlyTheKindsOwnValuesAreTaken_data();
     void onlyTheKindsOwnValuesAreTaken();
     void everyDamageOfASnapshotIsFound();
@@ -319,6 +325,68 @@ void CtlFilesTest::everyCutIsRefused()
         QVERIFY(!parseNpy(file + '\0', grid, reason));
         QCOMPARE(reason, QStringLiteral("1 bytes too many behind its values"));
     }
+}
+
+void CtlFilesTest::lightIsRead_data()
+{
+    QTest::addColumn<QByteArray>("type");
+    QTest::addColumn<bool>("fortran");
+    for (const char *type : {"<f4", ">f4", "<f8", ">f8"}) {
+        QTest::newRow(type) << QByteArray(type) << false;
+        QTest::newRow(type + QByteArray(", Fortran order")) << QByteArray(type) << true;
+    }
+}
+
+void CtlFilesTest::lightIsRead()
+{
+    QFETCH(QByteArray, type);
+    QFETCH(bool, fortran);
+    // Values that 32 bits hold, the last one NaN.
+    const auto valueOf = [](int index) { return index == 17 ? qQNaN() : 0.375 * index - 1; };
+    const int size = type.mid(2).toInt();
+    QByteArray values;
+    for (int place = 0; place < rows * columns * 3; ++place) {
+        const int index = fortran ? (place % rows * columns + place / rows % columns) * 3 + place / (rows * columns) : place;
+        qint64 bits = 0;
+        const double value = valueOf(index);
+        const auto shortened = float(value);
+        if (size == 8)
+            std::memcpy(&bits, &value, 8);
+        else
+            bits = qFromUnaligned<qint32>(&shortened);
+        values += bytesOf(bits, size, type.startsWith('>'));
+    }
+    Light light;
+    QString reason;
+    const QByteArray file = npy(dictionary(type, "(2, 3, 3)", fortran), values);
+    QVERIFY2(parseNpyLight(file, light, reason), qPrintable(reason));
+    QCOMPARE(light.size, QSize(columns, rows));
+    QCOMPARE(light.length, 3);
+    for (int i = 0; i < 17; ++i)
+        QCOMPARE(light.values[i], float(valueOf(i)));
+    QVERIFY(qIsNaN(light.values[17]));
+    QVERIFY(!parseNpyLight(file.left(file.size() - 1), light, reason));
+    QVERIFY2(reason.startsWith(QLatin1String("cut short")), qPrintable(reason));
+    QVERIFY(!parseNpyLight(file + '0', light, reason));
+    if (type == "<f4" && !fortran)
+        QCOMPARE(npyLightHeader(light.size, 3) + values, file);
+}
+
+void CtlFilesTest::lightThatIsNotFloatingPointIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("type");
+    for (const char *type : {"<u2", "|u1", "<i4", "<f2", "<f16", "f4", "=f4", "<c8", "|O", "<F4"})
+        QTest::newRow(type) << QByteArray(type);
+}
+
+void CtlFilesTest::lightThatIsNotFloatingPointIsRefused()
+{
+    QFETCH(QByteArray, type);
+    Light light;
+    QString reason;
+    QVERIFY(!parseNpyLight(npy(dictionary(type, "(1, 1, 3)"), QByteArray(48, '\0')), light, reason));
+    QCOMPARE(reason, QStringLiteral("values of the type '%1'; light is X, Y, Z in cd/m2: np.save(path, a.astype('<f4'))")
+                         .arg(QLatin1String(type)));
 }
 
 void CtlFilesTest::onlyTheKindsOwnValuesAreTaken_data()

@@ -23,6 +23,7 @@ private Q_SLOTS:
     void helpOfWhatIsRefusedIsRefused_data();
     void helpOfWhatIsRefusedIsRefused();
     void aMissingDeviceIsNamed();
+    void calibrationTakesFilesAlone();
 
 private:
     /// The operations that the service was called with.
@@ -151,7 +152,7 @@ void CtlOwnServiceTest::completionOffersNothingThatIsRefused_data()
                              << QString::fromLatin1(offered).split(QLatin1Char(' '), Qt::SkipEmptyParts);
     };
     row("--w", "");
-    row("re", "read restore");
+    row("re", "read restore report");
     row("wa", "watch");
     row("clear main --d", "--device");
     row("clear ", "main sign");
@@ -196,6 +197,31 @@ void CtlOwnServiceTest::aMissingDeviceIsNamed()
     const Run cleared = m_program.run("clear sign --type multilayer --device C");
     QVERIFY2(cleared.exit == 5, cleared.all());
     QVERIFY(m_program.write(QStringLiteral("small.json"), whole));
+}
+
+/// No camera is known: the plan is for a real one, and its photos are files.
+void CtlOwnServiceTest::calibrationTakesFilesAlone()
+{
+    const Run refused = m_program.run("measure main never.npy");
+    QVERIFY2(refused.exit == 64 && refused.error.contains("no camera for a device service: --plan DIRECTORY writes"),
+             refused.all());
+    QVERIFY(!calls().contains(QStringLiteral("ScreenInfo::setPixelImage")));
+    QCOMPARE(m_program.run("measure main never.npy --camera sensor").exit, 64);
+    const Run plan = m_program.run("measure main --plan shots");
+    QVERIFY2(plan.exit == 0 && plan.out.contains("green-1-1.npy"), plan.all());
+
+    // Photos of an ideal camera, made by the program with the virtual wall.
+    const Program wall;
+    QVERIFY(wall.write(QStringLiteral("small.json"), m_program.content(QStringLiteral("small.json"))));
+    const QString photos = m_program.path(QStringLiteral("photos"));
+    const Run seen = wall.run(words("--wall small.json measure main seen.npy --photos") + QStringList{photos});
+    QVERIFY2(seen.exit == 0, seen.all());
+    for (const char *line : {"measure --from photos seen.npy", "calibrate seen.npy corrected.npy", "report seen.npy",
+                             "write main corrected.npy --save"}) {
+        const Run run = m_program.run(line);
+        QVERIFY2(run.exit == 0, run.all());
+    }
+    QCOMPARE(m_program.content(QStringLiteral("seen.npy")), wall.content(QStringLiteral("seen.npy")));
 }
 
 QTEST_GUILESS_MAIN(CtlOwnServiceTest)

@@ -209,6 +209,13 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("pattern checkerboard main --square 5x5 --rect 1,1,20x10", "main: checkerboard over 1,1,20x10");
     row("pattern mode main 1", "main: mode 1 over 0,0,64x16");
     row("pattern clear main", "main: clear over 0,0,64x16");
+    row("measure main measured.npy", "main: 64x16 pixels measured with 3 test images into measured.npy");
+    row("measure main sensor.npy --camera sensor --photos photos --picture white.png",
+        "27 photos and plan.json kept in photos");
+    row("measure main --plan shots", "shots/plan.json: the plan");
+    row("measure --from photos again.npy", "photos: 64x16 pixels measured with 27 test images into again.npy");
+    row("calibrate measured.npy corrected.npy --keep-target target.json", "corrected.npy: coefficients of 64x16 pixels");
+    row("report measured.npy again.npy --target target.json --picture maps.png", "maps of white drawn into maps.png");
     row("cabinet 7 info", "rect             32,8,16x8");
     row("cabinet 7 read seven.npy", "cabinet 7 of device B: 16x8 chroma pixels at 0,0 read into seven.npy");
     row("cabinet 7 write one.npy --save", "cabinet 7 of device B: 16x8 chroma pixels at 0,0 written and saved from one.npy");
@@ -293,6 +300,7 @@ void CtlVerbsTest::everyDocumentFollowsTheSchema()
     QVERIFY(m_documents.write(QStringLiteral("missing.json"), m_program.json("--wall one-silent.json show main").out));
     QVERIFY(m_documents.write(QStringLiteral("refused.json"), m_program.json("--wall one-silent.json clear sign").out));
     QVERIFY(m_documents.write(QStringLiteral("dry.json"), m_program.json("--wall small.json save main --dry-run").out));
+    QVERIFY(m_documents.write(QStringLiteral("short.json"), m_program.json("calibrate measured.npy --luminance 9999").out));
     QProcess checker;
     checker.start(QStringLiteral("python3"),
                   {QStringLiteral(SOURCE_DIR "/tests/tools/check_documents.py"),

@@ -171,9 +171,9 @@ void tellWhatIsForgotten(Session &session)
     const QVector<Service::Outcome> outcomes = Service::outcomes();
     const bool changed = std::any_of(outcomes.cbegin(), outcomes.cend(),
                                      [](const Service::Outcome &outcome) { return outcome.changes && outcome.done > 0; });
-    if (!changed || !Service::isWall())
-        return;
     const Verb &verb = session.verb();
+    if (!changed || !verb.writes || !Service::isWall())
+        return;
     const bool canSave = std::any_of(verb.parameters.cbegin(), verb.parameters.cend(),
                                      [](const Parameter &parameter) { return parameter.key() == QLatin1String("--save"); });
     const bool isKept = Service::keepsWhatIsSaved() && (!verb.transient || session.arguments().has("--save"));

@@ -240,9 +240,15 @@ int countOf(const QVector<qint64> &shape)
     return int(count);
 }
 
-} // namespace
+/// What comes before the values of a file.
+struct Start {
+    QByteArray descr;
+    bool fortranOrder = false;
+    QVector<qint64> shape;
+    qint64 bytes = 0; ///< Where the values begin.
+};
 
-bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
+bool readStart(const QByteArray &file, Start &start, QString &reason)
 {
     const auto refuse = [&reason](const QString &why) {
         reason = why;
@@ -266,11 +272,18 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
     HeaderReader header(file.mid(begin, int(headerSize)));
     if (!header.read())
         return refuse(QStringLiteral("its header is no dictionary of 'descr', 'fortran_order' and 'shape'"));
+    start = {header.descr, header.fortranOrder, header.shape, begin + headerSize};
+    return true;
+}
 
-    Integers type;
-    if (!integersOf(header.descr, type, reason))
-        return false;
-    const QVector<qint64> &shape = header.shape;
+/// Number of values of a file of the shape (rows, columns, values) with all its bytes. 0 with the reason for any other.
+int checkedCount(const QByteArray &file, const Start &start, int valueSize, QString &reason)
+{
+    const auto refuse = [&reason](const QString &why) {
+        reason = why;
+        return 0;
+    };
+    const QVector<qint64> &shape = start.shape;
     const int count = countOf(shape);
     const bool isEmpty = std::any_of(shape.cbegin(), shape.cend(), [](qint64 extent) { return extent < 1; });
     if (count == 0 && shape.size() == 3 && !isEmpty)
@@ -279,17 +292,49 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
     if (count == 0)
         return refuse(QStringLiteral("shape (%1); expected (rows, columns, values), none of them 0%2")
                           .arg(tupleText(shape), reshaped(shape)));
-    const qint64 expected = begin + headerSize + qint64(count) * type.size;
+    const qint64 expected = start.bytes + qint64(count) * valueSize;
     if (file.size() < expected)
         return refuse(QStringLiteral("cut short: %1 bytes, its header promises %2").arg(file.size()).arg(expected));
     if (file.size() > expected)
         return refuse(QStringLiteral("%1 bytes too many behind its values").arg(file.size() - expected));
+    return count;
+}
+
+QByteArray headerOf(const QSize &size, int length, const char *descr)
+{
+    QByteArray dictionary = "{'descr': '" + QByteArray(descr) + "', 'fortran_order': False, 'shape': ("
+                            + QByteArray::number(size.height()) + ", " + QByteArray::number(size.width()) + ", "
+                            + QByteArray::number(length) + "), }";
+    // The values begin at a multiple of 64; the header ends in a line feed.
+    const int unpadded = magic.size() + 4 + dictionary.size() + 1;
+    dictionary += QByteArray((64 - unpadded % 64) % 64, ' ') + '\n';
+    QByteArray header = magic + QByteArray("\x01\x00", 2) + QByteArray(2, '\0');
+    qToLittleEndian<quint16>(quint16(dictionary.size()), header.data() + 8);
+    return header + dictionary;
+}
+
+} // namespace
+
+bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
+{
+    const auto refuse = [&reason](const QString &why) {
+        reason = why;
+        return false;
+    };
+    Start header;
+    Integers type;
+    if (!readStart(file, header, reason) || !integersOf(header.descr, type, reason))
+        return false;
+    const int count = checkedCount(file, header, type.size, reason);
+    if (count == 0)
+        return false;
+    const QVector<qint64> &shape = header.shape;
 
     grid.size = QSize(int(shape[1]), int(shape[0]));
     grid.length = int(shape[2]);
     grid.bytes = type.size == 1;
     grid.values.resize(count);
-    const char *const source = file.constData() + begin + headerSize;
+    const char *const source = file.constData() + header.bytes;
     if (type.size == 2 && !type.isSigned && !type.bigEndian && !header.fortranOrder) {
         qFromLittleEndian<quint16>(source, count, grid.values.data());
         return true;
@@ -314,17 +359,58 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
     return true;
 }
 
+bool parseNpyLight(const QByteArray &file, Light &light, QString &reason)
+{
+    Start header;
+    if (!readStart(file, header, reason))
+        return false;
+    static const QRegularExpression form(QStringLiteral("\\A([<>])f([48])\\z"));
+    const auto match = form.match(QString::fromUtf8(header.descr));
+    if (!match.hasMatch()) {
+        reason = QStringLiteral("values of the type '%1'; light is X, Y, Z in cd/m2: np.save(path, a.astype('<f4'))")
+                     .arg(QString::fromUtf8(header.descr));
+        return false;
+    }
+    const int valueSize = match.captured(2).toInt();
+    const bool isBig = match.captured(1) == QLatin1String(">");
+    const int count = checkedCount(file, header, valueSize, reason);
+    if (count == 0)
+        return false;
+    light.size = QSize(int(header.shape[1]), int(header.shape[0]));
+    light.length = int(header.shape[2]);
+    light.values.resize(count);
+    const char *const source = file.constData() + header.bytes;
+    const auto valueAt = [=](qint64 place) {
+        const char *const at = source + place * valueSize;
+        if (valueSize == 4)
+            return isBig ? qFromBigEndian<float>(at) : qFromLittleEndian<float>(at);
+        return float(isBig ? qFromBigEndian<double>(at) : qFromLittleEndian<double>(at));
+    };
+    float *to = light.values.data();
+    if (!header.fortranOrder) {
+        for (int i = 0; i < count; ++i)
+            *to++ = valueAt(i);
+        return true;
+    }
+    const qint64 rows = header.shape[0];
+    const qint64 columns = header.shape[1];
+    for (qint64 row = 0; row < rows; ++row) {
+        for (qint64 column = 0; column < columns; ++column) {
+            for (qint64 k = 0; k < light.length; ++k)
+                *to++ = valueAt(row + rows * (column + columns * k));
+        }
+    }
+    return true;
+}
+
 QByteArray npyHeader(const QSize &size, int length, bool bytes)
 {
-    QByteArray dictionary = "{'descr': '" + QByteArray(bytes ? "|u1" : "<u2") + "', 'fortran_order': False, 'shape': ("
-                            + QByteArray::number(size.height()) + ", " + QByteArray::number(size.width()) + ", "
-                            + QByteArray::number(length) + "), }";
-    // The values begin at a multiple of 64; the header ends in a line feed.
-    const int unpadded = magic.size() + 4 + dictionary.size() + 1;
-    dictionary += QByteArray((64 - unpadded % 64) % 64, ' ') + '\n';
-    QByteArray header = magic + QByteArray("\x01\x00", 2) + QByteArray(2, '\0');
-    qToLittleEndian<quint16>(quint16(dictionary.size()), header.data() + 8);
-    return header + dictionary;
+    return headerOf(size, length, bytes ? "|u1" : "<u2");
+}
+
+QByteArray npyLightHeader(const QSize &size, int length)
+{
+    return headerOf(size, length, "<f4");
 }
 
 } // namespace Ctl

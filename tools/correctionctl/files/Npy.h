@@ -16,4 +16,16 @@ namespace Ctl {
 /// no influence.
 bool parseNpy(const QByteArray &file, Grid &grid, QString &reason);
 
+/// Light: X, Y and Z in cd/m2, as floating-point numbers, three or nine for each pixel. Row by row, pixel by pixel.
+struct Light {
+    QSize size;
+    int length = 0;
+    QVector<float> values;
+};
+
+/// The same for an array of numbers of 32 or 64 bits; the latter are rounded. Any number of values for each pixel.
+bool parseNpyLight(const QByteArray &file, Light &light, QString &reason);
+/// The bytes of a file of 32-bit numbers without its values.
+QByteArray npyLightHeader(const QSize &size, int length);
+
 } // namespace Ctl

@@ -119,5 +119,10 @@ QImage render(Picture, const QString &, const PictureForm &)
     refuse("draw pictures of itself");
 }
 
+Photo photograph(const QString &, const Camera &, double)
+{
+    refuse("be photographed by this program");
+}
+
 } // namespace Service
 } // namespace Ctl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QByteArray>
+#include <QtCore/QSize>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
@@ -97,6 +98,26 @@ struct PictureForm {
 };
 /// What a screen is made of, holds or shows.
 QImage render(Picture picture, const QString &screenId, const PictureForm &form);
+
+/// A camera in front of the virtual wall: the fields of Simulator::Camera that options set. A sensor takes X, Y and Z one
+/// after another behind three filters, each exposed so that full scale is a little above the greatest light.
+struct Camera {
+    int photosites = 0; ///< For each pixel, along an axis; 0: an ideal colorimeter, and nothing else counts.
+    double blur = 0;    ///< In pixel pitches.
+    double noise = 0;   ///< At full scale, relative to it.
+    double tilt = 0;
+    int bits = 0;
+    quint64 seed = 1; ///< Of the noise: another one for each photo.
+};
+/// What it saw.
+struct Photo {
+    QSize size;
+    QVector<float> xyz;         ///< X, Y, Z in cd/m2 of each photosite, row by row.
+    QVector<double> homography; ///< Nine numbers, row by row: from the screen's pixels to photosites.
+    QImage picture;             ///< In sRGB, where requested.
+};
+/// A photo of what a screen shows now. `white`: the luminance in cd/m2 that is white in the picture; 0: no picture.
+Photo photograph(const QString &screenId, const Camera &camera, double white);
 
 } // namespace Service
 } // namespace Ctl

@@ -14,8 +14,13 @@
 #include <QtCore/QFile>
 #include <QtCore/QMap>
 
+#include <algorithm>
+#include <array>
+#include <limits>
 #include <memory>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 using Simulator::Call;
 using Simulator::CallJournal;
@@ -313,6 +318,46 @@ QImage render(Picture picture, const QString &screenId, const PictureForm &form)
     }
     }
     return {};
+}
+
+Photo photograph(const QString &screenId, const Camera &form, double white)
+{
+    Simulator::Photo seen = wall().pictures().photograph(screenId);
+    if (form.photosites > 0 && !seen.isNull()) {
+        Simulator::Camera camera;
+        camera.blur = form.blur;
+        camera.view = Simulator::Camera::tilted(seen.size, form.tilt);
+        // A coarse photo without noise finds the exposures.
+        constexpr int coarse = 3;
+        constexpr float headroom = 1.25f;
+        camera.photosites = std::min(form.photosites, coarse);
+        camera.fullScale = std::numeric_limits<float>::max();
+        std::array<float, 3> greatest{};
+        const std::vector<float> bright = wall().pictures().photograph(screenId, camera).xyz;
+        for (std::size_t i = 0; i < bright.size(); ++i)
+            greatest[i % 3] = std::max(greatest[i % 3], bright[i]);
+        camera.photosites = form.photosites;
+        camera.shotNoise = form.noise;
+        camera.bits = form.bits;
+        camera.seed = form.seed;
+        for (std::size_t filter = 0; filter < 3; ++filter) {
+            camera.fullScale = greatest[filter] > 0 ? double(headroom * greatest[filter]) : 1;
+            Simulator::Photo exposed = wall().pictures().photograph(screenId, camera);
+            if (filter == 0)
+                seen = std::move(exposed);
+            for (std::size_t i = filter; filter > 0 && i < exposed.xyz.size(); i += 3)
+                seen.xyz[i] = exposed.xyz[i];
+        }
+    }
+    if (seen.isNull())
+        throw Failure(ExitNoMemory, QStringLiteral("screen %1: a photo of it is too large").arg(screenId));
+    Photo photo;
+    photo.size = seen.size;
+    photo.xyz = QVector<float>(seen.xyz.cbegin(), seen.xyz.cend());
+    photo.homography = QVector<double>(seen.homography.cbegin(), seen.homography.cend());
+    if (white > 0)
+        photo.picture = seen.image(white);
+    return photo;
 }
 
 } // namespace Service

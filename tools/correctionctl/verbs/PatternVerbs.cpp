@@ -1,3 +1,4 @@
+#include "Patterns.h"
 #include "Rows.h"
 #include "files/Json.h"
 #include "session/Transfer.h"
@@ -66,17 +67,25 @@ void patternMode(Session &session)
 void patternClear(Session &session)
 {
     IScreen &screen = session.screen();
-    const QRect rect = Session::rectOf(screen);
+    check(clearTestImage(screen), QStringLiteral("screen %1: clearing the test image").arg(screen.getID()));
+    report(session, screen.getID(), QStringLiteral("clear"), Session::rectOf(screen));
+}
+
+} // namespace
+
+EnumErrorCode clearTestImage(IScreen &screen)
+{
+    QRect rect;
+    const EnumErrorCode code = screen.tryGetRect(rect);
+    if (code != enSuccess)
+        return code;
     // A board that misses every sub-screen makes each show the plain corrected image.
     DrawingCheckerboard board;
     board.colors = {QColor(Qt::black), QColor(Qt::black)};
     board.regionRect = QRect(rect.x() - 2, rect.y() - 2, 2, 2);
     board.squareW = board.squareH = board.lastSquareColumnW = board.lastSquareRowH = 1;
-    check(screen.setCheckerboardlImage(board), QStringLiteral("screen %1: clearing the test image").arg(screen.getID()));
-    report(session, screen.getID(), QStringLiteral("clear"), rect);
+    return screen.setCheckerboardlImage(board);
 }
-
-} // namespace
 
 QVector<Verb> patternVerbs()
 {

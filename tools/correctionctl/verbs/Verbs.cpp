@@ -73,8 +73,11 @@ const QVector<Verb> &verbs()
 const QVector<Verb> &knownVerbs()
 {
     static const QVector<Verb> table = screenVerbs() + transferVerbs() + diffVerbs() + snapshotVerbs() + settingVerbs()
-                                       + patternVerbs() + cabinetVerbs() + groupVerbs() + wallVerbs() + doctorVerbs()
-                                       + tableVerbs();
+                                       + patternVerbs()
+#ifdef CORRECTIONCTL_CALIBRATION
+                                       + measureVerbs() + calibrationVerbs()
+#endif
+                                       + cabinetVerbs() + groupVerbs() + wallVerbs() + doctorVerbs() + tableVerbs();
     return table;
 }
 

@@ -92,6 +92,8 @@ QVector<Verb> diffVerbs();
 QVector<Verb> snapshotVerbs();
 QVector<Verb> settingVerbs();
 QVector<Verb> patternVerbs();
+QVector<Verb> measureVerbs();
+QVector<Verb> calibrationVerbs();
 QVector<Verb> cabinetVerbs();
 QVector<Verb> groupVerbs();
 QVector<Verb> wallVerbs(); ///< And those that record and replay.
