@@ -46,3 +46,7 @@ log_of() {
 # What every build needs.
 # shellcheck disable=SC2034 # for the scripts that source this one
 build_packages=(cmake g++ libcli11-dev libhwy-dev liblcms2-dev ninja-build qtbase5-dev)
+
+# What scripts/reference needs.
+# shellcheck disable=SC2034 # for the scripts that source this one
+reference_packages=(doxygen doxygen-awesome-css python3 qttools5-dev-tools)

@@ -19,6 +19,12 @@ if(CMAKE_CROSSCOMPILING)
   return()
 endif()
 
+# The API reference: every public symbol is documented, every link leads somewhere.
+if(TARGET service-reference)
+  add_test(NAME reference
+    COMMAND "${PROJECT_SOURCE_DIR}/scripts/reference" "${CMAKE_CURRENT_BINARY_DIR}/reference" "$<TARGET_FILE:service-reference>")
+endif()
+
 # Every public header by itself, in both language standards and with both compilers, whatever this build uses.
 if(correction_installed_qtpromise)
   set(interface_promise -isystem "${correction_installed_qtpromise}")
