@@ -47,6 +47,8 @@ log_of() {
 # shellcheck disable=SC2034 # for the scripts that source this one
 build_packages=(cmake g++ libcli11-dev libhwy-dev liblcms2-dev ninja-build qtbase5-dev)
 
-# What scripts/reference needs.
+# What scripts/reference and scripts/abi need.
 # shellcheck disable=SC2034 # for the scripts that source this one
 reference_packages=(doxygen doxygen-awesome-css python3 qttools5-dev-tools)
+# shellcheck disable=SC2034
+abi_packages=(abigail-tools)
