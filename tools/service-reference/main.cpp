@@ -407,7 +407,8 @@ QString specialMember(const QString &line)
         .arg(constructed.isEmpty() ? QStringLiteral("assignment") : QStringLiteral("constructor"));
 }
 
-/// A header for the API reference. Empty when the table names an operation that the header lacks, or a row names none.
+/// A header for the API reference. Empty when a row of the table names no operation of the library, one that the header
+/// lacks, or one without a comment.
 QByteArray referenceHeader(const QString &path, const QByteArray &text)
 {
     const QString ownClass = QFileInfo(path).baseName();
@@ -428,6 +429,10 @@ QByteArray referenceHeader(const QString &path, const QByteArray &text)
     const QStringList present = QString::fromUtf8(text).split(QLatin1Char('\n'));
     for (const QString &line : present) {
         const QStringList request = requests.take(declaration.match(line).captured(1));
+        if (!request.isEmpty() && !lines.last().startsWith(QLatin1String("    ///"))) {
+            qCritical("%s: no comment: %s", qPrintable(path), qPrintable(line.trimmed()));
+            return {};
+        }
         for (const QString &added : request)
             lines += QStringLiteral("    /// ") + added;
         const QString special = specialMember(line);
