@@ -14,6 +14,9 @@ add_test(NAME layering_finds_faults COMMAND "${interface_dir}/layering_finds_fau
 add_test(NAME lint_finds_faults COMMAND "${interface_dir}/lint_finds_faults.sh" "${PROJECT_SOURCE_DIR}")
 set_tests_properties(lint_finds_faults PROPERTIES SKIP_RETURN_CODE 77)
 
+add_test(NAME log_lines
+  COMMAND "${interface_dir}/log_lines.py" "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/docs/guides/troubleshooting.md")
+
 if(CMAKE_CROSSCOMPILING)
   message(STATUS "Headers by themselves and the installed package are not tested: that takes the build machine's compilers")
   return()
