@@ -26,6 +26,8 @@ endif()
 if(TARGET service-reference)
   add_test(NAME reference
     COMMAND "${PROJECT_SOURCE_DIR}/scripts/reference" "${CMAKE_CURRENT_BINARY_DIR}/reference" "$<TARGET_FILE:service-reference>")
+  add_test(NAME reference_finds_faults
+    COMMAND "${interface_dir}/reference_finds_faults.sh" "${PROJECT_SOURCE_DIR}" "$<TARGET_FILE:service-reference>")
 endif()
 
 # The binary interface and its record. Another compiler, another machine or other flags describe the same types otherwise, and
