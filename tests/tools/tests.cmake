@@ -22,6 +22,11 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   target_compile_definitions(tst_examples PRIVATE FIRST_HOST="${first_host}" UNPLUGGED="${unplugged}")
   add_dependencies(tst_examples example-01-first-host example-02-unplugged)
 
+  # Readers of files, called directly.
+  correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
+  target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)
+
+  # The guides quote examples.
   correctionctl_test(tools/tst_guides.cpp)
   correction_program(frames example-04-frames)
   correction_program(refresh example-05-refresh)
@@ -30,10 +35,6 @@ if(CORRECTION_BUILD_TOOLS AND NOT CORRECTIONCTL_SERVICE)
   target_compile_definitions(tst_guides PRIVATE FIRST_HOST="${first_host}" FRAMES="${frames}" REFRESH="${refresh}"
     EVENT_LOOP="${event_loop}" RECORD="${record}")
   add_dependencies(tst_guides example-01-first-host example-04-frames example-05-refresh example-06-event-loop example-08-record)
-
-  # Readers of files, called directly.
-  correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
-  target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)
 
   # The program as it is with a device service of its own.
   add_executable(correctionctl-own-service
