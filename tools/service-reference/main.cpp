@@ -435,6 +435,10 @@ QByteArray referenceHeader(const QString &path, const QByteArray &text)
         }
         for (const QString &added : request)
             lines += QStringLiteral("    /// ") + added;
+        if (!request.isEmpty())
+            lines +=
+                QStringLiteral("    /// @see %1 for threads, ownership, and the results and log lines of all operations")
+                    .arg(ownClass);
         const QString special = specialMember(line);
         if (!special.isEmpty() && !lines.isEmpty() && !lines.last().startsWith(QLatin1String("    ///")))
             lines += QStringLiteral("    /// ") + special;
