@@ -13,6 +13,7 @@
 
 namespace Adapter {
 
+/// A device: its key, and what log lines show.
 using DeviceInfo = Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 
 /// Implemented by device service authors instead of the five classes of `<service/...>`: this library defines those classes
@@ -26,6 +27,7 @@ class ADAPTER_API DeviceBackend : public QObject
     Q_OBJECT
 
 public:
+    /// It is not installed.
     explicit DeviceBackend(QObject *parent = nullptr);
     ~DeviceBackend() override;
 

@@ -15,6 +15,7 @@ class ADAPTER_API DryRun : public BackendFilter
     Q_OBJECT
 
 public:
+    /// `inner` must outlive the filter.
     explicit DryRun(DeviceBackend &inner, QObject *parent = nullptr);
     ~DryRun() override;
 

@@ -19,6 +19,7 @@ public:
     /// destructor (both call it for pending uploads). Call::time is relative to the tap's construction.
     using Observer = std::function<void(const Call &)>;
 
+    /// `inner` must outlive the tap.
     ExchangeTap(DeviceBackend &inner, Observer observer, QObject *parent = nullptr);
     ~ExchangeTap() override;
 

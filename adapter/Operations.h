@@ -33,12 +33,16 @@ class Fields
 {
 public:
     constexpr Fields() = default;
+    /// Of an array that outlives this list.
     template <int count>
     constexpr Fields(const Field (&fields)[count]) : m_first(fields), m_count(count)
     {
     }
+    /// The first field.
     constexpr const Field *begin() const { return m_first; }
+    /// The place behind the last field.
     constexpr const Field *end() const;
+    /// Whether there are no fields.
     constexpr bool isEmpty() const { return m_count == 0; }
 
 private:
@@ -48,10 +52,10 @@ private:
 
 /// A named value in a request or a reply.
 struct Field {
-    const char *key; ///< The whole key, which may have dots in it. Null for the element of a list.
-    Type type;
+    const char *key;     ///< The whole key, which may have dots in it. Null for the element of a list.
+    Type type;           ///< As it is in a QVariant.
     const char *meaning; ///< With its unit; empty when the key is clear enough.
-    Fields fields = {};
+    Fields fields = {};  ///< Of a map; of a list its element.
 };
 
 constexpr const Field *Fields::end() const
@@ -85,6 +89,7 @@ enum class Extra {
     Headers    ///< QMap<QString, QString> &: the response headers
 };
 
+/// What a call does to a device.
 enum class Effect {
     Discovers, ///< Called by a refresh.
     Reads,
@@ -92,6 +97,7 @@ enum class Effect {
     Locks
 };
 
+/// One row of the table.
 struct Operation {
     /// CLASS_OPERATION, in the order of the rows.
     enum Id {
@@ -103,17 +109,17 @@ struct Operation {
         Count
     };
 
-    Id id;
+    Id id; ///< Its place in operations().
     /// Class and operation, such as "Correctionop::loadCoefficient". The setCheckerBoardImage with response headers is
     /// "ScreenInfo::setCheckerBoardImage(responseHeader)".
     QString name;
-    Address address;
-    Form request;
-    Form reply;
-    Extra extra;
-    Effect effect;
-    Fields requestFields; ///< Of the map, or of each map of the list.
-    Fields replyFields;
+    Address address;          ///< The arguments before the request.
+    Form request;             ///< Form of the request.
+    Form reply;               ///< Form of the reply.
+    Extra extra;              ///< The argument after both.
+    Effect effect;            ///< What it does to a device.
+    Fields requestFields;     ///< Of the map, or of each map of the list.
+    Fields replyFields;       ///< Likewise.
     const char *summary;      ///< What the device does.
     const char *callers;      ///< The library's operations that call it.
     const char *afterFailure; ///< What these return when it returned false. Empty for discovery.

@@ -13,6 +13,7 @@ class ADAPTER_API Recorder : public ExchangeTap
     Q_OBJECT
 
 public:
+    /// `inner` must outlive the filter.
     explicit Recorder(DeviceBackend &inner, QObject *parent = nullptr);
     ~Recorder() override;
 

@@ -10,13 +10,13 @@
 
 /// The C++ signatures of the operations, from the columns of Operations.def: for programs that define the classes of
 /// `<service/...>` themselves.
-///
-///     #define OPERATION(service, name, ...) ADAPTER_DEFINE(service##_##name, service, name, __VA_ARGS__)
-///     #define OPERATION_WITH_HEADERS(service, name, ...) ADAPTER_DEFINE(service##_##name##_Headers, service, name,
-///     __VA_ARGS__) #define DISCOVERY(...) #include <adapter/Operations.def>
-///
-/// defines every operation of a device as a call of serve(At<Operation::ID>(), its arguments...), of which the program has
-/// overloads, and a template for the rest. getInstance() and discovery are defined by hand.
+/// Including `<adapter/Operations.def>` defines every operation of a device as a call of
+/// `serve(At<Operation::ID>(), its arguments...)`, of which the program has overloads, and a template for the rest, with
+/// these macros defined before:
+/// - `OPERATION(service, name, ...)` as `ADAPTER_DEFINE(service##_##name, service, name, __VA_ARGS__)`
+/// - `OPERATION_WITH_HEADERS(service, name, ...)` as
+///   `ADAPTER_DEFINE(service##_##name##_Headers, service, name, __VA_ARGS__)`
+/// - `DISCOVERY(...)` as nothing: getInstance() and discovery are defined by hand.
 namespace Adapter {
 
 /// Names an operation in an overload of serve().

@@ -11,8 +11,8 @@ namespace Calibration {
 /// Light at a grid of points, row by row: X, Y and Z of each (CIE 1931; Y in cd/m2), as a NumPy array of the shape (height,
 /// width, 3). NaN where the light is not known.
 struct LightImage {
-    QSize size;
-    QVector<float> xyz;
+    QSize size;         ///< In points.
+    QVector<float> xyz; ///< Three values for each point.
 
     /// At least one point, and three values for each.
     bool isValid() const
@@ -22,11 +22,21 @@ struct LightImage {
 };
 
 /// An LED of a pixel, and the place of its values in a measurement.
-enum class Led { Red, Green, Blue };
+enum class Led {
+    Red,   ///< Values 0 to 2.
+    Green, ///< Values 3 to 5.
+    Blue   ///< Values 6 to 8.
+};
 
 /// What a pixel is asked to show, at full level.
-enum class Input { Red, Green, Blue, White };
+enum class Input {
+    Red,   ///< The red LED alone.
+    Green, ///< The green LED alone.
+    Blue,  ///< The blue LED alone.
+    White  ///< All three.
+};
 
+/// What is known of a pixel.
 enum class PixelState : quint8 {
     Live, ///< Is corrected, if its values are known.
     Hole, ///< There is no LED.
@@ -52,19 +62,25 @@ public:
     /// All pixels live. Without pixels also if the number of values is not that of the size.
     Measurement(const QSize &size, const QVector<float> &values);
 
+    /// Whether there are no pixels.
     bool isEmpty() const { return m_values.isEmpty(); }
+    /// Columns and rows.
     QSize size() const { return m_size; }
+    /// Nine for each pixel, row by row.
     const QVector<float> &values() const { return m_values; }
     /// One for each pixel, row by row.
     const QVector<PixelState> &states() const { return m_states; }
 
     /// The nine values of a pixel of the screen. The writable ones are valid until the measurement is copied or assigned.
     const float *pixel(int x, int y) const { return m_values.constData() + indexOf(x, y) * lightLength; }
+    /// See above.
     float *pixel(int x, int y) { return m_values.data() + indexOf(x, y) * lightLength; }
 
+    /// The state of a pixel of the screen.
     PixelState state(int x, int y) const { return m_states[indexOf(x, y)]; }
-    /// For the pixels of `rect` that are on the screen.
+    /// Sets the state of the pixels of `rect` that are on the screen.
     void setState(const QRect &rect, PixelState state);
+    /// The number of pixels in a state.
     int count(PixelState state) const;
     /// Whether the pixel is live and its nine values are finite.
     bool isUsable(int x, int y) const;

@@ -15,7 +15,7 @@ namespace Calibration {
 
 /// A test image of a plan and the photo that is taken of it.
 struct Shot {
-    Led led;
+    Led led;                            ///< The colour of the lit pixels.
     QPoint phase;                       ///< The first lit pixel, from the screen's corner.
     Correction::DrawingParameter image; ///< For `IScreen::setPixelImage`.
 };
@@ -41,7 +41,9 @@ public:
     /// shine evenly from a square w wide. 0 for a spread that is not positive; at most 31.
     static int intervalFor(double spread, double leak = 0.03);
 
+    /// The rectangle that the plan is for, in screen pixels.
     QRect screen() const { return m_screen; }
+    /// Dark pixels between two lit ones.
     int interval() const { return m_interval; }
     /// Red, green, then blue; the phases row by row.
     const QVector<Shot> &shots() const { return m_shots; }

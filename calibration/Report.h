@@ -11,9 +11,9 @@ namespace Calibration {
 
 /// CIE 1976 L*a*b*.
 struct Lab {
-    double l;
-    double a;
-    double b;
+    double l; ///< Lightness, 0 to 100.
+    double a; ///< Green (negative) to red.
+    double b; ///< Blue (negative) to yellow.
 };
 
 /// CIEDE2000 colour difference (ISO/CIE 11664-6), all parametric factors 1.
@@ -30,15 +30,15 @@ struct Report {
 
     /// CIEDE2000 to what the target shows, with the target's white as the white of L*a*b*.
     double differenceMedian = 0;
-    double difference95 = 0; ///< 95 % of the points differ by no more.
-    double differenceWorst = 0;
+    double difference95 = 0;    ///< 95 % of the points differ by no more.
+    double differenceWorst = 0; ///< That of the worst point.
 
     /// Contrast of the seams. Each stretch of a seam between crossing seams has four mean luminances: those of the two lines
     /// of pixels that touch it, and those of up to four lines next to each. Its contrast is their greatest minus their
     /// least, divided by their mean: a step counts, and so do lines that are brighter or darker than the parts on both
     /// sides.
     double seamMean = 0;
-    double seamWorst = 0;
+    double seamWorst = 0; ///< That of the worst stretch.
 };
 
 /// The report on what a screen shows for an input. `shown` has a point for each pixel: `Measurement::shown()`, or a photo of

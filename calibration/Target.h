@@ -9,16 +9,16 @@ namespace Calibration {
 
 /// CIE 1931 chromaticity coordinates.
 struct Chromaticity {
-    double x;
-    double y;
+    double x; ///< X / (X + Y + Z)
+    double y; ///< Y / (X + Y + Z)
 };
 
 /// The colours of full red, green and blue, and of all three together.
 struct Primaries {
-    Chromaticity red;
-    Chromaticity green;
-    Chromaticity blue;
-    Chromaticity white;
+    Chromaticity red;   ///< Full red alone.
+    Chromaticity green; ///< Full green alone.
+    Chromaticity blue;  ///< Full blue alone.
+    Chromaticity white; ///< All three.
 };
 
 CALIBRATION_API Primaries sRgb();    ///< IEC 61966-2-1: primaries of Rec. 709, white D65.
@@ -33,10 +33,11 @@ struct CALIBRATION_API Target {
 
     /// XYZ for an input at full level.
     struct Xyz {
-        double x;
-        double y;
-        double z;
+        double x; ///< X, scaled as Y.
+        double y; ///< cd/m2
+        double z; ///< Z, scaled as Y.
     };
+    /// What the target shows for an input.
     Xyz xyz(Input input) const;
     /// Whether all values are finite and the three colours are independent of each other.
     bool isValid() const;
@@ -56,6 +57,7 @@ CALIBRATION_API Primaries commonPrimaries(const Measurement &measurement, double
 class CALIBRATION_API Reach
 {
 public:
+    /// Calculates the limits of all usable pixels.
     Reach(const Measurement &measurement, const Primaries &primaries);
 
     /// Usable pixels.

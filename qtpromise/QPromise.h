@@ -19,16 +19,20 @@ template <typename T>
 class QPromiseResolve
 {
 public:
+    /// For promises alone.
     explicit QPromiseResolve(std::shared_ptr<Detail::Settler> settler) : m_settler(std::move(settler)) {}
 
+    /// Fulfils the promise.
     void operator()(const T &value) const
     {
         settle([&]() -> const T & { return value; });
     }
+    /// Fulfils the promise.
     void operator()(T &&value) const
     {
         settle([&]() -> T && { return std::move(value); });
     }
+    /// The promise follows another one.
     void operator()(const QPromise<T> &promise) const
     {
         settle([&] { return promise; });
@@ -45,12 +49,15 @@ private:
     std::shared_ptr<Detail::Settler> m_settler;
 };
 
+/// Fulfils a promise without a value.
 template <>
 class QPromiseResolve<void>
 {
 public:
+    /// For promises alone.
     explicit QPromiseResolve(std::shared_ptr<Detail::Settler> settler) : m_settler(std::move(settler)) {}
 
+    /// Fulfils the promise.
     void operator()() const
     {
         if (const std::shared_ptr<Detail::State> state = m_settler->take())
@@ -74,8 +81,10 @@ template <typename T>
 class QPromiseReject
 {
 public:
+    /// For promises alone.
     explicit QPromiseReject(std::shared_ptr<Detail::Settler> settler) : m_settler(std::move(settler)) {}
 
+    /// Rejects the promise.
     template <typename E>
     void operator()(E &&error) const
     {
@@ -118,6 +127,7 @@ public:
             resolver(QPromiseResolve<T>(settler), QPromiseReject<T>(settler));
         });
     }
+    /// The same for a resolver that takes a QPromiseResolve<T> alone.
     template <typename Resolver,
               std::enable_if_t<Detail::IsCallable<Resolver &, QPromiseResolve<T>>::value
                                    && !Detail::IsCallable<Resolver &, QPromiseResolve<T>, QPromiseReject<T>>::value,
@@ -137,11 +147,14 @@ public:
 
     /// A promise that follows another one counts as pending until that one settles.
     bool isPending() const { return m_state->status() == Detail::State::Status::Pending; }
+    /// Whether it has a value.
     bool isFulfilled() const { return m_state->status() == Detail::State::Status::Fulfilled; }
+    /// Whether it has an error.
     bool isRejected() const { return m_state->status() == Detail::State::Status::Rejected; }
 
     /// Whether both are handles of the same promise; the values are not compared.
     bool operator==(const QPromiseBase &other) const { return m_state == other.m_state; }
+    /// Whether they are handles of different promises.
     bool operator!=(const QPromiseBase &other) const { return m_state != other.m_state; }
 
     /// Calls one of the handlers once the promise has settled. `onFulfilled` takes the value or nothing and decides the
@@ -161,6 +174,7 @@ public:
                                       : Detail::onValue<T, Target>(fulfilled, source);
         });
     }
+    /// `then` for the value alone; an error passes on.
     template <typename Fulfilled>
     QPromise<typename Detail::HandlerResult<std::decay_t<Fulfilled>, T>::type> then(Fulfilled &&onFulfilled) const
     {
@@ -231,6 +245,7 @@ public:
     }
 
 protected:
+    /// A handle of this state.
     explicit QPromiseBase(std::shared_ptr<Detail::State> state) : m_state(std::move(state)) {}
 
 private:
@@ -271,15 +286,18 @@ public:
     {
         return Detail::settledPromise<T>(Detail::outcomeOf<T>([&]() -> const T & { return value; }));
     }
+    /// The same, without a copy of the value.
     static QPromise resolve(T &&value)
     {
         return Detail::settledPromise<T>(Detail::outcomeOf<T>([&]() -> T && { return std::move(value); }));
     }
+    /// Returns `promise`.
     static QPromise resolve(const QPromise &promise) { return promise; }
 
     /// QtPromise::map and QtPromise::each on the sequence that this promise holds.
     template <typename F, typename Sequence = T>
     QPromise<QVector<Detail::MappedElement<Sequence, F>>> map(F fn) const;
+    /// See `map`.
     template <typename F>
     QPromise<T> each(F fn) const;
 
@@ -296,7 +314,9 @@ class QPromise<void> : public QPromiseBase<void>
 public:
     using QPromiseBase<void>::QPromiseBase;
 
+    /// A fulfilled promise.
     static QPromise resolve() { return Detail::settledPromise<void>(Detail::Outcome()); }
+    /// Returns `promise`.
     static QPromise resolve(const QPromise &promise) { return promise; }
 
 private:

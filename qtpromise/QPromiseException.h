@@ -32,8 +32,11 @@ inline namespace Bundled {
 class QTPROMISE_VISIBLE QPromiseTimeoutException : public QException
 {
 public:
+    /// Throws a copy.
     void raise() const override { throw *this; }
+    /// A copy that the caller owns.
     QPromiseTimeoutException *clone() const override { return new QPromiseTimeoutException(*this); }
+    /// What happened, in English.
     const char *what() const noexcept override { return "the promise did not settle in time"; }
 };
 

@@ -29,6 +29,7 @@ QPromise<T> resolve(QPromise<T> promise)
     return promise;
 }
 
+/// A fulfilled promise without a value.
 inline QPromise<void> resolve()
 {
     return QPromise<void>::resolve();

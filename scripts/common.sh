@@ -43,6 +43,12 @@ log_of() {
   printf 'build/%s-configure.log' "$1"
 }
 
+# What scripts/reference and scripts/abi need.
+# shellcheck disable=SC2034 # for the scripts that source this one
+reference_packages=(doxygen doxygen-awesome-css python3 qttools5-dev-tools)
+# shellcheck disable=SC2034
+abi_packages=(abigail-tools)
+
 # What every build needs.
 # shellcheck disable=SC2034 # for the scripts that source this one
 build_packages=(cmake g++ libcli11-dev libhwy-dev liblcms2-dev ninja-build qtbase5-dev)

@@ -266,7 +266,8 @@ public:
     /// - Reply: [{"rvcardId" int (number of the receiving card), "outputId" int (number of the output), "flashCheckResults"
     ///   [{"size.w" int (pixels), "size.h" int (pixels), "point.x" int (pixels), "point.y" int (pixels), "checkCode" int (0:
     ///   the flash memory is valid)}] (one map for each module)}]
-    /// - Called by: ICabinet::getFlashCheckInfo, IsSupportFlash, saveModuleCoefficient, reloadModuleCoefficient
+    /// - Called by: ICabinet::getFlashCheckInfo, ICabinet::IsSupportFlash, ICabinet::saveModuleCoefficient,
+    ///   ICabinet::reloadModuleCoefficient
     /// - After false: The caller returns enTimeout. After true without a card, or with a first card without modules, the
     ///   last two return enNotSupported.
     bool getFlashCheckCode(const QString &deviceKey, const QString &cabinetId, const QMap<QString, QVariant> &request,

@@ -18,6 +18,7 @@ class CallLog;
 class SIMULATOR_API CallJournal
 {
 public:
+    /// How strings are written.
     enum Form {
         Full,   ///< Every string in full.
         Shorten ///< Strings of more than 64 characters are cut, their length added: for people.
@@ -25,6 +26,7 @@ public:
 
     /// All calls since the last clear() or VirtualWall::reset(), in the order in which they began.
     QList<Call> calls() const;
+    /// Removes all calls.
     void clear();
     /// Keeps only the newest `limit` calls, for long-running hosts. Negative, the default, keeps all.
     void setLimit(int limit);
@@ -36,7 +38,7 @@ public:
     QStringList notes(Form form = Full) const;
     /// One call as a line of the transcript.
     static QString describe(const Call &call, Form form = Full);
-    /// A value as a string: strings in double quotes (with \\, \", \n, \r, \t and \uXXXX escapes), maps as {"key": value} in
+    /// A value as a string: strings in double quotes (with the escapes of JSON), maps as {"key": value} in
     /// key order, variant lists as [value, value], an invalid variant as `invalid`, everything else with its type name:
     /// `int 3`, `QList<int> [1, 2]`, `QStringList ["a"]`, an enumeration by its type name and number.
     static QString describe(const QVariant &value, Form form = Full);

@@ -43,6 +43,7 @@ struct SIMULATOR_API Photo {
     /// first one is 0.5, 0.5.
     Homography homography{{1, 0, 0, 0, 1, 0, 0, 0, 1}};
 
+    /// Whether there is no photo.
     bool isNull() const { return xyz.empty(); }
     /// In sRGB (IEC 61966-2-1), 32-bit RGB: `white` is the luminance in cd/m2 of 255, 255, 255. What sRGB lacks is clipped.
     /// Null for a null photo, and unless `white` is greater than 0.

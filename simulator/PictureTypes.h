@@ -19,9 +19,10 @@ enum class Light {
 
 /// Values from `least` to `greatest`, both included; empty where `greatest` is less.
 struct ValueRange {
-    int least = 0;
-    int greatest = -1;
+    int least = 0;     ///< Included.
+    int greatest = -1; ///< Included.
 
+    /// Whether there is no value in it.
     bool isEmpty() const { return greatest < least; }
 };
 

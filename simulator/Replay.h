@@ -32,6 +32,7 @@ public:
     void start(const QList<Call> &calls);
     /// Replays a file. False, and nothing changed, when CallJournal::read() reports an error.
     bool start(const QString &path, QString *error = nullptr);
+    /// How far the replay has come.
     ReplayReport report() const;
     /// How long a promise waits for the next recorded call beyond that call's recorded time, in milliseconds; 5000 by
     /// default.

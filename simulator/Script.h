@@ -51,6 +51,7 @@ public:
     Script &resolveWith(bool value);
     /// The promise is rejected with a std::runtime_error.
     Script &reject();
+    /// The promise is rejected with `error`.
     Script &rejectWith(std::exception_ptr error);
 
     /// The operation itself throws.

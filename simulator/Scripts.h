@@ -19,6 +19,7 @@ public:
     /// any. An upload with a promise has no target. Of the scripts that apply to a call the one added last is used.
     /// The reference stays valid until clear() or VirtualWall::reset().
     Script &on(const QString &operation, const QString &deviceKey = QString(), const QString &target = QString());
+    /// Removes all scripts; references to them become invalid.
     void clear();
 
 private:

@@ -64,15 +64,15 @@ public:
 
     // Parts, owned by the wall.
 
-    CallJournal &journal();
-    Replay &replay();
-    Uploads &uploads();
-    Timeline &timeline();
-    Faults &faults();
-    Scripts &scripts();
-    State &state();
-    const State &state() const;
-    Pictures &pictures();
+    CallJournal &journal();     ///< The calls that it served.
+    Replay &replay();           ///< Answers from a recording.
+    Uploads &uploads();         ///< Pending uploads.
+    Timeline &timeline();       ///< Time and scheduled events.
+    Faults &faults();           ///< Faults and chaos.
+    Scripts &scripts();         ///< Results that the program sets for certain calls.
+    State &state();             ///< What the devices hold.
+    const State &state() const; ///< The same, for reading.
+    Pictures &pictures();       ///< Pictures of the wall.
 
     /// Back to an empty wall in real time: no devices, scripts, calls or settings, no directory. Pending uploads are
     /// rejected. Emits nothing.

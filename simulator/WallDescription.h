@@ -25,10 +25,10 @@ struct Module {
 
 /// A receiving card of a cabinet.
 struct ReceivingCard {
-    QString id;   ///< Free text; flash check replies give it as a number (0 when it is none).
-    QString flag; ///< Free text.
-    QRect rect;   ///< Place within the cabinet.
-    QList<Module> modules;
+    QString id;            ///< Free text; flash check replies give it as a number (0 when it is none).
+    QString flag;          ///< Free text.
+    QRect rect;            ///< Place within the cabinet.
+    QList<Module> modules; ///< Their places are within the cabinet.
 };
 
 /// A cabinet. Its coefficient planes have exactly `size`.
@@ -37,17 +37,17 @@ struct Cabinet {
                       ///< number where a request holds a number.
     QString outputId; ///< The device's output that it hangs on; flash check replies give it as a number.
     QPoint position;  ///< Relative to its sub-screen.
-    QSize size;
-    QString flag; ///< Free text.
-    QList<ReceivingCard> receivingCards;
-    bool placed = true; ///< false: the device lists the cabinet, but its screen reply has no place for it.
+    QSize size;       ///< Columns and rows.
+    QString flag;     ///< Free text.
+    QList<ReceivingCard> receivingCards; ///< In the order of the device's reply.
+    bool placed = true;                  ///< false: the device lists the cabinet, but its screen reply has no place for it.
     bool listed = true; ///< false: the screen reply places the cabinet, but the device's list of cabinets lacks it.
 };
 
 /// A placed set of cabinets of one device.
 struct SubScreen {
-    QPoint position; ///< Relative to the device's screen position.
-    QList<Cabinet> cabinets;
+    QPoint position;         ///< Relative to the device's screen position.
+    QList<Cabinet> cabinets; ///< In the order of the device's reply.
 };
 
 /// How long a device takes to answer, in milliseconds of the wall's clock. The calls of one device follow each other;
@@ -67,7 +67,7 @@ struct Fault {
 #define FAULT(type, name, calls, note, about) type,
 #include <simulator/FaultTypes.def>
     };
-    Type type = NoAnswer;
+    Type type = NoAnswer; ///< What goes wrong.
     QString operation;    ///< "Class::operation" as in Call::operation, or null for every one.
     QString target;       ///< Cabinet id or screen selector; null for any.
     int after = 0;        ///< The first calls that match and are left alone.
@@ -83,23 +83,23 @@ struct Device {
     QString label;      ///< What discovery shows.
     QString customName; ///< "customName" of the hardware information.
 
-    QString screenId;          ///< "screenUUID"
-    QString screenName;        ///< "screenName"
-    bool useScreenName = true; ///< "expendInfo.isAllowSingleDev": the screen is called `screenName`, else `customName`.
-    QPoint screenPosition;     ///< Origin of this device's screen reply, screen coordinates.
-    QList<SubScreen> subScreens;
+    QString screenId;               ///< "screenUUID"
+    QString screenName;             ///< "screenName"
+    bool useScreenName = true;      ///< "expendInfo.isAllowSingleDev": the screen is called `screenName`, else `customName`.
+    QPoint screenPosition;          ///< Origin of this device's screen reply, screen coordinates.
+    QList<SubScreen> subScreens;    ///< In the order of the screen reply.
     bool allowDuplicateIds = false; ///< For broken devices: a wall file may give one id to several cabinets.
     bool allowOverlaps = false;     ///< Likewise: it may place cabinets on top of each other.
 
-    int brightnessMin = 0; ///< Brightness requests below `brightnessMin` or above `brightnessMax` are refused.
-    int brightnessMax = 10000;
+    int brightnessMin = 0;        ///< Brightness requests below `brightnessMin` or above `brightnessMax` are refused.
+    int brightnessMax = 10000;    ///< See `brightnessMin`.
     int brightnessDefault = 5000; ///< Brightness of every cabinet until one is set.
 
-    bool multilayerCorrection = true; ///< "multilayercorrection" of the feature table; the following alike.
-    int multilayerCorrectionLayers = 4;
-    bool fineGrayscale = true;
-    bool xBitPlus = true;
-    bool magicGray = false;
+    bool multilayerCorrection = true;   ///< "multilayercorrection" of the feature table; the following alike.
+    int multilayerCorrectionLayers = 4; ///< "multilayerCorrectionLayer"
+    bool fineGrayscale = true;          ///< "fineGrayscale"
+    bool xBitPlus = true;               ///< "xBitPlus"
+    bool magicGray = false;             ///< "magicGray"
 
     int multilayerBytesPerPixel = 16;  ///< Length of a pixel in multilayer planes and blocks.
     bool checkerboardSupported = true; ///< false: checkerboard requests are refused, with status 404 in the headers.
@@ -120,6 +120,7 @@ struct Device {
 
 /// Something that happens to a device by itself.
 struct Event {
+    /// What happens.
     enum Type {
         Unplug,     ///< As VirtualWall::unplug().
         Plug,       ///< As VirtualWall::plug(): the device is back, with what it had saved.
@@ -128,17 +129,17 @@ struct Event {
         AddFault,   ///< As Faults::add() with `fault`.
         ClearFaults ///< As Faults::clear().
     };
-    qint64 at = 0; ///< Milliseconds of the wall's clock since the wall was set up.
-    Type type = Unplug;
-    QString deviceKey;
-    QString name;
-    Fault fault;
+    qint64 at = 0;      ///< Milliseconds of the wall's clock since the wall was set up.
+    Type type = Unplug; ///< What happens.
+    QString deviceKey;  ///< To which device.
+    QString name;       ///< For Rename.
+    Fault fault;        ///< For AddFault.
 };
 
 /// A whole wall: what a wall file holds.
 struct WallDescription {
-    QString title; ///< Free text.
-    QList<Device> devices;
+    QString title;            ///< Free text.
+    QList<Device> devices;    ///< In the order in which discovery lists them.
     QList<Event> events;      ///< In any order; those of one moment happen in the order of the list.
     quint64 seed = 1;         ///< Of all random numbers: jitter, shuffled replies, chaos. At most 2^53.
     double chaos = 0.0;       ///< Share of the calls, 0 to 1, that meet a random fault.

@@ -22,6 +22,7 @@ SIMULATOR_API bool presetWall(const QString &name, WallDescription &wall);
 
 /// Reads a description from the text of a wall file. `source` is the file's name in errors.
 SIMULATOR_API bool parseWall(const QByteArray &json, const QString &source, WallDescription &wall, QString *error = nullptr);
+/// Reads a wall file.
 SIMULATOR_API bool readWall(const QString &path, WallDescription &wall, QString *error = nullptr);
 
 /// The text of a wall file: keys in the order of the documentation, without those whose value is the default; cabinets

@@ -8,13 +8,13 @@ namespace Correction {
 class CORRECTION_EXPORT BrightnessRange
 {
 public:
-    BrightnessRange();
+    BrightnessRange(); ///< All values 0.
     BrightnessRange(const BrightnessRange &other);
     BrightnessRange &operator=(const BrightnessRange &other);
 
-    quint32 min;
-    quint32 max;
-    quint32 defaultValue;
+    quint32 min;          ///< The darkest step.
+    quint32 max;          ///< The brightest step.
+    quint32 defaultValue; ///< The step of a cabinet as delivered.
 };
 
 } // namespace Correction

@@ -10,6 +10,7 @@ namespace Correction {
 class CORRECTION_EXPORT CabinetAvgCoefficient : public ICabinetCoefficient
 {
 public:
+    /// Stores both strings, and nothing else.
     CabinetAvgCoefficient(const QString &deviceKey, const QString &cabinetId);
     /// Deletes no grid.
     ~CabinetAvgCoefficient();

@@ -13,7 +13,7 @@ class RvCardInfo;
 class CORRECTION_EXPORT CabinetBaseInfo
 {
 public:
-    CabinetBaseInfo();
+    CabinetBaseInfo(); ///< No features.
     CabinetBaseInfo(const CabinetBaseInfo &other);
     /// Declared and not defined: a call does not link.
     CabinetBaseInfo(const RvCardInfo &card);
@@ -23,11 +23,11 @@ public:
     /// false or 0, further maps are not looked at. Returns false, with one critical line and no change, for an empty list.
     bool pasrseJson(QList<QVariant> &reply);
 
-    bool multilayercorrection;
-    quint8 multilayerCorrectionLayer; ///< Kept modulo 256.
-    bool fineGrayscale;
-    bool xBitPlus;
-    bool magicGray;
+    bool multilayercorrection;        ///< Multilayer coefficients.
+    quint8 multilayerCorrectionLayer; ///< Number of layers, kept modulo 256.
+    bool fineGrayscale;               ///< "fineGrayscale" of the reply.
+    bool xBitPlus;                    ///< "xBitPlus" of the reply.
+    bool magicGray;                   ///< "magicGray" of the reply.
 };
 
 } // namespace Correction

@@ -12,33 +12,33 @@ namespace Correction {
 class CORRECTION_EXPORT RvCardInfo
 {
 public:
-    RvCardInfo();
+    RvCardInfo(); ///< Empty strings, a null rectangle.
     RvCardInfo(const RvCardInfo &other);
     RvCardInfo &operator=(const RvCardInfo &other);
 
-    QString id;
-    QString flag;
-    QRect rect;
+    QString id;   ///< Its form is the device's.
+    QString flag; ///< Its meaning is the device's.
+    QRect rect;   ///< Place and size.
 };
 
 /// One LED module of a receiving card, as its device reports it. `rect` in pixels, in the device's frame.
 class CORRECTION_EXPORT ModuleInfo
 {
 public:
-    ModuleInfo();
+    ModuleInfo(); ///< Empty strings, a null rectangle.
     ModuleInfo(const ModuleInfo &other);
     ModuleInfo &operator=(const ModuleInfo &other);
 
-    QString id;
-    QString flag;
-    QRect rect;
+    QString id;   ///< Its form is the device's.
+    QString flag; ///< Its meaning is the device's.
+    QRect rect;   ///< Place and size.
 };
 
 /// Description of one cabinet.
 class CORRECTION_EXPORT CabinetInfo
 {
 public:
-    CabinetInfo();
+    CabinetInfo(); ///< Empty strings but for `flag`, which is null; a null rectangle, empty lists.
     /// As the assignment to a new record: `flag` of the copy is null. Records in a QList are such copies.
     CabinetInfo(const CabinetInfo &other);
     /// Copies everything but `flag`, which stays what it was; hosts rely on it. The cards and modules are deep copies; those

@@ -10,12 +10,12 @@ namespace Correction {
 class CORRECTION_EXPORT CabinetsModuleFlag
 {
 public:
-    CabinetsModuleFlag();
+    CabinetsModuleFlag(); ///< Empty.
     CabinetsModuleFlag(const CabinetsModuleFlag &other);
     CabinetsModuleFlag &operator=(const CabinetsModuleFlag &other);
 
-    QString id;
-    QString flag;
+    QString id;   ///< The module's id.
+    QString flag; ///< Its meaning is the device's.
 };
 
 } // namespace Correction

@@ -12,6 +12,7 @@ namespace Correction {
 class CORRECTION_EXPORT CabinetsV4 : public ICabinets
 {
 public:
+    /// A group of these cabinets, in this order.
     explicit CabinetsV4(QList<ICabinet *> &cabinets);
     ~CabinetsV4();
 

@@ -17,7 +17,7 @@ namespace Correction {
 class CORRECTION_EXPORT DrawingCheckerboard
 {
 public:
-    DrawingCheckerboard();
+    DrawingCheckerboard(); ///< A null rectangle, no colours, sizes of 0.
     DrawingCheckerboard(const DrawingCheckerboard &other);
     DrawingCheckerboard &operator=(const DrawingCheckerboard &other);
 
@@ -36,10 +36,10 @@ public:
 
     QRect regionRect;       ///< Where the board is drawn, in screen pixels.
     QVector<QColor> colors; ///< A screen refuses a board of fewer than two.
-    int squareW;
-    int squareH;
-    int lastSquareColumnW; ///< Width of the last column of squares.
-    int lastSquareRowH;    ///< Height of the last row of squares.
+    int squareW;            ///< Width of the other columns.
+    int squareH;            ///< Height of the other rows.
+    int lastSquareColumnW;  ///< Width of the last column of squares.
+    int lastSquareRowH;     ///< Height of the last row of squares.
 };
 
 } // namespace Correction

@@ -11,7 +11,7 @@ namespace Correction {
 class CORRECTION_EXPORT DrawingParameter
 {
 public:
-    DrawingParameter();
+    DrawingParameter(); ///< A null rectangle, no block, intervals of 0.
     DrawingParameter(const DrawingParameter &other);
     DrawingParameter &operator=(const DrawingParameter &other);
 

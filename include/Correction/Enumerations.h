@@ -31,22 +31,22 @@ enum EnumCoefficientType : int {
 /// Values of one pixel of a grid: 16 bits each in chroma and low-gray grids. A multilayer grid has this number of bytes for
 /// a pixel unless its constructor gets another one.
 constexpr int chromaPixelLength = 9;
-constexpr int lowGrayPixelLength = 9;
-constexpr int multilayerPixelLength = 16;
+constexpr int lowGrayPixelLength = 9;     ///< As `chromaPixelLength`.
+constexpr int multilayerPixelLength = 16; ///< Bytes; as `chromaPixelLength`.
 
 /// Coefficient store that a save or a solid fill addresses. The numbers coincide with `EnumCoefficientType`.
 enum EnumSaveType : int {
-    enSaveCommonCoefficient = 0,
-    enSaveMultilayerCoefficient = 1,
-    enSaveLowgrayCoefficient = 2,
+    enSaveCommonCoefficient = 0,     ///< Chroma.
+    enSaveMultilayerCoefficient = 1, ///< Multilayer.
+    enSaveLowgrayCoefficient = 2,    ///< Low-gray.
 };
 
 /// Channel of a gamma table. The gamma tables of a cabinet (`ICabinet`), read or written, have blue under 1 and green under
 /// 2: the names below hold for sub-screens and screens.
 enum EnumGammaType : int {
-    enRedGamma = 0,
-    enGreenGamma = 1,
-    enBlueGamma = 2,
+    enRedGamma = 0,   ///< Red.
+    enGreenGamma = 1, ///< Green; of a cabinet blue.
+    enBlueGamma = 2,  ///< Blue; of a cabinet green.
 };
 
 /// Correction effect mode. The numbers are the device's; the library passes them through unchanged and unchecked:

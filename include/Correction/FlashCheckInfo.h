@@ -13,7 +13,7 @@ namespace Correction {
 class CORRECTION_EXPORT FlashCheckInfo
 {
 public:
-    FlashCheckInfo();
+    FlashCheckInfo(); ///< Not valid, without place and size.
     FlashCheckInfo(const FlashCheckInfo &other);
     FlashCheckInfo &operator=(const FlashCheckInfo &other);
 
@@ -27,13 +27,13 @@ public:
 class CORRECTION_EXPORT RxCardFlashCheckInfo
 {
 public:
-    RxCardFlashCheckInfo();
+    RxCardFlashCheckInfo(); ///< Numbers 0, no modules.
     RxCardFlashCheckInfo(const RxCardFlashCheckInfo &other);
     RxCardFlashCheckInfo &operator=(const RxCardFlashCheckInfo &other);
 
-    int rxcardId;
-    int outPutId;
-    QList<FlashCheckInfo> flashList;
+    int rxcardId;                    ///< Number of the receiving card.
+    int outPutId;                    ///< Number of the device's output.
+    QList<FlashCheckInfo> flashList; ///< Of the card's modules.
 };
 
 } // namespace Correction

@@ -57,7 +57,7 @@ public:
     /// Makes the device apply its stored low-gray coefficients. `enNotSupported`, not logged: every other kind. Logs
     /// `enTimeout`.
     virtual EnumErrorCode applyCoeffcient(EnumCoefficientType type) = 0;
-    /// Does not log failures.
+    /// Sets the correction effect mode. The number is the device's; it is sent unchecked. Does not log failures.
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
     /// Sets the brightness in the device's own steps (see `getBrightnessRange`; the value is not checked). Always
     /// `enSuccess` for a cabinet with a description, whether the device took the value or not. Does not log failures.
@@ -69,7 +69,7 @@ public:
     /// Sends the entries one by one, each under its number, in ascending order; the channels are those of `getGammaTable`.
     /// Stops at the first that fails: those before it are set. Sends nothing for an empty table. Does not log failures.
     virtual EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &table) = 0;
-    /// Does not log failures.
+    /// Reads the permitted brightness. Does not log failures.
     virtual EnumErrorCode getBrightnessRange(BrightnessRange &range) = 0;
     /// Reads the cabinet's configuration file from the device into the local file `path`. After the device has answered an
     /// existing file is truncated and then written; a reply without a configuration leaves an empty file, with `enSuccess`.
@@ -84,7 +84,7 @@ public:
     virtual EnumErrorCode setFlag(const QString &flag) = 0;
     /// The description's flag. Sends nothing. Does not log failures.
     virtual EnumErrorCode getFlag(QString &flag) = 0;
-    /// Does not log failures.
+    /// Reads the correction effect mode. Does not log failures.
     virtual EnumErrorCode tryGetEffectMode(EnumEffectMode &mode) = 0;
     /// Appends one entry for each receiving card; `list` is not cleared. Logs `enTimeout`.
     virtual EnumErrorCode getFlashCheckInfo(QList<RxCardFlashCheckInfo> &list) = 0;

@@ -19,6 +19,7 @@ public:
     virtual EnumErrorCode tryGetAvg(QVector<unsigned short> &average) = 0;
     /// Not implemented: returns `enNotSupported` and leaves `bytes` alone. Not logged.
     virtual EnumErrorCode toByteArray(QByteArray &bytes) = 0;
+    /// All values, in the order of `ICoefficient`.
     virtual QVector<unsigned short> getCoefficient() = 0;
     /// Replaces all values. `enOutOfRange`, with no change and not logged: their number is not rows * columns * length.
     virtual EnumErrorCode setCoefficient(QVector<unsigned short> &values) = 0;

@@ -19,10 +19,12 @@ namespace Correction {
 class CORRECTION_EXPORT ICoefficient
 {
 public:
+    /// Number of rows.
     virtual int getPixelRow() = 0;
     /// Stores the number alone: the values are neither resized nor cleared, so that the grid may be invalid until a
     /// `setCoefficient` of the new size succeeds.
     virtual void setPixelRow(int pixelRow) = 0;
+    /// Number of columns.
     virtual int getPixelCol() = 0;
     /// As `setPixelRow`.
     virtual void setPixelCol(int pixelCol) = 0;
@@ -30,6 +32,7 @@ public:
     virtual int getPixelLength() = 0;
     /// A new grid of the same size and values that the caller owns. The copy of an invalid grid has zeros.
     virtual ICoefficient *getCopy() = 0;
+    /// The kind of the grid.
     virtual EnumCoefficientType getType() = 0;
     /// Pastes a grid of the same kind over `rect` (pixels of this grid).
     /// - `enArgumentMismatch`, not logged: `source` is of another kind.

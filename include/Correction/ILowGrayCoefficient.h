@@ -12,6 +12,7 @@ class CORRECTION_EXPORT ILowGrayCoefficient : public ICoefficient
 public:
     using ICoefficient::setPartCoefficient;
 
+    /// All values, in the order of `ICoefficient`.
     virtual QVector<unsigned short> getCoefficient() = 0;
     /// Replaces all values. `enOutOfRange`, with no change and not logged: their number is not rows * columns * length.
     virtual EnumErrorCode setCoefficient(QVector<unsigned short> &values) = 0;

@@ -12,6 +12,7 @@ class CORRECTION_EXPORT IMultilayerCoefficient : public ICoefficient
 public:
     using ICoefficient::setPartCoefficient;
 
+    /// All values, in the order of `ICoefficient`.
     virtual QByteArray getCoefficient() = 0;
     /// Replaces all values. `enOutOfRange`, with no change and not logged: their number is not rows * columns * length.
     virtual EnumErrorCode setCoefficient(QByteArray &values) = 0;

@@ -22,9 +22,11 @@ public:
 
     /// Switches the automatic brightness limiter.
     virtual EnumErrorCode setABLEnable(bool enable) = 0;
+    /// Switches an x-bit mode on or off. The mode is not checked.
     virtual EnumErrorCode setXBit(EnumXBitMode mode, bool enable) = 0;
     /// Reserves the devices for this application.
     virtual EnumErrorCode lock() = 0;
+    /// Ends the reservation.
     virtual EnumErrorCode unLock() = 0;
     /// Unites `rect` with every cabinet's rectangle: pass a null rectangle. Sends nothing. After a failure what was united
     /// before stays.
@@ -72,7 +74,9 @@ public:
     /// Clears the user's coefficients of a kind. `enNotSupported`: an unknown kind. For the multilayer kind a device that
     /// did not answer or refused is not a failure: `enSuccess`, with one critical line.
     virtual EnumErrorCode clearCoefficient(EnumCoefficientType type) = 0;
+    /// Sets the correction effect mode. The number is the device's; it is sent unchecked.
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
+    /// Reads the correction effect mode.
     virtual EnumErrorCode tryGetEffectMode(EnumEffectMode &mode) = 0;
     /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked.
     virtual EnumErrorCode setBrightness(int brightness) = 0;
@@ -80,9 +84,11 @@ public:
     virtual EnumErrorCode getGammaTable(QMap<EnumGammaType, QList<int>> &table) = 0;
     /// Sends each device one request, which holds the table of the highest channel only: call it once for each channel.
     virtual EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &table) = 0;
+    /// Sets the limits of four layers. The values are not checked.
     virtual EnumErrorCode setMultilayerParameter(const MultilayerParam &param) = 0;
-    /// `enArgumentMismatch`: a parameter without layers. Nothing is sent.
+    /// Sets the limits of any number of layers. `enArgumentMismatch`: a parameter without layers. Nothing is sent.
     virtual EnumErrorCode setMultilayerParameterV2(const MultilayerParamV2 &param) = 0;
+    /// Reads the permitted brightness.
     virtual EnumErrorCode getBrightnessRange(BrightnessRange &range) = 0;
     /// The sub-screen, still owned by the screen, or null with one critical line.
     virtual ISubScreen *tryGetSubScreen(const QString &key) = 0;
@@ -94,9 +100,13 @@ public:
     virtual bool removeSubScreen(const QString &key) = 0;
     /// Deletes all sub-screens, as `removeSubScreen` does.
     virtual void removeSubScreens() = 0;
+    /// Changes the name here. Sends nothing.
     virtual void setName(const QString &name) = 0;
+    /// The name of discovery, or that of `setName`.
     virtual QString getName() = 0;
+    /// Changes the id here, not in the manager. Sends nothing.
     virtual void setID(const QString &id) = 0;
+    /// The id of discovery, or that of `setID`.
     virtual QString getID() = 0;
     /// Queries every device for its custom name. The map is taken by value: only the result code reaches the caller.
     /// `enInvalidParameter`: a device did not answer or refused.

@@ -36,9 +36,11 @@ public:
 
     /// Switches the automatic brightness limiter.
     virtual EnumErrorCode setABLEnable(bool enable) = 0;
+    /// Switches an x-bit mode on or off. The mode is not checked.
     virtual EnumErrorCode setXBit(EnumXBitMode mode, bool enable) = 0;
     /// Reserves the device for this application.
     virtual EnumErrorCode lock() = 0;
+    /// Ends the reservation.
     virtual EnumErrorCode unLock() = 0;
     /// Unites `rect` with every cabinet's rectangle: pass a null rectangle. Sends nothing.
     virtual EnumErrorCode tryGetRect(QRect &rect) = 0;
@@ -77,6 +79,7 @@ public:
     /// Clears the user's coefficients of a kind. The multilayer kind is always `enSuccess`: a device that did not answer or
     /// refused is only logged, with one critical line. `enNotSupported`, not logged: an unknown kind.
     virtual EnumErrorCode clearCoefficient(EnumCoefficientType type) = 0;
+    /// Sets the correction effect mode. The number is the device's; it is sent unchecked.
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
     /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked.
     virtual EnumErrorCode setBrightness(int brightness) = 0;
@@ -86,8 +89,10 @@ public:
     /// Sends one request, which holds the table of the highest channel only (an empty one for an empty table): call it once
     /// for each channel.
     virtual EnumErrorCode setGammaTable(const QMap<EnumGammaType, QList<int>> &table) = 0;
+    /// Sets the limits of four layers. The values are not checked.
     virtual EnumErrorCode setMultilayerParameter(const MultilayerParam &param) = 0;
-    /// `enArgumentMismatch`, with one critical line and nothing sent: a parameter without layers.
+    /// Sets the limits of any number of layers. `enArgumentMismatch`, with one critical line and nothing sent: a parameter
+    /// without layers.
     virtual EnumErrorCode setMultilayerParameterV2(const MultilayerParamV2 &param) = 0;
     /// The range of the first cabinet that returns one. Otherwise the last cabinet's code, or `enTimeout` without cabinets;
     /// not logged.
@@ -98,6 +103,7 @@ public:
     virtual bool addCabinet(QString cabinetId, QString cabinetFlag) = 0;
     /// False, not logged, for an id that is absent. The registry keeps the cabinet.
     virtual bool removeCabinet(const QString &cabinetId) = 0;
+    /// Leaves no cabinet. The registry keeps them.
     virtual void removeCabinets() = 0;
     /// Saves what the cabinets show of one kind of coefficients. The kind is not checked.
     virtual EnumErrorCode setMutiCabinetSolid(EnumSaveType type) = 0;

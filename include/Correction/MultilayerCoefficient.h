@@ -11,6 +11,7 @@ public:
     /// All values 0. Columns come first (the factory takes rows first). A negative size, or one whose values do not fit into
     /// one container (about 2 GiB), makes an invalid grid without values.
     MultilayerCoefficient(int pixelCol = 1, int pixelRow = 1);
+    /// The same with `pixelLength` bytes for each pixel.
     MultilayerCoefficient(int pixelCol, int pixelRow, int pixelLength);
     MultilayerCoefficient(const MultilayerCoefficient &other);
     MultilayerCoefficient(MultilayerCoefficient &&other) noexcept;

@@ -21,10 +21,10 @@ class CORRECTION_EXPORT ScreenReader
 public:
     /// State of a read. Each cabinet that meets the rectangle is read as a whole, however little of it is wanted.
     struct Progress {
-        int cabinetsRead;
-        int cabinets;
-        qint64 pixelsRead;
-        qint64 pixels;
+        int cabinetsRead;        ///< So far.
+        int cabinets;            ///< That meet the rectangle.
+        qint64 pixelsRead;       ///< So far.
+        qint64 pixels;           ///< Of these cabinets.
         const CabinetInfo *next; ///< The cabinet that is read next; null after the last. Valid during the call only.
     };
     /// Called before each cabinet and after the last. An exception that it throws ends the read and reaches the caller.

@@ -8,7 +8,7 @@ namespace Correction {
 class CORRECTION_EXPORT ScreenV4 : public IScreen
 {
 public:
-    ScreenV4();
+    ScreenV4(); ///< Without sub-screens, name and id.
     /// Deletes the sub-screens.
     ~ScreenV4() override;
     ScreenV4(const ScreenV4 &) = delete;

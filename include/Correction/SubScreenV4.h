@@ -9,6 +9,7 @@ namespace Correction {
 class CORRECTION_EXPORT SubScreenV4 : public ISubScreen
 {
 public:
+    /// The part of this device, without cabinets.
     explicit SubScreenV4(const QString &deviceKey);
     ~SubScreenV4() override;
 

@@ -140,6 +140,19 @@ done
 timeout 60 "$work/examples/example-01-first-host" 2>&1 | grep -qx 'written and saved' || fail "an installed example fails"
 printf 'the installed examples work\n'
 
+# The first host of the guide, as typed.
+mkdir "$work/first"
+awk '/^```cmake/ { block = 1; next } block && /^```/ { exit } block' \
+    "$source/docs/guides/getting-started.md" > "$work/first/CMakeLists.txt"
+cp "$source/examples/01-first-host.cpp" "$work/first/host.cpp"
+{
+    "$cmake" -S "$work/first" -B "$work/first/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" &&
+        "$cmake" --build "$work/first/build"
+} > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "the guide's first host cannot be built"; }
+timeout 60 "$work/first/build/host" 2>&1 | grep -qx 'written and saved' || fail "the guide's first host fails"
+printf 'the first host of the guide works\n'
+
 # pkg-config alone.
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name correction.pc)")
 LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH")

@@ -15,9 +15,41 @@ add_test(NAME lint_finds_faults COMMAND "${interface_dir}/lint_finds_faults.sh" 
 set_tests_properties(lint_finds_faults PROPERTIES SKIP_RETURN_CODE 77)
 correction_slow_tests(layering layering_finds_faults lint_finds_faults)
 
+add_test(NAME log_lines
+  COMMAND "${interface_dir}/log_lines.py" "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/docs/guides/troubleshooting.md")
+
 if(CMAKE_CROSSCOMPILING)
   message(STATUS "Headers by themselves and the installed package are not tested: that takes the build machine's compilers")
   return()
+endif()
+
+# The API reference: every public symbol is documented, every link leads somewhere.
+if(TARGET service-reference)
+  add_test(NAME reference
+    COMMAND "${PROJECT_SOURCE_DIR}/scripts/reference" "${CMAKE_CURRENT_BINARY_DIR}/reference" "$<TARGET_FILE:service-reference>")
+  add_test(NAME reference_finds_faults
+    COMMAND "${interface_dir}/reference_finds_faults.sh" "${PROJECT_SOURCE_DIR}" "$<TARGET_FILE:service-reference>")
+endif()
+
+# The binary interface and its record. Another compiler, another machine or other flags describe the same types otherwise, and
+# without debug information there is nothing to compare.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" AND CMAKE_BUILD_TYPE STREQUAL "Debug"
+    AND CMAKE_CXX_FLAGS STREQUAL "" AND NOT correction_installed_qtpromise)
+  foreach(library IN ITEMS correction correction-adapter correction-simulator correction-calibration)
+    if(TARGET ${library})
+      add_test(NAME abi_${library}
+        COMMAND "${PROJECT_SOURCE_DIR}/scripts/abi" compare "${PROJECT_SOURCE_DIR}/abi/${library}.abi" "$<TARGET_FILE:${library}>")
+    endif()
+  endforeach()
+  add_test(NAME abi_finds_changes
+    COMMAND "${interface_dir}/abi_finds_changes.sh" "${PROJECT_SOURCE_DIR}" "${CMAKE_CXX_COMPILER}"
+      -I "${PROJECT_SOURCE_DIR}/qtpromise"
+      -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Core,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
+      -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Gui,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
+    COMMAND_EXPAND_LISTS)
+else()
+  message(STATUS "The binary interface is not compared with its record: that takes a debug build by g++ for x86-64 without "
+    "further flags, and the bundled promise header")
 endif()
 
 # Every public header by itself, in both language standards and with both compilers, whatever this build uses.

@@ -32,6 +32,16 @@ if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL
   correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
   target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)
 
+  # The guides quote examples.
+  correctionctl_test(tools/tst_guides.cpp)
+  correction_program(frames example-04-frames)
+  correction_program(refresh example-05-refresh)
+  correction_program(event_loop example-06-event-loop)
+  correction_program(record example-08-record)
+  target_compile_definitions(tst_guides PRIVATE FIRST_HOST="${first_host}" FRAMES="${frames}" REFRESH="${refresh}"
+    EVENT_LOOP="${event_loop}" RECORD="${record}")
+  add_dependencies(tst_guides example-01-first-host example-04-frames example-05-refresh example-06-event-loop example-08-record)
+
   # The program as it is with a device service of its own.
   add_executable(correctionctl-own-service
     tools/own_service.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/DeviceService.cpp")
@@ -48,8 +58,9 @@ endif()
 
 # The pages show both programs.
 if(TARGET tst_ctlscenario AND TARGET service-check AND NOT SERVICE_CHECK_SERVICE)
-  target_compile_definitions(tst_ctlscenario PRIVATE SERVICE_CHECK="${service_check}")
-  add_dependencies(tst_ctlscenario service-check)
+  target_compile_definitions(tst_ctlscenario PRIVATE SERVICE_CHECK="${service_check}"
+    LITTLE_BACKEND="$<TARGET_FILE:example-07-backend>")
+  add_dependencies(tst_ctlscenario service-check example-07-backend)
 endif()
 
 # Not under ThreadSanitizer, which does not follow the threads inside a Qt Network that is built without it.

@@ -78,6 +78,7 @@ void CtlScenarioTest::pagesShowTrueSessions_data()
     row("docs/calibration.md", 1);
 #ifdef SERVICE_CHECK
     row("docs/service-check.md", 1);
+    row("docs/guides/backend.md", 1);
 #endif
     const QStringList others = QDir(QStringLiteral(SOURCE_DIR "/docs")).entryList({QStringLiteral("*.md")});
     for (const QString &other : others) {
@@ -100,6 +101,7 @@ void CtlScenarioTest::pagesShowTrueSessions()
     QVERIFY(QFile::link(QStringLiteral(CORRECTIONCTL), program.path(QStringLiteral("correctionctl"))));
 #ifdef SERVICE_CHECK
     QVERIFY(QFile::link(QStringLiteral(SERVICE_CHECK), program.path(QStringLiteral("service-check"))));
+    QVERIFY(QFile::link(QStringLiteral(LITTLE_BACKEND), program.path(QStringLiteral("little-backend.so"))));
 #endif
     static const QRegularExpression named(QStringLiteral("^`([a-z]+\\.json)`:\n\n```json\n(.*?)```$"),
                                           QRegularExpression::DotMatchesEverythingOption

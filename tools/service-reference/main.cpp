@@ -2,7 +2,11 @@
 // and the schemas of wall files and journals.
 //
 // usage: service-reference [FILE]   FILE relative to the sources' folder, which is the current one; without it: lists the
-// files
+//                                   files
+//        service-reference --reference FILE   a header for the API reference: the comment of each operation gets the
+//        requests
+//                                             that it sends, an enumeration from a table gets the table's rows, and
+//                                             special member functions without a comment get one
 
 #include <adapter/Operations.h>
 #include <adapter/journal/Journal.h>
@@ -10,6 +14,7 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QMap>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QStringList>
 #include <QtCore/QTextStream>
@@ -321,6 +326,132 @@ QByteArray header(const QString &path, const QByteArray &text)
     return lines.join(QLatin1Char('\n')).toUtf8();
 }
 
+// Headers in the API reference
+
+/// An operation of the library.
+struct Caller {
+    QString ownClass;
+    QString name;
+};
+
+/// Those that call an operation of the service, from "setXBit of ISubScreen and IScreen" and "ICabinet::setFlag".
+QVector<Caller> callersOf(const Operation &operation)
+{
+    static const QRegularExpression ofClasses(QStringLiteral("(\\w+) of (I\\w+\\b(?!::)(?:(?:, | and )I\\w+\\b(?!::))*)"));
+    static const QRegularExpression ofOne(QStringLiteral("(\\w+)::(\\w+)"));
+    static const QRegularExpression between(QStringLiteral(", | and "));
+    const QString text = QString::fromUtf8(operation.callers);
+    QVector<Caller> callers;
+    for (auto it = ofClasses.globalMatch(text); it.hasNext();) {
+        const auto match = it.next();
+        const QStringList classes = match.captured(2).split(between);
+        for (const QString &each : classes)
+            callers.append({each, match.captured(1)});
+    }
+    for (auto it = ofOne.globalMatch(text); it.hasNext();) {
+        const auto match = it.next();
+        callers.append({match.captured(1), match.captured(2)});
+    }
+    return callers;
+}
+
+QStringList requestOf(const Operation &operation)
+{
+    QString name = operation.name.section(QLatin1Char('('), 0, 0);
+    if (name.startsWith(QLatin1String("HttpProxy::")))
+        name.prepend(QStringLiteral("Quorvex::Communicator::HttpDevice::"));
+    QStringList lines{QString(), QStringLiteral("@par Sends %1").arg(name), QString::fromUtf8(operation.summary),
+                      QStringLiteral("- Operation: %1").arg(name),
+                      QStringLiteral("- Arguments: %1").arg(argumentsOf(operation))};
+    if (*operation.afterFailure)
+        lines += QStringLiteral("- After false: %1").arg(QString::fromUtf8(operation.afterFailure));
+    lines += described("Request", operation.request, operation.requestFields, ", empty.");
+    lines += described("Reply", operation.reply, operation.replyFields, ", which the library does not read.");
+    return lines;
+}
+
+/// Rows of a table in place of their #include, each an enumerator with its comment.
+QStringList enumerators(const QString &line)
+{
+    QStringList rows;
+    if (line == QLatin1String("#include <adapter/Operations.def>")) {
+#define OPERATION(service, name, ...) rows += QStringLiteral(#service "_" #name);
+#define OPERATION_WITH_HEADERS(service, name, ...) rows += QStringLiteral(#service "_" #name "_Headers");
+#include <adapter/Operations.def>
+#undef OPERATION
+#undef OPERATION_WITH_HEADERS
+        for (const Operation &operation : operations())
+            rows[operation.id] += QStringLiteral(", ///< %1").arg(QString::fromUtf8(operation.summary));
+    } else if (line == QLatin1String("#include <simulator/FaultTypes.def>")) {
+#define FAULT(type, name, calls, note, about) rows += QStringLiteral(#type ", ///< " about);
+#include <simulator/FaultTypes.def>
+    }
+    return rows;
+}
+
+/// The kind of a special member function, from its declaration; null for anything else.
+QString specialMember(const QString &line)
+{
+    static const QRegularExpression copyOrMove(
+        QStringLiteral("^    (?:(\\w+)|\\w+ &operator=)\\((?:const (\\w+) &|(\\w+) &&)\\w*\\)(?: noexcept)?( = delete)?;$"));
+    static const QRegularExpression destructor(QStringLiteral("^    (?:virtual )?~\\w+\\(\\)(?: override)?;$"));
+    if (destructor.match(line).hasMatch())
+        return QStringLiteral("Destructor.");
+    const auto match = copyOrMove.match(line);
+    const QString constructed = match.captured(1);
+    if (!match.hasMatch() || (!constructed.isEmpty() && constructed != match.captured(2) + match.captured(3)))
+        return {};
+    if (!match.captured(4).isEmpty())
+        return QStringLiteral("Not copyable.");
+    return (match.captured(2).isEmpty() ? QStringLiteral("Move %1.") : QStringLiteral("Copy %1."))
+        .arg(constructed.isEmpty() ? QStringLiteral("assignment") : QStringLiteral("constructor"));
+}
+
+/// A header for the API reference. Empty when a row of the table names no operation of the library, one that the header
+/// lacks, or one without a comment.
+QByteArray referenceHeader(const QString &path, const QByteArray &text)
+{
+    const QString ownClass = QFileInfo(path).baseName();
+    QMap<QString, QStringList> requests;
+    for (const Operation &operation : operations()) {
+        const QVector<Caller> callers = callersOf(operation);
+        if (callers.isEmpty()) {
+            qCritical("%s: no operation of the library calls it", qPrintable(operation.name));
+            return {};
+        }
+        for (const Caller &caller : callers) {
+            if (caller.ownClass == ownClass)
+                requests[caller.name] += requestOf(operation);
+        }
+    }
+    const QRegularExpression declaration(QStringLiteral("^    (?:virtual )?[\\w:<>]+ (\\w+)\\(.*;$"));
+    QStringList lines;
+    const QStringList present = QString::fromUtf8(text).split(QLatin1Char('\n'));
+    for (const QString &line : present) {
+        const QStringList request = requests.take(declaration.match(line).captured(1));
+        if (!request.isEmpty() && !lines.last().startsWith(QLatin1String("    ///"))) {
+            qCritical("%s: no comment: %s", qPrintable(path), qPrintable(line.trimmed()));
+            return {};
+        }
+        for (const QString &added : request)
+            lines += QStringLiteral("    /// ") + added;
+        if (!request.isEmpty())
+            lines +=
+                QStringLiteral("    /// @see %1 for threads, ownership, and the results and log lines of all operations")
+                    .arg(ownClass);
+        const QString special = specialMember(line);
+        if (!special.isEmpty() && !lines.isEmpty() && !lines.last().startsWith(QLatin1String("    ///")))
+            lines += QStringLiteral("    /// ") + special;
+        const QStringList rows = enumerators(line);
+        lines += rows.isEmpty() ? QStringList{line} : rows;
+    }
+    if (!requests.isEmpty()) {
+        qCritical("%s: not declared: %s", qPrintable(path), qPrintable(requests.keys().join(QLatin1String(", "))));
+        return {};
+    }
+    return lines.join(QLatin1Char('\n')).toUtf8();
+}
+
 // Faults
 
 /// A page's text; the rows of its table of faults come from FaultTypes.def.
@@ -358,9 +489,13 @@ int main(int argc, char **argv)
         QFile file(which);
         if (file.open(QIODevice::ReadOnly))
             text = which == files[3] ? faultsPage(file.readAll()) : header(which, file.readAll());
+    } else if (which == QLatin1String("--reference") && argc > 2) {
+        QFile file(QFile::decodeName(argv[2]));
+        if (file.open(QIODevice::ReadOnly))
+            text = referenceHeader(file.fileName(), file.readAll());
     }
     if (text.isEmpty()) {
-        qCritical("%s: cannot be read, or does not come from a table", argv[1]);
+        qCritical("%s: cannot be read, or does not come from a table", argv[argc - 1]);
         return 1;
     }
     QFile out;
