@@ -248,7 +248,7 @@ void CtlFailuresTest::wrongCommandLinesTouchNoDevice_data()
     row("screens --expect devices=1,devices=1", "expected devices=N,cabinets=N");
     row("screens --expect rows=1", "expected devices=N,cabinets=N");
     row("read main x.npy --type grey", "expected chroma or lowgray or multilayer, got \"grey\"");
-    row("read main x.txt", "x.txt: files of coefficients end in .npy, .csv, .json, .png or .tif");
+    row("read main x.txt", "x.txt: files of coefficients end in .npy, .npz, .csv, .json, .png or .tif");
     row("read main x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
     row("cabinet 1 read x.png --channel 9", "--channel 9: chroma pixels have the values 0 to 8");
     row("brightness main x", "VALUE: expected a number from 0 to 2147483647, got \"x\"");
@@ -306,8 +306,8 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
     const auto changed = [](QByteArray bytes, const QByteArray &from, const QByteArray &to) {
         return bytes.replace(from, to);
     };
-    row("an empty .npy", "x.npy", QByteArray(), "no NumPy file");
-    row("a .npy that is something else", "x.npy", json, "no NumPy file");
+    row("an empty .npy", "x.npy", QByteArray(), "not a NumPy file");
+    row("a .npy that is something else", "x.npy", json, "not a NumPy file");
     row("a .npy cut inside its magic", "x.npy", npy.left(7), "cut short inside its header");
     row("a .npy cut inside its length", "x.npy", npy.left(9), "cut short inside its header");
     row("a .npy cut inside its header", "x.npy", npy.left(60), "cut short inside its header");
@@ -322,25 +322,25 @@ void CtlFailuresTest::damagedFilesAreRefused_data()
         "shape (16, 99999999, 9); a grid has at most 2147483647 values");
     row("a .npy of huge columns", "x.npy", changed(npy, "(16, 64, 9), }     ", "(16,9999999999,9),}"),
         "shape (16, 9999999999, 9)");
-    row("a .npy without a key", "x.npy", changed(npy, "'descr': '<u2', ", "                "), "no dictionary");
+    row("a .npy without a key", "x.npy", changed(npy, "'descr': '<u2', ", "                "), "not a dictionary");
     row("a .npy with a key twice", "x.npy", changed(npy, "'fortran_order': False", "'descr': '<u2'        "),
-        "no dictionary");
+        "not a dictionary");
     row("a .npy of other pixels", "x.npy", m_program.content(QStringLiteral("sign.npy")),
         "16x16 pixels; the rectangle has 64x16");
     row("a .npy of 8 values a pixel", "x.npy", changed(npy, "64, 9", "72, 8"), "72x16 pixels");
     row("an empty .json", "x.json", QByteArray(), "cut short at byte 0");
-    row("a .json of an object", "x.json", "{}", "no JSON array of numbers");
+    row("a .json of an object", "x.json", "{}", "not a JSON array of numbers");
     row("a .json cut short", "x.json", json.left(json.size() - 1), "cut short at byte");
-    row("a .json with a number too large", "x.json", "[65536]", "no number from 0 to 65535 at byte");
-    row("a .json with a negative number", "x.json", "[-1]", "no number from 0 to 65535 at byte 1");
-    row("a .json with a fraction", "x.json", "[1.5]", "no \",\" at byte 2");
-    row("a .json with a leading zero", "x.json", "[01]", "no number");
-    row("a .json with a comma too many", "x.json", "[1,]", "no number");
+    row("a .json with a number too large", "x.json", "[65536]", "expected a number from 0 to 65535 at byte");
+    row("a .json with a negative number", "x.json", "[-1]", "expected a number from 0 to 65535 at byte 1");
+    row("a .json with a fraction", "x.json", "[1.5]", "expected \",\" at byte 2");
+    row("a .json with a leading zero", "x.json", "[01]", "expected a number from 0 to 65535 at byte");
+    row("a .json with a comma too many", "x.json", "[1,]", "expected a number from 0 to 65535 at byte");
     row("a .json with something behind it", "x.json", json + " x", "something behind the array");
     row("a .json of too few numbers", "x.json", "[1, 2, 3]", "3 numbers; the rectangle of 64x16 pixels needs 9216");
-    row("an empty .png", "x.png", QByteArray(), "no PNG picture, or cut short");
-    row("a .png cut short", "x.png", png.left(20), "no PNG picture, or cut short");
-    row("a .png that is something else", "x.png", npy, "no PNG picture, or cut short");
+    row("an empty .png", "x.png", QByteArray(), "not a PNG picture, or cut short");
+    row("a .png cut short", "x.png", png.left(20), "not a PNG picture, or cut short");
+    row("a .png that is something else", "x.png", npy, "not a PNG picture, or cut short");
     row("a .png with holes", "x.png", png.left(40) + png.right(12), "a damaged PNG picture");
     row("a .png of one channel", "x.png", png, "1 value for each pixel; chroma needs 9; a name with %");
     row("an empty .csv", "x.csv", QByteArray(), "no pixels");
@@ -479,7 +479,7 @@ void CtlFailuresTest::onlyOrdinaryFilesAreReplaced()
     const QByteArray pipe = QFile::encodeName(m_program.path(QStringLiteral("pipe.npy")));
     QVERIFY(::mkfifo(pipe.constData(), 0600) == 0);
     const Run run = m_program.run(words("--wall small.json") + arguments.split(QLatin1Char(' ')));
-    QVERIFY2(run.exit == 73 && run.error.contains("pipe.npy: is no ordinary file"), run.all());
+    QVERIFY2(run.exit == 73 && run.error.contains("pipe.npy: is not an ordinary file"), run.all());
     struct stat there = {};
     QVERIFY(::stat(pipe.constData(), &there) == 0 && S_ISFIFO(there.st_mode));
     QVERIFY(QFile::remove(QFile::decodeName(pipe)));

@@ -756,6 +756,7 @@ void CtlVerbsTest::everyFormKeepsTheValues_data()
             names += QString::fromLatin1(pattern).arg(k);
         return names;
     };
+    QTest::newRow("npz") << QStringLiteral("form.npz") << QStringList(QStringLiteral("form.npz"));
     QTest::newRow("csv") << QStringLiteral("form.csv") << QStringList(QStringLiteral("form.csv"));
     QTest::newRow("png") << QStringLiteral("form-%.png") << pictures("form-%1.png");
     QTest::newRow("tiff") << QStringLiteral("form-%.tif") << pictures("form-%1.tif");
@@ -802,12 +803,13 @@ void CtlVerbsTest::pipesCarryFiles_data()
     row("cat whole.npy | ctl diff /dev/stdin whole.npy", same, "");
     row("ctl diff <(cat whole.csv) <(cat whole.npy)", same, "");
     row("ctl read main whole.json -q; ctl diff whole.npy - <whole.json", same, "");
+    row("ctl read main whole.npz -q; ctl diff whole.npy - <whole.npz", same, "");
     row("ctl write main - -q <whole.npy", "", "");
     row("ctl wall describe - 2>said | cmp - <(ctl wall describe); cat said", "-: written\n", "");
     row("ctl read main - >/dev/full", "", "correctionctl: read: -: No space left on device\n");
     row("ctl snapshot main -", "", "correctionctl: snapshot: -: this kind of file cannot be written to a pipe\n");
     row("echo nothing | ctl write main -", "",
-        "correctionctl: write: -: no NumPy file: it does not begin with \\x93NUMPY\n");
+        "correctionctl: write: -: not a NumPy file: it does not begin with \\x93NUMPY\n");
 }
 
 void CtlVerbsTest::pipesCarryFiles()

@@ -250,7 +250,7 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
     };
     const auto cut = [&refuse] { return refuse(QStringLiteral("cut short inside its header")); };
     if (!file.startsWith(magic))
-        return refuse(QStringLiteral("no NumPy file: it does not begin with \\x93NUMPY"));
+        return refuse(QStringLiteral("not a NumPy file: it does not begin with \\x93NUMPY"));
     if (file.size() < 8)
         return cut();
     const int version = quint8(file[6]);
@@ -265,7 +265,7 @@ bool parseNpy(const QByteArray &file, Grid &grid, QString &reason)
         return cut();
     HeaderReader header(file.mid(begin, int(headerSize)));
     if (!header.read())
-        return refuse(QStringLiteral("its header is no dictionary of 'descr', 'fortran_order' and 'shape'"));
+        return refuse(QStringLiteral("its header is not a dictionary of 'descr', 'fortran_order' and 'shape'"));
 
     Integers type;
     if (!integersOf(header.descr, type, reason))
