@@ -391,7 +391,7 @@ void CtlFailuresTest::damagedSnapshotsAreRefused_data()
         QTest::newRow(title) << bytes << QString::fromLatin1(said);
     };
     row("empty", QByteArray(), "cut short");
-    row("something else", m_program.content(QStringLiteral("main.npy")), "no snapshot");
+    row("something else", m_program.content(QStringLiteral("main.npy")), "not a snapshot");
     row("one bit flipped", flipped, "cabinet 1: damaged, its checksum does not match");
     row("cut inside a cabinet", good.left(values + 100), "cut short");
     row("cut behind a cabinet", good.left(good.indexOf("{\"bytes\"", values)), "cut short");
