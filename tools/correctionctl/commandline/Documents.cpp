@@ -132,7 +132,8 @@ QString shellQuoted(QString text)
     return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QStringLiteral("'\\''")) + QLatin1Char('\'');
 }
 
-/// How a shell completes a parameter's values: "file", "directory", "screen", words, or nothing.
+/// How a shell completes a parameter's values: "@file", "@directory", "@wall", "@screen", "@device", "@cabinet", words, or
+/// "@none".
 QString completionKind(const Parameter &parameter)
 {
     switch (parameter.value) {
@@ -142,6 +143,10 @@ QString completionKind(const Parameter &parameter)
         return QStringLiteral("@directory");
     case Value::Screen:
         return QStringLiteral("@screen");
+    case Value::Device:
+        return QStringLiteral("@device");
+    case Value::Cabinet:
+        return QStringLiteral("@cabinet");
     case Value::OnOff:
     case Value::Kind:
     case Value::Choice:
@@ -155,8 +160,6 @@ QString completionKind(const Parameter &parameter)
     case Value::Rect:
     case Value::Size:
     case Value::Color:
-    case Value::Device:
-    case Value::Cabinet:
     case Value::Layer:
     case Value::Counts:
         return parameter.key() == QLatin1String("--wall") ? QStringLiteral("@wall") : QStringLiteral("@none");
@@ -242,9 +245,7 @@ QString completionWalk()
     return filled("walk.sh.in", {{QStringLiteral("NEXT"), tables.next},
                                  {QStringLiteral("OPTIONS"), tables.options},
                                  {QStringLiteral("VALUES"), tables.values},
-                                 {QStringLiteral("POSITIONALS"), tables.positionals},
-                                 {QStringLiteral("SCREENS"),
-                                  filled(Service::hasWall() ? "screens-of-wall.sh.in" : "screens-of-service.sh.in", {})}});
+                                 {QStringLiteral("POSITIONALS"), tables.positionals}});
 }
 
 } // namespace
