@@ -200,7 +200,7 @@ void CtlDocumentsTest::bashCompletes_data()
     row("cabinet 7 module flag ", "");
     row("xbit main 1 ", "on off");
     row("read main x.npy --ty", "--type");
-    row("read main x.npy --type ", "chroma lowgray multilayer");
+    row("read main x.npy --type ", "chroma");
     row("write main x.npy --type ", "chroma lowgray multilayer");
     row("--wall demo show arena-main --device ", "left right");
     row("--wall=stadium show north --device ribbon-", "ribbon-1 ribbon-2 ribbon-3 ribbon-4 ribbon-5 ribbon-6");
@@ -244,7 +244,7 @@ void CtlDocumentsTest::zshCompletes()
     QVERIFY2(zsh.waitForStarted(), "zsh is not installed");
     QVERIFY(zsh.waitForFinished());
     QCOMPARE(zsh.readAllStandardError(), QByteArray());
-    QCOMPARE(zsh.readAllStandardOutput(), QByteArray("get\nput\nfiles\nchroma\nlowgray\nmultilayer\nleft\nright\n"));
+    QCOMPARE(zsh.readAllStandardOutput(), QByteArray("get\nput\nfiles\nchroma\nleft\nright\n"));
 }
 
 /// Every example of the help works on the default wall.

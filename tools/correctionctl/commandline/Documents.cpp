@@ -1,6 +1,7 @@
 #include "Documents.h"
 
 #include "CommandLine.h"
+#include "Configuration.h"
 #include "session/Service.h"
 #include "terminal/ExitCodes.h"
 
@@ -316,19 +317,22 @@ QString manualPage()
     for (const ExitCode &code : exitCodes())
         codes.append({QStringLiteral("%1 (%2)").arg(code.number).arg(QLatin1String(code.name)),
                       QStringLiteral("%1 %2").arg(QLatin1String(code.meaning), QLatin1String(code.next))});
-    return filled("manual.roff.in",
-                  {{QStringLiteral("VERSION"), QStringLiteral(CORRECTIONCTL_VERSION)},
-                   {QStringLiteral("TAGLINE"), roff(tagline)},
-                   {QStringLiteral("WALL"),
-                    Service::hasWall() ? QStringLiteral("on a virtual wall")
-                                       : QStringLiteral("through the device service that the program was built with")},
-                   {QStringLiteral("WALLVARIABLE"),
-                    Service::hasWall() ? roffRows({{QStringLiteral("CORRECTION_WALL"),
-                                                    QStringLiteral("The virtual wall, where --wall does not name one.")}})
-                                       : QString()},
-                   {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
-                   {QStringLiteral("VERBS"), described},
-                   {QStringLiteral("EXITCODES"), roffRows(codes)}});
+    return filled(
+        "manual.roff.in",
+        {{QStringLiteral("VERSION"), QStringLiteral(CORRECTIONCTL_VERSION)},
+         {QStringLiteral("TAGLINE"), roff(tagline)},
+         {QStringLiteral("WALL"), Service::hasWall()
+                                      ? QStringLiteral("on a virtual wall")
+                                      : QStringLiteral("through the device service that the program was built with")},
+         {QStringLiteral("KEYS"), roff(configurationKeys().join(QStringLiteral(", ")))},
+         {QStringLiteral("WALLVARIABLE"),
+          Service::hasWall() ? roffRows(
+              {{QStringLiteral("CORRECTION_WALL"), QStringLiteral("The virtual wall, where --wall does not name one. It has "
+                                                                  "priority over the configuration file.")}})
+                             : QString()},
+         {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
+         {QStringLiteral("VERBS"), described},
+         {QStringLiteral("EXITCODES"), roffRows(codes)}});
 }
 
 QString completion(const QString &shell)

@@ -1,12 +1,28 @@
 #include "Session.h"
 
 #include "Service.h"
+#include "terminal/Progress.h"
 
 #include <algorithm>
 
 using namespace Correction;
 
 namespace Ctl {
+
+namespace {
+
+QString discoveryText(qint64 seconds)
+{
+    const Service::Discovered state = Service::discovered();
+    const QString progress = state.listed == 0 ? QString()
+                             : state.device.isEmpty()
+                                 ? QStringLiteral(", %1 queried").arg(counted(state.listed, "device"))
+                                 : QStringLiteral(", %1 of %2 queried, waiting for device %3")
+                                       .arg(QString::number(state.finished), counted(state.listed, "device"), state.device);
+    return QStringLiteral("discovering the screens%1 (%2 s)").arg(progress, QString::number(seconds));
+}
+
+} // namespace
 
 Session::Session(const Invocation &invocation, Output &output) : m_invocation(invocation), m_output(output) {}
 
@@ -21,7 +37,8 @@ void Session::openService()
     else if (arguments().has("--backend"))
         Service::openBackend(arguments().text("--backend"));
     else
-        Service::open(arguments().text("--wall", QStringLiteral("demo")));
+        Service::open(arguments().text("--wall", QStringLiteral("demo")),
+                      changes() && !dryRun() ? Service::Access::ReadWrite : Service::Access::ReadOnly);
     m_open = true;
     if (arguments().has("--record"))
         Service::record(arguments().text("--record"));
@@ -32,8 +49,11 @@ ScreenManager &Session::manager()
     openService();
     ScreenManager *const manager = ScreenManager::getInstance();
     if (!m_discovered) {
-        manager->init();
-        const EnumErrorCode code = manager->refreshScreen();
+        const EnumErrorCode code = [&] {
+            const Ticker ticker(m_output, discoveryText);
+            manager->init();
+            return manager->refreshScreen();
+        }();
         if (code != enSuccess)
             reportLibraryWarnings();
         check(code, QStringLiteral("discovering the screens"));
@@ -178,15 +198,18 @@ void Session::findAmbiguities()
     }
 }
 
-void Session::requireUniqueIds(const QString &screenId) const
+bool Session::changes() const
 {
     // A verb that writes sets something where all its arguments are given; else it prints it.
     const auto &parameters = verb().parameters;
-    const bool changes =
-        verb().writes && std::all_of(parameters.cbegin(), parameters.cend(), [this](const Parameter &parameter) {
-            return parameter.isOption() || arguments().has(parameter.name);
-        });
-    if ((changes || verb().wholeScreen) && m_ambiguousScreens.contains(screenId))
+    return verb().writes && std::all_of(parameters.cbegin(), parameters.cend(), [this](const Parameter &parameter) {
+               return parameter.isOption() || arguments().has(parameter.name);
+           });
+}
+
+void Session::requireUniqueIds(const QString &screenId) const
+{
+    if ((changes() || verb().wholeScreen) && m_ambiguousScreens.contains(screenId))
         throw Failure(ExitAmbiguous,
                       QStringLiteral("screen %1: %2. Nothing was sent").arg(screenId, m_ambiguousScreens.value(screenId)));
 }

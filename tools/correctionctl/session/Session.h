@@ -28,6 +28,8 @@ public:
     const QStringList &rest() const { return m_invocation.rest; }
     Output &out() { return m_output; }
     bool dryRun() const { return arguments().has("--dry-run"); }
+    /// Whether the verb sends something that changes a device.
+    bool changes() const;
 
     /// Opens the service without calling it. Call it once.
     void openService();

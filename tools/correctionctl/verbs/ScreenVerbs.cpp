@@ -117,7 +117,8 @@ void show(Session &session)
                                                               {QStringLiteral("max"), qint64(range.max)},
                                                               {QStringLiteral("default"), qint64(range.defaultValue)}});
         rows.append({QStringLiteral("brightness"),
-                     QStringLiteral("%1 to %2, default %3").arg(range.min).arg(range.max).arg(range.defaultValue)});
+                     QStringLiteral("not readable; range %1 to %2, default %3")
+                         .arg(QString::number(range.min), QString::number(range.max), QString::number(range.defaultValue))});
     }
     EnumEffectMode mode{};
     if (const EnumErrorCode code = screen.tryGetEffectMode(mode)) {
