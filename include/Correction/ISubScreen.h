@@ -78,7 +78,8 @@ public:
     /// refused is only logged, with one critical line. `enNotSupported`, not logged: an unknown kind.
     virtual EnumErrorCode clearCoefficient(EnumCoefficientType type) = 0;
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
-    /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked.
+    /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked. No operation
+    /// reads the current value.
     virtual EnumErrorCode setBrightness(int brightness) = 0;
     /// Replaces the entries of the three channels: `enRedGamma`, `enGreenGamma` and `enBlueGamma`, each its own colour.
     /// Others stay.
