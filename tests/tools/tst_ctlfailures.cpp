@@ -536,6 +536,8 @@ void CtlFailuresTest::ctrlCEndsBetweenTwoRequests_data()
     QTest::newRow("a write, in its only upload, before it saves")
         << QStringLiteral("Correctionop::uploadCoefficientAsync") << 0 << QStringLiteral("write main main.npy --save")
         << QByteArray("setCoefficients thread id") << QByteArray("rows 0 to 15 are written, nothing is saved");
+    QTest::newRow("discovery") << QStringLiteral("ScreenInfo::getScreens") << 0 << QStringLiteral("screens")
+                               << QByteArray("start getScreens") << QByteArray("nothing was sent but queries");
     QTest::newRow("the doctor, in its second step")
         << QStringLiteral("ScreenInfo::getScreens") << 0 << QStringLiteral("doctor report.json")
         << QByteArray("start getDeviceList") << QByteArray("2 steps done, no report written");

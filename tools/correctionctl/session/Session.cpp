@@ -1,6 +1,7 @@
 #include "Session.h"
 
 #include "Service.h"
+#include "terminal/Interrupt.h"
 #include "terminal/Progress.h"
 
 #include <algorithm>
@@ -49,11 +50,9 @@ ScreenManager &Session::manager()
     openService();
     ScreenManager *const manager = ScreenManager::getInstance();
     if (!m_discovered) {
-        const EnumErrorCode code = [&] {
-            const Ticker ticker(m_output, discoveryText);
-            manager->init();
-            return manager->refreshScreen();
-        }();
+        manager->init();
+        const EnumErrorCode code = refresh();
+        Interrupt::check(QStringLiteral("nothing was sent but queries"));
         if (code != enSuccess)
             reportLibraryWarnings();
         check(code, QStringLiteral("discovering the screens"));
@@ -62,6 +61,12 @@ ScreenManager &Session::manager()
             Service::holdBackWrites();
     }
     return *manager;
+}
+
+EnumErrorCode Session::refresh()
+{
+    const Ticker ticker(m_output, discoveryText);
+    return ScreenManager::getInstance()->refreshScreen();
 }
 
 void Session::takeDiscovered()

@@ -35,6 +35,8 @@ public:
     void openService();
     /// Discovers the screens, once.
     Correction::ScreenManager &manager();
+    /// ScreenManager::refreshScreen(), which manager() calls. A terminal shows how far it is.
+    Correction::EnumErrorCode refresh();
     /// Marks the screens as discovered, for a verb that runs the discovery itself.
     void takeDiscovered();
     /// Devices that discovery lists and no screen has: they did not answer what a refresh queries.

@@ -254,9 +254,9 @@ void watch(Session &session)
     try {
         session.manager();
     } catch (const Failure &failure) {
-        if (failure.exit() != enNoDevice)
+        // An empty wall is not an error here, since devices may appear, and Ctrl-C is the normal end.
+        if (failure.exit() != enNoDevice && failure.exit() != ExitInterrupted)
             throw;
-        // An empty wall is not an error here: devices may appear.
     }
     if (seen != limit && !Interrupt::requested())
         loop.exec();
