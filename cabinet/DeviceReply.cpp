@@ -4,6 +4,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QHash>
+#include <QtCore/QMetaType>
 #include <QtCore/QStringList>
 
 #include <algorithm>
@@ -101,94 +102,94 @@ void limit(Container &reply, const QString &deviceKey)
     destroy(std::move(taken));
 }
 
-template <class Container>
-bool fits(const Container &container, qint64 &left);
-
-bool fits(const QString &text, qint64 &left)
+/// Prints values as QDebug does, and stops soon after a length.
+class LimitedPrinter
 {
-    left -= text.size();
-    return left >= 0;
-}
+public:
+    explicit LimitedPrinter(int length) : m_length(length) {}
 
-bool fits(const QVariant &value, qint64 &left)
-{
-    bool inside = true;
-    if (visitContainer(value, [&](const auto &container) { inside = fits(container, left); }))
-        return inside;
-    switch (value.userType()) {
-    case QMetaType::QString:
-        return fits(*static_cast<const QString *>(value.constData()), left);
-    case QMetaType::QByteArray:
-        left -= static_cast<const QByteArray *>(value.constData())->size();
-        return left >= 0;
-    case QMetaType::QStringList:
-        return fits(*static_cast<const QStringList *>(value.constData()), left);
-    default:
-        left -= loggedValueLength;
-        return left >= 0;
-    }
-}
+    void print(const QString &text) { printWhole(text.left(longestPart())); }
 
-/// Whether a container has at most `left` characters; subtracts them from `left`.
-template <class Container>
-bool fits(const Container &container, qint64 &left)
-{
-    for (auto entry = container.cbegin(); entry != container.cend(); ++entry) {
-        if constexpr (std::is_same_v<Container, QVariantList> || std::is_same_v<Container, QStringList>) {
-            if (!fits(*entry, left))
-                return false;
-        } else if (!fits(entry.key(), left) || !fits(entry.value(), left)) {
-            return false;
+    void print(const QVariant &value)
+    {
+        const auto printHeld = [&](const auto &held) {
+            m_text += QLatin1String("QVariant(") + QLatin1String(value.typeName()) + QLatin1String(", ");
+            printEntries(held);
+            m_text += QLatin1Char(')');
+        };
+        if (visitContainer(value, printHeld))
+            return;
+        switch (value.userType()) {
+        case QMetaType::QString:
+            printWhole(QVariant(static_cast<const QString *>(value.constData())->left(longestPart())));
+            break;
+        case QMetaType::QByteArray:
+            printWhole(QVariant(static_cast<const QByteArray *>(value.constData())->left(longestPart())));
+            break;
+        case QMetaType::QStringList:
+            printHeld(*static_cast<const QStringList *>(value.constData()));
+            break;
+        default:
+            printWhole(value);
         }
     }
-    return true;
-}
 
-template <class Container>
-Container shortened(const Container &container, qint64 &left);
-
-QString shortened(const QString &text, qint64 &left)
-{
-    const auto length = static_cast<int>(std::max<qint64>(left, 0));
-    left -= text.size();
-    return text.left(length);
-}
-
-/// Strings are cut; other values that do not fit are left out.
-QVariant shortened(const QVariant &value, qint64 &left)
-{
-    QVariant part;
-    if (visitContainer(value, [&](const auto &container) { part = QVariant::fromValue(shortened(container, left)); }))
-        return part;
-    if (value.userType() == QMetaType::QString)
-        return shortened(value.toString(), left);
-    return fits(value, left) ? value : QVariant();
-}
-
-/// The first `left` characters of a container; subtracts their count from `left`.
-template <class Container>
-Container shortened(const Container &container, qint64 &left)
-{
-    Container part;
-    for (auto entry = container.cbegin(); entry != container.cend() && left >= 0; ++entry) {
-        if constexpr (std::is_same_v<Container, QVariantList>) {
-            part.append(shortened(*entry, left));
-        } else {
-            const QString key = shortened(entry.key(), left);
-            part.insert(key, shortened(entry.value(), left));
+    template <class Container>
+    void printEntries(const Container &container)
+    {
+        constexpr bool isHash = std::is_same_v<Container, QVariantHash>;
+        constexpr bool isList = std::is_same_v<Container, QVariantList> || std::is_same_v<Container, QStringList>;
+        m_text += QLatin1String(isList ? "(" : isHash ? "QHash(" : "QMap(");
+        for (auto entry = container.cbegin(); entry != container.cend() && !isTooLong(); ++entry) {
+            if constexpr (isList) {
+                m_text += QLatin1String(entry == container.cbegin() ? "" : ", ");
+                print(*entry);
+            } else {
+                m_text += QLatin1Char('(');
+                print(entry.key());
+                m_text += QLatin1String(", ");
+                print(entry.value());
+                m_text += QLatin1Char(')');
+            }
         }
+        m_text += QLatin1Char(')');
     }
-    return part;
+
+    QString text() const { return m_text.left(m_length); }
+    bool isTooLong() const { return m_text.size() > m_length; }
+
+private:
+    /// The characters or bytes of a string that are needed: none is printed as less than one character, and the first half
+    /// of a surrogate pair is not the last one that is shown.
+    int longestPart() const { return std::max(m_length - m_text.size(), 0) + 2; }
+
+    template <class Value>
+    void printWhole(const Value &value)
+    {
+        QString text;
+        QDebug(&text).nospace() << value;
+        m_text += text;
+    }
+
+    QString m_text;
+    const int m_length;
+};
+
+QDebug write(QDebug stream, const LimitedPrinter &printer)
+{
+    {
+        const QDebugStateSaver saver(stream);
+        stream.noquote() << printer.text();
+    }
+    return printer.isTooLong() ? stream << "(cut)" : stream;
 }
 
 template <class Map>
-QDebug print(QDebug stream, const Map &reply)
+QDebug print(const QDebug &stream, const Map &reply)
 {
-    qint64 left = maxLoggedReply;
-    if (fits(reply, left))
-        return stream << reply;
-    left = maxLoggedReply;
-    return stream << shortened(reply, left) << "(cut)";
+    LimitedPrinter printer(maxLoggedReply);
+    printer.printEntries(reply);
+    return write(stream, printer);
 }
 
 } // namespace
@@ -211,6 +212,13 @@ QDebug operator<<(QDebug stream, const LoggedReply<QVariantMap> &logged)
 QDebug operator<<(QDebug stream, const LoggedReply<QMap<QString, QString>> &logged)
 {
     return print(stream, logged.reply);
+}
+
+QDebug operator<<(QDebug stream, const LoggedReply<QString> &logged)
+{
+    LimitedPrinter printer(maxLoggedReply);
+    printer.print(logged.reply);
+    return write(stream, printer);
 }
 
 } // namespace Correction

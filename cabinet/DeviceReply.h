@@ -11,23 +11,24 @@ namespace Correction {
 /// Nesting levels of maps and lists. Copying, printing and destroying them takes stack for each level.
 constexpr int maxReplyDepth = 100;
 
-/// Characters of a reply in a log line, counting its keys and strings, and `loggedValueLength` for every other value.
+/// Characters of a reply in a log line.
 constexpr int maxLoggedReply = 1 << 20;
-constexpr int loggedValueLength = 32;
 
 /// Empties maps and lists that are nested deeper than `maxReplyDepth`, with one warning line. No operation reads them.
 void limitDepth(QVariantMap &reply, const QString &deviceKey);
 void limitDepth(QVariantList &reply, const QString &deviceKey);
 
-/// A reply as an item of a log line: printed as it is, or cut when it is longer than `maxLoggedReply`.
-template <class Map>
+/// A reply, or a string of one, as an item of a log line: as QDebug prints it, but cut after `maxLoggedReply` characters,
+/// and "(cut)" follows.
+template <class Reply>
 struct LoggedReply {
-    const Map &reply;
+    const Reply &reply;
 };
-template <class Map>
-LoggedReply(const Map &) -> LoggedReply<Map>;
+template <class Reply>
+LoggedReply(const Reply &) -> LoggedReply<Reply>;
 
 QDebug operator<<(QDebug stream, const LoggedReply<QVariantMap> &logged);
 QDebug operator<<(QDebug stream, const LoggedReply<QMap<QString, QString>> &logged);
+QDebug operator<<(QDebug stream, const LoggedReply<QString> &logged);
 
 } // namespace Correction

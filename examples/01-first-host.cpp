@@ -7,7 +7,7 @@
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false")); // traces of what goes well
+    QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false")); // traces of successful operations
     QString error;
     if (!Simulator::VirtualWall::instance().load(application.arguments().value(1, QStringLiteral("demo")), &error)) {
         qCritical("%s", qPrintable(error));

@@ -10,9 +10,9 @@ using namespace Simulator;
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false")); // traces of what goes well
+    QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false")); // traces of successful operations
 
-    // Two controllers side by side. Each takes a second for every answer, but the clock skips the waiting.
+    // Two controllers side by side. Each replies after a second of the wall's clock, which skips the waiting.
     // A wall file with the devices A and B may be given instead.
     WallDescription wall;
     wall.devices = {gridDevice(QStringLiteral("A"), QPoint(0, 0), 2, 1, QSize(64, 64)),
@@ -55,7 +55,7 @@ int main(int argc, char **argv)
     const int written = screen->setCoefficients(QRect(0, 0, 256, 64), grid);
     qInfo("written: %d (%d is a timeout), changes: %d", written, enTimeout, changes);
 
-    // What the host does about it: look again, and save what is there.
+    // How the host handles it: it refreshes the screens and saves on the devices that are there.
     found = manager->refreshScreen();
     screen = manager->tryGetScreen(QStringLiteral("screen"));
     QRect rect;

@@ -67,31 +67,121 @@ struct StorageDeleter {
     void operator()(CabinetV4 *cabinet) const noexcept { ::operator delete(static_cast<void *>(cabinet)); }
 };
 
-/// The fields of a map of a reply. Lookups in key order are fastest.
-using Fields = MapCursor<QVariant>;
+/// A reply of a refresh. Where everything in it has been read, and has the expected type, its nesting is known; else the
+/// destructor limits its depth. To check each reply as a whole would slow down every refresh on the largest replies.
+template <class Reply>
+struct RefreshReply {
+    explicit RefreshReply(const QString &key) : deviceKey(key) {}
+    ~RefreshReply()
+    {
+        try {
+            if (!isKnown)
+                limitDepth(reply, deviceKey);
+        } catch (const std::bad_alloc &) {
+            // Without memory for the limit the reply is released as it is.
+        }
+    }
+    RefreshReply(const RefreshReply &) = delete;
+    RefreshReply &operator=(const RefreshReply &) = delete;
 
-QString textOf(Fields &fields, const QString &key)
+    const QString &deviceKey;
+    Reply reply;
+    bool isKnown = false; ///< Whether all of it has been read, and was as expected.
+};
+
+bool isContainer(int type)
 {
-    const QVariant *const value = fields.find(key);
-    return value ? value->toString() : QString();
+    return type == QMetaType::QVariantMap || type == QMetaType::QVariantList || type == QMetaType::QVariantHash;
 }
 
-int numberOf(Fields &fields, const QString &key)
+/// The fields of a map of a reply. Lookups in key order are fastest. Clears `isKnown` when a field is a container where none
+/// is expected, or was not looked up.
+class Fields
 {
-    const QVariant *const value = fields.find(key);
-    return value ? value->toInt() : 0;
-}
+public:
+    Fields(const QVariantMap &map, bool &isKnown) : m_map(map), m_cursor(map), m_isKnown(isKnown) {}
+    ~Fields()
+    {
+        if (m_found != m_map.size())
+            m_isKnown = false;
+    }
+    Fields(const Fields &) = delete;
+    Fields &operator=(const Fields &) = delete;
 
-QVariantList listOf(Fields &fields, const QString &key)
+    QString text(const QString &key)
+    {
+        const QVariant *const value = find(key);
+        if (!value)
+            return QString();
+        const int type = value->userType();
+        if (type == QMetaType::QString)
+            return *static_cast<const QString *>(value->constData());
+        expectNoContainer(type);
+        return value->toString();
+    }
+
+    int number(const QString &key)
+    {
+        const QVariant *const value = find(key);
+        if (!value)
+            return 0;
+        const int type = value->userType();
+        if (type == QMetaType::Int)
+            return *static_cast<const int *>(value->constData());
+        expectNoContainer(type);
+        return value->toInt();
+    }
+
+    bool flag(const QString &key)
+    {
+        const QVariant *const value = find(key);
+        if (!value)
+            return false;
+        expectNoContainer(value->userType());
+        return value->toBool();
+    }
+
+    QVariantList list(const QString &key)
+    {
+        const QVariant *const value = find(key);
+        if (!value)
+            return QVariantList();
+        if (value->userType() != QMetaType::QVariantList)
+            m_isKnown = false;
+        return value->toList();
+    }
+
+private:
+    const QVariant *find(const QString &key)
+    {
+        const QVariant *const value = m_cursor.find(key);
+        m_found += value ? 1 : 0;
+        return value;
+    }
+    void expectNoContainer(int type)
+    {
+        if (isContainer(type))
+            m_isKnown = false;
+    }
+
+    const QVariantMap &m_map;
+    MapCursor<QVariant> m_cursor;
+    int m_found = 0; ///< Every key is looked up once.
+    bool &m_isKnown;
+};
+
+/// The map that an element of a list holds.
+QVariantMap mapOf(const QVariant &element, bool &isKnown)
 {
-    const QVariant *const value = fields.find(key);
-    return value ? value->toList() : QVariantList();
+    if (element.userType() != QMetaType::QVariantMap)
+        isKnown = false;
+    return element.toMap();
 }
 
 QPoint positionOf(Fields &fields)
 {
-    const int x = numberOf(fields, QStringLiteral("position.x"));
-    return QPoint(x, numberOf(fields, QStringLiteral("position.y")));
+    const int x = fields.number(QStringLiteral("position.x"));
+    return QPoint(x, fields.number(QStringLiteral("position.y")));
 }
 
 QPoint sum(const QPoint &a, const QPoint &b)
@@ -101,16 +191,15 @@ QPoint sum(const QPoint &a, const QPoint &b)
 
 /// A receiving card or a module of a flags reply.
 template <class Record>
-std::unique_ptr<Record> partOf(const QVariantMap &reply)
+std::unique_ptr<Record> partOf(Fields &fields)
 {
-    Fields fields(reply);
     auto record = std::make_unique<Record>();
-    record->flag = textOf(fields, QStringLiteral("flag"));
-    const int height = numberOf(fields, QStringLiteral("height"));
-    record->id = textOf(fields, QStringLiteral("id"));
-    const int width = numberOf(fields, QStringLiteral("width"));
-    const int x = numberOf(fields, QStringLiteral("x"));
-    const int y = numberOf(fields, QStringLiteral("y"));
+    record->flag = fields.text(QStringLiteral("flag"));
+    const int height = fields.number(QStringLiteral("height"));
+    record->id = fields.text(QStringLiteral("id"));
+    const int width = fields.number(QStringLiteral("width"));
+    const int x = fields.number(QStringLiteral("x"));
+    const int y = fields.number(QStringLiteral("y"));
     record->rect = rectOf(x, y, width, height);
     return record;
 }
@@ -156,27 +245,46 @@ struct Refresh {
     QMap<QString, CabinetInfo *> records;
 };
 
-/// Places a device's cabinets on its sub-screen; 8 at one that no device listed.
-EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device, const QVariantMap &screenReply,
-                            ISubScreen &target)
+/// A device's part of a screen.
+struct ScreenPart {
+    QString screenId;
+    QString screenName;
+    bool hasOwnName = false;
+    QPoint origin;
+    QVariantList subScreens;
+};
+
+ScreenPart screenPartOf(const QVariantMap &reply, bool &isKnown)
+{
+    Fields fields(reply, isKnown);
+    ScreenPart part;
+    part.hasOwnName = fields.flag(QStringLiteral("expendInfo.isAllowSingleDev"));
+    part.origin = positionOf(fields);
+    part.screenName = fields.text(QStringLiteral("screenName"));
+    part.screenId = fields.text(QStringLiteral("screenUUID"));
+    part.subScreens = fields.list(QStringLiteral("subScreens"));
+    return part;
+}
+
+/// Places a device's cabinets on its sub-screen; enCabinetNotFound at one that no device listed.
+EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device, const ScreenPart &part, ISubScreen &target,
+                            bool &isKnown)
 {
     MapCursor<QString> placements(refresh.placements);
     MapCursor<CabinetInfo *> records(refresh.records);
-    Fields screen(screenReply);
-    const QPoint screenOrigin = positionOf(screen);
-    const QVariantList subScreens = listOf(screen, QStringLiteral("subScreens"));
-    for (const QVariant &subScreenElement : subScreens) {
-        const QVariantMap subScreenReply = subScreenElement.toMap();
-        Fields subScreen(subScreenReply);
-        const QVariantList cabinets = listOf(subScreen, QStringLiteral("cabinets"));
-        const QPoint subScreenOrigin = sum(screenOrigin, positionOf(subScreen));
+    for (const QVariant &subScreenElement : part.subScreens) {
+        const QVariantMap subScreenReply = mapOf(subScreenElement, isKnown);
+        Fields subScreen(subScreenReply, isKnown);
+        const QVariantList cabinets = subScreen.list(QStringLiteral("cabinets"));
+        const QPoint subScreenOrigin = sum(part.origin, positionOf(subScreen));
         for (const QVariant &cabinetElement : cabinets) {
-            const QVariantMap cabinetReply = cabinetElement.toMap();
-            Fields cabinet(cabinetReply);
-            const QString cid = textOf(cabinet, QStringLiteral("cabinetID"));
-            const QString placement = placementKey(cid, textOf(cabinet, QStringLiteral("outputID")));
+            const QVariantMap cabinetReply = mapOf(cabinetElement, isKnown);
+            Fields cabinet(cabinetReply, isKnown);
+            const QString cid = cabinet.text(QStringLiteral("cabinetID"));
+            const QString placement = placementKey(cid, cabinet.text(QStringLiteral("outputID")));
             if (!placements.find(placement)) {
-                qCCritical(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "screenInfo:  " << placement;
+                qCCritical(lcCorrection) << " deviceInfo.deviceKey : " << device.label
+                                         << "screenInfo:  " << LoggedReply{placement};
                 return enCabinetNotFound;
             }
             CabinetInfo *const *const found = records.find(cid);
@@ -184,11 +292,11 @@ EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device
                 continue;
             CabinetInfo *const record = *found;
             const QPoint origin = sum(subScreenOrigin, positionOf(cabinet));
-            const int width = numberOf(cabinet, QStringLiteral("size.width"));
-            const int height = numberOf(cabinet, QStringLiteral("size.height"));
+            const int height = cabinet.number(QStringLiteral("size.height"));
+            const int width = cabinet.number(QStringLiteral("size.width"));
             record->rect = rectOf(origin.x(), origin.y(), width, height);
             qCDebug(lcCorrection) << "\n"
-                                  << cid << "cabinet rect"
+                                  << LoggedReply{cid} << "cabinet rect"
                                   << "x:" << origin.x() << "y:" << origin.y() << "w:" << width << "h:" << height << "\n";
             const bool isRegistered = registerCabinet(record);
             if (target.addCabinet(record->id, record->flag) && !isRegistered)
@@ -239,7 +347,6 @@ void ScreenManager::init()
     });
 }
 
-// Not through callDevice(): its check for deep nesting would slow every refresh down on the largest replies.
 EnumErrorCode ScreenManager::refreshScreen()
 {
     const ManagerScope scope(ManagerScope::Refresh);
@@ -265,47 +372,50 @@ EnumErrorCode ScreenManager::refreshScreen()
     for (const HttpDeviceInfo &device : qAsConst(devices)) {
         const QString &deviceKey = device.key;
         qCDebug(lcCorrection) << "start getScreens";
-        QVariantMap hardware;
-        callService<HWInfo>([&](HWInfo &service) { return service.getHWInfo(deviceKey, hardware, true); });
+        RefreshReply<QVariantMap> hardware(deviceKey);
+        callService<HWInfo>([&](HWInfo &service) { return service.getHWInfo(deviceKey, hardware.reply, true); });
 
-        QVariantMap screenReply;
+        RefreshReply<QVariantMap> screenReply(deviceKey);
         if (!callService<ScreenInfo>(
-                [&](ScreenInfo &service) { return service.getScreens(deviceKey, screenReply, true); })) {
+                [&](ScreenInfo &service) { return service.getScreens(deviceKey, screenReply.reply, true); })) {
             qCCritical(lcCorrection) << "getScreens error" << deviceKey;
             continue;
         }
 
-        QVariantList cabinets;
+        RefreshReply<QVariantList> cabinets(deviceKey);
         const auto queryCabinets = [&](CabinetInfoOperator &service) {
-            return service.getAllCabinetsInfo(deviceKey, cabinets, true);
+            return service.getAllCabinetsInfo(deviceKey, cabinets.reply, true);
         };
         if (!callService<CabinetInfoOperator>(queryCabinets)) {
             qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey;
             continue;
         }
         MapFiller<QString> placements(refresh.placements);
-        for (const QVariant &element : qAsConst(cabinets)) {
-            const QVariantMap cabinetReply = element.toMap();
-            Fields cabinet(cabinetReply);
-            const QString id = textOf(cabinet, QStringLiteral("id"));
-            const QString placement = placementKey(id, textOf(cabinet, QStringLiteral("outputID")));
+        bool areCabinetsKnown = true;
+        for (const QVariant &element : qAsConst(cabinets.reply)) {
+            const QVariantMap cabinetReply = mapOf(element, areCabinetsKnown);
+            Fields cabinet(cabinetReply, areCabinetsKnown);
+            const QString id = cabinet.text(QStringLiteral("id"));
+            const QString placement = placementKey(id, cabinet.text(QStringLiteral("outputID")));
             placements.insert(placement, id);
-            qCDebug(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "cabinet:  " << placement;
+            qCDebug(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "cabinet:  " << LoggedReply{placement};
         }
+
+        cabinets.isKnown = areCabinetsKnown;
 
         qCDebug(lcCorrection) << "start getCurruntDeviceCabinetInfos";
         if (getCurruntDeviceCabinetInfos(deviceKey, refresh.records) != enSuccess)
             continue;
 
-        const QString screenId = screenReply.value(QStringLiteral("screenUUID")).toString();
-        IScreen *screen = m_screens.value(screenId);
+        bool isScreenKnown = true;
+        const ScreenPart part = screenPartOf(screenReply.reply, isScreenKnown);
+        IScreen *screen = m_screens.value(part.screenId);
         if (!screen) {
             auto created = std::make_unique<ScreenV4>();
-            created->setID(screenId);
-            const bool ownName = screenReply.value(QStringLiteral("expendInfo.isAllowSingleDev")).toBool();
-            created->setName(ownName ? screenReply.value(QStringLiteral("screenName")).toString()
-                                     : hardware.value(QStringLiteral("customName")).toString());
-            m_screens.insert(screenId, created.get());
+            created->setID(part.screenId);
+            created->setName(part.hasOwnName ? part.screenName
+                                             : hardware.reply.value(QStringLiteral("customName")).toString());
+            m_screens.insert(part.screenId, created.get());
             screen = created.release();
         }
         ISubScreen *subScreen = screen->tryGetSubScreen(deviceKey);
@@ -314,9 +424,10 @@ EnumErrorCode ScreenManager::refreshScreen()
             screen->addSubScreen(deviceKey, created.get());
             subScreen = created.release();
         }
-        const EnumErrorCode code = placeCabinets(refresh, device, screenReply, *subScreen);
+        const EnumErrorCode code = placeCabinets(refresh, device, part, *subScreen, isScreenKnown);
         if (code != enSuccess)
             return code;
+        screenReply.isKnown = isScreenKnown;
     }
     return enSuccess;
 }
@@ -339,33 +450,39 @@ IScreen *ScreenManager::tryGetScreen(const QString &id)
 EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceKey,
                                                           QMap<QString, CabinetInfo *> &cabinetInfos)
 {
-    QVariantList reply;
-    const auto queryFlags = [&](CabinetInfoOperator &service) { return service.getCabAllFlags(deviceKey, reply); };
+    RefreshReply<QVariantList> flags(deviceKey);
+    const auto queryFlags = [&](CabinetInfoOperator &service) { return service.getCabAllFlags(deviceKey, flags.reply); };
     if (!callService<CabinetInfoOperator>(queryFlags)) {
         qCDebug(lcCorrection) << "getCurruntDeviceCabinetInfos error" << deviceKey;
         return enInvalidParameter;
     }
     MapFiller<CabinetInfo *> records(cabinetInfos);
-    for (const QVariant &element : qAsConst(reply)) {
-        const QVariantMap cabinetReply = element.toMap();
-        Fields cabinet(cabinetReply);
+    bool areFlagsKnown = true;
+    for (const QVariant &element : qAsConst(flags.reply)) {
+        const QVariantMap cabinetReply = mapOf(element, areFlagsKnown);
+        Fields cabinet(cabinetReply, areFlagsKnown);
         refreshRecords().push_back(std::make_unique<CabinetInfo>());
         CabinetInfo *const record = refreshRecords().back().get();
-        record->flag = textOf(cabinet, QStringLiteral("flag"));
-        record->id = textOf(cabinet, QStringLiteral("id"));
+        record->flag = cabinet.text(QStringLiteral("flag"));
+        record->id = cabinet.text(QStringLiteral("id"));
         record->deviceKey = deviceKey;
-        const QVariantList cards = listOf(cabinet, QStringLiteral("recvcardflags"));
+        const QVariantList cards = cabinet.list(QStringLiteral("recvcardflags"));
         record->rvCardList.reserve(cards.size());
         for (const QVariant &cardElement : cards) {
-            const QVariantMap cardReply = cardElement.toMap();
-            appendOwned(record->rvCardList, partOf<RvCardInfo>(cardReply));
-            const QVariantList modules = cardReply.value(QStringLiteral("moduleflags")).toList();
+            const QVariantMap cardReply = mapOf(cardElement, areFlagsKnown);
+            Fields card(cardReply, areFlagsKnown);
+            appendOwned(record->rvCardList, partOf<RvCardInfo>(card));
+            const QVariantList modules = card.list(QStringLiteral("moduleflags"));
             record->moduleList.reserve(modules.size());
-            for (const QVariant &moduleElement : modules)
-                appendOwned(record->moduleList, partOf<ModuleInfo>(moduleElement.toMap()));
+            for (const QVariant &moduleElement : modules) {
+                const QVariantMap moduleReply = mapOf(moduleElement, areFlagsKnown);
+                Fields module(moduleReply, areFlagsKnown);
+                appendOwned(record->moduleList, partOf<ModuleInfo>(module));
+            }
         }
         records.insert(record->id, record);
     }
+    flags.isKnown = areFlagsKnown;
     return enSuccess;
 }
 

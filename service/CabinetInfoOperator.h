@@ -30,7 +30,7 @@ public:
     bool setCabinetFlag(const QString &deviceKey, const QString &cabinetId, QMap<QString, QVariant> &request,
                         QMap<QString, QVariant> &reply);
 
-    /// Reads which brightnesses the cabinet takes.
+    /// Reads the range of the cabinet's brightness.
     /// - Reply: {"brightness.min" uint, "brightness.max" uint, "brightness.default" uint}
     /// - Called by: getBrightnessRange of ICabinet, ISubScreen and IScreen
     /// - After false: ICabinet returns enTimeout; the others ask the next cabinet, and return enTimeout when none answers.

@@ -85,6 +85,10 @@ public:
     /// directory. A preset has priority over a file of the same name; use "./name" for the file. False, and the wall
     /// unchanged, when that is not possible; `error`, if not null, gets the reasons, a line for each problem.
     bool load(const QString &presetFileOrDirectory, QString *error = nullptr);
+    /// As load(), but a wall directory is only read: without its lock, also while another process has it open, and where
+    /// this process may not write. Each device is as one save of that process left it; two devices may be from different
+    /// moments. Nothing is saved, and later saves of that process are not noticed.
+    bool loadReadOnly(const QString &presetFileOrDirectory, QString *error = nullptr);
     /// The wall as it is at this moment, with the flags, names, faults and events that were set since. Devices that are
     /// unplugged are included.
     WallDescription wall() const;
@@ -141,7 +145,7 @@ public:
     /// Closes the directory, so that other processes may open it. The wall continues in memory; nothing more is saved. The
     /// directory is closed automatically when the process ends.
     void close();
-    /// The open directory's absolute path; null when there is none.
+    /// The open directory's absolute path; null when there is none, and after loadReadOnly().
     QString directory() const;
 
     // Service
@@ -152,6 +156,10 @@ public:
     QtPromise::QPromise<bool> upload(const Call &call) override;
 
 private:
+    bool loadBy(bool (VirtualWall::*openDirectory)(const QString &, QString *), const QString &presetFileOrDirectory,
+                QString *error);
+    bool openReadOnly(const QString &directory, QString *error);
+
     std::shared_ptr<Wall> d;
 };
 

@@ -495,7 +495,7 @@ QVariant fromTypedJson(Reader &reader, const QJsonValue &json)
         if (number == std::floor(number) && number >= std::numeric_limits<int>::min()
             && number <= std::numeric_limits<int>::max())
             return static_cast<int>(number);
-        reader.problem(QStringLiteral("%1 is no 32-bit integer and needs a \"$type\"").arg(Reader::shown(json)));
+        reader.problem(QStringLiteral("%1 is not a 32-bit integer and needs a \"$type\"").arg(Reader::shown(json)));
         return {};
     }
     case QJsonValue::String:

@@ -98,7 +98,7 @@ QJsonObject LittleDevice::answer(const QJsonObject &call)
     } else if (operation == QLatin1String("CabinetInfoOperator::getCabAllFlags")) {
         reply = listOf(object({{"id", QStringLiteral("1")}, {"flag", QString()}, {"recvcardflags", QJsonArray()}}));
     } else if (operation == QLatin1String("Correctionop::uploadCoefficientAsync")) {
-        // One block for the one cabinet. A device that takes parts of a cabinet looks at "area", too.
+        // One block for the one cabinet. A device that takes parts of a cabinet evaluates "area", too.
         const QJsonObject cabinet = call.value(QLatin1String("request")).toArray().first().toObject();
         const QJsonObject block = cabinet.value(QLatin1String("coefficientList")).toArray().first().toObject();
         const QString text = block.value(QLatin1String("coefficient")).toString();

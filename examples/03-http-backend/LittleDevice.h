@@ -7,8 +7,8 @@
 
 #include <future>
 
-/// A controller device of one cabinet of 8 x 4 pixels, as an HTTP server on this machine. It stands for the hardware: what a
-/// request does there is the device's own affair.
+/// A controller device of one cabinet of 8 x 4 pixels, as an HTTP server on this machine. It takes the place of the
+/// hardware: what a request does there depends on the device.
 class LittleDevice : public QThread
 {
 public:
@@ -16,7 +16,7 @@ public:
     /// The device vanishes.
     ~LittleDevice() override;
 
-    /// Where it listens; empty when it cannot.
+    /// The address that it listens on; empty when it cannot listen.
     QUrl url() const { return m_url; }
 
 protected:

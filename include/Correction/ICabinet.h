@@ -60,7 +60,8 @@ public:
     /// Sets the correction effect mode. The number is the device's; it is sent unchecked. Does not log failures.
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
     /// Sets the brightness in the device's own steps (see `getBrightnessRange`; the value is not checked). Always
-    /// `enSuccess` for a cabinet with a description, whether the device took the value or not. Does not log failures.
+    /// `enSuccess` for a cabinet with a description, whether the device took the value or not. No operation reads the
+    /// current value. Does not log failures.
     virtual EnumErrorCode setBrightness(int brightness) = 0;
     /// Replaces the entries 0 to 2 of `table`; others stay. A cabinet's channels are 0 red, 1 blue, 2 green: the entry
     /// `enGreenGamma` holds the blue curve and `enBlueGamma` the green one, unlike those of sub-screens and screens. Does

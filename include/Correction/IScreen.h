@@ -61,7 +61,8 @@ public:
     /// The result is the bitwise OR of the sub-screens' codes. It only says whether all succeeded (`enSuccess`): any other
     /// number may stand for several codes and need not be the code of one of them. Each failure is logged, but for an
     /// unknown kind (`enNotSupported`). `enInvalidParameter` for a null sub-screen (no device is contacted), `enTimeout` for
-    /// a write that is rejected.
+    /// a write that is rejected. Devices that succeed keep their part where others fail. Nothing is saved:
+    /// `saveParameter` does that.
     ///
     /// The stack does not grow with the number of devices; of sub-screen classes of the host's own that wait for their
     /// device, and of services that run the event loop while they take an upload, at most 64 calls are nested, and the
@@ -78,7 +79,8 @@ public:
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
     /// Reads the correction effect mode.
     virtual EnumErrorCode tryGetEffectMode(EnumEffectMode &mode) = 0;
-    /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked.
+    /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked. No operation
+    /// reads the current value.
     virtual EnumErrorCode setBrightness(int brightness) = 0;
     /// Replaces the entries of the three channels by those of the first device that answers; others stay.
     virtual EnumErrorCode getGammaTable(QMap<EnumGammaType, QList<int>> &table) = 0;

@@ -81,7 +81,8 @@ public:
     virtual EnumErrorCode clearCoefficient(EnumCoefficientType type) = 0;
     /// Sets the correction effect mode. The number is the device's; it is sent unchecked.
     virtual EnumErrorCode setEffectMode(EnumEffectMode mode) = 0;
-    /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked.
+    /// Sets the brightness in the device's own steps (see `getBrightnessRange`). The value is not checked. No operation
+    /// reads the current value.
     virtual EnumErrorCode setBrightness(int brightness) = 0;
     /// Replaces the entries of the three channels: `enRedGamma`, `enGreenGamma` and `enBlueGamma`, each its own colour.
     /// Others stay.

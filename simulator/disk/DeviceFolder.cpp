@@ -972,4 +972,26 @@ bool DeviceFolder::read(DeviceState &device, QString *error)
     return true;
 }
 
+bool DeviceFolder::readBesideWriter(DeviceState &device, QString *error)
+{
+    // A save removes the packs that the state.json before it referred to. Without a newer state.json the folder is damaged.
+    constexpr int mostTries = 100;
+    const QByteArray path = Disk::encoded(filePath(stateName));
+    for (int tries = 0; tries < mostTries; ++tries) {
+        QByteArray before;
+        QByteArray after;
+        static_cast<void>(Disk::readFile(path, before)); // Reader reports the reason
+        DeviceState state = device;
+        Saved saved;
+        QMap<int, qint64> packSizes;
+        if (Reader(*this, state).read(saved, packSizes, error)) {
+            device = state;
+            return true;
+        }
+        if (Disk::readFile(path, after) != 0 || after == before)
+            return false;
+    }
+    return fail(error, QStringLiteral("%1: is saved faster than it can be read; try again").arg(m_path));
+}
+
 } // namespace Simulator

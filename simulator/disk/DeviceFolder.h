@@ -28,6 +28,8 @@ public:
     bool create(const DeviceState &device, Disk::Making &making, QString *error);
     /// Reads and checks everything into a device that is as delivered.
     bool read(DeviceState &device, QString *error);
+    /// As read(), while another process may save: the state at one moment. The folder must not be written to afterwards.
+    bool readBesideWriter(DeviceState &device, QString *error);
     /// Saves the persistent state of `after` that differs from `before`, the state saved last: whole or not at all. True: it
     /// is on disk, and survives a power failure.
     bool save(const DeviceState &before, const DeviceState &after, QString *error);

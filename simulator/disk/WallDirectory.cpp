@@ -27,6 +27,11 @@ bool fail(QString *error, const QString &text)
     return false;
 }
 
+bool failAt(const QString &path, const char *what, int failure, QString *error)
+{
+    return fail(error, failure == ENOENT ? QStringLiteral("%1: is missing").arg(path) : Disk::problem(path, what, failure));
+}
+
 /// The text of the checksum's file; the program sha1sum writes and reads it, too.
 QByteArray checksumOf(const QByteArray &json)
 {
@@ -200,11 +205,11 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
                                                    QList<DeviceState> &devices, QString *error)
 {
     std::unique_ptr<WallDirectory> directory(new WallDirectory(path));
-    const QString wallPath = directory->filePath(wallName);
     const auto failed = [&](const QString &where, const char *what, int failure) {
-        fail(error, failure == ENOENT ? QStringLiteral("%1: is missing").arg(where) : Disk::problem(where, what, failure));
+        failAt(where, what, failure, error);
         return nullptr;
     };
+    const QString wallPath = directory->filePath(wallName);
     bool isThere = false;
     if (const int failure = Disk::lookFor(Disk::encoded(wallPath), isThere))
         return failed(wallPath, "cannot be read", failure);
@@ -214,32 +219,8 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
         directory->m_lock = present->m_lock;
     else if (!directory->lock(error))
         return nullptr;
-
-    QByteArray json;
-    if (const int failure = Disk::readFile(Disk::encoded(wallPath), json))
-        return failed(wallPath, "cannot be read", failure);
-    bool isRecorded = false;
-    if (!parseWall(json, wallPath, wall, error) || !directory->checkDescription(json, isRecorded, error))
+    if (!directory->read(&DeviceFolder::read, wall, devices, error))
         return nullptr;
-    if (!isRecorded)
-        directory->m_newChecksum = checksumOf(json);
-
-    QStringList problems;
-    QString problem;
-    for (const Device &device : qAsConst(wall.devices)) {
-        DeviceState state(device);
-        if (!directory->addFolder(device, wall, &problem) || !directory->m_folders.at(device.key).read(state, &problem))
-            problems += problem;
-        directory->m_beforePowerUp.emplace(device.key, state);
-        state.powerUp();
-        devices += state;
-    }
-    if (!directory->checkNoOthers(&problem))
-        problems += problem;
-    if (!problems.isEmpty()) {
-        fail(error, problems.join(QLatin1Char('\n')));
-        return nullptr;
-    }
 
     const QByteArray folder = Disk::encoded(directory->m_path);
     QVector<QByteArray> names;
@@ -256,6 +237,39 @@ std::unique_ptr<WallDirectory> WallDirectory::open(const QString &path, const Wa
             return failed(each, "cannot be synchronised", failure);
     }
     return directory;
+}
+
+bool WallDirectory::read(bool (DeviceFolder::*readFolder)(DeviceState &, QString *), WallDescription &wall,
+                         QList<DeviceState> &devices, QString *error)
+{
+    const QString wallPath = filePath(wallName);
+    QByteArray json;
+    if (const int failure = Disk::readFile(Disk::encoded(wallPath), json))
+        return failAt(wallPath, "cannot be read", failure, error);
+    bool isRecorded = false;
+    if (!parseWall(json, wallPath, wall, error) || !checkDescription(json, isRecorded, error))
+        return false;
+    if (!isRecorded)
+        m_newChecksum = checksumOf(json);
+
+    QStringList problems;
+    QString problem;
+    for (const Device &device : qAsConst(wall.devices)) {
+        DeviceState state(device);
+        if (!addFolder(device, wall, &problem) || !(m_folders.at(device.key).*readFolder)(state, &problem))
+            problems += problem;
+        m_beforePowerUp.emplace(device.key, state);
+        state.powerUp();
+        devices += state;
+    }
+    if (!checkNoOthers(&problem))
+        problems += problem;
+    return problems.isEmpty() || fail(error, problems.join(QLatin1Char('\n')));
+}
+
+bool WallDirectory::readOnly(const QString &path, WallDescription &wall, QList<DeviceState> &devices, QString *error)
+{
+    return WallDirectory(path).read(&DeviceFolder::readBesideWriter, wall, devices, error);
 }
 
 bool WallDirectory::save(const DeviceState &before, const DeviceState &after, QString *error)

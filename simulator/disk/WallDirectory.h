@@ -22,6 +22,9 @@ public:
     /// in it is wrong. `present` is the directory that the process holds, or null: opening it again needs no new lock.
     static std::unique_ptr<WallDirectory> open(const QString &path, const WallDirectory *present, WallDescription &wall,
                                                QList<DeviceState> &devices, QString *error);
+    /// Reads a directory, which another process may have open, and powers its devices up. Takes no lock and changes nothing.
+    /// Each device is as one save left it; two devices may be from different moments.
+    static bool readOnly(const QString &path, WallDescription &wall, QList<DeviceState> &devices, QString *error);
 
     /// For a directory that was opened and is used from now on: removes the leftovers of a killed process, and writes the
     /// description's checksum when it is missing. Failures are retried the next time.
@@ -37,6 +40,9 @@ public:
 private:
     explicit WallDirectory(const QString &path);
     bool lock(QString *error);
+    /// Reads the description and, by `readFolder`, every device. False, and `error` set, when anything is wrong.
+    bool read(bool (DeviceFolder::*readFolder)(DeviceState &, QString *), WallDescription &wall, QList<DeviceState> &devices,
+              QString *error);
     QString filePath(const QString &name) const { return m_path + QLatin1Char('/') + name; }
     QString folderPath(const QString &deviceKey) const;
     bool addFolder(const Device &device, const WallDescription &wall, QString *error);

@@ -144,6 +144,17 @@ void VirtualWall::setWall(const WallDescription &wall)
 
 bool VirtualWall::load(const QString &presetFileOrDirectory, QString *error)
 {
+    return loadBy(&VirtualWall::open, presetFileOrDirectory, error);
+}
+
+bool VirtualWall::loadReadOnly(const QString &presetFileOrDirectory, QString *error)
+{
+    return loadBy(&VirtualWall::openReadOnly, presetFileOrDirectory, error);
+}
+
+bool VirtualWall::loadBy(bool (VirtualWall::*openDirectory)(const QString &, QString *),
+                         const QString &presetFileOrDirectory, QString *error)
+{
     const auto fail = [&](const QString &reason) {
         if (error)
             *error = presetFileOrDirectory + QLatin1String(": ") + reason;
@@ -156,7 +167,7 @@ bool VirtualWall::load(const QString &presetFileOrDirectory, QString *error)
             return fail(QStringLiteral("no such file or directory, and no preset (%1)")
                             .arg(presetNames().join(QLatin1String(", "))));
         if (info.isDir())
-            return open(presetFileOrDirectory, error);
+            return (this->*openDirectory)(presetFileOrDirectory, error);
         if (!readWall(presetFileOrDirectory, wall, error))
             return false;
     }
@@ -308,6 +319,22 @@ bool VirtualWall::open(const QString &directory, QString *error)
         d->setUp(wall, devices, after);
         d->memory.directory = std::move(opened);
         d->memory.directory->tidy();
+    }
+    d->time.tell(after);
+    return true;
+}
+
+bool VirtualWall::openReadOnly(const QString &directory, QString *error)
+{
+    Aftermath after;
+    {
+        const std::lock_guard<std::mutex> lock(d->mutex);
+        WallDescription wall;
+        QList<DeviceState> devices;
+        if (!WallDirectory::readOnly(directory, wall, devices, error))
+            return false;
+        d->setUp(wall, devices, after);
+        d->memory.directory.reset();
     }
     d->time.tell(after);
     return true;

@@ -62,7 +62,7 @@ public:
     std::function<void()> fail;
 };
 
-/// Every operation of the four device classes once, discovery's not, in the order of the table.
+/// Every operation of the four device classes once, without those of discovery, in the order of the table.
 QStringList callEverything()
 {
     QStringList called;
@@ -159,7 +159,7 @@ void tst_Filters::aDryRunKeepsWritesAndLocks()
         names += call.operation;
     QCOMPARE(names, held);
 
-    // They look done to the host, which sees the request of each.
+    // To the host they look successful; the filter lists the request of each.
     m_inner->next = {false, {}, {}};
     Map reply;
     QVERIFY(HWInfo::getInstance()->lock(key, Map{{QStringLiteral("appids"), List{1}}}, reply));
@@ -350,7 +350,7 @@ void tst_Filters::aRecorderSaysWhatIsMissing()
     QVERIFY(!recorder.open(QStringLiteral("/dev/full"), error));
     QVERIFY2(error.contains(QLatin1String("/dev/full")), qPrintable(error));
 
-    // The next file is not worse off for it; after the end there is no next one.
+    // The failure has no effect on the next file; there is none after the end.
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("night.jsonl"));
     const QString second = folder.filePath(QStringLiteral("second.jsonl"));

@@ -41,7 +41,7 @@ QVector<Declared> declaredIn(const QString &service)
     return result;
 }
 
-/// The parameters that a row stands for.
+/// The parameters that a row describes.
 QStringList parametersOf(const Operation &operation)
 {
     QStringList types;

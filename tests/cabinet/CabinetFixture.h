@@ -27,7 +27,7 @@ inline Simulator::VirtualWall &wall()
     return Simulator::VirtualWall::instance();
 }
 
-/// A text whose single quotes stand for double ones, as in the transcript's lines.
+/// A string with single quotes in place of double ones, as in the transcript's lines.
 inline QString quoted(const char *text)
 {
     return QString::fromUtf8(text).replace(QLatin1Char('\''), QLatin1Char('"'));
@@ -123,7 +123,7 @@ private:
     int m_rows;
 };
 
-/// For initTestCase(): debug rows are compared as well, whatever the machine's logging rules.
+/// For initTestCase(): debug lines are compared as well, independent of the machine's logging rules.
 inline void showDebugLines()
 {
     QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=true"));

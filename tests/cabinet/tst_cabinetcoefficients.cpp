@@ -28,7 +28,7 @@ const char *const tooLarge = "x + w > m_pixelCol || y + h > m_pixelRow:";
 const char *const noData = "invalid coefficient data \n";
 const char *const noPaste = "set part of coefficient error \n";
 
-/// 9 values for each pixel, none of them alike in a small grid.
+/// 9 values for each pixel, all different in a small grid.
 QVector<unsigned short> ramp(int pixels, int first = 1)
 {
     QVector<unsigned short> values;
@@ -272,7 +272,7 @@ void CabinetCoefficientsTest::numbersOfAReplyAreConverted()
     QCOMPARE(cabinet.tryGetCoefficients(grid), enSuccess);
     QCOMPARE(grid.getCoefficient(), pasted(4, 3, QRect(1, 2, 2, 1), values));
 
-    // Coordinates that are no numbers, or not there, are 0.
+    // Coordinates that are not numbers, or missing, are 0.
     wall()
         .scripts()
         .on(QStringLiteral("Correctionop::loadCoefficient"))
@@ -523,7 +523,7 @@ void CabinetCoefficientsTest::theUploadOperationFollowsTheKind()
     QCOMPARE(cabinet.setCoefficients(QPoint(1, 2), *grid), answer ? enSuccess : enTimeout);
     QCOMPARE(wall().journal().transcript(), QStringList(uploadLine(operation.toLatin1(), 1, 2, 2, 1, base64(bytes))));
 
-    // A host's own grid is asked for nothing but kind, size and text.
+    // Of a host's own grid only kind, size and text are queried.
     wall().journal().clear();
     HostGrid foreign(kind, 3, 2);
     QCOMPARE(cabinet.setCoefficients(QPoint(0, 0), foreign), answer ? enSuccess : enTimeout);

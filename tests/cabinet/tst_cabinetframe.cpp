@@ -21,7 +21,7 @@
 using namespace Correction;
 using namespace CabinetTests;
 
-// Sanitizers know nothing of the reference that a handler of a cancellation is given, which refers to nothing.
+// Sanitizers report the reference that a handler of a cancellation gets, since it does not refer to an object.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define CANNOT_CANCEL_THREADS
 #elif defined(__has_feature)
@@ -47,8 +47,8 @@ struct Operation {
     const char *service; ///< the call that fails in a row's tests
     std::function<EnumErrorCode(ICabinet &)> call;
     QStringList sent;     ///< the transcript when every call is answered
-    QVariant reply;       ///< an answer that satisfies the operation
-    QStringList failures; ///< critical lines when `service` answers false
+    QVariant reply;       ///< a reply that the operation accepts
+    QStringList failures; ///< critical lines when `service` returns false
     EnumErrorCode onFalse = enTimeout;
 };
 
@@ -467,7 +467,7 @@ void CabinetFrameTest::theDestructorDeletesTheDescription()
 
 void CabinetFrameTest::thePointerReleasesACabinetWithItsDescription()
 {
-    // Held by nobody but the records and this function, so each is detached when its record is gone.
+    // Shared by the records and this function only, so each is detached when its record is deleted.
     QString flag = QStringLiteral("a flag of %1").arg(1);
     QString moduleFlag = QStringLiteral("a flag of %1").arg(2);
     auto info = description();
@@ -719,7 +719,7 @@ void CabinetFrameTest::aServiceThatThrowsHasNotAnswered()
                                         + filled(op.failures, QStringLiteral("A"), QStringLiteral("12"), QString()));
     QCOMPARE(contentOf(*info), before);
 
-    // The next call is served as if nothing had happened.
+    // The failure has no effect on the next call.
     wall().reset();
     answerAll(op);
     QCOMPARE(op.call(cabinet), enSuccess);
@@ -759,7 +759,7 @@ void CabinetFrameTest::aThreadMayBeCancelledInACall()
 #if defined(CANNOT_CANCEL_THREADS)
     QSKIP("this build's sanitizer does not follow a cancelled thread", "");
 #endif
-    // The thread leaves by an unwinding that ends the process if somebody on the way keeps it.
+    // The thread ends by an unwinding; a handler on the way that does not rethrow it ends the process.
     const Operation &op = operation();
     answerAll(op);
     QSemaphore called;
@@ -816,7 +816,7 @@ void CabinetFrameTest::everyCallIsMadeOnlyOnce()
 
 void CabinetFrameTest::unknownDevicesTimeOut()
 {
-    // Without scripts the wall answers false for a device that it does not have.
+    // Without scripts the wall returns false for a device that it does not have.
     const Operation &op = operation();
     CabinetV4 cabinet(description(QStringLiteral("nowhere")).release());
     QCOMPARE(op.call(cabinet), op.onFalse);

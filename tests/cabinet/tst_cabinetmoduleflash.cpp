@@ -29,7 +29,7 @@ qint64 wrapped(quint64 number)
 
 qint64 product(qint64 a, qint64 b, qint64 c)
 {
-    return wrapped(quint64(a) * quint64(b) * quint64(c)); // unsigned: whatever is lost is a multiple of 2^32
+    return wrapped(quint64(a) * quint64(b) * quint64(c)); // unsigned: the lost part is a multiple of 2^32
 }
 
 qint64 roundedUp(qint64 number, qint64 divisor)
@@ -108,7 +108,7 @@ std::unique_ptr<CabinetInfo> withCard(int left, int top, int right, int bottom)
     return info;
 }
 
-/// A cabinet that answers the flash check itself.
+/// A cabinet that implements the flash check itself.
 class CheckedCabinet : public CabinetV4
 {
 public:
@@ -342,7 +342,7 @@ void CabinetModuleFlashTest::flashChecksAreAppended()
 void CabinetModuleFlashTest::flashChecksOfOtherKinds_data()
 {
     QTest::addColumn<QVariant>("reply");
-    QTest::addColumn<QString>("expected"); // card@output and, for each module, x,y wxh and what the check says
+    QTest::addColumn<QString>("expected"); // card@output and, for each module, x,y wxh and the result of the check
     const QString results = QStringLiteral("flashCheckResults");
     QTest::newRow("no card") << QVariant(List()) << QString();
     QTest::newRow("an empty map") << QVariant(listOf(Map())) << QStringLiteral("0@0");

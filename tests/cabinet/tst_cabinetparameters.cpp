@@ -15,7 +15,7 @@ using namespace CabinetTests;
 
 using Table = QMap<EnumGammaType, QList<int>>;
 
-/// A reply's own way to hold a table: known to the variant only through its conversion.
+/// A type of a reply that holds a table and can be converted to a list.
 struct DeviceCurve {
     QList<int> points;
 };
@@ -527,7 +527,7 @@ void CabinetParametersTest::filesThatCannotBeWrittenAreFoundAfterTheCall()
         .on(QStringLiteral("CabinetInfoOperator::getConfigFile"))
         .answer(Map{{QStringLiteral("config"), QStringLiteral("eHk=")}});
     CabinetV4 cabinet(description().release());
-    // An empty path is told by Qt itself, once.
+    // Qt itself logs an empty path, once.
     if (file.isEmpty())
         QTest::ignoreMessage(QtWarningMsg, "QFSFileEngine::open: No file name specified");
     QCOMPARE(cabinet.getConfigFile(file), enFileError);
@@ -537,7 +537,7 @@ void CabinetParametersTest::filesThatCannotBeWrittenAreFoundAfterTheCall()
 
 void CabinetParametersTest::aFileThatTakesOnlyAPartIsAFileError()
 {
-    // A link to the device that is always full stands for a full disk.
+    // A link to /dev/full, which is always full, simulates a full disk.
     const QString full = QStringLiteral("/dev/full");
     const QString file = path("full");
     if (!QFileInfo::exists(full) || !QFile::link(full, file))

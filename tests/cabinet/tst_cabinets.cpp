@@ -49,7 +49,7 @@ const Row rows[] = {
      "show module user coefficient timeout!"},
 };
 
-/// A host's own cabinet. A group asks it for its key and its id only.
+/// A host's own cabinet. A group queries its key and its id only.
 class HostCabinet : public TestSupport::StubCabinet
 {
 public:

@@ -7,10 +7,13 @@
 #include <Correction/CabinetInfo.h>
 #include <Correction/CabinetV4.h>
 #include <Correction/Coefficient.h>
+#include <Correction/ScreenManager.h>
 #include <Correction/SubScreenV4.h>
 
 #include <service/CabinetInfoOperator.h>
 #include <service/Correctionop.h>
+#include <service/HWInfo.h>
+#include <service/HttpProxy.h>
 #include <service/ScreenInfo.h>
 
 #include <QtCore/QThread>
@@ -21,6 +24,8 @@
 #include <optional>
 
 using namespace Correction;
+using Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
+using Quorvex::Communicator::HttpDevice::HttpProxy;
 
 namespace {
 
@@ -72,9 +77,21 @@ QString printed(const Map &map)
     return text.trimmed();
 }
 
+QString placedId = QStringLiteral("7");
+
+/// The query of a refresh whose reply has a nested container in it.
+QString deepQuery;
+
+bool addNested(QVariantMap &reply, const char *query)
+{
+    if (deepQuery == QLatin1String(query))
+        reply.insert(QStringLiteral("z"), nested(30000, QStringLiteral("mlh")));
+    return true;
+}
+
 } // namespace
 
-// These stand before those of the virtual wall, which answers everything else.
+// These have priority over those of the virtual wall, which serves everything else.
 bool CabinetInfoOperator::clearModuleCoefficient(const QString &, QVariantMap &, QVariantMap &reply, int)
 {
     return giveAway(reply);
@@ -101,6 +118,42 @@ bool ScreenInfo::setCheckerBoardImage(const QString &, const QVariantMap &, QVar
     return false;
 }
 
+// Discovery finds one device with one cabinet.
+QList<HttpDeviceInfo> HttpProxy::getDeviceList()
+{
+    return {{QStringLiteral("A"), QStringLiteral("A")}};
+}
+bool HWInfo::getHWInfo(const QString &, QVariantMap &reply, bool)
+{
+    reply = {{QStringLiteral("customName"), QStringLiteral("named")}};
+    return addNested(reply, "getHWInfo");
+}
+bool ScreenInfo::getScreens(const QString &, QVariantMap &reply, bool)
+{
+    const QVariantMap cabinet{{QStringLiteral("cabinetID"), placedId},
+                              {QStringLiteral("outputID"), QStringLiteral("1")},
+                              {QStringLiteral("size.width"), 4},
+                              {QStringLiteral("size.height"), 3}};
+    const QVariantMap subScreen{{QStringLiteral("cabinets"), QVariantList{cabinet}}};
+    reply = {{QStringLiteral("screenUUID"), QStringLiteral("s")}, {QStringLiteral("subScreens"), QVariantList{subScreen}}};
+    return addNested(reply, "getScreens");
+}
+bool CabinetInfoOperator::getAllCabinetsInfo(const QString &, QVariantList &reply, bool)
+{
+    QVariantMap cabinet{{QStringLiteral("id"), QStringLiteral("7")}, {QStringLiteral("outputID"), QStringLiteral("1")}};
+    addNested(cabinet, "getAllCabinetsInfo");
+    reply = {cabinet};
+    return true;
+}
+bool CabinetInfoOperator::getCabAllFlags(const QString &, QVariantList &reply)
+{
+    QVariantMap card{{QStringLiteral("id"), QStringLiteral("0")}};
+    addNested(card, "getCabAllFlags");
+    reply = {
+        QVariantMap{{QStringLiteral("id"), QStringLiteral("7")}, {QStringLiteral("recvcardflags"), QVariantList{card}}}};
+    return true;
+}
+
 class tst_DeviceReplies : public QObject
 {
     Q_OBJECT
@@ -115,6 +168,9 @@ private Q_SLOTS:
     void longRepliesAreCutInTheLog_data();
     void longRepliesAreCutInTheLog();
     void longHeadersAreCutInTheLog();
+    void deepRepliesOfARefresh_data();
+    void deepRepliesOfARefresh();
+    void longIdsOfARefreshAreCutInTheLog();
 
 private:
     QString loggedReply();
@@ -139,6 +195,7 @@ void tst_DeviceReplies::init()
 void tst_DeviceReplies::cleanup()
 {
     m_cabinet.reset();
+    ScreenManager::releaseInstance();
     VERIFY_NO_CRITICAL(*m_log);
     QCOMPARE(m_log->takeWarning(), QStringList());
     m_log.reset();
@@ -221,38 +278,68 @@ void tst_DeviceReplies::longRepliesAreCutInTheLog_data()
     QTest::addColumn<QVariantMap>("whole");
     QTest::addColumn<QVariantMap>("tooLong");
     const QString key = QStringLiteral("key");
-    const int room = maxLoggedReply - key.size();
     const auto of = [&](const QVariant &value) { return QVariantMap{{key, value}}; };
-    const QString text(room, QLatin1Char('x'));
-    QTest::newRow("a text") << of(text) << of(QString(100 * room, QLatin1Char('x')));
-    QTest::newRow("bytes") << of(QByteArray(room, 'x')) << of(QByteArray(room + 1, 'x'));
-    QTest::newRow("texts") << of(QStringList{text}) << of(QStringList{text, text});
-    QVariantList list;
-    for (int i = 0; i < room / loggedValueLength; ++i)
-        list.append(1000000000 + i);
-    QTest::newRow("numbers") << of(list) << of(list + list + list);
+    const auto room = [&](const QVariant &empty) { return maxLoggedReply - printed(of(empty)).size(); };
+    const auto text = [](int length) { return QString(length, QLatin1Char('x')); };
+
+    const int characters = room(QString());
+    QTest::newRow("a string") << of(text(characters)) << of(text(characters + 1));
+    QTest::newRow("a very long string") << of(text(characters)) << of(text(10 * characters));
+    const int escapes = characters / 2; // "\n" takes two characters
+    QTest::newRow("line feeds") << of(QString(escapes, QLatin1Char('\n'))) << of(QString(escapes + 1, QLatin1Char('\n')));
+    const int pairs = characters / 2;
+    const QString pair = QString::fromUcs4(U"\U0001F600", 1);
+    QTest::newRow("surrogate pairs") << of(pair.repeated(pairs)) << of(pair.repeated(pairs + 1));
+    const int bytes = room(QByteArray());
+    QTest::newRow("bytes") << of(QByteArray(bytes, 'x')) << of(QByteArray(bytes + 1, 'x'));
+    QTest::newRow("bytes as hexadecimal digits") << of(QByteArray(bytes / 4, '\1')) << of(QByteArray(bytes / 4 + 1, '\1'));
+    const int inList = room(QStringList{QString()});
+    QTest::newRow("a list of strings") << of(QStringList{text(inList)}) << of(QStringList{text(inList), QString()});
+
+    const auto list = [](int count, const QVariant &value) {
+        QVariantList values;
+        for (int i = 0; i < count; ++i)
+            values.append(value);
+        return values;
+    };
+    QTest::newRow("numbers") << of(list(33000, 1000000000)) << of(list(50000, 1000000000));
+    QTest::newRow("empty strings") << of(list(1000, QString())) << of(list(2000000, QString()));
+    QTest::newRow("empty maps") << of(list(1000, QVariantMap())) << of(list(2000000, QVariantMap()));
     QVariantMap map;
-    for (int i = 0; i < room / (8 + loggedValueLength); ++i)
+    for (int i = 0; map.size() < 30000; ++i)
         map.insert(QStringLiteral("%1").arg(i, 8), i);
     QVariantMap longer = map;
-    longer.insert(QStringLiteral("%1").arg(-1, 8), -1);
-    QTest::newRow("a map") << of(map) << of(longer);
+    for (int i = 0; longer.size() < 60000; ++i)
+        longer.insert(QStringLiteral("%1").arg(100000000 + i), i);
+    QTest::newRow("a map") << map << longer;
+    QTest::newRow("a map in a map") << of(map) << of(longer);
+    QVariantMap manyTypes{{QStringLiteral("bool"), true},
+                          {QStringLiteral("double"), 0.5},
+                          {QStringLiteral("invalid"), QVariant()},
+                          {QStringLiteral("long"), Q_INT64_C(-5000000000)},
+                          {QStringLiteral("bytes"), QByteArray("\1f\xff")},
+                          {QStringLiteral("escapes \" \n"), QStringLiteral("\t\x7f\x2028")},
+                          {QStringLiteral("hash"), QVariantHash{{key, QStringList{key, key}}}},
+                          {QStringLiteral("numbers"), QVariant::fromValue(QList<int>{1, 2})},
+                          {QStringLiteral("empty"), QVariantList{QVariantMap(), QVariantHash(), QStringList()}}};
+    QVariantMap manyTypesTooLong = manyTypes;
+    manyTypesTooLong.insert(QStringLiteral("z"), text(maxLoggedReply));
+    QTest::newRow("many types") << manyTypes << manyTypesTooLong;
 }
 
 void tst_DeviceReplies::longRepliesAreCutInTheLog()
 {
     QFETCH(QVariantMap, whole);
     QFETCH(QVariantMap, tooLong);
-    nextReply = whole;
     const QString expected = printed(whole);
+    QVERIFY2(expected.size() <= maxLoggedReply, qPrintable(QString::number(expected.size())));
+    nextReply = whole;
     QVERIFY(loggedReply() == expected); // too long to be printed twice
 
+    const QString all = printed(tooLong);
+    QVERIFY2(all.size() > maxLoggedReply, qPrintable(QString::number(all.size())));
     nextReply = tooLong;
-    const QString cut = loggedReply();
-    const QString end = QStringLiteral(" (cut)");
-    QVERIFY2(cut.endsWith(end), qPrintable(cut.right(100)));
-    QVERIFY2(cut.size() < 2 * maxLoggedReply, qPrintable(QString::number(cut.size())));
-    QCOMPARE(cut.left(20), expected.left(20));
+    QVERIFY(loggedReply() == all.left(maxLoggedReply) + QStringLiteral(" (cut)"));
 }
 
 void tst_DeviceReplies::longHeadersAreCutInTheLog()
@@ -265,9 +352,52 @@ void tst_DeviceReplies::longHeadersAreCutInTheLog()
     QCOMPARE(lines.size(), 2);
     for (const QString &line : lines) {
         QVERIFY(line.contains(QLatin1String("(cut)")));
-        QVERIFY2(line.size() < 2 * maxLoggedReply, qPrintable(QString::number(line.size())));
+        QVERIFY2(line.size() < maxLoggedReply + 1000, qPrintable(QString::number(line.size())));
     }
     QVERIFY(lines[0].contains(printed(QVariantMap{{key, 1}})));
+}
+
+void tst_DeviceReplies::deepRepliesOfARefresh_data()
+{
+    QTest::addColumn<QString>("query");
+    for (const char *query : {"getHWInfo", "getScreens", "getAllCabinetsInfo", "getCabAllFlags"})
+        QTest::newRow(query) << QString::fromLatin1(query);
+}
+
+void tst_DeviceReplies::deepRepliesOfARefresh()
+{
+    QFETCH(QString, query);
+    ScreenManager *const manager = ScreenManager::getInstance();
+    EnumErrorCode result = enTimeout;
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        deepQuery = query;
+        result = manager->refreshScreen();
+    }));
+    thread->setStackSize(512 * 1024);
+    thread->start();
+    thread->wait();
+    deepQuery.clear();
+    QCOMPARE(result, enSuccess);
+    QCOMPARE(m_log->takeWarning(),
+             QStringList(QStringLiteral("reply nested deeper than 100 levels: the rest is left out. device:A")));
+    QCOMPARE(manager->getNameMapping(), (QMap<QString, QString>{{QStringLiteral("s"), QStringLiteral("named")}}));
+    QRect rect;
+    QCOMPARE(manager->tryGetScreen(QStringLiteral("s"))->tryGetRect(rect), enSuccess);
+    QCOMPARE(rect, QRect(0, 0, 4, 3));
+    m_log->takeCritical(); // a line about the sub-screen that did not exist before
+    m_log->takeDebug();
+}
+
+void tst_DeviceReplies::longIdsOfARefreshAreCutInTheLog()
+{
+    placedId = QString(10 * maxLoggedReply, QLatin1Char('7'));
+    QCOMPARE(ScreenManager::getInstance()->refreshScreen(), enCabinetNotFound);
+    placedId = QStringLiteral("7");
+    const QStringList lines = m_log->takeCritical();
+    QVERIFY(lines.last().contains(QLatin1String("(cut)")));
+    for (const QString &line : lines)
+        QVERIFY2(line.size() < maxLoggedReply + 1000, qPrintable(QString::number(line.size())));
+    m_log->takeDebug();
 }
 
 QTEST_GUILESS_MAIN(tst_DeviceReplies)

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-/// Uneven walls for the tests, and what a camera sees of them. Shares no code with the library.
+/// Uneven walls for the tests, and photos of them. Shares no code with the library.
 namespace SyntheticWall {
 
 using Calibration::lightLength;

@@ -153,7 +153,7 @@ private Q_SLOTS:
     {
         Measurement wall = even(QSize(3, 1));
         for (int i = 0; i < 9; ++i)
-            wall.pixel(1, 0)[i] /= 3; // three times as much is asked for as the LEDs give: 98304
+            wall.pixel(1, 0)[i] /= 3; // the target is three times the light of the LEDs: 98304
         for (int i = 0; i < 3; ++i)
             wall.pixel(2, 0)[i] += 0.2F * wall.pixel(2, 0)[3 + i]; // its red is not as red as the target's
         Coefficient grid(3, 1);
@@ -175,7 +175,7 @@ private Q_SLOTS:
         QCOMPARE(before, QVector<unsigned short>(8 * 8 * 9, 0));
         QCOMPARE(Coefficient(copy).getCoefficient(), before);
         QCOMPARE(matrixAt(grid, 7, 7), unitMatrix);
-        // The values that nobody shares are overwritten in place.
+        // Values that are not shared are overwritten in place.
         const unsigned short *const place = grid.getCoefficient().constData();
         QCOMPARE(calculate(even(QSize(8, 8)), nominalTarget(0.5), grid), Correction::enSuccess);
         QCOMPARE(grid.getCoefficient().constData(), place);
@@ -252,7 +252,7 @@ private Q_SLOTS:
         const Report before = seamContrast(measured);
         const Report after = seamContrast(feathered(measured, seams, 16));
         QVERIFY2(before.seamMean > 0.03 && before.seamWorst > 0.04, qPrintable(QString::number(before.seamMean)));
-        // What is left is the slope beside the seams.
+        // The rest is the slope beside the seams.
         QVERIFY2(after.seamWorst * 4 < before.seamWorst, qPrintable(QString::number(after.seamWorst)));
         // Away from the seams nothing changes.
         const Measurement closed = feathered(measured, seams, 16);

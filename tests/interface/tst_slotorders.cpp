@@ -1,4 +1,4 @@
-// The binary shape of the boundary: which virtual operation sits in which slot, with which signature, and how large the
+// The binary shape of the boundary: which virtual operation is in which slot, with which signature, and how large the
 // objects are. A host that was built earlier calls by slot number and reads records by offset, so none of this may
 // drift.
 
@@ -187,7 +187,7 @@ struct Operation {
 
 #define ROW(C, Result, name, Parameters) Operation{#name, slotOf(static_cast<Result(C::*) Parameters>(&C::name))},
 
-/// One more virtual operation, which lands in the first slot that `Base` leaves free.
+/// One more virtual operation, which gets the first slot that `Base` leaves free.
 template <typename Base>
 struct Extended : Base {
     virtual void next() = 0;
@@ -308,7 +308,7 @@ template <typename Class>
 constexpr bool isCopied = std::is_copy_constructible<Class>::value &&std::is_copy_assignable<Class>::value
     &&std::is_move_constructible<Class>::value &&std::is_move_assignable<Class>::value;
 
-/// The interface's special members, seen through the least class that derives from it: abstract classes cannot be
+/// The interface's special members, checked on a minimal class that derives from it: abstract classes cannot be
 /// constructed by themselves.
 static_assert(std::is_copy_assignable<ICoefficient>::value && std::is_move_assignable<ICoefficient>::value);
 static_assert(std::is_copy_assignable<IChromaCoefficient>::value && std::is_move_assignable<IChromaCoefficient>::value);
@@ -552,7 +552,7 @@ OPERATION(HttpProxy, void, initialize, (bool));
 OPERATION(HttpProxy, QList<HttpDeviceInfo>, getDeviceList, ());
 OPERATION(HttpProxy, void, deviceChanged, ());
 
-/// The `Word` that lies `offset` bytes into an object.
+/// The `Word` at `offset` bytes of an object.
 template <typename Word, typename Object>
 Word wordAt(const Object &object, std::size_t offset)
 {
@@ -596,7 +596,7 @@ private Q_SLOTS:
     void signalsAreSignals();
 
 private:
-    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // one for each test: Qt Test installs its own handler first
 };
 
 void TestSlotOrders::operationsSitInTheirSlots_data()

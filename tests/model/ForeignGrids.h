@@ -6,7 +6,7 @@
 
 #include <QtCore/QStringList>
 
-/// Grids of a host's own: they derive from the interfaces alone, note what they are asked to do, and may report any
+/// Grids of a host's own: they derive from the interfaces alone, record the calls, and may report any
 /// kind.
 namespace ForeignGrids {
 
@@ -60,7 +60,7 @@ public:
         m_values = values;
         return m_assignAnswer;
     }
-    /// Answers with the next of `m_pasteAnswers`, or 0 when there is none.
+    /// Returns the next of `m_pasteAnswers`, or 0 when there is none.
     Correction::EnumErrorCode setPartCoefficient(const QRect &rect, Values &values) override
     {
         m_calls.append(QStringLiteral("setPartCoefficient(%1 %2 %3 %4)")

@@ -87,7 +87,7 @@ void tst_CabinetAvgCoefficient::isUsedThroughItsInterface()
 
 void tst_CabinetAvgCoefficient::releasesItsTextsAndNoGrid()
 {
-    // Each text is shared with the object alone, so it is detached again once the object has let go of it.
+    // Each text is shared with the object alone, so it is detached again once the object has released it.
     QString key = QStringLiteral("device").repeated(3);
     QString id = QStringLiteral("12").repeated(3);
     Coefficient grid(2, 1);

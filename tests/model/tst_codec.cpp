@@ -26,8 +26,8 @@ QByteArray randomBytes(int size, QRandomGenerator &random)
     return bytes;
 }
 
-/// A copy that ends where its memory does, and begins `shift` bytes behind an aligned place: a sanitizer sees what is read
-/// beside it.
+/// A copy that ends where its memory does, and begins `shift` bytes behind an aligned place: a sanitizer reports what is
+/// read beside it.
 class Exact
 {
 public:
@@ -63,7 +63,7 @@ QString jsonOf(const Values &values)
     return QLatin1Char('[') + numbers.join(QLatin1Char(',')) + QLatin1Char(']');
 }
 
-/// Whether both decoders give what Qt gives, in containers that are what they look like.
+/// Whether both decoders give what Qt gives, in containers that are consistent.
 bool decodesAsQtDoes(const QString &text)
 {
     const Exact exact(text.constData(), text.size() * int(sizeof(QChar)));

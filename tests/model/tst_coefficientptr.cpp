@@ -85,7 +85,7 @@ void kindRows()
 template <class Grid, class Values>
 void releases()
 {
-    // Held by nobody but the grid and this vector, so it is detached when the grid's destructor has run.
+    // Shared by the grid and this vector only, so it is detached when the grid's destructor has run.
     Values values(4 * Grid().getPixelLength(), 1);
     QVERIFY(values.isDetached());
     const int before = liveBlocks;

@@ -18,8 +18,8 @@ using namespace Correction;
 
 using Values = QVector<unsigned short>;
 
-/// What an operation does when memory runs out in its middle: `std::bad_alloc` comes through, nothing leaks, and the
-/// objects serve on.
+/// What an operation does when memory runs out in its middle: `std::bad_alloc` passes through, nothing leaks, and the
+/// objects can be used further.
 class tst_Exhaustion : public QObject
 {
     Q_OBJECT
@@ -62,13 +62,13 @@ private:
     std::optional<TestSupport::LogCapture> m_log;
 };
 
-/// Runs `operation` with its first, second, ... allocation failing until it runs through; `verify` looks after every
+/// Runs `operation` with its first, second, ... allocation failing until it runs through; `verify` is called after every
 /// failure. What `operation` makes it releases itself, so that every block it got must be back. Sharing alone may give
 /// back more.
 void tst_Exhaustion::exhaust(const std::function<void()> &operation, const std::function<void()> &verify)
 {
 #ifdef COUNTS_ALLOCATIONS
-    operation(); // whatever is made once and kept
+    operation(); // objects that are created once
     bool done = false;
     for (int allowed = 0; !done; ++allowed) {
         QVERIFY(allowed < 10000);
@@ -86,7 +86,7 @@ void tst_Exhaustion::exhaust(const std::function<void()> &operation, const std::
         Allocations::armed = false;
         const bool failed = Allocations::untilFailure < 0;
         QVERIFY(!other);
-        QCOMPARE(done, !failed); // no failure is swallowed, and none comes from nowhere
+        QCOMPARE(done, !failed); // every failure is passed on, and each comes from an allocation
         QCOMPARE(Allocations::liveBlocks, qint64(0));
         verify();
         if (QTest::currentTestFailed()) {
@@ -207,7 +207,7 @@ void tst_Exhaustion::averages()
             out = Values();
         },
         [&] {
-            // Either untouched or already replaced and let go.
+            // Either unchanged, or already replaced and released.
             QVERIFY(out == average || out.isEmpty());
             out = Values();
             QCOMPARE(average, (Values{1, 2}));

@@ -441,7 +441,7 @@ void tst_Grids::constructorTakesColumnsFirstOf()
 
 namespace {
 
-/// Sizes that no grid can hold, whatever its kind: negative, or more than 2 GiB of values.
+/// Sizes that no grid of any kind can hold: negative, or more than 2 GiB of values.
 void badSizeRows()
 {
     QTest::addColumn<int>("columns");
@@ -876,7 +876,7 @@ void tst_Grids::pasteLeavesSharersAloneOf()
     QCOMPARE(copy.getCoefficient(), before);
     QCOMPARE(static_cast<typename Kind::Grid &>(*made).getCoefficient(), before);
 
-    // The values handed over and the grid's own are one: the paste reads them as they were.
+    // The argument and the grid share their values: the paste reads them as they were.
     QCOMPARE(copy.setPartCoefficient(QRect(1, 0, 1, 1), values), enSuccess);
     QCOMPARE(copy.getCoefficient(), before.mid(0, length) + before.mid(0, length));
     QCOMPARE(values, before);
@@ -958,7 +958,7 @@ void tst_Grids::pasteOfAnotherKindIsRefusedOf()
         if (source->getType() == Kind::type)
             continue;
         QCOMPARE(grid.setPartCoefficient(QRect(0, 0, 2, 1), *source), enArgumentMismatch);
-        // The kind is looked at before the rectangle.
+        // The kind is checked before the rectangle.
         QCOMPARE(grid.setPartCoefficient(QRect(5, 5, 2, 1), *source), enArgumentMismatch);
         QCOMPARE(grid.getCoefficient(), values);
     }
@@ -1457,7 +1457,7 @@ void tst_Grids::copiesShareUntilOneChangesOf()
     QCOMPARE(assigned.getCoefficient(), counted<typename Kind::Values>(2 * length));
     QCOMPARE(values, counted<typename Kind::Values>(2 * length));
 
-    // A grid that shares with nobody is written in place.
+    // A grid whose values are not shared is written in place.
     const auto *const storage = copy.getCoefficient().constData();
     QCOMPARE(copy.setPartCoefficient(QRect(1, 0, 1, 1), pixel), enSuccess);
     QCOMPARE(copy.getCoefficient().constData(), storage);
@@ -1511,7 +1511,7 @@ void tst_Grids::movedFromGridIsUsableOf()
         }
         QCOMPARE(target.getCoefficient(), values);
 
-        // Whatever it holds now, it reads nothing that is not its own ...
+        // Whatever its values are now, it reads none outside its own ...
         const auto left = grid.getCoefficient();
         typename Kind::Values expected;
         const Area area{-1, 0, 2, 1};
@@ -1669,7 +1669,7 @@ void tst_Grids::switchedOffLevelsAreSilentOf()
     QCOMPARE(m_log->takeCritical().size(), 0);
 }
 
-/// A block as large as its grid may be shared; nobody may notice.
+/// A block as large as its grid may be shared; that must have no visible effect.
 void tst_Grids::pastedValuesBelongToTheGridAlone()
 {
     QVector<unsigned short> values(18, 7);

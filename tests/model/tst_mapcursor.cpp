@@ -6,7 +6,7 @@
 
 using namespace Correction;
 
-/// Cursor and filler take short cuts; what they find and leave behind is that of the map's own functions.
+/// Cursor and filler avoid searches; their results are those of the map's own functions.
 class tst_MapCursor : public QObject
 {
     Q_OBJECT

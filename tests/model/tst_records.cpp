@@ -55,7 +55,7 @@ bool isEmptyNotNull(const QString &text)
     return text.isEmpty() && !text.isNull();
 }
 
-/// A text with storage of its own: it says by `isDetached()` whether a record still shares it.
+/// A string with storage of its own: `isDetached()` returns whether a record still shares it.
 QString ownText(const char *text)
 {
     QString own = QString::fromLatin1(text);
@@ -412,7 +412,7 @@ void tst_Records::cardsAndModulesCopyEveryField()
 
 void tst_Records::baseInfoCopiesEveryField()
 {
-    // One switch at a time, so that no field can stand for another.
+    // One switch at a time, so that an exchange of two fields is found.
     for (int field = 0; field < 5; ++field) {
         CabinetBaseInfo source;
         source.multilayercorrection = field == 0;

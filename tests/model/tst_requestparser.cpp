@@ -366,7 +366,7 @@ void tst_RequestParser::chromaOfALongBlockDropsTheRest()
 
 void tst_RequestParser::chromaOfANegativePlaceIsSafe()
 {
-    // One column left of the cabinet: its first pixel lies before the grid, that of the second row ends the first row.
+    // One column left of the cabinet: its first pixel is before the grid, that of the second row ends the first row.
     Coefficient grid;
     QList<QVariant> reply{valueBlock(-1, 0, 2, 2, counted(36))};
     QCOMPARE(RequestParser::toCabinetChromaCoefficient(QRect(0, 0, 2, 2), reply, grid), enSuccess);
@@ -404,7 +404,7 @@ void tst_RequestParser::chromaOfAnOddAreaIsSafe()
     QFETCH(int, h);
     QFETCH(int, code);
     Coefficient grid;
-    // One pixel only: whatever of it has a place in the grid must come from there.
+    // One pixel only: the part of it that is inside the grid must come from there.
     QList<QVariant> reply{valueBlock(x, y, w, h, Values(9, 5))};
     QCOMPARE(int(RequestParser::toCabinetChromaCoefficient(QRect(0, 0, 2, 2), reply, grid)), code);
     QCOMPARE(m_log->takeCritical(), code ? (QStringList{boundsLine(x, y, w, h, 2, 2), pasteFailed}) : QStringList());

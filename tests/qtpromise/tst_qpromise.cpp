@@ -125,7 +125,7 @@ static_assert(isPromiseOf<decltype(QtPromise::all(std::declval<QList<QPromise<in
 static_assert(isPromiseOf<decltype(QtPromise::all(std::declval<std::vector<QPromise<void>>>())), void>, "");
 static_assert(isPromiseOf<decltype(QtPromise::attempt(&givePromise, 1)), int>, "");
 
-/// A value without a default constructor, which counts the living.
+/// A value without a default constructor, which counts the existing objects.
 struct Counted {
     explicit Counted(int given) : number(given) { ++living; }
     Counted(const Counted &other) : number(other.number) { ++living; }
@@ -195,7 +195,7 @@ QString settled(const QPromise<T> &promise)
     return settled(promise.then([](const T &value) { return QStringLiteral("value ") + asText(value); }));
 }
 
-/// Lets everything run that is posted.
+/// Runs all posted events.
 void runPosted()
 {
     QCoreApplication::processEvents();
@@ -219,7 +219,7 @@ QString currentError()
 }
 
 QStringList seenErrors;
-/// Notes the exception that is being handled and throws it again.
+/// Records the exception that is being handled and throws it again.
 int rethrow()
 {
     seenErrors << currentError();

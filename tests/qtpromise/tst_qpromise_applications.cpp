@@ -1,4 +1,4 @@
-// What the bundled promise makes of events that never arrive, with applications of this program's own.
+// The bundled promise with events that never arrive, with applications of this program's own.
 
 #include <QtPromise>
 
@@ -161,7 +161,7 @@ void tst_QPromiseApplications::anEventLostWhileTheDispatcherGoesWakesNothing()
         new AtEnd([receiver] { std::thread([receiver] { QCoreApplication::removePostedEvents(receiver); }).join(); },
                   dispatcher);
         receiver->setParent(nullptr);
-        receiver->setParent(dispatcher); // so that it goes after the other one
+        receiver->setParent(dispatcher); // so that it is destroyed after the other one
     }
     QCOMPARE(told, 0);
     const Lasting<QCoreApplication> next;
@@ -178,7 +178,7 @@ QTEST_APPLESS_MAIN(tst_QPromiseApplications)
 
 int main()
 {
-    return 0; // nothing to see with another promise
+    return 0; // no such counter in another promise
 }
 
 #endif

@@ -1,5 +1,5 @@
 // What this promise and QtPromise do alike where an own implementation would easily differ: one function for each line of
-// the table, its comment saying what both do. The program makes its applications itself.
+// the table, whose comment states what both do. The program makes its applications itself.
 
 #include <QtPromise>
 

@@ -34,7 +34,7 @@ namespace {
 
 constexpr int tenMinutes = 600000;
 
-/// Closed until opened; then open for good. Orders what two threads do where QThread's own waiting does too, but in a
+/// Closed until opened; then open permanently. Orders what two threads do where QThread's own waiting does too, but in a
 /// way that ThreadSanitizer does not see.
 class Gate
 {
@@ -629,7 +629,7 @@ private Q_SLOTS:
     {
         constexpr int count = 8;
         constexpr int length = 50;
-        // Each thread takes the promise before it, adds its handlers and puts the result down for the next one.
+        // Each thread takes the promise before it, adds its handlers and stores the result for the next one.
         std::mutex mutex;
         std::condition_variable changed;
         const Deferred<int> start;
@@ -756,7 +756,7 @@ private Q_SLOTS:
 
     void manyWaitsAreNested()
     {
-        // Each handler blocks, so that the next one runs inside its wait; the last one lets all of them go.
+        // Each handler blocks, so that the next one runs inside its wait; the last one ends all waits.
         constexpr int depth = 50;
         const Deferred<int> deferred;
         const QPromise<void> ready = QtPromise::resolve();
@@ -856,7 +856,7 @@ private Q_SLOTS:
             inner.promise.wait();
         });
         outer.promise.wait();
-        // A loop that did not sleep would come by here many thousand times.
+        // A loop that did not sleep would run this many thousand times.
         QVERIFY2(sleeps < 100, qPrintable(QString::number(sleeps)));
     }
 #endif

@@ -100,7 +100,7 @@ template struct Opened<&CabinetManager::m_cabinets>;
 
 namespace {
 
-/// What stands before the cabinet in a host's object, so that the interface is not the object's first part.
+/// A base class in front of the cabinet in a host's object, so that the interface is not the object's first part.
 class HostPart
 {
 public:
@@ -389,7 +389,7 @@ void tst_CabinetManager::copiesShareTheCabinets()
         QCOMPARE(copy.tryGetCabinet(QStringLiteral("1")), static_cast<ICabinet *>(cabinet));
         QCOMPARE(assigned.tryGetCabinet(QStringLiteral("1")), static_cast<ICabinet *>(cabinet));
 
-        // The map is copied: what one adds, the others do not know.
+        // The map is copied: the others do not get what is added to one.
         QVERIFY(copy.addCabinet(QStringLiteral("2"), other));
         QVERIFY(!registry.tryGetCabinet(QStringLiteral("2")));
         QVERIFY(!assigned.tryGetCabinet(QStringLiteral("2")));

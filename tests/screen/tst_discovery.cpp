@@ -43,7 +43,7 @@ static_assert(!std::is_default_constructible<ScreenManager>::value && !std::is_c
 /// The largest allocation that counts as an object of the tree; journals and the like take more.
 constexpr std::size_t largestObject = 64;
 
-// Of this thread alone: Qt Test has one of its own, which allocates when it likes.
+// Of this thread alone: Qt Test has one of its own, which allocates at any time.
 thread_local int objects = 0;          ///< allocations of the program that are alive
 thread_local int allocationsLeft = -1; ///< until the next object fails; negative: none does
 
@@ -73,7 +73,7 @@ void operator delete(void *object, std::size_t) noexcept
 
 namespace Reach {
 
-/// What the manager keeps to itself: its screens, and the step that reads a device's flags.
+/// Protected parts of the manager: its screens, and the step that reads a device's flags.
 Screens &screens(ScreenManager &manager);
 EnumErrorCode cabinetInfos(ScreenManager &manager, const QString &deviceKey, CabinetInfos &infos);
 
@@ -193,7 +193,7 @@ QString newSubScreenLine(const char *key)
     return text("Cannot find SubScreen. SubScreen key: ") + text(key);
 }
 
-/// Left, top, right and bottom: rectangles this large cannot be asked for their size.
+/// Left, top, right and bottom: the size of rectangles this large is not an int.
 QList<int> coordinates(const QRect &rect)
 {
     QList<int> list{0, 0, 0, 0};
@@ -206,7 +206,7 @@ std::exception_ptr serviceError()
     return std::make_exception_ptr(std::runtime_error("the connection broke"));
 }
 
-/// A screen of the host's own that tells of its end.
+/// A screen of the host's own that records its destruction.
 class HostScreen final : public ScreenV4
 {
 public:
@@ -325,7 +325,7 @@ private:
     {
         m_wall.scripts().on(text(operation), text(deviceKey)).answer(reply);
     }
-    /// Puts a device on the wall that answers exactly this.
+    /// Adds a device to the wall with exactly these replies.
     void scriptDevice(const char *key, const QVariant &screens, const QVariant &cabinets, const QVariant &flags)
     {
         Simulator::Device device;
@@ -635,7 +635,7 @@ void tst_Discovery::theTreeHoldsWhatTheDevicesSay()
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")});
 
-    // One sub-screen for the device, whatever its reply calls so.
+    // One sub-screen for the device, however many its reply has.
     IScreen *const found = manager().tryGetScreen(QStringLiteral("screen"));
     QVERIFY(found);
     ISubScreen *const subScreen = found->tryGetSubScreen(QStringLiteral("A"));
@@ -700,7 +700,7 @@ void tst_Discovery::aBrokenDiscoveryIsNoDevice()
     m_wall.scripts().on(QStringLiteral("HttpProxy::getDeviceList")).throwException(serviceError());
     QCOMPARE(manager().refreshScreen(), enNoDevice);
     const QStringList lines = m_log->takeCritical();
-    QCOMPARE(lines.size(), 2); // what broke, and what it means
+    QCOMPARE(lines.size(), 2); // the exception, and its consequence
     QCOMPARE(lines.last(), QStringLiteral("hwList.isEmpty()"));
     QVERIFY(manager().tryGetScreen(QStringLiteral("screen")));
 }
@@ -777,7 +777,7 @@ void tst_Discovery::aDeviceThatFailsIsSkipped()
 
     QStringList criticalLines = m_log->takeCritical();
     if (throws)
-        criticalLines.removeAt(1); // what broke: the line after A's
+        criticalLines.removeAt(1); // the exception: the line after A's
     QStringList expected{newSubScreenLine("A"), newSubScreenLine("C")};
     if (!critical.isEmpty())
         expected.insert(1, critical);
@@ -1056,7 +1056,7 @@ void tst_Discovery::aDeviceMayPlaceWhatAnotherOneListed()
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList({newSubScreenLine("A"), newSubScreenLine("B")}));
 
-    // Both sub-screens hold the one cabinet, which stands where it was placed last.
+    // Both sub-screens hold the one cabinet, at the place that it got last.
     QCOMPARE(cabinetDevices(), (NameMap{{text("1"), text("A")}, {text("2"), text("A")}}));
     QCOMPARE(rectOf("2"), QRect(1005, 6, 7, 8));
     QList<CabinetInfo> list;
@@ -1110,7 +1110,7 @@ void tst_Discovery::anIdOfTwoDevicesBelongsToTheFirst()
     Simulator::Device second = smallDevice("B", QPoint(0, 4), 1);
     second.subScreens.first().cabinets.first().flag = QStringLiteral("of B");
     second.screenId = QStringLiteral("other");
-    second.subScreens += second.subScreens.first(); // placed twice: told once
+    second.subScreens += second.subScreens.first(); // placed twice: one warning
     m_wall.setDevices({first, second});
     QCOMPARE(manager().refreshScreen(), enSuccess);
     QCOMPARE(m_log->takeCritical(), QStringList({newSubScreenLine("A"), newSubScreenLine("B")}));
@@ -1307,7 +1307,7 @@ void tst_Discovery::theHostMayRemoveCabinetsBetweenRefreshes()
         QCOMPARE(m_log->takeCritical(), QStringList{text("Connot find cabinet by id. deviceKey: A cid: 1")});
     }
 
-    // A cabinet of the host's own goes with the others; its record stays the host's.
+    // A cabinet of the host's own is removed with the others; its record still belongs to the host.
     CabinetInfo info;
     info.id = text("77");
     QVERIFY(registry.addCabinet(text("77"), new CabinetV4(&info)));

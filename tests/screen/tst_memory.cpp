@@ -1,5 +1,5 @@
-// How much is alive at once while coefficients travel, counted exactly. The device service is one of this test's own: it
-// keeps nothing but what it looks at.
+// How much memory is allocated at once during transfers of coefficients, counted exactly. The device service is one of this
+// test's own: it keeps only what the test checks.
 
 #include "support/Allocations.h"
 #include "support/LogCapture.h"
@@ -46,7 +46,7 @@ void watch()
 
 } // namespace
 
-// These stand before those of the virtual wall, which answers everything else.
+// These have priority over those of the virtual wall, which serves everything else.
 bool Correctionop::uploadCoefficient(const QString &, const QString &, const QVariantList &, QVariantMap &)
 {
     watch();
@@ -89,7 +89,7 @@ private Q_SLOTS:
     void aPasteAllocatesNothing();
 
 private:
-    /// Runs `operation` and answers how many large blocks were alive at once.
+    /// Runs `operation` and returns how many large blocks were allocated at once.
     template <class Operation>
     int mostAlive(Operation operation);
 

@@ -1,5 +1,5 @@
-// What must not outlive its owner: grids of writes that memory cut short, sub-screens, records of a refresh inside a
-// refresh.
+// Objects that must not outlive their owners: grids of writes that ended for lack of memory, sub-screens, records of a
+// refresh inside a refresh.
 
 #include <Correction/CabinetManager.h>
 #include <Correction/CabinetV4.h>
@@ -32,11 +32,11 @@ using Simulator::VirtualWall;
 
 namespace {
 
-// Of this thread alone: Qt Test has one of its own, which allocates when it likes.
+// Of this thread alone: Qt Test has one of its own, which allocates at any time.
 thread_local int allocationsLeft = -1; ///< until one fails, once; negative: none does
 thread_local bool keepsReleased = false;
 
-/// Released while `keepsReleased` was set: overwritten, and given to nobody else until the end of it.
+/// Released while `keepsReleased` was set: overwritten, and not allocated again until it is cleared.
 constexpr std::size_t releasedRoom = 1 << 16;
 void *released[releasedRoom];
 std::size_t releasedCount = 0;
@@ -74,13 +74,13 @@ void operator delete(void *object, std::size_t) noexcept
 
 namespace {
 
-/// While it lives, a look at an object that was deleted before finds neither the object nor another one in its place.
+/// While it exists, an access to a deleted object finds neither the object nor another one in its place.
 class KeepReleased
 {
 public:
     KeepReleased()
     {
-#ifndef __SANITIZE_ADDRESS__ // which reports such a look
+#ifndef __SANITIZE_ADDRESS__ // which reports such an access
         keepsReleased = true;
 #endif
     }
@@ -220,7 +220,7 @@ void tst_ScreenLifetimes::aWriteThatMemoryCutShortStartsNothingLater()
     QCOMPARE(startedLater, QStringList());
     QVERIFY2(failures > 20 && exceptions > 20, qPrintable(QStringLiteral("%1 %2").arg(failures).arg(exceptions)));
 
-    // The last one had all the memory it wanted.
+    // The last one did not run out of memory.
     QCOMPARE(code, enSuccess);
     QCOMPARE(callsBefore, 2);
     CabinetManager::getInstance()->removeCabinets(); // before their records
@@ -273,7 +273,7 @@ void tst_ScreenLifetimes::aRefreshInsideARefreshLeavesTheRecordsOfTheOuterOne()
         screen[QStringLiteral("subScreens")] = subScreens;
         reply = screen;
     });
-    // The host refreshes while the second device is asked, when the first device's records are there already.
+    // The host refreshes during the query of the second device, when the first device's records exist already.
     int inner = 0;
     EnumErrorCode innerCode = enTimeout;
     wall().scripts().on(QStringLiteral("CabinetInfoOperator::getCabAllFlags"), b).run([&](const Simulator::Call &) {
@@ -411,7 +411,7 @@ void tst_ScreenLifetimes::operationsKeepTheirObjects()
     }
     QVERIFY(attempts > 0);
     QCOMPARE(successes, 1);
-    // Only those that look further cabinets up notice.
+    // Only operations that look up further cabinets fail.
     QStringList lines;
     if (attempt == QLatin1String("CabinetManager::removeCabinets")) {
         if (operation == QLatin1String("read"))
@@ -489,7 +489,7 @@ void tst_ScreenLifetimes::aReleaseInsideAManagersCallIsRefused()
     VERIFY_NO_CRITICAL(*m_log);
 }
 
-/// A host's sub-screen that counts its end.
+/// A host's sub-screen that counts its destruction.
 class CountedSubScreen : public SubScreenV4
 {
 public:

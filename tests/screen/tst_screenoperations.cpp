@@ -1,4 +1,4 @@
-// Screen operations: how a screen hands them to its sub-screens and what becomes of their answers.
+// Screen operations: how a screen calls its sub-screens, and what it returns for their codes.
 
 #include <Correction/CabinetManager.h>
 #include <Correction/CabinetV4.h>
@@ -81,17 +81,17 @@ QString text(const MultilayerParamV2 &param)
     return layers.join(QStringLiteral(", "));
 }
 
-/// Writes every call with its arguments into a journal and answers as it was told.
+/// Writes every call with its arguments into a journal and returns a code of the test.
 class FakeSubScreen : public ISubScreen
 {
 public:
     FakeSubScreen(const QString &key, QStringList &journal) : m_key(key), m_journal(journal) {}
 
-    EnumErrorCode code = enSuccess; ///< what every operation answers
+    EnumErrorCode code = enSuccess; ///< what every operation returns
     QRect rect;
-    int rectFailsAfter = intMax; ///< further requests for the rectangle answer 8
+    int rectFailsAfter = intMax; ///< further calls for the rectangle return enCabinetNotFound
     int cabinets = 0;            ///< descriptions and feature switches that it has
-    int value = 0;               ///< what getters give
+    int value = 0;               ///< what getters return
     std::function<EnumErrorCode(const QRect &, ICoefficient &)> read;
 
     bool addCabinet(QString, QString) override { return false; }
@@ -255,7 +255,7 @@ MultilayerParamV2 someLayersV2()
     return param;
 }
 
-/// An operation that every sub-screen gets: what it is told, and the line of its failure (%1 the key, %2 the code).
+/// An operation that a screen calls on every sub-screen: the call, and the line of its failure (%1 the key, %2 the code).
 struct Setter {
     const char *name;
     std::function<EnumErrorCode(ScreenV4 &)> run;
@@ -457,7 +457,7 @@ private:
     void addSetterRows();
     void addGetterRows();
 
-    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // one for each test: Qt Test installs its own handler first
     QStringList m_journal;
     std::unique_ptr<ScreenV4> m_screen;
     std::vector<std::unique_ptr<CabinetInfo>> m_records; // the registry releases cabinets without them
@@ -777,7 +777,7 @@ void tst_ScreenOperations::theBoardIsCheckedFirst_data()
     row("no last column", false, [](DrawingCheckerboard &b) { b.lastSquareColumnW = 0; });
     row("no last row", false, [](DrawingCheckerboard &b) {
         b.lastSquareRowH = 0;
-        b.regionRect.setHeight(16); // whole squares: it is the 0 that matters
+        b.regionRect.setHeight(16); // whole squares: the 0 is refused
     });
     row("one pixel too wide", false, [](DrawingCheckerboard &b) { b.regionRect.setWidth(21); });
     row("one pixel too narrow", false, [](DrawingCheckerboard &b) { b.regionRect.setWidth(19); });
@@ -803,7 +803,7 @@ void tst_ScreenOperations::theBoardIsCheckedFirst()
     QFETCH(bool, accepted);
     add(QStringLiteral("A"));
     if (!accepted)
-        addNull(QStringLiteral("0")); // not even this is looked at
+        addNull(QStringLiteral("0")); // not even this is checked
     QCOMPARE(m_screen->setCheckerboardlImage(board), accepted ? enSuccess : enArgumentMismatch);
     QCOMPARE(m_journal, accepted ? QStringList(QStringLiteral("A setCheckerboardlImage ") + text(board)) : QStringList());
     QCOMPARE(m_log->takeDebug(), QStringList());
@@ -811,7 +811,7 @@ void tst_ScreenOperations::theBoardIsCheckedFirst()
 
 void tst_ScreenOperations::everySubScreenGetsItsOwnCopyOfTheBoard()
 {
-    // The fakes spoil what they are given.
+    // The fakes change their arguments.
     add(QStringLiteral("A"));
     add(QStringLiteral("B"));
     const DrawingCheckerboard board = someBoard();
@@ -863,7 +863,7 @@ void tst_ScreenOperations::aReadCollectsThePartsOfEverySubScreen()
     QCOMPARE(grid.setCoefficient(before), enSuccess);
     QCOMPARE(m_screen->tryGetCoefficients(QRect(12, 21, 3, 2), grid), enSuccess);
 
-    // The lower left two pixels are covered by nobody.
+    // The lower left two pixels have no cabinet.
     QCOMPARE(grid.getCoefficient(), numbered(18, 1000) + numbered(9, 2000) + Values(18, 7) + numbered(9, 2009));
     QCOMPARE(m_journal, QStringList({
                             QStringLiteral("A tryGetRect 0,0 0x0"),
@@ -1115,7 +1115,7 @@ void tst_ScreenOperations::absurdReadsDoNoHarm()
 {
     QFETCH(QRect, screen);
     QFETCH(QRect, rect);
-    // Only codes of the screen and of its grids may come; the sanitizers look at the rest.
+    // Only codes of the screen and of its grids may come; the sanitizers check the rest.
     add(QStringLiteral("A")).rect = screen;
     add(QStringLiteral("B")).rect = QRect(2, 2, 1, 1);
     Coefficient grid(4, 4);

@@ -80,7 +80,7 @@ private Q_SLOTS:
     {
         VERIFY_NO_CRITICAL(*m_log);
         QCOMPARE(HostSubScreen::alive, 0);
-        QCOMPARE(m_wall.journal().transcript(), QStringList()); // the structure asks no device
+        QCOMPARE(m_wall.journal().transcript(), QStringList()); // the structure needs no request
     }
 
     void aNewScreenIsEmpty();

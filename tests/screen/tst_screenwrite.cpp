@@ -56,7 +56,7 @@ QStringList sorted(QStringList lines)
     return lines;
 }
 
-/// A host's own sub-screen, whose write is whatever the test says.
+/// A host's own sub-screen, whose write is a function of the test.
 class FakeSubScreen : public SubScreenV4
 {
 public:
@@ -82,7 +82,7 @@ QString threadLine()
     return QStringLiteral("setCoefficients thread id = %1").arg(quint64(thread));
 }
 
-/// A log line whose first item, the name of a lambda, is the compiler's own business.
+/// A log line whose first item, the name of a lambda, depends on the compiler.
 bool isNamed(const QString &line, const QString &rest)
 {
     return line.size() > rest.size() + 1 && line.endsWith(QLatin1Char(' ') + rest);
@@ -107,7 +107,7 @@ void runOnSmallStack(std::function<void()> function)
     thread->wait();
 }
 
-/// What a write says besides its sub-screens: `nulls` is the place of a null one, -1 for none.
+/// What a write logs besides the lines of its sub-screens: `nulls` is the place of a null one, -1 for none.
 void verifyLines(const QStringList &lines, const QStringList &keys, int null, int result)
 {
     QStringList rest = lines;
@@ -184,12 +184,12 @@ private:
     }
     EnumErrorCode write() { return m_screen->setCoefficients(m_rect, m_grid); }
 
-    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // one for each test: Qt Test installs its own handler first
     std::unique_ptr<ScreenV4> m_screen;
     Coefficient m_grid;
     QRect m_rect;
     std::vector<std::unique_ptr<CabinetInfo>> m_records; // the registry releases cabinets without them
-    /// Ends a test that would hang for ever; a passing one never gets that far.
+    /// Ends a test that would not end otherwise; a passing test does not reach it.
     QTimer m_rescue;
 };
 
@@ -293,7 +293,7 @@ void tst_ScreenWrite::allDevicesStartBeforeTheFirstIsSettled()
     const auto accepts = [=](int device) { return allAccept || device % 3 == 0; };
     const auto settle = [=](int device) { wall().uploads().settle(keyOf(device), accepts(device)); };
 
-    // Only when the last device has been asked is anything settled at all.
+    // Nothing is settled before the last device has got its request.
     wall().scripts().on(upload).settleLater();
     std::vector<std::thread> threads;
     QStringList pendingBefore;
@@ -346,7 +346,7 @@ void tst_ScreenWrite::allDevicesStartBeforeTheFirstIsSettled()
 
 void tst_ScreenWrite::blocksAreMadeWhileTheUploadsBeforeThemArePending()
 {
-    /// Notes how many uploads are pending when a block is cut out of it.
+    /// Records how many uploads are pending when a block is cut out of it.
     class WatchedGrid : public Coefficient
     {
     public:
@@ -572,7 +572,7 @@ void tst_ScreenWrite::aNullSubScreenContactsNoDevice()
     keys.insert(place, key);
     verifyLines(m_log->takeDebug(), keys, place, 3);
 
-    // Without it the screen is as good as new.
+    // Without it the screen works again.
     QVERIFY(m_screen->removeSubScreen(key));
     QCOMPARE(write(), enSuccess);
     QCOMPARE(wall().journal().transcript(), QStringList({uploadLine(0), uploadLine(1)}));

@@ -54,7 +54,7 @@ QString text(const char *latin1)
     return QString::fromLatin1(latin1);
 }
 
-/// A cabinet of the host's own: answers one code and notes that it was asked. It writes to the caller's output whatever
+/// A cabinet of the host's own: returns one code and records the call. It writes to the caller's output whatever
 /// its code is. It holds nothing that only its destructor would release.
 class HostCabinet final : public CabinetV4
 {
@@ -458,7 +458,7 @@ void tst_SubScreenParameters::aBrokenServiceIsARefusal()
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(int(operation(subScreen)), codeWhenRefused);
     const QStringList lines = m_log->takeCritical();
-    QCOMPARE(lines.size(), 2); // what broke, and the operation's own line
+    QCOMPARE(lines.size(), 2); // the exception, and the operation's own line
     QCOMPARE(lines.last(), message);
 }
 
@@ -579,7 +579,7 @@ void tst_SubScreenParameters::theWallTakesTheSettings()
 
 // Cabinet ids in requests
 
-/// Every operation whose request names the cabinets; "%1" stands for their list.
+/// Every operation whose request names the cabinets; "%1" is replaced by their list.
 void tst_SubScreenParameters::idOperations()
 {
     QTest::addColumn<Operation>("operation");
@@ -758,7 +758,7 @@ void tst_SubScreenParameters::gammaEntriesAreConverted()
     SubScreenV4 subScreen(QStringLiteral("A"));
     QMap<EnumGammaType, QList<int>> table{{enGreenGamma, curve({1})}, {enBlueGamma, curve({1})}};
     QCOMPARE(subScreen.getGammaTable(table), enSuccess);
-    QCOMPARE(table.value(enRedGamma).size(), red.size()); // an entry that is no number does not shift the others
+    QCOMPARE(table.value(enRedGamma).size(), red.size()); // an entry that is not a number does not shift the others
     QCOMPARE(table.value(enRedGamma).mid(0, 7), curve({12, 0, 3, 1, 0, 0, 200}));
     QCOMPARE(table.value(enGreenGamma), QList<int>());
     QCOMPARE(table.value(enBlueGamma), QList<int>());
@@ -911,7 +911,7 @@ void tst_SubScreenParameters::theCabinetsOfTheLibraryAreAskedForTheirRange()
 void tst_SubScreenParameters::theCabinetsOfTheLibraryAreAskedForTheirMode()
 {
     SubScreenV4 subScreen(QStringLiteral("A"));
-    CabinetManager::getInstance()->addCabinet(QStringLiteral("0"), new CabinetV4(nullptr)); // answers 3
+    CabinetManager::getInstance()->addCabinet(QStringLiteral("0"), new CabinetV4(nullptr)); // returns enInvalidParameter
     subScreen.addCabinet(QStringLiteral("0"), QString());
     addCabinet(subScreen, QStringLiteral("1"));
     addCabinet(subScreen, QStringLiteral("2"));
@@ -928,7 +928,7 @@ void tst_SubScreenParameters::everyCabinetIsVisited_data()
     QTest::addColumn<QList<int>>("codes");
     QTest::addColumn<int>("code");
     QTest::addColumn<int>("asked");
-    QTest::addColumn<int>("taken"); // number of cabinets whose answer reaches the caller
+    QTest::addColumn<int>("taken"); // number of cabinets whose reply the caller gets
     QTest::addColumn<QString>("line");
 
     const auto row = [](const char *name, const QList<int> &codes, int code, int asked, int taken, const char *line = "") {
@@ -1164,7 +1164,7 @@ void tst_SubScreenParameters::aFailedFeatureReadLeavesTheList()
     QCOMPARE(list.size(), 1);
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("call getScreenSupport() fail. timeout. device:A")});
 
-    // No element is no failure.
+    // A list without elements is not a failure.
     m_wall.scripts().on(QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo")).answer(QVariantList());
     QCOMPARE(subScreen.getScreenSupport(list), enSuccess);
     QCOMPARE(list.size(), 1);
@@ -1259,7 +1259,7 @@ void tst_SubScreenParameters::theWallAnswersTheCheckerboardQuestion()
     SubScreenV4 able(QStringLiteral("A"));
     QCOMPARE(able.isCheckerboardlImage(), enSuccess);
     VERIFY_NO_CRITICAL(*m_log);
-    QCOMPARE(m_wall.state().pattern(QStringLiteral("A")).type, Simulator::Pattern::None); // asking draws nothing
+    QCOMPARE(m_wall.state().pattern(QStringLiteral("A")).type, Simulator::Pattern::None); // the query draws nothing
     QCOMPARE(m_wall.journal().notes(), QStringList());
     SubScreenV4 unable(QStringLiteral("B"));
     QCOMPARE(unable.isCheckerboardlImage(), enNotSupported);
@@ -1271,7 +1271,7 @@ void tst_SubScreenParameters::aBrokenServiceHasNoCheckerboard()
     m_wall.scripts().on(QString()).throwException(serviceError());
     SubScreenV4 subScreen(QStringLiteral("A"));
     QCOMPARE(subScreen.isCheckerboardlImage(), enTimeout);
-    QCOMPARE(m_log->takeCritical().size(), 3); // what broke, then the two lines of an empty answer
+    QCOMPARE(m_log->takeCritical().size(), 3); // the exception, then the two lines of an empty reply
 
     m_wall.scripts().on(QString()).throwException(std::make_exception_ptr(std::bad_alloc()));
     QVERIFY_EXCEPTION_THROWN(subScreen.isCheckerboardlImage(), std::bad_alloc);

@@ -1,4 +1,4 @@
-// Coefficients by rectangle: what a sub-screen sends, pastes and says.
+// Coefficients by rectangle: what a sub-screen sends, pastes and logs.
 
 #include <Correction/CabinetManager.h>
 #include <Correction/CabinetV4.h>
@@ -109,7 +109,7 @@ QString loadLine(const QString &cabinet)
     return QStringLiteral("Correctionop::loadCoefficient(\"A\", \"%1\")").arg(cabinet);
 }
 
-/// What a grid's own lines end in.
+/// The end of a grid's own lines.
 QString gridItems(const QRect &rect, int columns, int rows)
 {
     return QStringLiteral("x: %1 y: %2 w: %3 h: %4 m_pixelCol: %5 m_pixelRow: %6")
@@ -141,11 +141,11 @@ QString cutRefusal(const QRect &rect, int columns, int rows)
     return QStringLiteral("Correction::Coefficient::tryGetPart ") + pasteRefusal(rect, columns, rows);
 }
 
-/// How a host's own cabinet answers. The registry runs no destructors, so the cabinet itself only refers to it.
+/// What a host's own cabinet returns. The registry runs no destructors, so the cabinet itself only refers to it.
 struct CabinetBehaviour {
     QRect rect;
     QString id;
-    std::function<EnumErrorCode(int)> describe; ///< told how often it was asked before
+    std::function<EnumErrorCode(int)> describe; ///< gets the number of calls before
     std::function<EnumErrorCode(ICoefficient &)> read;
     std::function<EnumErrorCode(const QPoint &, ICoefficient &)> write;
     int described = 0;
@@ -220,7 +220,7 @@ private:
     EnumCoefficientType m_type;
 };
 
-/// A block of a class that the library does not know: it must be content with having its storage released.
+/// A block of a class unknown to the library, which therefore only releases its storage.
 class ForeignBlock : public ICoefficient
 {
 public:
@@ -353,7 +353,7 @@ private:
     EnumErrorCode run(Operation operation, const QRect &rect, ICoefficient &grid);
     void verifyBounds(const QRect &rect);
 
-    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // one for each test: Qt Test installs its own handler first
     std::unique_ptr<SubScreenV4> m_subScreen;
     // The registry releases cabinets without their records.
     std::vector<std::unique_ptr<CabinetInfo>> m_records;
@@ -600,7 +600,7 @@ void tst_SubScreenTransfer::aCabinetThatDoesNotAnswerEndsTheRead()
     QCOMPARE(m_subScreen->tryGetCoefficients(QRect(0, 0, 3, 1), grid), enTimeout);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to get coefficient. cabinet key: 2 code: 5")));
     QCOMPARE(wall().journal().transcript(), QStringList({loadLine(QStringLiteral("1")), loadLine(QStringLiteral("2"))}));
-    // What came before stays.
+    // Earlier values stay.
     QCOMPARE(grid.getCoefficient(), numbered(9, 100) + numbered(18, 10));
 }
 
@@ -678,7 +678,7 @@ void tst_SubScreenTransfer::aWriteTakesBlocksInTheRequestsFrame()
     place(QStringLiteral("10"), QRect(104, 50, 4, 3));
     place(QStringLiteral("3"), QRect(108, 50, 4, 3));
     plugIn();
-    // Reaches above the cabinets: the first row of the grid lies over none.
+    // Reaches above the cabinets: the first row of the grid is over none.
     const QRect rect(103, 49, 3, 3);
     Coefficient grid = numberedGrid(3, 3);
     const Values values = grid.getCoefficient();
@@ -824,7 +824,7 @@ void tst_SubScreenTransfer::aBlockThatTheCabinetRefusesSendsNothing()
     place(QStringLiteral("1"), QRect(0, 0, 2, 1));
     plugIn();
     ForeignGrid grid(enCommonCoefficient);
-    // One column more than was asked for.
+    // One column more than requested.
     grid.onCut = [](const QRect &rect) { return new Coefficient(rect.width() + 1, rect.height()); };
     QCOMPARE(m_subScreen->setCoefficients(QRect(0, 0, 2, 1), grid), enArgumentMismatch);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Failed to set cabinet coefficient. sreenId:1 cabinetId:1")));
@@ -1207,7 +1207,7 @@ void tst_SubScreenTransfer::aCabinetThatLosesItsDescriptionOnTheWay()
         return before == 0 ? enSuccess : enFileError;
     };
     Coefficient grid = numberedGrid(2, 1);
-    // All answer with the cabinet's own code, the upload for the whole device as well.
+    // All return the cabinet's own code, the upload for the whole device as well.
     QCOMPARE(run(operation, QRect(0, 0, 2, 1), grid), enFileError);
     QCOMPARE(m_log->takeCritical(), QStringList(QStringLiteral("Cabinet info is empty. id:5")));
     QCOMPARE(wall().journal().calls().size(), operation == Operation::WriteAsync ? 0 : 1);
@@ -1291,8 +1291,8 @@ void tst_SubScreenTransfer::aDeviceKeyWithPlaceholdersStaysAKey()
 
 void tst_SubScreenTransfer::onlyOneBlockIsAliveAtATimeInARead()
 {
-    // Grids share their values with whoever gave or took them: values that nobody shares any more belong to a released
-    // grid.
+    // Grids share their values with the vectors that were passed in or out: values that are no longer shared belong to a
+    // released grid.
     std::vector<Values> wholes;
     std::vector<Values> blocks;
     const auto allReleased = [&] {
@@ -1447,8 +1447,8 @@ void tst_SubScreenTransfer::absurdRectanglesDoNoHarm_data()
 
 void tst_SubScreenTransfer::verifyBounds(const QRect &rect)
 {
-    // Whatever the rectangle is taken for, calls come back with a known code and nothing leaves the buffers; the
-    // sanitizers look at the latter. Small grids, and one that is as large as the rectangle says.
+    // For any rectangle calls return a known code and access nothing outside the buffers; the
+    // sanitizers check the latter. Small grids, and one of the rectangle's size.
     for (const Operation operation : {Operation::Read, Operation::Write, Operation::WriteAsync}) {
         Coefficient grid = numberedGrid(4, 4);
         const int code = run(operation, rect, grid);

@@ -1,4 +1,4 @@
-// Test patterns: the piece of a screen-wide pattern that each device is asked to draw.
+// Test patterns: the piece of a screen-wide pattern that each device has to draw.
 
 #include <Correction/CabinetManager.h>
 #include <Correction/CabinetV4.h>
@@ -72,7 +72,7 @@ QString pixelLine(const QRect &region, const QRect &single, const QColor &color,
 
 const QString clearLine = QStringLiteral("ScreenInfo::setCorrectClearImage(\"A\", {})");
 
-/// What a log row says of a rectangle.
+/// A rectangle as log lines print it.
 QString items(const QRect &rect)
 {
     return QStringLiteral("x: %1 y: %2 w: %3 h: %4").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height());
@@ -204,7 +204,7 @@ private:
     void makeRandomWall(QRandomGenerator &random, int deviceCuts);
     QImage drawn(const std::function<QColor(const QPoint &)> &colorAt) const;
 
-    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // one for each test: Qt Test installs its own handler first
     std::unique_ptr<SubScreenV4> m_subScreen;
     std::unique_ptr<ScreenV4> m_screen;
     // The registry releases cabinets without their records.
@@ -455,7 +455,7 @@ void tst_TestPatterns::aPixelImageSaysWhatItDoes()
              start(outside)
                  + QStringList(QStringLiteral("call setPixelImage intersects() not find  subScreen  w: 20 h: 10")));
 
-    // The lines come first when the rectangle cannot be had.
+    // The lines come first when the rectangle cannot be read.
     CabinetManager::getInstance()->removeCabinets();
     QCOMPARE(m_subScreen->setPixelImage(pixels(inside, block, 5, 6)), enInvalidParameter);
     QCOMPARE(m_log->takeDebug().mid(0, 2), start(inside).mid(0, 2));
@@ -841,7 +841,7 @@ void tst_TestPatterns::sizesOfEveryPieceOfSmallBoards()
 
 void tst_TestPatterns::colorsOfAPiece_data()
 {
-    // Horizontally; 100 pixels, squares of 5 unless the row says otherwise.
+    // Horizontally; 100 pixels, squares of 5 unless the row has another number.
     QTest::addColumn<int>("abs");
     QTest::addColumn<int>("piece");
     QTest::addColumn<int>("square");

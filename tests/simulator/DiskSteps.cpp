@@ -20,7 +20,7 @@
 
 namespace {
 
-std::string folder; // only changed while nobody else uses files
+std::string folder; // only changed while no other thread uses files
 std::atomic<int> steps{0};
 std::atomic<int> failing{0};
 std::atomic<int> killing{0};
@@ -128,7 +128,7 @@ Fate nextStep()
     return Fate::Succeeds;
 }
 
-/// Whether a step is to fail that can be half done in no way.
+/// Whether a step that cannot be done by half is to fail.
 bool stepFails()
 {
     const Fate fate = nextStep();

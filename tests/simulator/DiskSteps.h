@@ -8,7 +8,7 @@
 /// so), to look for a file, to lock.
 ///
 /// Programs that are linked with DiskSteps.cpp have its functions before those of the C library. There synchronising is a
-/// step, but takes no time: only a power failure could tell the difference.
+/// step, but takes no time: only a power failure would show the difference.
 namespace DiskSteps {
 
 enum Kinds { Changes, Everything };
@@ -18,7 +18,7 @@ void watch(const QByteArray &folder, Kinds kinds = Changes);
 int count();
 
 /// The step with this number (from 1) fails with `error`, an errno; with `lasting` all later ones fail, too. Error 0: reads
-/// and writes are cut in half, which they say, and everything else succeeds.
+/// and writes are cut in half and return the shorter length, and everything else succeeds.
 void failAt(int step, int error, bool lasting);
 /// Whether a step failed that was to synchronise.
 bool hasFailedToSync();
@@ -26,7 +26,7 @@ bool hasFailedToSync();
 bool hasFailedToList();
 /// The files and folders that were synchronised.
 QByteArrayList synced();
-/// What a power failure could take away: paths of files whose bytes, or whose names, were not synchronised after they were
+/// What a power failure could undo: paths of files whose bytes, or whose names, were not synchronised after they were
 /// written, made or renamed. Not those that were removed.
 QByteArrayList unsynced();
 /// The same at the moment when a file was renamed, without that file's own name, for all renamings.

@@ -6,7 +6,7 @@
 
 #include <QtCore/QVector>
 
-/// Saved states that are told apart by a number: what a process writes and what another one finds. A generation is two
+/// Saved states that are distinguished by a number: what a process writes and what another one finds. A generation is two
 /// requests, one for the planes of all cabinets and one for their flags.
 namespace Generations {
 

@@ -156,7 +156,7 @@ inline QStringList rows(const QImage &image, const QMap<QRgb, char> &letters)
     return result;
 }
 
-/// Every copy of a request that is spoilt in one place: an entry more, an entry less, an entry of another type.
+/// Every copy of a request that is changed in one place: an entry more, an entry less, an entry of another type.
 inline List spoilt(const QVariant &request)
 {
     List result;

@@ -93,7 +93,7 @@ inline bool save(const char *deviceKey, qlonglong cabinet)
                                                                Map{{QStringLiteral("cids"), ids}}, reply);
 }
 
-/// Any operation that takes a device its time and nothing else.
+/// Any operation that changes nothing; it takes the device's latency.
 inline bool ask(const char *deviceKey)
 {
     Map reply;

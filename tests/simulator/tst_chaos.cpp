@@ -1,4 +1,4 @@
-// A host at work on a wall where anything may go wrong at any moment, a thousand times over.
+// A host on a wall with random faults at random moments, in a thousand rounds.
 
 #include "SeamFixture.h"
 
@@ -32,13 +32,13 @@ QByteArray cut(const QByteArray &plane, int columns, const QRect &rect)
     return bytes;
 }
 
-/// A host that does what comes to its mind.
+/// A host that calls random operations.
 class Host
 {
 public:
     Host(quint64 seed, const QString &folder) : m_random(seed), m_file(folder + QStringLiteral("/config")) {}
 
-    /// Does something; a text says what was wrong with the outcome, and is empty if nothing was.
+    /// Runs one operation. Returns what was wrong with the result; empty if nothing was.
     QString act()
     {
         m_signals = 0;
@@ -78,7 +78,7 @@ private:
         return planes;
     }
 
-    /// What devices without a fault said they had taken is there.
+    /// Devices without a fault hold the values whose upload they confirmed.
     QString uploadsArrived(const QList<Call> &calls)
     {
         QStringList notes;
@@ -112,7 +112,7 @@ private:
 
     static QString known(int code)
     {
-        // A screen write answers the bitwise OR of its devices' codes.
+        // A screen write returns the bitwise OR of its devices' codes.
         return code >= 0 && code <= 15 ? QString() : QStringLiteral("result code %1").arg(code);
     }
 
@@ -207,7 +207,7 @@ private:
         case 0:
         case 1:
         case 2: {
-            if (info.rect.size() != QSize(4, 2)) // a spoilt refresh
+            if (info.rect.size() != QSize(4, 2)) // a failed refresh
                 return QString();
             Correction::Coefficient grid(4, 2);
             const int code = cabinet.tryGetCoefficients(grid);
@@ -352,7 +352,7 @@ private Q_SLOTS:
                 }
             }
         }
-        // Everything that there is has happened.
+        // Every kind of operation and fault has occurred.
         QVERIFY2(uploads > 500 && reads > 500, qPrintable(QStringLiteral("%1 and %2").arg(uploads).arg(reads)));
         QStringList expected = QStringLiteral("status 404,status 500,status 503,unplugged before,plugged before,"
                                               "renamed before,restarted before")

@@ -13,7 +13,7 @@ using namespace Simulator;
 
 namespace {
 
-/// Of the rounds that the environment asks for, or of those that fit an ordinary test run.
+/// The number of rounds that the environment sets, or that fit an ordinary test run.
 int roundCount()
 {
     bool isNumber = false;
@@ -42,7 +42,8 @@ private Q_SLOTS:
 
 private:
     QProcess *start(const QStringList &arguments);
-    /// Reads what the process says until it ends or has said `lines` lines; the number of the last answered request.
+    /// Reads the process's output until it ends or has printed `lines` lines; returns the number of the last answered
+    /// request.
     int follow(QProcess &process, int lines);
     void check(int answered);
 
@@ -98,7 +99,7 @@ void tst_Crash::check(int answered)
     QVERIFY2(m_found == answered || m_found == answered + 1,
              qPrintable(QStringLiteral("found %1, answered %2").arg(m_found).arg(answered)));
 
-    // Nothing lies around.
+    // No other files are left.
     const QStringList files = QDir(m_directory + QStringLiteral("/devices/A")).entryList(QDir::Files | QDir::Hidden);
     QVERIFY2(files.size() <= 2 && files.contains(QStringLiteral("state.json")), qPrintable(files.join(QLatin1Char(' '))));
     QCOMPARE(QDir(m_directory).entryList(QDir::Files | QDir::Hidden),
@@ -124,7 +125,7 @@ void tst_Crash::anyMomentMayBeTheLast()
 {
     for (int round = 0; round < roundCount(); ++round) {
         std::mt19937 random(static_cast<std::mt19937::result_type>(round));
-        // By turns at a step of its own, and from outside after some answers, wherever it is then.
+        // In turn at a given step of the process itself, and by a signal after some answers, at any point of its work.
         const bool byItself = round % 2 == 0;
         QStringList arguments{QStringLiteral("save")};
         if (byItself)

@@ -11,6 +11,7 @@
 
 #include <QtTest/QtTest>
 
+#include <array>
 #include <cerrno>
 #include <functional>
 #include <random>
@@ -38,7 +39,7 @@ VirtualWall &wall()
     return VirtualWall::instance();
 }
 
-/// A place for a wall, which lets go of it at the end.
+/// A folder for a wall. Closes the wall at the end.
 struct Folder {
     ~Folder()
     {
@@ -72,7 +73,7 @@ Damage replacing(const QString &file, const QByteArray &before, const QByteArray
     };
 }
 
-/// Changes a text of `state.json` and says that this was meant.
+/// Changes a text of `state.json` and marks the file as edited on purpose.
 Damage editing(const QByteArray &before, const QByteArray &after)
 {
     return [=](const QString &directory) {
@@ -178,6 +179,9 @@ private Q_SLOTS:
     void whatAKilledProcessLeftIsRemoved();
 
     void twoProcessesCannotShare();
+    void readersNeedNoLock();
+    void readersSeeWholeStatesBesideAWriter();
+    void damageIsFoundByReaders();
     void theLockOfADeadProcessIsTakenOver();
     void aLockFileCutShortLocksNobodyOut();
     void aLockOfAnotherHostStays();
@@ -902,6 +906,74 @@ void tst_Directory::twoProcessesCannotShare()
     QVERIFY(!QFileInfo::exists(folder.directory + QStringLiteral("/lock"))); // it ended without close()
     reopen(folder.directory);
     QCOMPARE(found(), 2);
+}
+
+void tst_Directory::readersNeedNoLock()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    QVERIFY(QFile::remove(folder.directory + QStringLiteral("/wall.sha1")));
+    Other other(folder.directory);
+    QCOMPARE(other.said, QStringLiteral("open"));
+    const auto before = allFiles(folder.directory);
+
+    QString error;
+    QVERIFY2(wall().loadReadOnly(folder.directory, &error), qPrintable(error));
+    QCOMPARE(found(), 2);
+    QCOMPARE(wall().directory(), QString());
+    QVERIFY(savePlanes(2)); // in memory only
+    QCOMPARE(found(), 3);
+    QCOMPARE(allFiles(folder.directory), before);
+    QVERIFY(!wall().open(folder.directory, &error));
+    QVERIFY2(error.contains(QLatin1String("in use")), qPrintable(error));
+    other.end(false);
+
+    // The lock of this process ends as with load().
+    reopen(folder.directory);
+    QVERIFY(wall().loadReadOnly(folder.directory));
+    const Other another(folder.directory);
+    QCOMPARE(another.said, QStringLiteral("open"));
+}
+
+void tst_Directory::readersSeeWholeStatesBesideAWriter()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    QProcess writer;
+    writer.setStandardOutputFile(QProcess::nullDevice());
+    writer.start(QStringLiteral(WALLWRITER), {folder.directory, QStringLiteral("save")});
+    QVERIFY(writer.waitForStarted());
+    std::array<QProcess, 2> readers;
+    for (QProcess &reader : readers)
+        reader.start(QStringLiteral(WALLWRITER), {folder.directory, QStringLiteral("read"), QStringLiteral("100")});
+    for (QProcess &reader : readers) {
+        QVERIFY(reader.waitForFinished(-1));
+        QCOMPARE(reader.readAllStandardOutput().trimmed(), QByteArray("read"));
+    }
+    QCOMPARE(writer.state(), QProcess::Running);
+    writer.kill();
+    QVERIFY(writer.waitForFinished(-1));
+}
+
+void tst_Directory::damageIsFoundByReaders()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    const QStringList names = packs(folder.directory);
+    QVERIFY(!names.isEmpty());
+    const QString pack = folder.directory + QStringLiteral("/devices/A/") + names.first();
+    QByteArray bytes = contents(pack);
+    bytes[10] = char(bytes[10] ^ 1);
+    overwrite(pack, bytes);
+    QString error;
+    QVERIFY(!wall().loadReadOnly(folder.directory, &error));
+    QVERIFY2(error.contains(QLatin1String("have another checksum")), qPrintable(error));
+    QVERIFY(QFile::remove(pack));
+    QVERIFY(!wall().loadReadOnly(folder.directory, &error));
+    QVERIFY2(error.contains(names.first()), qPrintable(error));
 }
 
 void tst_Directory::theLockOfADeadProcessIsTakenOver()

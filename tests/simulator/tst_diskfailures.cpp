@@ -1,5 +1,5 @@
 // One system call or allocation after the other fails while a wall is made, opened and saved. Whatever was answered true is
-// found by the next open(), and a wall goes on after every failure.
+// found by the next open(), and a wall can be used after every failure.
 
 #include "support/Allocations.h"
 
@@ -40,7 +40,7 @@ QString placeForFiles()
     return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/tst_diskfailures-XXXXXX");
 }
 
-/// A place for a wall, which lets go of it at the end.
+/// A folder for a wall. Closes the wall at the end.
 struct Folder {
     ~Folder()
     {
@@ -170,7 +170,7 @@ void tst_DiskFailures::anyStepOfOpeningMayFail()
     QFETCH(bool, lasting);
     const Folder folder;
     Files files = filesOfWall(folder.directory, 2);
-    // What opening puts in order.
+    // What open() repairs.
     files.insert(QStringLiteral("/devices/A/7.planes"), "left");
     files.insert(stateFile + QStringLiteral(".xYzabc"), "left");
     files.insert(QStringLiteral("/wall.json.xYzabc"), "left");
@@ -314,7 +314,7 @@ void tst_DiskFailures::anyStepOfMakingMayFail()
 }
 
 #ifdef COUNTS_ALLOCATIONS
-/// Stands before Qt's own: the parser ends the process when it runs out of memory.
+/// Has priority over Qt's own: the parser ends the process when it runs out of memory.
 QJsonDocument QJsonDocument::fromJson(const QByteArray &json, QJsonParseError *error)
 {
     using Function = QJsonDocument(const QByteArray &, QJsonParseError *);
@@ -404,7 +404,7 @@ void tst_DiskFailures::anyAllocationOfASaveMayFail()
             if (QTest::currentTestFailed())
                 QFAIL(qPrintable(QStringLiteral("allocation %1 of a save after %2").arg(allocation).arg(answered)));
 
-            // The same, with the process gone at once; then it goes on.
+            // The same, with the process killed at once; then it is started again.
             restore(folder.directory, left);
             reopen(folder.directory);
             QCOMPARE(found(), expected);

@@ -1,4 +1,4 @@
-// What goes wrong at a device, as whoever calls it sees it.
+// Faults of a device, as the caller of its operations sees them.
 
 #include "SeamFixture.h"
 
@@ -22,7 +22,7 @@ QString note()
     return lastCall().note;
 }
 
-/// What an upload's promise came to, in words.
+/// The result of an upload's promise, as text.
 QString outcome(const Promise &promise)
 {
     if (promise.isPending())
@@ -71,7 +71,7 @@ private Q_SLOTS:
     }
     void cleanupTestCase() { wall().reset(); }
 
-    // Each kind: what a question, an upload and an upload with a promise come to.
+    // Each kind: the results of a query, an upload and an upload with a promise.
 
     void spoilsCallsOfEveryForm_data()
     {
@@ -206,7 +206,7 @@ private Q_SLOTS:
         QCOMPARE(wall().state().chroma(a, one), plane(8, 5));
     }
 
-    // Spoilt replies
+    // Damaged replies
 
     void truncatesEveryList()
     {
@@ -378,7 +378,7 @@ private Q_SLOTS:
         QCOMPARE(flags(), List{one});
     }
 
-    /// A script that gives no answer leaves the fault to give it.
+    /// Where a script gives no reply, the fault does.
     void hooksAndEditsOfAScriptGoWithAFault()
     {
         QVERIFY(wall().faults().add(a, fault(Fault::TruncateReply)));

@@ -136,7 +136,7 @@ void converse()
     upload(b).fail([] { return false; });
 }
 
-/// What a child process does: writes a journal for ever, and each call's number to its output after the call.
+/// What a child process does: writes a journal without end, and each call's number to its output after the call.
 [[noreturn]] void recordForEver(const QString &path)
 {
     QString error;
@@ -534,7 +534,7 @@ private Q_SLOTS:
              "line 3: byte 63: the key 'target' is there twice");
         line("a value of no type deep in a request",
              "{'number': 2, 'operation': 'x', 'result': true, 'request': [{'area': {'x': 1.5}}]}",
-             "line 3: request[0].area.x: 1.5 is no 32-bit integer and needs a '$type'");
+             "line 3: request[0].area.x: 1.5 is not a 32-bit integer and needs a '$type'");
         line("a wrong value of a type",
              "{'number': 2, 'operation': 'x', 'result': true, 'reply': {'$type': 'uint', "
              "'value': []}}",

@@ -64,7 +64,7 @@ private Q_SLOTS:
                          QStringLiteral("vanishes in refresh"), QStringLiteral("forgets on restart")}));
     }
 
-    /// A refresh, a write over both devices, a save, a read of B's cabinet, and the question for the checkerboard.
+    /// A refresh, a write over both devices, a save, a read of B's cabinet, and the query for the checkerboard.
     void aHostSeesIt_data()
     {
         QTest::addColumn<QString>("said");
@@ -111,7 +111,7 @@ private Q_SLOTS:
                               "refresh: 0, width: 12\n"
                               "write: 0\n"
                               "save: 0\n"
-                              "read: 0, as written: no\n" // what is no base64 is left out
+                              "read: 0, as written: no\n" // what is not base64 is left out
                               "checkerboard: 0, yes\n");
         row("short replies", "Cannot find SubScreen. SubScreen key: A\n"
                              "Cannot find SubScreen. SubScreen key: B\n"
@@ -163,7 +163,7 @@ private Q_SLOTS:
         QVector<unsigned short> values = plane(12 * 2, 1234);
         grid.setCoefficient(values);
         say(QStringLiteral("write: %1").arg(screen->setCoefficients(QRect(0, 0, 12, 2), grid)));
-        QCOMPARE(wall().state().chroma(a, QStringLiteral("2")), plane(8, 1234)); // the neighbour never suffers
+        QCOMPARE(wall().state().chroma(a, QStringLiteral("2")), plane(8, 1234)); // the neighbour is not affected
         say(QStringLiteral("save: %1").arg(screen->saveParameter(Correction::enSaveCommonCoefficient)));
         QCOMPARE(wall().state().chroma(a, QStringLiteral("2"), Store::User), plane(8, 1234));
         if (Correction::ICabinet *const cabinet = Correction::CabinetManager::getInstance()->tryGetCabinet(three)) {

@@ -68,7 +68,7 @@ bool setBrightness(const QString &deviceKey, const QString &cabinetId, int brigh
     return CabinetInfoOperator::getInstance()->setCabSingleBrightness(deviceKey, cabinetId, request, reply);
 }
 
-/// A picture whose pixels `colorAt` tells.
+/// A picture with the pixels that `colorAt` returns.
 QImage drawn(const QSize &size, const std::function<QRgb(int, int)> &colorAt)
 {
     QImage image(size, QImage::Format_RGB32);
@@ -659,7 +659,7 @@ void tst_Pictures::theLayoutShowsCabinets()
     const QRgb leftColor = image.pixel(0, 0);
     const QRgb rightColor = image.pixel(31, 0);
     QVERIFY(leftColor != rightColor);
-    // The ids stand in the middle of what the line on the right and below leaves.
+    // The ids are centred in the area without the line on the right and below.
     const auto idAt = [](const QString &id, const QPoint &place, int x, int y) {
         const QPoint dot = QPoint(x, y) - place;
         const int digit = dot.x() / 6;

@@ -1,4 +1,4 @@
-// The walls that come along: what they hold, and what the library finds when it discovers them.
+// The presets: what they hold, and what the library finds when it discovers them.
 
 #include <Correction/Correction.h>
 #include <simulator/VirtualWall.h>

@@ -1,4 +1,4 @@
-// A recorded conversation repeated: the same host gets the same answers, another one hears where it differs.
+// Replays of a recording: the same host gets the same replies, and for another one the first difference is reported.
 
 #include <Correction/Coefficient.h>
 #include <Correction/IScreen.h>
@@ -96,7 +96,7 @@ Call recordedXBit(qint64 number, const QString &deviceKey, const QVariant &mode,
     return call;
 }
 
-/// What a promise has come to.
+/// The result of a promise.
 QString stateOf(const Promise &promise)
 {
     return promise.isPending()    ? QStringLiteral("pending")
@@ -115,14 +115,14 @@ QString outcomeOf(const Promise &promise)
     return outcome;
 }
 
-/// What one host does differently from another.
+/// The difference between two hosts.
 struct Host {
     int brightness = 4000;
     int blockHeight = 5;
     bool locks = true;
 };
 
-/// Ends the manager, and the screens that it would leave to their holders.
+/// Ends the manager, and deletes the screens, which it would leave to their holders.
 void releaseManager()
 {
     ScreenManager *const manager = ScreenManager::getInstance();
@@ -614,7 +614,7 @@ private Q_SLOTS:
 
 private:
     QTemporaryDir m_folder;
-    std::optional<TestSupport::LogCapture> m_log; // made anew for every test: Qt Test installs a handler of its own first
+    std::optional<TestSupport::LogCapture> m_log; // one for each test: Qt Test installs its own handler first
 };
 
 QTEST_GUILESS_MAIN(ReplayTest)

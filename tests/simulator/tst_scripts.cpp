@@ -1,4 +1,4 @@
-// Calls that a program answers itself.
+// Calls whose replies a program provides itself.
 
 #include "PartTests.h"
 

@@ -164,7 +164,7 @@ DrawingParameter randomPixels(const QRect &screen, QRandomGenerator &random)
 
 // Expected pictures
 
-/// A picture of the screen, black where there is no cabinet; `colorAt` tells the colour of a pixel of a device.
+/// A picture of the screen, black where there is no cabinet; `colorAt` returns the colour of a pixel of a device.
 template <typename ColorAt>
 QImage drawn(const QVector<Part> &parts, ColorAt colorAt)
 {
@@ -331,7 +331,7 @@ private:
         discover(devices);
     }
 
-    std::optional<TestSupport::LogCapture> m_log; // Made anew for every test: Qt Test installs a handler of its own first.
+    std::optional<TestSupport::LogCapture> m_log; // one for each test: Qt Test installs its own handler first
     QVector<Part> m_parts;
     QRect m_rect;                // of the screen
     IScreen *m_screen = nullptr; // the manager's

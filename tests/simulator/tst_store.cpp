@@ -197,7 +197,7 @@ const QMap<QString, Operation> &operations()
     return all;
 }
 
-/// A thing that a device keeps, with a way to set it to what nobody else sets it to, and to see it.
+/// A part of a device's persistent state, with functions that set it to a value of its own and read it.
 struct Kept {
     std::function<bool()> set;
     std::function<QVariant()> get;
@@ -382,7 +382,7 @@ WallDescription description(const QString &personality = QString())
     return wallDescription;
 }
 
-/// A place for a wall, which lets go of it at the end.
+/// A folder for a wall. Closes the wall at the end.
 struct Folder {
     ~Folder() { wall().close(); }
     QTemporaryDir parent;
@@ -477,7 +477,7 @@ void tst_Store::anOperationDoesWhatTheTableSays()
         request = map({{"idList", List{ids[0], ids[2]}}, {"type", QVariant::fromValue(Kind(kind))}});
     }
 
-    // What it makes of the planes.
+    // The effect on the planes.
     const QByteArray fresh = [&] {
         const QByteArray pixel = description().defaultPixels[static_cast<std::size_t>(kind)];
         QByteArray bytes(planeLength(kind), '\0');
@@ -513,7 +513,7 @@ void tst_Store::anOperationDoesWhatTheTableSays()
                  expected.value(place(ids[0], kind, int(Store::Working))));
     }
 
-    // The same is on disk; the power was gone.
+    // The same is on disk, as after a power failure.
     wall().reset();
     QVERIFY2(wall().open(directory, &error), qPrintable(error));
     for (const QString &id : ids) {

@@ -179,7 +179,7 @@ private Q_SLOTS:
             QVERIFY(call.settled && call.result && !call.rejected);
     }
 
-    /// A save that follows an upload saves what was uploaded, although nobody has waited for the promise.
+    /// A save that follows an upload saves what was uploaded, although no call has waited for the promise.
     void callsFollowTheUploadsOfTheirDevice()
     {
         setUp(smallWall(), latency(100));
@@ -203,7 +203,7 @@ private Q_SLOTS:
         QCOMPARE(wall().state().chroma(a, one), plane(8, 2));
     }
 
-    /// What the event loop finds to do comes first: here a second upload, which runs beside the first.
+    /// Events of the event loop come first: here a second upload, which runs beside the first.
     void aSkippingClockWaitsForTheEventLoop()
     {
         setUp(smallWall(), latency(100), ClockMode::Skipping);
@@ -418,7 +418,7 @@ private Q_SLOTS:
         std::atomic<int> changes{0};
         const QMetaObject::Connection connection =
             QObject::connect(HttpProxy::getInstance(), &HttpProxy::deviceChanged, [&] {
-                if (++changes == 1) // gone: it shall be back soon
+                if (++changes == 1) // unplugged, plugged again soon
                     wall().timeline().schedule(eventAt(wall().timeline().now() + 5, Event::Plug, "A"));
             });
         const Promise promise = upload("A", 1, 4);

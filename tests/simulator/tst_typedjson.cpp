@@ -71,7 +71,7 @@ bool same(const QString &one, const QString &other)
     return one == other && one.isNull() == other.isNull();
 }
 
-/// Exact equality: types, bits of numbers, null and empty told apart.
+/// Exact equality: types, bits of numbers, null and empty distinguished.
 bool same(const QVariant &one, const QVariant &other)
 {
     if (one.userType() != other.userType())
@@ -294,7 +294,7 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("value");
         QTest::addColumn<QByteArray>("json");
         const auto row = [](const char *name, const QVariant &value, const char *json) {
-            // Single quotes stand for double ones.
+            // Single quotes in place of double ones.
             QTest::newRow(name) << value << QByteArray(json).replace('\'', '"');
         };
         row("a text", QStringLiteral("a\"\\\n"), "'a\\\"\\\\\\u000a'");
@@ -387,9 +387,9 @@ private Q_SLOTS:
             QTest::newRow(name) << QByteArray(json).replace('\'', '"')
                                 << QString::fromLatin1(problem).replace(QLatin1Char('\''), QLatin1Char('"'));
         };
-        row("a fraction", "[{'a': [0, 1.5]}]", "request[0].a[1]: 1.5 is no 32-bit integer and needs a '$type'");
+        row("a fraction", "[{'a': [0, 1.5]}]", "request[0].a[1]: 1.5 is not a 32-bit integer and needs a '$type'");
         row("more than 32 bits", "{'a b': 2147483648}",
-            "request['a b']: 2147483648 is no 32-bit integer and needs a '$type'");
+            "request['a b']: 2147483648 is not a 32-bit integer and needs a '$type'");
         row("an uint below zero", "{'$type': 'uint', 'value': -1}",
             "request.value: expected an integer from 0 to 4294967295, got -1");
         row("a 64-bit integer past its range", "{'$type': 'qlonglong', 'value': '9223372036854775808'}",

@@ -1,4 +1,4 @@
-// Walls as files: what is read, what is written, what is refused and with which words; and the walls that come along.
+// Walls as files: what is read, written and refused, with which messages; and the presets.
 
 #include <adapter/Operations.h>
 #include <simulator/VirtualWall.h>
@@ -55,7 +55,7 @@ QByteArray wallWithEvents(const char *events)
     return wallWith("'label': ''", "'cabinets': []", (QByteArray("'events': [") + events + "]").constData());
 }
 
-/// What parseWall() says about a text that it refuses; a null text where it accepts it. The description must stay as it
+/// The problems that parseWall() reports of a text; null where it accepts it. The description must stay as it
 /// was, or be there.
 QString problems(const QByteArray &text)
 {
@@ -835,7 +835,7 @@ void TestWallFile::damagedTextsAreRefusedOrRead()
         QByteArray text = whole;
         for (int changes = 1 + below(3); changes > 0; --changes)
             text[below(text.size())] = replacements[below(replacements.size())];
-        const QString said = problems(text); // What is accepted changes nothing else, what is refused says why.
+        const QString said = problems(text); // An accepted text changes nothing else, a refused one has a reason.
         QVERIFY2(said.isNull() || said.startsWith(QLatin1String("a.json: ")), text.constData());
         refused += said.isNull() ? 0 : 1;
     }
@@ -903,7 +903,7 @@ void TestWallFile::theSchemaKnowsTheSameKeys_data()
     QCOMPARE(objects, 20); // the rows
 }
 
-// An object of one odd key is told all keys that there are, and those that it lacks.
+// For an object of one unknown key the problem lists all known keys, and those that are missing.
 void TestWallFile::theSchemaKnowsTheSameKeys()
 {
     QFETCH(QString, name);

@@ -1,6 +1,6 @@
 #pragma once
 
-// The C library's allocator, counting, and failing when told to. For one source of a test program: it defines malloc.
+// The C library's allocator, counting, and failing on request. For one source of a test program: it defines malloc.
 // Sanitizers bring an allocator of their own; COUNTS_ALLOCATIONS is not defined then.
 #include <cerrno>
 #include <cstdint>
@@ -18,7 +18,7 @@
 
 #include <malloc.h>
 
-/// Of this thread alone: Qt Test has one of its own, which allocates when it likes. All counts are from when it was armed.
+/// Of this thread alone: Qt Test has one of its own, which allocates at any time. All counts are from when it was armed.
 namespace Allocations {
 
 thread_local bool armed = false;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int lacking = 77;
 
-/// Highway knows one of two stand-ins, whichever the compiler can build.
+/// Highway has one of two portable targets, depending on the compiler.
 std::string nameOf(int64_t set)
 {
     return set == HWY_SCALAR || set == HWY_EMU128 ? "PLAIN" : hwy::TargetName(set);

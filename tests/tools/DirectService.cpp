@@ -1,4 +1,4 @@
-// A device service that defines the classes itself: one device, which answers nothing.
+// A device service that defines the classes itself: one device, whose operations all fail.
 
 #include <adapter/Signatures.h>
 

@@ -13,7 +13,7 @@
 
 namespace TestSupport {
 
-/// What a run of correctionctl gave.
+/// The result of a run of correctionctl.
 struct Run {
     int exit = -1; ///< -1 when it did not end by itself.
     QByteArray out;
@@ -64,6 +64,7 @@ public:
         variables.remove(QStringLiteral("QT_LOGGING_RULES"));
         variables.remove(QStringLiteral("CORRECTION_WALL"));
         variables.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+        variables.insert(QStringLiteral("XDG_CONFIG_HOME"), path(QStringLiteral("config")));
         for (const QString &variable : environment)
             variables.insert(variable.section(QLatin1Char('='), 0, 0), variable.section(QLatin1Char('='), 1));
         process.setProcessEnvironment(variables);
@@ -71,7 +72,7 @@ public:
         process.start(m_executable, arguments);
     }
 
-    /// What the completion of bash offers behind the words that are typed; its complaints, if it has any.
+    /// What the completion of bash offers after these words; its error output, if any.
     QStringList complete(const QString &typed) const
     {
         const QByteArray ask = "correctionctl() { '" + QFile::encodeName(m_executable)

@@ -1,5 +1,5 @@
-// correctionctl as it is with a device service of its own. The service is a virtual wall that the program does not know of:
-// small.json of the working directory. All its calls go to a file, calls.jsonl.
+// correctionctl as it is with a device service of its own. The service is a virtual wall, and the program uses none of its
+// other functions: small.json of the working directory. All its calls go to a file, calls.jsonl.
 
 #include <Application.h>
 

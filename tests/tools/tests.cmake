@@ -17,6 +17,7 @@ if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL
   correctionctl_test(tools/tst_ctlscenario.cpp)
   correctionctl_test(tools/tst_ctlambiguous.cpp)
   correctionctl_test(tools/tst_ctlsamples.cpp)
+  correctionctl_test(tools/tst_ctlcomfort.cpp)
 
   correctionctl_test(tools/tst_examples.cpp)
   correction_program(first_host example-01-first-host)

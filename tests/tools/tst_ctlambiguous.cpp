@@ -4,8 +4,8 @@
 
 using namespace TestSupport;
 
-/// Walls where several devices have a cabinet of the same id. The library knows cabinets by their ids alone, so a request
-/// for one would reach the other: verbs that read warn, verbs that change something refuse.
+/// Walls where several devices have a cabinet of the same id. The library identifies cabinets by their ids alone, so a
+/// request for one would reach the other: verbs that read warn, verbs that change something refuse.
 class CtlAmbiguousTest : public QObject
 {
     Q_OBJECT

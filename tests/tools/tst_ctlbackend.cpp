@@ -102,7 +102,7 @@ void CtlBackendTest::theDoctorShowsTheCalls()
             operations += call.toObject().value(QStringLiteral("request")).toString();
     }
     QVERIFY2(operations.contains(QStringLiteral("ScreenInfo::getScreens(\"A\", bool true)")), doctor.all());
-    // The device serves no settings, and says so.
+    // The device serves no settings, and returns false for them.
     QVERIFY2(doctor.exit == 5 && doctor.error.contains("answered false: device A"), doctor.all());
 }
 

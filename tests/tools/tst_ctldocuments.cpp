@@ -128,7 +128,7 @@ void CtlDocumentsTest::noOperationIsInvented()
     }
 }
 
-/// The service's own headers say what changes a device: all but what loads, gets and lists.
+/// By the service's own headers: all operations change a device but those that load, get and list.
 void CtlDocumentsTest::everyWritingOperationOfTheServiceIsHeldBack()
 {
     int writing = 0;
@@ -200,7 +200,13 @@ void CtlDocumentsTest::bashCompletes_data()
     row("cabinet 7 module flag ", "");
     row("xbit main 1 ", "on off");
     row("read main x.npy --ty", "--type");
-    row("read main x.npy --type ", "chroma lowgray multilayer");
+    row("read main x.npy --type ", "chroma");
+    row("write main x.npy --type ", "chroma lowgray multilayer");
+    row("--wall demo show arena-main --device ", "left right");
+    row("--wall=stadium show north --device ribbon-", "ribbon-1 ribbon-2 ribbon-3 ribbon-4 ribbon-5 ribbon-6");
+    row("--wall demo cabinet 2", "2 20 21 22 23 24");
+    row("--wall demo group 1 2 1", "1 10 11 12 13 14 15 16 17 18 19");
+    row("--wall demo write arena-main x.npy --cabinet 2", "2 20 21 22 23 24");
     row("save main --dr", "--dry-run");
     row("screens --dr", "");
     row("--wall st", "stadium");
@@ -226,17 +232,22 @@ void CtlDocumentsTest::zshCompletes()
                             "compadd() { [[ $1 == -- ]] && shift; print -l -- \"$@\"; }\n_files() { print files; }\n"
                             "words=(correctionctl cabinet 7 config '')\nCURRENT=5\n. ./_correctionctl\n"
                             "words=(correctionctl read main '')\nCURRENT=4\n_correctionctl\n"
-                            "words=(correctionctl read main x --type '')\nCURRENT=6\n_correctionctl\n"));
+                            "words=(correctionctl read main x --type '')\nCURRENT=6\n_correctionctl\n"
+                            "correctionctl() { $PROGRAM \"$@\"; }\n"
+                            "words=(correctionctl --wall demo read main x --device '')\nCURRENT=8\n_correctionctl\n"));
     QProcess zsh;
     zsh.setWorkingDirectory(m_program.path(QString()));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PROGRAM"), QStringLiteral(CORRECTIONCTL));
+    zsh.setProcessEnvironment(environment);
     zsh.start(QStringLiteral("zsh"), {QStringLiteral("-f"), QStringLiteral("ask.zsh")});
     QVERIFY2(zsh.waitForStarted(), "zsh is not installed");
     QVERIFY(zsh.waitForFinished());
     QCOMPARE(zsh.readAllStandardError(), QByteArray());
-    QCOMPARE(zsh.readAllStandardOutput(), QByteArray("get\nput\nfiles\nchroma\nlowgray\nmultilayer\n"));
+    QCOMPARE(zsh.readAllStandardOutput(), QByteArray("get\nput\nfiles\nchroma\nleft\nright\n"));
 }
 
-/// Who copies an example from the help gets what it promises, on the wall that is there by default.
+/// Every example of the help works on the default wall.
 void CtlDocumentsTest::everyExampleWorks()
 {
     // Another folder: an example may find what an earlier one made, and nothing else but these.

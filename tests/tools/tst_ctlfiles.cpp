@@ -1,5 +1,6 @@
 #include <files/Files.h>
 #include <files/Npy.h>
+#include <files/Npz.h>
 #include <files/SnapshotFile.h>
 #include <terminal/ExitCodes.h>
 
@@ -79,7 +80,7 @@ const QByteArray shape9("(2, 3, 9)");
 
 } // namespace
 
-/// What the readers of files make of every kind of content: exactly its values, or a refusal that names the reason.
+/// The readers of files, for every kind of content: exactly its values, or a refusal with the reason.
 class CtlFilesTest : public QObject
 {
     Q_OBJECT
@@ -96,6 +97,7 @@ private Q_SLOTS:
     void lightIsRead();
     void lightThatIsNotFloatingPointIsRefused_data();
     void lightThatIsNotFloatingPointIsRefused();
+    void everyDamageOfAnArchiveIsFound();
     void onlyTheKindsOwnValuesAreTaken_data();
     void onlyTheKindsOwnValuesAreTaken();
     void everyDamageOfASnapshotIsFound();
@@ -207,8 +209,8 @@ void CtlFilesTest::headersAreReadAsPythonDoes()
         Grid grid;
         QString reason;
         QCOMPARE(parseNpy(npy(header, valuesOf(2, false, false, 9, 65535), version), grid, reason), good);
-        QCOMPARE(reason,
-                 good ? QString() : QStringLiteral("its header is no dictionary of 'descr', 'fortran_order' and 'shape'"));
+        QCOMPARE(reason, good ? QString()
+                              : QStringLiteral("its header is not a dictionary of 'descr', 'fortran_order' and 'shape'"));
         if (good)
             QCOMPARE(qint64(grid.values[53]), valueAt(1, 2, 8, 9, 65535));
     }
@@ -389,6 +391,37 @@ void CtlFilesTest::lightThatIsNotFloatingPointIsRefused()
                          .arg(QLatin1String(type)));
 }
 
+/// Of every bit of a small archive: either the values are the same, or the file is refused.
+void CtlFilesTest::everyDamageOfAnArchiveIsFound()
+{
+    Grid grid;
+    grid.size = QSize(columns, rows);
+    grid.length = 9;
+    for (int i = 0; i < rows * columns * 9; ++i)
+        grid.values.append(quint16(1000 + 257 * i));
+    const QByteArray whole = toNpz(grid);
+    int refused = 0;
+    const auto isFound = [&](const QByteArray &bytes) {
+        Grid read;
+        QString reason;
+        if (parseNpz(bytes, read, reason))
+            return read.size == grid.size && read.length == grid.length && read.values == grid.values;
+        ++refused;
+        return !reason.isEmpty();
+    };
+    QVERIFY(isFound(whole));
+    QCOMPARE(refused, 0);
+    for (int place = 0; place < whole.size(); ++place) {
+        QVERIFY2(isFound(whole.left(place)), qPrintable(QString::number(place)));
+        for (int bit = 0; bit < 8; ++bit) {
+            QByteArray damaged = whole;
+            damaged[place] = char(damaged[place] ^ (1 << bit));
+            QVERIFY2(isFound(damaged), qPrintable(QStringLiteral("bit %1 of byte %2").arg(bit).arg(place)));
+        }
+    }
+    QVERIFY2(refused > 4 * whole.size(), qPrintable(QString::number(refused)));
+}
+
 void CtlFilesTest::onlyTheKindsOwnValuesAreTaken_data()
 {
     QTest::addColumn<int>("kind");
@@ -516,7 +549,7 @@ void CtlFilesTest::everyDamageOfASnapshotIsFound()
     const auto check = [this](const QByteArray &bytes, int at) {
         const QString complaint = complaintOf(bytes);
         const bool found = complaint.contains(QLatin1String("damaged")) || complaint.contains(QLatin1String("cut short"))
-                           || complaint.contains(QLatin1String("no snapshot"))
+                           || complaint.contains(QLatin1String("not a snapshot"))
                            || complaint.contains(QLatin1String("a snapshot of version"));
         if (!found)
             qWarning("byte %d: \"%s\" of %s", at, qPrintable(complaint), bytes.constData());

@@ -21,7 +21,7 @@ const char *const missing = "correctionctl: warning: device B is left out: it di
 
 } // namespace
 
-/// Devices that do not answer, that refuse, and that cannot save: what the user is told of them.
+/// Devices that do not answer, that refuse, and that cannot save: what the program reports of them.
 class CtlIncompleteTest : public QObject
 {
     Q_OBJECT
@@ -177,7 +177,7 @@ void CtlIncompleteTest::anyCauseOfAMissingDeviceIsFound()
     wallWith(QStringLiteral("one.json"), 1, QStringLiteral("faults"),
              QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("noAnswer")},
                                     {QStringLiteral("operation"), operation}}});
-    // Whatever the log shows.
+    // With any logging rules.
     for (const char *rules : {"", "*=false"}) {
         const Run run =
             m_program.run(words("--wall one.json screens"), {QStringLiteral("QT_LOGGING_RULES=") + QLatin1String(rules)});

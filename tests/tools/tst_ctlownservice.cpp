@@ -52,7 +52,7 @@ QStringList CtlOwnServiceTest::calls() const
     return operations;
 }
 
-/// What the other tests look for is there when a request is sent.
+/// The file that the other tests check exists when a request is sent.
 void CtlOwnServiceTest::theServiceIsReached()
 {
     const Run run = m_program.run("clear main");
@@ -179,7 +179,7 @@ void CtlOwnServiceTest::helpOfWhatIsRefusedIsRefused()
     QVERIFY2(run.exit == 64 && run.error.contains(": not offered here"), run.all());
 }
 
-/// Calls of such a service are not seen: the devices that it lists are compared with those of the screens.
+/// Calls of this service cannot be observed: the devices that it lists are compared with those of the screens.
 void CtlOwnServiceTest::aMissingDeviceIsNamed()
 {
     const QByteArray whole = m_program.content(QStringLiteral("small.json"));
@@ -191,7 +191,7 @@ void CtlOwnServiceTest::aMissingDeviceIsNamed()
              screens.all());
     QCOMPARE(m_program.run("save main").exit, 21);
     QVERIFY(!calls().contains(QStringLiteral("Correctionop::saveCabinetsCoeffcient")));
-    // What the library does not report is not known.
+    // Without a report of the library the program has no result.
     const Run brightness = m_program.run("cabinet 9 brightness 4000");
     QVERIFY2(brightness.out.contains("4000 sent; the library does not report whether the device took it"), brightness.all());
     const Run cleared = m_program.run("clear sign --type multilayer --device C");

@@ -56,7 +56,7 @@ private Q_SLOTS:
         QVERIFY2(run.exit == 0, run.all().constData());
         QCOMPARE(run.out, sample(QStringLiteral("show.json")));
         QCOMPARE(program.run("--wall wall snapshot main again.snapshot").exit, 0);
-        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("main.snapshot")));
+        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("settings.snapshot")));
     }
 
     void aSnapshot()
@@ -68,7 +68,7 @@ private Q_SLOTS:
         const Run run = program.run("--wall wall restore main.snapshot --save");
         QVERIFY2(run.exit == 0, run.all().constData());
         QCOMPARE(program.run("--wall wall snapshot main again.snapshot").exit, 0);
-        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("main.snapshot")));
+        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("settings.snapshot")));
     }
 
     void aJournal()

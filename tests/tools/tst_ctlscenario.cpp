@@ -43,7 +43,7 @@ void CtlScenarioTest::aNightOnAWall()
     QVERIFY(expect(0, "--wall arena write arena-main correction.json --rect 0,300,301x157 --device left", "not kept"));
     QVERIFY(expect(0, "--wall arena diff correction.json --screen arena-main --rect 233,71,301x157",
                    "0 of 47257 pixels differ"));
-    // What was not saved went with the process.
+    // What was not saved was lost when the process ended.
     QVERIFY(
         expect(20, "--wall arena diff correction.json --screen arena-main --rect 0,300,301x157", "of 47257 pixels differ"));
     QVERIFY(expect(0, "--wall arena read arena-main calibrated.npy", "calibrated.npy"));

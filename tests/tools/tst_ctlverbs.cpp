@@ -171,7 +171,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     };
     row("screens", "main  Main wall  0,0,64x16         2         8");
     row("tree", "    cabinet 6 48,0,16x8");
-    row("show main", "brightness      0 to 10000, default 5000");
+    row("show main", "brightness      not readable; range 0 to 10000, default 5000");
     row("show Sign", "rect            64,0,16x16");
     row("cabinets", " 9  sign    C       64,0,16x16");
     row("cabinets main", " 8  main    B       48,8,16x8");
@@ -189,7 +189,7 @@ void CtlVerbsTest::everyVerbAnswers_data()
     row("diff main.npy main.npy", "0 of 1024 pixels differ");
     row("snapshot main again.snapshot", "8 cabinets kept in again.snapshot, 18.4 kB of coefficients");
     row("verify main.snapshot", "main: 8 cabinets as in main.snapshot");
-    row("show main --expect devices=3,cabinets=9", "brightness      0 to 10000, default 5000");
+    row("show main --expect devices=3,cabinets=9", "brightness      not readable; range 0 to 10000, default 5000");
     row("restore main.snapshot --save", "8 cabinets written, verified, saved from main.snapshot");
     row("restore main.snapshot --no-verify", "8 cabinets written from main.snapshot");
     row("set main brightness=4000 abl=on xbit=1:on effect=2 gamma=gamma.json multilayer=1,2:3,4,5", "xbit        1 on");
@@ -268,7 +268,7 @@ void CtlVerbsTest::everyVerbAnswers()
     QVERIFY2(text.out.contains(printed.toUtf8()), text.all());
     QCOMPARE(text.error, QByteArray());
 
-    // What may be made only once is made anew.
+    // Things that can be created only once are created again.
     if (arguments.startsWith(QLatin1String("wall create")))
         QVERIFY(QDir(m_program.path(QStringLiteral("made"))).removeRecursively());
     if (arguments.startsWith(QLatin1String("record")))
@@ -404,7 +404,7 @@ void CtlVerbsTest::writingVerbsSendNothingInADryRun()
     };
     const QByteArray before = state();
     const Run run = m_program.json(words("--wall wall --dry-run") + arguments.split(QLatin1Char(' ')));
-    // The option stands behind the verb that it belongs to.
+    // The option follows its verb.
     QCOMPARE(run.exit, 64);
     const Run dry = m_program.json(words("--wall wall") + arguments.split(QLatin1Char(' ')) + words("--dry-run"));
     QVERIFY2(dry.exit == 0, dry.all());
@@ -683,7 +683,7 @@ void CtlVerbsTest::aPartOfACabinetIsWritten()
 
 void CtlVerbsTest::pixelsWithoutACabinetAreTold()
 {
-    // Sign lies three cabinets further right: a gap of 48 columns.
+    // Sign is three cabinets further right: a gap of 48 columns.
     QByteArray wall = m_program.content(QStringLiteral("small.json"));
     QVERIFY(m_program.write(QStringLiteral("gap.json"),
                             wall.replace("{\"x\": 64,", "{\"x\": 112,").replace("\"sign\"", "\"main\"")));
@@ -726,7 +726,7 @@ void CtlVerbsTest::configurationsTravel()
     QVERIFY(m_program.write(QStringLiteral("there.cfg"), "old and longer than what comes"));
     QVERIFY(onWall("cabinet 7 config get there.cfg").exit == 0);
     QCOMPARE(m_program.content(QStringLiteral("there.cfg")), QByteArray("brightness=7\n"));
-    // A file that is made for it can be read by whom other files can.
+    // A file that it creates has the permissions of other new files.
     QVERIFY(onWall("cabinet 7 config get new.cfg").exit == 0);
     QCOMPARE(QFile::permissions(m_program.path(QStringLiteral("new.cfg"))),
              QFile::permissions(m_program.path(QStringLiteral("there.cfg"))));
@@ -764,6 +764,7 @@ void CtlVerbsTest::everyFormKeepsTheValues_data()
             names += QString::fromLatin1(pattern).arg(k);
         return names;
     };
+    QTest::newRow("npz") << QStringLiteral("form.npz") << QStringList(QStringLiteral("form.npz"));
     QTest::newRow("csv") << QStringLiteral("form.csv") << QStringList(QStringLiteral("form.csv"));
     QTest::newRow("png") << QStringLiteral("form-%.png") << pictures("form-%1.png");
     QTest::newRow("tiff") << QStringLiteral("form-%.tif") << pictures("form-%1.tif");
@@ -810,12 +811,13 @@ void CtlVerbsTest::pipesCarryFiles_data()
     row("cat whole.npy | ctl diff /dev/stdin whole.npy", same, "");
     row("ctl diff <(cat whole.csv) <(cat whole.npy)", same, "");
     row("ctl read main whole.json -q; ctl diff whole.npy - <whole.json", same, "");
+    row("ctl read main whole.npz -q; ctl diff whole.npy - <whole.npz", same, "");
     row("ctl write main - -q <whole.npy", "", "");
     row("ctl wall describe - 2>said | cmp - <(ctl wall describe); cat said", "-: written\n", "");
     row("ctl read main - >/dev/full", "", "correctionctl: read: -: No space left on device\n");
     row("ctl snapshot main -", "", "correctionctl: snapshot: -: this kind of file cannot be written to a pipe\n");
     row("echo nothing | ctl write main -", "",
-        "correctionctl: write: -: no NumPy file: it does not begin with \\x93NUMPY\n");
+        "correctionctl: write: -: not a NumPy file: it does not begin with \\x93NUMPY\n");
 }
 
 void CtlVerbsTest::pipesCarryFiles()
@@ -983,7 +985,7 @@ void CtlVerbsTest::theDoctorExplains()
 {
     const Run run = m_program.run("--wall broken doctor broken.json");
     QCOMPARE(run.exit, 8);
-    // A report belongs into a file: no line is longer than people can read.
+    // A report belongs into a file: no line is too long to be read.
     const QList<QByteArray> lines = m_program.run("doctor").out.split('\n');
     for (const QByteArray &line : lines)
         QVERIFY2(line.size() < 1000, line);
@@ -995,7 +997,7 @@ void CtlVerbsTest::theDoctorExplains()
     QCOMPARE(report.value(QStringLiteral("verdict")).toString(),
              QStringLiteral("1 step failed; answered false: device silent"));
     QVERIFY(report.value(QStringLiteral("steps")).toArray().size() > 5);
-    // The cause is the line that tells of it, not one of the ordinary lines before.
+    // The cause is the line about it, not one of the ordinary lines before.
     const Run screens = m_program.run("--wall broken screens");
     QCOMPARE(screens.exit, 8);
     QVERIFY2(screens.error.contains("the library logged: getScreens error \"silent\""), screens.all());

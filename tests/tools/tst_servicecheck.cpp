@@ -70,7 +70,7 @@ public:
 
     std::function<void(QList<Adapter::DeviceInfo> &)> spoilDevices;
     std::function<void(const Call &, Answer &)> spoil;
-    std::function<bool(const Call &)> swallow; ///< Whether to answer true and to do nothing.
+    std::function<bool(const Call &)> swallow; ///< Whether to return true and to do nothing.
     std::function<QtPromise::QPromise<bool>()> spoilUpload;
     int changes = 0; ///< Calls of operations that change a device or lock it.
 
@@ -97,7 +97,7 @@ std::function<void(SpoiledBackend &)> inAnswer(const char *operation, const Spoi
     };
 }
 
-/// Spoils the reply of one operation, a map.
+/// Damages the reply of one operation, a map.
 std::function<void(SpoiledBackend &)> inMap(const char *operation, const std::function<void(QVariantMap &)> &spoil)
 {
     return inAnswer(operation, [=](const Call &, Answer &answer) {
@@ -107,7 +107,7 @@ std::function<void(SpoiledBackend &)> inMap(const char *operation, const std::fu
     });
 }
 
-/// Spoils the last map in the reply of one operation, a list. Without `spoil` it is left out.
+/// Damages the last map in the reply of one operation, a list. Without `spoil` it is left out.
 std::function<void(SpoiledBackend &)> inLast(const char *operation, const std::function<void(QVariantMap &)> &spoil)
 {
     return inAnswer(operation, [=](const Call &, Answer &answer) {
@@ -121,7 +121,7 @@ std::function<void(SpoiledBackend &)> inLast(const char *operation, const std::f
     });
 }
 
-/// Spoils the last cabinet that getScreens places.
+/// Damages the last cabinet that getScreens places.
 QVariant withLastPlaced(const QVariant &reply, const std::function<void(QVariantMap &)> &spoil)
 {
     QVariantMap screen = reply.toMap();

@@ -1,5 +1,6 @@
 #include "Application.h"
 
+#include "commandline/Configuration.h"
 #include "session/Service.h"
 #include "session/Session.h"
 #include "terminal/Interrupt.h"
@@ -17,19 +18,17 @@ namespace Ctl {
 namespace {
 
 /// A verb that wraps another command line becomes that one, with its file as an option.
-Invocation unwrap(Invocation invocation)
+Invocation unwrap(Invocation invocation, QString &verb)
 {
     if (!invocation.verb || !invocation.verb->wrapsCommand)
         return invocation;
     if (invocation.rest.isEmpty())
-        throw Failure(
-            ExitUsage,
-            QStringLiteral("%1: which verb? See `correctionctl %1 --help`").arg(QLatin1String(invocation.verb->name)));
+        throw Failure(ExitUsage, QStringLiteral("which verb? See `correctionctl %1 --help`").arg(verb));
     const QString option = QStringLiteral("--") + QLatin1String(invocation.verb->name);
-    Invocation inner = parseCommandLine(invocation.rest);
+    Invocation inner = parseCommandLine(invocation.rest, verb);
     if (inner.verb && inner.verb->wrapsCommand)
-        throw Failure(ExitUsage, QStringLiteral("%1 inside %2: only one of them at a time")
-                                     .arg(QLatin1String(inner.verb->name), QLatin1String(invocation.verb->name)));
+        throw Failure(ExitUsage,
+                      QStringLiteral("only one of %1 and %2 at a time").arg(QLatin1String(invocation.verb->name), verb));
     // Global options may precede the wrapping verb as well.
     for (const Parameter &global : globalOptions()) {
         if (invocation.arguments.has(global.name) && !inner.arguments.has(global.name))
@@ -69,7 +68,47 @@ QString withResult(int exit, const QString &message)
     return QStringLiteral("%1: %2 (%3)").arg(message, resultName(exit), QString::number(exit));
 }
 
-void tell(int exit, const QString &message)
+/// The code's hint, or one that suits the verb better.
+QString nextStep(const ExitCode &code, const Invocation &invocation)
+{
+    const QLatin1String verb(invocation.verb ? invocation.verb->name : "");
+    const auto offers = [&invocation](const char *option) {
+        const QVector<Parameter> parameters = invocation.verb ? invocation.verb->parameters : QVector<Parameter>();
+        return std::any_of(parameters.cbegin(), parameters.cend(),
+                           [option](const Parameter &parameter) { return parameter.key() == QLatin1String(option); });
+    };
+    switch (code.number) {
+    case Correction::enTimeout:
+        if (verb == QLatin1String("doctor"))
+            return QStringLiteral("Check power and network of the named device and whether another program locks it.");
+        break;
+    case Correction::enNoDevice:
+        if (invocation.arguments.has("--backend"))
+            return QStringLiteral("Check the network, and the configuration of the backend.");
+        break;
+    case Correction::enNotSupported:
+        if (verb == QLatin1String("apply") || verb == QLatin1String("cabinet apply"))
+            return QStringLiteral("Only low-gray coefficients can be applied.");
+        break;
+    case ExitDifferent:
+        if (invocation.arguments.has("--replay"))
+            return QStringLiteral("Compare both sides above; record the conversation again if the difference is wanted.");
+        if (verb == QLatin1String("verify"))
+            return QStringLiteral("`restore` writes the snapshot back.");
+        if (verb == QLatin1String("restore"))
+            return QStringLiteral("Run it again; if the same cabinet differs again, run `doctor`.");
+        break;
+    case ExitIncomplete:
+        if (!offers("--device"))
+            return QStringLiteral("Check power and network of the devices that are missing or refused.");
+        break;
+    default:
+        break;
+    }
+    return QLatin1String(code.next);
+}
+
+void tell(int exit, const QString &message, const Invocation &invocation)
 {
     const QStringList problems = exit == ExitNoWall ? message.split(QLatin1Char('\n')) : QStringList{message};
     Output::error(problems.first());
@@ -86,7 +125,7 @@ void tell(int exit, const QString &message)
         Output::note(QStringLiteral("  The device gave the reason that is in brackets. Remove it, then try again."));
     else if (const ExitCode *code = explain(exit))
         Output::note(QStringLiteral("  %1 %2")
-                         .arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""), QLatin1String(code->next))
+                         .arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""), nextStep(*code, invocation))
                          .replace(QStringLiteral("   "), QStringLiteral("  ")));
 }
 
@@ -212,14 +251,17 @@ int runProgram(const QStringList &arguments)
     int exit = ExitSuccess;
     QString message;
     QString verb;
+    Invocation invocation;
     try {
-        const Invocation invocation = withWall(unwrap(parseCommandLine(arguments)));
+        invocation = withWall(unwrap(parseCommandLine(arguments, verb), verb));
         if (!invocation.verb) {
             output.raw(invocation.help.toUtf8());
             Output plain(false, false);
             return plain.finish(QString(), ExitSuccess, QString()) ? ExitSuccess : ExitCannotWrite;
         }
-        verb = QLatin1String(invocation.verb->name);
+        addConfiguration(invocation);
+        output.setQuiet(invocation.arguments.has("--quiet"));
+        LibraryLog::install(invocation.arguments.has("--verbose"));
         refuseBesideBackend(invocation);
         output.setDryRun(invocation.arguments.has("--dry-run"));
         Session session(invocation, output);
@@ -243,13 +285,13 @@ int runProgram(const QStringList &arguments)
     // Flushes the output that was printed before the error message.
     const bool complete = output.finish(verb, exit, message);
     if (!message.isEmpty())
-        tell(exit, message);
+        tell(exit, message, invocation);
     for (const QString &line : requests)
         Output::note(line);
     if (!complete && exit == ExitSuccess) {
         exit = ExitCannotWrite;
         if (!Output::readerGone())
-            tell(exit, QStringLiteral("standard output does not take what is written"));
+            tell(exit, QStringLiteral("standard output does not take what is written"), invocation);
     }
     return exit;
 }

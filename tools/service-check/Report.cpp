@@ -32,7 +32,7 @@ constexpr FindingRow rows[] = {
     {"bad-id", "requests for many cabinets name it as 0"},
     {"not-listed", "ScreenManager::refreshScreen returns enCabinetNotFound and visits no further cabinet or device"},
     {"not-placed", "the library has no such cabinet"},
-    {"no-flags", "the library has no such cabinet, and no result code says so"},
+    {"no-flags", "the library leaves the cabinet out, and refreshScreen returns enSuccess"},
     {"empty-rectangle", "the cabinet has no pixels that can be read or written"},
     {"block-outside", "tryGetCoefficients returns enInvalidParameter"},
     {"short-block", "tryGetCoefficients leaves the pixels without values 0 and returns enSuccess, or enArgumentMismatch for "

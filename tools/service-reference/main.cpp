@@ -25,7 +25,7 @@ namespace {
 
 const char *const introduction = R"(# The device service
 
-What the library asks of the devices, operation by operation. The owner of hardware provides these operations in one of two
+The operations that the library calls on devices. The owner of hardware provides these operations in one of two
 ways:
 
 - implement `Adapter::DeviceBackend` ([`adapter/DeviceBackend.h`](../adapter/DeviceBackend.h)), link `Correction::Adapter` and

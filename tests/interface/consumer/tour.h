@@ -16,7 +16,7 @@
         }                                                                                                                   \
     } while (false)
 
-/// What a host does, whatever the service: it finds one screen "screen", called "Screen", with one cabinet "1" of 4 x 2
+/// What a host does with any service: it finds one screen "screen", called "Screen", with one cabinet "1" of 4 x 2
 /// pixels at its origin, writes coefficients to it, reads them back and saves them.
 inline void tour()
 {
@@ -58,7 +58,7 @@ inline void tour()
     EXPECT(screen->setMutiCabinetSolid(enSaveCommonCoefficient) == enSuccess);
 }
 
-/// Runs `act` and returns how often the manager then said that the screens changed.
+/// Runs `act` and returns how often the manager then emitted that the screens changed.
 template <typename Act>
 int screenChanges(Act act)
 {

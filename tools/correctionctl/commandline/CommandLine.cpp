@@ -35,8 +35,13 @@ public:
             add(verb);
     }
 
-    Invocation parse(const QStringList &arguments)
+    /// See parseCommandLine().
+    Invocation parse(const QStringList &arguments, QString &verb)
     {
+        const auto refuseUnoffered = [&verb](const QString &name) {
+            verb = verbOf(name) ? name : QString();
+            Parser::refuseUnoffered(name);
+        };
         std::vector<std::string> reversed;
         for (auto argument = arguments.crbegin(); argument != arguments.crend(); ++argument)
             reversed.push_back(argument->toStdString());
@@ -59,7 +64,7 @@ public:
             const QString name = deepest();
             refuseUnoffered(name);
             const QString reason = reasonOf(error, name);
-            throw Failure(ExitUsage, name.isEmpty() ? reason : name + QStringLiteral(": ") + reason);
+            throw Failure(ExitUsage, familyOf(name) ? name + QStringLiteral(": ") + reason : reason);
         }
         invocation.verb = verbOf(deepest());
         if (!invocation.verb)
@@ -70,7 +75,8 @@ public:
             app = app->get_subcommands().front();
             collect(*app, invocation.arguments);
         }
-        refuseUnoffered(*invocation.verb, invocation.arguments);
+        refuseUnoffered(QLatin1String(invocation.verb->name));
+        refuseUnofferedOptions(*invocation.verb, invocation.arguments);
         for (const std::string &text : app->remaining())
             invocation.rest.append(fromCli(text));
         return invocation;
@@ -217,28 +223,28 @@ private:
 
     /// What needs the virtual wall or the adapter is refused where the program has another service: there an option that has
     /// no effect would let requests meant for a virtual wall reach real devices.
-    [[noreturn]] static void refuseVirtual(const QString &what)
+    [[noreturn]] static void refuseVirtual(const QString &prefix)
     {
-        throw Failure(ExitUsage,
-                      QStringLiteral("%1: not offered here; this program was built with a device service and works on "
-                                     "real devices")
-                          .arg(what));
+        throw Failure(ExitUsage, prefix
+                                     + QStringLiteral("not offered here; this program was built with a device service and "
+                                                      "works on real devices"));
     }
 
     static void refuseUnoffered(const QString &name)
     {
         const Verb *const verb = verbOf(name);
         const Family *const family = familyOf(name);
-        if (!Service::hasWall() && ((verb && verb->virtualOnly) || (family && family->virtualOnly)))
-            refuseVirtual(name);
+        if (!Service::hasWall() && verb && verb->virtualOnly)
+            refuseVirtual(QString());
+        if (!Service::hasWall() && family && family->virtualOnly)
+            refuseVirtual(name + QStringLiteral(": "));
     }
 
-    static void refuseUnoffered(const Verb &verb, const Arguments &arguments)
+    static void refuseUnofferedOptions(const Verb &verb, const Arguments &arguments)
     {
-        refuseUnoffered(QLatin1String(verb.name));
         for (const Parameter &parameter : knownGlobalOptions() + verb.parameters + QVector<Parameter>{dryRunOption()}) {
             if (!Service::hasWall() && parameter.virtualOnly && arguments.has(parameter.name))
-                refuseVirtual(parameter.key());
+                refuseVirtual(parameter.key() + QStringLiteral(": "));
         }
     }
 
@@ -272,14 +278,15 @@ QColor Arguments::color(const char *name, const QColor &fallback) const
     return parseColor(text(name)).value_or(fallback);
 }
 
-Invocation parseCommandLine(const QStringList &arguments)
+Invocation parseCommandLine(const QStringList &arguments, QString &verb)
 {
+    verb.clear();
     // Documents that are printed instead of running a verb.
     Invocation invocation;
     const QString first = arguments.value(0);
     if (arguments.isEmpty() || first == QLatin1String("help")) {
         if (arguments.size() > 1)
-            return parseCommandLine(arguments.mid(1) + QStringList{QStringLiteral("--help")});
+            return parseCommandLine(arguments.mid(1) + QStringList{QStringLiteral("--help")}, verb);
         invocation.help = helpText();
     } else if (first == QLatin1String("--version")) {
         invocation.help = QStringLiteral("correctionctl " CORRECTIONCTL_VERSION "\n");
@@ -288,7 +295,7 @@ Invocation parseCommandLine(const QStringList &arguments)
     } else if (first == QLatin1String("--completion")) {
         invocation.help = completion(arguments.value(1));
     } else {
-        return Parser().parse(arguments);
+        return Parser().parse(arguments, verb);
     }
     return invocation;
 }

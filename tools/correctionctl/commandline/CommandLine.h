@@ -33,8 +33,9 @@ struct Invocation {
     QString help;     ///< The text to print instead of running a verb.
 };
 
-/// `arguments` without the program's name. Throws a Failure with ExitUsage.
-Invocation parseCommandLine(const QStringList &arguments);
+/// `arguments` without the program's name. Throws a Failure with ExitUsage. `verb` is set, also before a Failure, to the
+/// verb that is named.
+Invocation parseCommandLine(const QStringList &arguments, QString &verb);
 
 QString helpText();
 QString helpText(const Family &family);

@@ -1,6 +1,7 @@
 #include "Documents.h"
 
 #include "CommandLine.h"
+#include "Configuration.h"
 #include "session/Service.h"
 #include "terminal/ExitCodes.h"
 
@@ -132,7 +133,8 @@ QString shellQuoted(QString text)
     return QLatin1Char('\'') + text.replace(QLatin1Char('\''), QStringLiteral("'\\''")) + QLatin1Char('\'');
 }
 
-/// How a shell completes a parameter's values: "file", "directory", "screen", words, or nothing.
+/// How a shell completes a parameter's values: "@file", "@directory", "@wall", "@screen", "@device", "@cabinet", words, or
+/// "@none".
 QString completionKind(const Parameter &parameter)
 {
     switch (parameter.value) {
@@ -142,6 +144,10 @@ QString completionKind(const Parameter &parameter)
         return QStringLiteral("@directory");
     case Value::Screen:
         return QStringLiteral("@screen");
+    case Value::Device:
+        return QStringLiteral("@device");
+    case Value::Cabinet:
+        return QStringLiteral("@cabinet");
     case Value::OnOff:
     case Value::Kind:
     case Value::Choice:
@@ -155,8 +161,6 @@ QString completionKind(const Parameter &parameter)
     case Value::Rect:
     case Value::Size:
     case Value::Color:
-    case Value::Device:
-    case Value::Cabinet:
     case Value::Layer:
     case Value::Counts:
         return parameter.key() == QLatin1String("--wall") ? QStringLiteral("@wall") : QStringLiteral("@none");
@@ -242,9 +246,7 @@ QString completionWalk()
     return filled("walk.sh.in", {{QStringLiteral("NEXT"), tables.next},
                                  {QStringLiteral("OPTIONS"), tables.options},
                                  {QStringLiteral("VALUES"), tables.values},
-                                 {QStringLiteral("POSITIONALS"), tables.positionals},
-                                 {QStringLiteral("SCREENS"),
-                                  filled(Service::hasWall() ? "screens-of-wall.sh.in" : "screens-of-service.sh.in", {})}});
+                                 {QStringLiteral("POSITIONALS"), tables.positionals}});
 }
 
 } // namespace
@@ -315,19 +317,22 @@ QString manualPage()
     for (const ExitCode &code : exitCodes())
         codes.append({QStringLiteral("%1 (%2)").arg(code.number).arg(QLatin1String(code.name)),
                       QStringLiteral("%1 %2").arg(QLatin1String(code.meaning), QLatin1String(code.next))});
-    return filled("manual.roff.in",
-                  {{QStringLiteral("VERSION"), QStringLiteral(CORRECTIONCTL_VERSION)},
-                   {QStringLiteral("TAGLINE"), roff(tagline)},
-                   {QStringLiteral("WALL"),
-                    Service::hasWall() ? QStringLiteral("on a virtual wall")
-                                       : QStringLiteral("through the device service that the program was built with")},
-                   {QStringLiteral("WALLVARIABLE"),
-                    Service::hasWall() ? roffRows({{QStringLiteral("CORRECTION_WALL"),
-                                                    QStringLiteral("The virtual wall, where --wall does not name one.")}})
-                                       : QString()},
-                   {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
-                   {QStringLiteral("VERBS"), described},
-                   {QStringLiteral("EXITCODES"), roffRows(codes)}});
+    return filled(
+        "manual.roff.in",
+        {{QStringLiteral("VERSION"), QStringLiteral(CORRECTIONCTL_VERSION)},
+         {QStringLiteral("TAGLINE"), roff(tagline)},
+         {QStringLiteral("WALL"), Service::hasWall()
+                                      ? QStringLiteral("on a virtual wall")
+                                      : QStringLiteral("through the device service that the program was built with")},
+         {QStringLiteral("KEYS"), roff(configurationKeys().join(QStringLiteral(", ")))},
+         {QStringLiteral("WALLVARIABLE"),
+          Service::hasWall() ? roffRows(
+              {{QStringLiteral("CORRECTION_WALL"), QStringLiteral("The virtual wall, where --wall does not name one. It has "
+                                                                  "priority over the configuration file.")}})
+                             : QString()},
+         {QStringLiteral("OPTIONS"), roffRows(globalRows() + standAlone())},
+         {QStringLiteral("VERBS"), described},
+         {QStringLiteral("EXITCODES"), roffRows(codes)}});
 }
 
 QString completion(const QString &shell)

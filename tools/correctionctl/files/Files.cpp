@@ -2,6 +2,7 @@
 
 #include "Csv.h"
 #include "Npy.h"
+#include "Npz.h"
 #include "terminal/ExitCodes.h"
 #include "terminal/Output.h"
 #include "terminal/Texts.h"
@@ -47,13 +48,13 @@ bool parseNumbers(const QByteArray &text, QVector<quint16> &values, QString &rea
     };
     blanks();
     if (at == end || *at != '[')
-        return refuse("no JSON array of numbers: no \"[\"");
+        return refuse("not a JSON array of numbers: it does not begin with \"[\"");
     ++at;
     blanks();
     for (bool first = true; at < end && *at != ']'; first = false) {
         if (!first) {
             if (*at != ',')
-                return refuse("no \",\"");
+                return refuse("expected \",\"");
             ++at;
             blanks();
         }
@@ -62,7 +63,7 @@ bool parseNumbers(const QByteArray &text, QVector<quint16> &values, QString &rea
         while (at < end && *at >= '0' && *at <= '9' && number <= 65535)
             number = number * 10 + quint32(*at++ - '0');
         if (at == begin || number > 65535 || (*begin == '0' && at - begin > 1))
-            return refuse("no number from 0 to 65535");
+            return refuse("expected a number from 0 to 65535");
         values.append(quint16(number));
         blanks();
     }
@@ -95,6 +96,8 @@ FileForm formOfContent(const QByteArray &bytes)
         return FileForm::Png;
     if (isTiff(bytes))
         return FileForm::Tiff;
+    if (bytes.startsWith("PK\x03\x04"))
+        return FileForm::Npz;
     const QByteArray begin = bytes.left(100).trimmed();
     if (begin.startsWith('['))
         return FileForm::Json;
@@ -113,6 +116,8 @@ std::optional<FileForm> formOfName(const QString &path)
     const QString extension = QFileInfo(path).suffix().toLower();
     if (extension == QLatin1String("npy"))
         return FileForm::Npy;
+    if (extension == QLatin1String("npz"))
+        return FileForm::Npz;
     if (extension == QLatin1String("csv"))
         return FileForm::Csv;
     if (extension == QLatin1String("json"))
@@ -142,7 +147,7 @@ Grid parsePicture(const QString &path, QByteArray bytes, FileForm form)
 {
     // Looked at here, since the decoders print their own warnings about such files.
     if (form == FileForm::Png && (!bytes.startsWith("\x89PNG\r\n\x1a\n") || !bytes.endsWith("IEND\xae\x42\x60\x82")))
-        throw badFile(path, QStringLiteral("no PNG picture, or cut short"));
+        throw badFile(path, QStringLiteral("not a PNG picture, or cut short"));
     if (form == FileForm::Tiff && !isTiff(bytes))
         throw badFile(path, QStringLiteral("not a TIFF picture"));
     QBuffer buffer(&bytes);
@@ -152,7 +157,7 @@ Grid parsePicture(const QString &path, QByteArray bytes, FileForm form)
         throw badFile(path,
                       QStringLiteral("a damaged %1 picture").arg(QLatin1String(form == FileForm::Png ? "PNG" : "TIFF")));
     if (picture.format() != QImage::Format_Grayscale16 && picture.format() != QImage::Format_Grayscale8)
-        throw badFile(path, QStringLiteral("no grey picture of 16 or 8 bits, as a preview of coefficients is"));
+        throw badFile(path, QStringLiteral("not a grey picture of 16 or 8 bits, as a preview of coefficients is"));
     Grid grid;
     grid.size = picture.size();
     grid.length = 1;
@@ -230,7 +235,8 @@ FileForm formOf(const QString &path)
 {
     const std::optional<FileForm> form = isStream(path) ? FileForm::Npy : formOfName(path);
     if (!form)
-        throw Failure(ExitUsage, path + QStringLiteral(": files of coefficients end in .npy, .csv, .json, .png or .tif"));
+        throw Failure(ExitUsage,
+                      path + QStringLiteral(": files of coefficients end in .npy, .npz, .csv, .json, .png or .tif"));
     return *form;
 }
 
@@ -247,6 +253,7 @@ Grid readGrid(const QString &path)
     Grid grid;
     QString reason;
     if (!(form == FileForm::Npy   ? parseNpy(bytes, grid, reason)
+          : form == FileForm::Npz ? parseNpz(bytes, grid, reason)
           : form == FileForm::Csv ? parseCsv(bytes, grid, reason)
                                   : parseNumbers(bytes, grid.values, reason)))
         throw badFile(path, reason);
@@ -309,6 +316,8 @@ void writeGrid(const QString &path, const Grid &grid, int channel)
         return;
     case FileForm::Csv:
         return writeFile(path, toCsv(grid));
+    case FileForm::Npz:
+        return writeFile(path, toNpz(grid));
     case FileForm::Json: {
         if (grid.length != lengthOf(enCommonCoefficient))
             throw Failure(ExitUsage, path + QStringLiteral(": only grids of 9 values a pixel have a JSON text; take .npy"));
@@ -403,7 +412,7 @@ void openForWriting(QSaveFile &file)
     // Renaming puts an ordinary file in the place of whatever stands there, be it the system's /dev/null.
     const QFileInfo there(file.fileName());
     if (there.exists() && !there.isFile() && !there.isDir())
-        throw Failure(ExitCannotWrite, file.fileName() + QStringLiteral(": is no ordinary file"));
+        throw Failure(ExitCannotWrite, file.fileName() + QStringLiteral(": is not an ordinary file"));
     // QSaveFile::commit() forgets what goes wrong with bytes that stayed in a buffer until then.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));

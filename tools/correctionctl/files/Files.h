@@ -13,6 +13,7 @@ namespace Ctl {
 /// Files of coefficients, by the extension of their name:
 /// - ".npy": a NumPy array of the shape (rows, columns, values), written as little-endian uint16 (uint8 for multilayer) in C
 ///   order; read as Npy.h says;
+/// - ".npz": Npz.h;
 /// - ".csv": Csv.h;
 /// - ".json": the library's JSON text, a flat array of numbers; the size of the grid is not part of it;
 /// - ".png", ".tif", ".tiff": one value of each pixel, as a picture of 16-bit grey (8-bit for multilayer). A name with "%"
@@ -24,7 +25,7 @@ namespace Ctl {
 ///
 /// Every other file is written to a temporary file and renamed, so that it is whole or not there. All functions throw a
 /// Failure that names the file and the reason.
-enum class FileForm { Npy, Csv, Json, Png, Tiff };
+enum class FileForm { Npy, Npz, Csv, Json, Png, Tiff };
 
 bool isStream(const QString &path);
 FileForm formOf(const QString &path);

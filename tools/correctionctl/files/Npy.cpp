@@ -256,7 +256,7 @@ bool readStart(const QByteArray &file, Start &start, QString &reason)
     };
     const auto cut = [&refuse] { return refuse(QStringLiteral("cut short inside its header")); };
     if (!file.startsWith(magic))
-        return refuse(QStringLiteral("no NumPy file: it does not begin with \\x93NUMPY"));
+        return refuse(QStringLiteral("not a NumPy file: it does not begin with \\x93NUMPY"));
     if (file.size() < 8)
         return cut();
     const int version = quint8(file[6]);
@@ -271,7 +271,7 @@ bool readStart(const QByteArray &file, Start &start, QString &reason)
         return cut();
     HeaderReader header(file.mid(begin, int(headerSize)));
     if (!header.read())
-        return refuse(QStringLiteral("its header is no dictionary of 'descr', 'fortran_order' and 'shape'"));
+        return refuse(QStringLiteral("its header is not a dictionary of 'descr', 'fortran_order' and 'shape'"));
     start = {header.descr, header.fortranOrder, header.shape, begin + headerSize};
     return true;
 }

@@ -18,9 +18,24 @@ constexpr int greatest = std::numeric_limits<int>::max();
 const Integer any{std::numeric_limits<int>::min(), greatest};
 const Integer positive{1, greatest};
 
+struct Settings {
+    QList<int> blue;
+    QString device;
+    qint64 effect = Ctl::SnapshotSettings::unknownEffect;
+    QList<int> green;
+    QList<int> red;
+
+    friend bool operator==(const Settings &left, const Settings &right)
+    {
+        return left.blue == right.blue && left.device == right.device && left.effect == right.effect
+               && left.green == right.green && left.red == right.red;
+    }
+};
+
 struct Head {
     qint64 cabinets = 0;
     QString screen;
+    QVector<Settings> settings;
 };
 
 struct CabinetLine {
@@ -42,6 +57,19 @@ struct End {
 } // namespace
 
 template <>
+struct Table<Settings> {
+    template <typename Field>
+    static void fields(Field &field)
+    {
+        field("blue", "", &Settings::blue, ListOf<Integer>{any}, never);
+        field("device", "", &Settings::device, Text(), always);
+        field("effect", "", &Settings::effect, any, never);
+        field("green", "", &Settings::green, ListOf<Integer>{any}, never);
+        field("red", "", &Settings::red, ListOf<Integer>{any}, never);
+    }
+};
+
+template <>
 struct Table<Head> {
     template <typename Field>
     static void fields(Field &field)
@@ -49,6 +77,7 @@ struct Table<Head> {
         field("cabinets", "", &Head::cabinets, Integer{0, greatest}, always);
         field("format", "", Whole(), Format{"correction-snapshot"}, always);
         field("screen", "", &Head::screen, Text(), always);
+        field("settings", "", &Head::settings, Objects(), never);
         field("version", "", Whole(), Version{1}, always);
     }
 };
@@ -86,6 +115,7 @@ namespace Ctl {
 namespace {
 
 constexpr qint64 longestLine = 1 << 16;
+constexpr qint64 longestHead = 1 << 26; // gamma tables of all devices
 constexpr int bytesOfPixel = Correction::chromaPixelLength * int(sizeof(quint16));
 
 QByteArray sumOf(const QByteArray &bytes)
@@ -123,10 +153,15 @@ QByteArray lineOf(const T &value)
 
 } // namespace
 
-SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int cabinets) : m_file(path)
+SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int cabinets,
+                               const QVector<SnapshotSettings> &settings)
+    : m_file(path)
 {
     openForWriting(m_file);
-    writeLine(lineOf(Json::Head{cabinets, screenId}));
+    Json::Head head{cabinets, screenId, {}};
+    for (const SnapshotSettings &device : settings)
+        head.settings.append({device.gamma[2], device.device, device.effect, device.gamma[1], device.gamma[0]});
+    writeLine(lineOf(head));
 }
 
 void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes)
@@ -157,9 +192,9 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
         throw Failure(ExitNoInput,
                       QStringLiteral("%1: %2").arg(path, QFileInfo(path).isDir() ? QStringLiteral("is a directory")
                                                                                  : m_file.errorString()));
-    const QJsonObject first = line();
+    const QJsonObject first = line(longestHead);
     if (first.value(QStringLiteral("format")).toString() != QLatin1String("correction-snapshot"))
-        refuse(QStringLiteral("no snapshot"));
+        refuse(QStringLiteral("not a snapshot"));
     const QJsonValue version = first.value(QStringLiteral("version"));
     if (version != QJsonValue(1))
         refuse(QStringLiteral("a snapshot of version %1; this program reads version 1").arg(Json::Reader::shown(version)));
@@ -169,9 +204,11 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
     if (!reader.isGood())
         refuse(QStringLiteral("its first line is damaged"));
     m_screenId = head.screen;
+    for (const Json::Settings &device : qAsConst(head.settings))
+        m_settings.append({device.device, device.effect, {device.red, device.green, device.blue}});
     const auto count = static_cast<int>(head.cabinets);
     for (int i = 0; i < count; ++i) {
-        const QJsonObject entry = line();
+        const QJsonObject entry = line(longestLine);
         const QString place = QStringLiteral("cabinet %1 of %2").arg(i + 1).arg(count);
         SnapshotCabinet cabinet;
         if (!parseCabinet(entry, cabinet))
@@ -184,7 +221,7 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
     }
     const QByteArray sum = m_lines.result().toHex();
     Json::End last;
-    Json::readObject(reader, line(), last);
+    Json::readObject(reader, line(longestLine), last);
     if (!reader.isGood() || last.end != count || !m_file.atEnd())
         refuse(QStringLiteral("its last line is missing or damaged"));
     if (last.sha256.toLatin1() != sum)
@@ -209,15 +246,15 @@ void SnapshotReader::refuse(const QString &reason) const
     throw Failure(ExitBadData, m_file.fileName() + QStringLiteral(": ") + reason);
 }
 
-QJsonObject SnapshotReader::line()
+QJsonObject SnapshotReader::line(qint64 longest)
 {
-    const QByteArray text = m_file.readLine(longestLine);
+    const QByteArray text = m_file.readLine(longest);
     if (text.isEmpty())
         refuse(QStringLiteral("cut short"));
     Json::Reader reader{QString()};
     QJsonObject object;
     if (!text.endsWith('\n') || !reader.parseLine(text, object) || !reader.isGood())
-        refuse(QStringLiteral("no snapshot, or damaged: no line of JSON at byte %1%2")
+        refuse(QStringLiteral("not a snapshot, or damaged: no line of JSON at byte %1%2")
                    .arg(QString::number(m_file.pos() - text.size()),
                         reader.isGood() ? QString() : QStringLiteral(": ") + reader.firstProblem()));
     m_lines.addData(text);

@@ -3,21 +3,27 @@
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QFile>
 #include <QtCore/QJsonObject>
+#include <QtCore/QList>
 #include <QtCore/QRect>
 #include <QtCore/QSaveFile>
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
+#include <array>
+
 namespace Ctl {
 
-/// A snapshot: the chroma coefficients of a screen's cabinets. A file of lines of JSON, each but the first and the last
-/// followed by the bytes of one cabinet (row by row, 9 little-endian uint16 a pixel):
+/// A snapshot: the chroma coefficients of a screen's cabinets, and settings of its devices. A file of lines of JSON, each
+/// but the first and the last followed by the bytes of one cabinet (row by row, 9 little-endian uint16 a pixel):
 ///
-///     {"format":"correction-snapshot","version":1,"screen":"main","cabinets":24}
+///     {"format":"correction-snapshot","version":1,"screen":"main","cabinets":24,
+///      "settings":[{"device":"A","effect":0,"red":[...],"green":[...],"blue":[...]}]}  (in one line)
 ///     {"cabinet":"1","device":"A","x":0,"y":0,"width":128,"height":128,"bytes":294912,"sha256":"..."}
 ///     <294912 bytes>
 ///     ...
 ///     {"end":24,"sha256":"..."}
+///
+/// "settings" is optional, and of them "effect" and each gamma table.
 ///
 /// The last sum is that of all lines before it: it covers the other sums, so that any damage and a truncated file are found,
 /// before anything of it is used.
@@ -30,11 +36,21 @@ struct SnapshotCabinet {
     QByteArray sum; ///< SHA-256 of the bytes, as hexadecimal text.
 };
 
+/// The settings of a device that the library can read.
+struct SnapshotSettings {
+    static constexpr qint64 unknownEffect = Q_INT64_C(1) << 32; ///< No effect mode is as large.
+
+    QString device;
+    qint64 effect = unknownEffect;   ///< EnumEffectMode, or a number of the device.
+    std::array<QList<int>, 3> gamma; ///< By EnumGammaType: red, green, blue. Empty: unknown.
+};
+
 class SnapshotWriter
 {
 public:
     /// All functions throw a Failure that names the file.
-    SnapshotWriter(const QString &path, const QString &screenId, int cabinets);
+    SnapshotWriter(const QString &path, const QString &screenId, int cabinets,
+                   const QVector<SnapshotSettings> &settings = {});
     void add(const SnapshotCabinet &cabinet, const QByteArray &bytes);
     void finish();
 
@@ -54,17 +70,19 @@ public:
 
     const QString &screenId() const { return m_screenId; }
     const QVector<SnapshotCabinet> &cabinets() const { return m_cabinets; }
+    const QVector<SnapshotSettings> &settings() const { return m_settings; }
     /// The bytes of a cabinet, checked again.
     QByteArray bytesOf(const SnapshotCabinet &cabinet);
 
 private:
     [[noreturn]] void refuse(const QString &reason) const;
-    QJsonObject line();
+    QJsonObject line(qint64 longest);
 
     QFile m_file;
     QCryptographicHash m_lines{QCryptographicHash::Sha256};
     QString m_screenId;
     QVector<SnapshotCabinet> m_cabinets;
+    QVector<SnapshotSettings> m_settings;
 };
 
 } // namespace Ctl

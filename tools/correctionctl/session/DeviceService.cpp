@@ -39,7 +39,7 @@ bool keepsWhatIsSaved()
     return true;
 }
 
-void open(const QString &) {}
+void open(const QString &, Access) {}
 
 void openBackend(const QString &)
 {
@@ -70,6 +70,11 @@ QStringList listedDevices()
     for (const auto &device : Quorvex::Communicator::HttpDevice::HttpProxy::getInstance()->getDeviceList())
         keys.append(device.key);
     return keys;
+}
+
+Discovered discovered()
+{
+    return {};
 }
 
 bool isWatched()

@@ -37,6 +37,13 @@ struct Outcome {
     QString reason;  ///< Of the first refusal, if the service gives one.
 };
 
+/// How far the discovery is.
+struct Discovered {
+    int listed = 0;   ///< Devices; 0 before they are listed.
+    int finished = 0; ///< Of them, those before the one that is queried.
+    QString device;   ///< The one that is queried.
+};
+
 /// The result of a replay.
 struct Replayed {
     int answered = 0;
@@ -53,8 +60,10 @@ bool hasWall();
 bool isWall();
 /// Whether saved values survive this program: not on a virtual wall that is not a directory.
 bool keepsWhatIsSaved();
-/// Installs the wall: a preset's name, a wall file or a wall directory. Call once, before discovery.
-void open(const QString &wall);
+enum class Access { ReadOnly, ReadWrite };
+/// Installs the wall: a preset's name, a wall file or a wall directory. Call once, before discovery. ReadOnly: a directory
+/// is not locked, so another process may have it open.
+void open(const QString &wall, Access access);
 /// Installs the backend of a plug-in, "FILE" or "FILE:CONFIGURATION". Otherwise like open().
 void openBackend(const QString &source);
 /// Replays a recording instead of opening a wall.
@@ -72,6 +81,8 @@ void forgetExchanges();
 QVector<Exchange> exchanges();
 /// Keys of the devices that discovery lists, also of those that do not answer.
 QStringList listedDevices();
+/// Safe to call on any thread. All zero where isWatched() is false.
+Discovered discovered();
 /// Whether outcomes() are known: not with a service that is linked in.
 bool isWatched();
 /// The calls of devices since the service was opened, by device and operation.

@@ -1,12 +1,29 @@
 #include "Session.h"
 
 #include "Service.h"
+#include "terminal/Interrupt.h"
+#include "terminal/Progress.h"
 
 #include <algorithm>
 
 using namespace Correction;
 
 namespace Ctl {
+
+namespace {
+
+QString discoveryText(qint64 seconds)
+{
+    const Service::Discovered state = Service::discovered();
+    const QString progress = state.listed == 0 ? QString()
+                             : state.device.isEmpty()
+                                 ? QStringLiteral(", %1 queried").arg(counted(state.listed, "device"))
+                                 : QStringLiteral(", %1 of %2 queried, waiting for device %3")
+                                       .arg(QString::number(state.finished), counted(state.listed, "device"), state.device);
+    return QStringLiteral("discovering the screens%1 (%2 s)").arg(progress, QString::number(seconds));
+}
+
+} // namespace
 
 Session::Session(const Invocation &invocation, Output &output) : m_invocation(invocation), m_output(output) {}
 
@@ -21,7 +38,8 @@ void Session::openService()
     else if (arguments().has("--backend"))
         Service::openBackend(arguments().text("--backend"));
     else
-        Service::open(arguments().text("--wall", QStringLiteral("demo")));
+        Service::open(arguments().text("--wall", QStringLiteral("demo")),
+                      changes() && !dryRun() ? Service::Access::ReadWrite : Service::Access::ReadOnly);
     m_open = true;
     if (arguments().has("--record"))
         Service::record(arguments().text("--record"));
@@ -33,7 +51,8 @@ ScreenManager &Session::manager()
     ScreenManager *const manager = ScreenManager::getInstance();
     if (!m_discovered) {
         manager->init();
-        const EnumErrorCode code = manager->refreshScreen();
+        const EnumErrorCode code = refresh();
+        Interrupt::check(QStringLiteral("nothing was sent but queries"));
         if (code != enSuccess)
             reportLibraryWarnings();
         check(code, QStringLiteral("discovering the screens"));
@@ -42,6 +61,12 @@ ScreenManager &Session::manager()
             Service::holdBackWrites();
     }
     return *manager;
+}
+
+EnumErrorCode Session::refresh()
+{
+    const Ticker ticker(m_output, discoveryText);
+    return ScreenManager::getInstance()->refreshScreen();
 }
 
 void Session::takeDiscovered()
@@ -178,15 +203,18 @@ void Session::findAmbiguities()
     }
 }
 
-void Session::requireUniqueIds(const QString &screenId) const
+bool Session::changes() const
 {
     // A verb that writes sets something where all its arguments are given; else it prints it.
     const auto &parameters = verb().parameters;
-    const bool changes =
-        verb().writes && std::all_of(parameters.cbegin(), parameters.cend(), [this](const Parameter &parameter) {
-            return parameter.isOption() || arguments().has(parameter.name);
-        });
-    if ((changes || verb().wholeScreen) && m_ambiguousScreens.contains(screenId))
+    return verb().writes && std::all_of(parameters.cbegin(), parameters.cend(), [this](const Parameter &parameter) {
+               return parameter.isOption() || arguments().has(parameter.name);
+           });
+}
+
+void Session::requireUniqueIds(const QString &screenId) const
+{
+    if ((changes() || verb().wholeScreen) && m_ambiguousScreens.contains(screenId))
         throw Failure(ExitAmbiguous,
                       QStringLiteral("screen %1: %2. Nothing was sent").arg(screenId, m_ambiguousScreens.value(screenId)));
 }

@@ -28,11 +28,15 @@ public:
     const QStringList &rest() const { return m_invocation.rest; }
     Output &out() { return m_output; }
     bool dryRun() const { return arguments().has("--dry-run"); }
+    /// Whether the verb sends something that changes a device.
+    bool changes() const;
 
     /// Opens the service without calling it. Call it once.
     void openService();
     /// Discovers the screens, once.
     Correction::ScreenManager &manager();
+    /// ScreenManager::refreshScreen(), which manager() calls. A terminal shows how far it is.
+    Correction::EnumErrorCode refresh();
     /// Marks the screens as discovered, for a verb that runs the discovery itself.
     void takeDiscovered();
     /// Devices that discovery lists and no screen has: they did not answer what a refresh queries.

@@ -12,6 +12,7 @@
 #include <simulator/WallFile.h>
 
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QMap>
 
 #include <algorithm>
@@ -33,8 +34,12 @@ namespace {
 
 bool g_replaying = false;
 bool g_keepsExchanges = false;
+bool g_isReadOnly = false; ///< The wall is a directory that is only read.
 QVector<Exchange> g_exchanges;
+std::mutex g_mutex; ///< Of what observe() changes.
 QStringList g_listedDevices;
+QString g_lastDevice;                       ///< Of the last call that has ended.
+bool g_isLastQuery = false;                 ///< Whether it was the last query of that device in a refresh.
 using OutcomeKey = QPair<QString, QString>; // device, operation
 QMap<OutcomeKey, Outcome> g_outcomes;
 QMap<OutcomeKey, Outcome> g_refusals; ///< Since takeRefusals().
@@ -109,8 +114,7 @@ void count(QMap<OutcomeKey, Outcome> &outcomes, const Call &call, bool changes, 
 /// Observes every call, on the calling thread.
 void observe(const Call &call)
 {
-    static std::mutex mutex;
-    const std::lock_guard<std::mutex> guard(mutex);
+    const std::lock_guard<std::mutex> guard(g_mutex);
     if (g_keepsExchanges)
         g_exchanges.append(exchangeOf(call));
     if (call.operation == QLatin1String("HttpProxy::getDeviceList")) {
@@ -124,6 +128,10 @@ void observe(const Call &call)
     const Adapter::Operation *const operation = Adapter::findOperation(call.operation);
     const bool changes = operation && operation->isChange();
     const bool refused = !call.result || call.rejected || !call.settled;
+    // The failure of any query but the first ends those of a device.
+    g_lastDevice = call.deviceKey;
+    g_isLastQuery = call.operation == QLatin1String("CabinetInfoOperator::getCabAllFlags")
+                    || (refused && call.operation != QLatin1String("HWInfo::getHWInfo"));
     count(g_outcomes, call, changes, refused);
     if (refused)
         count(g_refusals, call, changes, refused);
@@ -158,13 +166,14 @@ bool isWall()
 
 bool keepsWhatIsSaved()
 {
-    return !isWall() || !wall().directory().isNull();
+    return !isWall() || g_isReadOnly || !wall().directory().isNull();
 }
 
-void open(const QString &source)
+void open(const QString &source, Access access)
 {
     QString error;
-    if (!wall().load(source, &error))
+    g_isReadOnly = access == Access::ReadOnly && QFileInfo(source).isDir() && !Simulator::presetNames().contains(source);
+    if (!(g_isReadOnly ? wall().loadReadOnly(source, &error) : wall().load(source, &error)))
         refuse(error);
     // Calls hold whole coefficient planes as strings, and the tool does not read them back from the wall.
     wall().journal().setLimit(0);
@@ -245,6 +254,18 @@ void forgetExchanges()
 QStringList listedDevices()
 {
     return g_listedDevices;
+}
+
+Discovered discovered()
+{
+    const std::lock_guard<std::mutex> guard(g_mutex);
+    Discovered state;
+    state.listed = g_listedDevices.size();
+    // Devices are queried in their order.
+    const int index = g_listedDevices.indexOf(g_lastDevice);
+    state.finished = index + (index < 0 || g_isLastQuery ? 1 : 0);
+    state.device = g_listedDevices.value(state.finished);
+    return state;
 }
 
 bool isWatched()

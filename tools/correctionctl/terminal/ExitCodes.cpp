@@ -17,7 +17,7 @@ QVector<ExitCode> knownExitCodes()
         {1, "enArgumentMismatch",
          "An argument does not suit its target: the kind of a grid, its place in a cabinet, an empty list, a pattern that "
          "does not come out even.",
-         "Compare the argument with what `show` and `cabinet CID info` print; multilayer grids cannot be read."},
+         "Compare the argument with what `show` and `cabinet CID info` print."},
         {2, "enOutOfRange",
          "A rectangle outside the screen, a brightness outside its range, or a number of values that does not match a "
          "grid's size.",
@@ -35,8 +35,7 @@ QVector<ExitCode> knownExitCodes()
         {6, "enNoDevice", "Discovery found no device at all.",
          Service::hasWall() ? "Check the network, and which wall is meant by --wall."
                             : "Check the network, and the power of the devices."},
-        {7, "enNotSupported", "A kind that the operation or the device does not support.",
-         "See `features` and `support`; low-gray grids cannot be read, and only low-gray ones can be applied."},
+        {7, "enNotSupported", "A kind that the operation or the device does not support.", "See `features` and `support`."},
         {8, "enCabinetNotFound", "A screen places a cabinet that its device does not list.",
          "The device's configuration contradicts itself: load it again with the device's own software."},
         {ExitDifferent, "different", "What was compared differs.", "See what is printed; `diff --picture` draws where."},
@@ -53,14 +52,14 @@ QVector<ExitCode> knownExitCodes()
          "Give every cabinet of the wall an id of its own with the software of the devices; `doctor` finds what is left."},
         {ExitUnknown, "unknown", "No screen, device or cabinet has this id.", "See `screens`, `tree` and `cabinets`."},
         {ExitNoWall, "no wall", "The wall, or the device service, cannot be used.",
-         "See the reason: an unknown preset, a bad wall file, a directory in use by another program, a plug-in that is "
-         "none."},
-        {ExitInternal, "internal", "The program met a situation that it does not know.", "Please report it, with `doctor`."},
+         "See the reason: an unknown preset, a bad wall file, a directory in use by another program, a file that is not a "
+         "plug-in."},
+        {ExitInternal, "internal", "A defect of this program.", "Please report it, with `doctor`."},
         {ExitNoMemory, "no memory", "Memory ran out.", "Take a smaller rectangle."},
         {ExitCannotWrite, "cannot write", "An output file or directory cannot be written; what was there before is whole.",
          "Check the path, its permissions and the free space."},
         {ExitInterrupted, "interrupted", "Ctrl-C ended the work between two requests.",
-         "The message says what was carried out until then."},
+         "See the message for what was carried out until then."},
     };
 }
 

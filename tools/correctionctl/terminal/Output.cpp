@@ -19,6 +19,7 @@ namespace {
 bool g_outputFailed = false;
 bool g_readerGone = false;
 bool g_keptForFile = false;
+Output::Colour g_colour = Output::Colour::Auto;
 
 std::FILE *textStream()
 {
@@ -36,7 +37,9 @@ void write(std::FILE *stream, const QByteArray &bytes)
 
 bool colourWanted(int descriptor)
 {
-    return isatty(descriptor) && qgetenv("NO_COLOR").isEmpty() && qgetenv("TERM") != "dumb";
+    if (!qgetenv("NO_COLOR").isEmpty() || g_colour == Output::Colour::Never)
+        return false;
+    return g_colour == Output::Colour::Always || (isatty(descriptor) && qgetenv("TERM") != "dumb");
 }
 
 bool isNumber(const QString &text)
@@ -178,6 +181,11 @@ bool Output::finish(const QString &verb, int exit, const QString &message)
     return false;
 }
 
+void Output::setColour(Colour colour)
+{
+    g_colour = colour;
+}
+
 bool Output::readerGone()
 {
     return g_readerGone;
@@ -241,8 +249,7 @@ void install(bool verbose)
     g_verbose = verbose;
     // A screen write logs two lines for each cabinet: they are formatted only where they are shown. The user's rules have
     // priority over these.
-    if (!verbose)
-        QLoggingCategory::setFilterRules(QStringLiteral("correction.debug=false"));
+    QLoggingCategory::setFilterRules(verbose ? QString() : QStringLiteral("correction.debug=false"));
     qInstallMessageHandler(handle);
 }
 

@@ -11,14 +11,19 @@ namespace Ctl {
 /// Standard output and standard error. Text is UTF-8, whatever the locale.
 ///
 /// With --json one document goes to standard output at the end and no other line. --quiet leaves out lines and tables.
-/// Bold and colour are for terminals only, and never with NO_COLOR in the environment (no-color.org).
+/// Bold and colour are for terminals only, unless setColour() chooses otherwise, and never with NO_COLOR in the environment
+/// (no-color.org).
 class Output
 {
 public:
+    enum class Colour { Auto, Always, Never };
+
     Output(bool json, bool quiet);
 
     bool json() const { return m_json; }
     bool quiet() const { return m_quiet; }
+    void setQuiet(bool quiet) { m_quiet = quiet; }
+    static void setColour(Colour colour);
 
     // Characters that control a terminal are escaped: texts come from devices.
     void line(const QString &text);

@@ -4,6 +4,7 @@
 #include "Texts.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@ namespace {
 
 constexpr qint64 firstShown = 1000; // ms
 constexpr qint64 interval = 100;    // ms between two pictures
+constexpr qint64 firstTick = 2;     // s
 
 int terminalColumns()
 {
@@ -58,6 +60,39 @@ void Progress::advance(qint64 bytes)
     const QString picture = text(m_what, m_done, m_total, now, terminalColumns());
     std::fprintf(stderr, "\r\x1b[K%s", picture.toUtf8().constData());
     std::fflush(stderr);
+}
+
+Ticker::Ticker(const Output &output, QString (*text)(qint64 seconds))
+{
+    if (Output::errorIsTerminal() && !output.quiet())
+        m_thread = std::thread([this, text] { run(text); });
+}
+
+Ticker::~Ticker()
+{
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_isEnded = true;
+    }
+    m_ended.notify_one();
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void Ticker::run(QString (*text)(qint64 seconds))
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    bool isShown = false;
+    for (qint64 seconds = 0; !m_ended.wait_for(lock, std::chrono::seconds(1), [this] { return m_isEnded; });) {
+        if (++seconds < firstTick)
+            continue;
+        isShown = true;
+        const QString line = printable(text(seconds)).left(terminalColumns() - 1);
+        std::fprintf(stderr, "\r\x1b[K%s", line.toUtf8().constData());
+        std::fflush(stderr);
+    }
+    if (isShown)
+        std::fputs("\r\x1b[K", stderr);
 }
 
 QString Progress::text(const QString &what, qint64 done, qint64 total, qint64 milliseconds, int columns)

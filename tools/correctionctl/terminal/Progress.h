@@ -3,6 +3,10 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
 namespace Ctl {
 
 class Output;
@@ -32,6 +36,25 @@ private:
     qint64 m_shownAt = 0;
     bool m_enabled;
     QElapsedTimer m_timer;
+};
+
+/// While something blocks this thread: a line on a terminal after some seconds, renewed each second and erased at the end.
+class Ticker
+{
+public:
+    /// `text` is called on another thread, with the seconds since the beginning.
+    Ticker(const Output &output, QString (*text)(qint64 seconds));
+    ~Ticker();
+    Ticker(const Ticker &) = delete;
+    Ticker &operator=(const Ticker &) = delete;
+
+private:
+    void run(QString (*text)(qint64 seconds));
+
+    std::mutex m_mutex;
+    std::condition_variable m_ended;
+    bool m_isEnded = false;
+    std::thread m_thread;
 };
 
 } // namespace Ctl

@@ -352,7 +352,7 @@ QVector<Verb> cabinetVerbs()
               "CabinetManager::tryGetCabinet ICabinet::GetCabinetInfo ICabinet::getFlag ICabinet::getID "
               "ICabinet::getDeviceKey "
               "ICabinet::getBrightnessRange ICabinet::tryGetEffectMode"),
-        reads("cabinet read", "Read a cabinet's coefficients into a file", {fileArgument, typeOption, channelOption},
+        reads("cabinet read", "Read a cabinet's coefficients into a file", {fileArgument, readTypeOption, channelOption},
               "correctionctl cabinet 7 read seven.npy", "transfer", cabinetRead, "ICabinet::tryGetCoefficients"),
         transient(
             writes("cabinet write", "Write a cabinet's coefficients, or a part of them, from a file",

@@ -195,7 +195,8 @@ QVector<Verb> diffVerbs()
     return {
         reads("diff", "Compare two files of coefficients, or a file with a screen",
               {argument("A", Value::File, "file of coefficients"), optional(argument("B", Value::File, "the other file")),
-               option("--screen", Value::Screen, "compare with this screen instead of another file"), rectOption, typeOption,
+               option("--screen", Value::Screen, "compare with this screen instead of another file"), rectOption,
+               readTypeOption,
                option("--picture", Value::File, "draw a map of the largest difference of each pixel, a .png"), widthOption},
               "correctionctl diff before.npy --screen arena-main --picture difference.png", "diff", diff,
               "ICabinet::tryGetCoefficients"),

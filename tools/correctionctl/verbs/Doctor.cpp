@@ -179,7 +179,7 @@ void doctor(Session &session)
         return enSuccess;
     });
     const EnumErrorCode discovered = walk.step(
-        QStringLiteral("discovering the screens"), [&] { return manager->refreshScreen(); }, enSuccess, true);
+        QStringLiteral("discovering the screens"), [&] { return session.refresh(); }, enSuccess, true);
     session.takeDiscovered();
     for (const QString &sentence : session.ambiguities())
         walk.find(sentence, ExitAmbiguous);

@@ -61,10 +61,11 @@ constexpr Parameter screenArgument =
     argument("SCREEN", Value::Screen, "id or name of a screen; several, joined by \"+\", act as one");
 constexpr Parameter fileArgument = argument(
     "FILE", Value::File,
-    "file of coefficients: .npy, .csv, .json, .png or .tif (NAME-%.png: a picture of each value); -: standard output");
+    "file of coefficients: .npy, .npz, .csv, .json, .png or .tif (NAME-%.png: a picture of each value); -: standard "
+    "output");
 constexpr Parameter sourceArgument = argument(
     "FILE", Value::File,
-    "file of coefficients: .npy, .csv, .json, NAME-%.png or NAME-%.tif (a picture of each value); -: standard input");
+    "file of coefficients: .npy, .npz, .csv, .json, NAME-%.png or NAME-%.tif (a picture of each value); -: standard input");
 constexpr Parameter gammaArgument =
     optional(argument("FILE", Value::File, "JSON: {\"red\": [...], \"green\": [...], \"blue\": [...]}, any of them"));
 constexpr Parameter brightnessArgument =
@@ -74,6 +75,8 @@ constexpr Parameter modeArgument =
 constexpr Parameter enableArgument = argument("ENABLE", Value::OnOff, "on or off");
 constexpr Parameter rectOption = option("--rect", Value::Rect, "rectangle in screen pixels; default: all");
 constexpr Parameter typeOption = option("--type", Value::Kind, "kind of coefficients; default: chroma");
+constexpr Parameter readTypeOption = choice(
+    option("--type", Value::Choice, "kind of coefficients; default: chroma, the only one that can be read"), "chroma");
 constexpr Parameter appliedTypeOption =
     option("--type", Value::Kind, "kind of coefficients; default: lowgray, the only one that devices apply");
 constexpr Parameter deviceOption =

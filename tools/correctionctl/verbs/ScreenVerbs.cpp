@@ -117,7 +117,8 @@ void show(Session &session)
                                                               {QStringLiteral("max"), qint64(range.max)},
                                                               {QStringLiteral("default"), qint64(range.defaultValue)}});
         rows.append({QStringLiteral("brightness"),
-                     QStringLiteral("%1 to %2, default %3").arg(range.min).arg(range.max).arg(range.defaultValue)});
+                     QStringLiteral("not readable; range %1 to %2, default %3")
+                         .arg(QString::number(range.min), QString::number(range.max), QString::number(range.defaultValue))});
     }
     EnumEffectMode mode{};
     if (const EnumErrorCode code = screen.tryGetEffectMode(mode)) {
@@ -253,9 +254,9 @@ void watch(Session &session)
     try {
         session.manager();
     } catch (const Failure &failure) {
-        if (failure.exit() != enNoDevice)
+        // An empty wall is not an error here, since devices may appear, and Ctrl-C is the normal end.
+        if (failure.exit() != enNoDevice && failure.exit() != ExitInterrupted)
             throw;
-        // An empty wall is not an error here: devices may appear.
     }
     if (seen != limit && !Interrupt::requested())
         loop.exec();

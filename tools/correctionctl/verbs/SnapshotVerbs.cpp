@@ -2,6 +2,7 @@
 #include "files/Files.h"
 #include "files/Json.h"
 #include "files/SnapshotFile.h"
+#include "session/Service.h"
 #include "session/Session.h"
 #include "session/Transfer.h"
 #include "terminal/Interrupt.h"
@@ -43,16 +44,85 @@ void report(Session &session, const QString &target, const QString &path, int ca
                         {QStringLiteral("bytes"), bytes}});
 }
 
+/// What a snapshot never contains.
+QStringList notKept()
+{
+    return {QStringLiteral("low-gray and multilayer coefficients, brightness, x-bit modes, the brightness limiter and "
+                           "multilayer parameters, which cannot be read from a device"),
+            QStringLiteral("flags, configuration files, effect modes and gamma tables of single cabinets (see `cabinet CID "
+                           "flag`, `config get`, `effect` and `gamma`)")};
+}
+
+/// Reads the settings of a device. What it does not report stays unknown, with a warning.
+SnapshotSettings settingsOf(Session &session, ISubScreen &subScreen, const QString &device)
+{
+    SnapshotSettings settings;
+    settings.device = device;
+    const auto isRead = [&](EnumErrorCode code, const char *what) {
+        Service::takeRefusals(); // the warning reports it
+        if (code != enSuccess)
+            session.out().warn(QStringLiteral("notKept"),
+                               QStringLiteral("device %1: its %2 cannot be read: %3 (%4)")
+                                   .arg(device, QLatin1String(what), resultName(code), QString::number(code)));
+        return code == enSuccess;
+    };
+    EnumEffectMode effect{};
+    if (isRead(subScreen.tryGetEffectMode(effect), "effect mode"))
+        settings.effect = effect;
+    QMap<EnumGammaType, QList<int>> tables;
+    if (isRead(subScreen.getGammaTable(tables), "gamma tables"))
+        settings.gamma = {tables.value(enRedGamma), tables.value(enGreenGamma), tables.value(enBlueGamma)};
+    return settings;
+}
+
+/// The sub-screen of a device of the snapshot.
+ISubScreen &subScreenOf(Session &session, const QString &device)
+{
+    for (const QString &id : session.screenIds()) {
+        if (ISubScreen *const found = session.manager().tryGetScreen(id)->tryGetSubScreen(device))
+            return *found;
+    }
+    throw Failure(ExitUnknown, QStringLiteral("device %1 of the snapshot: not on the wall").arg(device));
+}
+
+/// Sends what is known of a device's settings.
+void sendSettings(Session &session, const SnapshotSettings &settings)
+{
+    ISubScreen &subScreen = subScreenOf(session, settings.device);
+    const QString what = QStringLiteral("device %1: its coefficients are written, setting its %2");
+    if (settings.effect != SnapshotSettings::unknownEffect)
+        check(subScreen.setEffectMode(EnumEffectMode(settings.effect)),
+              what.arg(settings.device, QStringLiteral("effect mode")));
+    for (const EnumGammaType channel : {enRedGamma, enGreenGamma, enBlueGamma}) {
+        const QList<int> &table = settings.gamma[std::size_t(channel)];
+        if (!table.isEmpty()) // a request holds one table
+            check(subScreen.setGammaTable({{channel, table}}), what.arg(settings.device, QStringLiteral("gamma tables")));
+    }
+}
+
+QJsonArray devicesJson(const QVector<SnapshotSettings> &settings)
+{
+    QJsonArray devices;
+    for (const SnapshotSettings &device : settings)
+        devices.append(device.device);
+    return devices;
+}
+
 void snapshot(Session &session)
 {
     const QString path = session.arguments().text("FILE");
     IScreen &screen = session.screen();
     const QList<CabinetInfo> infos = Session::cabinetsOf(screen);
+    QVector<SnapshotSettings> settings;
+    for (const QString &device : Session::devicesOf(infos)) {
+        if (!session.arguments().has("--cabinet")) // settings are those of all cabinets of a device
+            settings.append(settingsOf(session, *screen.tryGetSubScreen(device), device));
+    }
     const bool severalDevices = Session::devicesOf(infos).size() > 1;
     qint64 total = 0;
     for (const CabinetInfo &info : infos)
         total += area(info.rect) * 18;
-    SnapshotWriter writer(path, screen.getID(), infos.size());
+    SnapshotWriter writer(path, screen.getID(), infos.size(), settings);
     Progress progress(session.out(), QStringLiteral("snapshot"), total);
     int kept = 0;
     for (const CabinetInfo &info : infos) {
@@ -79,6 +149,16 @@ void snapshot(Session &session)
     report(session, screen.getID(), path, infos.size(), total);
     session.out().line(QStringLiteral("%1: %2 kept in %3, %4 of coefficients")
                            .arg(screen.getID(), counted(infos.size(), "cabinet"), path, bytesText(double(total))));
+    QStringList missing = notKept();
+    if (settings.isEmpty())
+        missing.prepend(QStringLiteral("effect mode and gamma tables of the devices, because --cabinet chooses a part"));
+    else
+        session.out().line(
+            QStringLiteral("settings of %1 kept: effect mode, gamma tables").arg(counted(settings.size(), "device")));
+    for (const QString &what : qAsConst(missing))
+        session.out().line(QStringLiteral("not kept: ") + what);
+    session.out().data({{QStringLiteral("settings"), devicesJson(settings)},
+                        {QStringLiteral("notKept"), QJsonArray::fromStringList(missing)}});
 }
 
 /// Every cabinet of the file must be there as it was.
@@ -113,12 +193,29 @@ void verify(Session &session)
         progress.advance(cabinet.bytes);
     }
     progress.end();
+    QStringList settings; // that differ
+    for (const SnapshotSettings &kept : snapshot.settings()) {
+        const SnapshotSettings now = settingsOf(session, subScreenOf(session, kept.device), kept.device);
+        if (kept.effect != SnapshotSettings::unknownEffect && now.effect != kept.effect)
+            settings.append(QStringLiteral("effect mode of device ") + kept.device);
+        for (std::size_t channel = 0; channel < kept.gamma.size(); ++channel) {
+            if (!kept.gamma[channel].isEmpty() && now.gamma[channel] != kept.gamma[channel])
+                settings.append(QStringLiteral("gamma tables of device ") + kept.device);
+        }
+    }
+    settings.removeDuplicates();
     report(session, snapshot.screenId(), path, cabinets.size(), total);
-    session.out().data({{QStringLiteral("differing"), QJsonArray::fromStringList(differing)}});
+    session.out().data({{QStringLiteral("differing"), QJsonArray::fromStringList(differing)},
+                        {QStringLiteral("differingSettings"), QJsonArray::fromStringList(settings)}});
+    QStringList differences;
     if (!differing.isEmpty())
-        throw Failure(ExitDifferent, QStringLiteral("%1: %2 of %3 differ: %4")
-                                         .arg(path, QString::number(differing.size()), counted(cabinets.size(), "cabinet"),
-                                              differing.join(QStringLiteral(", "))));
+        differences.append(QStringLiteral("%1 of %2 differ: %3")
+                               .arg(QString::number(differing.size()), counted(cabinets.size(), "cabinet"),
+                                    differing.join(QStringLiteral(", "))));
+    if (!settings.isEmpty())
+        differences.append(QStringLiteral("settings differ: ") + settings.join(QStringLiteral(", ")));
+    if (!differences.isEmpty())
+        throw Failure(ExitDifferent, path + QStringLiteral(": ") + differences.join(QStringLiteral("; ")));
     session.out().line(
         QStringLiteral("%1: %2 as in %3").arg(snapshot.screenId(), counted(cabinets.size(), "cabinet"), path));
 }
@@ -168,13 +265,26 @@ void restore(Session &session)
               QStringLiteral("saving %1 (before it, %2)").arg(subject(cabinet), state(savedText)));
         ++saved;
     }
+    const bool withSettings = session.arguments().has("--settings");
+    if (withSettings) {
+        for (const SnapshotSettings &settings : snapshot.settings())
+            sendSettings(session, settings);
+    }
     progress.end();
     report(session, snapshot.screenId(), path, cabinets.size(), total);
-    session.out().data({{QStringLiteral("verified"), verify}, {QStringLiteral("saved"), save}});
+    session.out().data({{QStringLiteral("verified"), verify},
+                        {QStringLiteral("saved"), save},
+                        {QStringLiteral("settings"), withSettings ? devicesJson(snapshot.settings()) : QJsonArray()}});
     if (!session.dryRun())
         session.out().line(QStringLiteral("%1: %2 written%3%4 from %5")
                                .arg(snapshot.screenId(), counted(cabinets.size(), "cabinet"),
                                     QLatin1String(verify ? ", verified" : ""), QLatin1String(save ? ", saved" : ""), path));
+    if (withSettings && !session.dryRun())
+        session.out().line(snapshot.settings().isEmpty() ? QStringLiteral("the snapshot holds no settings")
+                                                         : QStringLiteral("settings of %1 set: effect mode, gamma tables")
+                                                               .arg(counted(snapshot.settings().size(), "device")));
+    else if (!withSettings && !snapshot.settings().isEmpty())
+        session.out().line(QStringLiteral("settings not changed: --settings sets effect mode and gamma tables as well"));
 }
 
 } // namespace
@@ -182,19 +292,24 @@ void restore(Session &session)
 QVector<Verb> snapshotVerbs()
 {
     return {
-        wholeScreen(reads("snapshot", "Keep all chroma coefficients of a screen in a file, cabinet by cabinet",
-                          {screenArgument, argument("FILE", Value::File, "the snapshot"), deviceOption, cabinetOption},
-                          "correctionctl snapshot arena-main before.snapshot", "snapshot", snapshot,
-                          "ICabinet::tryGetCoefficients ICabinet::GetCabinetInfo")),
-        reads("verify", "Compare a snapshot with the cabinets; changes nothing",
+        wholeScreen(
+            reads("snapshot",
+                  "Keep all chroma coefficients of a screen in a file, cabinet by cabinet, and settings of its devices",
+                  {screenArgument, argument("FILE", Value::File, "the snapshot"), deviceOption, cabinetOption},
+                  "correctionctl snapshot arena-main before.snapshot", "snapshot", snapshot,
+                  "ICabinet::tryGetCoefficients ICabinet::GetCabinetInfo ISubScreen::tryGetEffectMode "
+                  "ISubScreen::getGammaTable")),
+        reads("verify", "Compare a snapshot with the cabinets and the settings; changes nothing",
               {argument("FILE", Value::File, "the snapshot")}, "correctionctl verify before.snapshot", "verify", verify,
               "ICabinet::tryGetCoefficients CabinetManager::tryGetCabinet"),
         transient(writes(
             "restore", "Write a snapshot back, and check that it arrived",
             {argument("FILE", Value::File, "the snapshot"), saveOption,
-             option("--no-verify", Value::None, "do not read back what was written")},
+             option("--no-verify", Value::None, "do not read back what was written"),
+             option("--settings", Value::None, "set the effect mode and the gamma tables of its devices as well")},
             "correctionctl restore before.snapshot --save", "restore", restore,
-            "ICabinet::setCoefficients ICabinet::tryGetCoefficients ICabinet::saveParameter CabinetManager::tryGetCabinet")),
+            "ICabinet::setCoefficients ICabinet::tryGetCoefficients ICabinet::saveParameter CabinetManager::tryGetCabinet "
+            "ISubScreen::setEffectMode ISubScreen::setGammaTable")),
     };
 }
 

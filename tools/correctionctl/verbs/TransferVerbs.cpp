@@ -114,7 +114,7 @@ QVector<Verb> transferVerbs()
 {
     return {
         reads("read", "Read the coefficients of any rectangle into a file",
-              {screenArgument, fileArgument, rectOption, typeOption, channelOption, deviceOption,
+              {screenArgument, fileArgument, rectOption, readTypeOption, channelOption, deviceOption,
                option("--direct", Value::None,
                       "one direct screen read: serves only parts that begin at a sub-screen's corner")},
               "correctionctl read arena-main --rect 100,40,300x150 part.npy", "transfer", read,

@@ -45,14 +45,16 @@ const QVector<Parameter> &knownGlobalOptions()
 {
     static const QVector<Parameter> table{
         {"--wall", Value::Text,
-         "the virtual wall: a preset, a wall file or a wall directory; default: $CORRECTION_WALL, else demo", false, false,
-         0, 0, "", "WALL", 0, true},
+         "the virtual wall: a preset, a wall file or a wall directory; default: $CORRECTION_WALL, else that of the "
+         "configuration file, else demo",
+         false, false, 0, 0, "", "WALL", 0, true},
         {"--backend", Value::Text, "a device backend that is a Qt plug-in, with its configuration, instead of the wall",
          false, false, 0, 0, "", "FILE[:CONFIG]", 0, true},
         {"--expect", Value::Counts, "refuse, before anything is sent, a wall with other numbers of devices or cabinets"},
         {"--json", Value::None, "print one JSON document instead of text"},
-        {"--quiet", Value::None, "print nothing but errors (and what --json asks for)", false, false, 0, 0, "", "", 'q'},
+        {"--quiet", Value::None, "print nothing but errors, and the document of --json", false, false, 0, 0, "", "", 'q'},
         {"--verbose", Value::None, "print the library's log lines on standard error", false, false, 0, 0, "", "", 'v'},
+        {"--no-config", Value::None, "do not read the configuration file"},
     };
     return table;
 }
