@@ -1,5 +1,6 @@
 #include "Acts.h"
 
+#include "Base64.h"
 #include "Entries.h"
 
 #include <adapter/json/Describe.h>
@@ -65,16 +66,10 @@ QVariant only(const List &list, const char *what)
 
 QByteArray decoded(const QString &text, const QString &what)
 {
-    const auto result = QByteArray::fromBase64Encoding(text.toLatin1(),
-                                                       QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
-    if (!result)
+    QByteArray bytes;
+    if (!Base64::decode(text, bytes))
         throw Refusal{what + QLatin1String(" is not base64"), {}};
-    return *result;
-}
-
-QString encoded(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toBase64());
+    return bytes;
 }
 
 // Blocks
@@ -226,7 +221,7 @@ Act load(Kind kind)
                           {QStringLiteral("area.point.y"), y},
                           {QStringLiteral("area.size.width"), size.width()},
                           {QStringLiteral("area.size.height"), rows},
-                          {QStringLiteral("coefficients"), encoded(planes.band(y, rows, pixel))}};
+                          {QStringLiteral("coefficients"), Base64::encode(planes.band(y, rows, pixel))}};
         }
         return withReply(blocks);
     };
@@ -444,7 +439,7 @@ Answer setConfigFile(WallState &, DeviceState *device, const Call &call)
 
 Answer configFile(WallState &, DeviceState *device, const Call &call)
 {
-    return withReply(Map{{QStringLiteral("config"), encoded(targetCabinet(qAsConst(*device), call).configFile)}});
+    return withReply(Map{{QStringLiteral("config"), Base64::encode(targetCabinet(qAsConst(*device), call).configFile)}});
 }
 
 Answer setCabinetFlag(WallState &, DeviceState *device, const Call &call)
