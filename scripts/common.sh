@@ -45,4 +45,4 @@ log_of() {
 
 # What every build needs.
 # shellcheck disable=SC2034 # for the scripts that source this one
-build_packages=(cmake g++ libcli11-dev libhwy-dev liblcms2-dev ninja-build qtbase5-dev)
+build_packages=(cmake g++ libcli11-dev libhwy-dev liblcms2-dev libxxhash-dev ninja-build qtbase5-dev)

@@ -118,7 +118,7 @@ Block block(const DeviceState &device, Kind kind, const QString &id, const QVari
 void paste(WallState &state, DeviceState &device, Kind kind, const Block &block)
 {
     device.cabinets[block.cabinetId].planes(kind).paste(block.rect, block.bytes,
-                                                        state.defaultPixel(kind, device.description));
+                                                        state.defaultPixel(kind, device.description), state.scratch.lock());
 }
 
 /// Calls `change` for the planes of every cabinet that a list names.
@@ -247,6 +247,8 @@ Act uploadMany(Kind kind)
             blocks += block(*device, kind, id, only(entries.list("coefficientList"), "coefficientList"), "coefficient");
             entries.done();
         }
+        for (const Block &each : qAsConst(blocks)) // before the first plane changes
+            device->cabinets[each.cabinetId].planes(kind).prepare(each.rect);
         for (const Block &each : qAsConst(blocks))
             paste(state, *device, kind, each);
         return done;

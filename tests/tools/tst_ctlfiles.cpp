@@ -503,7 +503,9 @@ void CtlFilesTest::aSnapshotsNumbersAreChecked_data()
     row("\"cabinets\":2,", "\"cabinets\":9999999999,", "its first line is damaged");
     row("\"x\":0,", "\"x\":0,\"x\":1,", "no line of JSON");
     row("\"x\":0,", "\"x\":0,\"z\":0,", damaged);
-    row("\"version\":1", "\"version\":4294967297", "a snapshot of version 4294967297");
+    row("\"xxh128\":", "\"sha256\":", damaged); // that of version 1
+    row("\"version\":2", "\"version\":1", damaged);
+    row("\"version\":2", "\"version\":4294967297", "a snapshot of version 4294967297");
 }
 
 void CtlFilesTest::aSnapshotsNumbersAreChecked()

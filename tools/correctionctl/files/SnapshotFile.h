@@ -13,21 +13,25 @@ namespace Ctl {
 /// A snapshot: the chroma coefficients of a screen's cabinets. A file of lines of JSON, each but the first and the last
 /// followed by the bytes of one cabinet (row by row, 9 little-endian uint16 a pixel):
 ///
-///     {"format":"correction-snapshot","version":1,"screen":"main","cabinets":24}
-///     {"cabinet":"1","device":"A","x":0,"y":0,"width":128,"height":128,"bytes":294912,"sha256":"..."}
+///     {"format":"correction-snapshot","version":2,"screen":"main","cabinets":24}
+///     {"cabinet":"1","device":"A","x":0,"y":0,"width":128,"height":128,"bytes":294912,"xxh128":"..."}
 ///     <294912 bytes>
 ///     ...
 ///     {"end":24,"sha256":"..."}
 ///
 /// The last sum is that of all lines before it: it covers the other sums, so that any damage and a truncated file are found,
-/// before anything of it is used.
+/// before anything of it is used. Version 1, which is read as well, has the SHA-256 of a cabinet's bytes ("sha256") in place
+/// of XXH3 with 128 bits.
+constexpr int snapshotVersion = 2;
+
+/// A cabinet of a snapshot.
 struct SnapshotCabinet {
     QString id;
     QString device;
     QRect rect;        ///< Screen pixels.
     qint64 offset = 0; ///< Where its bytes begin in the file.
     qint64 bytes = 0;
-    QByteArray sum; ///< SHA-256 of the bytes, as hexadecimal text.
+    QByteArray sum; ///< Of the bytes, as hexadecimal text.
 };
 
 class SnapshotWriter
@@ -63,6 +67,7 @@ private:
 
     QFile m_file;
     QCryptographicHash m_lines{QCryptographicHash::Sha256};
+    int m_version = 0;
     QString m_screenId;
     QVector<SnapshotCabinet> m_cabinets;
 };
