@@ -4,15 +4,17 @@
 usage: verbs.py CORRECTIONCTL FOLDER [--8k] [--rounds N] [FILTER]
 FOLDER takes the walls and files; it should be on the disk that is measured.
 
-Every round writes other values than the wall holds. Before each process the disk is idle (sync). Times are elapsed ones,
-medians over the rounds; a ratio is that of the neighbours in a round. Memory is the largest RssAnon of /proc/PID/status, which
-leaves mapped files out, read every millisecond in a round of its own that is not timed.
+Every round writes other values than the wall holds. Before each process the disk is idle (sync). Times are medians over the
+rounds, elapsed and of the processor; the ratio is that of the elapsed times of neighbours in a round. The baseline of times is
+cp and sync of a file with the wall's coefficients, that of memory their size. Memory is the largest RssAnon of /proc/PID/status,
+which leaves mapped files out, read every millisecond in a round of its own that is not timed.
 """
 import argparse
 import json
 import os
 import pathlib
 import re
+import resource
 import shutil
 import statistics
 import subprocess
@@ -65,10 +67,12 @@ class Bench:
         self.folder = folder
 
     def seconds(self, command):
+        """Elapsed and processor time of a process."""
         os.sync()
-        begin = time.perf_counter()
+        begin, used = time.perf_counter(), resource.getrusage(resource.RUSAGE_CHILDREN)
         subprocess.run(command, check=True, cwd=self.folder, stdout=subprocess.DEVNULL)
-        return time.perf_counter() - begin
+        elapsed, now = time.perf_counter() - begin, resource.getrusage(resource.RUSAGE_CHILDREN)
+        return elapsed, now.ru_utime + now.ru_stime - used.ru_utime - used.ru_stime
 
     def verb(self, arguments):
         return [self.program, "--wall", "wall", "--quiet", *arguments.split()]
@@ -86,6 +90,10 @@ class Bench:
                 time.sleep(0.001)
         assert process.returncode == 0, command
         return largest
+
+
+def median(pairs, index):
+    return statistics.median(pair[index] for pair in pairs)
 
 
 def measure(bench, name, width, height, rounds, wanted):
@@ -110,7 +118,7 @@ def measure(bench, name, width, height, rounds, wanted):
         for title, command in references.items():
             if number > 0:
                 seconds.setdefault(title, []).append(bench.seconds(command))
-                copied = copied or seconds[title][-1]
+                copied = copied or seconds[title][-1][0]
         for title, arguments, _, _ in VERBS:
             if not re.search(wanted, title) and title not in ("write --save", "restore --save"):
                 continue
@@ -119,19 +127,20 @@ def measure(bench, name, width, height, rounds, wanted):
                 memory[title] = bench.memory(command)
                 continue
             seconds.setdefault(title, []).append(bench.seconds(command))
-            ratios.setdefault(title, []).append(seconds[title][-1] / copied)
+            ratios.setdefault(title, []).append(seconds[title][-1][0] / copied)
 
     print(f"\n{name}, {grid / 1e6:.0f} MB of coefficients; medians of {rounds} rounds: " + ", ".join(
-        f"{title} {statistics.median(seconds[title]):.2f} s" for title in references))
-    print("\n| verb | time | times cp and sync: asked | measured | private memory | share of the coefficients: asked | measured "
-          "| met |\n|---|--:|--:|--:|--:|--:|--:|---|")
+        f"{title} {median(seconds[title], 0):.2f} s" for title in references))
+    print("\n| verb | time | of a processor | times the baseline: target | measured | memory | share of the baseline: target "
+          "| measured | met |\n|---|--:|--:|--:|--:|--:|--:|--:|---|")
     for title, _, asked, share in VERBS:
         if title not in ratios:
             continue
         ratio = statistics.median(ratios[title])
         own = memory[title] / grid
         met = (asked is None or ratio <= asked) and own <= share
-        print(f"| {name} {title} | {statistics.median(seconds[title]):.2f} s | {f'{asked} x' if asked else '–'} | {ratio:.1f} x "
+        print(f"| {name} {title} | {median(seconds[title], 0):.2f} s | {median(seconds[title], 1):.2f} s "
+              f"| {f'{asked} x' if asked else '–'} | {ratio:.1f} x "
               f"| {memory[title] / 1e6:.0f} MB | {share} x | {own:.2f} x | {'yes' if met else 'no'} |")
     sys.stdout.flush()
 
