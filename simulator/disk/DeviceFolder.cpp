@@ -74,6 +74,14 @@ Plane planeAt(const CabinetState &cabinet, const Slot &slot)
     return slot.kind ? cabinet.planes(slot.kindValue).stored(slot.storeValue) : Plane(cabinet.configFile);
 }
 
+/// Whether `bytes`, those of a plane, consist of default pixels.
+bool isDefault(Planes planes, Store store, const QByteArray &bytes, const QByteArray &pixel)
+{
+    if (!bytes.isEmpty())
+        planes.setBytes(store, bytes);
+    return planes.isDefault(store, pixel);
+}
+
 bool fail(QString *error, const QString &text)
 {
     if (error)
@@ -319,14 +327,13 @@ bool DeviceFolder::trySave(const DeviceState &before, const DeviceState &after, 
                 const Plane present = planeAt(*old, slot);
                 if (value.isSharedWith(present) || value.hasBytesOf(present))
                     continue;
-                const bool isDefault =
-                    slot.kind ? it->planes(slot.kindValue)
-                                    .isDefault(slot.storeValue, m_defaultPixels[static_cast<std::size_t>(slot.kindValue)])
-                              : value.isEmpty();
-                if (isDefault)
+                const QByteArray bytes = value.bytes(); // read from its file once
+                if (slot.kind ? isDefault(it->planes(slot.kindValue), slot.storeValue, bytes,
+                                          m_defaultPixels[static_cast<std::size_t>(slot.kindValue)])
+                              : bytes.isEmpty())
                     next.cabinets[it.key()].places.remove(slot.number);
                 else
-                    next.cabinets[it.key()].places.insert(slot.number, put(value.bytes()));
+                    next.cabinets[it.key()].places.insert(slot.number, put(bytes));
                 newLines += it.key();
             }
         }
