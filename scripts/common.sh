@@ -51,4 +51,4 @@ abi_packages=(abigail-tools)
 
 # What every build needs.
 # shellcheck disable=SC2034 # for the scripts that source this one
-build_packages=(cmake g++ libcli11-dev libhwy-dev liblcms2-dev libzip-dev ninja-build qtbase5-dev)
+build_packages=(cmake g++ libcli11-dev libhwy-dev liblcms2-dev libxxhash-dev libzip-dev ninja-build qtbase5-dev)

@@ -1,5 +1,6 @@
 #include "Acts.h"
 
+#include "Base64.h"
 #include "Entries.h"
 
 #include <adapter/json/Describe.h>
@@ -65,16 +66,10 @@ QVariant only(const List &list, const char *what)
 
 QByteArray decoded(const QString &text, const QString &what)
 {
-    const auto result = QByteArray::fromBase64Encoding(text.toLatin1(),
-                                                       QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
-    if (!result)
+    QByteArray bytes;
+    if (!Base64::decode(text, bytes))
         throw Refusal{what + QLatin1String(" is not base64"), {}};
-    return *result;
-}
-
-QString encoded(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toBase64());
+    return bytes;
 }
 
 // Blocks
@@ -123,7 +118,7 @@ Block block(const DeviceState &device, Kind kind, const QString &id, const QVari
 void paste(WallState &state, DeviceState &device, Kind kind, const Block &block)
 {
     device.cabinets[block.cabinetId].planes(kind).paste(block.rect, block.bytes,
-                                                        state.defaultPixel(kind, device.description));
+                                                        state.defaultPixel(kind, device.description), state.scratch.lock());
 }
 
 /// Calls `change` for the planes of every cabinet that a list names.
@@ -226,7 +221,7 @@ Act load(Kind kind)
                           {QStringLiteral("area.point.y"), y},
                           {QStringLiteral("area.size.width"), size.width()},
                           {QStringLiteral("area.size.height"), rows},
-                          {QStringLiteral("coefficients"), encoded(planes.band(y, rows, pixel))}};
+                          {QStringLiteral("coefficients"), Base64::encode(planes.band(y, rows, pixel))}};
         }
         return withReply(blocks);
     };
@@ -252,6 +247,8 @@ Act uploadMany(Kind kind)
             blocks += block(*device, kind, id, only(entries.list("coefficientList"), "coefficientList"), "coefficient");
             entries.done();
         }
+        for (const Block &each : qAsConst(blocks)) // before the first plane changes
+            device->cabinets[each.cabinetId].planes(kind).prepare(each.rect);
         for (const Block &each : qAsConst(blocks))
             paste(state, *device, kind, each);
         return done;
@@ -444,7 +441,7 @@ Answer setConfigFile(WallState &, DeviceState *device, const Call &call)
 
 Answer configFile(WallState &, DeviceState *device, const Call &call)
 {
-    return withReply(Map{{QStringLiteral("config"), encoded(targetCabinet(qAsConst(*device), call).configFile)}});
+    return withReply(Map{{QStringLiteral("config"), Base64::encode(targetCabinet(qAsConst(*device), call).configFile)}});
 }
 
 Answer setCabinetFlag(WallState &, DeviceState *device, const Call &call)

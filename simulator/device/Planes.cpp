@@ -39,9 +39,9 @@ Planes::Planes(const QSize &size, int bytesPerPixel)
 
 bool Planes::isDefault(Store store, const QByteArray &pixel) const
 {
-    const QByteArray &plane = at(store);
-    if (plane.isEmpty())
+    if (at(store).isEmpty())
         return true;
+    const QByteArray plane = at(store).bytes();
     // The first pixel is compared with `pixel`, every other one with the one before it.
     return plane.startsWith(filled(m_bytesPerPixel, m_bytesPerPixel, pixel))
            && std::memcmp(plane.constData(), plane.constData() + m_bytesPerPixel,
@@ -51,36 +51,50 @@ bool Planes::isDefault(Store store, const QByteArray &pixel) const
 
 QByteArray Planes::bytes(Store store, const QByteArray &pixel) const
 {
-    const QByteArray &plane = at(store);
-    return plane.isEmpty() ? filled(byteCount(), m_bytesPerPixel, pixel) : plane;
+    const Plane &plane = at(store);
+    return plane.isEmpty() ? filled(byteCount(), m_bytesPerPixel, pixel) : plane.bytes();
 }
 
 QByteArray Planes::band(int firstRow, int rows, const QByteArray &pixel) const
 {
     const int stride = m_size.width() * m_bytesPerPixel;
-    const QByteArray &plane = at(Store::Working);
-    return plane.isEmpty() ? filled(rows * stride, m_bytesPerPixel, pixel) : plane.mid(firstRow * stride, rows * stride);
+    const Plane &plane = at(Store::Working);
+    return plane.isEmpty() ? filled(rows * stride, m_bytesPerPixel, pixel)
+                           : plane.bytes().mid(firstRow * stride, rows * stride);
 }
 
 bool Planes::setBytes(Store store, const QByteArray &bytes)
 {
     if (bytes.size() != byteCount())
         return false;
-    at(store) = bytes;
+    at(store) = Plane(bytes);
     if (store == Store::Working)
         m_shown = Store::Working;
     return true;
 }
 
-void Planes::paste(const QRect &rect, const QByteArray &block, const QByteArray &pixel)
+void Planes::prepare(const QRect &rect)
 {
-    QByteArray &plane = at(Store::Working);
-    if (plane.isEmpty())
-        plane = bytes(Store::Working, pixel);
+    if (at(Store::Working).isInFile() && !covers(rect))
+        at(Store::Working) = Plane(at(Store::Working).bytes());
+}
+
+void Planes::paste(const QRect &rect, const QByteArray &block, const QByteArray &pixel,
+                   const std::shared_ptr<Disk::Scratch> &scratch)
+{
+    Plane &plane = at(Store::Working);
+    if (covers(rect)) {
+        plane = Plane(block, scratch);
+        m_shown = Store::Working;
+        return;
+    }
+    if (plane.isEmpty() || plane.isInFile())
+        plane = Plane(bytes(Store::Working, pixel));
+    char *const values = plane.data();
     const qptrdiff stride = qptrdiff(rect.width()) * m_bytesPerPixel;
     for (int row = 0; row < rect.height(); ++row) {
         const qptrdiff target = (qptrdiff(rect.y() + row) * m_size.width() + rect.x()) * m_bytesPerPixel;
-        std::memcpy(plane.data() + target, block.constData() + row * stride, static_cast<std::size_t>(stride));
+        std::memcpy(values + target, block.constData() + row * stride, static_cast<std::size_t>(stride));
     }
     m_shown = Store::Working;
 }
@@ -100,7 +114,7 @@ void Planes::clear()
 
 void Planes::clear(Store store)
 {
-    at(store).clear();
+    at(store) = Plane();
     if (store == Store::Working)
         m_shown = Store::Working;
 }

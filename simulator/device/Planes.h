@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Plane.h"
+
 #include <simulator/StateTypes.h>
 
 #include <QtCore/QByteArray>
@@ -18,7 +20,7 @@ constexpr int storeCount = 5;
 constexpr std::array<Store, 4> lastingStores{Store::User, Store::Factory, Store::Module, Store::Flash};
 
 /// The coefficients of one kind of one cabinet: a plane of raw bytes for each store. Copies between stores share
-/// memory.
+/// them. Functions that use the bytes of a plane throw as Plane::bytes().
 class Planes
 {
 public:
@@ -33,8 +35,8 @@ public:
     /// The store that the working values were copied from.
     Store shown() const { return m_shown; }
 
-    /// The bytes of a store: a whole plane, or empty when it consists of default pixels.
-    const QByteArray &stored(Store store) const { return at(store); }
+    /// A whole plane, or empty when the store consists of default pixels.
+    const Plane &stored(Store store) const { return at(store); }
     /// Whether a store consists of copies of `pixel`.
     bool isDefault(Store store, const QByteArray &pixel) const;
     /// The length of a whole plane in bytes.
@@ -45,8 +47,14 @@ public:
     QByteArray band(int firstRow, int rows, const QByteArray &pixel) const;
     /// False, and nothing changed, unless the size fits.
     bool setBytes(Store store, const QByteArray &bytes);
-    /// Pastes a block, which must be inside the plane and have the rectangle's size, into the working plane.
-    void paste(const QRect &rect, const QByteArray &block, const QByteArray &pixel);
+    /// Of the right size.
+    void setStored(Store store, const Plane &plane) { at(store) = plane; }
+    /// Reads what paste() needs besides the block, so that it throws no Refusal.
+    void prepare(const QRect &rect);
+    /// Pastes a block, which must be inside the plane and have the rectangle's size, into the working plane. A whole plane
+    /// goes to `scratch`, unless that is null.
+    void paste(const QRect &rect, const QByteArray &block, const QByteArray &pixel,
+               const std::shared_ptr<Disk::Scratch> &scratch);
     void copy(Store from, Store to);
     /// Working and user store.
     void clear();
@@ -54,13 +62,15 @@ public:
 
 private:
     /// A store without bytes consists of default pixels.
-    QByteArray &at(Store store) { return m_stores[static_cast<std::size_t>(store)]; }
-    const QByteArray &at(Store store) const { return m_stores[static_cast<std::size_t>(store)]; }
+    Plane &at(Store store) { return m_stores[static_cast<std::size_t>(store)]; }
+    const Plane &at(Store store) const { return m_stores[static_cast<std::size_t>(store)]; }
+
+    bool covers(const QRect &rect) const { return rect == QRect(QPoint(0, 0), m_size); }
 
     QSize m_size;
     int m_bytesPerPixel = 0;
     Store m_shown = Store::Working;
-    std::array<QByteArray, storeCount> m_stores;
+    std::array<Plane, storeCount> m_stores;
 };
 
 } // namespace Simulator

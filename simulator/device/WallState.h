@@ -2,6 +2,8 @@
 
 #include "DeviceState.h"
 
+#include <memory>
+
 namespace Simulator {
 
 /// The state of a wall: plain values without locks.
@@ -15,6 +17,7 @@ struct WallState {
     double chaos = 0.0;
     int replyBlockHeight = 0;
     std::array<QByteArray, kindCount> defaultPixels;
+    std::weak_ptr<Disk::Scratch> scratch; ///< Of the open directory: takes the planes that are uploaded.
 
     /// See State::setDefaultPixel().
     QByteArray defaultPixel(Kind kind, const Device &device) const

@@ -1,5 +1,8 @@
 #include "DeviceFolder.h"
 
+#include "device/Act.h"
+#include "files/Checksum.h"
+
 #include <adapter/json/Reader.h>
 
 #include <QtCore/QCryptographicHash>
@@ -16,9 +19,12 @@ namespace Simulator {
 
 namespace {
 
-constexpr int stateVersion = 2;
-constexpr int versionWithoutChecksum = 1; ///< Is read, too.
-constexpr int sha1Length = 20;
+constexpr int stateVersion = 3;
+// Versions that are read, too.
+constexpr int versionWithoutChecksum = 1;
+constexpr int versionWithSha1OfPlanes = 2; ///< As the one before.
+constexpr int sha1Length = 20;             // bytes
+constexpr int xxh128Length = 16;           // bytes
 constexpr int largestPack = 999999999;
 constexpr int anyInt = std::numeric_limits<int>::max();
 
@@ -63,9 +69,17 @@ const QVector<Slot> &lastingSlots()
     return result;
 }
 
-const QByteArray &bytesAt(const CabinetState &cabinet, const Slot &slot)
+Plane planeAt(const CabinetState &cabinet, const Slot &slot)
 {
-    return slot.kind ? cabinet.planes(slot.kindValue).stored(slot.storeValue) : cabinet.configFile;
+    return slot.kind ? cabinet.planes(slot.kindValue).stored(slot.storeValue) : Plane(cabinet.configFile);
+}
+
+/// Whether `bytes`, those of a plane, consist of default pixels.
+bool isDefault(Planes planes, Store store, const QByteArray &bytes, const QByteArray &pixel)
+{
+    if (!bytes.isEmpty())
+        planes.setBytes(store, bytes);
+    return planes.isDefault(store, pixel);
 }
 
 bool fail(QString *error, const QString &text)
@@ -277,6 +291,15 @@ int DeviceFolder::nextPack() const
 
 bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QString *error)
 {
+    try {
+        return trySave(before, after, error);
+    } catch (const Refusal &refusal) { // a plane could not be read again
+        return fail(error, refusal.reason);
+    }
+}
+
+bool DeviceFolder::trySave(const DeviceState &before, const DeviceState &after, QString *error)
+{
     Saved next = m_saved;
     if (!deviceLine(after, next.line))
         return fail(error, QStringLiteral("%1: the screen name is not valid UTF-16").arg(filePath(stateName)));
@@ -287,7 +310,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
     QVector<QByteArray> values;
     qint64 packSize = 0;
     const auto put = [&](const QByteArray &value) {
-        const Place place{pack, packSize, value.size(), sha1(value)};
+        const Place place{pack, packSize, value.size(), Checksum::xxh128(value)};
         values += value;
         packSize += value.size();
         return place;
@@ -300,17 +323,17 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
             if (!sameSettings(*it, *old))
                 newLines += it.key();
             for (const Slot &slot : lastingSlots()) {
-                const QByteArray &value = bytesAt(*it, slot);
-                if (value.isSharedWith(bytesAt(*old, slot)) || value == bytesAt(*old, slot))
+                const Plane value = planeAt(*it, slot);
+                const Plane present = planeAt(*old, slot);
+                if (value.isSharedWith(present) || value.hasBytesOf(present))
                     continue;
-                const bool isDefault =
-                    slot.kind ? it->planes(slot.kindValue)
-                                    .isDefault(slot.storeValue, m_defaultPixels[static_cast<std::size_t>(slot.kindValue)])
-                              : value.isEmpty();
-                if (isDefault)
+                const QByteArray bytes = value.bytes(); // read from its file once
+                if (slot.kind ? isDefault(it->planes(slot.kindValue), slot.storeValue, bytes,
+                                          m_defaultPixels[static_cast<std::size_t>(slot.kindValue)])
+                              : bytes.isEmpty())
                     next.cabinets[it.key()].places.remove(slot.number);
                 else
-                    next.cabinets[it.key()].places.insert(slot.number, put(value));
+                    next.cabinets[it.key()].places.insert(slot.number, put(bytes));
                 newLines += it.key();
             }
         }
@@ -337,7 +360,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
                 const auto place = qAsConst(it->places).constFind(slot.number);
                 if (place == it->places.constEnd() || !isMostlyUnused(place->pack))
                     continue;
-                it->places.insert(slot.number, put(bytesAt(*after.cabinets.constFind(it.key()), slot)));
+                it->places.insert(slot.number, put(planeAt(*after.cabinets.constFind(it.key()), slot).bytes()));
                 newLines += it.key();
             }
         }
@@ -383,7 +406,7 @@ QByteArray DeviceFolder::cabinetLine(const DeviceState &device, const QString &i
         const QJsonObject entry{{QLatin1String("pack"), packName(place->pack)},
                                 {QLatin1String("offset"), place->offset},
                                 {QLatin1String("length"), place->length},
-                                {QLatin1String("sha1"), QString::fromLatin1(place->sha1.toHex())}};
+                                {QLatin1String("xxh128"), QString::fromLatin1(place->sum.toHex())}};
         if (!slot.kind) {
             object.insert(QLatin1String("configFile"), entry);
             continue;
@@ -490,9 +513,11 @@ public:
 
     bool read(Saved &saved, QMap<int, qint64> &packSizes, QString *error)
     {
-        readState(saved);
+        readState();
         if (m_json.isGood())
             readPacks(packSizes);
+        if (m_json.isGood())
+            describe(saved);
         return m_json.isGood() || fail(error, shortened(m_json.problems()));
     }
 
@@ -502,6 +527,7 @@ private:
         QByteArray id;
         const Slot *slot;
         Place place;
+        QByteArray sha1; ///< In place of the place's own checksum, in older versions.
     };
 
     /// A folder that lost its packs would otherwise report each of its values.
@@ -600,7 +626,10 @@ private:
 
     // Parts
 
-    void readState(Saved &saved)
+    /// The name of a place's checksum.
+    const char *sumKey() const { return m_version == stateVersion ? "xxh128" : "sha1"; }
+
+    void readState()
     {
         QByteArray text;
         if (const int failure = Disk::readFile(Disk::encoded(m_folder.filePath(stateName)), text)) {
@@ -610,7 +639,8 @@ private:
         QJsonObject state;
         if (!m_json.parse(text, state) || !readHead(state))
             return;
-        if (state.value(QLatin1String("version")) == QJsonValue(versionWithoutChecksum)) {
+        m_version = state.value(QLatin1String("version")).toInt();
+        if (m_version == versionWithoutChecksum) {
             known(state, {"format", "version", "key", "device", "cabinets"});
         } else {
             known(state, {"format", "version", "key", "device", "cabinets", "sha1"});
@@ -618,7 +648,6 @@ private:
                 return;
         }
         object(state, "device", [&](const QJsonObject &device) { readDevice(device); });
-        deviceLine(m_device, saved.line);
         object(state, "cabinets", [&](const QJsonObject &cabinets) {
             for (auto it = cabinets.begin(); it != cabinets.end(); ++it) {
                 const QByteArray id = it.key().toUtf8();
@@ -637,6 +666,12 @@ private:
             if (!state.contains(QString::fromUtf8(key)))
                 m_json.problem(QStringLiteral("is missing"));
         }
+    }
+
+    /// What `state.json` would hold for the device in this version.
+    void describe(Saved &saved) const
+    {
+        deviceLine(m_device, saved.line);
         for (const Found &found : qAsConst(m_found))
             saved.cabinets[QString::fromUtf8(found.id)].places.insert(found.slot->number, found.place);
         for (auto it = m_device.cabinets.cbegin(); it != m_device.cabinets.cend(); ++it) {
@@ -657,8 +692,11 @@ private:
         if (m_json.isGood()) {
             const QJsonValue version = state.value(QLatin1String("version"));
             const Json::Reader::At at(m_json, "version");
-            if (version != QJsonValue(stateVersion) && version != QJsonValue(versionWithoutChecksum))
-                m_json.expected(QStringLiteral("%1 or %2").arg(versionWithoutChecksum).arg(stateVersion), version);
+            if (version != QJsonValue(stateVersion) && version != QJsonValue(versionWithSha1OfPlanes)
+                && version != QJsonValue(versionWithoutChecksum)) {
+                m_json.expected(QStringLiteral("a version from %1 to %2").arg(versionWithoutChecksum).arg(stateVersion),
+                                version);
+            }
         }
         if (m_json.isGood()) {
             const QJsonValue key = state.value(QLatin1String("key"));
@@ -833,8 +871,8 @@ private:
     /// `expectedLength` is negative where any length will do.
     void readPlace(const QByteArray &id, const Slot &slot, int expectedLength, const QJsonObject &entry)
     {
-        known(entry, {"pack", "offset", "length", "sha1"});
-        Found found{id, &slot, {}};
+        known(entry, {"pack", "offset", "length", sumKey()});
+        Found found{id, &slot, {}, {}};
         qint64 length = 0;
         bool good = integer(entry, "offset", 0, qint64(1) << 53, found.place.offset);
         good = integer(entry, "length", 1, anyInt, length) && good;
@@ -854,13 +892,15 @@ private:
             }
         }
         {
-            const Json::Reader::At at(m_json, "sha1");
-            const QJsonValue sha1 = entry.value(QLatin1String("sha1"));
-            found.place.sha1 = QByteArray::fromHex(sha1.toString().toLatin1());
-            if (found.place.sha1.size() != sha1Length || sha1.toString().size() != 2 * sha1Length) {
-                m_json.expected(QStringLiteral("40 hexadecimal digits"), sha1);
+            const Json::Reader::At at(m_json, sumKey());
+            const QJsonValue digits = entry.value(QLatin1String(sumKey()));
+            const int sumLength = m_version == stateVersion ? xxh128Length : sha1Length;
+            const QByteArray sum = QByteArray::fromHex(digits.toString().toLatin1());
+            if (sum.size() != sumLength || digits.toString().size() != 2 * sumLength) {
+                m_json.expected(QStringLiteral("%1 hexadecimal digits").arg(2 * sumLength), digits);
                 good = false;
             }
+            (m_version == stateVersion ? found.place.sum : found.sha1) = sum;
         }
         if (good)
             m_found += found;
@@ -873,27 +913,32 @@ private:
         std::sort(m_found.begin(), m_found.end(), [](const Found &a, const Found &b) {
             return a.place.pack != b.place.pack ? a.place.pack < b.place.pack : a.place.offset < b.place.offset;
         });
-        Disk::Input file;
+        std::shared_ptr<Disk::Input> file;
+        bool isKept = false;
         QString path;
         int pack = 0;
-        for (const Found &found : qAsConst(m_found)) {
+        for (Found &found : m_found) {
             if (found.place.pack != pack) {
                 pack = found.place.pack;
                 path = m_folder.filePath(packName(pack));
-                if (const int failure = file.open(Disk::encoded(path))) {
+                file = std::make_shared<Disk::Input>();
+                if (const int failure = file->open(Disk::encoded(path))) {
                     problemOf(found, "pack", QStringLiteral("%1 cannot be read: %2").arg(path, qt_error_string(failure)));
                     continue;
                 }
-                packSizes.insert(pack, file.size());
+                packSizes.insert(pack, file->size());
+                isKept = file->keep();
             }
-            if (file.isOpen())
-                readValue(found, path, file);
+            if (file->isOpen())
+                readValue(found, path, *file, isKept ? file : nullptr);
         }
     }
 
-    void readValue(const Found &found, const QString &path, const Disk::Input &file)
+    /// A plane stays in `kept`, unless that is null.
+    void readValue(Found &found, const QString &path, const Disk::Input &file,
+                   const std::shared_ptr<const Disk::Input> &kept)
     {
-        const Place &place = found.place;
+        Place &place = found.place;
         if (place.offset > file.size() || place.length > file.size() - place.offset) {
             problemOf(
                 found, "offset",
@@ -909,17 +954,21 @@ private:
                           .arg(path, failure != 0 ? qt_error_string(failure) : QStringLiteral("it ends too early")));
             return;
         }
-        if (sha1(bytes) != place.sha1) {
-            problemOf(found, "sha1",
+        const QByteArray sum = Checksum::xxh128(bytes);
+        if (found.sha1.isEmpty() ? sum != place.sum : sha1(bytes) != found.sha1) {
+            problemOf(found, sumKey(),
                       QStringLiteral("the %1 bytes from %2 on in %3 have another checksum")
                           .arg(QString::number(place.length), QString::number(place.offset), path));
             return;
         }
         CabinetState &cabinet = m_device.cabinets[QString::fromUtf8(found.id)];
-        if (found.slot->kind)
-            cabinet.planes(found.slot->kindValue).setBytes(found.slot->storeValue, bytes);
-        else
+        place.sum = sum;
+        if (!found.slot->kind)
             cabinet.configFile = bytes;
+        else
+            cabinet.planes(found.slot->kindValue)
+                .setStored(found.slot->storeValue,
+                           kept ? Plane(Plane::Stored{kept, path, place.offset, place.length, sum}) : Plane(bytes));
     }
 
     void problemOf(const Found &found, const char *key, const QString &reason)
@@ -942,6 +991,7 @@ private:
     DeviceState &m_device;
     Json::Reader m_json;
     QVector<Found> m_found;
+    int m_version = stateVersion;
 };
 
 bool DeviceFolder::read(DeviceState &device, QString *error)

@@ -42,7 +42,7 @@ private:
         int pack = 0;
         qint64 offset = 0;
         int length = 0;
-        QByteArray sha1; ///< 20 bytes.
+        QByteArray sum; ///< Checksum::xxh128().
     };
     struct SavedCabinet {
         QMap<int, Place> places; ///< By slot: see slots() in the source.
@@ -53,6 +53,8 @@ private:
         QByteArray line;                      ///< The JSON text of the device's own settings.
     };
     class Reader;
+
+    bool trySave(const DeviceState &before, const DeviceState &after, QString *error);
 
     QString filePath(const QString &name) const { return m_path + QLatin1Char('/') + name; }
     /// A cabinet's JSON text; empty when it is as delivered.

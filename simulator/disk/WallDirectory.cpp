@@ -40,7 +40,10 @@ QByteArray checksumOf(const QByteArray &json)
 
 } // namespace
 
-WallDirectory::WallDirectory(const QString &path) : m_path(QDir::cleanPath(QDir(path).absolutePath())) {}
+WallDirectory::WallDirectory(const QString &path)
+    : m_path(QDir::cleanPath(QDir(path).absolutePath())), m_scratch(std::make_shared<Disk::Scratch>(Disk::encoded(m_path)))
+{
+}
 
 QString WallDirectory::folderPath(const QString &deviceKey) const
 {

@@ -32,6 +32,7 @@ public:
 
     /// Absolute.
     QString path() const { return m_path; }
+    std::shared_ptr<Disk::Scratch> scratch() const { return m_scratch; }
     /// See DeviceFolder::save(). A device that the directory does not hold is not saved, which is no failure.
     bool save(const DeviceState &before, const DeviceState &after, QString *error);
     /// From now on the device is not saved; its files stay.
@@ -54,6 +55,7 @@ private:
 
     QString m_path;
     std::shared_ptr<Disk::Lock> m_lock;
+    std::shared_ptr<Disk::Scratch> m_scratch;
     std::map<QString, DeviceFolder> m_folders; ///< By device key.
     /// By device key: the saved state of devices that were powered up since and not saved.
     std::map<QString, DeviceState> m_beforePowerUp;

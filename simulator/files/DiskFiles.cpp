@@ -7,6 +7,7 @@
 #include <QtCore/QThread>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -24,6 +25,8 @@ namespace {
 constexpr qint64 largestFile = qint64(1) << 30;
 constexpr mode_t fileMode = 0666;
 constexpr mode_t folderMode = 0777;
+
+std::atomic<long> keptFiles{0};
 
 /// Six letters as in QSaveFile's names, so that earlier versions also remove the leftovers of a killed process.
 const char *const replacementEnd = ".saving";
@@ -126,8 +129,21 @@ void Input::close() noexcept
 {
     if (m_file >= 0)
         ::close(m_file);
+    if (m_isKept)
+        --keptFiles;
     m_file = -1;
     m_size = 0;
+    m_isKept = false;
+}
+
+bool Input::keep() noexcept
+{
+    if (m_isKept)
+        return true;
+    m_isKept = ++keptFiles <= ::sysconf(_SC_OPEN_MAX) / 2;
+    if (!m_isKept)
+        --keptFiles;
+    return m_isKept;
 }
 
 int Input::read(qint64 offset, int length, QByteArray &bytes) const
@@ -148,6 +164,47 @@ int Input::read(qint64 offset, int length, QByteArray &bytes) const
     result.truncate(size);
     bytes = result;
     return 0;
+}
+
+int Scratch::put(const QByteArray &bytes, qint64 &offset) noexcept
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_failure == 0 && m_file < 0) {
+            m_file = ::open(m_folder.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+            m_failure = m_file < 0 ? errno : 0;
+        }
+        if (m_failure != 0)
+            return m_failure;
+        const auto found = m_free.find(bytes.size());
+        offset = found == m_free.end() ? m_end : found->second;
+        if (found == m_free.end())
+            m_end += bytes.size();
+        else
+            m_free.erase(found);
+    }
+    for (int done = 0; done < bytes.size();) {
+        const ssize_t now = ::pwrite(m_file, bytes.constData() + done, static_cast<std::size_t>(bytes.size() - done),
+                                     static_cast<off_t>(offset + done));
+        if (now < 0 && errno == EINTR)
+            continue;
+        if (now <= 0) {
+            const int failure = now < 0 ? errno : EIO;
+            release(offset, bytes.size());
+            return failure;
+        }
+        done += static_cast<int>(now);
+    }
+    return 0;
+}
+
+void Scratch::release(qint64 offset, int length) noexcept
+{
+    try {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_free.emplace(length, offset);
+    } catch (const std::bad_alloc &) { // the space stays unused
+    }
 }
 
 int readFile(const QByteArray &path, QByteArray &bytes)

@@ -4,6 +4,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
+#include <map>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -34,10 +36,37 @@ public:
     qint64 size() const { return m_size; }
     /// Shorter than `length` at the end of the file.
     int read(qint64 offset, int length, QByteArray &bytes) const;
+    /// To be asked before a file is kept open for long. False when half of the files that this process may have open are
+    /// kept so already.
+    bool keep() noexcept;
+
+protected:
+    int m_file = -1;
 
 private:
-    int m_file = -1;
     qint64 m_size = 0;
+    bool m_isKept = false;
+};
+
+/// A file without a name, for bytes that memory should not hold; it ends with the object. The space of released bytes is
+/// used again for others of their length. Thread-safe.
+class Scratch : public Input
+{
+public:
+    /// The file is made in this folder, on first use.
+    explicit Scratch(const QByteArray &folder) : m_folder(folder) {}
+
+    const QByteArray &folder() const { return m_folder; }
+    /// Writes bytes, which stay at `offset` until they are released.
+    int put(const QByteArray &bytes, qint64 &offset) noexcept;
+    void release(qint64 offset, int length) noexcept;
+
+private:
+    const QByteArray m_folder;
+    std::mutex m_mutex;
+    int m_failure = 0; ///< Why there is no file.
+    qint64 m_end = 0;
+    std::multimap<int, qint64> m_free; ///< Offsets, by length.
 };
 
 /// A whole regular file of at most 1 GiB; EFBIG for a larger one.

@@ -95,9 +95,9 @@ CabinetLight::Values CabinetLight::values(const WallState &screen, const DeviceS
                                           Kind kind) const
 {
     const Planes &planes = cabinet.planes(kind);
-    const QByteArray &plane = planes.stored(Store::Working);
+    const Plane &plane = planes.stored(Store::Working);
     if (!plane.isEmpty())
-        return {plane, planes.bytesPerPixel()};
+        return {plane.bytes(), planes.bytesPerPixel()};
     return {Planes(QSize(1, 1), planes.bytesPerPixel()).bytes(Store::Working, screen.defaultPixel(kind, device.description)),
             0};
 }

@@ -2,14 +2,16 @@
 
 #include "CabinetLight.h"
 #include "Sensor.h"
+#include "device/Act.h"
 #include "pictures/Canvas.h"
 #include "pictures/Parts.h"
 
 namespace Simulator {
 
-Photo Pictures::photograph(const QString &screenId, const Camera &camera) const
+namespace {
+
+Photo taken(const WallState &screen, const Camera &camera)
 {
-    const WallState screen = screenState(m_mutex, m_state, screenId);
     const QVector<Part> parts = partsOf(screen);
     const QRect whole = unitedRect(parts);
     Photo photo;
@@ -36,6 +38,13 @@ Photo Pictures::photograph(const QString &screenId, const Camera &camera) const
     if (camera.photosites == 0)
         return photo;
     return sensed(photo.size, photo.xyz, camera);
+}
+
+} // namespace
+
+Photo Pictures::photograph(const QString &screenId, const Camera &camera) const
+{
+    return readOrWarn([&] { return taken(screenState(m_mutex, m_state, screenId), camera); });
 }
 
 } // namespace Simulator

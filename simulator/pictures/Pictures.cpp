@@ -2,6 +2,7 @@
 
 #include "Draw.h"
 #include "Parts.h"
+#include "device/Act.h"
 
 namespace Simulator {
 
@@ -12,12 +13,13 @@ QImage Pictures::layout(const QString &screenId, int maxWidth) const
 
 QImage Pictures::coefficients(const QString &screenId, int channel, Kind kind, const ValueRange &range, int maxWidth) const
 {
-    return drawCoefficients(screenState(m_mutex, m_state, screenId), kind, channel, range, maxWidth);
+    return readOrWarn(
+        [&] { return drawCoefficients(screenState(m_mutex, m_state, screenId), kind, channel, range, maxWidth); });
 }
 
 ValueRange Pictures::coefficientRange(const QString &screenId, int channel, Kind kind) const
 {
-    return rangeOfCoefficients(screenState(m_mutex, m_state, screenId), kind, channel);
+    return readOrWarn([&] { return rangeOfCoefficients(screenState(m_mutex, m_state, screenId), kind, channel); });
 }
 
 QImage Pictures::pattern(const QString &screenId, Light light) const

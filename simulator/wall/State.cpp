@@ -87,9 +87,11 @@ void State::setDefaultPixel(Kind kind, const QByteArray &pixel)
 
 QByteArray State::plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store) const
 {
-    return ofCabinet(m_wall, deviceKey, cabinetId, [&](const CabinetState &cabinet) {
-        const WallState &wall = m_wall.memory;
-        return cabinet.planes(kind).bytes(store, wall.defaultPixel(kind, wall.device(deviceKey)->description));
+    return readOrWarn([&] {
+        return ofCabinet(m_wall, deviceKey, cabinetId, [&](const CabinetState &cabinet) {
+            const WallState &wall = m_wall.memory;
+            return cabinet.planes(kind).bytes(store, wall.defaultPixel(kind, wall.device(deviceKey)->description));
+        });
     });
 }
 

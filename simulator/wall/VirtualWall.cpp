@@ -299,6 +299,7 @@ bool VirtualWall::create(const QString &directory, const WallDescription &wall, 
             return false;
         d->setUp(wall, devices, after);
         d->memory.directory = std::move(made);
+        d->memory.scratch = d->memory.directory->scratch();
     }
     d->time.tell(after);
     return true;
@@ -318,6 +319,7 @@ bool VirtualWall::open(const QString &directory, QString *error)
             return false;
         d->setUp(wall, devices, after);
         d->memory.directory = std::move(opened);
+        d->memory.scratch = d->memory.directory->scratch();
         d->memory.directory->tidy();
     }
     d->time.tell(after);

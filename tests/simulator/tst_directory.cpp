@@ -9,6 +9,7 @@
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
 
+#include <QtCore/QCryptographicHash>
 #include <QtTest/QtTest>
 
 #include <array>
@@ -16,6 +17,10 @@
 #include <functional>
 #include <random>
 #include <thread>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace Simulator;
 using Generations::found;
@@ -97,6 +102,30 @@ QMap<QString, QByteArray> allFiles(const QString &directory)
     return files;
 }
 
+/// Gives `state.json` the form of version 2: the SHA-1 of every plane in place of its own checksum.
+void makeVersion2(const QString &directory)
+{
+    QString text = QString::fromUtf8(contents(directory + state));
+    const QRegularExpression place(
+        QStringLiteral("\"length\":(\\d+),\"offset\":(\\d+),\"pack\":\"([^\"]+)\",\"xxh128\":\"[0-9a-f]{32}\""));
+    int places = 0;
+    for (auto match = place.match(text); match.hasMatch(); match = place.match(text)) {
+        const QByteArray bytes = contents(directory + QStringLiteral("/devices/A/") + match.captured(3))
+                                     .mid(match.captured(2).toInt(), match.captured(1).toInt());
+        const QByteArray sum = QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex();
+        const QString found = match.captured();
+        text.replace(found, found.left(found.lastIndexOf(QLatin1String("\"xxh128\"")))
+                                + QStringLiteral("\"sha1\":\"%1\"").arg(QString::fromLatin1(sum)));
+        ++places;
+    }
+    QVERIFY(places > 0);
+    text.replace(QStringLiteral("\"version\": 3"), QStringLiteral("\"version\": 2"));
+    text = text.left(text.lastIndexOf(QLatin1String(",\n\"sha1\"")));
+    const QByteArray bytes = text.toUtf8();
+    overwrite(directory + state,
+              bytes + ",\n\"sha1\": \"" + QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex() + "\"}\n");
+}
+
 QStringList packs(const QString &directory, const QString &device = QStringLiteral("A"))
 {
     return QDir(directory + QStringLiteral("/devices/") + device).entryList({QStringLiteral("*.planes")}, QDir::Files);
@@ -170,6 +199,11 @@ private Q_SLOTS:
     void aFolderThatIsGoneIsNoticed();
     void strayPacksDoNotEndAWall();
     void aPackThatIsThereIsNeverWrittenTo();
+    void aDirectoryOfVersion2GoesOnInVersion3();
+    void planesThatChangeOnTheDiskAreRefused();
+    void planesOutliveTheirPack();
+    void manyPacksLeaveFilesToOthers();
+    void uploadsGoToAFileWithoutAName();
     void aFailedOpeningTakesNothingFromTheOpenWall();
     void textsThatCannotBeWrittenAreRefused();
 
@@ -638,6 +672,189 @@ void tst_Directory::aPackThatIsThereIsNeverWrittenTo()
     QCOMPARE(found(), 3);
 }
 
+void tst_Directory::aDirectoryOfVersion2GoesOnInVersion3()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    makeVersion2(folder.directory);
+    const QByteArray old = contents(folder.directory + state);
+    QVERIFY(old.contains("\"version\": 2"));
+    reopen(folder.directory);
+    QCOMPARE(contents(folder.directory + state), old); // opening changes nothing
+    QCOMPARE(found(), 2);
+    QVERIFY(saveFlags(2));
+    const QByteArray saved = contents(folder.directory + state);
+    QVERIFY(saved.contains("\"version\": 3"));
+    QCOMPARE(saved.count("\"xxh128\""), 3);
+    QCOMPARE(saved.count("\"sha1\""), 1);
+    QCOMPARE(packs(folder.directory), QStringList{QStringLiteral("1.planes")});
+    reopen(folder.directory);
+    QVERIFY(savePlanes(2));
+    QCOMPARE(found(), 4);
+}
+
+void tst_Directory::planesThatChangeOnTheDiskAreRefused()
+{
+    const QVector<quint16> first(8 * 8 * 9, 1);
+    for (const bool isCut : {false, true}) {
+        const Folder folder;
+        makeWall(folder.directory);
+        reopen(folder.directory);
+        const QString pack = folder.directory + QStringLiteral("/devices/A/1.planes");
+        QFile file(pack);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        if (isCut)
+            QVERIFY(file.resize(1200));
+        else
+            QVERIFY(file.seek(1200) && file.write("x") == 1);
+        file.close();
+
+        const auto refused = [&] {
+            return wall().journal().calls().last().note.contains(
+                pack + QStringLiteral(": the 1152 bytes from 1152 on are no longer those that were saved"));
+        };
+        const QString two = QStringLiteral("2");
+        List blocks;
+        QVERIFY(!Correctionop::getInstance()->loadCoefficient(key(), two, blocks));
+        QVERIFY2(refused(), qPrintable(wall().journal().calls().last().note));
+        QVERIFY(Correctionop::getInstance()->loadCoefficient(key(), one, blocks));
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("no longer those that were saved")));
+        QVERIFY(wall().state().chroma(key(), two).isEmpty());
+
+        // A part of a cabinet needs the rest of it. Then no cabinet of the request changes.
+        const QString pixel = QString::fromLatin1(QByteArray(18, 'x').toBase64());
+        const Map area{{QStringLiteral("point"), Map{{QStringLiteral("x"), 0}, {QStringLiteral("y"), 0}}},
+                       {QStringLiteral("size"), Map{{QStringLiteral("width"), 1}, {QStringLiteral("height"), 1}}}};
+        List elements;
+        for (const QString &id : {one, two}) {
+            const Map block{{QStringLiteral("area"), area}, {QStringLiteral("coefficient"), pixel}};
+            elements += Map{{QStringLiteral("cid"), id}, {QStringLiteral("coefficientList"), List{block}}};
+        }
+        bool uploaded = true;
+        Correctionop::getInstance()
+            ->uploadCoefficientAsync(key(), elements)
+            .then([&](bool value) { uploaded = value; })
+            .wait();
+        QVERIFY(!uploaded);
+        QVERIFY2(refused(), qPrintable(wall().journal().calls().last().note));
+        QCOMPARE(wall().state().chroma(key(), one), first);
+
+        // Whole planes replace what is damaged.
+        QVERIFY(savePlanes(2));
+        QVERIFY(saveFlags(2));
+        reopen(folder.directory);
+        QCOMPARE(found(), 4);
+    }
+}
+
+void tst_Directory::planesOutliveTheirPack()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    reopen(folder.directory);
+    const QVector<quint16> first(8 * 8 * 9, 1);
+    const QVector<quint16> second(8 * 8 * 9, 2);
+    for (const QString &id : Generations::cabinets())
+        QVERIFY(wall().state().setChroma(key(), id, second, Store::User));
+    QVERIFY(!packs(folder.directory).contains(QStringLiteral("1.planes")));
+    for (const QString &id : Generations::cabinets()) {
+        QCOMPARE(wall().state().chroma(key(), id), first);
+        QCOMPARE(wall().state().chroma(key(), id, Store::User), second);
+    }
+}
+
+void tst_Directory::manyPacksLeaveFilesToOthers()
+{
+    constexpr int cabinets = 60;
+    const Folder folder;
+    WallDescription description;
+    description.devices = {gridDevice(key(), QPoint(), cabinets, 1, QSize(1, 1))};
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    const auto values = [](int id) { return QVector<quint16>(9, quint16(id)); };
+    for (int id = 1; id <= cabinets; ++id)
+        QVERIFY(wall().state().setChroma(key(), QString::number(id), values(id), Store::User));
+    QCOMPARE(packs(folder.directory).size(), cabinets);
+    wall().reset();
+
+    rlimit before{};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit few{cabinets, before.rlim_max};
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const bool isOpen = wall().open(folder.directory, &error);
+    QFile other(folder.parent.filePath(QStringLiteral("other")));
+    const bool leavesFiles = other.open(QIODevice::WriteOnly);
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &before), 0);
+    QVERIFY2(isOpen, qPrintable(error));
+    QVERIFY(leavesFiles);
+    for (int id = 1; id <= cabinets; ++id)
+        QCOMPARE(wall().state().chroma(key(), QString::number(id)), values(id));
+}
+
+void tst_Directory::uploadsGoToAFileWithoutAName()
+{
+    const Folder folder;
+    WallDescription description;
+    const QSize size(64, 64);
+    description.devices = {gridDevice(key(), QPoint(), 3, 1, size)};
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    const int planeSize = size.width() * size.height() * 18;
+    const auto upload = [&](const QString &id, const QRect &rect, char value) {
+        const Map area{{QStringLiteral("point"), Map{{QStringLiteral("x"), rect.x()}, {QStringLiteral("y"), rect.y()}}},
+                       {QStringLiteral("size"),
+                        Map{{QStringLiteral("width"), rect.width()}, {QStringLiteral("height"), rect.height()}}}};
+        const QByteArray bytes(rect.width() * rect.height() * 18, value);
+        Map reply;
+        return Correctionop::getInstance()->uploadCoefficient(
+            key(), id,
+            {Map{{QStringLiteral("area"), area}, {QStringLiteral("coefficients"), QString::fromLatin1(bytes.toBase64())}}},
+            reply);
+    };
+    // The open files of this process that are in the directory and have no name there.
+    const auto nameless = [&] {
+        QList<qint64> sizes;
+        const QFileInfoList files = QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::Files | QDir::System);
+        for (const QFileInfo &file : files) {
+            const QString target = QFile::symLinkTarget(file.filePath());
+            if (target.startsWith(folder.directory + QLatin1Char('/')) && target.endsWith(QLatin1String(" (deleted)")))
+                sizes += QFileInfo(file.filePath()).size();
+        }
+        return sizes;
+    };
+    const int possible = ::open(QFile::encodeName(folder.directory).constData(), O_TMPFILE | O_RDWR, 0600);
+    if (possible < 0)
+        QSKIP("the file system has no files without a name");
+    ::close(possible);
+
+    const QRect whole(QPoint(0, 0), size);
+    const QStringList ids = Generations::cabinets();
+    for (int round = 1; round <= 5; ++round) { // space is used again
+        for (const QString &id : ids)
+            QVERIFY(upload(id, whole, char(id.toInt() + round)));
+    }
+    QCOMPARE(nameless().size(), 1);
+    QCOMPARE(nameless().first(), qint64(4) * planeSize);
+    QVERIFY(upload(ids[1], QRect(1, 0, 1, 1), 'x'));
+    const auto expected = [&](const QString &id) {
+        QByteArray plane(planeSize, char(id.toInt() + 5));
+        if (id == ids[1])
+            plane.replace(18, 18, QByteArray(18, 'x'));
+        return plane;
+    };
+    for (const QString &id : ids)
+        QCOMPARE(wall().state().plane(key(), id, Kind::Chroma), expected(id));
+    Map reply;
+    QVERIFY(Correctionop::getInstance()->saveCabinetsCoeffcient(
+        key(), {{QStringLiteral("cids"), List{ids[0], ids[1], ids[2]}}}, reply));
+    wall().reset();
+    QCOMPARE(nameless().size(), 0);
+    reopen(folder.directory);
+    for (const QString &id : ids)
+        QCOMPARE(wall().state().plane(key(), id, Kind::Chroma), expected(id));
+}
+
 void tst_Directory::aFailedOpeningTakesNothingFromTheOpenWall()
 {
     // Devices that forget when they are opened, which no failure may bring about halfway.
@@ -734,8 +951,9 @@ void tst_Directory::damageIsFound_data()
         [](const QString &directory) { overwrite(directory + state, contents(directory + state).left(300)); },
         "/devices/A/state.json:");
     rowOfState("another format", "led-wall-state", "led-wall", "format: expected 'led-wall-state', got 'led-wall'");
-    rowOfState("another version", "'version': 2", "'version': 3", "version: expected 1 or 2, got 3");
-    rowOfState("a version of another type", "'version': 2", "'version': '2'", "version: expected 1 or 2, got '2'");
+    rowOfState("another version", "'version': 3", "'version': 4", "version: expected a version from 1 to 3, got 4");
+    rowOfState("a version of another type", "'version': 3", "'version': '3'",
+               "version: expected a version from 1 to 3, got '3'");
     rowOfState("another key", "'key': 'A'", "'key': 'B'", "key: expected 'A', got 'B'");
     rowOfState("an unknown entry", "'device': {", "'devices': {", "unknown key 'devices', did you mean 'device'?");
     rowOfState("an unknown cabinet", "'3': {", "'33': {", "cabinets.33: wall.json has no such cabinet");
@@ -766,7 +984,7 @@ void tst_Directory::damageIsFound_data()
     rowOfState("an offset below zero", "'offset':1152", "'offset':-1",
                "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to ");
     rowOfState("another offset", "'offset':1152", "'offset':1",
-               "cabinets.2.planes.chroma.user.sha1: the 1152 bytes from 1 on in ");
+               "cabinets.2.planes.chroma.user.xxh128: the 1152 bytes from 1 on in ");
     rowOfState("another length", "'length':1152,'offset':1152", "'length':1150,'offset':1152",
                "cabinets.2.planes.chroma.user.length: a plane of this cabinet has 1152 bytes, not 1150");
     rowOfState("a place outside the folder", "'offset':1152,'pack':'1.planes'", "'offset':1152,'pack':'../A/1.planes'",
@@ -781,6 +999,15 @@ void tst_Directory::damageIsFound_data()
     row(
         "a changed byte in a pack",
         [pack](const QString &directory) {
+            QByteArray bytes = contents(directory + pack);
+            bytes[1200] = char(bytes[1200] + 1);
+            overwrite(directory + pack, bytes);
+        },
+        "/devices/A/state.json: cabinets.2.planes.chroma.user.xxh128: the 1152 bytes from 1152 on in ");
+    row(
+        "a changed byte in a pack of version 2",
+        [pack](const QString &directory) {
+            makeVersion2(directory);
             QByteArray bytes = contents(directory + pack);
             bytes[1200] = char(bytes[1200] + 1);
             overwrite(directory + pack, bytes);

@@ -281,7 +281,7 @@ void CtlComfortTest::unreadableSettingsAreNamed()
 void CtlComfortTest::snapshotsWithoutSettingsAreRestored()
 {
     const QString samples = QStringLiteral(SOURCE_DIR "/tests/tools/samples/");
-    QVERIFY(QFile::copy(samples + QStringLiteral("main.snapshot"), m_program.path(QStringLiteral("old.snapshot"))));
+    QVERIFY(QFile::copy(samples + QStringLiteral("main-1.snapshot"), m_program.path(QStringLiteral("old.snapshot"))));
     QVERIFY(QFile::copy(samples + QStringLiteral("every-entry.json"), m_program.path(QStringLiteral("old.json"))));
     QVERIFY(QFile::copy(samples + QStringLiteral("wall/wall.json"), m_program.path(QStringLiteral("old-wall.json"))));
     const Run run = m_program.run("--wall old-wall.json restore old.snapshot --settings");

@@ -396,7 +396,7 @@ void CtlFailuresTest::damagedSnapshotsAreRefused_data()
     row("cut behind a cabinet", good.left(good.indexOf("{\"bytes\"", values)), "cut short");
     row("without its last line", good.left(good.indexOf("{\"end\"")), "cut short");
     row("with something behind it", good + '\n', "its last line is missing or damaged");
-    row("another version", QByteArray(good).replace("\"version\":1", "\"version\":2"), "a snapshot of version 2");
+    row("another version", QByteArray(good).replace("\"version\":2", "\"version\":3"), "a snapshot of version 3");
     row("a cabinet of another size", QByteArray(good).replace("\"width\":16", "\"width\":15"), "its line is damaged");
     row("another cabinet", QByteArray(good).replace("\"cabinet\":\"2\"", "\"cabinet\":\"1\""),
         "damaged, the checksum of its lines does not match");

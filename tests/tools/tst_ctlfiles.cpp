@@ -1,4 +1,5 @@
 #include <files/Files.h>
+#include <files/GridFile.h>
 #include <files/Npy.h>
 #include <files/Npz.h>
 #include <files/SnapshotFile.h>
@@ -100,6 +101,10 @@ private Q_SLOTS:
     void everyDamageOfAnArchiveIsFound();
     void onlyTheKindsOwnValuesAreTaken_data();
     void onlyTheKindsOwnValuesAreTaken();
+    void gridsAreReadInParts_data();
+    void gridsAreReadInParts();
+    void gridsAreWrittenInParts_data();
+    void gridsAreWrittenInParts();
     void everyDamageOfASnapshotIsFound();
     void aSnapshotsNumbersAreChecked_data();
     void aSnapshotsNumbersAreChecked();
@@ -483,6 +488,89 @@ void CtlFilesTest::onlyTheKindsOwnValuesAreTaken()
                  valueAt(1, 2, grid.length - 1, grid.length, kind == enMultilayerCoefficient ? 255 : 65535));
 }
 
+void CtlFilesTest::gridsAreReadInParts_data()
+{
+    QTest::addColumn<QByteArray>("type");
+    QTest::addColumn<bool>("inPlace");
+    QTest::newRow("as it is written") << QByteArray("<u2") << true;
+    QTest::newRow("another byte order") << QByteArray(">u2") << false;
+    QTest::newRow("wider numbers") << QByteArray("<i4") << false;
+}
+
+void CtlFilesTest::gridsAreReadInParts()
+{
+    QFETCH(const QByteArray, type);
+    QFETCH(const bool, inPlace);
+    const QString path = m_folder.filePath(QStringLiteral("parts.npy"));
+    writeFile(path, npy(dictionary(type, shape9), valuesOf(type[2] - '0', type[0] == '>', false, 9, 65535)));
+    QCOMPARE(GridSource::isInPlace(path), inPlace);
+    for (const EnumCoefficientType kind : {enCommonCoefficient, enLowgrayCoefficient}) {
+        GridSource source(path, QSize(columns, rows), kind);
+        int parts = 0;
+        for (int y = 0; y < rows; ++y) {
+            for (int x = 0; x < columns; ++x) {
+                for (int height = 1; y + height <= rows; ++height) {
+                    for (int width = 1; x + width <= columns; ++width) {
+                        const Grid part = source.part(QRect(x, y, width, height));
+                        QCOMPARE(part.size, QSize(width, height));
+                        QCOMPARE(part.values.size(), width * height * 9);
+                        for (int i = 0; i < part.values.size(); ++i)
+                            QCOMPARE(qint64(part.values[i]), valueAt(y + i / 9 / width, x + i / 9 % width, i % 9, 9, 65535));
+                        ++parts;
+                    }
+                }
+            }
+        }
+        QCOMPARE(parts, 18);
+    }
+    if (!inPlace)
+        return;
+    GridSource source(path, QSize(columns, rows), enCommonCoefficient);
+    QVERIFY(QFile::resize(path, QFileInfo(path).size() - 1));
+    source.part(QRect(0, 0, columns, 1));
+    QVERIFY_EXCEPTION_THROWN(source.part(QRect(0, 1, columns, 1)), Failure);
+    QVERIFY_EXCEPTION_THROWN(source.part(QRect(2, 0, 1, 2)), Failure);
+}
+
+void CtlFilesTest::gridsAreWrittenInParts_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("npy") << QStringLiteral("written.npy");
+    QTest::newRow("json") << QStringLiteral("written.json");
+}
+
+void CtlFilesTest::gridsAreWrittenInParts()
+{
+    QFETCH(const QString, name);
+    Grid whole;
+    whole.size = QSize(300, 250); // more than the library makes a JSON text of at once
+    whole.length = 9;
+    whole.values.resize(300 * 250 * 9);
+    const QString path = m_folder.filePath(name);
+    QVERIFY(GridWriter::takes(path));
+    const QStringList before = QDir(m_folder.path()).entryList(QDir::Files);
+    for (const bool finished : {false, true}) {
+        GridWriter writer(path, whole.size);
+        // The middle stays without a part.
+        for (const QRect &rect : {QRect(100, 0, 200, 90), QRect(0, 0, 100, 250), QRect(100, 100, 200, 150)}) {
+            QVector<quint16> values(rect.width() * rect.height() * 9);
+            for (int i = 0; i < values.size(); ++i) {
+                const int place = ((rect.y() + i / 9 / rect.width()) * 300 + rect.x() + i / 9 % rect.width()) * 9 + i % 9;
+                values[i] = quint16(place * 31);
+                whole.values[place] = values[i];
+            }
+            writer.put(rect, values);
+        }
+        if (finished)
+            writer.finish();
+    }
+    const QByteArray inParts = readFile(path);
+    QFile::remove(path);
+    QCOMPARE(QDir(m_folder.path()).entryList(QDir::Files), before); // nothing else was left behind
+    writeGrid(path, whole, 0);
+    QVERIFY(inParts == readFile(path));
+}
+
 namespace {
 
 struct Contents {
@@ -604,7 +692,9 @@ void CtlFilesTest::aSnapshotsNumbersAreChecked_data()
     row("\"cabinets\":2,", "\"cabinets\":9999999999,", "its first line is damaged");
     row("\"x\":0,", "\"x\":0,\"x\":1,", "no line of JSON");
     row("\"x\":0,", "\"x\":0,\"z\":0,", damaged);
-    row("\"version\":1", "\"version\":4294967297", "a snapshot of version 4294967297");
+    row("\"xxh128\":", "\"sha256\":", damaged); // that of version 1
+    row("\"version\":2", "\"version\":1", damaged);
+    row("\"version\":2", "\"version\":4294967297", "a snapshot of version 4294967297");
 }
 
 void CtlFilesTest::aSnapshotsNumbersAreChecked()

@@ -48,27 +48,50 @@ private Q_SLOTS:
         QCOMPARE(run.out, sample(QStringLiteral("every-entry.json")));
     }
 
+    void aWallDirectory_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("version 2") << QStringLiteral("wall-2");
+        QTest::newRow("version 3") << QStringLiteral("wall");
+    }
     void aWallDirectory()
     {
+        QFETCH(const QString, name);
         const Program program;
-        copyWall(program);
+        copyWall(program, name);
         const Run run = program.json("--wall wall show main");
         QVERIFY2(run.exit == 0, run.all().constData());
         QCOMPARE(run.out, sample(QStringLiteral("show.json")));
         QCOMPARE(program.run("--wall wall snapshot main again.snapshot").exit, 0);
-        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("settings.snapshot")));
+        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("main.snapshot")));
     }
 
+    void aSnapshot_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("version 1") << QStringLiteral("main-1.snapshot");
+        QTest::newRow("version 2") << QStringLiteral("main.snapshot");
+    }
     void aSnapshot()
     {
+        QFETCH(const QString, name);
         const Program program;
-        copyWall(program);
-        QVERIFY(program.write(QStringLiteral("main.snapshot"), sample(QStringLiteral("main.snapshot"))));
+        copyWall(program, QStringLiteral("wall"));
+        QVERIFY(program.write(QStringLiteral("main.snapshot"), sample(name)));
         QCOMPARE(program.run("--wall wall clear main").exit, 0);
         const Run run = program.run("--wall wall restore main.snapshot --save");
         QVERIFY2(run.exit == 0, run.all().constData());
         QCOMPARE(program.run("--wall wall snapshot main again.snapshot").exit, 0);
-        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("settings.snapshot")));
+        QCOMPARE(program.content(QStringLiteral("again.snapshot")), sample(QStringLiteral("main.snapshot")));
+
+        // A changed byte of a cabinet.
+        QByteArray damaged = sample(name);
+        const int at = damaged.indexOf('\n', damaged.indexOf('\n') + 1) + 100;
+        damaged[at] = char(damaged[at] ^ 1);
+        QVERIFY(program.write(QStringLiteral("damaged.snapshot"), damaged));
+        const Run refused = program.run("--wall wall restore damaged.snapshot --save");
+        QCOMPARE(refused.exit, 65);
+        QVERIFY2(refused.all().contains("cabinet 1: damaged, its checksum does not match"), refused.all().constData());
     }
 
     void aJournal()
@@ -116,12 +139,14 @@ private Q_SLOTS:
     }
 
 private:
-    static void copyWall(const Program &program)
+    /// Copies a sample to "wall".
+    static void copyWall(const Program &program, const QString &from)
     {
-        const QStringList names = filesOf(samples + QStringLiteral("wall"));
+        const QStringList names = filesOf(samples + from);
+        QCOMPARE(names.size(), 6);
         for (const QString &name : names) {
             QVERIFY(program.folder().mkpath(QFileInfo(QStringLiteral("wall/") + name).path()));
-            QVERIFY(program.write(QStringLiteral("wall/") + name, sample(QStringLiteral("wall/") + name)));
+            QVERIFY(program.write(QStringLiteral("wall/") + name, sample(from + QLatin1Char('/') + name)));
         }
     }
 };

@@ -91,6 +91,7 @@ private Q_SLOTS:
     void cabinetGammaKeepsItsColours();
     void severalSettingsAreCheckedBeforeTheFirstIsSent();
     void aPartOfACabinetIsWritten();
+    void theLastOfOverlappingCabinetsCounts();
     void pixelsWithoutACabinetAreTold();
     void configurationsTravel();
     void moduleFlashKeepsCoefficients();
@@ -679,6 +680,27 @@ void CtlVerbsTest::aPartOfACabinetIsWritten()
     const QByteArray expected = npy(
         16, 16, [](int x, int y, int k) { return x >= 13 && y >= 14 ? slope(x - 13, y - 14, k) : asDelivered(x, y, k); });
     QCOMPARE(held("sign"), valuesOf(expected));
+}
+
+void CtlVerbsTest::theLastOfOverlappingCabinetsCounts()
+{
+    const QByteArray size("\"cabinetSize\": {\"width\": 16, \"height\": 16}");
+    QVERIFY(m_program.write(
+        QStringLiteral("over.json"),
+        "{\"format\": \"led-wall\", \"version\": 1, \"devices\": [{\"key\": \"A\", \"allowOverlaps\": true, \"screens\": "
+        "[{\"id\": "
+        "\"main\", \"name\": \"Main\", \"subScreens\": [{\"grid\": {\"columns\": 1, \"rows\": 1, "
+            + size + "}}, {\"position\": {\"x\": 8, \"y\": 0}, \"grid\": {\"columns\": 1, \"rows\": 1, \"firstId\": 2, "
+            + size + "}}]}]}]}"));
+    QCOMPARE(m_program.run("--wall over.json wall create over").exit, 0);
+    QVERIFY(m_program.write(QStringLiteral("lower.npy"), npy(16, 16, slope)));
+    for (const char *const write : {"cabinet 1 write lower.npy --save", "cabinet 2 write lower.npy --save"})
+        QCOMPARE(m_program.run(QByteArray("--wall over ") + write).exit, 0);
+    QCOMPARE(m_program.run("--wall over read main both.npy").exit, 0);
+    const auto both = [](int x, int y, int k) { return slope(x < 8 ? x : x - 8, y, k); };
+    QCOMPARE(m_program.content(QStringLiteral("both.npy")), npy(24, 16, both));
+    const Run run = m_program.run("--wall over diff both.npy --screen main");
+    QVERIFY2(run.exit == 0 && run.out == "0 of 384 pixels differ\n", run.all());
 }
 
 void CtlVerbsTest::pixelsWithoutACabinetAreTold()

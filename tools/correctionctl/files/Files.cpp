@@ -274,6 +274,24 @@ Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kin
         grid.size = size;
         grid.length = length;
     }
+    requireShape(path, grid, size, kind);
+    if (kind == enMultilayerCoefficient) {
+        const auto found = std::find_if(grid.values.cbegin(), grid.values.cend(), [](quint16 value) { return value > 255; });
+        if (found != grid.values.cend())
+            throw badFile(path, QStringLiteral("value %1 at %2; multilayer values are bytes from 0 to 255")
+                                    .arg(*found)
+                                    .arg(placeText(grid, int(found - grid.values.cbegin()))));
+    } else if (grid.bytes) {
+        throw badFile(path, QStringLiteral("values of 8 bits; %1 coefficients have 16. If numbers from 0 to 255 are meant: "
+                                           "np.save(path, a.astype('<u2'))")
+                                .arg(kindText(kind)));
+    }
+    return grid;
+}
+
+void requireShape(const QString &path, const Grid &grid, const QSize &size, EnumCoefficientType kind)
+{
+    const int length = lengthOf(kind);
     const QString pixels = QStringLiteral("%1 pixels; the rectangle has %2").arg(sizeText(grid.size), sizeText(size));
     if (grid.size != size && grid.length == size.width() && grid.size == QSize(size.height(), length))
         throw badFile(path, pixels + QStringLiteral("; np.save(path, np.moveaxis(a, 0, -1)) puts the values last"));
@@ -289,18 +307,6 @@ Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kin
                                                      && (formOf(path) == FileForm::Png || formOf(path) == FileForm::Tiff)
                                                  ? "; a name with %, such as main-%.png, is one picture for each value"
                                                  : "")));
-    if (kind == enMultilayerCoefficient) {
-        const auto found = std::find_if(grid.values.cbegin(), grid.values.cend(), [](quint16 value) { return value > 255; });
-        if (found != grid.values.cend())
-            throw badFile(path, QStringLiteral("value %1 at %2; multilayer values are bytes from 0 to 255")
-                                    .arg(*found)
-                                    .arg(placeText(grid, int(found - grid.values.cbegin()))));
-    } else if (grid.bytes) {
-        throw badFile(path, QStringLiteral("values of 8 bits; %1 coefficients have 16. If numbers from 0 to 255 are meant: "
-                                           "np.save(path, a.astype('<u2'))")
-                                .arg(kindText(kind)));
-    }
-    return grid;
 }
 
 void writeGrid(const QString &path, const Grid &grid, int channel)

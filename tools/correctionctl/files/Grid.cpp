@@ -13,7 +13,9 @@ namespace {
 template <typename Known>
 CoefficientPtr made(const Grid &grid)
 {
-    CoefficientPtr owner(new Known(grid.size.width(), grid.size.height()));
+    CoefficientPtr owner(new Known(0, 0)); // the values follow
+    owner->setPixelCol(grid.size.width());
+    owner->setPixelRow(grid.size.height());
     QVector<quint16> values = grid.values;
     check(static_cast<Known &>(*owner).setCoefficient(values), QStringLiteral("making a grid"));
     return owner;

@@ -403,6 +403,24 @@ bool parseNpyLight(const QByteArray &file, Light &light, QString &reason)
     return true;
 }
 
+bool isPlainNpy(const QByteArray &start, qint64 fileSize, Grid &grid, qint64 &offset)
+{
+    constexpr int begin = 10; // of the header's dictionary in version 1
+    if (!start.startsWith(magic + QByteArray("\x01\x00", 2)) || start.size() < begin)
+        return false;
+    const int headerSize = qFromLittleEndian<quint16>(start.constData() + 8);
+    HeaderReader header(start.mid(begin, headerSize));
+    if (start.size() < begin + headerSize || !header.read() || header.descr != "<u2" || header.fortranOrder)
+        return false;
+    const int count = countOf(header.shape);
+    offset = begin + headerSize;
+    if (count == 0 || fileSize != offset + 2 * qint64(count))
+        return false;
+    grid.size = QSize(int(header.shape[1]), int(header.shape[0]));
+    grid.length = int(header.shape[2]);
+    return true;
+}
+
 QByteArray npyHeader(const QSize &size, int length, bool bytes)
 {
     return headerOf(size, length, bytes ? "|u1" : "<u2");

@@ -16,6 +16,10 @@ namespace Ctl {
 /// no influence.
 bool parseNpy(const QByteArray &file, Grid &grid, QString &reason);
 
+/// Whether a `.npy` file whose first bytes are `start` is as npyHeader() describes it, 16-bit values in C order, so that its
+/// values can be read in place: `offset` bytes behind the beginning of the file. `grid` gets size and length.
+bool isPlainNpy(const QByteArray &start, qint64 fileSize, Grid &grid, qint64 &offset);
+
 /// Light: X, Y and Z in cd/m2, as floating-point numbers, three or nine for each pixel. Row by row, pixel by pixel.
 struct Light {
     QSize size;

@@ -4,6 +4,7 @@
 #include "terminal/ExitCodes.h"
 
 #include <adapter/json/Table.h>
+#include <simulator/files/Checksum.h>
 
 #include <QtCore/QFileInfo>
 
@@ -36,6 +37,7 @@ struct Head {
     qint64 cabinets = 0;
     QString screen;
     QVector<Settings> settings;
+    int version = 0;
 };
 
 struct CabinetLine {
@@ -46,6 +48,7 @@ struct CabinetLine {
     QString sha256;
     int width = 0;
     int x = 0;
+    QString xxh128;
     int y = 0;
 };
 
@@ -78,7 +81,7 @@ struct Table<Head> {
         field("format", "", Whole(), Format{"correction-snapshot"}, always);
         field("screen", "", &Head::screen, Text(), always);
         field("settings", "", &Head::settings, Objects(), never);
-        field("version", "", Whole(), Version{1}, always);
+        field("version", "", &Head::version, Integer{1, Ctl::snapshotVersion}, always);
     }
 };
 
@@ -91,9 +94,10 @@ struct Table<CabinetLine> {
         field("cabinet", "", &CabinetLine::cabinet, Text{false}, always);
         field("device", "", &CabinetLine::device, Text(), always);
         field("height", "", &CabinetLine::height, positive, always);
-        field("sha256", "", &CabinetLine::sha256, Text(), always);
+        field("sha256", "", &CabinetLine::sha256, Text(), never); // of version 1
         field("width", "", &CabinetLine::width, positive, always);
         field("x", "", &CabinetLine::x, any, always);
+        field("xxh128", "", &CabinetLine::xxh128, Text(), never);
         field("y", "", &CabinetLine::y, any, always);
     }
 };
@@ -118,13 +122,13 @@ constexpr qint64 longestLine = 1 << 16;
 constexpr qint64 longestHead = 1 << 26; // gamma tables of all devices
 constexpr int bytesOfPixel = Correction::chromaPixelLength * int(sizeof(quint16));
 
-QByteArray sumOf(const QByteArray &bytes)
+QByteArray sumOf(const QByteArray &bytes, int version)
 {
-    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+    return (version == 1 ? QCryptographicHash::hash(bytes, QCryptographicHash::Sha256) : Checksum::xxh128(bytes)).toHex();
 }
 
 /// A cabinet as its line describes it. False for numbers that contradict each other or would overflow.
-bool parseCabinet(const QJsonObject &entry, SnapshotCabinet &cabinet)
+bool parseCabinet(const QJsonObject &entry, int version, SnapshotCabinet &cabinet)
 {
     Json::Reader reader{QString()};
     Json::CabinetLine line;
@@ -137,10 +141,10 @@ bool parseCabinet(const QJsonObject &entry, SnapshotCabinet &cabinet)
         return false;
     cabinet.id = line.cabinet;
     cabinet.device = line.device;
-    cabinet.sum = line.sha256.toLatin1();
+    cabinet.sum = (version == 1 ? line.sha256 : line.xxh128).toLatin1();
     cabinet.rect = QRect(line.x, line.y, line.width, line.height);
     cabinet.bytes = line.bytes;
-    return true;
+    return !cabinet.sum.isEmpty();
 }
 
 template <typename T>
@@ -158,7 +162,7 @@ SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int
     : m_file(path)
 {
     openForWriting(m_file);
-    Json::Head head{cabinets, screenId, {}};
+    Json::Head head{cabinets, screenId, {}, snapshotVersion};
     for (const SnapshotSettings &device : settings)
         head.settings.append({device.gamma[2], device.device, device.effect, device.gamma[1], device.gamma[0]});
     writeLine(lineOf(head));
@@ -167,8 +171,8 @@ SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int
 void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes)
 {
     const QRect &rect = cabinet.rect;
-    writeLine(lineOf(Json::CabinetLine{bytes.size(), cabinet.id, cabinet.device, rect.height(), QLatin1String(sumOf(bytes)),
-                                       rect.width(), rect.x(), rect.y()}));
+    writeLine(lineOf(Json::CabinetLine{bytes.size(), cabinet.id, cabinet.device, rect.height(), QString(), rect.width(),
+                                       rect.x(), QLatin1String(sumOf(bytes, snapshotVersion)), rect.y()}));
     writeTo(m_file, bytes);
     writeTo(m_file, QByteArray("\n"));
     ++m_cabinets;
@@ -196,8 +200,10 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
     if (first.value(QStringLiteral("format")).toString() != QLatin1String("correction-snapshot"))
         refuse(QStringLiteral("not a snapshot"));
     const QJsonValue version = first.value(QStringLiteral("version"));
-    if (version != QJsonValue(1))
-        refuse(QStringLiteral("a snapshot of version %1; this program reads version 1").arg(Json::Reader::shown(version)));
+    m_version = version.toInt();
+    if (version != QJsonValue(m_version) || m_version < 1 || m_version > snapshotVersion)
+        refuse(QStringLiteral("a snapshot of version %1; this program reads versions 1 to %2")
+                   .arg(Json::Reader::shown(version), QString::number(snapshotVersion)));
     Json::Head head;
     Json::Reader reader(m_file.fileName());
     Json::readObject(reader, first, head);
@@ -211,7 +217,7 @@ SnapshotReader::SnapshotReader(const QString &path) : m_file(path)
         const QJsonObject entry = line(longestLine);
         const QString place = QStringLiteral("cabinet %1 of %2").arg(i + 1).arg(count);
         SnapshotCabinet cabinet;
-        if (!parseCabinet(entry, cabinet))
+        if (!parseCabinet(entry, m_version, cabinet))
             refuse(place + QStringLiteral(": its line is damaged"));
         cabinet.offset = m_file.pos();
         bytesOf(cabinet);
@@ -236,7 +242,7 @@ QByteArray SnapshotReader::bytesOf(const SnapshotCabinet &cabinet)
     const QByteArray bytes = m_file.read(cabinet.bytes);
     if (bytes.size() != cabinet.bytes)
         refuse(QStringLiteral("cabinet %1: cut short").arg(cabinet.id));
-    if (sumOf(bytes) != cabinet.sum)
+    if (sumOf(bytes, m_version) != cabinet.sum)
         refuse(QStringLiteral("cabinet %1: damaged, its checksum does not match").arg(cabinet.id));
     return bytes;
 }

@@ -16,9 +16,9 @@ namespace Ctl {
 /// A snapshot: the chroma coefficients of a screen's cabinets, and settings of its devices. A file of lines of JSON, each
 /// but the first and the last followed by the bytes of one cabinet (row by row, 9 little-endian uint16 a pixel):
 ///
-///     {"format":"correction-snapshot","version":1,"screen":"main","cabinets":24,
+///     {"format":"correction-snapshot","version":2,"screen":"main","cabinets":24,
 ///      "settings":[{"device":"A","effect":0,"red":[...],"green":[...],"blue":[...]}]}  (in one line)
-///     {"cabinet":"1","device":"A","x":0,"y":0,"width":128,"height":128,"bytes":294912,"sha256":"..."}
+///     {"cabinet":"1","device":"A","x":0,"y":0,"width":128,"height":128,"bytes":294912,"xxh128":"..."}
 ///     <294912 bytes>
 ///     ...
 ///     {"end":24,"sha256":"..."}
@@ -26,14 +26,18 @@ namespace Ctl {
 /// "settings" is optional, and of them "effect" and each gamma table.
 ///
 /// The last sum is that of all lines before it: it covers the other sums, so that any damage and a truncated file are found,
-/// before anything of it is used.
+/// before anything of it is used. Version 1, which is read as well, has the SHA-256 of a cabinet's bytes ("sha256") in place
+/// of XXH3 with 128 bits.
+constexpr int snapshotVersion = 2;
+
+/// A cabinet of a snapshot.
 struct SnapshotCabinet {
     QString id;
     QString device;
     QRect rect;        ///< Screen pixels.
     qint64 offset = 0; ///< Where its bytes begin in the file.
     qint64 bytes = 0;
-    QByteArray sum; ///< SHA-256 of the bytes, as hexadecimal text.
+    QByteArray sum; ///< Of the bytes, as hexadecimal text.
 };
 
 /// The settings of a device that the library can read.
@@ -80,6 +84,7 @@ private:
 
     QFile m_file;
     QCryptographicHash m_lines{QCryptographicHash::Sha256};
+    int m_version = 0;
     QString m_screenId;
     QVector<SnapshotCabinet> m_cabinets;
     QVector<SnapshotSettings> m_settings;

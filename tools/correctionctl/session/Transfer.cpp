@@ -10,6 +10,7 @@
 #include <Correction/ScreenReader.h>
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <optional>
 
@@ -62,12 +63,67 @@ void checkReadTarget(const QString &path, EnumCoefficientType kind, int channel)
     checkWritable(path);
 }
 
-CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, EnumCoefficientType kind, qint64 &uncovered)
+namespace {
+
+/// In the place of a grid that would hold all that is read. It has the size of one, and passes on what is pasted.
+class PassingGrid final : public IChromaCoefficient
 {
-    CoefficientPtr target(CoefficientFactory::getCoefficient(kind, rect.height(), rect.width()));
-    if (!target)
-        throw Failure(enNotSupported, QStringLiteral("screen %1: %2 coefficients of %3 pixels cannot be read")
-                                          .arg(screen.getID(), kindText(kind), sizeText(rect.size())));
+public:
+    PassingGrid(const QSize &size, const TakePart &take) : m_size(size), m_take(take) {}
+
+    /// Throws again what `take` threw: exceptions do not pass through the library's paste.
+    void check()
+    {
+        if (m_error)
+            std::rethrow_exception(m_error);
+    }
+
+    EnumErrorCode setPartCoefficient(const QRect &rect, ICoefficient &source) override
+    {
+        auto *const chroma = dynamic_cast<IChromaCoefficient *>(&source);
+        if (!chroma)
+            return enArgumentMismatch;
+        QVector<unsigned short> values = chroma->getCoefficient();
+        return setPartCoefficient(rect, values);
+    }
+    EnumErrorCode setPartCoefficient(const QRect &rect, QVector<unsigned short> &values) override
+    {
+        try {
+            if (!m_error)
+                m_take(rect, values);
+        } catch (...) {
+            m_error = std::current_exception();
+        }
+        return enSuccess;
+    }
+
+    int getPixelRow() override { return m_size.height(); }
+    int getPixelCol() override { return m_size.width(); }
+    int getPixelLength() override { return chromaPixelLength; }
+    EnumCoefficientType getType() override { return enCommonCoefficient; }
+    // It holds no values.
+    void setPixelRow(int) override {}
+    void setPixelCol(int) override {}
+    ICoefficient *getCopy() override { return nullptr; }
+    ICoefficient *tryGetPart(const QRect &) override { return nullptr; }
+    QString toBase64() override { return {}; }
+    EnumErrorCode tryGetAvg(QVector<unsigned short> &) override { return enNotSupported; }
+    EnumErrorCode toByteArray(QByteArray &) override { return enNotSupported; }
+    QVector<unsigned short> getCoefficient() override { return {}; }
+    EnumErrorCode setCoefficient(QVector<unsigned short> &) override { return enNotSupported; }
+    QString toJsonData() override { return {}; }
+
+private:
+    const QSize m_size;
+    const TakePart &m_take;
+    std::exception_ptr m_error;
+};
+
+/// `afterEach` is called after each cabinet, and may throw.
+void readInto(Session &session, IScreen &screen, const QRect &rect, ICoefficient &target, qint64 &uncovered,
+              const std::function<void()> &afterEach)
+{
+    const EnumCoefficientType kind = target.getType();
     QString what = QStringLiteral("screen %1: listing its cabinets").arg(screen.getID());
     std::optional<Progress> bar;
     qint64 shown = 0;
@@ -76,6 +132,7 @@ CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, En
             bar.emplace(session.out(), QStringLiteral("reading"), progress.pixels * pixelBytes(kind));
         bar->advance((progress.pixelsRead - shown) * pixelBytes(kind));
         shown = progress.pixelsRead;
+        afterEach();
         if (!progress.next)
             return;
         const CabinetInfo &cabinet = *progress.next;
@@ -87,11 +144,33 @@ CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, En
         session.cabinet(cabinet.id); // throws for an id that several devices have
     };
     QRegion holes;
-    check(ScreenReader(screen).tryGetCoefficients(rect, *target, &holes, onProgress), what);
+    check(ScreenReader(screen).tryGetCoefficients(rect, target, &holes, onProgress), what);
     uncovered = 0;
     for (const QRect &hole : holes)
         uncovered += area(hole);
+}
+
+} // namespace
+
+CoefficientPtr readRect(Session &session, IScreen &screen, const QRect &rect, EnumCoefficientType kind, qint64 &uncovered)
+{
+    CoefficientPtr target(CoefficientFactory::getCoefficient(kind, rect.height(), rect.width()));
+    if (!target)
+        throw Failure(enNotSupported, QStringLiteral("screen %1: %2 coefficients of %3 pixels cannot be read")
+                                          .arg(screen.getID(), kindText(kind), sizeText(rect.size())));
+    readInto(session, screen, rect, *target, uncovered, [] {});
     return target;
+}
+
+bool isReadInParts(const QRect &rect, EnumCoefficientType kind)
+{
+    return kind == enCommonCoefficient && area(rect) <= std::numeric_limits<int>::max() / pixelBytes(kind);
+}
+
+void readParts(Session &session, IScreen &screen, const QRect &rect, qint64 &uncovered, const TakePart &take)
+{
+    PassingGrid target(rect.size(), take);
+    readInto(session, screen, rect, target, uncovered, [&] { target.check(); });
 }
 
 QVector<QRect> bandsOf(const QRect &rect, const QList<CabinetInfo> &cabinets, qint64 pixels)
@@ -118,11 +197,12 @@ QVector<QRect> bandsOf(const QRect &rect, const QList<CabinetInfo> &cabinets, qi
     return bands;
 }
 
-void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficient &grid, bool oneByOne, bool save)
+void writeRect(Session &session, IScreen &screen, const QRect &rect, EnumCoefficientType kind, const PartAt &partAt,
+               bool oneByOne, bool save)
 {
     const QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
     const QVector<QRect> bands = bandsOf(rect, cabinets, bandPixels);
-    Progress progress(session.out(), QStringLiteral("writing"), area(rect) * pixelBytes(grid.getType()));
+    Progress progress(session.out(), QStringLiteral("writing"), area(rect) * pixelBytes(kind));
     int written = 0;
     const auto done = [&] {
         const int rows = written == 0 ? 0 : bands[written - 1].bottom() + 1 - rect.top();
@@ -135,18 +215,15 @@ void writeRect(Session &session, IScreen &screen, const QRect &rect, ICoefficien
         Interrupt::check(done());
         const QString what =
             QStringLiteral("screen %1: writing %2 (before it, %3)").arg(screen.getID(), rectText(band), done());
-        const CoefficientPtr part(bands.size() == 1 ? nullptr : grid.tryGetPart(band.translated(-rect.topLeft())));
-        if (bands.size() > 1 && !part)
-            throw Failure(enInvalidParameter, what);
-        ICoefficient &values = part ? *part : grid;
+        const CoefficientPtr values = partAt(band.translated(-rect.topLeft()));
         if (oneByOne) {
             for (const QString &key : Session::devicesOf(cabinets))
-                check(screen.tryGetSubScreen(key)->setCoefficients(band, values), what);
+                check(screen.tryGetSubScreen(key)->setCoefficients(band, *values), what);
         } else {
-            check(screen.setCoefficients(band, values), what);
+            check(screen.setCoefficients(band, *values), what);
         }
         ++written;
-        progress.advance(area(band) * pixelBytes(grid.getType()));
+        progress.advance(area(band) * pixelBytes(kind));
     }
     // The last point at which Ctrl-C prevents saving.
     if (save)

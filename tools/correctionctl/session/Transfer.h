@@ -2,6 +2,10 @@
 
 #include "Session.h"
 
+#include <QtCore/QVector>
+
+#include <functional>
+
 namespace Ctl {
 
 /// Number of pixels. Devices may report any rectangle: a count above the largest int is limited to it, so that neither this
@@ -20,10 +24,19 @@ void checkReadTarget(const QString &path, Correction::EnumCoefficientType kind, 
 Correction::CoefficientPtr readRect(Session &session, Correction::IScreen &screen, const QRect &rect,
                                     Correction::EnumCoefficientType kind, qint64 &uncovered);
 
-/// Writes a grid laid out over `rect`, in bands of whole cabinets, so that progress is shown and Ctrl-C can stop between two
-/// of them. All devices of a band work at once, unless `oneByOne`. `save`: saving follows, which Ctrl-C prevents as well.
-void writeRect(Session &session, Correction::IScreen &screen, const QRect &rect, Correction::ICoefficient &grid,
-               bool oneByOne, bool save);
+/// Reads chroma coefficients as readRect(), but passes each cabinet's part of `rect` to `take`, which may throw, instead of
+/// holding them all: the part's place relative to `rect`, and its values.
+using TakePart = std::function<void(const QRect &, const QVector<quint16> &)>;
+void readParts(Session &session, Correction::IScreen &screen, const QRect &rect, qint64 &uncovered, const TakePart &take);
+/// Whether a rectangle can be read so: of chroma, and not larger than what the library reads at once.
+bool isReadInParts(const QRect &rect, Correction::EnumCoefficientType kind);
+
+/// Writes the grid that `partAt` gives the parts of, laid out over `rect`, in bands of whole cabinets, so that progress is
+/// shown and Ctrl-C can stop between two of them. All devices of a band work at once, unless `oneByOne`. `save`: saving
+/// follows, which Ctrl-C prevents as well.
+using PartAt = std::function<Correction::CoefficientPtr(const QRect &)>; // relative to `rect`
+void writeRect(Session &session, Correction::IScreen &screen, const QRect &rect, Correction::EnumCoefficientType kind,
+               const PartAt &partAt, bool oneByOne, bool save);
 
 /// The rectangle in bands from top to bottom that split no cabinet; each but the last has at least `pixels` pixels.
 QVector<QRect> bandsOf(const QRect &rect, const QList<Correction::CabinetInfo> &cabinets, qint64 pixels);

@@ -1,5 +1,6 @@
 #include "Rows.h"
 #include "files/Files.h"
+#include "files/GridFile.h"
 #include "files/Json.h"
 #include "session/Transfer.h"
 
@@ -8,6 +9,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <optional>
 
 using namespace Correction;
 
@@ -23,7 +26,37 @@ struct Difference {
     QVector<Channel> channels;
     qint64 pixels = 0;
     qint64 differing = 0;
-    Grid largest; ///< One value a pixel: the largest difference of its channels.
+    Grid largest; ///< One value a pixel: the largest difference of its channels. Without values where it is not wanted.
+
+    Difference(const QSize &size, int length, bool keepsLargest) : channels(length)
+    {
+        largest.size = size;
+        largest.length = 1;
+        if (keepsLargest)
+            largest.values.resize(size.width() * size.height());
+    }
+
+    /// Compares a row of pixels that begins at `first`.
+    void add(int first, const quint16 *a, const quint16 *b, int count)
+    {
+        const int length = channels.size();
+        if (std::memcmp(a, b, sizeof *a * size_t(count) * size_t(length)) == 0)
+            return;
+        for (int pixel = 0; pixel < count; ++pixel, a += length, b += length) {
+            int most = 0;
+            for (int k = 0; k < length; ++k) {
+                const int distance = std::abs(int(a[k]) - int(b[k]));
+                if (distance == 0)
+                    continue;
+                ++channels[k].differing;
+                channels[k].largest = std::max(channels[k].largest, distance);
+                most = std::max(most, distance);
+            }
+            differing += most > 0 ? 1 : 0;
+            if (!largest.values.isEmpty())
+                largest.values[first + pixel] = quint16(most);
+        }
+    }
 
     int worst() const
     {
@@ -36,30 +69,49 @@ struct Difference {
 };
 
 /// `covered`: by pixel, whether a cabinet has it; empty: all of them. The others are left out.
-Difference compare(const Grid &a, const Grid &b, const QVector<bool> &covered)
+Difference compare(const Grid &a, const Grid &b, const QVector<bool> &covered, bool keepsLargest)
 {
-    Difference difference;
-    difference.channels.resize(a.length);
+    Difference difference(a.size, a.length, keepsLargest);
     const int pixels = a.values.size() / a.length;
     difference.pixels = covered.isEmpty() ? pixels : covered.count(true);
-    difference.largest.size = a.size;
-    difference.largest.length = 1;
-    difference.largest.values.resize(pixels);
-    for (int pixel = 0; pixel < pixels; ++pixel) {
-        if (!covered.isEmpty() && !covered[pixel])
-            continue;
-        int most = 0;
-        for (int k = 0; k < a.length; ++k) {
-            const int distance = std::abs(int(a.values[pixel * a.length + k]) - int(b.values[pixel * a.length + k]));
-            if (distance == 0)
-                continue;
-            ++difference.channels[k].differing;
-            difference.channels[k].largest = std::max(difference.channels[k].largest, distance);
-            most = std::max(most, distance);
-        }
-        difference.differing += most > 0 ? 1 : 0;
-        difference.largest.values[pixel] = quint16(most);
+    for (int pixel = 0; pixel < pixels;) {
+        const int count = covered.isEmpty() ? std::min(a.size.width(), pixels - pixel) : 1;
+        if (covered.isEmpty() || covered[pixel])
+            difference.add(pixel, a.values.constData() + qptrdiff(pixel) * a.length,
+                           b.values.constData() + qptrdiff(pixel) * a.length, count);
+        pixel += count;
     }
+    return difference;
+}
+
+/// Whether no pixel of `rect` has two cabinets. If one has, the last cabinet that is read decides.
+bool areApart(const QRect &rect, const QList<CabinetInfo> &cabinets)
+{
+    QRegion covered;
+    qint64 sum = 0;
+    for (const CabinetInfo &cabinet : cabinets) {
+        covered += cabinet.rect & rect;
+        sum += area(cabinet.rect & rect);
+    }
+    for (const QRect &part : covered)
+        sum -= area(part);
+    return sum == 0;
+}
+
+/// Compares while the cabinets are read; their parts of `rect` must be apart.
+Difference compareParts(Session &session, IScreen &screen, const QRect &rect, GridSource &file, bool keepsLargest,
+                        qint64 &uncovered)
+{
+    Difference difference(rect.size(), chromaPixelLength, keepsLargest);
+    readParts(session, screen, rect, uncovered, [&](const QRect &at, const QVector<quint16> &values) {
+        const Grid wanted = file.part(at);
+        for (int row = 0; row < at.height(); ++row) {
+            const int pixels = at.width() * row;
+            difference.add((at.y() + row) * rect.width() + at.x(), wanted.values.constData() + pixels * chromaPixelLength,
+                           values.constData() + pixels * chromaPixelLength, at.width());
+        }
+    });
+    difference.pixels = area(rect) - uncovered;
     return difference;
 }
 
@@ -127,33 +179,44 @@ void diff(Session &session)
     if (arguments.has("--picture"))
         checkWritable(arguments.text("--picture"));
 
-    Grid a = readGrid(pathA);
-    Grid b;
+    const bool keepsLargest = arguments.has("--picture");
+    const bool inPlace = wall && GridSource::isInPlace(pathA);
+    Grid a = inPlace ? Grid() : readGrid(pathA);
     QVector<bool> covered;
     qint64 uncovered = 0;
     QString nameB = arguments.text("B");
+    std::optional<Difference> found;
     if (wall) {
         IScreen &screen = session.screenOf(arguments.text("--screen"));
         const QRect rect = chosenRect(session, screen);
         const EnumCoefficientType kind = arguments.kind();
-        a = readGridFor(pathA, rect.size(), kind);
-        b = fromLibrary(*readRect(session, screen, rect, kind, uncovered));
+        const QList<CabinetInfo> cabinets = Session::cabinetsOf(screen);
+        Grid b;
+        if (inPlace && isReadInParts(rect, kind) && areApart(rect, cabinets)) {
+            GridSource file(pathA, rect.size(), kind);
+            found = compareParts(session, screen, rect, file, keepsLargest, uncovered);
+        } else {
+            a = readGridFor(pathA, rect.size(), kind);
+            b = fromLibrary(*readRect(session, screen, rect, kind, uncovered));
+        }
         if (uncovered == area(rect))
             throw Failure(enOutOfRange, QStringLiteral("screen %1: no cabinet in %2").arg(screen.getID(), rectText(rect)));
-        if (uncovered > 0)
-            covered = coveredPixels(rect, Session::cabinetsOf(screen));
+        if (uncovered > 0 && (!found || keepsLargest))
+            covered = coveredPixels(rect, cabinets);
         nameB = screen.getID();
+        if (!found)
+            found = compare(a, b, covered, keepsLargest);
     } else {
-        b = readGrid(nameB);
+        Grid b = readGrid(nameB);
         completeSize(a, b, pathA);
         completeSize(b, a, nameB);
+        if (a.values.isEmpty() || a.size != b.size || a.length != b.length)
+            throw Failure(ExitBadData, QStringLiteral("%1 has %2 pixels of %3, %4 has %5 of %6")
+                                           .arg(pathA, sizeText(a.size), counted(a.length, "value"), nameB, sizeText(b.size),
+                                                counted(b.length, "value")));
+        found = compare(a, b, covered, keepsLargest);
     }
-    if (a.values.isEmpty() || a.size != b.size || a.length != b.length)
-        throw Failure(ExitBadData, QStringLiteral("%1 has %2 pixels of %3, %4 has %5 of %6")
-                                       .arg(pathA, sizeText(a.size), counted(a.length, "value"), nameB, sizeText(b.size),
-                                            counted(b.length, "value")));
-
-    const Difference difference = compare(a, b, covered);
+    const Difference &difference = *found;
     QJsonArray channels;
     QVector<QStringList> rows;
     for (int k = 0; k < difference.channels.size(); ++k) {

@@ -1,5 +1,6 @@
 #include "Rows.h"
 #include "files/Files.h"
+#include "files/GridFile.h"
 #include "session/Service.h"
 #include "session/Transfer.h"
 
@@ -36,7 +37,12 @@ void read(Session &session)
     const QRect rect = chosenRect(session, screen);
     qint64 uncovered = 0;
     CoefficientPtr grid;
-    if (session.arguments().has("--direct")) {
+    if (!session.arguments().has("--direct") && isReadInParts(rect, kind) && GridWriter::takes(path)) {
+        GridWriter file(path, rect.size());
+        readParts(session, screen, rect, uncovered,
+                  [&file](const QRect &at, const QVector<quint16> &values) { file.put(at, values); });
+        file.finish();
+    } else if (session.arguments().has("--direct")) {
         grid.reset(CoefficientFactory::getCoefficient(kind, rect.height(), rect.width()));
         if (!grid)
             throw Failure(enNotSupported, QStringLiteral("screen %1: %2 coefficients of %3 pixels cannot be read")
@@ -46,7 +52,8 @@ void read(Session &session)
     } else {
         grid = readRect(session, screen, rect, kind, uncovered);
     }
-    writeGrid(path, fromLibrary(*grid), channel);
+    if (grid)
+        writeGrid(path, fromLibrary(*grid), channel);
     reportTransfer(session, QStringLiteral("read into"), screen.getID(), rect, kind, path);
     reportUncovered(session, uncovered, "their values are 0");
 }
@@ -58,14 +65,15 @@ void write(Session &session)
     formOf(path);
     IScreen &screen = session.screen();
     const QRect rect = chosenRect(session, screen);
-    const CoefficientPtr grid = toLibrary(readGridFor(path, rect.size(), kind), kind);
+    GridSource file(path, rect.size(), kind);
     const bool save = session.arguments().has("--save");
     qint64 uncovered = area(rect);
     for (const CabinetInfo &cabinet : Session::cabinetsOf(screen))
         uncovered -= area(cabinet.rect & rect);
     if (uncovered == area(rect))
         throw Failure(enOutOfRange, QStringLiteral("screen %1: no cabinet in %2").arg(screen.getID(), rectText(rect)));
-    writeRect(session, screen, rect, *grid, session.arguments().has("--one-by-one"), save);
+    const auto partAt = [&file, kind](const QRect &at) { return toLibrary(file.part(at), kind); };
+    writeRect(session, screen, rect, kind, partAt, session.arguments().has("--one-by-one"), save);
     if (save) {
         const bool saveAll = session.arguments().text("--save") == QLatin1String("all");
         const std::unique_ptr<ScreenV4> touched = Session::partOf(screen, saveAll ? Session::rectOf(screen) : rect);
