@@ -48,7 +48,7 @@ sed -i '$d' cabinet/CabinetV4.cpp
 echo "They ${word} it." >> docs/walls.md
 finds spelling 'docs/walls.md'
 for script in scripts/demo .ci/run; do
-    echo "cd build" >> "$script"
+    echo "cat \$1" >> "$script"
     finds shell "In ./$script"
 done
 finds nothing "no section 'nothing'"

@@ -1,6 +1,6 @@
 // For programs that run in QEMU: has priority over the C library's syscall(). QProcess starts programs by a clone() that
 // gives it a file descriptor for the new process, unless the system has none; QEMU has none, but the test that QProcess
-// makes reports so of the system below it.
+// makes reports this for the host system.
 
 #include <atomic>
 #include <cerrno>

@@ -25,7 +25,7 @@ if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL
   target_compile_definitions(tst_examples PRIVATE FIRST_HOST="${first_host}" UNPLUGGED="${unplugged}")
   add_dependencies(tst_examples example-01-first-host example-02-unplugged)
 
-  # The demo with cameras, on a smaller wall: its exit code tells.
+  # The demo with cameras, on a smaller wall: the test checks its exit code.
   add_test(NAME demo_even COMMAND "${PROJECT_SOURCE_DIR}/tools/demo/even.sh" "${correctionctl_program}"
     "${PROJECT_SOURCE_DIR}/tests/tools/walls/uneven.json" "${PROJECT_BINARY_DIR}/tests/even")
 

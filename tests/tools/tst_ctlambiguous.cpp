@@ -5,7 +5,8 @@
 using namespace TestSupport;
 
 /// Walls where several devices have a cabinet of the same id. The library identifies cabinets by their ids alone, so a
-/// request for one would reach the other: verbs that read warn, verbs that change something refuse.
+/// request for one would reach the other: verbs that change something refuse, and so do snapshots and measurements of the
+/// whole screen. The others warn.
 class CtlAmbiguousTest : public QObject
 {
     Q_OBJECT
@@ -82,8 +83,9 @@ void CtlAmbiguousTest::addExamples(bool changing)
         // Watching does not end by itself, and the doctor has a test of its own.
         if (!reachesDevices || name == QLatin1String("watch") || name == QLatin1String("doctor"))
             continue;
-        // A snapshot changes nothing but keeps what is to be restored.
-        if ((verb.value(QStringLiteral("writes")).toBool() || name == QLatin1String("snapshot")) != changing)
+        // A snapshot and a measurement change nothing that lasts, but what they keep is to be written to the whole screen.
+        const bool isKept = name == QLatin1String("snapshot") || name == QLatin1String("measure");
+        if ((verb.value(QStringLiteral("writes")).toBool() || isKept) != changing)
             continue;
         QString example = verb.value(QStringLiteral("example")).toString().remove(QLatin1Char('\''));
         example.replace(QLatin1String("snapshot arena-main before"), QLatin1String("snapshot arena-main new"));
