@@ -46,7 +46,7 @@ int main(int argc, char **argv)
         return 1;
     }
     Adapter::setBackend(&recorder);
-    qInfo("in earnest: %d", work());
+    qInfo("with changes: %d", work());
     if (!recorder.close(error)) {
         qCritical("%s", qPrintable(error));
         return 1;

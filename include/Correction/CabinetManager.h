@@ -40,7 +40,7 @@ public:
     bool addCabinet(const QString &id, ICabinet *cabinet);
     /// False, not logged, when `id` is absent.
     bool removeCabinet(const QString &id);
-    /// Leaves no cabinet; as `removeCabinet`.
+    /// Removes all cabinets, as `removeCabinet` does.
     void removeCabinets();
     /// The cabinet, still owned by the registry, or null (not logged).
     ICabinet *tryGetCabinet(const QString &id);

@@ -10,7 +10,7 @@ namespace Correction {
 /// Releases a cabinet by its own class, since cabinets have no virtual destructor: a `CabinetV4` with its description. Of a
 /// cabinet of another class only the storage is released, and no destructor runs: such a cabinet must come from `new`.
 struct CabinetDeleter {
-    /// Null is left alone.
+    /// Does nothing for null.
     void operator()(ICabinet *cabinet) const noexcept
     {
         if (!cabinet)

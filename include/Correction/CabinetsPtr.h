@@ -10,7 +10,7 @@ namespace Correction {
 /// Releases a group by its own class, since groups have no virtual destructor. Of a group of another class only the storage
 /// is released, and no destructor runs: such a group must come from `new`.
 struct CabinetsDeleter {
-    /// Null is left alone.
+    /// Does nothing for null.
     void operator()(ICabinets *group) const noexcept
     {
         if (!group)

@@ -6,8 +6,8 @@ namespace Correction {
 
 /// The library's chroma grid: 9 values of 16 bits for each pixel. Their meaning is the device's; the library only stores and
 /// sends them. The pictures of the virtual wall take them for the rows of a 3 x 3 matrix from input to output colours. Its
-/// presets begin with the pixel that changes nothing: 32768 at the indices 0, 4 and 8, and 0 elsewhere; clearing makes it
-/// so again. A virtual wall that states no default pixel begins with zeros.
+/// presets begin with the pixel that changes nothing: 32768 at the indices 0, 4 and 8, and 0 elsewhere; clearing
+/// restores this pixel. A virtual wall that states no default pixel begins with zeros.
 class CORRECTION_EXPORT Coefficient : public IChromaCoefficient
 {
 public:

@@ -12,7 +12,7 @@ namespace Correction {
 /// Releases a grid by its own class, since grids have no virtual destructor. Of a grid of another class only the storage is
 /// released, and no destructor runs: such a grid must come from `new`.
 struct CoefficientDeleter {
-    /// Null is left alone.
+    /// Does nothing for null.
     void operator()(ICoefficient *grid) const noexcept
     {
         if (!grid)

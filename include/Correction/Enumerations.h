@@ -45,8 +45,8 @@ enum EnumSaveType : int {
 /// 2: the names below hold for sub-screens and screens.
 enum EnumGammaType : int {
     enRedGamma = 0,   ///< Red.
-    enGreenGamma = 1, ///< Green; of a cabinet blue.
-    enBlueGamma = 2,  ///< Blue; of a cabinet green.
+    enGreenGamma = 1, ///< Green; in the gamma tables of `ICabinet` blue.
+    enBlueGamma = 2,  ///< Blue; in the gamma tables of `ICabinet` green.
 };
 
 /// Correction effect mode. The numbers are the device's; the library passes them through unchanged and unchecked:

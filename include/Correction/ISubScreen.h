@@ -104,7 +104,7 @@ public:
     virtual bool addCabinet(QString cabinetId, QString cabinetFlag) = 0;
     /// False, not logged, for an id that is absent. The registry keeps the cabinet.
     virtual bool removeCabinet(const QString &cabinetId) = 0;
-    /// Leaves no cabinet. The registry keeps them.
+    /// Removes all cabinets from this sub-screen. They stay in the registry.
     virtual void removeCabinets() = 0;
     /// Saves what the cabinets show of one kind of coefficients. The kind is not checked.
     virtual EnumErrorCode setMutiCabinetSolid(EnumSaveType type) = 0;

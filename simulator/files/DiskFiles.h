@@ -36,8 +36,8 @@ public:
     qint64 size() const { return m_size; }
     /// Shorter than `length` at the end of the file.
     int read(qint64 offset, int length, QByteArray &bytes) const;
-    /// To be asked before a file is kept open for long. False when half of the files that this process may have open are
-    /// kept so already.
+    /// Call before keeping a file open. False when half of the files that this process may have open are already kept
+    /// open.
     bool keep() noexcept;
 
 protected:

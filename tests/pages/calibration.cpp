@@ -13,7 +13,7 @@ struct Camera {
 Calibration::Measurement measured(Correction::IScreen *screen, const QRect &screenRect, Camera &camera,
                                   const QTransform &toPhoto)
 {
-    const int interval = Calibration::Plan::intervalFor(0.54); // spread of a pixel's light, in pixels: interval 2
+    const int interval = Calibration::Plan::intervalFor(0.53); // spread of a pixel's light, in pixels: interval 2
     const Calibration::Plan plan(screenRect, interval);
     Calibration::Measurement measurement(screenRect.size());
     for (int i = 0; i < plan.shots().size(); ++i) {

@@ -28,7 +28,7 @@ Correction::CoefficientPtr readRect(Session &session, Correction::IScreen &scree
 /// holding them all: the part's place relative to `rect`, and its values.
 using TakePart = std::function<void(const QRect &, const QVector<quint16> &)>;
 void readParts(Session &session, Correction::IScreen &screen, const QRect &rect, qint64 &uncovered, const TakePart &take);
-/// Whether a rectangle can be read so: of chroma, and not larger than what the library reads at once.
+/// Whether a rectangle can be read in parts: it is of chroma, and not larger than what the library reads at once.
 bool isReadInParts(const QRect &rect, Correction::EnumCoefficientType kind);
 
 /// Writes the grid that `partAt` gives the parts of, laid out over `rect`, in bands of whole cabinets, so that progress is
