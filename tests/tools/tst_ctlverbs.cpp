@@ -835,6 +835,9 @@ void CtlVerbsTest::pipesCarryFiles_data()
     row("ctl read main whole.json -q; ctl diff whole.npy - <whole.json", same, "");
     row("ctl read main whole.npz -q; ctl diff whole.npy - <whole.npz", same, "");
     row("ctl write main - -q <whole.npy", "", "");
+    row("ctl diff - --screen main <whole.npy", same, "");
+    row("ctl diff - --screen main <whole.json", same, "");
+    row("ctl cabinet 1 read one.npy -q; ctl cabinet 1 write - -q <one.npy", "", "");
     row("ctl wall describe - 2>said | cmp - <(ctl wall describe); cat said", "-: written\n", "");
     row("ctl read main - >/dev/full", "", "correctionctl: read: -: No space left on device\n");
     row("ctl snapshot main -", "", "correctionctl: snapshot: -: this kind of file cannot be written to a pipe\n");

@@ -262,7 +262,11 @@ Grid readGrid(const QString &path)
 
 Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kind)
 {
-    Grid grid = readGrid(path);
+    return gridFor(path, readGrid(path), size, kind);
+}
+
+Grid gridFor(const QString &path, Grid grid, const QSize &size, EnumCoefficientType kind)
+{
     const int length = lengthOf(kind);
     if (!grid.size.isValid()) {
         const qint64 expected = qint64(size.width()) * size.height() * length;

@@ -35,6 +35,8 @@ Grid readGrid(const QString &path);
 /// The grid for a rectangle: refused unless it has this size, as many values for each pixel as `kind` has, and values of
 /// its range. Values of 8 bits are multilayer ones only.
 Grid readGridFor(const QString &path, const QSize &size, Correction::EnumCoefficientType kind);
+/// The same for a grid that was read from `path`.
+Grid gridFor(const QString &path, Grid grid, const QSize &size, Correction::EnumCoefficientType kind);
 /// `channel`: the value that a single picture shows.
 /// Refuses a grid of another shape than this; its values may be absent.
 void requireShape(const QString &path, const Grid &grid, const QSize &size, Correction::EnumCoefficientType kind);
