@@ -46,6 +46,7 @@ private Q_SLOTS:
     void failedReadsLeaveTheOldFile();
     void ctrlCEndsBetweenTwoRequests_data();
     void ctrlCEndsBetweenTwoRequests();
+    void aFileThatEndsTooEarlyNamesTheRowsBefore();
     void theProgressBarGoesBeforeTheResult_data();
     void theProgressBarGoesBeforeTheResult();
 
@@ -569,6 +570,33 @@ void CtlFailuresTest::ctrlCEndsBetweenTwoRequests()
     QVERIFY2(printed.contains("interrupted; " + said), printed);
     QVERIFY2(printed.contains("\ncorrectionctl: ends after the request under way; Ctrl-C again ends at once\n"), printed);
     QCOMPARE(m_program.files(), before);
+}
+
+void CtlFailuresTest::aFileThatEndsTooEarlyNamesTheRowsBefore()
+{
+    QVERIFY(m_program.write(QStringLiteral("demo.json"), m_program.run("wall describe").out));
+    QCOMPARE(m_program.run("read arena-main demo.npy").exit, 0);
+    QJsonObject wall = QJsonDocument::fromJson(m_program.content(QStringLiteral("demo.json"))).object();
+    QJsonArray devices = wall.value(QStringLiteral("devices")).toArray();
+    QJsonObject device = devices.first().toObject();
+    QJsonObject late = fault("lateAnswer", "Correctionop::uploadCoefficientAsync");
+    late.insert(QStringLiteral("milliseconds"), 2000);
+    device.insert(QStringLiteral("faults"), QJsonArray{late});
+    devices.replace(0, device);
+    wall.insert(QStringLiteral("devices"), devices);
+    QVERIFY(m_program.write(QStringLiteral("demo.json"), QJsonDocument(wall).toJson()));
+    // The file is cut while the first rows are on their way.
+    QProcess process;
+    m_program.start(process, words("--wall demo.json -v write arena-main demo.npy"));
+    process.setReadChannel(QProcess::StandardError);
+    QByteArray printed;
+    while (!printed.contains("setCoefficients thread id") && process.waitForReadyRead(60000))
+        printed += process.readAllStandardError();
+    QVERIFY(QFile::resize(m_program.path(QStringLiteral("demo.npy")), 4096));
+    QVERIFY(process.waitForFinished());
+    printed += process.readAllStandardError();
+    QCOMPARE(process.exitCode(), 66);
+    QVERIFY2(printed.contains("(before it, rows 0 to 127 are written, nothing is saved): demo.npy: was cut short"), printed);
 }
 
 /// script(1) runs the program on a terminal of its own.

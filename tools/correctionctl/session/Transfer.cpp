@@ -211,11 +211,19 @@ void writeRect(Session &session, IScreen &screen, const QRect &rect, EnumCoeffic
                                .arg(rect.top())
                                .arg(rect.top() + rows - 1);
     };
+    // A file may become unreadable after a part of it was written.
+    const auto partOf = [&](const QRect &band, const QString &what) {
+        try {
+            return partAt(band.translated(-rect.topLeft()));
+        } catch (const Failure &failure) {
+            throw written == 0 ? failure : Failure(failure.exit(), what + QStringLiteral(": ") + failure.text());
+        }
+    };
     for (const QRect &band : bands) {
         Interrupt::check(done());
         const QString what =
             QStringLiteral("screen %1: writing %2 (before it, %3)").arg(screen.getID(), rectText(band), done());
-        const CoefficientPtr values = partAt(band.translated(-rect.topLeft()));
+        const CoefficientPtr values = partOf(band, what);
         if (oneByOne) {
             for (const QString &key : Session::devicesOf(cabinets))
                 check(screen.tryGetSubScreen(key)->setCoefficients(band, *values), what);

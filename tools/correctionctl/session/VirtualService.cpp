@@ -354,24 +354,27 @@ Photo photograph(const QString &screenId, const Camera &form, double white)
         camera.photosites = std::min(form.photosites, coarse);
         camera.fullScale = std::numeric_limits<float>::max();
         std::array<float, 3> greatest{};
-        const std::vector<float> bright = wall().pictures().photograph(screenId, camera).xyz;
-        for (std::size_t i = 0; i < bright.size(); ++i)
-            greatest[i % 3] = std::max(greatest[i % 3], bright[i]);
+        const Simulator::Photo bright = wall().pictures().photograph(screenId, camera);
+        for (std::size_t i = 0; i < bright.xyz.size(); ++i)
+            greatest[i % 3] = std::max(greatest[i % 3], bright.xyz[i]);
         camera.photosites = form.photosites;
         camera.shotNoise = form.noise;
         camera.bits = form.bits;
         camera.seed = form.seed;
-        for (std::size_t filter = 0; filter < 3; ++filter) {
+        for (std::size_t filter = 0; filter < 3 && !bright.isNull() && !seen.isNull(); ++filter) {
             camera.fullScale = greatest[filter] > 0 ? double(headroom * greatest[filter]) : 1;
             Simulator::Photo exposed = wall().pictures().photograph(screenId, camera);
-            if (filter == 0)
+            if (filter == 0 || exposed.isNull())
                 seen = std::move(exposed);
             for (std::size_t i = filter; filter > 0 && i < exposed.xyz.size(); i += 3)
                 seen.xyz[i] = exposed.xyz[i];
         }
     }
     if (seen.isNull())
-        throw Failure(ExitNoMemory, QStringLiteral("screen %1: a photo of it is too large").arg(screenId));
+        throw Failure(ExitNoMemory,
+                      QStringLiteral("screen %1: no photo: it is too large, or saved coefficients cannot be read "
+                                     "(--verbose shows the reason)")
+                          .arg(screenId));
     Photo photo;
     photo.size = seen.size;
     photo.xyz = QVector<float>(seen.xyz.cbegin(), seen.xyz.cend());

@@ -59,7 +59,9 @@ void wallRender(Session &session)
         throw Failure(ExitUsage, QStringLiteral("--range belongs to --what coefficients"));
     const QImage image = Service::render(picture, id, form);
     if (image.isNull())
-        throw Failure(ExitNoMemory, QStringLiteral("screen %1: a picture of it is too large; choose a --width").arg(id));
+        throw Failure(ExitNoMemory, QStringLiteral("screen %1: no picture: it is too large (choose a --width), or saved "
+                                                   "coefficients cannot be read (--verbose shows the reason)")
+                                        .arg(id));
     writePicture(path, image);
     session.out().data({{QStringLiteral("target"), id},
                         {QStringLiteral("done"), QStringLiteral("rendered")},
