@@ -49,6 +49,7 @@ private Q_SLOTS:
 
     void snapshotsHoldSettings();
     void unreadableSettingsAreNamed();
+    void effectModesOfCabinetsAreNotOverwritten();
     void snapshotsWithoutSettingsAreRestored();
     void differentSettingsAreFound();
 
@@ -235,27 +236,33 @@ void CtlComfortTest::snapshotsHoldSettings()
     QCOMPARE(m_program.run("--wall wall set main effect=3 gamma=red.json").exit, 0);
     const Run kept = m_program.run("--wall wall snapshot main main.snapshot");
     QVERIFY2(kept.exit == 0, kept.all());
-    QVERIFY2(kept.out.contains("\nsettings of 2 devices kept: effect mode, gamma tables\n"), kept.all());
+    QVERIFY2(kept.out.contains("\nsettings kept: effect mode of 2 devices, gamma tables of 2 devices\n"), kept.all());
+    QVERIFY2(kept.out.contains("\nnot kept: green and blue gamma tables of device A: it has none\n"), kept.all());
     QVERIFY2(kept.out.contains("\nnot kept: low-gray and multilayer coefficients, brightness, x-bit"), kept.all());
     const QJsonObject data = m_program.json("--wall wall snapshot main again.snapshot").data();
     QCOMPARE(data.value(QStringLiteral("settings")).toArray(), (QJsonArray{QStringLiteral("A"), QStringLiteral("B")}));
-    QCOMPARE(data.value(QStringLiteral("notKept")).toArray().size(), 2);
+    QCOMPARE(data.value(QStringLiteral("notKept")).toArray().size(), 4);
 
     QCOMPARE(m_program.run("--wall wall set main effect=1 gamma=other.json").exit, 0);
     const Run without = m_program.run("--wall wall restore main.snapshot");
-    QVERIFY2(without.exit == 0 && without.out.contains("settings not changed: --settings"), without.all());
+    QVERIFY2(without.exit == 0
+                 && without.out.contains("settings not changed: --settings sets effect mode of 2 devices, gamma"),
+             without.all());
     QCOMPARE(m_program.run("--wall wall effect main").out, QByteArray("1\n"));
     const Run dry = m_program.run("--wall wall restore main.snapshot --settings --dry-run");
     QVERIFY2(dry.exit == 0 && dry.out.contains("Correctionop::setScreenEffectMode"), dry.all());
     QCOMPARE(m_program.run("--wall wall effect main").out, QByteArray("1\n"));
     const Run with = m_program.run("--wall wall restore main.snapshot --settings");
-    QVERIFY2(with.exit == 0 && with.out.contains("settings of 2 devices set: effect mode, gamma tables"), with.all());
+    QVERIFY2(with.exit == 0, with.all());
+    QVERIFY2(with.out.contains("\nsettings set: effect mode of 2 devices, gamma tables of 2 devices\n"), with.all());
+    QVERIFY2(with.out.contains("\nnot set: green and blue gamma tables of device B: it had none\n"), with.all());
     QCOMPARE(m_program.run("--wall wall effect main").out, QByteArray("3\n"));
     const QJsonObject gamma = m_program.json("--wall wall gamma main").data().value(QStringLiteral("gamma")).toObject();
     QCOMPARE(gamma.value(QStringLiteral("red")).toArray(), (QJsonArray{1, 2, 3}));
     const Run verified = m_program.run("--wall wall verify main.snapshot");
-    // The snapshot has no green table, so the one that was set since is not compared.
-    QVERIFY2(verified.exit == 0, verified.all());
+    // There was no green table, and one was set since.
+    QVERIFY2(verified.exit == 20, verified.all());
+    QVERIFY2(verified.error.contains("settings differ: gamma tables of device A, gamma tables of device B"), verified.all());
 }
 
 void CtlComfortTest::unreadableSettingsAreNamed()
@@ -272,10 +279,49 @@ void CtlComfortTest::unreadableSettingsAreNamed()
     const Run run = m_program.run("--wall refuses.json snapshot main refused.snapshot");
     QVERIFY2(run.exit == 0, run.all());
     QVERIFY2(run.error.contains("warning: device B: its gamma tables cannot be read: enTimeout (5)"), run.all());
+    QVERIFY2(run.out.contains("\nsettings kept: effect mode of 2 devices\n"), run.all());
+    QVERIFY2(run.out.contains("\nnot kept: gamma tables of device A: it has none\n"), run.all());
+    QVERIFY2(run.out.contains("\nnot kept: gamma tables of device B: it does not report them\n"), run.all());
+    const QByteArray file = m_program.content(QStringLiteral("refused.snapshot"));
+    QVERIFY2(
+        file.contains("{\"blue\":[],\"device\":\"A\",\"effect\":0,\"green\":[],\"red\":[]},{\"device\":\"B\",\"effect\":0}"),
+        file.left(200));
+    const Run verified = m_program.run("--wall small.json verify refused.snapshot");
+    QVERIFY2(verified.exit == 0, verified.all());
+    QVERIFY2(verified.out.contains("not compared: gamma tables of device B: not in the snapshot\n"), verified.all());
+    QVERIFY2(!verified.out.contains("not compared: gamma tables of device A"), verified.all());
+    const Run restored = m_program.run("--wall small.json restore refused.snapshot --settings");
+    QVERIFY2(restored.exit == 0 && restored.out.contains("\nsettings set: effect mode of 2 devices\n"), restored.all());
+    QVERIFY2(restored.out.contains("\nnot set: gamma tables of device A: it had none\n"), restored.all());
+    QVERIFY2(restored.out.contains("\nnot set: gamma tables of device B: not in the snapshot\n"), restored.all());
     const Run part = m_program.run("--wall small.json snapshot main part.snapshot --cabinet 1");
     QVERIFY2(part.out.contains("not kept: effect mode and gamma tables of the devices, because --cabinet chooses a part"),
              part.all());
-    QVERIFY(!part.out.contains("settings of"));
+    QVERIFY(!part.out.contains("settings kept"));
+}
+
+void CtlComfortTest::effectModesOfCabinetsAreNotOverwritten()
+{
+    QCOMPARE(m_program.run("--wall small.json wall create modes").exit, 0);
+    QCOMPARE(m_program.run("--wall modes effect main 1").exit, 0);
+    QCOMPARE(m_program.run("--wall modes cabinet 3 effect 2").exit, 0);
+    const Run kept = m_program.run("--wall modes snapshot main modes.snapshot");
+    QVERIFY2(kept.exit == 0, kept.all());
+    const Run set = m_program.run("--wall modes restore modes.snapshot --settings");
+    QVERIFY2(set.exit == 0, set.all());
+    QCOMPARE(m_program.run("--wall modes cabinet 3 effect").out, QByteArray("2\n"));
+    QVERIFY2(set.out.contains("\nnot set: effect mode of device A: not in the snapshot\n"), set.all());
+    QVERIFY2(set.out.contains("\nsettings set: effect mode of 1 device\n"), set.all());
+    QVERIFY2(kept.out.contains("\nsettings kept: effect mode of 1 device\n"), kept.all());
+    QVERIFY2(kept.out.contains("\nnot kept: effect mode of device A: its cabinets do not all report the same one\n"),
+             kept.all());
+
+    // A cabinet whose mode changed since, behind one whose mode is the same.
+    QCOMPARE(m_program.run("--wall modes effect main 1").exit, 0);
+    QCOMPARE(m_program.run("--wall modes snapshot main modes.snapshot").exit, 0);
+    QCOMPARE(m_program.run("--wall modes cabinet 3 effect 2").exit, 0);
+    const Run run = m_program.run("--wall modes verify modes.snapshot");
+    QVERIFY2(run.exit == 20 && run.error.contains("settings differ: effect mode of device A"), run.all());
 }
 
 void CtlComfortTest::snapshotsWithoutSettingsAreRestored()

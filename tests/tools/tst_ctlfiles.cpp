@@ -10,6 +10,7 @@
 #include <QtTest/QtTest>
 
 #include <cstring>
+#include <limits>
 
 using namespace Correction;
 using namespace Ctl;
@@ -109,6 +110,8 @@ private Q_SLOTS:
     void aSnapshotsNumbersAreChecked_data();
     void aSnapshotsNumbersAreChecked();
     void aSnapshotsSizesAreChecked();
+    void aSnapshotThatCannotBeReadIsNotWritten();
+    void emptyAndUnknownGammaTablesDiffer();
 
 private:
     /// A snapshot of two cabinets.
@@ -727,6 +730,66 @@ void CtlFilesTest::aSnapshotsSizesAreChecked()
             }
         }
     }
+}
+
+void CtlFilesTest::aSnapshotThatCannotBeReadIsNotWritten()
+{
+    const QString path = m_folder.filePath(QStringLiteral("long.snapshot"));
+    SnapshotCabinet cabinet;
+    cabinet.device = QStringLiteral("A");
+    cabinet.rect = QRect(0, 0, 1, 1);
+    const QByteArray bytes(18, 'p');
+    // The longest line of a cabinet that is read back, and one byte more.
+    const auto write = [&](int length) {
+        cabinet.id = QString(length, QLatin1Char('c'));
+        SnapshotWriter writer(path, QStringLiteral("main"), 1);
+        writer.add(cabinet, bytes);
+        writer.finish();
+    };
+    write(1);
+    const int others = readFile(path).split('\n').at(1).size(); // without the line break
+    const int longest = (1 << 16) - 1 - others;
+    write(longest);
+    QCOMPARE(SnapshotReader(path).cabinets().at(0).id.size(), longest);
+    QVERIFY(QFile::remove(path));
+    try {
+        write(longest + 1);
+        QFAIL("a line of a cabinet that is too long is written");
+    } catch (const Failure &failure) {
+        QCOMPARE(failure.exit(), int(ExitCannotWrite));
+        QVERIFY2(failure.text().contains(QLatin1String("the line of cabinet number 1 would have 65536 bytes")),
+                 qPrintable(failure.text()));
+    }
+    QVERIFY(!QFile::exists(path));
+
+    SnapshotSettings settings;
+    settings.device = QStringLiteral("A");
+    settings.gamma[0].emplace();
+    for (int i = 0; i < (1 << 26) / 11 + 1; ++i) // "2147483647," each
+        settings.gamma[0]->append(std::numeric_limits<int>::max());
+    try {
+        SnapshotWriter writer(path, QStringLiteral("main"), 0, {settings});
+        writer.finish();
+        QFAIL("a first line that is too long is written");
+    } catch (const Failure &failure) {
+        QCOMPARE(failure.exit(), int(ExitCannotWrite));
+        QVERIFY2(failure.text().startsWith(path + QStringLiteral(": its first line, with the settings of the devices,")),
+                 qPrintable(failure.text()));
+    }
+    QVERIFY(!QFile::exists(path));
+}
+
+void CtlFilesTest::emptyAndUnknownGammaTablesDiffer()
+{
+    const QString path = m_folder.filePath(QStringLiteral("gamma.snapshot"));
+    SnapshotSettings settings;
+    settings.device = QStringLiteral("A");
+    settings.gamma = {QList<int>{1, 2}, QList<int>(), std::nullopt};
+    SnapshotWriter writer(path, QStringLiteral("main"), 0, {settings});
+    writer.finish();
+    const QVector<SnapshotSettings> read = SnapshotReader(path).settings();
+    QCOMPARE(read.size(), 1);
+    QVERIFY(read.at(0).gamma == settings.gamma);
 }
 
 QTEST_GUILESS_MAIN(CtlFilesTest)

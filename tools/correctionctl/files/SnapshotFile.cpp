@@ -19,12 +19,22 @@ constexpr int greatest = std::numeric_limits<int>::max();
 const Integer any{std::numeric_limits<int>::min(), greatest};
 const Integer positive{1, greatest};
 
+/// A list that may be missing, which differs from an empty one.
+struct OptionalIntegers : ListOf<Integer> {
+    void read(Reader &reader, const QJsonValue &value, std::optional<QList<int>> &list) const
+    {
+        ListOf::read(reader, value, list.emplace());
+    }
+    void write(Writer &out, const std::optional<QList<int>> &list) const { ListOf::write(out, *list); }
+};
+const OptionalIntegers gammaTable{{any}};
+
 struct Settings {
-    QList<int> blue;
+    std::optional<QList<int>> blue;
     QString device;
     qint64 effect = Ctl::SnapshotSettings::unknownEffect;
-    QList<int> green;
-    QList<int> red;
+    std::optional<QList<int>> green;
+    std::optional<QList<int>> red;
 
     friend bool operator==(const Settings &left, const Settings &right)
     {
@@ -64,11 +74,11 @@ struct Table<Settings> {
     template <typename Field>
     static void fields(Field &field)
     {
-        field("blue", "", &Settings::blue, ListOf<Integer>{any}, never);
+        field("blue", "", &Settings::blue, gammaTable, never);
         field("device", "", &Settings::device, Text(), always);
         field("effect", "", &Settings::effect, any, never);
-        field("green", "", &Settings::green, ListOf<Integer>{any}, never);
-        field("red", "", &Settings::red, ListOf<Integer>{any}, never);
+        field("green", "", &Settings::green, gammaTable, never);
+        field("red", "", &Settings::red, gammaTable, never);
     }
 };
 
@@ -118,6 +128,7 @@ namespace Ctl {
 
 namespace {
 
+// In bytes. QIODevice::readLine() returns one byte less.
 constexpr qint64 longestLine = 1 << 16;
 constexpr qint64 longestHead = 1 << 26; // gamma tables of all devices
 constexpr int bytesOfPixel = Correction::chromaPixelLength * int(sizeof(quint16));
@@ -165,14 +176,15 @@ SnapshotWriter::SnapshotWriter(const QString &path, const QString &screenId, int
     Json::Head head{cabinets, screenId, {}, snapshotVersion};
     for (const SnapshotSettings &device : settings)
         head.settings.append({device.gamma[2], device.device, device.effect, device.gamma[1], device.gamma[0]});
-    writeLine(lineOf(head));
+    writeLine(lineOf(head), longestHead, QStringLiteral("its first line, with the settings of the devices,"));
 }
 
 void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes)
 {
     const QRect &rect = cabinet.rect;
     writeLine(lineOf(Json::CabinetLine{bytes.size(), cabinet.id, cabinet.device, rect.height(), QString(), rect.width(),
-                                       rect.x(), QLatin1String(sumOf(bytes, snapshotVersion)), rect.y()}));
+                                       rect.x(), QLatin1String(sumOf(bytes, snapshotVersion)), rect.y()}),
+              longestLine, QStringLiteral("the line of cabinet number %1").arg(m_cabinets + 1));
     writeTo(m_file, bytes);
     writeTo(m_file, QByteArray("\n"));
     ++m_cabinets;
@@ -180,12 +192,19 @@ void SnapshotWriter::add(const SnapshotCabinet &cabinet, const QByteArray &bytes
 
 void SnapshotWriter::finish()
 {
-    writeLine(lineOf(Json::End{m_cabinets, QLatin1String(m_lines.result().toHex())}));
+    writeLine(lineOf(Json::End{m_cabinets, QLatin1String(m_lines.result().toHex())}), longestLine,
+              QStringLiteral("its last line"));
     commit(m_file);
 }
 
-void SnapshotWriter::writeLine(const QByteArray &line)
+void SnapshotWriter::writeLine(const QByteArray &line, qint64 longest, const QString &what)
 {
+    if (line.size() >= longest)
+        throw Failure(
+            ExitCannotWrite,
+            QStringLiteral("%1: %2 would have %3 bytes, but must have fewer than %4; keep a part of the screen with "
+                           "--device or --cabinet")
+                .arg(m_file.fileName(), what, QString::number(line.size()), QString::number(longest)));
     m_lines.addData(line);
     writeTo(m_file, line);
 }

@@ -10,6 +10,7 @@
 #include <QtCore/QVector>
 
 #include <array>
+#include <optional>
 
 namespace Ctl {
 
@@ -23,7 +24,7 @@ namespace Ctl {
 ///     ...
 ///     {"end":24,"sha256":"..."}
 ///
-/// "settings" is optional, and of them "effect" and each gamma table.
+/// "settings" is optional, and of them "effect" and each gamma table. An empty table: the device had none.
 ///
 /// The last sum is that of all lines before it: it covers the other sums, so that any damage and a truncated file are found,
 /// before anything of it is used. Version 1, which is read as well, has the SHA-256 of a cabinet's bytes ("sha256") in place
@@ -45,21 +46,22 @@ struct SnapshotSettings {
     static constexpr qint64 unknownEffect = Q_INT64_C(1) << 32; ///< No effect mode is as large.
 
     QString device;
-    qint64 effect = unknownEffect;   ///< EnumEffectMode, or a number of the device.
-    std::array<QList<int>, 3> gamma; ///< By EnumGammaType: red, green, blue. Empty: unknown.
+    qint64 effect = unknownEffect; ///< EnumEffectMode, or a number of the device.
+    /// By EnumGammaType: red, green, blue. Empty: the device has no table; null: unknown.
+    std::array<std::optional<QList<int>>, 3> gamma;
 };
 
 class SnapshotWriter
 {
 public:
-    /// All functions throw a Failure that names the file.
+    /// All functions throw a Failure that names the file, also for what is too long to be read back.
     SnapshotWriter(const QString &path, const QString &screenId, int cabinets,
                    const QVector<SnapshotSettings> &settings = {});
     void add(const SnapshotCabinet &cabinet, const QByteArray &bytes);
     void finish();
 
 private:
-    void writeLine(const QByteArray &line);
+    void writeLine(const QByteArray &line, qint64 longest, const QString &what);
 
     QSaveFile m_file;
     QCryptographicHash m_lines{QCryptographicHash::Sha256};

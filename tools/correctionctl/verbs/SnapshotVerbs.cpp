@@ -8,7 +8,10 @@
 #include "terminal/Interrupt.h"
 #include "terminal/Progress.h"
 
+#include <QtCore/QSet>
 #include <QtCore/QtEndian>
+
+#include <algorithm>
 
 using namespace Correction;
 
@@ -53,8 +56,42 @@ QStringList notKept()
                            "flag`, `config get`, `effect` and `gamma`)")};
 }
 
+/// A sub-screen of a device of the snapshot.
+ISubScreen &subScreenOf(Session &session, const QString &device)
+{
+    for (const QString &id : session.screenIds()) {
+        if (ISubScreen *const found = session.manager().tryGetScreen(id)->tryGetSubScreen(device))
+            return *found;
+    }
+    throw Failure(ExitUnknown, QStringLiteral("device %1 of the snapshot: not on the wall").arg(device));
+}
+
+/// Reads the effect mode of a device: that of its cabinets on all screens. Unknown if they have different ones.
+EnumErrorCode readEffect(Session &session, SnapshotSettings &settings)
+{
+    QList<CabinetInfo> infos;
+    for (const QString &id : session.screenIds()) {
+        ISubScreen *const subScreen = session.manager().tryGetScreen(id)->tryGetSubScreen(settings.device);
+        if (!subScreen)
+            continue;
+        if (const EnumErrorCode code = subScreen->tryGetAllCabinetInfoList(infos))
+            return code;
+    }
+    QSet<int> modes;
+    for (const CabinetInfo &info : qAsConst(infos)) {
+        Interrupt::check(QStringLiteral("the settings of device %1 are not read").arg(settings.device));
+        EnumEffectMode mode{};
+        if (const EnumErrorCode code = session.cabinet(info.id).tryGetEffectMode(mode))
+            return code;
+        modes.insert(mode);
+    }
+    if (modes.size() == 1)
+        settings.effect = *modes.cbegin();
+    return enSuccess;
+}
+
 /// Reads the settings of a device. What it does not report stays unknown, with a warning.
-SnapshotSettings settingsOf(Session &session, ISubScreen &subScreen, const QString &device)
+SnapshotSettings settingsOf(Session &session, const QString &device)
 {
     SnapshotSettings settings;
     settings.device = device;
@@ -66,23 +103,74 @@ SnapshotSettings settingsOf(Session &session, ISubScreen &subScreen, const QStri
                                    .arg(device, QLatin1String(what), resultName(code), QString::number(code)));
         return code == enSuccess;
     };
-    EnumEffectMode effect{};
-    if (isRead(subScreen.tryGetEffectMode(effect), "effect mode"))
-        settings.effect = effect;
+    ISubScreen &subScreen = subScreenOf(session, device);
+    isRead(readEffect(session, settings), "effect mode");
     QMap<EnumGammaType, QList<int>> tables;
     if (isRead(subScreen.getGammaTable(tables), "gamma tables"))
         settings.gamma = {tables.value(enRedGamma), tables.value(enGreenGamma), tables.value(enBlueGamma)};
     return settings;
 }
 
-/// The sub-screen of a device of the snapshot.
-ISubScreen &subScreenOf(Session &session, const QString &device)
+bool holdsEffect(const SnapshotSettings &settings)
 {
-    for (const QString &id : session.screenIds()) {
-        if (ISubScreen *const found = session.manager().tryGetScreen(id)->tryGetSubScreen(device))
-            return *found;
+    return settings.effect != SnapshotSettings::unknownEffect;
+}
+
+bool holdsGamma(const SnapshotSettings &settings)
+{
+    return std::any_of(settings.gamma.cbegin(), settings.gamma.cend(),
+                       [](const auto &table) { return table && !table->isEmpty(); });
+}
+
+/// The gamma tables of a device that fulfil a condition, for the user; null if there are none.
+template <typename Condition>
+QString tablesWhere(const SnapshotSettings &settings, Condition fulfils)
+{
+    static const QString names[] = {QStringLiteral("red"), QStringLiteral("green"), QStringLiteral("blue")};
+    QStringList found;
+    for (std::size_t channel = 0; channel < settings.gamma.size(); ++channel) {
+        if (fulfils(settings.gamma[channel]))
+            found.append(names[channel]);
     }
-    throw Failure(ExitUnknown, QStringLiteral("device %1 of the snapshot: not on the wall").arg(device));
+    if (found.isEmpty())
+        return {};
+    const bool isAll = found.size() == int(settings.gamma.size());
+    return QStringLiteral("%1gamma %2 of device %3")
+        .arg(isAll ? QString() : found.join(QStringLiteral(" and ")) + QLatin1Char(' '),
+             QLatin1String(found.size() == 1 ? "table" : "tables"), settings.device);
+}
+
+/// The settings of a device that are unknown, each with the reason.
+QStringList unknownSettings(const SnapshotSettings &settings, const char *effectReason, const char *gammaReason)
+{
+    QStringList unknown;
+    if (!holdsEffect(settings))
+        unknown.append(QStringLiteral("effect mode of device %1: %2").arg(settings.device, QLatin1String(effectReason)));
+    const QString tables = tablesWhere(settings, [](const auto &table) { return !table; });
+    if (!tables.isNull())
+        unknown.append(QStringLiteral("%1: %2").arg(tables, QLatin1String(gammaReason)));
+    return unknown;
+}
+
+/// The gamma tables that a device does not have.
+QStringList emptyTables(const SnapshotSettings &settings, const char *reason)
+{
+    const QString tables = tablesWhere(settings, [](const auto &table) { return table && table->isEmpty(); });
+    return tables.isNull() ? QStringList() : QStringList{QStringLiteral("%1: %2").arg(tables, QLatin1String(reason))};
+}
+
+/// The settings that a snapshot contains: "effect mode of 2 devices, gamma tables of 1 device". Empty without any.
+QString contents(const QVector<SnapshotSettings> &settings)
+{
+    QStringList texts;
+    const auto append = [&](const char *what, bool (*has)(const SnapshotSettings &)) {
+        const auto devices = std::count_if(settings.cbegin(), settings.cend(), has);
+        if (devices > 0)
+            texts.append(QStringLiteral("%1 of %2").arg(QLatin1String(what), counted(devices, "device")));
+    };
+    append("effect mode", holdsEffect);
+    append("gamma tables", holdsGamma);
+    return texts.join(QStringLiteral(", "));
 }
 
 /// Sends what is known of a device's settings.
@@ -90,21 +178,24 @@ void sendSettings(Session &session, const SnapshotSettings &settings)
 {
     ISubScreen &subScreen = subScreenOf(session, settings.device);
     const QString what = QStringLiteral("device %1: its coefficients are written, setting its %2");
-    if (settings.effect != SnapshotSettings::unknownEffect)
+    if (holdsEffect(settings))
         check(subScreen.setEffectMode(EnumEffectMode(settings.effect)),
               what.arg(settings.device, QStringLiteral("effect mode")));
     for (const EnumGammaType channel : {enRedGamma, enGreenGamma, enBlueGamma}) {
-        const QList<int> &table = settings.gamma[std::size_t(channel)];
-        if (!table.isEmpty()) // a request holds one table
-            check(subScreen.setGammaTable({{channel, table}}), what.arg(settings.device, QStringLiteral("gamma tables")));
+        const auto &table = settings.gamma[std::size_t(channel)];
+        if (table && !table->isEmpty()) // a request holds one table
+            check(subScreen.setGammaTable({{channel, *table}}), what.arg(settings.device, QStringLiteral("gamma tables")));
     }
 }
 
+/// The devices with a setting that the snapshot contains.
 QJsonArray devicesJson(const QVector<SnapshotSettings> &settings)
 {
     QJsonArray devices;
-    for (const SnapshotSettings &device : settings)
-        devices.append(device.device);
+    for (const SnapshotSettings &device : settings) {
+        if (holdsEffect(device) || holdsGamma(device))
+            devices.append(device.device);
+    }
     return devices;
 }
 
@@ -116,7 +207,7 @@ void snapshot(Session &session)
     QVector<SnapshotSettings> settings;
     for (const QString &device : Session::devicesOf(infos)) {
         if (!session.arguments().has("--cabinet")) // settings are those of all cabinets of a device
-            settings.append(settingsOf(session, *screen.tryGetSubScreen(device), device));
+            settings.append(settingsOf(session, device));
     }
     const bool severalDevices = Session::devicesOf(infos).size() > 1;
     qint64 total = 0;
@@ -152,9 +243,11 @@ void snapshot(Session &session)
     QStringList missing = notKept();
     if (settings.isEmpty())
         missing.prepend(QStringLiteral("effect mode and gamma tables of the devices, because --cabinet chooses a part"));
-    else
-        session.out().line(
-            QStringLiteral("settings of %1 kept: effect mode, gamma tables").arg(counted(settings.size(), "device")));
+    for (const SnapshotSettings &device : qAsConst(settings))
+        missing += unknownSettings(device, "its cabinets do not all report the same one", "it does not report them")
+                   + emptyTables(device, "it has none");
+    if (!contents(settings).isEmpty())
+        session.out().line(QStringLiteral("settings kept: ") + contents(settings));
     for (const QString &what : qAsConst(missing))
         session.out().line(QStringLiteral("not kept: ") + what);
     session.out().data({{QStringLiteral("settings"), devicesJson(settings)},
@@ -194,19 +287,23 @@ void verify(Session &session)
     }
     progress.end();
     QStringList settings; // that differ
+    QStringList unknown;
     for (const SnapshotSettings &kept : snapshot.settings()) {
-        const SnapshotSettings now = settingsOf(session, subScreenOf(session, kept.device), kept.device);
-        if (kept.effect != SnapshotSettings::unknownEffect && now.effect != kept.effect)
+        const SnapshotSettings now = settingsOf(session, kept.device);
+        if (holdsEffect(kept) && now.effect != kept.effect)
             settings.append(QStringLiteral("effect mode of device ") + kept.device);
         for (std::size_t channel = 0; channel < kept.gamma.size(); ++channel) {
-            if (!kept.gamma[channel].isEmpty() && now.gamma[channel] != kept.gamma[channel])
+            if (kept.gamma[channel] && now.gamma[channel] != kept.gamma[channel])
                 settings.append(QStringLiteral("gamma tables of device ") + kept.device);
         }
+        unknown += unknownSettings(kept, "not in the snapshot", "not in the snapshot");
     }
     settings.removeDuplicates();
     report(session, snapshot.screenId(), path, cabinets.size(), total);
     session.out().data({{QStringLiteral("differing"), QJsonArray::fromStringList(differing)},
                         {QStringLiteral("differingSettings"), QJsonArray::fromStringList(settings)}});
+    for (const QString &what : qAsConst(unknown))
+        session.out().line(QStringLiteral("not compared: ") + what);
     QStringList differences;
     if (!differing.isEmpty())
         differences.append(QStringLiteral("%1 of %2 differ: %3")
@@ -279,12 +376,18 @@ void restore(Session &session)
         session.out().line(QStringLiteral("%1: %2 written%3%4 from %5")
                                .arg(snapshot.screenId(), counted(cabinets.size(), "cabinet"),
                                     QLatin1String(verify ? ", verified" : ""), QLatin1String(save ? ", saved" : ""), path));
-    if (withSettings && !session.dryRun())
-        session.out().line(snapshot.settings().isEmpty() ? QStringLiteral("the snapshot holds no settings")
-                                                         : QStringLiteral("settings of %1 set: effect mode, gamma tables")
-                                                               .arg(counted(snapshot.settings().size(), "device")));
-    else if (!withSettings && !snapshot.settings().isEmpty())
-        session.out().line(QStringLiteral("settings not changed: --settings sets effect mode and gamma tables as well"));
+    const QString settings = contents(snapshot.settings());
+    if (!withSettings && !settings.isEmpty())
+        session.out().line(QStringLiteral("settings not changed: --settings sets %1 as well").arg(settings));
+    if (!withSettings || session.dryRun())
+        return;
+    session.out().line(settings.isEmpty() ? QStringLiteral("the snapshot holds no settings")
+                                          : QStringLiteral("settings set: ") + settings);
+    for (const SnapshotSettings &device : snapshot.settings()) {
+        for (const QString &what :
+             unknownSettings(device, "not in the snapshot", "not in the snapshot") + emptyTables(device, "it had none"))
+            session.out().line(QStringLiteral("not set: ") + what);
+    }
 }
 
 } // namespace
@@ -297,11 +400,12 @@ QVector<Verb> snapshotVerbs()
                   "Keep all chroma coefficients of a screen in a file, cabinet by cabinet, and settings of its devices",
                   {screenArgument, argument("FILE", Value::File, "the snapshot"), deviceOption, cabinetOption},
                   "correctionctl snapshot arena-main before.snapshot", "snapshot", snapshot,
-                  "ICabinet::tryGetCoefficients ICabinet::GetCabinetInfo ISubScreen::tryGetEffectMode "
+                  "ICabinet::tryGetCoefficients ICabinet::GetCabinetInfo ICabinet::tryGetEffectMode "
                   "ISubScreen::getGammaTable")),
         reads("verify", "Compare a snapshot with the cabinets and the settings; changes nothing",
               {argument("FILE", Value::File, "the snapshot")}, "correctionctl verify before.snapshot", "verify", verify,
-              "ICabinet::tryGetCoefficients CabinetManager::tryGetCabinet"),
+              "ICabinet::tryGetCoefficients ICabinet::tryGetEffectMode ISubScreen::getGammaTable "
+              "CabinetManager::tryGetCabinet"),
         transient(writes(
             "restore", "Write a snapshot back, and check that it arrived",
             {argument("FILE", Value::File, "the snapshot"), saveOption,
