@@ -203,6 +203,7 @@ private Q_SLOTS:
     void planesThatChangeOnTheDiskAreRefused();
     void planesOutliveTheirPack();
     void manyPacksLeaveFilesToOthers();
+    void savesWorkBesideAnUnreadablePlane();
     void uploadsGoToAFileWithoutAName();
     void aFailedOpeningTakesNothingFromTheOpenWall();
     void textsThatCannotBeWrittenAreRefused();
@@ -790,6 +791,42 @@ void tst_Directory::manyPacksLeaveFilesToOthers()
     QVERIFY(leavesFiles);
     for (int id = 1; id <= cabinets; ++id)
         QCOMPARE(wall().state().chroma(key(), QString::number(id)), values(id));
+}
+
+void tst_Directory::savesWorkBesideAnUnreadablePlane()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    reopen(folder.directory);
+    const QString two = QStringLiteral("2");
+    const QString three = QStringLiteral("3");
+    const QString pack = folder.directory + QStringLiteral("/devices/A/1.planes");
+    const QByteArray undamaged = contents(pack);
+    const auto damage = [&] { // cabinet 2
+        QByteArray bytes = undamaged;
+        bytes[1200] = static_cast<char>(~bytes[1200]);
+        overwrite(pack, bytes);
+    };
+    const auto values = [](int value) { return QVector<quint16>(8 * 8 * 9, quint16(value)); };
+
+    // With the second save less than half of the pack is in use.
+    damage();
+    QVERIFY(wall().state().setChroma(key(), one, values(2), Store::User));
+    QVERIFY(wall().state().setChroma(key(), three, values(3), Store::User));
+    QVERIFY(wall().state().setChroma(key(), one, values(4), Store::User));
+    QVERIFY(packs(folder.directory).contains(QStringLiteral("1.planes")));
+    overwrite(pack, undamaged);
+    reopen(folder.directory);
+    QCOMPARE(wall().state().chroma(key(), one), values(4));
+    QCOMPARE(wall().state().chroma(key(), two), values(1));
+    QCOMPARE(wall().state().chroma(key(), three), values(3));
+
+    // The same bytes as those that cannot be read are written again.
+    damage();
+    QVERIFY(wall().state().setChroma(key(), two, values(1), Store::User));
+    QVERIFY(!packs(folder.directory).contains(QStringLiteral("1.planes")));
+    reopen(folder.directory);
+    QCOMPARE(wall().state().chroma(key(), two), values(1));
 }
 
 void tst_Directory::uploadsGoToAFileWithoutAName()
