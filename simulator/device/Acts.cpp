@@ -5,6 +5,7 @@
 
 #include <adapter/json/Describe.h>
 
+#include <QtCore/QHash>
 #include <QtCore/QVector>
 
 namespace Simulator::Acts {
@@ -115,10 +116,11 @@ Block block(const DeviceState &device, Kind kind, const QString &id, const QVari
     return {id, QRect(int(x), int(y), int(width), int(height)), bytes};
 }
 
-void paste(WallState &state, DeviceState &device, Kind kind, const Block &block)
+void paste(WallState &state, DeviceState &device, Kind kind, const Block &block,
+           const std::shared_ptr<Disk::Scratch> &scratch)
 {
     device.cabinets[block.cabinetId].planes(kind).paste(block.rect, block.bytes,
-                                                        state.defaultPixel(kind, device.description), state.scratch.lock());
+                                                        state.defaultPixel(kind, device.description), scratch);
 }
 
 /// Calls `change` for the planes of every cabinet that a list names.
@@ -231,7 +233,8 @@ Act upload(Kind kind)
 {
     return [kind](WallState &state, DeviceState *device, const Call &call) {
         const QString id = cabinetId(*device, call.target);
-        paste(state, *device, kind, block(*device, kind, id, only(call.request.toList(), "request"), "coefficients"));
+        paste(state, *device, kind, block(*device, kind, id, only(call.request.toList(), "request"), "coefficients"),
+              state.scratch.lock());
         return done;
     };
 }
@@ -247,10 +250,15 @@ Act uploadMany(Kind kind)
             blocks += block(*device, kind, id, only(entries.list("coefficientList"), "coefficientList"), "coefficient");
             entries.done();
         }
-        for (const Block &each : qAsConst(blocks)) // before the first plane changes
+        QHash<QString, int> blocksLeft;
+        for (const Block &each : qAsConst(blocks)) { // before the first plane changes
             device->cabinets[each.cabinetId].planes(kind).prepare(each.rect);
+            ++blocksLeft[each.cabinetId];
+        }
+        // A later block of the cabinet may need the plane, so it stays in memory until then: reading a file could fail.
+        const std::shared_ptr<Disk::Scratch> scratch = state.scratch.lock();
         for (const Block &each : qAsConst(blocks))
-            paste(state, *device, kind, each);
+            paste(state, *device, kind, each, --blocksLeft[each.cabinetId] == 0 ? scratch : nullptr);
         return done;
     };
 }

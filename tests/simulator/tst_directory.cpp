@@ -256,6 +256,7 @@ private Q_SLOTS:
     void savesWorkBesideAnUnreadablePlane();
     void uploadsGoToAFileWithoutAName();
     void uploadsLeaveSpaceForTheSave();
+    void aRequestThatNamesACabinetTwiceReadsNoFile();
     void aFailedOpeningTakesNothingFromTheOpenWall();
     void textsThatCannotBeWrittenAreRefused();
 
@@ -937,6 +938,36 @@ void tst_Directory::uploadsLeaveSpaceForTheSave()
     QCOMPARE(wall().state().plane(key(), QStringLiteral("1"), Kind::Chroma), QByteArray(largePlane, 'b'));
     QCOMPARE(wall().state().plane(key(), QStringLiteral("2"), Kind::Chroma), QByteArray(largePlane, 'd'));
     QCOMPARE(wall().state().plane(key(), QStringLiteral("3"), Kind::Chroma), QByteArray(largePlane, 'e'));
+}
+
+void tst_Directory::aRequestThatNamesACabinetTwiceReadsNoFile()
+{
+    const Folder folder;
+    makeLargeWall(folder.directory);
+    if (!hasNamelessFiles(folder.directory))
+        QSKIP("the file system has no files without a name");
+
+    const QString two = QStringLiteral("2");
+    const QRect whole(QPoint(0, 0), largeSize);
+    QVERIFY(upload(one, whole, 'a')); // makes the file
+    List elements;
+    const auto add = [&](const QString &id, const QRect &rect, char value) {
+        elements += Map{{QStringLiteral("cid"), id},
+                        {QStringLiteral("coefficientList"), List{blockOf(rect, value, QStringLiteral("coefficient"))}}};
+    };
+    add(one, whole, 'b');
+    add(two, whole, 'c');
+    add(two, QRect(1, 0, 1, 1), 'd');
+
+    DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+    DiskSteps::failAt(1, EIO, true);
+    bool uploaded = false;
+    Correctionop::getInstance()->uploadCoefficientAsync(key(), elements).then([&](bool value) { uploaded = value; }).wait();
+    DiskSteps::watch(QByteArray());
+    QVERIFY2(uploaded, qPrintable(wall().journal().calls().last().note));
+    QCOMPARE(wall().state().plane(key(), one, Kind::Chroma), QByteArray(largePlane, 'b'));
+    QCOMPARE(wall().state().plane(key(), two, Kind::Chroma),
+             QByteArray(largePlane, 'c').replace(18, 18, QByteArray(18, 'd')));
 }
 
 void tst_Directory::aFailedOpeningTakesNothingFromTheOpenWall()
