@@ -215,6 +215,8 @@ Act load(Kind kind)
         const Planes &planes = targetCabinet(qAsConst(*device), call).planes(kind);
         const QSize size = planes.size();
         const QByteArray pixel = state.defaultPixel(kind, device->description);
+        const QByteArray plane = planes.bytes(Store::Working, pixel);
+        const int stride = size.width() * planes.bytesPerPixel();
         const int step = state.replyBlockHeight > 0 ? state.replyBlockHeight : size.height();
         List blocks;
         for (int y = 0; y < size.height(); y += step) {
@@ -223,7 +225,7 @@ Act load(Kind kind)
                           {QStringLiteral("area.point.y"), y},
                           {QStringLiteral("area.size.width"), size.width()},
                           {QStringLiteral("area.size.height"), rows},
-                          {QStringLiteral("coefficients"), Base64::encode(planes.band(y, rows, pixel))}};
+                          {QStringLiteral("coefficients"), Base64::encode(plane.mid(y * stride, rows * stride))}};
         }
         return withReply(blocks);
     };

@@ -254,6 +254,7 @@ private Q_SLOTS:
     void planesOutliveTheirPack();
     void manyPacksLeaveFilesToOthers();
     void savesWorkBesideAnUnreadablePlane();
+    void aLoadReadsAPlaneOnce();
     void uploadsGoToAFileWithoutAName();
     void uploadsLeaveSpaceForTheSave();
     void aRequestThatNamesACabinetTwiceReadsNoFile();
@@ -879,6 +880,19 @@ void tst_Directory::savesWorkBesideAnUnreadablePlane()
     QVERIFY(!packs(folder.directory).contains(QStringLiteral("1.planes")));
     reopen(folder.directory);
     QCOMPARE(wall().state().chroma(key(), two), values(1));
+}
+
+void tst_Directory::aLoadReadsAPlaneOnce()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    reopen(folder.directory);
+    wall().state().setReplyBlockHeight(1);
+    DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+    List blocks;
+    QVERIFY(Correctionop::getInstance()->loadCoefficient(key(), one, blocks));
+    QCOMPARE(blocks.size(), 8);
+    QCOMPARE(DiskSteps::count(), 1);
 }
 
 void tst_Directory::uploadsGoToAFileWithoutAName()
