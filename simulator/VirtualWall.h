@@ -87,7 +87,9 @@ public:
     bool load(const QString &presetFileOrDirectory, QString *error = nullptr);
     /// As load(), but a wall directory is only read: without its lock, also while another process has it open, and where
     /// this process may not write. Each device is as one save of that process left it; two devices may be from different
-    /// moments. Nothing is saved, and later saves of that process are not noticed.
+    /// moments. Nothing is saved, and later saves of that process are not noticed. On a network
+    /// drive, where another host removes packs, a plane can become unreadable: the request returns false, and the reason is
+    /// in Call::note.
     bool loadReadOnly(const QString &presetFileOrDirectory, QString *error = nullptr);
     /// The wall as it is at this moment, with the flags, names, faults and events that were set since. Devices that are
     /// unplugged are included.

@@ -5,6 +5,7 @@
 
 #include <adapter/json/Describe.h>
 
+#include <QtCore/QHash>
 #include <QtCore/QVector>
 
 namespace Simulator::Acts {
@@ -115,10 +116,11 @@ Block block(const DeviceState &device, Kind kind, const QString &id, const QVari
     return {id, QRect(int(x), int(y), int(width), int(height)), bytes};
 }
 
-void paste(WallState &state, DeviceState &device, Kind kind, const Block &block)
+void paste(WallState &state, DeviceState &device, Kind kind, const Block &block,
+           const std::shared_ptr<Disk::Scratch> &scratch)
 {
     device.cabinets[block.cabinetId].planes(kind).paste(block.rect, block.bytes,
-                                                        state.defaultPixel(kind, device.description), state.scratch.lock());
+                                                        state.defaultPixel(kind, device.description), scratch);
 }
 
 /// Calls `change` for the planes of every cabinet that a list names.
@@ -213,6 +215,8 @@ Act load(Kind kind)
         const Planes &planes = targetCabinet(qAsConst(*device), call).planes(kind);
         const QSize size = planes.size();
         const QByteArray pixel = state.defaultPixel(kind, device->description);
+        const QByteArray plane = planes.bytes(Store::Working, pixel);
+        const int stride = size.width() * planes.bytesPerPixel();
         const int step = state.replyBlockHeight > 0 ? state.replyBlockHeight : size.height();
         List blocks;
         for (int y = 0; y < size.height(); y += step) {
@@ -221,7 +225,7 @@ Act load(Kind kind)
                           {QStringLiteral("area.point.y"), y},
                           {QStringLiteral("area.size.width"), size.width()},
                           {QStringLiteral("area.size.height"), rows},
-                          {QStringLiteral("coefficients"), Base64::encode(planes.band(y, rows, pixel))}};
+                          {QStringLiteral("coefficients"), Base64::encode(plane.mid(y * stride, rows * stride))}};
         }
         return withReply(blocks);
     };
@@ -231,7 +235,8 @@ Act upload(Kind kind)
 {
     return [kind](WallState &state, DeviceState *device, const Call &call) {
         const QString id = cabinetId(*device, call.target);
-        paste(state, *device, kind, block(*device, kind, id, only(call.request.toList(), "request"), "coefficients"));
+        paste(state, *device, kind, block(*device, kind, id, only(call.request.toList(), "request"), "coefficients"),
+              state.scratch.lock());
         return done;
     };
 }
@@ -247,10 +252,15 @@ Act uploadMany(Kind kind)
             blocks += block(*device, kind, id, only(entries.list("coefficientList"), "coefficientList"), "coefficient");
             entries.done();
         }
-        for (const Block &each : qAsConst(blocks)) // before the first plane changes
+        QHash<QString, int> blocksLeft;
+        for (const Block &each : qAsConst(blocks)) { // before the first plane changes
             device->cabinets[each.cabinetId].planes(kind).prepare(each.rect);
+            ++blocksLeft[each.cabinetId];
+        }
+        // A later block of the cabinet may need the plane, so it stays in memory until then: reading a file could fail.
+        const std::shared_ptr<Disk::Scratch> scratch = state.scratch.lock();
         for (const Block &each : qAsConst(blocks))
-            paste(state, *device, kind, each);
+            paste(state, *device, kind, each, --blocksLeft[each.cabinetId] == 0 ? scratch : nullptr);
         return done;
     };
 }

@@ -55,14 +55,6 @@ QByteArray Planes::bytes(Store store, const QByteArray &pixel) const
     return plane.isEmpty() ? filled(byteCount(), m_bytesPerPixel, pixel) : plane.bytes();
 }
 
-QByteArray Planes::band(int firstRow, int rows, const QByteArray &pixel) const
-{
-    const int stride = m_size.width() * m_bytesPerPixel;
-    const Plane &plane = at(Store::Working);
-    return plane.isEmpty() ? filled(rows * stride, m_bytesPerPixel, pixel)
-                           : plane.bytes().mid(firstRow * stride, rows * stride);
-}
-
 bool Planes::setBytes(Store store, const QByteArray &bytes)
 {
     if (bytes.size() != byteCount())

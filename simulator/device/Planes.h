@@ -43,8 +43,6 @@ public:
     int byteCount() const { return m_size.width() * m_size.height() * m_bytesPerPixel; }
     /// The whole plane; where nothing was written, made of `pixel` (see State::setDefaultPixel()).
     QByteArray bytes(Store store, const QByteArray &pixel) const;
-    /// The rows of a band of the working plane.
-    QByteArray band(int firstRow, int rows, const QByteArray &pixel) const;
     /// False, and nothing changed, unless the size fits.
     bool setBytes(Store store, const QByteArray &bytes);
     /// Of the right size.

@@ -82,6 +82,16 @@ bool isDefault(Planes planes, Store store, const QByteArray &bytes, const QByteA
     return planes.isDefault(store, pixel);
 }
 
+/// Whether a plane has the bytes of the present one, as far as both can be read.
+bool isKnownToBe(const Plane &value, const Plane &present)
+{
+    try {
+        return value.hasBytesOf(present);
+    } catch (const Refusal &) {
+        return false;
+    }
+}
+
 bool fail(QString *error, const QString &text)
 {
     if (error)
@@ -325,7 +335,7 @@ bool DeviceFolder::trySave(const DeviceState &before, const DeviceState &after, 
             for (const Slot &slot : lastingSlots()) {
                 const Plane value = planeAt(*it, slot);
                 const Plane present = planeAt(*old, slot);
-                if (value.isSharedWith(present) || value.hasBytesOf(present))
+                if (value.isSharedWith(present) || isKnownToBe(value, present))
                     continue;
                 const QByteArray bytes = value.bytes(); // read from its file once
                 if (slot.kind ? isDefault(it->planes(slot.kindValue), slot.storeValue, bytes,
@@ -360,8 +370,11 @@ bool DeviceFolder::trySave(const DeviceState &before, const DeviceState &after, 
                 const auto place = qAsConst(it->places).constFind(slot.number);
                 if (place == it->places.constEnd() || !isMostlyUnused(place->pack))
                     continue;
-                it->places.insert(slot.number, put(planeAt(*after.cabinets.constFind(it.key()), slot).bytes()));
-                newLines += it.key();
+                try {
+                    it->places.insert(slot.number, put(planeAt(*after.cabinets.constFind(it.key()), slot).bytes()));
+                    newLines += it.key();
+                } catch (const Refusal &) { // it stays where it is
+                }
             }
         }
     }

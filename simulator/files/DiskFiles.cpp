@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace Simulator {
@@ -177,11 +178,22 @@ int Scratch::put(const QByteArray &bytes, qint64 &offset) noexcept
         if (m_failure != 0)
             return m_failure;
         const auto found = m_free.find(bytes.size());
-        offset = found == m_free.end() ? m_end : found->second;
-        if (found == m_free.end())
-            m_end += bytes.size();
-        else
+        if (found != m_free.end()) {
+            offset = found->second;
             m_free.erase(found);
+        } else {
+            const qint64 end = m_end + bytes.size();
+            struct statvfs disk {
+            };
+            if (::fstatvfs(m_file, &disk) != 0)
+                return errno;
+            // The bytes now; then a save of all that is here, and the text that names it.
+            constexpr qint64 textSize = 1 << 20;
+            if (quint64(disk.f_bavail) * disk.f_frsize < static_cast<quint64>(bytes.size() + end + textSize))
+                return ENOSPC;
+            offset = m_end;
+            m_end = end;
+        }
     }
     for (int done = 0; done < bytes.size();) {
         const ssize_t now = ::pwrite(m_file, bytes.constData() + done, static_cast<std::size_t>(bytes.size() - done),

@@ -57,7 +57,8 @@ public:
     explicit Scratch(const QByteArray &folder) : m_folder(folder) {}
 
     const QByteArray &folder() const { return m_folder; }
-    /// Writes bytes, which stay at `offset` until they are released.
+    /// Writes bytes, which stay at `offset` until they are released. ENOSPC, and nothing written, when the file would have
+    /// to grow and the disk would then lack the space to save what it holds.
     int put(const QByteArray &bytes, qint64 &offset) noexcept;
     void release(qint64 offset, int length) noexcept;
 

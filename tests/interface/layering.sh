@@ -91,7 +91,7 @@ may_include_room() { # may_include_room NAME [FURTHER]: what the rooms before it
 folder_alone=-maxdepth\ 1
 may_include simulator "$core|$gui|<(adapter|simulator)/[A-Za-z]+\.(h|def)>"
 folder_alone=
-may_include_room files '<(dirent|fcntl|unistd|sys/file|sys/stat|xxhash)\.h>'
+may_include_room files '<(dirent|fcntl|unistd|sys/file|sys/stat|sys/statvfs|xxhash)\.h>'
 may_include_room faults
 may_include_room device
 may_include_room description

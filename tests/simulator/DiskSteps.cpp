@@ -15,6 +15,7 @@
 #include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -27,6 +28,7 @@ std::atomic<int> killing{0};
 std::atomic<int> failure{0};
 std::atomic<bool> failingFromThere{false};
 std::atomic<bool> countsReading{false};
+std::atomic<qint64> freeBytes{-1}; // negative: as it is
 std::atomic<bool> failedToSync{false};
 std::atomic<bool> failedToList{false};
 
@@ -212,6 +214,7 @@ void watch(const QByteArray &path, Kinds kinds)
     steps = 0;
     failing = 0;
     killing = 0;
+    freeBytes = -1;
 }
 
 int count()
@@ -224,6 +227,11 @@ void failAt(int step, int error, bool lasting)
     failure = error;
     failingFromThere = lasting;
     failing = step;
+}
+
+void setFreeBytes(qint64 bytes)
+{
+    freeBytes = bytes;
 }
 
 bool hasFailedToSync()
@@ -402,6 +410,15 @@ __attribute__((visibility("default"))) int fstat(int file, struct stat *result) 
 {
     static auto *const real = next<int(int, struct stat *)>("fstat");
     return readingFails(isWatched(file)) ? -1 : real(file, result);
+}
+
+__attribute__((visibility("default"))) int fstatvfs(int file, struct statvfs *result) noexcept
+{
+    static auto *const real = next<int(int, struct statvfs *)>("fstatvfs");
+    const int status = real(file, result);
+    if (status == 0 && freeBytes >= 0 && isWatched(file))
+        result->f_bavail = static_cast<fsblkcnt_t>(freeBytes) / result->f_frsize;
+    return status;
 }
 
 } // extern "C"

@@ -20,6 +20,8 @@ int count();
 /// The step with this number (from 1) fails with `error`, an errno; with `lasting` all later ones fail, too. Error 0: reads
 /// and writes are cut in half and return the shorter length, and everything else succeeds.
 void failAt(int step, int error, bool lasting);
+/// The disk of the files below the folder tells that it has so many bytes free; until the next watch().
+void setFreeBytes(qint64 bytes);
 /// Whether a step failed that was to synchronise.
 bool hasFailedToSync();
 /// Whether a step failed that was to list a folder.

@@ -170,6 +170,56 @@ struct Other {
     QString said;
 };
 
+const QSize largeSize(64, 64);
+constexpr int largePlane = 64 * 64 * 18; ///< Bytes; large enough for the file without a name.
+
+/// Makes a wall of three cabinets with large planes.
+void makeLargeWall(const QString &directory)
+{
+    WallDescription description;
+    description.devices = {gridDevice(key(), QPoint(), 3, 1, largeSize)};
+    QString error;
+    QVERIFY2(wall().create(directory, description, &error), qPrintable(error));
+}
+
+/// A block of pixels of which every byte is `value`, with its bytes under `bytesKey`.
+Map blockOf(const QRect &rect, char value, const QString &bytesKey)
+{
+    const Map area{
+        {QStringLiteral("point"), Map{{QStringLiteral("x"), rect.x()}, {QStringLiteral("y"), rect.y()}}},
+        {QStringLiteral("size"), Map{{QStringLiteral("width"), rect.width()}, {QStringLiteral("height"), rect.height()}}}};
+    const QByteArray bytes(rect.width() * rect.height() * 18, value);
+    return {{QStringLiteral("area"), area}, {bytesKey, QString::fromLatin1(bytes.toBase64())}};
+}
+
+bool upload(const QString &id, const QRect &rect, char value)
+{
+    Map reply;
+    return Correctionop::getInstance()->uploadCoefficient(key(), id, {blockOf(rect, value, QStringLiteral("coefficients"))},
+                                                          reply);
+}
+
+/// The sizes of the open files of this process that are in a directory and have no name there.
+QList<qint64> namelessFiles(const QString &directory)
+{
+    QList<qint64> sizes;
+    const QFileInfoList files = QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::Files | QDir::System);
+    for (const QFileInfo &file : files) {
+        const QString target = QFile::symLinkTarget(file.filePath());
+        if (target.startsWith(directory + QLatin1Char('/')) && target.endsWith(QLatin1String(" (deleted)")))
+            sizes += QFileInfo(file.filePath()).size();
+    }
+    return sizes;
+}
+
+bool hasNamelessFiles(const QString &directory)
+{
+    const int file = ::open(QFile::encodeName(directory).constData(), O_TMPFILE | O_RDWR, 0600);
+    if (file >= 0)
+        ::close(file);
+    return file >= 0;
+}
+
 } // namespace
 
 class tst_Directory : public QObject
@@ -203,7 +253,11 @@ private Q_SLOTS:
     void planesThatChangeOnTheDiskAreRefused();
     void planesOutliveTheirPack();
     void manyPacksLeaveFilesToOthers();
+    void savesWorkBesideAnUnreadablePlane();
+    void aLoadReadsAPlaneOnce();
     void uploadsGoToAFileWithoutAName();
+    void uploadsLeaveSpaceForTheSave();
+    void aRequestThatNamesACabinetTwiceReadsNoFile();
     void aFailedOpeningTakesNothingFromTheOpenWall();
     void textsThatCannotBeWrittenAreRefused();
 
@@ -792,53 +846,72 @@ void tst_Directory::manyPacksLeaveFilesToOthers()
         QCOMPARE(wall().state().chroma(key(), QString::number(id)), values(id));
 }
 
+void tst_Directory::savesWorkBesideAnUnreadablePlane()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    reopen(folder.directory);
+    const QString two = QStringLiteral("2");
+    const QString three = QStringLiteral("3");
+    const QString pack = folder.directory + QStringLiteral("/devices/A/1.planes");
+    const QByteArray undamaged = contents(pack);
+    const auto damage = [&] { // cabinet 2
+        QByteArray bytes = undamaged;
+        bytes[1200] = static_cast<char>(~bytes[1200]);
+        overwrite(pack, bytes);
+    };
+    const auto values = [](int value) { return QVector<quint16>(8 * 8 * 9, quint16(value)); };
+
+    // With the second save less than half of the pack is in use.
+    damage();
+    QVERIFY(wall().state().setChroma(key(), one, values(2), Store::User));
+    QVERIFY(wall().state().setChroma(key(), three, values(3), Store::User));
+    QVERIFY(wall().state().setChroma(key(), one, values(4), Store::User));
+    QVERIFY(packs(folder.directory).contains(QStringLiteral("1.planes")));
+    overwrite(pack, undamaged);
+    reopen(folder.directory);
+    QCOMPARE(wall().state().chroma(key(), one), values(4));
+    QCOMPARE(wall().state().chroma(key(), two), values(1));
+    QCOMPARE(wall().state().chroma(key(), three), values(3));
+
+    // The same bytes as those that cannot be read are written again.
+    damage();
+    QVERIFY(wall().state().setChroma(key(), two, values(1), Store::User));
+    QVERIFY(!packs(folder.directory).contains(QStringLiteral("1.planes")));
+    reopen(folder.directory);
+    QCOMPARE(wall().state().chroma(key(), two), values(1));
+}
+
+void tst_Directory::aLoadReadsAPlaneOnce()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    reopen(folder.directory);
+    wall().state().setReplyBlockHeight(1);
+    DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+    List blocks;
+    QVERIFY(Correctionop::getInstance()->loadCoefficient(key(), one, blocks));
+    QCOMPARE(blocks.size(), 8);
+    QCOMPARE(DiskSteps::count(), 1);
+}
+
 void tst_Directory::uploadsGoToAFileWithoutAName()
 {
     const Folder folder;
-    WallDescription description;
-    const QSize size(64, 64);
-    description.devices = {gridDevice(key(), QPoint(), 3, 1, size)};
-    QString error;
-    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
-    const int planeSize = size.width() * size.height() * 18;
-    const auto upload = [&](const QString &id, const QRect &rect, char value) {
-        const Map area{{QStringLiteral("point"), Map{{QStringLiteral("x"), rect.x()}, {QStringLiteral("y"), rect.y()}}},
-                       {QStringLiteral("size"),
-                        Map{{QStringLiteral("width"), rect.width()}, {QStringLiteral("height"), rect.height()}}}};
-        const QByteArray bytes(rect.width() * rect.height() * 18, value);
-        Map reply;
-        return Correctionop::getInstance()->uploadCoefficient(
-            key(), id,
-            {Map{{QStringLiteral("area"), area}, {QStringLiteral("coefficients"), QString::fromLatin1(bytes.toBase64())}}},
-            reply);
-    };
-    // The open files of this process that are in the directory and have no name there.
-    const auto nameless = [&] {
-        QList<qint64> sizes;
-        const QFileInfoList files = QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::Files | QDir::System);
-        for (const QFileInfo &file : files) {
-            const QString target = QFile::symLinkTarget(file.filePath());
-            if (target.startsWith(folder.directory + QLatin1Char('/')) && target.endsWith(QLatin1String(" (deleted)")))
-                sizes += QFileInfo(file.filePath()).size();
-        }
-        return sizes;
-    };
-    const int possible = ::open(QFile::encodeName(folder.directory).constData(), O_TMPFILE | O_RDWR, 0600);
-    if (possible < 0)
+    makeLargeWall(folder.directory);
+    if (!hasNamelessFiles(folder.directory))
         QSKIP("the file system has no files without a name");
-    ::close(possible);
 
-    const QRect whole(QPoint(0, 0), size);
+    const QRect whole(QPoint(0, 0), largeSize);
     const QStringList ids = Generations::cabinets();
     for (int round = 1; round <= 5; ++round) { // space is used again
         for (const QString &id : ids)
             QVERIFY(upload(id, whole, char(id.toInt() + round)));
     }
-    QCOMPARE(nameless().size(), 1);
-    QCOMPARE(nameless().first(), qint64(4) * planeSize);
+    QCOMPARE(namelessFiles(folder.directory), QList<qint64>{4 * largePlane});
     QVERIFY(upload(ids[1], QRect(1, 0, 1, 1), 'x'));
     const auto expected = [&](const QString &id) {
-        QByteArray plane(planeSize, char(id.toInt() + 5));
+        QByteArray plane(largePlane, char(id.toInt() + 5));
         if (id == ids[1])
             plane.replace(18, 18, QByteArray(18, 'x'));
         return plane;
@@ -849,10 +922,66 @@ void tst_Directory::uploadsGoToAFileWithoutAName()
     QVERIFY(Correctionop::getInstance()->saveCabinetsCoeffcient(
         key(), {{QStringLiteral("cids"), List{ids[0], ids[1], ids[2]}}}, reply));
     wall().reset();
-    QCOMPARE(nameless().size(), 0);
+    QCOMPARE(namelessFiles(folder.directory).size(), 0);
     reopen(folder.directory);
     for (const QString &id : ids)
         QCOMPARE(wall().state().plane(key(), id, Kind::Chroma), expected(id));
+}
+
+void tst_Directory::uploadsLeaveSpaceForTheSave()
+{
+    const Folder folder;
+    makeLargeWall(folder.directory);
+    if (!hasNamelessFiles(folder.directory))
+        QSKIP("the file system has no files without a name");
+
+    constexpr qint64 textSize = 1 << 20;
+    const QRect whole(QPoint(0, 0), largeSize);
+    DiskSteps::watch(folder.directory.toLocal8Bit());
+    const auto sizeAfterUpload = [&](const QString &id, char value, qint64 freeBytes) {
+        DiskSteps::setFreeBytes(freeBytes);
+        return upload(id, whole, value) ? namelessFiles(folder.directory).value(0, -1) : -1;
+    };
+    // The disk counts blocks.
+    const qint64 block = qMax(QStorageInfo(folder.directory).blockSize(), 4096);
+    QCOMPARE(sizeAfterUpload(QStringLiteral("1"), 'a', 2 * largePlane + textSize - block), qint64(0));
+    QCOMPARE(sizeAfterUpload(QStringLiteral("1"), 'b', 2 * largePlane + textSize + block), qint64(largePlane));
+    QCOMPARE(sizeAfterUpload(QStringLiteral("2"), 'c', 3 * largePlane + textSize - block), qint64(largePlane));
+    QCOMPARE(sizeAfterUpload(QStringLiteral("2"), 'd', 3 * largePlane + textSize + block), qint64(2 * largePlane));
+    QCOMPARE(sizeAfterUpload(QStringLiteral("3"), 'e', 0), qint64(2 * largePlane));
+    QCOMPARE(wall().state().plane(key(), QStringLiteral("1"), Kind::Chroma), QByteArray(largePlane, 'b'));
+    QCOMPARE(wall().state().plane(key(), QStringLiteral("2"), Kind::Chroma), QByteArray(largePlane, 'd'));
+    QCOMPARE(wall().state().plane(key(), QStringLiteral("3"), Kind::Chroma), QByteArray(largePlane, 'e'));
+}
+
+void tst_Directory::aRequestThatNamesACabinetTwiceReadsNoFile()
+{
+    const Folder folder;
+    makeLargeWall(folder.directory);
+    if (!hasNamelessFiles(folder.directory))
+        QSKIP("the file system has no files without a name");
+
+    const QString two = QStringLiteral("2");
+    const QRect whole(QPoint(0, 0), largeSize);
+    QVERIFY(upload(one, whole, 'a')); // makes the file
+    List elements;
+    const auto add = [&](const QString &id, const QRect &rect, char value) {
+        elements += Map{{QStringLiteral("cid"), id},
+                        {QStringLiteral("coefficientList"), List{blockOf(rect, value, QStringLiteral("coefficient"))}}};
+    };
+    add(one, whole, 'b');
+    add(two, whole, 'c');
+    add(two, QRect(1, 0, 1, 1), 'd');
+
+    DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+    DiskSteps::failAt(1, EIO, true);
+    bool uploaded = false;
+    Correctionop::getInstance()->uploadCoefficientAsync(key(), elements).then([&](bool value) { uploaded = value; }).wait();
+    DiskSteps::watch(QByteArray());
+    QVERIFY2(uploaded, qPrintable(wall().journal().calls().last().note));
+    QCOMPARE(wall().state().plane(key(), one, Kind::Chroma), QByteArray(largePlane, 'b'));
+    QCOMPARE(wall().state().plane(key(), two, Kind::Chroma),
+             QByteArray(largePlane, 'c').replace(18, 18, QByteArray(18, 'd')));
 }
 
 void tst_Directory::aFailedOpeningTakesNothingFromTheOpenWall()
