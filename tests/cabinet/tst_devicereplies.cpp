@@ -385,7 +385,7 @@ void tst_DeviceReplies::deepRepliesOfARefresh()
     QCOMPARE(manager->tryGetScreen(QStringLiteral("s"))->tryGetRect(rect), enSuccess);
     QCOMPARE(rect, QRect(0, 0, 4, 3));
     delete manager->tryGetScreen(QStringLiteral("s")); // screens outlive the manager
-    m_log->takeCritical(); // a line about the sub-screen that did not exist before
+    m_log->takeCritical();                             // a line about the sub-screen that did not exist before
     m_log->takeDebug();
 }
 
