@@ -65,7 +65,7 @@ public:
 private:
     const QByteArray m_folder;
     std::mutex m_mutex;
-    int m_failure = 0; ///< Why there is no file.
+    int m_failure = 0; ///< errno of the failed creation of the file, or 0.
     qint64 m_end = 0;
     std::multimap<int, qint64> m_free; ///< Offsets, by length.
 };

@@ -262,10 +262,10 @@ Grid readGrid(const QString &path)
 
 Grid readGridFor(const QString &path, const QSize &size, EnumCoefficientType kind)
 {
-    return gridFor(path, readGrid(path), size, kind);
+    return checkedGrid(path, readGrid(path), size, kind);
 }
 
-Grid gridFor(const QString &path, Grid grid, const QSize &size, EnumCoefficientType kind)
+Grid checkedGrid(const QString &path, Grid grid, const QSize &size, EnumCoefficientType kind)
 {
     const int length = lengthOf(kind);
     if (!grid.size.isValid()) {

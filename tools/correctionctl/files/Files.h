@@ -36,10 +36,10 @@ Grid readGrid(const QString &path);
 /// its range. Values of 8 bits are multilayer ones only.
 Grid readGridFor(const QString &path, const QSize &size, Correction::EnumCoefficientType kind);
 /// The same for a grid that was read from `path`.
-Grid gridFor(const QString &path, Grid grid, const QSize &size, Correction::EnumCoefficientType kind);
-/// `channel`: the value that a single picture shows.
-/// Refuses a grid of another shape than this; its values may be absent.
+Grid checkedGrid(const QString &path, Grid grid, const QSize &size, Correction::EnumCoefficientType kind);
+/// Throws for a grid of another shape; its values may be absent.
 void requireShape(const QString &path, const Grid &grid, const QSize &size, Correction::EnumCoefficientType kind);
+/// `channel`: the value that a single picture shows.
 void writeGrid(const QString &path, const Grid &grid, int channel);
 
 /// One value of each pixel as a picture.

@@ -45,14 +45,14 @@ public:
 
     GridWriter(const QString &path, const QSize &size);
     void put(const QRect &rect, const QVector<quint16> &values);
-    /// Puts the file in place. Without it, there is no file.
+    /// Renames the temporary file to its final name. A writer that is destroyed without finish() leaves no file.
     void finish();
 
 private:
     void writeNumbers();
 
     QSaveFile m_file;
-    QTemporaryFile m_values; ///< Where the file itself is text: what it is made from. It has no name.
+    QTemporaryFile m_values; ///< The values of a .json file, until finish() writes them as text.
     int m_handle = -1;       ///< Of the file that takes the values.
     qint64 m_offset = 0;     ///< Of the first one.
     QSize m_size;

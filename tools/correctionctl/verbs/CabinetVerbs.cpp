@@ -112,7 +112,7 @@ void cabinetWrite(Session &session)
         throw Failure(enArgumentMismatch, QStringLiteral("%1: %2 pixels at %3,%4 do not fit into its %5")
                                               .arg(path, sizeText(size), QString::number(position.x()),
                                                    QString::number(position.y()), sizeText(whole)));
-    grid = gridFor(path, std::move(grid), size, kind); // standard input can be read once
+    grid = checkedGrid(path, std::move(grid), size, kind); // standard input can be read once
     const CoefficientPtr values = toLibrary(grid, kind);
     checkCabinet(cabinet.setCoefficients(position, *values), cabinet,
                  QStringLiteral("writing %1 coefficients").arg(kindText(kind)));

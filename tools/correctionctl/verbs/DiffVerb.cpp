@@ -196,7 +196,7 @@ void diff(Session &session)
             GridSource file(pathA, rect.size(), kind);
             found = compareParts(session, screen, rect, file, keepsLargest, uncovered);
         } else {
-            a = inPlace ? readGridFor(pathA, rect.size(), kind) : gridFor(pathA, std::move(a), rect.size(), kind);
+            a = inPlace ? readGridFor(pathA, rect.size(), kind) : checkedGrid(pathA, std::move(a), rect.size(), kind);
             b = fromLibrary(*readRect(session, screen, rect, kind, uncovered));
         }
         if (uncovered == area(rect))
