@@ -87,6 +87,7 @@ void CtlFailuresTest::initTestCase()
               fault("noAnswer", "Correctionop::uploadCoefficientAsync"),
               fault("noAnswer", "Correctionop::uploadCoefficient"), fault("noAnswer", "Correctionop::loadCoefficient"),
               fault("noAnswer", "Correctionop::clearCabinetsMultilayerCoefficient")});
+    wallWith(QStringLiteral("refuses-saving.json"), 1, {fault("noAnswer", "Correctionop::saveCabinetsCoeffcient")});
     wallWith(QStringLiteral("empty-reply.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getCabinetsBaseInfo")});
     wallWith(QStringLiteral("unlisted.json"), 0, {fault("truncateReply", "CabinetInfoOperator::getAllCabinetsInfo")});
     QVERIFY(m_program.write(QStringLiteral("nothing.json"), "{\"format\": \"led-wall\", \"version\": 1, \"devices\": []}"));
@@ -137,6 +138,8 @@ void CtlFailuresTest::everyCodeIsReached_data()
         "writing 0,0,64x16 (before it, nothing was written): device B refused Correctionop::uploadCoefficientAsync");
     row("a device that refuses a restore", 21, "--wall refuses.json restore main.snapshot",
         "cabinet 5 of device B (before it, 4 of 8 cabinets are written, nothing is saved)");
+    row("a device that refuses to save a restore", 21, "--wall refuses-saving.json restore main.snapshot --save",
+        "saving 4 cabinets of device B (before it, 8 of 8 cabinets are written, 4 saved)");
     row("a device that refuses a snapshot", 21, "--wall refuses.json snapshot main x.snapshot",
         "reading cabinet 5 of device B: device B refused Correctionop::loadCoefficient (fault: no answer), no snapshot "
         "written");

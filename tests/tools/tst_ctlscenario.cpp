@@ -58,7 +58,7 @@ void CtlScenarioTest::aNightOnAWall()
 
     // A dry run of the restore changes nothing, the restore everything.
     QVERIFY(expect(0, "--wall arena restore good.snapshot --save --dry-run",
-                   "dry run: 48 requests, 7.1 MB of data, for 2 devices and 24 cabinets; nothing sent"));
+                   "dry run: 26 requests, 7.1 MB of data, for 2 devices and 24 cabinets; nothing sent"));
     QVERIFY(expect(0, "--wall arena diff delivered.npy --screen arena-main", "0 of 393216 pixels differ"));
     QVERIFY(
         expect(0, "--wall arena restore good.snapshot --save", "24 cabinets written, verified, saved from good.snapshot"));

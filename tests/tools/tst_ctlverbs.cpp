@@ -344,10 +344,6 @@ void CtlVerbsTest::writingVerbsSendNothingInADryRun_data()
         "A:Correctionop::uploadCoefficient A:Correctionop::uploadCoefficient A:Correctionop::uploadCoefficient "
         "A:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient "
         "B:Correctionop::uploadCoefficient B:Correctionop::uploadCoefficient A:Correctionop::saveCabinetsCoeffcient "
-        "A:Correctionop::saveCabinetsCoeffcient A:Correctionop::saveCabinetsCoeffcient "
-        "A:Correctionop::saveCabinetsCoeffcient "
-        "B:Correctionop::saveCabinetsCoeffcient B:Correctionop::saveCabinetsCoeffcient "
-        "B:Correctionop::saveCabinetsCoeffcient "
         "B:Correctionop::saveCabinetsCoeffcient");
     row("set sign brightness=1 effect=2 xbit=1:off abl=on",
         "C:ScreenInfo::setBrightness C:Correctionop::setScreenEffectMode "

@@ -8,10 +8,13 @@
 #include "terminal/Interrupt.h"
 #include "terminal/Progress.h"
 
+#include <Correction/CabinetsPtr.h>
+
 #include <QtCore/QSet>
 #include <QtCore/QtEndian>
 
 #include <algorithm>
+#include <functional>
 
 using namespace Correction;
 
@@ -317,6 +320,30 @@ void verify(Session &session)
         QStringLiteral("%1: %2 as in %3").arg(snapshot.screenId(), counted(cabinets.size(), "cabinet"), path));
 }
 
+/// Saves the cabinets with one request for each device. `state`: what was done so far, by what was saved.
+void saveByDevice(const QVector<SnapshotCabinet> &cabinets, const std::function<QString(const QString &)> &state)
+{
+    QStringList devices; // in the order of the snapshot
+    QMap<QString, QStringList> ids;
+    for (const SnapshotCabinet &cabinet : cabinets) {
+        QStringList &ofDevice = ids[cabinet.device];
+        if (ofDevice.isEmpty())
+            devices.append(cabinet.device);
+        ofDevice.append(cabinet.id);
+    }
+    int saved = 0;
+    for (const QString &device : qAsConst(devices)) {
+        const QString before = state(QStringLiteral("%1 saved").arg(saved));
+        Interrupt::check(before);
+        const QStringList &ofDevice = ids[device];
+        const CabinetsPtr group(CabinetManager::getInstance()->tryGetCabinets(ofDevice));
+        check(group ? group->saveUserCoefficient() : enInvalidParameter,
+              QStringLiteral("saving %1 of device %2 (before it, %3)")
+                  .arg(counted(ofDevice.size(), "cabinet"), device, before));
+        saved += ofDevice.size();
+    }
+}
+
 void restore(Session &session)
 {
     const QString path = session.arguments().text("FILE");
@@ -352,16 +379,8 @@ void restore(Session &session)
         }
         ++done;
     }
-    int saved = 0;
-    for (const SnapshotCabinet &cabinet : cabinets) {
-        if (!save)
-            break;
-        const QString savedText = QStringLiteral("%1 saved").arg(saved);
-        Interrupt::check(state(savedText));
-        check(session.cabinet(cabinet.id).saveParameter(enSaveCommonCoefficient),
-              QStringLiteral("saving %1 (before it, %2)").arg(subject(cabinet), state(savedText)));
-        ++saved;
-    }
+    if (save)
+        saveByDevice(cabinets, state);
     const bool withSettings = session.arguments().has("--settings");
     if (withSettings) {
         for (const SnapshotSettings &settings : snapshot.settings())
@@ -406,14 +425,15 @@ QVector<Verb> snapshotVerbs()
               {argument("FILE", Value::File, "the snapshot")}, "correctionctl verify before.snapshot", "verify", verify,
               "ICabinet::tryGetCoefficients ICabinet::tryGetEffectMode ISubScreen::getGammaTable "
               "CabinetManager::tryGetCabinet"),
-        transient(writes(
-            "restore", "Write a snapshot back, and check that it arrived",
-            {argument("FILE", Value::File, "the snapshot"), saveOption,
-             option("--no-verify", Value::None, "do not read back what was written"),
-             option("--settings", Value::None, "set the effect mode and the gamma tables of its devices as well")},
-            "correctionctl restore before.snapshot --save", "restore", restore,
-            "ICabinet::setCoefficients ICabinet::tryGetCoefficients ICabinet::saveParameter CabinetManager::tryGetCabinet "
-            "ISubScreen::setEffectMode ISubScreen::setGammaTable")),
+        transient(
+            writes("restore", "Write a snapshot back, and check that it arrived",
+                   {argument("FILE", Value::File, "the snapshot"), saveOption,
+                    option("--no-verify", Value::None, "do not read back what was written"),
+                    option("--settings", Value::None, "set the effect mode and the gamma tables of its devices as well")},
+                   "correctionctl restore before.snapshot --save", "restore", restore,
+                   "ICabinet::setCoefficients ICabinet::tryGetCoefficients ICabinets::saveUserCoefficient "
+                   "CabinetManager::tryGetCabinet CabinetManager::tryGetCabinets "
+                   "ISubScreen::setEffectMode ISubScreen::setGammaTable")),
     };
 }
 
