@@ -12,7 +12,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
+#include <vector>
 
+#include <sys/uio.h>
 #include <unistd.h>
 
 using namespace Correction;
@@ -23,6 +26,7 @@ namespace {
 
 constexpr qint64 longestHeader = 10 + 0xffff; // of a .npy file of version 1
 constexpr int length = chromaPixelLength;
+constexpr int mostPieces = 16; // of a run, each a cabinet's part
 
 /// Reads values, least significant byte first. False at the end of the file, and with errno after a failure.
 bool readValues(int file, qint64 offset, quint16 *values, qint64 count)
@@ -42,24 +46,25 @@ bool readValues(int file, qint64 offset, quint16 *values, qint64 count)
     return true;
 }
 
-/// 0 or errno.
-int writeValues(int file, qint64 offset, const quint16 *values, qint64 count)
+/// Writes pieces one behind the other. 0 or errno.
+int writePieces(int file, qint64 offset, std::vector<iovec> pieces)
 {
-    QVector<quint16> swapped;
-    if (Q_BYTE_ORDER != Q_LITTLE_ENDIAN) {
-        swapped.resize(int(count));
-        qToLittleEndian<quint16>(values, count, swapped.data());
-        values = swapped.constData();
-    }
-    const auto *const bytes = reinterpret_cast<const char *>(values);
-    const qint64 size = 2 * count;
-    for (qint64 done = 0; done < size;) {
-        const ssize_t now = ::pwrite(file, bytes + done, size_t(size - done), off_t(offset + done));
+    for (std::size_t first = 0; first < pieces.size();) {
+        const ssize_t now = ::pwritev(file, pieces.data() + first, int(pieces.size() - first), off_t(offset));
         if (now < 0 && errno == EINTR)
             continue;
         if (now <= 0)
             return now < 0 ? errno : EIO;
-        done += now;
+        offset += now;
+        for (auto left = std::size_t(now); left > 0;) {
+            iovec &piece = pieces[first];
+            const std::size_t done = std::min(left, piece.iov_len);
+            piece.iov_base = static_cast<char *>(piece.iov_base) + done;
+            piece.iov_len -= done;
+            left -= done;
+            if (piece.iov_len == 0)
+                ++first;
+        }
     }
     return 0;
 }
@@ -143,16 +148,50 @@ GridWriter::GridWriter(const QString &path, const QSize &size) : m_file(path), m
 
 void GridWriter::put(const QRect &rect, const QVector<quint16> &values)
 {
-    const int count = rect.width() * length;
-    for (int row = 0; row < rect.height(); ++row) {
-        const qint64 first = (qint64(rect.y() + row) * m_size.width() + rect.x()) * length;
-        if (const int failure = writeValues(m_handle, m_offset + 2 * first, values.constData() + qint64(row) * count, count))
-            throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(m_file.fileName(), qt_error_string(failure)));
+    const bool continues = !m_run.isEmpty() && m_run.size() < mostPieces && rect.left() == m_runRect.right() + 1
+                           && rect.top() == m_runRect.top() && rect.height() == m_runRect.height();
+    if (!continues) {
+        if (!m_run.isEmpty())
+            flush();
+        m_runRect = rect;
     }
+    m_runRect.setRight(rect.right());
+    m_run.append(values);
+    if (Q_BYTE_ORDER != Q_LITTLE_ENDIAN)
+        qToLittleEndian<quint16>(values.constData(), values.size(), m_run.last().data());
+}
+
+void GridWriter::flush()
+{
+    wait();
+    m_writing = std::async(
+        [run = std::exchange(m_run, {}), rect = m_runRect, width = m_size.width(), handle = m_handle, offset = m_offset] {
+            std::vector<iovec> pieces(std::size_t(run.size()));
+            for (int row = 0; row < rect.height(); ++row) {
+                for (int i = 0; i < run.size(); ++i) {
+                    const int count = run[i].size() / rect.height();
+                    pieces[std::size_t(i)] = {const_cast<quint16 *>(run[i].constData()) + qint64(row) * count,
+                                              2 * std::size_t(count)};
+                }
+                const qint64 first = (qint64(rect.y() + row) * width + rect.x()) * length;
+                if (const int failure = writePieces(handle, offset + 2 * first, pieces))
+                    return failure;
+            }
+            return 0;
+        });
+}
+
+void GridWriter::wait()
+{
+    if (const int failure = m_writing.valid() ? m_writing.get() : 0)
+        throw Failure(ExitCannotWrite, QStringLiteral("%1: %2").arg(m_file.fileName(), qt_error_string(failure)));
 }
 
 void GridWriter::finish()
 {
+    if (!m_run.isEmpty())
+        flush();
+    wait();
     if (m_values.isOpen())
         writeNumbers();
     commit(m_file);

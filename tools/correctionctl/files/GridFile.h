@@ -11,6 +11,8 @@
 #include <QtCore/QTemporaryFile>
 #include <QtCore/QVector>
 
+#include <future>
+
 namespace Ctl {
 
 /// Grids of whole walls whose values stay in a file: they are read and written part by part. All functions throw a Failure
@@ -49,6 +51,10 @@ public:
     void finish();
 
 private:
+    /// Begins to write the run.
+    void flush();
+    /// Waits until it is written.
+    void wait();
     void writeNumbers();
 
     QSaveFile m_file;
@@ -56,6 +62,9 @@ private:
     int m_handle = -1;       ///< Of the file that takes the values.
     qint64 m_offset = 0;     ///< Of the first one.
     QSize m_size;
+    QVector<QVector<quint16>> m_run; ///< Parts beside each other that are not written yet, as in the file.
+    QRect m_runRect;                 ///< Of all of them.
+    std::future<int> m_writing;      ///< Of the run before: 0 or errno. Last: it ends before the files are closed.
 };
 
 } // namespace Ctl
