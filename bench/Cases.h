@@ -26,7 +26,7 @@ enum class Measure {
 
 struct Case {
     QString name; ///< Unique: how filters and child processes call it.
-    Measure measure;
+    Measure measure = Measure::Warm;
     Prepare library;
     Prepare obvious; ///< May be empty.
     Prepare limit;   ///< May be empty.

@@ -18,7 +18,7 @@ namespace {
 /// Empty but not null, like the strings of a reply.
 QString emptyText()
 {
-    return QStringLiteral("");
+    return QString(QLatin1String(""));
 }
 
 /// Deep copies of a record's cards or modules, owned by this object.

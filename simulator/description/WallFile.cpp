@@ -54,7 +54,7 @@ struct DecimalText : Text {
         const bool isDecimal = std::all_of(digits.cbegin(), digits.cend(),
                                            [](QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); });
         bool isNumber = false;
-        digits.toULongLong(&isNumber);
+        static_cast<void>(digits.toULongLong(&isNumber));
         if (!isDecimal || !isNumber)
             return reader.expected(what(), value);
         text = digits;
@@ -480,7 +480,7 @@ namespace {
 struct LedsRule : Object {
     void read(Reader &reader, const QJsonValue &value, Leds &leds) const
     {
-        QString preset = ledPresetNames().first();
+        QString preset = ledPresetNames().constFirst();
         if (value.isString()) {
             Table<Leds>::presets().read(reader, value, preset);
             leds = ledPreset(preset);

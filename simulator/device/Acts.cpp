@@ -16,7 +16,10 @@ using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
 using Adapter::Operation;
 
-const Answer done{true, Map(), {}};
+Answer done()
+{
+    return {true, Map(), {}};
+}
 
 Answer withReply(const QVariant &reply)
 {
@@ -143,7 +146,7 @@ Act planesAct(Kind kind, bool typed, Change change)
             entries.take<int>("type");
         entries.done();
         changePlanes(*device, kind, ids, change);
-        return done;
+        return done();
     };
 }
 
@@ -166,7 +169,7 @@ Answer setGamma(std::array<QList<int>, 3> &tables, const std::array<Channel, 3> 
     if (type < 0 || type >= static_cast<int>(order.size()))
         throw Refusal{QStringLiteral("unknown gamma type %1").arg(type), {}};
     tables[static_cast<std::size_t>(order[static_cast<std::size_t>(type)])] = table;
-    return done;
+    return done();
 }
 
 template <typename Convert>
@@ -237,7 +240,7 @@ Act upload(Kind kind)
         const QString id = cabinetId(*device, call.target);
         paste(state, *device, kind, block(*device, kind, id, only(call.request.toList(), "request"), "coefficients"),
               state.scratch.lock());
-        return done;
+        return done();
     };
 }
 
@@ -261,7 +264,7 @@ Act uploadMany(Kind kind)
         const std::shared_ptr<Disk::Scratch> scratch = state.scratch.lock();
         for (const Block &each : qAsConst(blocks))
             paste(state, *device, kind, each, --blocksLeft[each.cabinetId] == 0 ? scratch : nullptr);
-        return done;
+        return done();
     };
 }
 
@@ -296,7 +299,7 @@ Answer saveSolid(WallState &, DeviceState *device, const Call &call)
                       {}};
     changePlanes(*device, static_cast<Kind>(type.toInt()), ids,
                  [](Planes &planes) { planes.copy(Store::Working, Store::User); });
-    return done;
+    return done();
 }
 
 // Settings of devices
@@ -312,7 +315,7 @@ Act setting(Operation::Id operation)
         });
         entries.done();
         device->settings = settings;
-        return done;
+        return done();
     };
 }
 
@@ -321,7 +324,7 @@ Answer setScreenEffectMode(WallState &, DeviceState *device, const Call &call)
     device->settings.effectMode = takeMode(call, "mode");
     for (CabinetState &cabinet : device->cabinets)
         cabinet.effectMode = device->settings.effectMode;
-    return done;
+    return done();
 }
 
 Answer setScreenBrightness(WallState &, DeviceState *device, const Call &call)
@@ -329,7 +332,7 @@ Answer setScreenBrightness(WallState &, DeviceState *device, const Call &call)
     device->settings.brightness = checkedBrightness(*device, takeMode(call, "brightness"));
     for (CabinetState &cabinet : device->cabinets)
         cabinet.brightness = device->settings.brightness;
-    return done;
+    return done();
 }
 
 Answer setScreenGamma(WallState &, DeviceState *device, const Call &call)
@@ -360,7 +363,7 @@ Answer setMultilayerParameter(WallState &, DeviceState *device, const Call &call
     entries.done();
     for (const QString &id : ids)
         device->cabinets[id].multilayerParameter = call.request.toMap().value(QStringLiteral("param")).toMap();
-    return done;
+    return done();
 }
 
 Answer setMultilayerParameters(WallState &, DeviceState *device, const Call &call)
@@ -377,7 +380,7 @@ Answer setMultilayerParameters(WallState &, DeviceState *device, const Call &cal
     }
     for (const QString &id : ids)
         device->cabinets[id].multilayerParameters = layers;
-    return done;
+    return done();
 }
 
 Answer lock(WallState &, DeviceState *device, const Call &call)
@@ -388,14 +391,14 @@ Answer lock(WallState &, DeviceState *device, const Call &call)
     if (owner.userType() != QMetaType::QString)
         throw Refusal{QStringLiteral("appids holds %1, which is not a string").arg(Json::describeValue(owner, 64)), {}};
     device->lockOwner = owner.toString();
-    return done;
+    return done();
 }
 
 Answer unlock(WallState &, DeviceState *device, const Call &call)
 {
     Entries(call.request).done();
     device->lockOwner.clear();
-    return done;
+    return done();
 }
 
 // Settings of cabinets
@@ -403,7 +406,7 @@ Answer unlock(WallState &, DeviceState *device, const Call &call)
 Answer setCabinetEffectMode(WallState &, DeviceState *device, const Call &call)
 {
     targetCabinet(*device, call).effectMode = takeMode(call, "type");
-    return done;
+    return done();
 }
 
 Answer cabinetEffectMode(WallState &, DeviceState *device, const Call &call)
@@ -414,7 +417,7 @@ Answer cabinetEffectMode(WallState &, DeviceState *device, const Call &call)
 Answer setCabinetBrightness(WallState &, DeviceState *device, const Call &call)
 {
     targetCabinet(*device, call).brightness = checkedBrightness(*device, takeMode(call, "value"));
-    return done;
+    return done();
 }
 
 Answer brightnessRange(WallState &, DeviceState *device, const Call &call)
@@ -446,7 +449,7 @@ Answer setConfigFile(WallState &, DeviceState *device, const Call &call)
     entries.done();
     for (const QString &id : ids)
         device->cabinets[id].configFile = bytes;
-    return done;
+    return done();
 }
 
 Answer configFile(WallState &, DeviceState *device, const Call &call)
@@ -461,7 +464,7 @@ Answer setCabinetFlag(WallState &, DeviceState *device, const Call &call)
     const QString flag = entries.take<QString>("flag");
     entries.done();
     device->describedCabinet(id)->flag = flag;
-    return done;
+    return done();
 }
 
 Answer setCabinetFlags(WallState &, DeviceState *device, const Call &call)
@@ -476,7 +479,7 @@ Answer setCabinetFlags(WallState &, DeviceState *device, const Call &call)
     }
     for (auto it = flags.cbegin(); it != flags.cend(); ++it)
         device->describedCabinet(it.key())->flag = it.value();
-    return done;
+    return done();
 }
 
 Answer setModuleFlags(WallState &, DeviceState *device, const Call &call)
@@ -503,7 +506,7 @@ Answer setModuleFlags(WallState &, DeviceState *device, const Call &call)
     }
     for (const auto &each : qAsConst(flags))
         each.first->flag = each.second;
-    return done;
+    return done();
 }
 
 Answer flashCheckCodes(WallState &, DeviceState *device, const Call &call)
@@ -626,13 +629,13 @@ Answer setPixelImage(WallState &, DeviceState *device, const Call &call)
     entries.take<int>("intervalY");
     entries.done();
     device->pattern = {Pattern::Pixels, call.request.toMap()};
-    return done;
+    return done();
 }
 
 Answer setPixelImageMode(WallState &, DeviceState *device, const Call &call)
 {
     device->imageMode = takeMode(call, "mode");
-    return done;
+    return done();
 }
 
 Answer setCheckerboard(WallState &, DeviceState *device, const Call &call)
@@ -652,7 +655,7 @@ Answer setCheckerboard(WallState &, DeviceState *device, const Call &call)
     for (const QVariant &color : colors)
         checkColor(Entries(color, QStringLiteral("regionColor")));
     device->pattern = {Pattern::Checkers, call.request.toMap()};
-    return done;
+    return done();
 }
 
 Answer askCheckerboard(WallState &state, DeviceState *device, const Call &call)
@@ -678,7 +681,7 @@ Answer clearImage(WallState &, DeviceState *device, const Call &call)
 {
     Entries(call.request).done();
     device->pattern = {Pattern::Clear, {}};
-    return done;
+    return done();
 }
 
 // Discovery

@@ -33,8 +33,8 @@ const QLatin1String stateName("state.json");
 const char *const packEnd = ".planes";
 
 /// `state.json` ends with its own checksum, which begins so and covers everything before.
-const QByteArray checksumStart(",\n\"sha1\": \"");
-const QByteArray checksumEnd("\"}\n");
+constexpr const char *checksumStart = ",\n\"sha1\": \"";
+constexpr const char *checksumEnd = "\"}\n";
 /// In place of the checksum: the file was edited by hand and is not verified.
 const QLatin1String acceptedEdit("edited");
 

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 #include <vector>
 
 namespace Simulator {
@@ -314,11 +315,7 @@ QImage drawCoefficients(const WallState &screen, Kind kind, int channel, ValueRa
     if (map.isNull())
         return QImage();
     eachPlane(screen, parts, kind, channel, [&](const Part &part, const uchar *value, int step) {
-        map.add(part.rect, [&value, kind, step] {
-            const int number = valueAt(value, kind);
-            value += step;
-            return number;
-        });
+        map.add(part.rect, [&value, kind, step] { return valueAt(std::exchange(value, value + step), kind); });
     });
     return map.drawn(range);
 }

@@ -80,9 +80,10 @@ std::optional<QtPromise::QPromise<bool>> Replayer::upload(const Call &call)
     }
     settleBeforeNext();
     // A host that waits for the upload instead of making the next recorded call must not wait forever.
-    if (promise.isPending() && QAbstractEventDispatcher::instance()) {
+    QAbstractEventDispatcher *const dispatcher = QAbstractEventDispatcher::instance();
+    if (promise.isPending() && dispatcher) {
         const quint64 serial = taken->serial;
-        QTimer::singleShot(wait, [self = m_self, serial] {
+        QTimer::singleShot(wait, dispatcher, [self = m_self, serial] {
             if (const std::shared_ptr<Replayer> replayer = self.lock())
                 replayer->settleLate(serial);
         });

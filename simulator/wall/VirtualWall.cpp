@@ -185,7 +185,7 @@ WallDescription VirtualWall::wall() const
     wall.replyBlockHeight = d->memory.replyBlockHeight;
     wall.defaultPixels = d->memory.defaultPixels;
     wall.events = d->memory.events;
-    for (const DeviceState &device : d->memory.devices)
+    for (const DeviceState &device : qAsConst(d->memory.devices))
         wall.devices += device.description;
     return wall;
 }

@@ -140,7 +140,7 @@ for folder in include model cabinet screen calibration service adapter qtpromise
             *)
                 [[ $line =~ //$reason ]] || finding "$file:$number: suppression without a reason on its line" ;;
             esac
-        done < <(grep -nE 'NOLINT|#[[:space:]]*pragma|_Pragma|no_sanitize|GCOVR?_EXCL|LCOV_EXCL|QEXPECT_FAIL|QT_WARNING_DISABLE' \
+        done < <(grep -nE 'NOLINT|clazy:exclude|cppcheck-suppress|#[[:space:]]*pragma|_Pragma|no_sanitize|GCOVR?_EXCL|LCOV_EXCL|QEXPECT_FAIL|QT_WARNING_DISABLE' \
             "$file" | grep -vE '^[0-9]+:#pragma once$' || true)
     done < <(sources_of "$folder")
 done

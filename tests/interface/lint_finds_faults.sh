@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Plants a fault for each section of scripts/lint in a copy of the sources: the section must name it. clang-tidy takes too long
-# for a test and is left out.
+# Plants a fault for each section of scripts/lint in a copy of the sources: the section must name it. The analysers take too long
+# for a test and are left out.
 #
 # usage: lint_finds_faults.sh SOURCE_DIR
 # Exit code 77: a program that the sections need is not installed.

@@ -90,7 +90,7 @@ void Check::describe(Device &device)
     const bool flagsFit = flags.isGood();
     const auto checkId = [](Exchange &exchange, const QString &id, std::set<QString> &ids) {
         bool isNumber = false;
-        id.toLongLong(&isNumber);
+        static_cast<void>(id.toLongLong(&isNumber));
         if (!isNumber)
             exchange.bad(Finding::BadId, QStringLiteral("cabinet id \"%1\" is not a decimal number").arg(id));
         if (!ids.insert(id).second)

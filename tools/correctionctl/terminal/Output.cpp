@@ -45,7 +45,7 @@ bool colourWanted(int descriptor)
 bool isNumber(const QString &text)
 {
     bool good = false;
-    text.toDouble(&good);
+    static_cast<void>(text.toDouble(&good));
     return good;
 }
 
