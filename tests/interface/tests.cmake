@@ -29,6 +29,7 @@ if(TARGET service-reference)
     COMMAND "${PROJECT_SOURCE_DIR}/scripts/reference" "${CMAKE_CURRENT_BINARY_DIR}/reference" "$<TARGET_FILE:service-reference>")
   add_test(NAME reference_finds_faults
     COMMAND "${interface_dir}/reference_finds_faults.sh" "${PROJECT_SOURCE_DIR}" "$<TARGET_FILE:service-reference>")
+  correction_slow_tests(reference reference_finds_faults)
 endif()
 
 # The binary interface and its record. Another compiler, another machine or other flags describe the same types otherwise, and
@@ -47,6 +48,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86
       -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Core,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
       -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Gui,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
     COMMAND_EXPAND_LISTS)
+  correction_slow_tests(abi_finds_changes)
 else()
   message(STATUS "The binary interface is not compared with its record: that takes a debug build by g++ for x86-64 without "
     "further flags, and the bundled promise header")

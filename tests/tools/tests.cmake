@@ -18,6 +18,7 @@ if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL
   correctionctl_test(tools/tst_ctlambiguous.cpp)
   correctionctl_test(tools/tst_ctlsamples.cpp)
   correctionctl_test(tools/tst_ctlcomfort.cpp)
+  correction_slow_tests(tst_ctlcalibration tst_ctlcomfort tst_ctlverbs)
 
   correctionctl_test(tools/tst_examples.cpp)
   correction_program(first_host example-01-first-host)
