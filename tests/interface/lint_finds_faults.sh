@@ -13,7 +13,7 @@ fail() {
 }
 
 [[ $# -eq 1 ]] || fail "usage: lint_finds_faults.sh SOURCE_DIR"
-for package in clang-format-14 codespell git shellcheck; do
+for package in clang-format-14 codespell git reuse shellcheck; do
     command -v "$package" > /dev/null || { echo "no $package"; exit 77; }
 done
 copy=$(mktemp -d)
@@ -36,7 +36,7 @@ passes() { # passes SECTION [WORDS]
     grep -qF -- "${2:-Nothing found}" <<< "$output" || fail "lint ($1) does not say \"$2\": $output"
 }
 
-for section in format spelling shell; do passes "$section"; done
+for section in format spelling shell licences changelog version; do passes "$section"; done
 echo 'int  a;' >> model/Records.cpp
 finds format 'model/Records.cpp'
 echo '#include <service/HWInfo.h>' >> model/Coefficient.cpp
@@ -52,6 +52,35 @@ for script in scripts/demo .ci/run; do
     finds shell "In ./$script"
 done
 finds nothing "no section 'nothing'"
+
+rm LICENSES/MIT.txt
+finds licences 'Missing licenses: MIT'
+version=$(sed -n 's/^project(Correction VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+echo "Since $version." >> docs/faults.md
+finds version "./docs/faults.md:$(wc -l < docs/faults.md):Since $version."
+sed -i '$d' docs/faults.md
+echo 'find_package(Correction 999)' >> docs/install.md
+finds version './docs/install.md'
+pages=$(cat CHANGELOG.md)
+changes() { # changes LINE...: after the changes that are there
+    { printf '%s\n' "$pages" | sed '/^## \[[0-9]/,$d'; printf '%s\n' "$@"; } > CHANGELOG.md
+}
+changes "## [$version] - 2001-02-03" '' '### Fixed' '' '- This.' '' '## [0.2.10] - 2001-02-03' '' '## [0.2.9] - 2001-02-02'
+passes changelog
+changes '### Fixed'
+finds changelog 'twice in one version'
+changes "## $version"
+finds changelog 'not "## [MAJOR.MINOR.PATCH] - YYYY-MM-DD"'
+changes '## [999.0.0] - 2001-02-03'
+finds changelog 'a version or a date that is not older than the one before'
+changes '## [0.2.9] - 2001-02-03' '## [0.2.10] - 2001-02-02'
+finds changelog 'a version or a date that is not older than the one before'
+changes "## [$version] - 2001-02-03" '### Mended'
+finds changelog 'not one of Added'
+changes "## [$version] - 2001-02-03" 'Text.'
+finds changelog 'neither a list nor a heading'
+sed -i 's/^## \[Unreleased\]$/## Unreleased/' CHANGELOG.md
+finds changelog 'the first section is not "## [Unreleased]"'
 
 passes subjects 'skipped'
 commit() {
