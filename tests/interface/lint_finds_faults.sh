@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Plants a fault for each section of scripts/lint in a copy of the sources: the section must name it. clang-tidy takes too long
-# for a test and is left out.
+# for a test and is left out. The same for what scripts/release-check looks at itself.
 #
 # usage: lint_finds_faults.sh SOURCE_DIR
 # Exit code 77: a program that the sections need is not installed.
@@ -97,4 +97,23 @@ finds subjects '73 characters'
 git reset -q HEAD~1
 commit 'no area and no capital letter'
 finds subjects 'neither "Capitalised" nor "area: imperative"'
+
+release() { # release SECTION passed|FAILED [WORDS]
+    local output result=passed
+    output=$(scripts/release-check --only "$1" 2>&1) || result=FAILED
+    [[ $result == "$2" ]] || fail "release-check $1 is not $2: $output"
+    grep -qE "^$1 +$2 +[0-9]+ s  ${3:-}" <<< "$output" || fail "release-check $1 does not say \"$2 ... $3\": $output"
+    [[ $result == passed ]] || checked=$((checked + 1))
+}
+git add --all
+commit 'Everything'
+release tree passed
+touch stray
+release tree FAILED 'the changes above are not committed'
+changes "## [$version] - 2001-02-03" '### Fixed' '- This.'
+release changelog FAILED 'CHANGELOG.md: .*, or changes that are not released'
+printf '%s\n' '# Changelog' '## [Unreleased]' '' '## [0.2.9] - 2001-02-03' '### Fixed' '- This.' > CHANGELOG.md
+release changelog FAILED "CHANGELOG.md: no dated section of $version"
+sed -i "s/0\\.2\\.9/$version/" CHANGELOG.md
+release changelog passed
 printf 'each of %d faults is found\n' "$checked"
