@@ -226,6 +226,8 @@ keeps_the_wall "$work/names_nothing-qmake/names_nothing"
     -DCORRECTION_BUILD_TESTS=OFF > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "cannot be configured for /usr"; }
 rpaths=$(find "$work/usr" -name cmake_install.cmake -exec grep -hE '^ *(NEW_)?RPATH "' {} +) || fail "no RPATH in what installs"
 grep -vE 'RPATH ""\)?$' <<< "$rpaths" >&2 && fail "an RPATH is installed below /usr"
+# The path of the build folder would be in the files, with its length: builds in different folders would differ.
+grep -rhF --include=cmake_install.cmake "OLD_RPATH \"$work" "$work/usr" >&2 && fail "libraries are looked for in the build folder's path"
 grep -rqF --include=cmake_install.cmake share/zsh/vendor-completions "$work/usr" || fail "zsh does not find its functions below /usr"
 
 # As a part of another project, whose modules have the names of those here.
