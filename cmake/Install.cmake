@@ -60,7 +60,7 @@ configure_file(cmake/correction.pri.in "${PROJECT_BINARY_DIR}/correction.pri" @O
 install(FILES "${PROJECT_BINARY_DIR}/correction.pri" DESTINATION ${CMAKE_INSTALL_DATADIR}/correction)
 
 # For readers. README.md and docs/ keep their places to each other, so that their links lead somewhere.
-install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
   PATTERN Doxyfile EXCLUDE PATTERN mainpage.dox EXCLUDE)
 if(CORRECTION_BUILD_SIMULATOR)

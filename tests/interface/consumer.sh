@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the package, then builds and runs hosts against it: with CMake; and, after it was moved, with CMake as README says,
+# Installs the package, then builds and runs hosts against it: with CMake; and, after it was moved, with CMake as the pages say,
 # with pkg-config alone and with qmake.
 #
 # usage: consumer.sh CMAKE BUILD_DIR SOURCE_DIR WORK_DIR VERSION GENERATOR COMPILER BUILD_TYPE FLAGS
@@ -30,7 +30,7 @@ for file in include/Correction/Correction.h include/Correction-service/service/C
     [[ -f $prefix/$file ]] || fail "not installed: $file"
 done
 documents=share/doc/correction
-for file in $documents/README.md $documents/CHANGELOG.md $documents/LICENSE $documents/docs/walls.md \
+for file in $documents/{README,CHANGELOG,CONTRIBUTING,SECURITY}.md $documents/LICENSE $documents/docs/walls.md \
     $documents/docs/images/layout.png $documents/examples/CMakeLists.txt share/man/man1/correctionctl.1 \
     share/bash-completion/completions/correctionctl share/zsh/site-functions/_correctionctl \
     share/correction/{wall,journal,correctionctl,service-check}.schema.json share/correction/correction.pri; do
@@ -101,34 +101,55 @@ mkdir "$work/moved"
 mv "$prefix" "$moved"
 prefix=$moved
 
-# README's CMake lines, as typed.
-awk -v work="$work" '/^ *```cmake/ { name = work "/readme-" ++count ".cmake"; next } /^ *```/ { name = "" } name { print > name }' \
-    "$source/README.md"
-programs=(on_the_wall own_backend own_service)
-[[ -f $work/readme-3.cmake && ! -f $work/readme-4.cmake ]] || fail "README has other CMake examples than the hosts here"
-for i in 0 1 2; do
-    folder=$work/readme-$((i + 1))
+# The CMake lines of the pages, as typed.
+block_of() { # block_of LANGUAGE PAGE: the page's only block of it
+    [[ $(grep -c "^ *\`\`\`$1\$" "$source/$2") == 1 ]] || fail "$2 has no block of $1, or several"
+    awk -v language="$1" '/^ *```/ { inside = $0 ~ "```" language "$"; next } inside' "$source/$2"
+}
+build_typed() { # build_typed FOLDER PAGE
+    {
+        "$cmake" -S "$1" -B "$1/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
+            -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" &&
+            "$cmake" --build "$1/build"
+    } > "$1.log" 2>&1 || { cat "$1.log" >&2; fail "the host of $2 cannot be built"; }
+}
+
+# README's host, with its own CMakeLists.txt; it prints what the page shows.
+first=$work/first
+mkdir "$first"
+block_of cmake README.md > "$first/CMakeLists.txt"
+block_of cpp README.md > "$first/host.cpp"
+build_typed "$first" README.md
+shown=$(awk '/^It prints$/ { shown = 1; next } shown && /^[^ ]/ { exit } shown && NF { print substr($0, 5) }' "$source/README.md")
+diff <(printf '%s\n' "$shown") <(timeout 60 "$first/build/host" 2>&1) >&2 || fail "README's host (>) does not print what README shows (<)"
+printf "README's host works\n"
+
+# The host of the guide takes that CMakeLists.txt, too.
+cp "$source/examples/01-first-host.cpp" "$first/host.cpp"
+build_typed "$first" docs/guides/getting-started.md
+timeout 60 "$first/build/host" 2>&1 | grep -qx 'written and saved' || fail "the guide's first host fails"
+printf 'the first host of the guide works\n'
+
+# The lines of pages that begin with find_package(): of a backend, and of a service in a library of its own.
+for page in hardware backend; do
+    folder=$work/typed-$page
     mkdir "$folder"
     cp "$source/tests/interface/consumer/tour.h" "$folder/"
-    if grep -qF service.cpp "$folder.cmake"; then
-        cp "$source/tests/interface/consumer/${programs[i]}.cpp" "$folder/service.cpp" # with the host's main()
-        : > "$folder/host.cpp"
-    else
-        cp "$source/tests/interface/consumer/${programs[i]}.cpp" "$folder/host.cpp"
-    fi
     {
         printf 'cmake_minimum_required(VERSION 3.16)\nproject(Host LANGUAGES CXX)\nadd_executable(host host.cpp)\n'
-        cat "$folder.cmake"
-        # The host is in the same file as its service here.
-        [[ ! -f $folder/service.cpp ]] || echo 'target_link_libraries(device-service PRIVATE Correction::Correction)'
+        block_of cmake "docs/guides/$page.md"
     } > "$folder/CMakeLists.txt"
-    {
-        "$cmake" -S "$folder" -B "$folder/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
-            -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" &&
-            "$cmake" --build "$folder/build"
-    } > "$folder.log" 2>&1 || { cat "$folder.log" >&2; fail "README's example $((i + 1)) cannot be built"; }
-    QT_LOGGING_RULES="correction.debug=false" timeout 60 "$folder/build/host" || fail "README's example $((i + 1)) fails"
-    printf 'README example %s works\n' "$((i + 1))"
+    if grep -qF service.cpp "$folder/CMakeLists.txt"; then
+        # With the host's main() in the same file.
+        cp "$source/tests/interface/consumer/own_service.cpp" "$folder/service.cpp"
+        : > "$folder/host.cpp"
+        echo 'target_link_libraries(device-service PRIVATE Correction::Correction)' >> "$folder/CMakeLists.txt"
+    else
+        cp "$source/tests/interface/consumer/own_backend.cpp" "$folder/host.cpp"
+    fi
+    build_typed "$folder" "docs/guides/$page.md"
+    QT_LOGGING_RULES="correction.debug=false" timeout 60 "$folder/build/host" || fail "the host of docs/guides/$page.md fails"
+    printf 'the lines of docs/guides/%s.md work\n' "$page"
 done
 
 # The examples as they are installed.
@@ -139,19 +160,6 @@ done
 } > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "the installed examples cannot be built"; }
 timeout 60 "$work/examples/example-01-first-host" 2>&1 | grep -qx 'written and saved' || fail "an installed example fails"
 printf 'the installed examples work\n'
-
-# The first host of the guide, as typed.
-mkdir "$work/first"
-awk '/^```cmake/ { block = 1; next } block && /^```/ { exit } block' \
-    "$source/docs/guides/getting-started.md" > "$work/first/CMakeLists.txt"
-cp "$source/examples/01-first-host.cpp" "$work/first/host.cpp"
-{
-    "$cmake" -S "$work/first" -B "$work/first/build" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
-        -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" &&
-        "$cmake" --build "$work/first/build"
-} > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "the guide's first host cannot be built"; }
-timeout 60 "$work/first/build/host" 2>&1 | grep -qx 'written and saved' || fail "the guide's first host fails"
-printf 'the first host of the guide works\n'
 
 # pkg-config alone.
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name correction.pc)")
@@ -218,6 +226,8 @@ keeps_the_wall "$work/names_nothing-qmake/names_nothing"
     -DCORRECTION_BUILD_TESTS=OFF > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "cannot be configured for /usr"; }
 rpaths=$(find "$work/usr" -name cmake_install.cmake -exec grep -hE '^ *(NEW_)?RPATH "' {} +) || fail "no RPATH in what installs"
 grep -vE 'RPATH ""\)?$' <<< "$rpaths" >&2 && fail "an RPATH is installed below /usr"
+# The path of the build folder would be in the files, with its length: builds in different folders would differ.
+grep -rhF --include=cmake_install.cmake "OLD_RPATH \"$work" "$work/usr" >&2 && fail "libraries are looked for in the build folder's path"
 grep -rqF --include=cmake_install.cmake share/zsh/vendor-completions "$work/usr" || fail "zsh does not find its functions below /usr"
 
 # As a part of another project, whose modules have the names of those here.

@@ -2,7 +2,7 @@ if(NOT CORRECTION_BUILD_CALIBRATION)
   return()
 endif()
 # A source for each page of docs/ that shows C++, of the same name: what the page shows is in it, word for word.
-set(page_sources calibration.cpp faults.cpp journal.cpp light.cpp README.cpp walls.cpp)
+set(page_sources calibration.cpp faults.cpp journal.cpp light.cpp walls.cpp)
 list(TRANSFORM page_sources PREPEND pages/)
 list(JOIN page_sources "," page_names)
 correction_test(pages/tst_pages.cpp ${page_sources})

@@ -1,4 +1,4 @@
-// What the pages show as C++ and JSON: code is that of sources which are compiled, and walls can be opened.
+// The pages: their C++ is that of sources which are compiled, their walls can be opened, and their links lead somewhere.
 
 #include "support/PythonCheck.h"
 
@@ -31,16 +31,73 @@ QString contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-/// README.md and all pages below docs/.
+/// README.md, the pages beside it, and all below docs/.
 QStringList pages()
 {
-    QStringList paths{sourcePath(QStringLiteral("README.md"))};
-    QDirIterator docs(sourcePath(QStringLiteral("docs")), {QStringLiteral("*.md")}, QDir::Files,
-                      QDirIterator::Subdirectories);
+    const QStringList pattern{QStringLiteral("*.md")};
+    QStringList paths;
+    const QStringList beside = QDir(sourcePath(QString())).entryList(pattern, QDir::Files);
+    for (const QString &name : beside)
+        paths += sourcePath(name);
+    QDirIterator docs(sourcePath(QStringLiteral("docs")), pattern, QDir::Files, QDirIterator::Subdirectories);
     while (docs.hasNext())
         paths += docs.next();
     paths.sort();
     return paths;
+}
+
+/// A page without its blocks of code, fenced or indented, and without the code inside its sentences. Names of headings keep
+/// theirs.
+QString proseOf(const QString &text)
+{
+    QStringList prose;
+    bool fenced = false;
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (line.trimmed().startsWith(QLatin1String("```")))
+            fenced = !fenced;
+        else if (!fenced && !line.startsWith(QLatin1String("    ")))
+            prose += line;
+    }
+    return prose.join(QLatin1Char('\n'));
+}
+
+/// The anchors of a page's headings: small letters, digits and underscores, with hyphens for blanks.
+QStringList anchorsOf(const QString &text)
+{
+    static const QRegularExpression heading(QStringLiteral("^#+ +(.*)$"), QRegularExpression::MultilineOption);
+    static const QRegularExpression dropped(QStringLiteral("[^\\w -]"), QRegularExpression::UseUnicodePropertiesOption);
+    QStringList anchors;
+    const QString prose = proseOf(text);
+    for (auto it = heading.globalMatch(prose); it.hasNext();)
+        anchors += it.next().captured(1).toLower().remove(dropped).replace(QLatin1Char(' '), QLatin1Char('-'));
+    return anchors;
+}
+
+/// The targets of the links and pictures of a page that are no addresses on the web.
+QStringList linksOf(const QString &text)
+{
+    static const QRegularExpression code(QStringLiteral("`[^`]*`"));
+    static const QRegularExpression link(QStringLiteral("\\]\\(([^)]*)\\)"));
+    QStringList links;
+    const QString prose = proseOf(text).remove(code);
+    for (auto it = link.globalMatch(prose); it.hasNext();) {
+        const QString target = it.next().captured(1);
+        if (!target.contains(QLatin1String("://")))
+            links += target;
+    }
+    return links;
+}
+
+/// The page or file that a link leads to. Empty when there is none, or none of its anchor there.
+QString targetOf(const QString &page, const QString &link)
+{
+    const QString file = link.section(QLatin1Char('#'), 0, 0);
+    const QString anchor = link.section(QLatin1Char('#'), 1);
+    const QString path = file.isEmpty() ? page : QDir::cleanPath(QFileInfo(page).dir().filePath(file));
+    if (!QFileInfo::exists(path) || (link.contains(QLatin1Char('#')) && !anchorsOf(contentOf(path)).contains(anchor)))
+        return {};
+    return path;
 }
 
 /// The blocks of a language, without the indentation of their fences.
@@ -224,8 +281,57 @@ print(len(walls), "walls,", len(problems), "problems", *problems, sep="\n")
         QVERIFY(validate().startsWith(QStringLiteral("%1 walls, 1 problems odd.json: ").arg(walls + 1)));
     }
 
+    void linksLeadSomewhere()
+    {
+        const QStringList all = pages();
+        QStringList broken;
+        QSet<QString> targets;
+        int links = 0;
+        for (const QString &page : all) {
+            const QStringList ofPage = linksOf(contentOf(page));
+            for (const QString &link : ofPage) {
+                const QString target = targetOf(page, link);
+                if (target.isEmpty())
+                    broken += page + QStringLiteral(": ") + link;
+                if (target != page)
+                    targets += target;
+                ++links;
+            }
+        }
+        QVERIFY2(broken.isEmpty(), qPrintable(broken.join(QLatin1Char('\n'))));
+        QVERIFY2(links > 100, QByteArray::number(links));
+        // No page is left that none leads to.
+        for (const QString &page : all)
+            QVERIFY2(targets.contains(page) || page.endsWith(QLatin1String("/README.md")), qPrintable(page));
+    }
+
+    /// The files and folders that CONTRIBUTING.md names, from the repository's root.
+    void placesAreThere()
+    {
+        static const QRegularExpression place(QStringLiteral("`((?:[\\w.-]+/)+[\\w.-]*)(?: [^`]*)?`"));
+        const QString page = contentOf(sourcePath(QStringLiteral("CONTRIBUTING.md")));
+        int places = 0;
+        for (auto it = place.globalMatch(page); it.hasNext(); ++places) {
+            const QString path = it.next().captured(1);
+            QVERIFY2(path.startsWith(QLatin1String("build/")) || QFileInfo::exists(sourcePath(path)), qPrintable(path));
+        }
+        QVERIFY2(places > 60, QByteArray::number(places));
+    }
+
     void faultsAreFound()
     {
+        const QString linked =
+            QStringLiteral("# A `b`: C-d, e\n[x](docs/walls.md) `[y](z)` ![p](q.png)\n\n    [in](code)\n\n"
+                           "```cpp\n[](int) {}(1);\n```\n## Two\n[s]\n(r) [w](https://example.org/)\n");
+        QCOMPARE(linksOf(linked), (QStringList{QStringLiteral("docs/walls.md"), QStringLiteral("q.png")}));
+        QCOMPARE(anchorsOf(linked), (QStringList{QStringLiteral("a-b-c-d-e"), QStringLiteral("two")}));
+        const QString readme = sourcePath(QStringLiteral("README.md"));
+        QCOMPARE(targetOf(readme, QStringLiteral("docs/walls.md#presets")), sourcePath(QStringLiteral("docs/walls.md")));
+        QCOMPARE(targetOf(readme, QStringLiteral("#try-it")), readme);
+        QCOMPARE(targetOf(readme, QStringLiteral("docs/walls.md#no-such")), QString());
+        QCOMPARE(targetOf(readme, QStringLiteral("docs/nosuch.md")), QString());
+        QCOMPARE(targetOf(sourcePath(QStringLiteral("docs/walls.md")), QStringLiteral("docs/walls.md")), QString());
+
         const QString page =
             QStringLiteral("- text\n\n  ```cpp\n  int a = 1;\n\n  int b = 2;\n  ```\n\n```cpp\nint c;\n```\n");
         const QStringList blocks = blocksOf(page, QStringLiteral("cpp"));

@@ -21,10 +21,11 @@ if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL
   correction_slow_tests(tst_ctlcalibration tst_ctlcomfort tst_ctlverbs)
 
   correctionctl_test(tools/tst_examples.cpp)
+  correction_program(short_host example-00-short-host)
   correction_program(first_host example-01-first-host)
   correction_program(unplugged example-02-unplugged)
-  target_compile_definitions(tst_examples PRIVATE FIRST_HOST="${first_host}" UNPLUGGED="${unplugged}")
-  add_dependencies(tst_examples example-01-first-host example-02-unplugged)
+  target_compile_definitions(tst_examples PRIVATE SHORT_HOST="${short_host}" FIRST_HOST="${first_host}" UNPLUGGED="${unplugged}")
+  add_dependencies(tst_examples example-00-short-host example-01-first-host example-02-unplugged)
 
   # The demo with cameras, on a smaller wall: the test checks its exit code.
   add_test(NAME demo_even COMMAND "${PROJECT_SOURCE_DIR}/tools/demo/even.sh" "${correctionctl_program}"

@@ -15,8 +15,6 @@ private Q_SLOTS:
     void codeIsPartOfAnExample();
     void outputIsThatOfTheExample_data();
     void outputIsThatOfTheExample();
-    void linksLeadSomewhere_data() { pages(); }
-    void linksLeadSomewhere();
 
 private:
     static void pages();
@@ -86,19 +84,6 @@ void GuidesTest::outputIsThatOfTheExample()
     const Run run = Program(program).run(QStringList());
     QVERIFY2(run.exit == 0, run.all());
     QCOMPARE(QString::fromUtf8(run.out + run.error), printed.join(QLatin1Char('\n')) + QLatin1Char('\n'));
-}
-
-void GuidesTest::linksLeadSomewhere()
-{
-    QFETCH(QString, page);
-    const QDir folder = QFileInfo(QStringLiteral(SOURCE_DIR "/") + page).dir();
-    static const QRegularExpression link(QStringLiteral("\\]\\(([^)#:]+)\\)"));
-    int links = 0;
-    for (auto it = link.globalMatch(read(page)); it.hasNext(); ++links) {
-        const QString target = it.next().captured(1);
-        QVERIFY2(folder.exists(target), qPrintable(target));
-    }
-    QVERIFY(links > 0 || page == QLatin1String("docs/abi.md"));
 }
 
 QTEST_GUILESS_MAIN(GuidesTest)
