@@ -31,8 +31,8 @@ for file in include/Correction/Correction.h include/Correction-service/service/C
 done
 documents=share/doc/correction
 for file in $documents/README.md $documents/CHANGELOG.md $documents/LICENSE $documents/docs/walls.md \
-    $documents/docs/images/layout.png $documents/examples/CMakeLists.txt share/man/man1/correctionctl.1 \
-    share/bash-completion/completions/correctionctl share/zsh/site-functions/_correctionctl \
+    $documents/docs/images/layout.png $documents/examples/CMakeLists.txt share/man/man1/{correctionctl,service-check}.1 \
+    share/bash-completion/completions/{correctionctl,service-check} share/zsh/site-functions/_{correctionctl,service-check} \
     share/correction/{wall,journal,correctionctl,service-check}.schema.json share/correction/correction.pri; do
     [[ -f $prefix/$file ]] || fail "not installed: $file"
 done
