@@ -38,6 +38,11 @@ build_preset() {
   cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
+# Of CMakeLists.txt, which has it alone.
+project_version() {
+  sed -n 's/^project(Correction VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
+}
+
 log_of() {
   mkdir -p build
   printf 'build/%s-configure.log' "$1"

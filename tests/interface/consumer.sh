@@ -140,6 +140,17 @@ done
 timeout 60 "$work/examples/example-01-first-host" 2>&1 | grep -qx 'written and saved' || fail "an installed example fails"
 printf 'the installed examples work\n'
 
+# One of them with a copy of the CMake file; the folder by itself.
+mkdir "$work/alone"
+cp "$prefix/$documents/examples/"{CMakeLists.txt,07-backend.cpp} "$work/alone/"
+for folder in "$work/alone" "$prefix/$documents/examples/03-http-backend"; do
+    "$cmake" -S "$folder" -B "$work/alone/build-${folder##*/}" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" > "$work.log" 2>&1 \
+        || { cat "$work.log" >&2; fail "cannot be configured alone: $folder"; }
+done
+"$cmake" --build "$work/alone/build-alone" > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "an example cannot be built alone"; }
+printf 'an example alone works\n'
+
 # The first host of the guide, as typed.
 mkdir "$work/first"
 awk '/^```cmake/ { block = 1; next } block && /^```/ { exit } block' \
