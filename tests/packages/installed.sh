@@ -91,6 +91,15 @@ install_packages libcorrection-dev
 examples=("$pages"/examples/[0-9]*.cpp)
 [[ ${#examples[@]} -ge 7 ]] || fail "the examples are missing: ${examples[*]}"
 
+# The pages link the headers, too; the sources of the benchmarks are not installed.
+links=$(find "$pages" -name '*.md' -exec grep -oE '\]\([^):#[:space:]]+' {} +)
+while IFS= read -r line; do
+    page=${line%%:*}
+    link=${line#*:](}
+    [[ -e ${page%/*}/$link || $link =~ ^(https$|\.\./bench/) ]] || fail "$page: a link to nothing: $link"
+done <<< "$links"
+echo "the links of the pages work"
+
 # Each example with a copy of the one CMake file.
 build() { # build FOLDER: a host in it
     quiet cmake -S "$1" -B "$1/build"
@@ -107,6 +116,11 @@ for example in "${examples[@]}"; do
         transcript "service-check --backend ./little-backend.so | sed -n '6,9p;\$p'" > expected
         (service-check --backend "$name/build/libexample-$name.so" || [[ $? -eq 1 ]]) | sed -n '6,9p;$p' > output
         diff expected output >&2 || fail "the plug-in is not what its page shows (<)"
+        ;;
+    00-*) # the host of README
+        awk '/^It prints$/ { shown = 1; next } shown && /^[^ ]/ { exit } shown && NF { print substr($0, 5) }' \
+            "$pages/README.md" > expected
+        prints expected "$name/build/example-$name"
         ;;
     *)
         printed "$name" > expected
