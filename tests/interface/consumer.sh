@@ -31,8 +31,8 @@ for file in include/Correction/Correction.h include/Correction-service/service/C
 done
 documents=share/doc/correction
 for file in $documents/README.md $documents/CHANGELOG.md $documents/LICENSE $documents/docs/walls.md \
-    $documents/docs/images/layout.png $documents/examples/CMakeLists.txt share/man/man1/{correctionctl,service-check}.1 \
-    share/bash-completion/completions/{correctionctl,service-check} share/zsh/site-functions/_{correctionctl,service-check} \
+    $documents/docs/images/layout.png $documents/examples/CMakeLists.txt share/man/man1/correctionctl.1 \
+    share/bash-completion/completions/correctionctl share/zsh/site-functions/_correctionctl \
     share/correction/{wall,journal,correctionctl,service-check}.schema.json share/correction/correction.pri; do
     [[ -f $prefix/$file ]] || fail "not installed: $file"
 done
@@ -40,6 +40,11 @@ stray=$(cd "$prefix" && find . -path ./$documents/examples -prune -o -type f \( 
 [[ -z $stray ]] || fail "installed by mistake:" "$stray"
 foreign=$(grep -rlF hwy "$prefix"/lib*/ --include='*.cmake' --include='*.pc' || true)
 [[ -z $foreign ]] || fail "hosts are told to look for Highway, which they need not have:" "$foreign"
+
+for file in share/man/man1/service-check.1 share/bash-completion/completions/service-check \
+    share/zsh/site-functions/_service-check; do
+    [[ -f $prefix/$file ]] || fail "not installed: $file"
+done
 
 # The components are the installation, in parts.
 for component in library simulator calibration development tools documentation; do
@@ -140,17 +145,6 @@ done
 timeout 60 "$work/examples/example-01-first-host" 2>&1 | grep -qx 'written and saved' || fail "an installed example fails"
 printf 'the installed examples work\n'
 
-# One of them with a copy of the CMake file; the folder by itself.
-mkdir "$work/alone"
-cp "$prefix/$documents/examples/"{CMakeLists.txt,07-backend.cpp} "$work/alone/"
-for folder in "$work/alone" "$prefix/$documents/examples/03-http-backend"; do
-    "$cmake" -S "$folder" -B "$work/alone/build-${folder##*/}" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
-        -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" > "$work.log" 2>&1 \
-        || { cat "$work.log" >&2; fail "cannot be configured alone: $folder"; }
-done
-"$cmake" --build "$work/alone/build-alone" > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "an example cannot be built alone"; }
-printf 'an example alone works\n'
-
 # The first host of the guide, as typed.
 mkdir "$work/first"
 awk '/^```cmake/ { block = 1; next } block && /^```/ { exit } block' \
@@ -230,6 +224,17 @@ keeps_the_wall "$work/names_nothing-qmake/names_nothing"
 rpaths=$(find "$work/usr" -name cmake_install.cmake -exec grep -hE '^ *(NEW_)?RPATH "' {} +) || fail "no RPATH in what installs"
 grep -vE 'RPATH ""\)?$' <<< "$rpaths" >&2 && fail "an RPATH is installed below /usr"
 grep -rqF --include=cmake_install.cmake share/zsh/vendor-completions "$work/usr" || fail "zsh does not find its functions below /usr"
+
+# An example with a copy of the CMake file; the one in a folder by itself.
+mkdir "$work/alone"
+cp "$prefix/$documents/examples/"{CMakeLists.txt,07-backend.cpp} "$work/alone/"
+for folder in "$work/alone" "$prefix/$documents/examples/03-http-backend"; do
+    "$cmake" -S "$folder" -B "$work/alone/build-${folder##*/}" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" > "$work.log" 2>&1 \
+        || { cat "$work.log" >&2; fail "cannot be configured alone: $folder"; }
+done
+"$cmake" --build "$work/alone/build-alone" > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "an example cannot be built alone"; }
+printf 'an example alone works\n'
 
 # As a part of another project, whose modules have the names of those here.
 mkdir -p "$work/whole/modules"
