@@ -41,6 +41,11 @@ stray=$(cd "$prefix" && find . -path ./$documents/examples -prune -o -type f \( 
 foreign=$(grep -rlF hwy "$prefix"/lib*/ --include='*.cmake' --include='*.pc' || true)
 [[ -z $foreign ]] || fail "hosts are told to look for Highway, which they need not have:" "$foreign"
 
+for file in share/man/man1/service-check.1 share/bash-completion/completions/service-check \
+    share/zsh/site-functions/_service-check; do
+    [[ -f $prefix/$file ]] || fail "not installed: $file"
+done
+
 # The components are the installation, in parts.
 for component in library simulator calibration development tools documentation; do
     "$cmake" --install "$build" --prefix "$work/parts/$component" --component "$component" > "$work.log" 2>&1 \
@@ -229,6 +234,17 @@ grep -vE 'RPATH ""\)?$' <<< "$rpaths" >&2 && fail "an RPATH is installed below /
 # The path of the build folder would be in the files, with its length: builds in different folders would differ.
 grep -rhF --include=cmake_install.cmake "OLD_RPATH \"$work" "$work/usr" >&2 && fail "libraries are looked for in the build folder's path"
 grep -rqF --include=cmake_install.cmake share/zsh/vendor-completions "$work/usr" || fail "zsh does not find its functions below /usr"
+
+# An example with a copy of the CMake file; the one in a folder by itself.
+mkdir "$work/alone"
+cp "$prefix/$documents/examples/"{CMakeLists.txt,07-backend.cpp} "$work/alone/"
+for folder in "$work/alone" "$prefix/$documents/examples/03-http-backend"; do
+    "$cmake" -S "$folder" -B "$work/alone/build-${folder##*/}" -G "$generator" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" > "$work.log" 2>&1 \
+        || { cat "$work.log" >&2; fail "cannot be configured alone: $folder"; }
+done
+"$cmake" --build "$work/alone/build-alone" > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "an example cannot be built alone"; }
+printf 'an example alone works\n'
 
 # As a part of another project, whose modules have the names of those here.
 mkdir -p "$work/whole/modules"

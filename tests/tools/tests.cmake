@@ -87,6 +87,7 @@ if(CORRECTION_BUILD_TOOLS AND NOT SERVICE_CHECK_SERVICE)
   service_check_program(service-check-direct direct_service)
   correction_program(service_check_direct service-check-direct)
   target_compile_definitions(tst_servicecheck PRIVATE SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-    SERVICE_CHECK="${service_check}" SERVICE_CHECK_DIRECT="${service_check_direct}")
+    SERVICE_CHECK="${service_check}" SERVICE_CHECK_DIRECT="${service_check_direct}"
+    SERVICE_CHECK_MANUAL="$<TARGET_PROPERTY:service-check,BINARY_DIR>/service-check.1")
   add_dependencies(tst_servicecheck service-check service-check-direct)
 endif()

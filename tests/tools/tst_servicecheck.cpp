@@ -12,6 +12,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
 #include <algorithm>
@@ -365,6 +366,7 @@ private Q_SLOTS:
     void theProgramsExitCodes();
     void theDocumentFollowsTheSchema();
     void theDocumentationNamesEveryFinding();
+    void theManualPageHasEveryOption();
     void aServiceIsCheckedWithoutTheAdapter();
 
 private:
@@ -703,6 +705,27 @@ void tst_ServiceCheck::theDocumentationNamesEveryFinding()
         QVERIFY2(names.contains(QLatin1String(name)), name);
         QVERIFY2(page.contains("| `" + QByteArray(name) + "` |"), name);
     }
+}
+
+void tst_ServiceCheck::theManualPageHasEveryOption()
+{
+    const auto found = [](const char *pattern, const QByteArray &text) {
+        const QRegularExpression option(QLatin1String(pattern), QRegularExpression::MultilineOption);
+        QStringList names;
+        for (auto matches = option.globalMatch(QString::fromUtf8(text)); matches.hasNext();)
+            names += matches.next().captured(1);
+        names.sort();
+        return names;
+    };
+    QFile manual(QStringLiteral(SERVICE_CHECK_MANUAL));
+    QVERIFY(manual.open(QIODevice::ReadOnly));
+    const QStringList options = found("^  (?:-h,)?(--[a-z-]+)", runProgram(QStringLiteral("--help")).out);
+    QVERIFY(options.contains(QStringLiteral("--all-cabinets")));
+    QCOMPARE(found("^fB(?:-hfR, fB)?(--[a-z-]+)fR", manual.readAll().replace('\\', QByteArray())), options);
+
+    const Run page = runProgram(QStringLiteral("-man -Tutf8 -ww -P-cbou ") + manual.fileName(), QStringLiteral("groff"));
+    QCOMPARE(page.error, QByteArray());
+    QVERIFY(page.out.contains("EXIT STATUS"));
 }
 
 /// A program that is linked with a service that defines the classes itself.
