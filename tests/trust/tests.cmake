@@ -1,0 +1,1 @@
+correction_test(trust/tst_servicefaults.cpp)
