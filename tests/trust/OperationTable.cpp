@@ -26,6 +26,7 @@ const QRect wholeScreen(0, 0, 8, 1);
 const QRect wholeSubScreen(0, 0, 4, 1); ///< of the first device
 const QString headersQuery = QStringLiteral("ScreenInfo::setCheckerBoardImage(responseHeader)");
 const QString deviceList = QStringLiteral("HttpProxy::getDeviceList");
+const QMap<EnumGammaType, QList<int>> sentGamma{{enRedGamma, {1}}, {enGreenGamma, {2}}, {enBlueGamma, {3}}};
 const QString initialization = QStringLiteral("HttpProxy::initialize");
 
 Map cards(const QString &id)
@@ -81,7 +82,7 @@ Map gammaOf(int first)
 }
 
 /// The reply of a device in order. Values differ by device and cabinet.
-QVariant healthyReply(const QString &operation, const QString &device, const QString &target)
+QVariant makeReply(const QString &operation, const QString &device, const QString &target)
 {
     const int cabinet = target.toInt();
     const int first = device == deviceKeys[0] ? 0 : 10;
@@ -134,6 +135,22 @@ QVariant healthyReply(const QString &operation, const QString &device, const QSt
     if (operation == text("HWInfo::getHWInfo"))
         return Map{{text("customName"), QString(text("named ") + device)}};
     return Map{{text("note"), 1}};
+}
+
+/// The calls of an operation: "Correctionop::loadCoefficient A 1".
+QString callText(const QString &operation, const QString &device, const QString &target)
+{
+    return QStringList{operation, device, target}.join(QLatin1Char(' ')).trimmed();
+}
+
+/// Made once: a QMap of a braced list leaks when memory runs out.
+QVariant healthyReply(const QString &operation, const QString &device, const QString &target)
+{
+    static QMap<QString, QVariant> replies;
+    const QString call = callText(operation, device, target);
+    if (!replies.contains(call))
+        replies.insert(call, makeReply(operation, device, target));
+    return replies.value(call);
 }
 
 bool isContainer(const QVariant &value)
@@ -217,12 +234,6 @@ bool applies(Kind kind, const QString &operation)
     return false;
 }
 
-/// The calls of an operation: "Correctionop::loadCoefficient A 1".
-QString callText(const QString &operation, const QString &device, const QString &target)
-{
-    return QStringList{operation, device, target}.join(QLatin1Char(' ')).trimmed();
-}
-
 } // namespace
 
 const QVector<QPair<Kind, QString>> kinds{
@@ -272,8 +283,9 @@ Adapter::Answer FaultyBackend::answer(const Adapter::Call &call)
     const bool faulty = isFaulty(call.operation, call.deviceKey, call.target);
     Adapter::Answer answer;
     answer.reply = healthyReply(call.operation, call.deviceKey, call.target);
+    static const Headers headers{{text("HttpResponse_StateCode"), text("200")}, {text("Server"), text("x")}};
     if (call.operation == headersQuery)
-        answer.headers = {{text("HttpResponse_StateCode"), text("200")}, {text("Server"), text("x")}};
+        answer.headers = headers;
     if (!faulty)
         return answer;
     if (fault.kind == Kind::False)
@@ -645,9 +657,8 @@ void Table::addSetters()
     setter("setBrightness", "ScreenInfo::setBrightness", "255", "setBrightness timeout. device:%1",
            "Failed to set brightness. SubScreen key: %1 code:%2", [](auto &target) { return target.setBrightness(60); });
     setter("setGammaTable", "ScreenInfo::setGammaTable", "255", "setBrightness timeout. device:%1",
-           "Failed to set gamma table. SubScreen key: %1 code:%2", [](auto &target) {
-               return target.setGammaTable({{enRedGamma, {1}}, {enGreenGamma, {2}}, {enBlueGamma, {3}}});
-           });
+           "Failed to set gamma table. SubScreen key: %1 code:%2",
+           [](auto &target) { return target.setGammaTable(sentGamma); });
     setter("setMultilayerParameter", "Correctionop::setCabinetsMultilayerParameter", "",
            "setCabinetsMultilayerParameter timeout. device:%1",
            "Failed to set multilayer parameter. SubScreen key: %1 code:%2",
@@ -1168,11 +1179,7 @@ void Table::addCabinetOperations()
             return enSuccess;
         });
     add(
-        "ICabinet::setGammaTable",
-        [](Host &host) {
-            return host.cabinet->setGammaTable({{enRedGamma, {1}}, {enGreenGamma, {2}}, {enBlueGamma, {3}}});
-        },
-        nothing,
+        "ICabinet::setGammaTable", [](Host &host) { return host.cabinet->setGammaTable(sentGamma); }, nothing,
         [=](Model &model) {
             for (int channel = 0; channel < 3; ++channel) {
                 if (!model.isTaken("CabinetInfoOperator::setCabinetGammaCustomValue", device, id))
