@@ -1,6 +1,6 @@
 add_library(trust_operations OBJECT trust/OperationTable.cpp)
 target_link_libraries(trust_operations PRIVATE correction_test_support)
-foreach(name IN ITEMS tst_servicefaults tst_reentrancy tst_outofmemory)
+foreach(name IN ITEMS tst_servicefaults tst_reentrancy tst_outofmemory tst_hostiledevices)
   correction_test(trust/${name}.cpp)
   target_link_libraries(${name} PRIVATE trust_operations)
 endforeach()
