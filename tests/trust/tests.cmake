@@ -6,3 +6,6 @@ foreach(name IN ITEMS tst_servicefaults tst_reentrancy tst_outofmemory tst_hosti
 endforeach()
 add_test(NAME trust_table
   COMMAND "${CMAKE_CURRENT_LIST_DIR}/trust_table.sh" "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_BINARY_DIR}/trust_table")
+add_test(NAME trust_coverage_table
+  COMMAND "${CMAKE_CURRENT_LIST_DIR}/coverage_table_test.sh" "${CMAKE_CURRENT_LIST_DIR}/coverage_table.py"
+    "${CMAKE_CURRENT_BINARY_DIR}/coverage_table")
