@@ -15,18 +15,23 @@ rm -rf "$2"
 mkdir -p "$2/model" "$2/simulator/disk" "$2/simulator"
 cd "$2"
 printf 'a();\n  b(); // # no\nif (c)\n' >model/m.cpp
-printf 'a();\n' >simulator/disk/d.cpp
-printf 'a();\n' >simulator/s.cpp
-line() { printf '{"line_number": %s, "count": %s, "branches": [%s]}' "$1" "$2" "${3:-}"; }
-taken='{"count": 4}' missed='{"count": 0}'
-cat >coverage.json <<JSON
+printf 'a() || b();\n' >simulator/disk/d.cpp
+printf 'a();\nif (a)\n' >simulator/s.cpp
+line() { # line NUMBER COUNT BRANCHES [FUNCTION]
+    printf '{"line_number": %s, "count": %s, %s"branches": [%s]}' "$1" "$2" \
+        "$([[ ${4:-} == nameless ]] || printf '"function_name": "%s", ' "${4:-f}")" "${3:-}"
+}
+taken='{"count": 4, "throw": false}' missed='{"count": 0, "throw": false}' thrown='{"count": 0, "throw": true}'
+mkdir build
+cat >build/one.gcov.json <<JSON
 {"files": [
-  {"file": "model/m.cpp", "lines": [$(line 1 3), $(line 2 0), $(line 3 5 "$taken, $missed")]},
-  {"file": "simulator/disk/d.cpp", "lines": [$(line 1 1 "$taken, $taken")]},
-  {"file": "simulator/s.cpp", "lines": [$(line 1 1)]},
+  {"file": "model/m.cpp", "lines": [$(line 1 3 "$taken, $missed"), $(line 2 0), $(line 3 5 "$taken, $thrown, $missed")]},
+  {"file": "$PWD/simulator/disk/d.cpp", "lines": [$(line 1 1 "$taken, $missed"), $(line 1 1 "$missed, $taken" of_another_type)]},
+  {"file": "simulator/s.cpp", "lines": [$(line 1 0), $(line 2 1 "$taken, $missed, $missed, $taken" nameless)]},
   {"file": "elsewhere/e.cpp", "lines": [$(line 1 0)]}]}
 JSON
-table() { "$script" coverage.json explained gaps "$@" >printed; }
+printf '{"files": [{"file": "simulator/s.cpp", "lines": [%s]}]}' "$(line 1 1)" >build/two.gcov.json
+table() { "$script" build explained gaps "$@" >printed; }
 
 : >explained
 ! table model simulator/disk simulator || fail "accepted gaps: $(cat printed)"
