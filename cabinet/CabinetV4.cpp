@@ -298,7 +298,7 @@ EnumErrorCode CabinetV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
                                           m_pCabinet->id, reply);
     if (code == enSuccess) {
         // Cabinets number their channels 0 red, 1 blue, 2 green.
-        auto filled = table;
+        auto filled = unsharedCopy(table);
         filled[enRedGamma] = reply.value(QStringLiteral("redGamma")).value<QList<int>>();
         filled[enGreenGamma] = reply.value(QStringLiteral("blueGamma")).value<QList<int>>();
         filled[enBlueGamma] = reply.value(QStringLiteral("greenGamma")).value<QList<int>>();

@@ -18,4 +18,14 @@ inline QVariantMap variantMap(std::initializer_list<std::pair<QString, QVariant>
     return map;
 }
 
+/// A copy that shares nothing with `map`. A shared QMap leaks when memory runs out in its first change.
+template <class Key, class Value>
+QMap<Key, Value> unsharedCopy(const QMap<Key, Value> &map)
+{
+    QMap<Key, Value> copy;
+    for (auto entry = map.cbegin(); entry != map.cend(); ++entry)
+        copy.insert(copy.cend(), entry.key(), entry.value());
+    return copy;
+}
+
 } // namespace Correction

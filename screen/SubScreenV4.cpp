@@ -191,7 +191,7 @@ EnumErrorCode SubScreenV4::getGammaTable(QMap<EnumGammaType, QList<int>> &table)
                                           &ScreenInfo::getGammaAllList, m_deviceKey, gammaSelector, reply);
     if (code != enSuccess)
         return code;
-    auto filled = table;
+    auto filled = unsharedCopy(table);
     const auto read = [&](EnumGammaType channel, const QString &key) {
         QList<int> curve;
         const QVariantList values = reply.value(key).toList();

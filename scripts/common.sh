@@ -48,6 +48,21 @@ log_of() {
   printf 'build/%s-configure.log' "$1"
 }
 
+# Puts a table into a page, between the comments "table: begin" and "table: end": renew_table TABLE PAGE
+renew_table() {
+  awk -v table="$1" '
+    /<!-- table: end -->/ { inside = 0 }
+    !inside
+    /<!-- table: begin/ {
+      inside = 1
+      print ""
+      while ((getline line < table) > 0)
+        print line
+      print ""
+    }' "$2" >"$1.page"
+  cp "$1.page" "$2"
+}
+
 # What scripts/reference and scripts/abi need.
 # shellcheck disable=SC2034 # for the scripts that source this one
 reference_packages=(doxygen doxygen-awesome-css python3 qttools5-dev-tools)

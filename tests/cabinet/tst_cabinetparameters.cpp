@@ -84,6 +84,7 @@ private Q_SLOTS:
     void filesThatCannotBeOpenedAreFoundBeforeTheCall_data();
     void filesThatCannotBeOpenedAreFoundBeforeTheCall();
     void aFileThatCannotBeReadIsAFileError();
+    void aFileThatEndsEarlyIsAFileError();
     void aFileThatIsTooLargeIsAFileError_data();
     void aFileThatIsTooLargeIsAFileError();
     void aConfigurationTravelsThereAndBack();
@@ -629,6 +630,21 @@ void CabinetParametersTest::aFileThatCannotBeReadIsAFileError()
     const QStringList lines = m_log->takeCritical();
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().contains(file), qPrintable(lines.first()));
+    QCOMPARE(wall().journal().transcript(), QStringList());
+}
+
+void CabinetParametersTest::aFileThatEndsEarlyIsAFileError()
+{
+    // The kernel's settings report a page as their size, and hold less.
+    const QString setting = QStringLiteral("/sys/class/net/lo/mtu");
+    QFile probe(setting);
+    if (!probe.open(QIODevice::ReadOnly) || probe.readAll().size() >= probe.size())
+        QSKIP("this system has no file that is shorter than its size", "");
+    wall().scripts().on(QString()).answer(Map());
+    CabinetV4 cabinet(description().release());
+    QCOMPARE(cabinet.setConfigFile(setting), enFileError);
+    QCOMPARE(m_log->takeCritical(),
+             QStringList(QStringLiteral("cannot read the configuration file %1: it ended early").arg(setting)));
     QCOMPARE(wall().journal().transcript(), QStringList());
 }
 

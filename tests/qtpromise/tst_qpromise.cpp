@@ -1090,6 +1090,14 @@ private Q_SLOTS:
         QVERIFY(caught);
     }
 
+    void aCopyOfATimeoutIsATimeout()
+    {
+        const QPromiseTimeoutException error;
+        const std::unique_ptr<QException> copy(error.clone());
+        QVERIFY(qstrlen(copy->what()) > 0);
+        QVERIFY_EXCEPTION_THROWN(copy->raise(), QPromiseTimeoutException);
+    }
+
     // wait
 
     void waitGivesTheSamePromise()

@@ -23,6 +23,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <thread>
 #include <vector>
 
 #include <malloc.h>
@@ -125,6 +126,7 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void anyRemovalOutsideReleasesWhatWasRemovedInside();
+    void theEndOfAThreadReleasesWhatWasRemovedInside();
     void cleanup();
     void cleanupTestCase();
 
@@ -494,8 +496,13 @@ class CountedSubScreen : public SubScreenV4
 {
 public:
     explicit CountedSubScreen(int &ends) : SubScreenV4(QString()), m_ends(ends) {}
-    ~CountedSubScreen() override { ++m_ends; }
+    ~CountedSubScreen() override
+    {
+        ++m_ends;
+        onEnd();
+    }
     std::function<void()> onBrightness;
+    std::function<void()> onEnd = [] {};
     EnumErrorCode setBrightness(int) override
     {
         onBrightness();
@@ -517,6 +524,26 @@ void tst_ScreenLifetimes::anyRemovalOutsideReleasesWhatWasRemovedInside()
     QCOMPARE(ends, 0);
     CabinetManager::getInstance()->removeCabinets();
     QCOMPARE(ends, 1);
+}
+
+void tst_ScreenLifetimes::theEndOfAThreadReleasesWhatWasRemovedInside()
+{
+    int ends = 0;
+    ScreenV4 screen;
+    ScreenV4 other;
+    auto *const subScreen = new CountedSubScreen(ends);
+    subScreen->onBrightness = [&screen] { screen.removeSubScreens(); };
+    // A destructor of the host may remove others.
+    subScreen->onEnd = [&other] { other.removeSubScreens(); };
+    screen.addSubScreen(QStringLiteral("A"), subScreen);
+    other.addSubScreen(QStringLiteral("A"), new CountedSubScreen(ends));
+    int endsInside = -1;
+    std::thread([&] {
+        screen.setBrightness(1);
+        endsInside = ends;
+    }).join();
+    QCOMPARE(endsInside, 0);
+    QCOMPARE(ends, 2);
 }
 
 QTEST_GUILESS_MAIN(tst_ScreenLifetimes)

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void aGridOfAnotherSizeIsRefused_data();
     void aGridOfAnotherSizeIsRefused();
     void otherKindsCannotBeRead();
+    void theCodeOfAHostsGridIsPassedOn();
     void aSilentDeviceIsATimeout();
     void aCabinetThatCannotBeListedFails();
     void aCabinetThatTheCallbackRemovesFails();
@@ -263,6 +264,34 @@ void tst_ScreenReader::otherKindsCannotBeRead()
     MultilayerCoefficient multilayer(4, 3);
     QCOMPARE(ScreenReader(screen()).tryGetCoefficients(QRect(0, 0, 4, 3), multilayer), enArgumentMismatch);
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("Failed to get coefficient. cabinet key: 1 code: 1")});
+}
+
+namespace {
+
+/// A host's grid of chroma kind that takes no block.
+class RefusingGrid : public ICoefficient
+{
+public:
+    int getPixelRow() override { return 3; }
+    void setPixelRow(int) override {}
+    int getPixelCol() override { return 4; }
+    void setPixelCol(int) override {}
+    int getPixelLength() override { return chromaPixelLength; }
+    ICoefficient *getCopy() override { return nullptr; }
+    EnumCoefficientType getType() override { return enCommonCoefficient; }
+    EnumErrorCode setPartCoefficient(const QRect &, ICoefficient &) override { return enOutOfRange; }
+    ICoefficient *tryGetPart(const QRect &) override { return nullptr; }
+    QString toBase64() override { return QString(); }
+};
+
+} // namespace
+
+void tst_ScreenReader::theCodeOfAHostsGridIsPassedOn()
+{
+    RefusingGrid grid;
+    QCOMPARE(ScreenReader(screen()).tryGetCoefficients(QRect(2, 0, 4, 3), grid), enOutOfRange);
+    QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("Failed to set part of coefficient. cabinet key: 1")});
+    QCOMPARE(loads().size(), 1);
 }
 
 void tst_ScreenReader::aSilentDeviceIsATimeout()

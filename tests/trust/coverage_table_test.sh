@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Runs coverage_table.py on made-up coverage: percentages, gaps, explanations.
+#
+# usage: coverage_table_test.sh TABLE_SCRIPT WORK_DIR
+set -euo pipefail
+
+fail() {
+    printf '%s\n' "$*" >&2
+    exit 1
+}
+
+[[ $# -eq 2 ]] || fail "usage: coverage_table_test.sh TABLE_SCRIPT WORK_DIR"
+script=$1
+rm -rf "$2"
+mkdir -p "$2/model" "$2/simulator/disk" "$2/simulator"
+cd "$2"
+printf 'a();\n  b(); // # no\nif (c)\n' >model/m.cpp
+printf 'a() || b();\n' >simulator/disk/d.cpp
+printf 'a();\nif (a)\n' >simulator/s.cpp
+line() { # line NUMBER COUNT BRANCHES [FUNCTION]
+    printf '{"line_number": %s, "count": %s, %s"branches": [%s]}' "$1" "$2" \
+        "$([[ ${4:-} == nameless ]] || printf '"function_name": "%s", ' "${4:-f}")" "${3:-}"
+}
+taken='{"count": 4, "throw": false}' missed='{"count": 0, "throw": false}' thrown='{"count": 0, "throw": true}'
+mkdir build
+cat >build/one.gcov.json <<JSON
+{"files": [
+  {"file": "model/m.cpp", "lines": [$(line 1 3 "$taken, $missed"), $(line 2 0), $(line 3 5 "$taken, $thrown, $missed")]},
+  {"file": "$PWD/simulator/disk/d.cpp", "lines": [$(line 1 1 "$taken, $missed"), $(line 1 1 "$missed, $taken" of_another_type)]},
+  {"file": "simulator/s.cpp", "lines": [$(line 1 0), $(line 2 1 "$taken, $missed, $missed, $taken" nameless)]},
+  {"file": "elsewhere/e.cpp", "lines": [$(line 1 0)]}]}
+JSON
+printf '{"files": [{"file": "simulator/s.cpp", "lines": [%s]}]}' "$(line 1 1)" >build/two.gcov.json
+table() { "$script" build explained gaps "$@" >printed; }
+
+: >explained
+! table model simulator/disk simulator || fail "accepted gaps: $(cat printed)"
+grep -qx 'model 66.7 / 50.0 % (asked 100 / 98, 2 gaps not explained)' printed || fail "wrong row: $(cat printed)"
+grep -qx 'simulator/disk 100.0 / 100.0 % (asked 100 / 98)' printed || fail "wrong row: $(cat printed)"
+grep -qx 'simulator 100.0 / 100.0 % (asked 98 / 92)' printed || fail "wrong row: $(cat printed)"
+grep -qx 'model/m.cpp:2: not reached: b(); // # no' gaps || fail "wrong gaps: $(cat gaps)"
+grep -qx 'model/m.cpp:3: 1 of 2 branches: if (c)' gaps || fail "wrong gaps: $(cat gaps)"
+[[ $(wc -l <gaps) -eq 2 ]] || fail "wrong gaps: $(cat gaps)"
+
+printf '# comment\nmodel/m.cpp: b(); // # no # never called\nmodel/m.cpp: if (c) # always true\n' >explained
+table model || fail "refused explained gaps: $(cat printed)"
+grep -q 'all gaps explained' printed || fail "wrong row: $(cat printed)"
+
+printf 'model/m.cpp: a(); # never called\n' >>explained
+! table model || fail "accepted an explanation of covered code"
+grep -qx 'explained, but covered or gone: model/m.cpp: a();' printed || fail "wrong line: $(cat printed)"
+table simulator || fail "looked at explanations of another folder"
+
+! table adapter || fail "accepted a folder without data"
+printf 'nonsense\n' >explained
+! table model 2>/dev/null || fail "accepted a line without a reason"

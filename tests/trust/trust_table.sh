@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Runs scripts/trust with sections of its own: one that measures, one that fails, one that reports nothing, one that cannot run,
+# and one that is left out. Each must be in the table as what it was.
+#
+# usage: trust_table.sh SOURCE_DIR WORK_DIR
+set -euo pipefail
+
+fail() {
+    printf '%s\n' "$*" >&2
+    exit 1
+}
+
+[[ $# -eq 2 ]] || fail "usage: trust_table.sh SOURCE_DIR WORK_DIR"
+work=$2
+rm -rf "$work"
+mkdir -p "$work/sections"
+export TRUST_SECTIONS="$work/sections" TRUST_OUT="$work/out"
+
+section() { printf "what='Things of %s'\nasked='a\nlot'\nrun() { %s\n}\n" "$1" "$2" >"$work/sections/$1"; }
+section fails 'measured 3 of 5; return 1'
+section left_out 'measured 1'
+# shellcheck disable=SC2016 # expanded by the section
+section measures 'measured "5 of 5${short:+, short}, $minutes minutes"'
+section silent 'true'
+section stops 'false; measured 5 of 5'
+section without_tool 'not_run no such tool'
+
+row() { # row SECTION RESULT [OPTION]
+    grep -qE "^\| Things of $1 \| a lot \| $2 \([0-9-]+, [^)]*\) \| \`scripts/trust ${3:+$3 }$1\` \|\$" "$work/out/table.md" \
+        || fail "no row of $1 with '$2' in $(cat "$work/out/table.md")"
+}
+
+! "$1/scripts/trust" fails measures silent stops without_tool >"$work/printed" || fail "succeeded though sections failed"
+row fails '\*\*failed\*\*: 3 of 5'
+row measures '5 of 5, 60 minutes'
+row silent '\*\*failed\*\*: nothing was measured'
+row stops '\*\*failed\*\*'
+row without_tool 'not run: no such tool'
+grep -qF "| Things of left_out | a lot | not run | \`scripts/trust left_out\` |" "$work/out/table.md" || fail "no row of left_out"
+grep -q 'Failed or not run: fails silent stops without_tool' "$work/printed" || fail "wrong summary: $(cat "$work/printed")"
+
+# Rows of other sections stay.
+"$1/scripts/trust" --short --minutes 2 measures >"$work/printed" || fail "failed though the section passed"
+row measures '5 of 5, short, 2 minutes' --short
+row silent '\*\*failed\*\*: nothing was measured'
+
+# A section that fails leaves nothing of an earlier success.
+section measures 'false'
+! "$1/scripts/trust" measures >"$work/printed" || fail "succeeded though the section failed"
+row measures '\*\*failed\*\*'
+
+! "$1/scripts/trust" no_such_section 2>/dev/null || fail "took a section that does not exist"
+! "$1/scripts/trust" --minutes 0 measures 2>/dev/null || fail "took 0 minutes"

@@ -1,0 +1,159 @@
+// Every operation of the library with its first, second, ... allocation failing until it runs through, those of the device
+// service that it calls included. The operations are those of the table.
+
+#include "support/Allocations.h"
+
+#include "trust/OperationTable.h"
+
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QtTest>
+
+#include <memory>
+#include <optional>
+
+using namespace Trust;
+
+namespace {
+
+/// With memory of its own: whether the library's strings are released is counted.
+QString unshared(const QString &string)
+{
+    return QString(string.constData(), string.size());
+}
+
+} // namespace
+
+class tst_OutOfMemory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void everyAllocation_data();
+    void everyAllocation();
+
+private:
+    QTemporaryDir m_directory;
+    const QString m_path = m_directory.filePath(QStringLiteral("config"));
+    FaultyBackend m_backend;
+    int m_failures = 0;
+    int m_exceptions = 0;
+};
+
+void tst_OutOfMemory::initTestCase()
+{
+#ifndef COUNTS_ALLOCATIONS
+    QSKIP("needs the C library's own allocator");
+#endif
+#ifndef CORRECTION_BUNDLED_QTPROMISE
+    QSKIP("with QtPromise a write that runs out of memory may wait forever");
+#endif
+    // Qt's own log stream cannot run out of memory; the library's lines are not what is tested here.
+    QLoggingCategory::setFilterRules(QStringLiteral("correction*=false"));
+    Adapter::setBackend(&m_backend);
+}
+
+void tst_OutOfMemory::cleanupTestCase()
+{
+    Adapter::setBackend(nullptr);
+    qInfo("measured: %d operations, %d failed allocations, %d of them passed through as std::bad_alloc",
+          int(operations().size()), m_failures, m_exceptions);
+}
+
+void tst_OutOfMemory::everyAllocation_data()
+{
+    QTest::addColumn<int>("index");
+    for (size_t i = 0; i < operations().size(); ++i)
+        QTest::newRow(qPrintable(operations()[i].name)) << int(i);
+}
+
+void tst_OutOfMemory::everyAllocation()
+{
+#ifdef COUNTS_ALLOCATIONS
+    QFETCH(int, index);
+    const Row &row = operations()[size_t(index)];
+    const bool isUpload = row.name.contains(text("::setCoefficientsAsync")) || row.name.startsWith(text("IScreen::setCoef"));
+    const bool isScreenWrite = row.name.startsWith(text("IScreen::setCoefficients"));
+    // Others change the host's variables, a file or the screens step by step.
+    const bool isWhole = (row.name.startsWith(text("ICabinet::")) || row.name.startsWith(text("ISubScreen::")))
+                         && row.name != text("ISubScreen::tryGetCoefficients") && row.name != text("ICabinet::getConfigFile")
+                         && !row.name.startsWith(text("ICabinet::tryGetCoefficients"));
+
+    std::optional<Host> host(m_path);
+    QVERIFY(bool(host->group));
+    Model alone{Fault()};
+    const int usual = row.expect(alone);
+    const QString outputBefore = unshared(row.output(*host));
+    m_backend.calls.clear();
+
+    // Warm-up rounds without a failure come first: some objects are created once.
+    bool isDone = false;
+    int failures = 0;
+    for (int round = -3; !isDone; ++round) {
+        QVERIFY(round < 20000);
+        int code = -1;
+        bool isOther = false;
+
+        Allocations::liveBlocks = 0;
+        Allocations::untilFailure = round;
+        Allocations::armed = true;
+        try {
+            code = row.run(*host);
+        } catch (const std::bad_alloc &) {
+        } catch (...) {
+            isOther = true;
+        }
+        const bool failed = round >= 0 && Allocations::untilFailure < 0;
+        Allocations::untilFailure = -1;
+        const qint64 liveAfter = Allocations::liveBlocks;
+        Allocations::armed = false;
+        QStringList calls;
+        for (const QString &call : qAsConst(m_backend.calls))
+            calls.append(unshared(call));
+        const QString output = unshared(row.output(*host));
+        Allocations::armed = true;
+        Allocations::liveBlocks = liveAfter;
+        for (int turn = 0; turn < 20; ++turn) { // what is left of a write
+            QCoreApplication::sendPostedEvents();
+            QCoreApplication::processEvents();
+        }
+        host.emplace(m_path); // the same objects again, with memory enough
+        m_backend.calls.clear();
+        const qint64 live = Allocations::liveBlocks;
+        Allocations::armed = false;
+
+        const QByteArray context = QByteArray("after allocation ") + QByteArray::number(round);
+        QVERIFY2(!isOther, context);
+        QVERIFY2(bool(host->group), context);
+        // An upload whose promise could not be made counts as rejected.
+        QVERIFY2(code == -1 || code == usual || (isUpload && code == enTimeout), context);
+        QVERIFY2(code == usual || failed, context);
+        if (isScreenWrite) { // every device is tried
+            for (const QString &call : calls)
+                QVERIFY2(alone.calls.contains(call), context);
+            QVERIFY2(calls.size() <= alone.calls.size(), context);
+        } else {
+            QVERIFY2(alone.calls.mid(0, calls.size()) == calls, context);
+        }
+        if (code == usual) {
+            QVERIFY2(calls.size() == alone.calls.size(), context);
+            QVERIFY2(output == alone.output || alone.output.isEmpty(), context);
+        } else if (isWhole) {
+            QVERIFY2(output == outputBefore || output == alone.output, context);
+        }
+        if (round >= 0 && row.name != text("ScreenManager::init")) // which connects objects once more in each round
+            QVERIFY2(live == 0, context + ": " + QByteArray::number(live) + " blocks");
+        isDone = round >= 0 && !failed;
+        failures += failed;
+        m_exceptions += failed && code == -1 ? 1 : 0;
+    }
+    QVERIFY(failures > 0);
+    m_failures += failures;
+#endif
+}
+
+QTEST_GUILESS_MAIN(tst_OutOfMemory)
+#include "tst_outofmemory.moc"
