@@ -11,13 +11,10 @@ namespace Correction {
 
 namespace detail {
 
-/// As the operator, but inline: most keys are short.
-inline bool isLess(const QString &a, const QString &b)
+/// Compares as a QString does, but inline: most keys are short.
+inline std::u16string_view unitsOf(const QString &key)
 {
-    const auto units = [](const QString &text) {
-        return std::u16string_view(reinterpret_cast<const char16_t *>(text.constData()), std::size_t(text.size()));
-    };
-    return units(a) < units(b);
+    return {reinterpret_cast<const char16_t *>(key.constData()), std::size_t(key.size())};
 }
 
 /// The key's entry, or the first one behind its place, is searched from `entry` on in this many steps. Between two ids that
@@ -29,7 +26,7 @@ template <class Iterator>
 bool moveNear(Iterator &entry, const Iterator &end, const QString &key)
 {
     for (int step = 0; step < nearbyEntries; ++step, ++entry) {
-        if (entry == end || !isLess(entry.key(), key))
+        if (entry == end || !(unitsOf(entry.key()) < unitsOf(key)))
             return true;
     }
     return false;
@@ -51,12 +48,17 @@ public:
     /// Null without an entry of this key.
     const Value *find(const QString &key)
     {
-        if (!detail::moveNear(m_next, m_end, key) || m_next == m_end || m_next.key() != key)
+        if (!isNext(key) && (!detail::moveNear(m_next, m_end, key) || !isNext(key)))
             m_next = m_map.constFind(key);
         return m_next == m_end ? nullptr : &*m_next++;
     }
 
 private:
+    bool isNext(const QString &key) const
+    {
+        return m_next != m_end && detail::unitsOf(m_next.key()) == detail::unitsOf(key);
+    }
+
     const QMap<QString, Value> &m_map;
     typename QMap<QString, Value>::const_iterator m_next;
     const typename QMap<QString, Value>::const_iterator m_end;
@@ -99,7 +101,7 @@ private:
     void moveTo(const QString &key)
     {
         if (!detail::moveNear(m_next, m_map.cend(), key)
-            || (m_next != m_map.cbegin() && !detail::isLess(std::prev(m_next).key(), key)))
+            || (m_next != m_map.cbegin() && !(detail::unitsOf(std::prev(m_next).key()) < detail::unitsOf(key))))
             m_next = qAsConst(m_map).lowerBound(key);
     }
 

@@ -8,7 +8,6 @@
 
 #include <memory>
 #include <new>
-#include <optional>
 #include <typeinfo>
 
 namespace Correction {
@@ -21,7 +20,7 @@ public:
     explicit CabinetPlacer(ISubScreen &subScreen) : m_subScreen(subScreen)
     {
         if (typeid(subScreen) == typeid(SubScreenV4))
-            m_ids.emplace(static_cast<SubScreenV4 &>(subScreen).m_cabinets);
+            m_ids = std::make_unique<MapFiller<QString>>(static_cast<SubScreenV4 &>(subScreen).m_cabinets);
     }
 
     /// Call when the host may have changed the registry or the sub-screen.
@@ -59,7 +58,7 @@ private:
 
     ISubScreen &m_subScreen;
     MapFiller<ICabinet *> m_registry{CabinetManager::getInstance()->m_cabinets};
-    std::optional<MapFiller<QString>> m_ids; ///< Of the library's own sub-screen.
+    std::unique_ptr<MapFiller<QString>> m_ids; ///< Of the library's own sub-screen; null for another one.
 };
 
 } // namespace Correction
