@@ -4,7 +4,9 @@
 #include "Reference.h"
 
 #include <Correction/Correction.h>
+#include <service/CabinetInfoOperator.h>
 #include <service/Correctionop.h>
+#include <service/ScreenInfo.h>
 
 #include <QtCore/QCoreApplication>
 
@@ -203,13 +205,18 @@ Pass encodeAll(const Blocks &blocks, Encode encodeBlock)
     };
 }
 
+QVector<std::shared_ptr<Coefficient>> blocksOf(const QSize &screen)
+{
+    QVector<std::shared_ptr<Coefficient>> blocks;
+    for (const QRect &rect : places(screen))
+        blocks.append(randomGrid(rect.size()));
+    return blocks;
+}
+
 Prepare encodeBlocks(const QSize &screen)
 {
     return [=] {
-        QVector<std::shared_ptr<Coefficient>> blocks;
-        for (const QRect &rect : places(screen))
-            blocks.append(randomGrid(rect.size()));
-        return encodeAll(blocks, [](const std::shared_ptr<Coefficient> &block) { return block->toBase64(); });
+        return encodeAll(blocksOf(screen), [](const std::shared_ptr<Coefficient> &block) { return block->toBase64(); });
     };
 }
 
@@ -223,12 +230,15 @@ Prepare encodeBlocksObvious(const QSize &screen)
     };
 }
 
-/// One character on each page of a fresh text.
+/// One character on each page of a fresh text. The blocks are there as well: new pages may cost more the more memory a
+/// process has.
 Prepare touchPages(const QSize &screen)
 {
     return [=] {
-        return encodeAll(places(screen), [](const QRect &rect) {
-            QString text(int(textBytes(rect.size()) / sizeof(QChar)), Qt::Uninitialized);
+        const auto blocks = blocksOf(screen);
+        return encodeAll(blocks, [](const std::shared_ptr<Coefficient> &block) {
+            const QSize size(block->getPixelCol(), block->getPixelRow());
+            QString text(int(textBytes(size) / sizeof(QChar)), Qt::Uninitialized);
             constexpr int page = 4096 / sizeof(QChar);
             for (int i = 0; i < text.size(); i += page)
                 text.data()[i] = QLatin1Char('A');
@@ -492,12 +502,94 @@ Prepare readObvious(const Wall &wall)
     };
 }
 
+/// Decodes the texts of a read, one after the other, and copies as many values as its grid has.
+Prepare decodeAndCopy(const Wall &wall)
+{
+    return [=] {
+        discover(wall);
+        prepareReplies();
+        struct Reply {
+            QRect cabinet;
+            QVariantList blocks;
+        };
+        const auto replies = std::make_shared<std::vector<Reply>>();
+        for (const CountingService::CabinetPlace &place : CountingService::cabinets())
+            replies->push_back({place.rect, CountingService::coefficients(place.id)});
+        return [replies, cabinet = makeGrid(1, 1), from = randomValues(wall.area), to = randomValues(wall.area)]() mutable {
+            for (Reply &reply : *replies)
+                Correction::RequestParser::toCabinetChromaCoefficient(reply.cabinet, reply.blocks, *cabinet);
+            std::memcpy(to.data(), from.constData(), size_t(from.size()) * sizeof(unsigned short));
+            use(to.constData());
+        };
+    };
+}
+
 /// Every refresh after the first: it also removes the screens of the previous one.
 Prepare refresh(const Wall &wall)
 {
     return [=] {
         discover(wall);
         return [] { Correction::ScreenManager::getInstance()->refreshScreen(); };
+    };
+}
+
+/// Adds up every number and every character, those of the keys included.
+struct Walk {
+    quint64 sum = 0;
+
+    void operator()(const QString &text)
+    {
+        for (const QChar character : text)
+            sum += character.unicode();
+    }
+    void operator()(const QVariantList &list)
+    {
+        for (const QVariant &element : list)
+            (*this)(element);
+    }
+    void operator()(const QVariantMap &map)
+    {
+        for (auto entry = map.cbegin(); entry != map.cend(); ++entry) {
+            (*this)(entry.key());
+            (*this)(entry.value());
+        }
+    }
+    void operator()(const QVariant &value)
+    {
+        switch (value.userType()) {
+        case QMetaType::QVariantMap:
+            return (*this)(*static_cast<const QVariantMap *>(value.constData()));
+        case QMetaType::QVariantList:
+            return (*this)(*static_cast<const QVariantList *>(value.constData()));
+        case QMetaType::QString:
+            return (*this)(*static_cast<const QString *>(value.constData()));
+        case QMetaType::Int:
+            sum += quint64(*static_cast<const int *>(value.constData()));
+            return;
+        default:
+            sum += value.toUInt();
+        }
+    }
+};
+
+/// Reads what a refresh reads: each entry of the replies once, in place and in the order in which they are in memory.
+Prepare walkReplies(const Wall &wall)
+{
+    return [=] {
+        discover(wall);
+        return [key = CountingService::cabinets().constFirst().deviceKey] {
+            QVariantMap screen;
+            QVariantList cabinets;
+            QVariantList flags;
+            ScreenInfo::getInstance()->getScreens(key, screen, true);
+            CabinetInfoOperator::getInstance()->getAllCabinetsInfo(key, cabinets, true);
+            CabinetInfoOperator::getInstance()->getCabAllFlags(key, flags);
+            Walk walk;
+            walk(screen);
+            walk(cabinets);
+            walk(flags);
+            use(&walk.sum);
+        };
     };
 }
 
@@ -695,16 +787,22 @@ QVector<Case> allCases()
     for (const Measure measure : {Measure::Fresh, Measure::Warm}) {
         const bool fresh = measure == Measure::Fresh;
         Case &added = add(QStringLiteral("whole 4K read, %1").arg(fresh ? QLatin1String("fresh") : QLatin1String("warm")),
-                          measure, read(wall4K), readObvious(wall4K));
-        asked(added, true, fresh ? 11 : 20, 0);
+                          measure, read(wall4K), readObvious(wall4K), fresh ? Prepare() : decodeAndCopy(wall4K),
+                          fresh ? QString() : QStringLiteral("decoding the texts, and one copy of the grid"));
+        asked(added, true, fresh ? 11 : 20, fresh ? 0 : 1.5);
         added.memory = wholeMemory;
     }
 
     const auto cabinetsInARow = [](int count) { return Wall{1, QSize(16 * count, 16), QSize(16, 16)}; };
     Case &discovery = add(QStringLiteral("refresh of 100,000 cabinets"), Measure::Fresh, refresh(cabinetsInARow(100000)),
                           Prepare(), refresh(cabinetsInARow(10000)), QStringLiteral("that of 10,000"));
-    discovery.timesLimit = 11;
+    discovery.timesLimit = 10.3;
     discovery.memory = 2048 * mebibyte;
+    Case &replies =
+        add(QStringLiteral("refresh of 100,000 cabinets, its replies"), Measure::Fresh, refresh(cabinetsInARow(100000)),
+            Prepare(), walkReplies(cabinetsInARow(100000)), QStringLiteral("one walk over the replies"));
+    replies.timesLimit = 1.5;
+    replies.memory = 2048 * mebibyte;
 
     Case &parallel = add(QStringLiteral("16 devices that take 200 ms"), Measure::Elapsed, writeSlowly(deviceCount, latency),
                          writeOneByOne(deviceCount), writeSlowly(1, latency), QStringLiteral("one such device"));
@@ -724,7 +822,7 @@ QVector<Case> allCases()
     addMemory(QStringLiteral("memory of a 4K write, all at once"), peakOfWrite(wall4K, true), peakOfWriteObvious(wall4K),
               valueBytes(size4K) + textBytes(size4K), QStringLiteral("the grid and the texts"));
     addMemory(QStringLiteral("memory of a 4K read"), peakOfRead(wall4K), Prepare(),
-              valueBytes(size4K) + 2 * valueBytes(cabinetSize), QStringLiteral("the grid, a cabinet's grid and its block"));
+              valueBytes(size4K) + valueBytes(cabinetSize), QStringLiteral("the grid, and a cabinet's grid"));
     return cases + calibrationCases();
 }
 

@@ -2,6 +2,7 @@
 // them.
 
 #include "Cases.h"
+#include "PackCases.h"
 
 #include <valgrind/callgrind.h>
 
@@ -10,6 +11,7 @@
 
 #include <cstdio>
 #include <gnu/libc-version.h>
+#include <xxhash.h>
 
 namespace {
 
@@ -21,7 +23,9 @@ void printEnvironment()
 #else
     constexpr const char *compiler = "g++ " __VERSION__;
 #endif
-    std::printf("%s, Qt %s, glibc %s\n", compiler, qVersion(), gnu_get_libc_version());
+    const unsigned version = XXH_versionNumber();
+    std::printf("%s, Qt %s, glibc %s, xxHash %u.%u.%u\n", compiler, qVersion(), gnu_get_libc_version(), version / 10000,
+                version / 100 % 100, version % 100);
 }
 
 } // namespace
@@ -34,7 +38,7 @@ int main(int argc, char **argv)
         return 0;
     }
     QLoggingCategory::setFilterRules(QStringLiteral("correction=false"));
-    const QVector<Bench::Case> cases = Bench::countedCases();
+    const QVector<Bench::Case> cases = Bench::countedCases() + Bench::packCases();
     for (const Bench::Case &ofCase : cases) {
         const Bench::Pass pass = ofCase.library();
         pass(); // tables, first look-ups of symbols, whatever is done once

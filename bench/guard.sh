@@ -17,10 +17,8 @@ fail() {
 
 [[ $# -eq 4 ]] || fail "usage: guard.sh check|record PROGRAM COUNTS WORK_DIR"
 mode=$1 program=$2 counts=$3 work=$4
+[[ $mode == check || $mode == record ]] || fail "neither check nor record: '$mode'"
 [[ -x $program ]] || fail "no program '$program'"
-command -v valgrind > /dev/null || fail "no valgrind on this machine"
-mkdir -p "$work"
-rm -f "$work"/callgrind.out*
 
 # Compilers and libraries differ in their instructions. Machines do not: valgrind shows every program the same processor,
 # as long as the real one has AVX2.
@@ -29,6 +27,17 @@ if grep -qw avx2 /proc/cpuinfo; then
     processor=AVX2
 fi
 environment="$("$program" --environment), $processor"
+if [[ $mode == check ]]; then
+    recorded=$(sed -n '2s/^# //p' "$counts")
+    if [[ $recorded != "$environment" ]]; then
+        printf 'Not compared, so nothing is guarded here: the counts are those of\n  %s\nthis is\n  %s\n' \
+            "$recorded" "$environment"
+        exit 77
+    fi
+fi
+command -v valgrind > /dev/null || fail "no valgrind on this machine"
+mkdir -p "$work"
+rm -f "$work"/callgrind.out*
 
 # Nothing that differs between two machines or two users: an empty environment, no random seeds.
 env -i PATH="$PATH" ${LD_LIBRARY_PATH:+LD_LIBRARY_PATH="$LD_LIBRARY_PATH"} LD_BIND_NOW=1 QT_HASH_SEED=0 \
@@ -50,13 +59,6 @@ if [[ $mode == record ]]; then
     } > "$counts"
     cat "$counts"
     exit
-fi
-[[ $mode == check ]] || fail "neither check nor record: '$mode'"
-
-recorded=$(sed -n '2s/^# //p' "$counts")
-if [[ $recorded != "$environment" ]]; then
-    printf 'Not compared: the counts are those of %s, this is %s.\n' "$recorded" "$environment"
-    exit 77
 fi
 awk -v percent="$percent" '
     /^#/ { next }

@@ -243,6 +243,11 @@ bool cut(const Names &names, const Shape &shape, const Values &values, const QRe
     if (lcCorrection().isDebugEnabled())
         block.log(qDebug(lcCorrection) << names.tryGetPart, shape);
 
+    // A whole cabinet is cut in most reads.
+    if (block.covers(shape) && isValid(shape, values)) {
+        part = owned(values);
+        return true;
+    }
     using Value = typename Values::value_type;
     // Only a block that is wholly inside the grid overwrites all values of `part`.
     const bool covered = isValid(shape, values) && block.x >= 0 && block.y >= 0;

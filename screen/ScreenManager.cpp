@@ -1,7 +1,6 @@
 #include <Correction/ScreenManager.h>
 
 #include <Correction/CabinetManager.h>
-#include <Correction/CabinetV4.h>
 #include <Correction/ScreenV4.h>
 #include <Correction/SubScreenV4.h>
 
@@ -9,17 +8,23 @@
 #include "model/Arithmetic.h"
 #include "model/Logging.h"
 #include "model/MapCursor.h"
+#include "screen/CabinetPlacer.h"
 
 #include <service/CabinetInfoOperator.h>
 #include <service/HWInfo.h>
 #include <service/HttpProxy.h>
 #include <service/ScreenInfo.h>
 
+#include <QtCore/QHash>
 #include <QtCore/QStringBuilder>
 
 #include <array>
+#include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
+#include <type_traits>
 #include <vector>
 
 namespace Correction {
@@ -30,14 +35,67 @@ using Quorvex::Communicator::HttpDevice::HttpProxy;
 
 ScreenManager *instance = nullptr;
 
+using Records = std::vector<std::unique_ptr<CabinetInfo>>;
+
 /// The records that the last refresh made. Registered cabinets refer to them, and the registry releases a cabinet without
 /// its record; so they are kept until the next refresh has emptied the registry. Never destroyed: cabinets may be used until
 /// the process ends.
-std::vector<std::unique_ptr<CabinetInfo>> &refreshRecords()
+Records &refreshRecords()
 {
-    static auto *const records = new std::vector<std::unique_ptr<CabinetInfo>>;
+    static auto *const records = new Records;
     return *records;
 }
+
+/// The records of the refresh before, once no registered cabinet refers to them any more. A refresh fills them again, in
+/// their order: releasing them and making as many takes longer.
+class SpareRecords
+{
+public:
+    SpareRecords() = default;
+    /// Releases those that were not used.
+    ~SpareRecords()
+    {
+        if (!m_hasTaken)
+            return;
+        spare().clear();
+        used() = 0;
+    }
+    SpareRecords(const SpareRecords &) = delete;
+    SpareRecords &operator=(const SpareRecords &) = delete;
+
+    void take()
+    {
+        spare().swap(refreshRecords());
+        m_hasTaken = true;
+    }
+
+    /// Appends a record, which may hold old values, to the records of the refresh.
+    static CabinetInfo *next()
+    {
+        Records &records = refreshRecords();
+        if (used() == spare().size()) {
+            records.push_back(std::make_unique<CabinetInfo>());
+        } else {
+            records.emplace_back(); // allocates, so that the next line does not
+            records.back() = std::move(spare()[used()++]);
+        }
+        return records.back().get();
+    }
+
+private:
+    static Records &spare()
+    {
+        static auto *const records = new Records;
+        return *records;
+    }
+    static std::size_t &used()
+    {
+        static std::size_t count = 0;
+        return count;
+    }
+
+    bool m_hasTaken = false;
+};
 
 /// The number of the manager's calls in progress on this thread: a service call may run the event loop, and a host may
 /// refresh from there, but not release the manager.
@@ -61,11 +119,6 @@ private:
 };
 
 thread_local std::array<int, 2> ManagerScope::depths{};
-
-/// Releases a cabinet that could not be registered. Like the registry it does not delete the cabinet's record.
-struct StorageDeleter {
-    void operator()(CabinetV4 *cabinet) const noexcept { ::operator delete(static_cast<void *>(cabinet)); }
-};
 
 /// A reply of a refresh. Where everything in it has been read, and has the expected type, its nesting is known; else the
 /// destructor limits its depth. To check each reply as a whole would slow down every refresh on the largest replies.
@@ -94,12 +147,12 @@ bool isContainer(int type)
     return type == QMetaType::QVariantMap || type == QMetaType::QVariantList || type == QMetaType::QVariantHash;
 }
 
-/// The fields of a map of a reply. Lookups in key order are fastest. Clears `isKnown` when a field is a container where none
-/// is expected, or was not looked up.
+/// The fields of a map of a reply. Lookups in the names' order are fastest: each begins behind the last one. Clears
+/// `isKnown` when a field is a container where none is expected, or was not looked up.
 class Fields
 {
 public:
-    Fields(const QVariantMap &map, bool &isKnown) : m_map(map), m_cursor(map), m_isKnown(isKnown) {}
+    Fields(const QVariantMap &map, bool &isKnown) : m_map(map), m_next(map.cbegin()), m_isKnown(isKnown) {}
     ~Fields()
     {
         if (m_found != m_map.size())
@@ -108,9 +161,23 @@ public:
     Fields(const Fields &) = delete;
     Fields &operator=(const Fields &) = delete;
 
-    QString text(const QString &key)
+    /// Null without a field of this name.
+    template <std::size_t Size>
+    const QVariant *find(const char16_t (&name)[Size])
     {
-        const QVariant *const value = find(key);
+        if (m_next == m_map.cend() || !isNamed(m_next.key(), name)) {
+            m_next = m_map.constFind(QString::fromUtf16(name, int(Size) - 1));
+            if (m_next == m_map.cend())
+                return nullptr;
+        }
+        ++m_found;
+        return &*m_next++;
+    }
+
+    template <std::size_t Size>
+    QString text(const char16_t (&name)[Size])
+    {
+        const QVariant *const value = find(name);
         if (!value)
             return QString();
         const int type = value->userType();
@@ -120,9 +187,10 @@ public:
         return value->toString();
     }
 
-    int number(const QString &key)
+    template <std::size_t Size>
+    int number(const char16_t (&name)[Size])
     {
-        const QVariant *const value = find(key);
+        const QVariant *const value = find(name);
         if (!value)
             return 0;
         const int type = value->userType();
@@ -132,32 +200,24 @@ public:
         return value->toInt();
     }
 
-    bool flag(const QString &key)
+    template <std::size_t Size>
+    bool flag(const char16_t (&name)[Size])
     {
-        const QVariant *const value = find(key);
+        const QVariant *const value = find(name);
         if (!value)
             return false;
         expectNoContainer(value->userType());
         return value->toBool();
     }
 
-    QVariantList list(const QString &key)
+private:
+    /// With a length that is known, the comparison is inline.
+    template <std::size_t Size>
+    static bool isNamed(const QString &key, const char16_t (&name)[Size])
     {
-        const QVariant *const value = find(key);
-        if (!value)
-            return QVariantList();
-        if (value->userType() != QMetaType::QVariantList)
-            m_isKnown = false;
-        return value->toList();
+        return key.size() == int(Size) - 1 && std::memcmp(key.constData(), name, (Size - 1) * sizeof *name) == 0;
     }
 
-private:
-    const QVariant *find(const QString &key)
-    {
-        const QVariant *const value = m_cursor.find(key);
-        m_found += value ? 1 : 0;
-        return value;
-    }
     void expectNoContainer(int type)
     {
         if (isContainer(type))
@@ -165,23 +225,56 @@ private:
     }
 
     const QVariantMap &m_map;
-    MapCursor<QVariant> m_cursor;
-    int m_found = 0; ///< Every key is looked up once.
+    QVariantMap::const_iterator m_next;
+    int m_found = 0; ///< Every name is looked up once.
     bool &m_isKnown;
 };
 
-/// The map that an element of a list holds.
-QVariantMap mapOf(const QVariant &element, bool &isKnown)
+/// The map or list that a value of a reply holds, read in place; empty without a value. A value of another type is
+/// converted, and clears `isKnown`.
+template <class Container>
+class InPlace
 {
-    if (element.userType() != QMetaType::QVariantMap)
+    static_assert(std::is_same_v<Container, QVariantMap> || std::is_same_v<Container, QVariantList>);
+
+public:
+    InPlace(const QVariant *value, bool &isKnown)
+    {
+        if (!value)
+            return;
+        if (value->userType() == qMetaTypeId<Container>()) {
+            m_held = static_cast<const Container *>(value->constData());
+            return;
+        }
         isKnown = false;
-    return element.toMap();
-}
+        if constexpr (std::is_same_v<Container, QVariantMap>)
+            m_held = &m_converted.emplace(value->toMap());
+        else
+            m_held = &m_converted.emplace(value->toList());
+    }
+    InPlace(const InPlace &) = delete;
+    InPlace &operator=(const InPlace &) = delete;
+
+    const Container &operator*() const { return *m_held; }
+
+private:
+    static const Container &none()
+    {
+        static const Container empty;
+        return empty;
+    }
+
+    std::optional<Container> m_converted;
+    const Container *m_held = &none();
+};
+
+using MapInPlace = InPlace<QVariantMap>;
+using ListInPlace = InPlace<QVariantList>;
 
 QPoint positionOf(Fields &fields)
 {
-    const int x = fields.number(QStringLiteral("position.x"));
-    return QPoint(x, fields.number(QStringLiteral("position.y")));
+    const int x = fields.number(u"position.x");
+    return QPoint(x, fields.number(u"position.y"));
 }
 
 QPoint sum(const QPoint &a, const QPoint &b)
@@ -189,42 +282,56 @@ QPoint sum(const QPoint &a, const QPoint &b)
     return QPoint(wrapAdd(a.x(), b.x()), wrapAdd(a.y(), b.y()));
 }
 
-/// A receiving card or a module of a flags reply.
+/// Reads a receiving card or a module of a flags reply. `modules`, where there may be some, gets the field that lists them.
 template <class Record>
-std::unique_ptr<Record> partOf(Fields &fields)
+void readPart(Fields &fields, Record &record, const QVariant **modules = nullptr)
 {
-    auto record = std::make_unique<Record>();
-    record->flag = fields.text(QStringLiteral("flag"));
-    const int height = fields.number(QStringLiteral("height"));
-    record->id = fields.text(QStringLiteral("id"));
-    const int width = fields.number(QStringLiteral("width"));
-    const int x = fields.number(QStringLiteral("x"));
-    const int y = fields.number(QStringLiteral("y"));
-    record->rect = rectOf(x, y, width, height);
-    return record;
+    record.flag = fields.text(u"flag");
+    const int height = fields.number(u"height");
+    record.id = fields.text(u"id");
+    if (modules)
+        *modules = fields.find(u"moduleflags");
+    const int width = fields.number(u"width");
+    const int x = fields.number(u"x");
+    const int y = fields.number(u"y");
+    record.rect = rectOf(x, y, width, height);
 }
 
+/// Fills a record's cards or modules again, in order. Those that are left are deleted at the end.
 template <class Record>
-void appendOwned(QList<Record *> &list, std::unique_ptr<Record> record)
+class Refill
 {
-    list.append(nullptr); // allocates, so that the next line does not
-    list.last() = record.release();
-}
+public:
+    explicit Refill(QList<Record *> &records) : m_records(records) {}
+    ~Refill()
+    {
+        while (m_records.size() > m_used)
+            delete m_records.takeLast();
+    }
+    Refill(const Refill &) = delete;
+    Refill &operator=(const Refill &) = delete;
+
+    void reserve(int count) { m_records.reserve(count); }
+
+    /// The next one, which may hold old values.
+    Record &next()
+    {
+        if (m_used == m_records.size()) {
+            m_records.append(nullptr); // allocates, so that `new` is the last to fail
+            m_records.last() = new Record;
+        }
+        return *m_records.at(m_used++);
+    }
+
+private:
+    QList<Record *> &m_records;
+    int m_used = 0;
+};
 
 /// Cabinet and output id: the key that layout and cabinet list share.
 QString placementKey(const QString &cabinetId, const QString &outputId)
 {
     return cabinetId % QLatin1Char('-') % outputId;
-}
-
-/// False when the id is taken; the registered cabinet stays.
-bool registerCabinet(CabinetInfo *record)
-{
-    std::unique_ptr<CabinetV4, StorageDeleter> cabinet(new CabinetV4(record));
-    const bool isRegistered = CabinetManager::getInstance()->addCabinet(record->id, cabinet.get());
-    if (isRegistered)
-        static_cast<void>(cabinet.release());
-    return isRegistered;
 }
 
 /// Warns when the registered cabinet of an id belongs to another device than `deviceKey`, whose sub-screen then holds an id
@@ -239,9 +346,42 @@ void warnOfSharedId(const QString &id, const QString &deviceKey)
     }
 }
 
+/// The cabinets that the devices listed. Screens mostly place them in the same order: then the next one is compared, and no
+/// key is made.
+class ListedCabinets
+{
+public:
+    void add(const QString &id, const QString &outputId) { m_cabinets.push_back({id, outputId}); }
+
+    bool contains(const QString &id, const QString &outputId)
+    {
+        if (m_next == m_cabinets.size() || m_cabinets[m_next].id != id || m_cabinets[m_next].outputId != outputId) {
+            for (; m_indexed < m_cabinets.size(); ++m_indexed)
+                m_index.insert(placementKey(m_cabinets[m_indexed].id, m_cabinets[m_indexed].outputId), m_indexed);
+            const auto found = m_index.constFind(placementKey(id, outputId));
+            if (found == m_index.cend())
+                return false;
+            m_next = *found;
+        }
+        ++m_next;
+        return true;
+    }
+
+private:
+    struct Cabinet {
+        QString id;
+        QString outputId;
+    };
+
+    std::vector<Cabinet> m_cabinets;
+    std::size_t m_next = 0;              ///< Behind the last one that was found.
+    QHash<QString, std::size_t> m_index; ///< Placement key -> place in `m_cabinets`, for the first `m_indexed`.
+    std::size_t m_indexed = 0;
+};
+
 /// The shared data of one refresh.
 struct Refresh {
-    QMap<QString, QString> placements; ///< placement key -> cabinet id
+    ListedCabinets listed;
     QMap<QString, CabinetInfo *> records;
 };
 
@@ -258,33 +398,33 @@ ScreenPart screenPartOf(const QVariantMap &reply, bool &isKnown)
 {
     Fields fields(reply, isKnown);
     ScreenPart part;
-    part.hasOwnName = fields.flag(QStringLiteral("expendInfo.isAllowSingleDev"));
+    part.hasOwnName = fields.flag(u"expendInfo.isAllowSingleDev");
     part.origin = positionOf(fields);
-    part.screenName = fields.text(QStringLiteral("screenName"));
-    part.screenId = fields.text(QStringLiteral("screenUUID"));
-    part.subScreens = fields.list(QStringLiteral("subScreens"));
+    part.screenName = fields.text(u"screenName");
+    part.screenId = fields.text(u"screenUUID");
+    part.subScreens = *ListInPlace(fields.find(u"subScreens"), isKnown);
     return part;
 }
 
 /// Places a device's cabinets on its sub-screen; enCabinetNotFound at one that no device listed.
-EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device, const ScreenPart &part, ISubScreen &target,
+EnumErrorCode placeCabinets(Refresh &refresh, const HttpDeviceInfo &device, const ScreenPart &part, ISubScreen &target,
                             bool &isKnown)
 {
-    MapCursor<QString> placements(refresh.placements);
     MapCursor<CabinetInfo *> records(refresh.records);
+    CabinetPlacer placer(target);
     for (const QVariant &subScreenElement : part.subScreens) {
-        const QVariantMap subScreenReply = mapOf(subScreenElement, isKnown);
-        Fields subScreen(subScreenReply, isKnown);
-        const QVariantList cabinets = subScreen.list(QStringLiteral("cabinets"));
+        const MapInPlace subScreenReply(&subScreenElement, isKnown);
+        Fields subScreen(*subScreenReply, isKnown);
+        const ListInPlace cabinets(subScreen.find(u"cabinets"), isKnown);
         const QPoint subScreenOrigin = sum(part.origin, positionOf(subScreen));
-        for (const QVariant &cabinetElement : cabinets) {
-            const QVariantMap cabinetReply = mapOf(cabinetElement, isKnown);
-            Fields cabinet(cabinetReply, isKnown);
-            const QString cid = cabinet.text(QStringLiteral("cabinetID"));
-            const QString placement = placementKey(cid, cabinet.text(QStringLiteral("outputID")));
-            if (!placements.find(placement)) {
+        for (const QVariant &cabinetElement : *cabinets) {
+            const MapInPlace cabinetReply(&cabinetElement, isKnown);
+            Fields cabinet(*cabinetReply, isKnown);
+            const QString cid = cabinet.text(u"cabinetID");
+            const QString outputId = cabinet.text(u"outputID");
+            if (!refresh.listed.contains(cid, outputId)) {
                 qCCritical(lcCorrection) << " deviceInfo.deviceKey : " << device.label
-                                         << "screenInfo:  " << LoggedReply{placement};
+                                         << "screenInfo:  " << LoggedReply{placementKey(cid, outputId)};
                 return enCabinetNotFound;
             }
             CabinetInfo *const *const found = records.find(cid);
@@ -292,15 +432,19 @@ EnumErrorCode placeCabinets(const Refresh &refresh, const HttpDeviceInfo &device
                 continue;
             CabinetInfo *const record = *found;
             const QPoint origin = sum(subScreenOrigin, positionOf(cabinet));
-            const int height = cabinet.number(QStringLiteral("size.height"));
-            const int width = cabinet.number(QStringLiteral("size.width"));
+            const int height = cabinet.number(u"size.height");
+            const int width = cabinet.number(u"size.width");
             record->rect = rectOf(origin.x(), origin.y(), width, height);
-            qCDebug(lcCorrection) << "\n"
-                                  << LoggedReply{cid} << "cabinet rect"
-                                  << "x:" << origin.x() << "y:" << origin.y() << "w:" << width << "h:" << height << "\n";
-            const bool isRegistered = registerCabinet(record);
-            if (target.addCabinet(record->id, record->flag) && !isRegistered)
+            if (lcCorrection().isDebugEnabled()) {
+                qDebug(lcCorrection) << "\n"
+                                     << LoggedReply{cid} << "cabinet rect"
+                                     << "x:" << origin.x() << "y:" << origin.y() << "w:" << width << "h:" << height << "\n";
+                placer.searchAgain(); // the host's message handler may have changed the registry
+            }
+            if (!placer.place(record)) {
                 warnOfSharedId(record->id, device.key);
+                placer.searchAgain();
+            }
         }
     }
     return enSuccess;
@@ -350,6 +494,7 @@ void ScreenManager::init()
 EnumErrorCode ScreenManager::refreshScreen()
 {
     const ManagerScope scope(ManagerScope::Refresh);
+    SpareRecords spareRecords;
     qCDebug(lcCorrection) << "start getDeviceList";
     QList<HttpDeviceInfo> devices;
     callService<HttpProxy>([&devices](HttpProxy &proxy) {
@@ -366,7 +511,7 @@ EnumErrorCode ScreenManager::refreshScreen()
     qCDebug(lcCorrection) << "start CabinetManager removeAllScreen";
     CabinetManager::getInstance()->removeCabinets();
     if (ManagerScope::isOutermostRefresh() && !OperationScope::isInside())
-        refreshRecords().clear(); // no registered cabinet refers to them any more
+        spareRecords.take();
 
     Refresh refresh;
     for (const HttpDeviceInfo &device : qAsConst(devices)) {
@@ -390,15 +535,15 @@ EnumErrorCode ScreenManager::refreshScreen()
             qCCritical(lcCorrection) << "getAllCabinetsInfo error" << deviceKey;
             continue;
         }
-        MapFiller<QString> placements(refresh.placements);
         bool areCabinetsKnown = true;
         for (const QVariant &element : qAsConst(cabinets.reply)) {
-            const QVariantMap cabinetReply = mapOf(element, areCabinetsKnown);
-            Fields cabinet(cabinetReply, areCabinetsKnown);
-            const QString id = cabinet.text(QStringLiteral("id"));
-            const QString placement = placementKey(id, cabinet.text(QStringLiteral("outputID")));
-            placements.insert(placement, id);
-            qCDebug(lcCorrection) << " deviceInfo.deviceKey : " << device.label << "cabinet:  " << LoggedReply{placement};
+            const MapInPlace cabinetReply(&element, areCabinetsKnown);
+            Fields cabinet(*cabinetReply, areCabinetsKnown);
+            const QString id = cabinet.text(u"id");
+            const QString outputId = cabinet.text(u"outputID");
+            refresh.listed.add(id, outputId);
+            qCDebug(lcCorrection) << " deviceInfo.deviceKey : " << device.label
+                                  << "cabinet:  " << LoggedReply{placementKey(id, outputId)};
         }
 
         cabinets.isKnown = areCabinetsKnown;
@@ -459,25 +604,28 @@ EnumErrorCode ScreenManager::getCurruntDeviceCabinetInfos(const QString &deviceK
     MapFiller<CabinetInfo *> records(cabinetInfos);
     bool areFlagsKnown = true;
     for (const QVariant &element : qAsConst(flags.reply)) {
-        const QVariantMap cabinetReply = mapOf(element, areFlagsKnown);
-        Fields cabinet(cabinetReply, areFlagsKnown);
-        refreshRecords().push_back(std::make_unique<CabinetInfo>());
-        CabinetInfo *const record = refreshRecords().back().get();
-        record->flag = cabinet.text(QStringLiteral("flag"));
-        record->id = cabinet.text(QStringLiteral("id"));
+        const MapInPlace cabinetReply(&element, areFlagsKnown);
+        Fields cabinet(*cabinetReply, areFlagsKnown);
+        CabinetInfo *const record = SpareRecords::next();
+        record->flag = cabinet.text(u"flag");
+        record->id = cabinet.text(u"id");
         record->deviceKey = deviceKey;
-        const QVariantList cards = cabinet.list(QStringLiteral("recvcardflags"));
-        record->rvCardList.reserve(cards.size());
-        for (const QVariant &cardElement : cards) {
-            const QVariantMap cardReply = mapOf(cardElement, areFlagsKnown);
-            Fields card(cardReply, areFlagsKnown);
-            appendOwned(record->rvCardList, partOf<RvCardInfo>(card));
-            const QVariantList modules = card.list(QStringLiteral("moduleflags"));
-            record->moduleList.reserve(modules.size());
-            for (const QVariant &moduleElement : modules) {
-                const QVariantMap moduleReply = mapOf(moduleElement, areFlagsKnown);
-                Fields module(moduleReply, areFlagsKnown);
-                appendOwned(record->moduleList, partOf<ModuleInfo>(module));
+        record->rect = QRect();
+        const ListInPlace cards(cabinet.find(u"recvcardflags"), areFlagsKnown);
+        Refill<RvCardInfo> cardRecords(record->rvCardList);
+        Refill<ModuleInfo> moduleRecords(record->moduleList);
+        cardRecords.reserve((*cards).size());
+        for (const QVariant &cardElement : *cards) {
+            const MapInPlace cardReply(&cardElement, areFlagsKnown);
+            Fields card(*cardReply, areFlagsKnown);
+            const QVariant *moduleFlags = nullptr;
+            readPart(card, cardRecords.next(), &moduleFlags);
+            const ListInPlace modules(moduleFlags, areFlagsKnown);
+            moduleRecords.reserve((*modules).size());
+            for (const QVariant &moduleElement : *modules) {
+                const MapInPlace moduleReply(&moduleElement, areFlagsKnown);
+                Fields module(*moduleReply, areFlagsKnown);
+                readPart(module, moduleRecords.next());
             }
         }
         records.insert(record->id, record);

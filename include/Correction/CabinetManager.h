@@ -53,6 +53,7 @@ public:
 
 private:
     friend class CabinetLookup; // reads the map in its order
+    friend class CabinetPlacer; // adds cabinets in their order
 
     QMap<QString, ICabinet *> m_cabinets;
 };

@@ -45,6 +45,7 @@ public:
 
 private:
     friend class SubScreenWrite; // starts a write without waiting for it
+    friend class CabinetPlacer;  // adds cabinets in their order
 
     QMap<QString, QString> m_cabinets; // id -> flag
     QString m_deviceKey;

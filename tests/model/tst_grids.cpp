@@ -1449,6 +1449,8 @@ void tst_Grids::copiesShareUntilOneChangesOf()
     QCOMPARE(assigned.getCoefficient().constData(), values.constData());
     const CoefficientPtr made(grid.getCopy());
     QCOMPARE(static_cast<typename Kind::Grid &>(*made).getCoefficient().constData(), values.constData());
+    const CoefficientPtr whole(grid.tryGetPart(QRect(0, 0, 2, 1)));
+    QCOMPARE(static_cast<typename Kind::Grid &>(*whole).getCoefficient().constData(), values.constData());
 
     auto pixel = zeros<typename Kind::Values>(length);
     QCOMPARE(copy.setPartCoefficient(QRect(0, 0, 1, 1), pixel), enSuccess);

@@ -15,6 +15,8 @@ private Q_SLOTS:
     void everyOrderOfKeysIsFound();
     void everyOrderOfKeysIsFilledIn();
     void aMapThatIsSharedStaysAsItWas();
+    void presentKeysAreNotAdded();
+    void aChangedMapIsSearchedAgain();
 };
 
 namespace {
@@ -84,6 +86,40 @@ void tst_MapCursor::aMapThatIsSharedStaysAsItWas()
     filler.insert(QStringLiteral("d"), 4);
     QCOMPARE(before, (Map{{QStringLiteral("a"), 1}, {QStringLiteral("c"), 3}}));
     QCOMPARE(filled.keys().join(QString()), QStringLiteral("abcd"));
+}
+
+void tst_MapCursor::presentKeysAreNotAdded()
+{
+    std::mt19937 random(3);
+    for (int round = 0; round < 2000; ++round) {
+        Map filled = anyMap(random);
+        Map expected = filled;
+        expected.detach();
+        MapFiller<int> filler(filled);
+        for (int i = 0; i < 40; ++i) {
+            // As numbers in order for a while, then anywhere.
+            const QString key = i % 20 < 10 ? QString::number(round % 10 + i) : anyKey(random);
+            const bool isNew = !expected.contains(key);
+            QCOMPARE(filler.add(key, i), isNew);
+            if (isNew)
+                expected.insert(key, i);
+            QCOMPARE(filled, expected);
+        }
+    }
+}
+
+void tst_MapCursor::aChangedMapIsSearchedAgain()
+{
+    Map filled;
+    MapFiller<int> filler(filled);
+    QVERIFY(filler.add(QStringLiteral("b"), 2));
+    QVERIFY(filler.add(QStringLiteral("d"), 4));
+    filled.clear();
+    filled.insert(QStringLiteral("e"), 5);
+    filler.searchAgain();
+    QVERIFY(filler.add(QStringLiteral("d"), 6));
+    QVERIFY(!filler.add(QStringLiteral("e"), 7));
+    QCOMPARE(filled, (Map{{QStringLiteral("d"), 6}, {QStringLiteral("e"), 5}}));
 }
 
 QTEST_GUILESS_MAIN(tst_MapCursor)

@@ -298,6 +298,7 @@ private Q_SLOTS:
     void aPlacementWithoutFlagsIsSkipped();
     void theOutputIsPartOfTheIdentity();
     void aDeviceMayPlaceWhatAnotherOneListed();
+    void cabinetsComeInAnyOrder();
     void placementsDoNotOutliveTheRefresh();
     void aCabinetPlacedTwiceStandsWhereItWasPlacedLast();
     void anIdOfTwoDevicesBelongsToTheFirst();
@@ -308,6 +309,7 @@ private Q_SLOTS:
     // Records
     void aRecordHoldsItsCardsAndModules();
     void aRecordLivesUntilTheNextRefresh();
+    void nothingOfTheRefreshBeforeStays();
     void manyRefreshesStayAtTheSameMemory();
     void theHostMayRemoveCabinetsBetweenRefreshes();
     void theRefreshSurvivesExhaustion();
@@ -1068,6 +1070,37 @@ void tst_Discovery::aDeviceMayPlaceWhatAnotherOneListed()
     QCOMPARE(list.size(), 2);
 }
 
+void tst_Discovery::cabinetsComeInAnyOrder()
+{
+    // The ids of the last two placements and outputs make the same key.
+    scriptDevice(
+        "A",
+        screen("screen", 0, 0,
+               QVariantList{subScreenPlace(0, 0,
+                                           QVariantList{place("10", "1", 80, 0, 8, 4), place("2", "1", 16, 0, 8, 4),
+                                                        place("1", "1", 8, 0, 8, 4), place("9", "1", 72, 0, 8, 4),
+                                                        place("3-1", "2", 24, 0, 8, 4)})}),
+        QVariantList{listed("2", "1"), listed("9", "1"), listed("10", "1"), listed("1", "1"), listed("3", "1-2")},
+        QVariantList{flagged("3-1", "c"), flagged("1", "a"), flagged("10", "x"), flagged("9", "i"), flagged("2", "b")});
+    QCOMPARE(manager().refreshScreen(), enSuccess);
+    m_log->clear();
+    NameMap flags;
+    QVERIFY(CabinetManager::getInstance()->getMapping(flags));
+    QCOMPARE(flags, (NameMap{{text("1"), text("a")},
+                             {text("10"), text("x")},
+                             {text("2"), text("b")},
+                             {text("3-1"), text("c")},
+                             {text("9"), text("i")}}));
+    for (const char *const id : {"1", "10", "2", "9"})
+        QCOMPARE(rectOf(id).x(), 8 * text(id).toInt());
+    QList<CabinetInfo> list;
+    QCOMPARE(manager().tryGetScreen(text("screen"))->tryGetAllCabinetInfoList(list), enSuccess);
+    QStringList ids;
+    for (const CabinetInfo &cabinet : qAsConst(list))
+        ids.append(cabinet.id);
+    QCOMPARE(ids, flags.keys());
+}
+
 void tst_Discovery::placementsDoNotOutliveTheRefresh()
 {
     m_wall.setDevices({smallDevice("A", QPoint(), 1)});
@@ -1265,6 +1298,51 @@ void tst_Discovery::aRecordLivesUntilTheNextRefresh()
         QCOMPARE(modules[i]->id, QString::number(i));
     QCOMPARE(modules[3]->rect, QRect(4, 2, 4, 2));
     m_log->clear();
+}
+
+void tst_Discovery::nothingOfTheRefreshBeforeStays()
+{
+    const QVariantMap layout =
+        screen("screen", 0, 0,
+               QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 0, 0, 8, 4), place("2", "1", 8, 0, 8, 4)})});
+    const QVariantList cabinets{listed("1", "1"), listed("2", "1")};
+    const auto described = [](const char *id, int cards, int modules) {
+        QVariantList moduleFlags;
+        for (int i = 0; i < modules; ++i)
+            moduleFlags.append(part("m", "old", 1, 2, 3, 4));
+        QVariantList cardFlags;
+        for (int i = 0; i < cards; ++i) {
+            QVariantMap card = part("c", "old", 5, 6, 7, 8);
+            card[QStringLiteral("moduleflags")] = moduleFlags;
+            cardFlags.append(card);
+        }
+        QVariantMap cabinet = flagged(id, "old");
+        cabinet[QStringLiteral("recvcardflags")] = cardFlags;
+        return cabinet;
+    };
+    scriptDevice("A", layout, cabinets, QVariantList{described("1", 2, 3), described("2", 1, 1)});
+    QCOMPARE(manager().refreshScreen(), enSuccess);
+
+    // Fewer cards and modules, without their fields, then more.
+    const QVariantMap bareCard{{QStringLiteral("moduleflags"), QVariantList{QVariantMap()}}};
+    const QVariantMap bare{{QStringLiteral("id"), text("1")}, {QStringLiteral("recvcardflags"), QVariantList{bareCard}}};
+    script("CabinetInfoOperator::getCabAllFlags", "A", QVariantList{bare, described("2", 3, 2)});
+    QCOMPARE(manager().refreshScreen(), enSuccess);
+    m_log->clear();
+    CabinetInfo info;
+    QCOMPARE(registered("1")->GetCabinetInfo(info), enSuccess);
+    QString flag;
+    QCOMPARE(registered("1")->getFlag(flag), enSuccess);
+    QCOMPARE(flag, QString());
+    QCOMPARE(info.rvCardList.size(), 1);
+    QCOMPARE(info.moduleList.size(), 1);
+    QCOMPARE(info.rvCardList[0]->id + info.rvCardList[0]->flag, QString());
+    QCOMPARE(coordinates(info.rvCardList[0]->rect), (QList<int>{0, 0, -1, -1}));
+    QCOMPARE(info.moduleList[0]->id + info.moduleList[0]->flag, QString());
+    QCOMPARE(coordinates(info.moduleList[0]->rect), (QList<int>{0, 0, -1, -1}));
+    QCOMPARE(registered("2")->GetCabinetInfo(info), enSuccess);
+    QCOMPARE(info.rvCardList.size(), 3);
+    QCOMPARE(info.moduleList.size(), 6);
 }
 
 void tst_Discovery::manyRefreshesStayAtTheSameMemory()
