@@ -28,14 +28,15 @@ struct Case {
     QString name; ///< Unique: how filters and child processes call it.
     Measure measure = Measure::Warm;
     Prepare library;
-    Prepare obvious; ///< May be empty.
+    Prepare obvious; ///< The baseline. May be empty.
     Prepare limit;   ///< May be empty.
     QString limitIs; ///< What the limit does.
 
-    double timesObvious = 0; ///< Target: the obvious way takes at least this many times as long. 0: none.
+    double timesObvious = 0; ///< Target: the baseline takes at least this many times as long. 0: none.
     double timesLimit = 0;   ///< Target: the library takes at most this many times the limit's figure. 0: none.
     /// Target: the library's figure is at most this. Negative: none.
     double atMost = -1;
+    QString ifMissed;  ///< Explains in the chart why a target is missed.
     double memory = 0; ///< Bytes that the machine must have free; the case is left out otherwise.
 };
 
