@@ -1300,7 +1300,7 @@ void tst_Directory::readersSeeWholeStatesBesideAWriter()
     QProcess writer;
     writer.setStandardOutputFile(QProcess::nullDevice());
     writer.start(QStringLiteral(WALLWRITER), {folder.directory, QStringLiteral("save")});
-    QVERIFY(writer.waitForStarted());
+    QVERIFY(writer.waitForStarted(-1));
     std::array<QProcess, 2> readers;
     for (QProcess &reader : readers)
         reader.start(QStringLiteral(WALLWRITER), {folder.directory, QStringLiteral("read"), QStringLiteral("100")});

@@ -370,12 +370,12 @@ private Q_SLOTS:
             child.start(QStringLiteral(JOURNAL_PROGRAM), {QStringLiteral("--record"), path});
             int told = 0;
             while (told < 5 + round) {
-                QVERIFY(child.canReadLine() || child.waitForReadyRead());
+                QVERIFY(child.canReadLine() || child.waitForReadyRead(-1));
                 while (child.canReadLine())
                     told = child.readLine().toInt();
             }
             child.kill();
-            QVERIFY(child.waitForFinished());
+            QVERIFY(child.waitForFinished(-1));
 
             QString error;
             const QList<Call> calls = CallJournal::read(path, &error);

@@ -53,7 +53,7 @@ private:
     {
         QProcess process;
         process.start(program, arguments);
-        const bool isEnded = process.waitForFinished(120000) && process.exitStatus() == QProcess::NormalExit;
+        const bool isEnded = process.waitForFinished(-1) && process.exitStatus() == QProcess::NormalExit;
         m_output = process.readAllStandardOutput() + process.readAllStandardError();
         return isEnded ? process.exitCode() : -1;
     }

@@ -37,7 +37,7 @@ private:
 void CtlBackendTest::initTestCase()
 {
     m_device.start(QStringLiteral(LITTLE_DEVICE), QStringList());
-    QVERIFY(m_device.waitForReadyRead());
+    QVERIFY(m_device.waitForReadyRead(-1));
     const QString url = QString::fromUtf8(m_device.readLine().trimmed());
     m_backend = QStringList{QStringLiteral("--backend"), QStringLiteral(HTTP_PLUGIN ":A=") + url};
     QByteArray values = "[";
@@ -49,7 +49,7 @@ void CtlBackendTest::initTestCase()
 void CtlBackendTest::cleanupTestCase()
 {
     m_device.closeWriteChannel();
-    m_device.waitForFinished();
+    m_device.waitForFinished(-1);
 }
 
 void CtlBackendTest::aScreenIsWrittenSavedAndRead()
@@ -116,12 +116,12 @@ void CtlBackendTest::aVanishedDeviceIsAnError()
 {
     QProcess device;
     device.start(QStringLiteral(LITTLE_DEVICE), QStringList());
-    QVERIFY(device.waitForReadyRead());
+    QVERIFY(device.waitForReadyRead(-1));
     const QString url = QString::fromUtf8(device.readLine().trimmed());
     const QStringList backend{QStringLiteral("--backend"), QStringLiteral(HTTP_PLUGIN ":A=") + url};
     QVERIFY(m_program.run(backend + words("write little slope.json")).exit == 0);
     device.closeWriteChannel();
-    QVERIFY(device.waitForFinished());
+    QVERIFY(device.waitForFinished(-1));
     const Run gone = m_program.run(backend + words("write little slope.json"));
     QVERIFY2(gone.exit != 0 && !gone.error.isEmpty(), gone.all());
     const Run doctor = m_program.run(backend + words("doctor"));

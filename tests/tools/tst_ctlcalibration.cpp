@@ -604,7 +604,7 @@ void CtlCalibrationTest::aFullDiskIsTold()
     process.start(QStringLiteral("sh"),
                   {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 1; exec '%1' --wall uneven.json %2")
                                              .arg(QStringLiteral(CORRECTIONCTL), arguments)});
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(-1));
     const QByteArray error = process.readAllStandardError();
     QVERIFY2(process.exitCode() == 73 && error.contains(file + ": File too large"), error);
     QVERIFY(!m_program.exists(QString::fromUtf8(file)));

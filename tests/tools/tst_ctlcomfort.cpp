@@ -16,7 +16,7 @@ Run python(const Program &program, const QByteArray &script)
         process.setWorkingDirectory(program.path(QString()));
         process.start(interpreter, {QStringLiteral("-c"), QString::fromUtf8(text)});
         Run result;
-        if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit)
+        if (process.waitForFinished(-1) && process.exitStatus() == QProcess::NormalExit)
             result.exit = process.exitCode();
         result.out = process.readAllStandardOutput();
         result.error = process.readAllStandardError();
@@ -419,7 +419,7 @@ void CtlComfortTest::readersWorkBesideAWriter()
     m_program.start(writer, words("--wall busy -v write main before.npy --save"));
     writer.setReadChannel(QProcess::StandardError);
     QByteArray printed;
-    while (!printed.contains("getDeviceList") && writer.waitForReadyRead(60000))
+    while (!printed.contains("getDeviceList") && writer.waitForReadyRead(-1))
         printed += writer.readAllStandardError();
     ::kill(pid_t(writer.processId()), SIGSTOP);
     QVERIFY(m_program.exists(QStringLiteral("busy/lock")));
@@ -434,7 +434,7 @@ void CtlComfortTest::readersWorkBesideAWriter()
         QVERIFY2(run.exit == 69 && run.error.contains("the wall is in use by process"), arguments + run.all());
     }
     ::kill(pid_t(writer.processId()), SIGCONT);
-    QVERIFY(writer.waitForFinished(60000));
+    QVERIFY(writer.waitForFinished(-1));
     QCOMPARE(writer.exitCode(), 0);
 }
 
@@ -472,7 +472,7 @@ void CtlComfortTest::aLongDiscoveryIsShown()
                       {QStringLiteral("-qec"),
                        QStringLiteral("'%1' --wall slow.json %2").arg(QStringLiteral(CORRECTIONCTL), arguments),
                        QStringLiteral("/dev/null")});
-        return process.waitForFinished(60000) ? process.readAllStandardOutput() : QByteArray();
+        return process.waitForFinished(-1) ? process.readAllStandardOutput() : QByteArray();
     };
     const QByteArray printed = printedBy(QStringLiteral("screens"));
     QVERIFY2(printed.contains("\r\x1b[Kdiscovering the screens, 1 of 3 devices queried, waiting for device B (2 s)"),

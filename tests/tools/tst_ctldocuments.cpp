@@ -159,7 +159,7 @@ void CtlDocumentsTest::theManualPageIsWellFormed()
     QProcess man;
     man.setWorkingDirectory(m_program.path(QString()));
     man.start(QStringLiteral("groff"), words("-man -Tutf8 -ww -P-cbou correctionctl.1"));
-    QVERIFY(man.waitForFinished());
+    QVERIFY(man.waitForFinished(-1));
     const QByteArray page = man.readAllStandardOutput();
     QCOMPARE(man.readAllStandardError(), QByteArray());
     QVERIFY(page.contains("EXIT STATUS") && page.contains("correctionctl cabinet 7 config get seven.cfg"));
@@ -241,8 +241,8 @@ void CtlDocumentsTest::zshCompletes()
     environment.insert(QStringLiteral("PROGRAM"), QStringLiteral(CORRECTIONCTL));
     zsh.setProcessEnvironment(environment);
     zsh.start(QStringLiteral("zsh"), {QStringLiteral("-f"), QStringLiteral("ask.zsh")});
-    QVERIFY2(zsh.waitForStarted(), "zsh is not installed");
-    QVERIFY(zsh.waitForFinished());
+    QVERIFY2(zsh.waitForStarted(-1), "zsh is not installed");
+    QVERIFY(zsh.waitForFinished(-1));
     QCOMPARE(zsh.readAllStandardError(), QByteArray());
     QCOMPARE(zsh.readAllStandardOutput(), QByteArray("get\nput\nfiles\nchroma\nleft\nright\n"));
 }

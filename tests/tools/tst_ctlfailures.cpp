@@ -459,7 +459,7 @@ void CtlFailuresTest::aFullDiskIsTold()
     process.start(QStringLiteral("sh"),
                   {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 1; exec '%1' --wall noise %2")
                                              .arg(QStringLiteral(CORRECTIONCTL), arguments)});
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(-1));
     const QByteArray error = process.readAllStandardError();
     QVERIFY2(process.exitCode() == 73, error);
     QVERIFY2(error.contains(arguments.section(QLatin1Char(' '), -1).toUtf8() + ": File too large"), error);
@@ -493,7 +493,7 @@ void CtlFailuresTest::aFullStandardOutputIsTold()
     QProcess process;
     process.setStandardOutputFile(QStringLiteral("/dev/full"));
     m_program.start(process, words("--wall small.json tree"));
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(-1));
     QCOMPARE(process.exitCode(), 73);
     QVERIFY(process.readAllStandardError().contains("standard output does not take what is written"));
 }
@@ -505,15 +505,15 @@ void CtlFailuresTest::aWatchedDirectoryCanBeWritten()
     QVERIFY2(twice.exit == 73, twice.all());
     QProcess watching;
     m_program.start(watching, words("--wall wall -v watch"));
-    QVERIFY(watching.waitForStarted());
+    QVERIFY(watching.waitForStarted(-1));
     QByteArray printed;
     watching.setReadChannel(QProcess::StandardError);
-    while (!printed.contains("getDeviceList") && watching.waitForReadyRead(60000))
+    while (!printed.contains("getDeviceList") && watching.waitForReadyRead(-1))
         printed += watching.readAllStandardError();
     const Run written = m_program.run("--wall wall clear main"); // what only reads takes no lock
     QVERIFY2(written.exit == 0, written.all());
     watching.terminate();
-    QVERIFY(watching.waitForFinished());
+    QVERIFY(watching.waitForFinished(-1));
 }
 
 void CtlFailuresTest::failedReadsLeaveTheOldFile()
@@ -564,10 +564,10 @@ void CtlFailuresTest::ctrlCEndsBetweenTwoRequests()
     m_program.start(process, words("--wall late.json -v") + arguments.split(QLatin1Char(' ')));
     process.setReadChannel(QProcess::StandardError);
     QByteArray printed;
-    while (printed.count(begun) < after + 1 && process.waitForReadyRead(60000))
+    while (printed.count(begun) < after + 1 && process.waitForReadyRead(-1))
         printed += process.readAllStandardError();
     ::kill(pid_t(process.processId()), SIGINT);
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(-1));
     printed += process.readAllStandardError();
     QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 130, printed);
     QVERIFY2(printed.contains("interrupted; " + said), printed);
@@ -593,10 +593,10 @@ void CtlFailuresTest::aFileThatEndsTooEarlyNamesTheRowsBefore()
     m_program.start(process, words("--wall demo.json -v write arena-main demo.npy"));
     process.setReadChannel(QProcess::StandardError);
     QByteArray printed;
-    while (!printed.contains("setCoefficients thread id") && process.waitForReadyRead(60000))
+    while (!printed.contains("setCoefficients thread id") && process.waitForReadyRead(-1))
         printed += process.readAllStandardError();
     QVERIFY(QFile::resize(m_program.path(QStringLiteral("demo.npy")), 4096));
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(-1));
     printed += process.readAllStandardError();
     QCOMPARE(process.exitCode(), 66);
     QVERIFY2(printed.contains("(before it, rows 0 to 127 are written, nothing is saved): demo.npy: was cut short"), printed);
@@ -628,7 +628,7 @@ void CtlFailuresTest::theProgressBarGoesBeforeTheResult()
                   {QStringLiteral("-qec"),
                    QStringLiteral("'%1' --wall creeping.json %2").arg(QStringLiteral(CORRECTIONCTL), arguments),
                    QStringLiteral("/dev/null")});
-    QVERIFY2(process.waitForFinished(60000), "script is not there");
+    QVERIFY2(process.waitForFinished(-1), "script is not there");
     const QByteArray printed = process.readAllStandardOutput();
     QVERIFY2(process.exitCode() == 0, printed);
     QVERIFY2(printed.contains(bar), printed);

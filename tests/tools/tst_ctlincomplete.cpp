@@ -73,7 +73,7 @@ Run CtlIncompleteTest::limited(const QString &arguments, int blocks) const
                                                                    .arg(blocks)
                                                                    .arg(QStringLiteral(CORRECTIONCTL), arguments)});
     Run run;
-    run.exit = process.waitForFinished() ? process.exitCode() : -1;
+    run.exit = process.waitForFinished(-1) ? process.exitCode() : -1;
     run.out = process.readAllStandardOutput();
     run.error = process.readAllStandardError();
     return run;

@@ -306,7 +306,7 @@ void CtlVerbsTest::everyDocumentFollowsTheSchema()
     checker.start(QStringLiteral("python3"),
                   {QStringLiteral(SOURCE_DIR "/tests/tools/check_documents.py"),
                    QStringLiteral(SOURCE_DIR "/docs/correctionctl.schema.json"), m_documents.path(QString())});
-    QVERIFY2(checker.waitForFinished(120000) && checker.exitCode() == 0,
+    QVERIFY2(checker.waitForFinished(-1) && checker.exitCode() == 0,
              checker.readAllStandardOutput() + checker.readAllStandardError());
     const QJsonArray verbs = table.data().value(QStringLiteral("verbs")).toArray();
     for (const QJsonValue &verb : verbs) {
@@ -852,7 +852,7 @@ void CtlVerbsTest::pipesCarryFiles()
     bash.start(QStringLiteral("bash"),
                {QStringLiteral("-c"),
                 QStringLiteral("ctl() { '%1' --wall small.json \"$@\"; }; ").arg(QStringLiteral(CORRECTIONCTL)) + line});
-    QVERIFY(bash.waitForFinished());
+    QVERIFY(bash.waitForFinished(-1));
     QCOMPARE(bash.readAllStandardOutput(), out);
     const QByteArray said = bash.readAllStandardError();
     QVERIFY2(error.isEmpty() ? !said.contains("correctionctl:") : said.contains(error), said);
@@ -968,12 +968,12 @@ void CtlVerbsTest::changesAreWatched()
     // Without a count it goes on until Ctrl-C, which is its ordinary end.
     QProcess process;
     m_program.start(process, words("--wall events.json watch"));
-    QVERIFY(process.waitForStarted());
+    QVERIFY(process.waitForStarted(-1));
     QByteArray printed;
-    while (printed.count('\n') < 2 && process.waitForReadyRead(60000))
+    while (printed.count('\n') < 2 && process.waitForReadyRead(-1))
         printed += process.readAllStandardOutput();
     process.terminate();
-    QVERIFY(process.waitForFinished());
+    QVERIFY(process.waitForFinished(-1));
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 0);
     QVERIFY(!process.readAllStandardError().contains("Ctrl-C"));
@@ -1110,7 +1110,7 @@ void CtlVerbsTest::colourStaysOffOutsideATerminal()
         process.setWorkingDirectory(m_program.path(QString()));
         process.start(QStringLiteral("env"), {QStringLiteral("TERM=xterm"), variable, QStringLiteral("script"),
                                               QStringLiteral("-qec"), line, QStringLiteral("/dev/null")});
-        process.waitForFinished();
+        process.waitForFinished(-1);
         return process.readAllStandardOutput();
     };
     QVERIFY(onTerminal(QStringLiteral("NO_COLOR=")).contains("\x1b[1mID"));

@@ -315,7 +315,7 @@ Run runProgram(const QString &arguments, const QString &program = QStringLiteral
     QProcess process;
     process.start(program, arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
     Run run;
-    if (process.waitForFinished(120000) && process.exitStatus() == QProcess::NormalExit)
+    if (process.waitForFinished(-1) && process.exitStatus() == QProcess::NormalExit)
         run.exit = process.exitCode();
     run.out = process.readAllStandardOutput();
     run.error = process.readAllStandardError();
@@ -685,7 +685,7 @@ for part in [document, document["summary"]] + document["lines"][:1]:
                                                  QStringLiteral(SOURCE_DIR "/docs/service-check.schema.json")});
         python.write(run.out);
         python.closeWriteChannel();
-        QVERIFY2(python.waitForFinished(60000) && python.exitCode() == 0, python.readAllStandardError());
+        QVERIFY2(python.waitForFinished(-1) && python.exitCode() == 0, python.readAllStandardError());
     }
 }
 
