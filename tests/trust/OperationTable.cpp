@@ -500,7 +500,7 @@ QString gridOf(Host &host)
 {
     if (!host.variables.grid)
         return QString();
-    const QVector<unsigned short> values = host.variables.grid->getCoefficient();
+    const QVector<unsigned short> values = static_cast<Coefficient &>(*host.variables.grid).getCoefficient();
     QStringList texts;
     for (int i = 0; i < values.size(); i += 9) {
         const bool same = std::all_of(values.cbegin() + i, values.cbegin() + i + 9,
@@ -512,7 +512,9 @@ QString gridOf(Host &host)
 
 QString multilayerOf(Host &host)
 {
-    return host.variables.multilayer ? QString::fromLatin1(host.variables.multilayer->getCoefficient()) : QString();
+    return host.variables.multilayer
+               ? QString::fromLatin1(static_cast<MultilayerCoefficient &>(*host.variables.multilayer).getCoefficient())
+               : QString();
 }
 
 /// The screens, sub-screens and cabinets that discovery made.
@@ -907,9 +909,10 @@ void Table::addReads()
     add(
         "ICabinet::tryGetCoefficients chroma",
         [](Host &host) {
-            host.variables.grid = std::make_unique<Coefficient>(2, 1);
+            auto *const grid = new Coefficient(2, 1);
+            host.variables.grid.reset(grid);
             QVector<unsigned short> values(18, 7);
-            host.variables.grid->setCoefficient(values);
+            grid->setCoefficient(values);
             return host.cabinet->tryGetCoefficients(*host.variables.grid);
         },
         gridOf,
@@ -923,9 +926,10 @@ void Table::addReads()
     add(
         "ICabinet::tryGetCoefficients multilayer",
         [](Host &host) {
-            host.variables.multilayer = std::make_unique<MultilayerCoefficient>(1, 1, 2);
+            auto *const grid = new MultilayerCoefficient(1, 1, 2);
+            host.variables.multilayer.reset(grid);
             QByteArray values("77");
-            host.variables.multilayer->setCoefficient(values);
+            grid->setCoefficient(values);
             return host.cabinet->tryGetCoefficients(*host.variables.multilayer);
         },
         multilayerOf,
@@ -936,9 +940,10 @@ void Table::addReads()
                                                                                                       : enTimeout;
         });
     const auto prepare = [](Host &host, int columns) {
-        host.variables.grid = std::make_unique<Coefficient>(columns, 1);
+        auto *const grid = new Coefficient(columns, 1);
+        host.variables.grid.reset(grid);
         QVector<unsigned short> values(9 * columns, 7);
-        host.variables.grid->setCoefficient(values);
+        grid->setCoefficient(values);
     };
     add(
         "ISubScreen::tryGetCoefficients",

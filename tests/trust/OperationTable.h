@@ -5,6 +5,7 @@
 #include <Correction/CabinetBaseInfo.h>
 #include <Correction/CabinetsPtr.h>
 #include <Correction/Coefficient.h>
+#include <Correction/CoefficientPtr.h>
 #include <Correction/MultilayerCoefficient.h>
 #include <Correction/ScreenManager.h>
 
@@ -127,8 +128,8 @@ struct Variables {
     QVector<CabinetBaseInfo> support;
     CabinetBaseInfo baseInfo;
     QList<RxCardFlashCheckInfo> flash;
-    std::unique_ptr<Coefficient> grid;
-    std::unique_ptr<MultilayerCoefficient> multilayer;
+    CoefficientPtr grid;       ///< a Coefficient
+    CoefficientPtr multilayer; ///< a MultilayerCoefficient
 };
 
 /// The host's objects, of a wall just discovered.
