@@ -243,8 +243,8 @@ bool cut(const Names &names, const Shape &shape, const Values &values, const QRe
     if (lcCorrection().isDebugEnabled())
         block.log(qDebug(lcCorrection) << names.tryGetPart, shape);
 
-    // A whole cabinet is cut in most reads.
-    if (block.covers(shape) && isValid(shape, values)) {
+    // A whole cabinet is cut in most reads. Values of no pixels may be null; those of a part are not.
+    if (block.covers(shape) && isValid(shape, values) && !values.isEmpty()) {
         part = owned(values);
         return true;
     }

@@ -65,6 +65,8 @@ public:
 
     void take()
     {
+        spare().clear(); // of a refresh that is under way on another thread
+        used() = 0;
         spare().swap(refreshRecords());
         m_hasTaken = true;
     }
@@ -302,7 +304,8 @@ template <class Record>
 class Refill
 {
 public:
-    explicit Refill(QList<Record *> &records) : m_records(records) {}
+    /// A host may share the list. It is copied here, where running out of memory does no harm.
+    explicit Refill(QList<Record *> &records) : m_records(records) { m_records.detach(); }
     ~Refill()
     {
         while (m_records.size() > m_used)

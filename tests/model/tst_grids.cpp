@@ -242,6 +242,7 @@ private Q_SLOTS:
     void constructorTakesColumnsFirst() { FOR_THE_KIND(constructorTakesColumnsFirstOf); }
     void constructorMakesAnInvalidGridOfABadSize_data();
     void constructorMakesAnInvalidGridOfABadSize();
+    void aPartWithoutPixelsIsNotNull();
     void multilayerConstructorTakesAPixelLength();
     void multilayerConstructorTakesAnyPixelLength_data();
     void multilayerConstructorTakesAnyPixelLength();
@@ -511,6 +512,16 @@ void tst_Grids::constructorMakesAnInvalidGridOfABadSize()
     QVector<unsigned short> average{1, 2, 3};
     QCOMPARE(chroma.tryGetAvg(average), enInvalidParameter);
     QCOMPARE(average, (QVector<unsigned short>{1, 2, 3}));
+}
+
+void tst_Grids::aPartWithoutPixelsIsNotNull()
+{
+    MultilayerCoefficient grid(0, 0);
+    QByteArray none;
+    QCOMPARE(grid.setCoefficient(none), enSuccess);
+    const CoefficientPtr part(grid.tryGetPart(QRect(0, 0, 0, 0)));
+    QVERIFY(part && !static_cast<MultilayerCoefficient &>(*part).getCoefficient().isNull());
+    m_log->clear();
 }
 
 void tst_Grids::multilayerConstructorTakesAPixelLength()

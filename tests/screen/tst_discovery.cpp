@@ -310,6 +310,7 @@ private Q_SLOTS:
     void aRecordHoldsItsCardsAndModules();
     void aRecordLivesUntilTheNextRefresh();
     void nothingOfTheRefreshBeforeStays();
+    void aRefreshInsideAnotherThreadsIsWhole();
     void manyRefreshesStayAtTheSameMemory();
     void theHostMayRemoveCabinetsBetweenRefreshes();
     void theRefreshSurvivesExhaustion();
@@ -1368,6 +1369,25 @@ void tst_Discovery::manyRefreshesStayAtTheSameMemory()
         else if (i > 2)
             QCOMPARE(objects, settled);
     }
+}
+
+void tst_Discovery::aRefreshInsideAnotherThreadsIsWhole()
+{
+    m_wall.setDevices({smallDevice("A", QPoint(), 1), smallDevice("B", QPoint(0, 4), 3)});
+    QCOMPARE(manager().refreshScreen(), enSuccess);
+    bool isInside = false;
+    m_wall.scripts().on(text("HWInfo::getHWInfo"), text("B")).run([&isInside](const Simulator::Call &) {
+        if (isInside)
+            return;
+        isInside = true;
+        std::thread([] { manager().refreshScreen(); }).join();
+    });
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(manager().refreshScreen(), enSuccess);
+        QVERIFY(isInside && registered("4"));
+        QCOMPARE(rectOf("4"), QRect(8, 4, 8, 4));
+    }
+    m_log->clear();
 }
 
 void tst_Discovery::theHostMayRemoveCabinetsBetweenRefreshes()

@@ -5,7 +5,10 @@
 
 #include "trust/OperationTable.h"
 
+#include <Correction/CabinetManager.h>
+
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QScopedValueRollback>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
 
@@ -22,6 +25,41 @@ QString unshared(const QString &string)
     return QString(string.constData(), string.size());
 }
 
+#ifdef COUNTS_ALLOCATIONS
+/// A device with one cabinet, which has a receiving card with some modules.
+class OneCabinet : public Adapter::DeviceBackend
+{
+public:
+    QList<Adapter::DeviceInfo> devices() override
+    {
+        Adapter::DeviceInfo device;
+        device.key = text("A");
+        return {device};
+    }
+    Adapter::Answer answer(const Adapter::Call &call) override
+    {
+        const QScopedValueRollback<bool> pause(Allocations::armed, false); // the replies are the device's
+        const QVariantMap place{{text("cabinetID"), text("1")}, {text("outputID"), text("1")}};
+        const QVariantMap subScreen{{text("cabinets"), QVariantList{place}}};
+        QVariantList flags;
+        for (int i = 0; i < modules; ++i)
+            flags.append(QVariantMap{{text("id"), text("m")}});
+        const QVariantMap card{{text("id"), text("c")}, {text("moduleflags"), flags}};
+        Adapter::Answer answer;
+        answer.reply = QVariantMap();
+        if (call.operation.endsWith(text("getScreens")))
+            answer.reply = QVariantMap{{text("screenUUID"), text("S")}, {text("subScreens"), QVariantList{subScreen}}};
+        else if (call.operation.endsWith(text("getAllCabinetsInfo")))
+            answer.reply = QVariantList{QVariantMap{{text("id"), text("1")}, {text("outputID"), text("1")}}};
+        else if (call.operation.endsWith(text("getCabAllFlags")))
+            answer.reply = QVariantList{QVariantMap{{text("id"), text("1")}, {text("recvcardflags"), QVariantList{card}}}};
+        return answer;
+    }
+
+    int modules = 0;
+};
+#endif
+
 } // namespace
 
 class tst_OutOfMemory : public QObject
@@ -34,6 +72,7 @@ private Q_SLOTS:
 
     void everyAllocation_data();
     void everyAllocation();
+    void listsThatTheHostKeepsAreRefilled();
 
 private:
     QTemporaryDir m_directory;
@@ -152,6 +191,40 @@ void tst_OutOfMemory::everyAllocation()
     }
     QVERIFY(failures > 0);
     m_failures += failures;
+#endif
+}
+
+void tst_OutOfMemory::listsThatTheHostKeepsAreRefilled()
+{
+#ifdef COUNTS_ALLOCATIONS
+    OneCabinet backend;
+    Adapter::setBackend(&backend);
+    Correction::ScreenManager &manager = *Correction::ScreenManager::getInstance();
+    const auto cabinet = [] { return Correction::CabinetManager::getInstance()->tryGetCabinet(text("1")); };
+    bool failed = true;
+    for (int round = 0; failed; ++round) {
+        QVERIFY(round < 20000);
+        backend.modules = 5;
+        QCOMPARE(manager.refreshScreen(), Correction::enSuccess);
+        const QList<Correction::ModuleInfo *> kept = cabinet()->getCabAllFlags();
+        QCOMPARE(kept.size(), 5);
+        backend.modules = 2;
+        failed = false;
+        Allocations::untilFailure = round;
+        Allocations::armed = true;
+        try {
+            manager.refreshScreen();
+        } catch (const std::bad_alloc &) {
+            failed = true;
+        }
+        failed = failed || Allocations::untilFailure < 0;
+        Allocations::untilFailure = -1;
+        Allocations::armed = false;
+        QCOMPARE(manager.refreshScreen(), Correction::enSuccess);
+        QCOMPARE(cabinet()->getCabAllFlags().size(), 2);
+        QCOMPARE(kept.size(), 5);
+    }
+    Adapter::setBackend(&m_backend);
 #endif
 }
 
