@@ -36,8 +36,8 @@ struct Case {
     double timesLimit = 0;   ///< Target: the library takes at most this many times the limit's figure. 0: none.
     /// Target: the library's figure is at most this. Negative: none.
     double atMost = -1;
-    QString ifMissed;  ///< Explains in the chart why a target is missed.
-    double memory = 0; ///< Bytes that the machine must have free; the case is left out otherwise.
+    QString ifMissed = {}; ///< Explains in the chart why a target is missed.
+    double memory = 0;     ///< Bytes that the machine must have free; the case is left out otherwise.
 };
 
 /// All cases, in the order of the report.
