@@ -20,7 +20,7 @@ else()
   cmake_host_system_information(RESULT guard_cores QUERY NUMBER_OF_LOGICAL_CORES)
   set_tests_properties(instruction_counts PROPERTIES
     SKIP_REGULAR_EXPRESSION "Not compared, so nothing is guarded here:"
-    PROCESSORS ${guard_cores}) # it builds
+    PROCESSORS ${guard_cores} TIMEOUT 900) # it builds
   correction_slow_tests(instruction_counts)
   # With counts of another toolchain it ends as skipped, not as passed, and names both.
   add_test(NAME instruction_counts_elsewhere
