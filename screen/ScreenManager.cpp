@@ -55,18 +55,15 @@ public:
     /// Releases those that were not used.
     ~SpareRecords()
     {
-        if (!m_hasTaken)
-            return;
-        spare().clear();
-        used() = 0;
+        if (m_hasTaken)
+            release();
     }
     SpareRecords(const SpareRecords &) = delete;
     SpareRecords &operator=(const SpareRecords &) = delete;
 
     void take()
     {
-        spare().clear(); // of a refresh that is under way on another thread
-        used() = 0;
+        release(); // those of a refresh that is under way on another thread
         spare().swap(refreshRecords());
         m_hasTaken = true;
     }
@@ -85,6 +82,11 @@ public:
     }
 
 private:
+    static void release()
+    {
+        spare().clear();
+        used() = 0;
+    }
     static Records &spare()
     {
         static auto *const records = new Records;

@@ -15,8 +15,8 @@ namespace Correction {
 /// concern.
 ///
 /// Removing a cabinet releases its storage alone and runs no destructor, since `ICabinet` has no virtual one: a registered
-/// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records at the next refresh, so
-/// never delete a cabinet that it made).
+/// cabinet must come from `new`, and its `CabinetInfo` stays (discovery releases its own records, or fills them again, at
+/// the next refresh, so never delete a cabinet that it made).
 ///
 /// Cabinets may be removed from inside an operation of the same thread (a device service may call the host back or run the
 /// event loop): they are unknown at once, and their storage is released by the first refresh or removal outside of every

@@ -111,7 +111,8 @@ public:
     /// of `saveModuleCoefficient`, the time and `enInvalidParameter` those of `clearModuleCoefficient`.
     virtual EnumErrorCode reloadModuleCoefficient(int type) = 0;
     /// The modules of all receiving cards as the last refresh read them, owned by the description: their flags are not
-    /// changed by `setModuleflags`. Sends nothing. Empty without a description.
+    /// changed by `setModuleflags`. The next refresh deletes the modules or fills them again, so a list that is kept longer
+    /// must not be used. Sends nothing. Empty without a description.
     virtual QList<ModuleInfo *> getCabAllFlags() = 0;
     /// `enSuccess` when every module of every receiving card passed its flash check. `enNotSupported`: one did not (not
     /// logged), or the check lists no card, or a card without modules (one critical line). Logs `enTimeout` with two lines.
