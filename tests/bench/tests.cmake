@@ -17,11 +17,8 @@ else()
         -DCORRECTION_BUILD_TOOLS=OFF -DCORRECTION_BUILD_SIMULATOR=ON
       --test-command "${PROJECT_SOURCE_DIR}/bench/guard.sh" check "${guard_dir}/bench/correction-guard"
         "${PROJECT_SOURCE_DIR}/bench/instructions.txt" "${guard_dir}/counts")
-  cmake_host_system_information(RESULT guard_cores QUERY NUMBER_OF_LOGICAL_CORES)
-  set_tests_properties(instruction_counts PROPERTIES
-    SKIP_REGULAR_EXPRESSION "Not compared, so nothing is guarded here:"
-    PROCESSORS ${guard_cores} TIMEOUT 900) # it builds
-  correction_slow_tests(instruction_counts)
+  set_tests_properties(instruction_counts PROPERTIES SKIP_REGULAR_EXPRESSION "Not compared, so nothing is guarded here:")
+  correction_building_tests(instruction_counts)
   # With counts of another toolchain it ends as skipped, not as passed, and names both.
   add_test(NAME instruction_counts_elsewhere
     COMMAND "${PROJECT_SOURCE_DIR}/tests/bench/elsewhere.sh" "${PROJECT_SOURCE_DIR}/bench/guard.sh"

@@ -1,7 +1,6 @@
 correction_test(interface/tst_slotorders.cpp)
 
 set(interface_dir "${CMAKE_CURRENT_LIST_DIR}")
-cmake_host_system_information(RESULT interface_cores QUERY NUMBER_OF_LOGICAL_CORES)
 
 add_test(NAME exported_symbols
   COMMAND "${interface_dir}/exported_symbols.sh" "${CMAKE_NM}" "${CMAKE_READELF}" "$<TARGET_FILE:correction>"
@@ -67,17 +66,14 @@ foreach(compiler IN ITEMS g++ clang++)
       -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Core,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
       -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Gui,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
     COMMAND_EXPAND_LISTS)
-  # It keeps all cores busy by itself.
-  set_tests_properties(${name} PROPERTIES PROCESSORS ${interface_cores})
-  correction_slow_tests(${name})
+  correction_building_tests(${name})
 endforeach()
 
 add_test(NAME consumer
   COMMAND "${interface_dir}/consumer.sh" "${CMAKE_COMMAND}" "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}"
     "${CMAKE_CURRENT_BINARY_DIR}/consumer" "${PROJECT_VERSION}" "${CMAKE_GENERATOR}" "${CMAKE_CXX_COMPILER}"
     "${CMAKE_BUILD_TYPE}" "${CMAKE_CXX_FLAGS}")
-set_tests_properties(consumer PROPERTIES PROCESSORS ${interface_cores} TIMEOUT 900) # it builds some twenty programs
-correction_slow_tests(consumer)
+correction_building_tests(consumer) # some twenty programs
 
 # The other promise header is a stand-in, so this needs a build with the bundled one.
 if(NOT correction_installed_qtpromise)
@@ -90,6 +86,5 @@ if(NOT correction_installed_qtpromise)
       -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Core,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
       -isystem "$<JOIN:$<TARGET_PROPERTY:Qt5::Gui,INTERFACE_INCLUDE_DIRECTORIES>,;-isystem;>"
     COMMAND_EXPAND_LISTS)
-  set_tests_properties(promise_mixes PROPERTIES PROCESSORS ${interface_cores})
-  correction_slow_tests(promise_mixes)
+  correction_building_tests(promise_mixes)
 endif()
