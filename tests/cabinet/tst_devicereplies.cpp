@@ -3,6 +3,7 @@
 
 #include "cabinet/DeviceReply.h"
 #include "support/LogCapture.h"
+#include "values/Nesting.h"
 
 #include <Correction/CabinetInfo.h>
 #include <Correction/CabinetV4.h>
@@ -264,11 +265,11 @@ void tst_DeviceReplies::deepRepliesNeedNoDeepStack()
 
 void tst_DeviceReplies::theDeepestReplyIsWhole()
 {
-    nextReply = nested(maxReplyDepth, QStringLiteral("mlh"));
+    nextReply = nested(Nesting::deepest, QStringLiteral("mlh"));
     const QString whole = printed(nextReply);
     QCOMPARE(loggedReply(), whole);
 
-    nextReply = nested(maxReplyDepth + 1, QStringLiteral("mlh"));
+    nextReply = nested(Nesting::deepest + 1, QStringLiteral("mlh"));
     QVERIFY(!loggedReply().isEmpty());
     QCOMPARE(m_log->takeWarning().size(), 1);
 }

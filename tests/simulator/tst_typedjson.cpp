@@ -1,5 +1,7 @@
 // Values as JSON and back: nothing is lost on the way.
 
+#include "support/Nested.h"
+
 #include <adapter/json/Describe.h>
 #include <adapter/json/Reader.h>
 #include <adapter/json/TypedJson.h>
@@ -377,6 +379,37 @@ private Q_SLOTS:
         const QByteArray json = toTypedJson(opaque);
         QVERIFY2(json.startsWith("{\"$type\": \"Sample::Opaque\", \"text\": \""), json.constData());
         QCOMPARE(toTypedJson(read(json)), json);
+    }
+
+    void refusesDeepNesting_data()
+    {
+        QTest::addColumn<QByteArray>("open");
+        QTest::addColumn<QByteArray>("close");
+        QTest::addColumn<int>("longest"); // what fits into the nesting that QJsonDocument reads
+        QTest::addRow("lists") << QByteArray("[") << QByteArray("]") << 1000;
+        QTest::addRow("maps") << QByteArray("{\"in\": ") << QByteArray("}") << 1000;
+        QTest::addRow("both") << QByteArray("[{\"in\": ") << QByteArray("}]") << 1000;
+        QTest::addRow("typed maps") << QByteArray("{\"$type\": \"QVariantMap\", \"value\": {\"$in\": ") << QByteArray("}}")
+                                    << 500;
+        QTest::addRow("typed lists") << QByteArray("{\"$type\": \"QVariantList\", \"value\": [") << QByteArray("]}") << 500;
+        QTest::addRow("unknown types") << QByteArray("{\"$type\": \"Foreign\", \"value\": ") << QByteArray("}") << 1000;
+    }
+    void refusesDeepNesting()
+    {
+        QFETCH(QByteArray, open);
+        QFETCH(QByteArray, close);
+        QFETCH(int, longest);
+        const int levelsEach = open.startsWith("[{") ? 2 : 1;
+        const auto json = [&](int levels) {
+            return open.repeated(levels / levelsEach) + '1' + close.repeated(levels / levelsEach);
+        };
+        QCOMPARE(problemOf(json(Nesting::deepest)), QString());
+        QVERIFY2(problemOf(json(Nesting::deepest + levelsEach)).endsWith(QLatin1String(": nested deeper than 100 levels")),
+                 qPrintable(problemOf(json(Nesting::deepest + levelsEach))));
+        QString problem;
+        TestSupport::onSmallStack([&] { problem = problemOf(json(longest)); });
+        QVERIFY2(problem.endsWith(QLatin1String(": nested deeper than 100 levels")), qPrintable(problem));
+        QCOMPARE(problem.count(QLatin1Char('\n')), 0);
     }
 
     void namesWhatIsWrong_data()
