@@ -55,11 +55,18 @@ inline int levelsOf(const QVariant &value)
     return levels;
 }
 
+/// Sanitizers make frames larger.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr unsigned smallStack = 4 * 512 * 1024;
+#else
+constexpr unsigned smallStack = 512 * 1024;
+#endif
+
 /// Calls a function on a thread whose stack is as small as those of some hosts.
 inline void onSmallStack(const std::function<void()> &function)
 {
     const std::unique_ptr<QThread> thread(QThread::create(function));
-    thread->setStackSize(512 * 1024);
+    thread->setStackSize(smallStack);
     thread->start();
     thread->wait();
 }

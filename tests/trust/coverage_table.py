@@ -6,7 +6,7 @@ exception handlers, lines of brackets alone, and branches on lines without a dec
 instantiations of a template count as one. EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON", CODE
 being the whole source line without the blanks around it. Writes all other lines that are not covered, wholly or in part, to
 UNCOVERED. The exit code is 1 when a folder has less than is asked and code that is not explained, or when an explanation is about
-covered code.
+covered code, unless its reason begins with "sometimes: ": code that only some runs reach.
 """
 import collections
 import json
@@ -16,7 +16,7 @@ import re
 import subprocess
 import sys
 
-STRICT = {"model", "cabinet", "screen", "qtpromise", "adapter", "simulator/disk"}
+STRICT = {"values", "model", "cabinet", "screen", "qtpromise", "adapter", "simulator/disk"}
 ASKED = {True: (100.0, 98.0), False: (98.0, 92.0)}
 
 DECISION = re.compile(r"\b(if|for|while|switch|case|catch)\b|\?|&&|\|\|")
@@ -105,7 +105,8 @@ def outcomes(lists, decisions):
 
 def main(build, explanations, uncovered, *folders):
     explained = read_explained(explanations)
-    unused = {key for key in explained if folder_of(key[0], folders)}
+    unused = {key for key, reason in explained.items()
+              if folder_of(key[0], folders) and not reason.startswith("sometimes: ")}
     totals = {folder: [0, 0, 0, 0, 0] for folder in folders}  # lines, covered, branches, covered, not explained
     gaps = []
     for name, lines in sorted(read_coverage(build, folders).items()):

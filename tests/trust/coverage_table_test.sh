@@ -49,6 +49,11 @@ grep -q 'all gaps explained' printed || fail "wrong row: $(cat printed)"
 printf 'model/m.cpp: a(); # never called\n' >>explained
 ! table model || fail "accepted an explanation of covered code"
 grep -qx 'explained, but covered or gone: model/m.cpp: a();' printed || fail "wrong line: $(cat printed)"
+printf 'model/m.cpp: a(); # sometimes: of another thread\n' >sometimes
+sed -i '$d' explained
+cat sometimes >>explained
+table model || fail "refused an explanation of code that only some runs reach: $(cat printed)"
+printf 'model/m.cpp: a(); # never called\n' >>explained
 table simulator || fail "looked at explanations of another folder"
 
 ! table adapter || fail "accepted a folder without data"

@@ -1,5 +1,7 @@
 // Values nested deeper than the stack is.
 
+#include "support/Allocations.h"
+
 #include "support/Nested.h"
 
 #include <QtTest/QtTest>
@@ -18,6 +20,7 @@ private Q_SLOTS:
     void releasesWithoutADeepStack_data();
     void releasesWithoutADeepStack();
     void aSharedValueIsReleasedByItsLastOwner();
+    void releasesWithoutMemory();
     void visitsMapsListsAndHashes();
 };
 
@@ -108,6 +111,31 @@ void tst_Nesting::aSharedValueIsReleasedByItsLastOwner()
         Nesting::release(last);
     });
     QCOMPARE(levels, 30000);
+}
+
+void tst_Nesting::releasesWithoutMemory()
+{
+#ifndef COUNTS_ALLOCATIONS
+    QSKIP("needs the C library's own allocator");
+#else
+    bool failed = true;
+    for (int round = 0; failed; ++round) {
+        QVERIFY(round < 10000);
+        Allocations::liveBlocks = 0;
+        Allocations::armed = true;
+        QVariant value = nested(Nesting::deepest + 50, QStringLiteral("mlh"));
+        const int made = Allocations::allocations;
+        Allocations::untilFailure = round;
+        Nesting::release(value);
+        failed = Allocations::untilFailure < 0;
+        Allocations::untilFailure = -1;
+        Allocations::armed = false;
+        QVERIFY(!value.isValid());
+        QVERIFY(made > 0 && (failed || round > 0));
+        if (round >= 3) // some objects are created once
+            QCOMPARE(Allocations::liveBlocks, std::int64_t(0));
+    }
+#endif
 }
 
 void tst_Nesting::visitsMapsListsAndHashes()
