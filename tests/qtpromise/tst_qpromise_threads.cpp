@@ -1361,6 +1361,40 @@ private Q_SLOTS:
         QVERIFY(hasRun);
     }
 
+    /// The wait that began first ends first.
+    void aWaitThatAnExceptionEndsLeavesOthersTheirs()
+    {
+        const Deferred<void> deferred;
+        Gate isWaiting;
+        std::atomic<bool> hasSeen{false};
+        std::unique_ptr<QThread> other(QThread::create([&] {
+            QObject here;
+            QMetaObject::invokeMethod(
+                &here, [&] { isWaiting.open(); }, Qt::QueuedConnection);
+            deferred.promise.wait();
+            hasSeen = deferred.promise.isFulfilled();
+        }));
+        QMetaObject::invokeMethod(
+            this,
+            [&] {
+                other->start();
+                isWaiting.pass();
+                throw 5;
+            },
+            Qt::QueuedConnection);
+        int thrown = 0;
+        try {
+            deferred.promise.wait();
+        } catch (int number) {
+            thrown = number;
+        }
+        QCOMPARE(thrown, 5);
+        QVERIFY(deferred.promise.isPending());
+        (*deferred.resolve)();
+        other->wait();
+        QVERIFY(hasSeen);
+    }
+
     void aThreadMakesPromisesAfterItsEnd()
     {
         int value = 0;
