@@ -20,13 +20,13 @@ using namespace Trust;
 
 namespace {
 
+#ifdef COUNTS_ALLOCATIONS
 /// With memory of its own: whether the library's strings are released is counted.
 QString unshared(const QString &string)
 {
     return QString(string.constData(), string.size());
 }
 
-#ifdef COUNTS_ALLOCATIONS
 /// A device with one cabinet, which has a receiving card with some modules.
 class OneCabinet : public Adapter::DeviceBackend
 {
