@@ -50,6 +50,8 @@ public:
     QtPromise::QPromise<bool> upload(const Call &call) override
     {
         operations += call.operation;
+        if (thrown)
+            std::rethrow_exception(thrown);
         return QtPromise::QPromise<bool>(
             [this](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
                 settle = [resolve](bool value) { resolve(value); };
@@ -286,6 +288,20 @@ void tst_Filters::aTapShowsWhatWasThrown()
     QCOMPARE(seen.size(), 2);
     QVERIFY(!seen[0].result && !seen[1].result);
     QCOMPARE(seen[1].note, QStringLiteral("thrown: the plug"));
+
+    m_inner->thrown = std::make_exception_ptr(std::runtime_error("the cable"));
+    QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->uploadCoefficientAsync(key, List{1}), std::runtime_error);
+    m_inner->thrown = std::make_exception_ptr(5);
+    QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->uploadCoefficientAsync(key, List{2}), int);
+    QCOMPARE(seen.size(), 4);
+    QCOMPARE(seen[2].note, QStringLiteral("thrown: the cable"));
+    QCOMPARE(seen[3].note, QStringLiteral("thrown: unknown exception"));
+    QVERIFY(!seen[3].result && !seen[3].rejected);
+    m_inner->thrown = nullptr;
+    m_inner->next = {true, {}, {}, nullptr, QStringLiteral("late")}; // two notes of one call
+    Map given{{QStringLiteral("mode"), 1}};
+    QVERIFY(Correctionop::getInstance()->getCabinetEffectMode(key, id, given));
+    QCOMPARE(seen[4].note, QStringLiteral("the reply was not passed in empty; late"));
 }
 
 void tst_Filters::aTapShowsPendingUploadsWhenItStops()

@@ -26,12 +26,14 @@ using namespace Json;
 namespace Sample {
 enum Wide : qint64 { Far = std::numeric_limits<qint64>::max() - 1 };
 enum class Narrow : qint8 { Less = -3, More = 100 };
+enum Middle : qint16 { Low = -300 };
 struct Opaque {
     int number;
 };
 } // namespace Sample
 Q_DECLARE_METATYPE(Sample::Wide)
 Q_DECLARE_METATYPE(Sample::Narrow)
+Q_DECLARE_METATYPE(Sample::Middle)
 Q_DECLARE_METATYPE(Sample::Opaque)
 
 namespace {
@@ -276,6 +278,7 @@ private Q_SLOTS:
     {
         qRegisterMetaType<Sample::Wide>();
         qRegisterMetaType<Sample::Narrow>();
+        qRegisterMetaType<Sample::Middle>();
         qRegisterMetaType<Sample::Opaque>();
     }
 
@@ -328,6 +331,10 @@ private Q_SLOTS:
         row("texts", QStringList{QStringLiteral("a"), QString()}, "{'$type': 'QStringList', 'value': ['a', null]}");
         row("bytes", QByteArray("\0\xff", 2), "{'$type': 'QByteArray', 'value': 'AP8='}");
         row("an enumeration", QVariant::fromValue(Sample::Narrow::Less), "{'$type': 'Sample::Narrow', 'value': -3}");
+        row("an enumeration of 16 bits", QVariant::fromValue(Sample::Low), "{'$type': 'Sample::Middle', 'value': -300}");
+        row("an ushort", QVariant::fromValue<ushort>(65535), "{'$type': 'ushort', 'value': 65535}");
+        row("an ulong", QVariant::fromValue<ulong>(7), "{'$type': 'ulong', 'value': '7'}");
+        row("infinity", std::numeric_limits<double>::infinity(), "{'$type': 'double', 'value': 'inf'}");
         row("a wide enumeration", QVariant::fromValue(Sample::Far),
             "{'$type': 'Sample::Wide', 'value': '9223372036854775806'}");
         row("a point", QPoint(1, -1), "{'$type': 'QPoint', 'value': 'AAAAAf////8='}");
@@ -355,6 +362,7 @@ private Q_SLOTS:
         row("a 64-bit integer as a number", "{'value':64,'$type':'qlonglong'}", 64LL);
         row("a 64-bit integer by its other name", "{'$type': 'long long', 'value': '64'}", 64LL);
         row("an uint as a text", "{'$type': 'uint', 'value': '4294967295'}", 4294967295u);
+        row("a tagged bool", "{'$type': 'bool', 'value': true}", true);
         row("a tagged int", "{'$type': 'int', 'value': 7}", 7);
         row("a double as a text", "{'$type': 'double', 'value': '0.25'}", 0.25);
         row("an int with an exponent", "1e3", 1000);
@@ -446,6 +454,8 @@ private Q_SLOTS:
             "request.value: expected an object, got a list");
         row("a double that is none", "{'$type': 'double', 'value': 'x'}", "request.value: expected a number, got 'x'");
         row("a point cut short", "{'$type': 'QPoint', 'value': 'AAAA'}", "request.value: no QPoint");
+        row("a bool that is none", "{'$type': 'bool', 'value': 1}", "request.value: expected true or false, got 1");
+        row("bytes that are no text", "{'$type': 'QByteArray', 'value': 1}", "request.value: expected a text, got 1");
         row("an enumeration past its size", "{'$type': 'Sample::Narrow', 'value': 300}",
             "request.value: expected an integer from -128 to 127, got 300");
     }
