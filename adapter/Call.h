@@ -1,5 +1,7 @@
 #pragma once
 
+#include <adapter/AdapterGlobal.h>
+
 #include <QtCore/QMap>
 #include <QtCore/QString>
 #include <QtCore/QVariant>
@@ -12,6 +14,9 @@ namespace Adapter {
 /// request; journals fill in the rest. Strings and containers are implicitly shared, so that copying a call copies no
 /// coefficients.
 struct Call {
+    /// Needs no deep stack, however deep the reply is nested.
+    ADAPTER_API ~Call();
+
     qint64 number = 0; ///< Counts the calls from 1, in the order in which they began. 0 where no calls are counted.
     QString operation; ///< See Operation::name.
     QString deviceKey; ///< Null for discovery's operations, else never null.
@@ -31,6 +36,9 @@ struct Call {
 
 /// A backend's result for one call.
 struct Answer {
+    /// Needs no deep stack, however deep the reply is nested.
+    ADAPTER_API ~Answer();
+
     bool result = true;             ///< False: the device did not answer in time, or refused.
     QVariant reply;                 ///< A map or a list, as the operation has it; invalid: an empty one.
     QMap<QString, QString> headers; ///< For the operation with response headers.

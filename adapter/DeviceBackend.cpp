@@ -1,11 +1,10 @@
 #include <adapter/DeviceBackend.h>
 
 #include "BackendCall.h"
+#include "Logging.h"
 #include "ReplyCheck.h"
 
 #include <service/ScreenInfo.h>
-
-#include <QtCore/QLoggingCategory>
 
 #include <atomic>
 #include <mutex>
@@ -14,9 +13,9 @@ namespace Adapter {
 
 using Quorvex::Communicator::HttpDevice::HttpProxy;
 
-namespace {
-
 Q_LOGGING_CATEGORY(lcAdapter, "correction.adapter")
+
+namespace {
 
 std::atomic<DeviceBackend *> g_backend{nullptr};
 std::atomic<DeviceBackend *(*)()> g_makeDefault{nullptr}; ///< Until a backend is installed.

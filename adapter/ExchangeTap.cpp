@@ -1,6 +1,9 @@
 #include <adapter/ExchangeTap.h>
 
+#include "Logging.h"
+
 #include <adapter/Operations.h>
+#include <values/Nesting.h>
 
 #include <chrono>
 #include <exception>
@@ -87,6 +90,20 @@ QString reasonOf(const std::exception_ptr &error)
     return QStringLiteral("no reason");
 }
 
+/// The answer as the observer gets it. One warning line where that is not all of it.
+Answer observed(const Answer &answer, const Call &call)
+{
+    Answer limited = answer;
+    if (Nesting::limit(limited.reply)) {
+        limited.note += (limited.note.isEmpty() ? QString() : QStringLiteral("; ")) + Nesting::limitNote();
+        qCWarning(lcAdapter).noquote() << QStringLiteral(
+                                              "%1: device %2: reply nested deeper than %3 levels: the rest is not recorded")
+                                              .arg(call.operation, call.deviceKey)
+                                              .arg(Nesting::deepest);
+    }
+    return limited;
+}
+
 } // namespace
 
 ExchangeTap::ExchangeTap(DeviceBackend &inner, Observer observer, QObject *parent)
@@ -132,8 +149,10 @@ Answer ExchangeTap::answer(const Call &call)
     const qint64 number = m_state->begin(call);
     try {
         const Answer answer = BackendFilter::answer(call);
-        m_state->end(number, answer.error ? Answer{false, {}, {}, nullptr, answer.note} : answer,
-                     answer.error ? QStringLiteral("thrown: ") + reasonOf(answer.error) : QString());
+        if (answer.error)
+            m_state->end(number, {false, {}, {}, nullptr, answer.note}, QStringLiteral("thrown: ") + reasonOf(answer.error));
+        else
+            m_state->end(number, observed(answer, call));
         return answer;
     } catch (...) {
         m_state->end(number, {false, {}, {}}, QStringLiteral("thrown: ") + reasonOf(std::current_exception()));

@@ -16,7 +16,8 @@ class ADAPTER_API ExchangeTap : public BackendFilter
 
 public:
     /// Called on the thread of the host's call, one call at a time; must call neither the service nor stop() nor the
-    /// destructor (both call it for pending uploads). Call::time is relative to the tap's construction.
+    /// destructor (both call it for pending uploads). Call::time is relative to the tap's construction. What a
+    /// reply has nested deeper than 100 levels is left out of the call, with a line in its note and one warning line.
     using Observer = std::function<void(const Call &)>;
 
     /// `inner` must outlive the tap.

@@ -7,7 +7,8 @@ namespace Adapter {
 class JournalFile;
 
 /// Writes every call with its result to a journal file, one JSON object a line (docs/journal.md): in the order in which the
-/// calls returned, an upload when its promise settles. A virtual wall replays it (Simulator::Replay).
+/// calls returned, an upload when its promise settles. A virtual wall replays it (Simulator::Replay). Replies are written as
+/// observers get them.
 class ADAPTER_API Recorder : public ExchangeTap
 {
     Q_OBJECT

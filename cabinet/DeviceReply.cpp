@@ -1,105 +1,27 @@
 #include "cabinet/DeviceReply.h"
 
 #include "model/Logging.h"
+#include "values/Nesting.h"
 
 #include <QtCore/QByteArray>
-#include <QtCore/QHash>
 #include <QtCore/QMetaType>
 #include <QtCore/QStringList>
 
 #include <algorithm>
 #include <type_traits>
-#include <utility>
-#include <vector>
 
 namespace Correction {
 namespace {
 
-/// Calls `visit` with the map, list or hash that a value holds, for reading. False when it holds none.
-template <class Visit>
-bool visitContainer(const QVariant &value, Visit visit)
-{
-    switch (value.userType()) {
-    case QMetaType::QVariantMap:
-        visit(*static_cast<const QVariantMap *>(value.constData()));
-        return true;
-    case QMetaType::QVariantList:
-        visit(*static_cast<const QVariantList *>(value.constData()));
-        return true;
-    case QMetaType::QVariantHash:
-        visit(*static_cast<const QVariantHash *>(value.constData()));
-        return true;
-    default:
-        return false;
-    }
-}
-
-/// Takes the container out of `value`, calls `change` with it and puts it back: with a single reference it does not detach.
-template <class Change>
-void changeContainer(QVariant &value, Change change)
-{
-    visitContainer(value, [&](const auto &held) {
-        auto container = held;
-        value.clear(); // releases what `held` refers to
-        change(container);
-        value = QVariant::fromValue(container);
-    });
-}
-
-bool isContainer(const QVariant &value)
-{
-    return visitContainer(value, [](const auto &) {});
-}
-
-template <class Container>
-bool isDeeper(const Container &container, int levels)
-{
-    for (const QVariant &value : container) {
-        bool deeper = false;
-        visitContainer(value, [&](const auto &inner) { deeper = levels == 0 || isDeeper(inner, levels - 1); });
-        if (deeper)
-            return true;
-    }
-    return false;
-}
-
-/// Moves containers nested deeper than `levels` to `taken`.
-template <class Container>
-void takeDeeper(Container &container, int levels, std::vector<QVariant> &taken)
-{
-    for (QVariant &value : container) {
-        if (levels > 0) {
-            changeContainer(value, [&](auto &inner) { takeDeeper(inner, levels - 1, taken); });
-        } else if (isContainer(value)) {
-            taken.emplace_back();
-            taken.back().swap(value);
-        }
-    }
-}
-
-/// Destroys level by level, so that the stack does not grow with the nesting.
-void destroy(std::vector<QVariant> taken)
-{
-    while (!taken.empty()) {
-        QVariant outer;
-        outer.swap(taken.back());
-        taken.pop_back();
-        changeContainer(outer, [&](auto &container) { takeDeeper(container, 0, taken); });
-    }
-}
-
 template <class Container>
 void limit(Container &reply, const QString &deviceKey)
 {
-    if (!isDeeper(reply, maxReplyDepth - 1))
+    if (!Nesting::limit(reply))
         return;
     qCWarning(lcCorrection).noquote() << QStringLiteral(
                                              "reply nested deeper than %1 levels: the rest is left out. device:%2")
-                                             .arg(maxReplyDepth)
+                                             .arg(Nesting::deepest)
                                              .arg(deviceKey);
-    std::vector<QVariant> taken;
-    takeDeeper(reply, maxReplyDepth - 1, taken);
-    destroy(std::move(taken));
 }
 
 /// Prints values as QDebug does, and stops soon after a length.
@@ -117,7 +39,7 @@ public:
             printEntries(held);
             m_text += QLatin1Char(')');
         };
-        if (visitContainer(value, printHeld))
+        if (Nesting::visit(value, printHeld))
             return;
         switch (value.userType()) {
         case QMetaType::QString:

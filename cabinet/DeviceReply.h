@@ -8,13 +8,10 @@
 /// Limits for replies, whose size is up to the device. No reply of a working device reaches them.
 namespace Correction {
 
-/// Nesting levels of maps and lists. Copying, printing and destroying them takes stack for each level.
-constexpr int maxReplyDepth = 100;
-
 /// Characters of a reply in a log line.
 constexpr int maxLoggedReply = 1 << 20;
 
-/// Empties maps and lists that are nested deeper than `maxReplyDepth`, with one warning line. No operation reads them.
+/// Nesting::limit() with one warning line. No operation reads what is nested so deep.
 void limitDepth(QVariantMap &reply, const QString &deviceKey);
 void limitDepth(QVariantList &reply, const QString &deviceKey);
 

@@ -39,7 +39,8 @@ Ends endsOf(int distance, int piece, int board, int square, int boardLast)
     return {piece, piece};
 }
 
-/// Index, modulo the number of colours, of the square in which a piece begins.
+/// Index, modulo the number of colours, of the square in which a piece begins: less than that number, negative left of the
+/// board.
 int phaseOf(int distance, int piece, int board, int square, int boardLast, int colors)
 {
     // A piece inside the last, narrower square is located by that square's own edge.
@@ -93,7 +94,7 @@ void DrawingCheckerboard::CalcRegionColorToWH(int absX, int absY, QList<QVariant
     const int count = colors.size();
     const int column = phaseOf(absX, widthOf(partRect), widthOf(regionRect), squareW, lastSquareColumnW, count);
     const int row = phaseOf(absY, heightOf(partRect), heightOf(regionRect), squareH, lastSquareRowH, count);
-    if (column < 0 || column >= count || row < 0 || row >= count)
+    if (column < 0 || row < 0)
         return;
     for (int i = 0; i < count; ++i)
         regionColor.append(Drawing::colorMap(colors[static_cast<int>((qint64(column) + row + i) % count)]));

@@ -35,8 +35,8 @@ public:
     /// The operation returns false with an empty reply; an upload's promise is fulfilled with false; discovery lists no
     /// device.
     Script &answerFalse();
-    /// The operation returns true with exactly this reply (a map or a list, as the operation has it). Discovery lists
-    /// the devices of a list of maps with "key" and "label".
+    /// The operation returns true with exactly this reply (a map or a list, as the operation has it), but for what is nested
+    /// deeper than 100 levels. Discovery lists the devices of a list of maps with "key" and "label".
     Script &answer(const QVariant &reply);
     /// The operation returns false and fills the reply nevertheless.
     Script &answerFalseWith(const QVariant &reply);
@@ -61,8 +61,8 @@ public:
     /// not set yet. The hook may call any function of the wall and of the service. If the script has no answer, the wall
     /// then acts as usual.
     Script &run(std::function<void(const Call &)> hook);
-    /// Called with the reply before it is returned (also the wall's own), for changing it. Only when the operation returns
-    /// true.
+    /// Called with the reply before it is returned (also the wall's own), for changing it, to any nesting.
+    /// Only when the operation returns true.
     Script &editReply(std::function<void(QVariant &)> hook);
 
 private:

@@ -5,6 +5,8 @@
 #include "Table.h"
 #include "Writer.h"
 
+#include <values/Nesting.h>
+
 #include <QtCore/QDataStream>
 #include <QtCore/QIODevice>
 #include <QtCore/QJsonArray>
@@ -291,15 +293,28 @@ QByteArray bytesFrom(Reader &reader, const QJsonValue &json)
     return (*bytes).isNull() ? QByteArray("") : *bytes;
 }
 
-QMap<QString, QVariant> mapFrom(Reader &reader, const QJsonValue &json)
+/// `levels`: how many maps and lists inside one another may follow.
+QVariant valueFrom(Reader &reader, const QJsonValue &json, int levels);
+
+/// Reports a problem when no level is left.
+bool mayNest(Reader &reader, int levels)
 {
+    if (levels == 0)
+        reader.problem(QStringLiteral("nested deeper than %1 levels").arg(Nesting::deepest));
+    return levels > 0;
+}
+
+QMap<QString, QVariant> mapFrom(Reader &reader, const QJsonValue &json, int levels)
+{
+    QMap<QString, QVariant> map;
+    if (!mayNest(reader, levels))
+        return map;
     if (!json.isObject())
         reader.expected(QStringLiteral("an object"), json);
     const QJsonObject object = json.toObject();
-    QMap<QString, QVariant> map;
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
         const Reader::At at(reader, it.key());
-        map.insert(it.key(), fromTypedJson(reader, it.value()));
+        map.insert(it.key(), valueFrom(reader, it.value(), levels - 1));
     }
     return map;
 }
@@ -318,6 +333,14 @@ List listFrom(Reader &reader, const QJsonValue &json, Read read)
         list.append(read(reader, array[i]));
     }
     return list;
+}
+
+QList<QVariant> valuesFrom(Reader &reader, const QJsonValue &json, int levels)
+{
+    if (!mayNest(reader, levels))
+        return {};
+    return listFrom<QList<QVariant>>(
+        reader, json, [levels](Reader &each, const QJsonValue &element) { return valueFrom(each, element, levels - 1); });
 }
 
 QVariant enumerationFrom(int type, Reader &reader, const QJsonValue &json)
@@ -348,7 +371,7 @@ QVariant streamedFrom(int type, Reader &reader, const QJsonValue &json)
 }
 
 /// The value under "value" for a type registered in this process; nothing for a type without such a form.
-bool readTaggedValue(int type, Reader &reader, const QJsonValue &json, QVariant &value)
+bool readTaggedValue(int type, Reader &reader, const QJsonValue &json, int levels, QVariant &value)
 {
     switch (type) {
     case QMetaType::Int:
@@ -407,10 +430,10 @@ bool readTaggedValue(int type, Reader &reader, const QJsonValue &json, QVariant 
         });
         return true;
     case QMetaType::QVariantMap:
-        value = mapFrom(reader, json);
+        value = mapFrom(reader, json, levels);
         return true;
     case QMetaType::QVariantList:
-        value = listFrom<QList<QVariant>>(reader, json, fromTypedJson);
+        value = valuesFrom(reader, json, levels);
         return true;
     default:
         break;
@@ -428,7 +451,7 @@ bool readTaggedValue(int type, Reader &reader, const QJsonValue &json, QVariant 
     return true;
 }
 
-QVariant fromTag(Reader &reader, const QJsonObject &tag)
+QVariant fromTag(Reader &reader, const QJsonObject &tag, int levels)
 {
     const QJsonValue type = tag.value(typeKey);
     if (!type.isString()) {
@@ -451,9 +474,40 @@ QVariant fromTag(Reader &reader, const QJsonObject &tag)
     const QJsonValue content = tag.value(member);
     const Reader::At at(reader, member);
     QVariant value;
-    if (member == valueKey && readTaggedValue(QMetaType::type(type.toString().toLatin1()), reader, content, value))
+    if (member == valueKey && readTaggedValue(QMetaType::type(type.toString().toLatin1()), reader, content, levels, value))
         return value;
-    return QVariant::fromValue(KeptValue{type.toString(), member, fromTypedJson(reader, content)});
+    if (!mayNest(reader, levels))
+        return {};
+    return QVariant::fromValue(KeptValue{type.toString(), member, valueFrom(reader, content, levels - 1)});
+}
+
+QVariant valueFrom(Reader &reader, const QJsonValue &json, int levels)
+{
+    switch (json.type()) {
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        return {};
+    case QJsonValue::Bool:
+        return json.toBool();
+    case QJsonValue::Double: {
+        const double number = json.toDouble();
+        if (number == std::floor(number) && number >= std::numeric_limits<int>::min()
+            && number <= std::numeric_limits<int>::max())
+            return static_cast<int>(number);
+        reader.problem(QStringLiteral("%1 is not a 32-bit integer and needs a \"$type\"").arg(Reader::shown(json)));
+        return {};
+    }
+    case QJsonValue::String:
+        return textFrom(reader, json);
+    case QJsonValue::Array:
+        return valuesFrom(reader, json, levels);
+    case QJsonValue::Object:
+        break;
+    }
+    const QJsonObject object = json.toObject();
+    if (object.contains(typeKey))
+        return fromTag(reader, object, levels);
+    return mapFrom(reader, json, levels);
 }
 
 } // namespace
@@ -484,31 +538,7 @@ QByteArray toTypedJson(const QVariant &value)
 
 QVariant fromTypedJson(Reader &reader, const QJsonValue &json)
 {
-    switch (json.type()) {
-    case QJsonValue::Null:
-    case QJsonValue::Undefined:
-        return {};
-    case QJsonValue::Bool:
-        return json.toBool();
-    case QJsonValue::Double: {
-        const double number = json.toDouble();
-        if (number == std::floor(number) && number >= std::numeric_limits<int>::min()
-            && number <= std::numeric_limits<int>::max())
-            return static_cast<int>(number);
-        reader.problem(QStringLiteral("%1 is not a 32-bit integer and needs a \"$type\"").arg(Reader::shown(json)));
-        return {};
-    }
-    case QJsonValue::String:
-        return textFrom(reader, json);
-    case QJsonValue::Array:
-        return listFrom<QList<QVariant>>(reader, json, fromTypedJson);
-    case QJsonValue::Object:
-        break;
-    }
-    const QJsonObject object = json.toObject();
-    if (object.contains(typeKey))
-        return fromTag(reader, object);
-    return mapFrom(reader, json);
+    return valueFrom(reader, json, Nesting::deepest);
 }
 
 void defineTyped(Schema &schema)

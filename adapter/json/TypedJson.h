@@ -20,12 +20,13 @@ struct KeptValue {
     QVariant content; ///< What the member held.
 };
 
-/// Writes a value: strings, bools, int, lists and maps as plain JSON, invalid as null, everything else with its type. The
-/// writer's style must be Lines.
+/// Writes a value whose nesting is limited (values/Nesting.h): strings, bools, int, lists and maps as plain JSON, invalid as
+/// null, everything else with its type. The writer's style must be Lines.
 void writeTyped(Writer &out, const QVariant &value);
 QByteArray toTypedJson(const QVariant &value);
 
-/// The value that a JSON value represents. Unspecified where the reader reports a problem.
+/// The value that a JSON value represents. Unspecified where the reader reports a problem, which also is what is nested
+/// deeper than Nesting::deepest levels.
 QVariant fromTypedJson(Reader &reader, const QJsonValue &json);
 
 /// Defines "value", any such value, in a schema.

@@ -2,7 +2,19 @@
 
 #include "Rules.h"
 
+#include <values/Nesting.h>
+
 namespace Simulator {
+
+namespace {
+
+QVariant limited(QVariant reply)
+{
+    Nesting::limit(reply);
+    return reply;
+}
+
+} // namespace
 
 Script::Script(std::mutex &mutex, const QString &operation, const QString &deviceKey, const QString &target)
     : m_mutex(mutex), d(std::make_unique<ScriptData>())
@@ -39,7 +51,7 @@ Script &Script::answerFalse()
 
 Script &Script::answer(const QVariant &reply)
 {
-    return change([&](ScriptData &data) {
+    return change([reply = limited(reply)](ScriptData &data) {
         data.action.type = Action::True;
         data.action.reply = reply;
     });
@@ -47,7 +59,7 @@ Script &Script::answer(const QVariant &reply)
 
 Script &Script::answerFalseWith(const QVariant &reply)
 {
-    return change([&](ScriptData &data) {
+    return change([reply = limited(reply)](ScriptData &data) {
         data.action.type = Action::False;
         data.action.reply = reply;
     });

@@ -1,6 +1,7 @@
 #include "CallLog.h"
 
 #include <adapter/json/Describe.h>
+#include <values/Nesting.h>
 
 #include <algorithm>
 #include <utility>
@@ -54,6 +55,8 @@ void CallLog::end(quint64 serial, const Adapter::Answer &answer, qint64 time, bo
     if (Call *const call = underway(serial)) {
         call->result = answer.result;
         call->reply = answer.reply;
+        if (Nesting::limit(call->reply))
+            addNote(*call, Nesting::limitNote());
         call->headers = answer.headers;
         call->duration = std::max<qint64>(0, time - call->time); // setting up a wall resets its time to 0
         call->settled = true;

@@ -3,6 +3,8 @@
 #include "Wall.h"
 #include "device/Acts.h"
 
+#include <values/Nesting.h>
+
 #include <algorithm>
 #include <exception>
 #include <stdexcept>
@@ -82,6 +84,7 @@ Answer Calls::serve(const Call &call)
         const std::lock_guard<std::mutex> lock(m_wall.mutex);
         const DeviceState *const device = m_wall.memory.device(call.deviceKey);
         if (begun.action.type == Action::Wall && answer.result && device && device->powerLosses != begun.powerLosses) {
+            Nesting::release(answer.reply);
             answer = {false, {}, {}};
             m_wall.log.note(begun.serial, powerLost);
         }

@@ -1,5 +1,8 @@
 // Backends in front of backends: what reaches the inner one, what the host gets, and what an observer sees.
 
+#include "support/LogCapture.h"
+#include "support/Nested.h"
+
 #include <adapter/BackendPlugin.h>
 #include <adapter/DryRun.h>
 #include <adapter/ExchangeTap.h>
@@ -47,6 +50,8 @@ public:
     QtPromise::QPromise<bool> upload(const Call &call) override
     {
         operations += call.operation;
+        if (thrown)
+            std::rethrow_exception(thrown);
         return QtPromise::QPromise<bool>(
             [this](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
                 settle = [resolve](bool value) { resolve(value); };
@@ -60,6 +65,23 @@ public:
     std::exception_ptr thrown;
     std::function<void(bool)> settle;
     std::function<void()> fail;
+};
+
+/// Gives every reply away: nothing but the caller holds it.
+class DeepBackend : public InnerBackend
+{
+public:
+    Answer answer(const Call &) override
+    {
+        Answer answer;
+        answer.reply.swap(deep);
+        answer.error = error;
+        return answer;
+    }
+    QtPromise::QPromise<bool> upload(const Call &call) override { return DeviceBackend::upload(call); }
+
+    QVariant deep;
+    std::exception_ptr error;
 };
 
 /// Every operation of the four device classes once, without those of discovery, in the order of the table.
@@ -100,7 +122,11 @@ private Q_SLOTS:
     void aTapShowsPendingUploadsWhenItStops();
     void aTapIsGoneBeforeAnUploadSettles();
     void filtersStandInFrontOfEachOther();
+    void deepRepliesNeedNoDeepStack_data();
+    void deepRepliesNeedNoDeepStack();
+    void observersGetLimitedReplies();
     void aRecorderWritesAJournal();
+    void aRecorderWritesLimitedReplies();
     void aRecorderSaysWhatIsMissing();
     void aPluginIsLoaded();
     void badPluginsAreRefused_data();
@@ -262,6 +288,20 @@ void tst_Filters::aTapShowsWhatWasThrown()
     QCOMPARE(seen.size(), 2);
     QVERIFY(!seen[0].result && !seen[1].result);
     QCOMPARE(seen[1].note, QStringLiteral("thrown: the plug"));
+
+    m_inner->thrown = std::make_exception_ptr(std::runtime_error("the cable"));
+    QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->uploadCoefficientAsync(key, List{1}), std::runtime_error);
+    m_inner->thrown = std::make_exception_ptr(5);
+    QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->uploadCoefficientAsync(key, List{2}), int);
+    QCOMPARE(seen.size(), 4);
+    QCOMPARE(seen[2].note, QStringLiteral("thrown: the cable"));
+    QCOMPARE(seen[3].note, QStringLiteral("thrown: unknown exception"));
+    QVERIFY(!seen[3].result && !seen[3].rejected);
+    m_inner->thrown = nullptr;
+    m_inner->next = {true, {}, {}, nullptr, QStringLiteral("late")}; // two notes of one call
+    Map given{{QStringLiteral("mode"), 1}};
+    QVERIFY(Correctionop::getInstance()->getCabinetEffectMode(key, id, given));
+    QCOMPARE(seen[4].note, QStringLiteral("the reply was not passed in empty; late"));
 }
 
 void tst_Filters::aTapShowsPendingUploadsWhenItStops()
@@ -310,6 +350,129 @@ void tst_Filters::filtersStandInFrontOfEachOther()
     QCOMPARE(asked.size(), called.size());
     QCOMPARE(reached, m_inner->operations);
     QCOMPARE(reached.size() + dryRun.heldBack().size(), called.size());
+}
+
+void tst_Filters::deepRepliesNeedNoDeepStack_data()
+{
+    QTest::addColumn<QString>("what");
+    QTest::addColumn<bool>("isTapped");
+    for (const char *what : {"no reply", "another form", "another type", "an exception", "an upload", "the form"}) {
+        QTest::addRow("%s", what) << QString::fromLatin1(what) << false;
+        QTest::addRow("%s, observed", what) << QString::fromLatin1(what) << true;
+    }
+}
+
+/// Whoever drops a reply: the adapter, a tap, the default of an upload.
+void tst_Filters::deepRepliesNeedNoDeepStack()
+{
+    QFETCH(QString, what);
+    QFETCH(bool, isTapped);
+    TestSupport::LogCapture log("correction.adapter");
+    DeepBackend deep;
+    int observed = -1;
+    ExchangeTap tap(deep, [&](const Call &call) { observed = TestSupport::levelsOf(call.reply); });
+    setBackend(isTapped ? static_cast<DeviceBackend *>(&tap) : &deep);
+    constexpr int levels = 30000;
+    bool result = false;
+    int got = 0;
+    TestSupport::onSmallStack([&] {
+        Map map;
+        const auto give = [&](const char *kinds) { deep.deep = TestSupport::nested(levels, QString::fromLatin1(kinds)); };
+        if (what == QLatin1String("no reply")) {
+            give("lm");
+            result = HWInfo::getInstance()->unLock(key, {});
+        } else if (what == QLatin1String("another form")) {
+            give("ml");
+            result = Correctionop::getInstance()->getCabinetEffectMode(key, id, map);
+        } else if (what == QLatin1String("another type")) {
+            give("h");
+            List list;
+            result = Correctionop::getInstance()->loadCoefficient(key, id, list);
+        } else if (what == QLatin1String("an exception")) {
+            give("lm");
+            deep.error = std::make_exception_ptr(std::runtime_error("the cable"));
+            try {
+                Correctionop::getInstance()->getCabinetEffectMode(key, id, map);
+            } catch (const std::runtime_error &) {
+                result = true;
+            }
+        } else if (what == QLatin1String("an upload")) {
+            give("lm");
+            auto promise = Correctionop::getInstance()->uploadCoefficientAsync(key, List{1});
+            promise.wait();
+            result = promise.isFulfilled();
+        } else {
+            give("lm");
+            result = Correctionop::getInstance()->getCabinetEffectMode(key, id, map);
+            QVariant reply;
+            reply.setValue(map);
+            map.clear();
+            got = TestSupport::levelsOf(reply);
+            Nesting::release(reply);
+        }
+    });
+    QVERIFY(result);
+    QCOMPARE(got, what == QLatin1String("the form") ? levels : 0);
+    const bool isObserved = isTapped && what != QLatin1String("an exception") && what != QLatin1String("an upload");
+    QCOMPARE(observed, isObserved ? Nesting::deepest : isTapped ? 0 : -1);
+    QStringList warnings = log.takeWarning();
+    if (isObserved) {
+        QVERIFY(!warnings.isEmpty());
+        QVERIFY2(warnings.takeFirst().contains(QLatin1String("nested deeper than 100 levels: the rest is not recorded")),
+                 "");
+    }
+    QCOMPARE(warnings.size(), what.startsWith(QLatin1String("another")) ? 1 : 0); // of the reply's type
+}
+
+void tst_Filters::observersGetLimitedReplies()
+{
+    TestSupport::LogCapture log("correction.adapter");
+    QVector<Call> calls;
+    ExchangeTap tap(*m_inner, [&](const Call &call) { calls += call; });
+    setBackend(&tap);
+    Map reply;
+    for (const int levels : {100, 101}) {
+        m_inner->next = {true, TestSupport::nested(levels, QStringLiteral("lm")), {}, nullptr, QStringLiteral("late")};
+        QVERIFY(Correctionop::getInstance()->getCabinetEffectMode(key, id, reply));
+        QCOMPARE(TestSupport::levelsOf(reply), levels); // the host gets the whole
+        reply.clear();
+    }
+    QCOMPARE(TestSupport::levelsOf(calls.value(0).reply), 100);
+    QCOMPARE(calls.value(0).note, QStringLiteral("late"));
+    QCOMPARE(TestSupport::levelsOf(calls.value(1).reply), 100);
+    QCOMPARE(calls.value(1).note, QStringLiteral("late; the reply is nested deeper than 100 levels: the rest is left out"));
+    QCOMPARE(log.takeWarning(),
+             QStringList(QStringLiteral("Correctionop::getCabinetEffectMode: device A: reply nested deeper than 100 levels: "
+                                        "the rest is not recorded")));
+}
+
+void tst_Filters::aRecorderWritesLimitedReplies()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("deep.jsonl"));
+    TestSupport::LogCapture log("correction.adapter");
+    DeepBackend deep;
+    Recorder recorder(deep);
+    QString error;
+    QVERIFY2(recorder.open(path, error), qPrintable(error));
+    setBackend(&recorder);
+    bool isWhole = false;
+    QList<Call> calls;
+    TestSupport::onSmallStack([&] {
+        for (const char *kinds : {"lm", "m", "hm", "mlh"}) {
+            deep.deep = TestSupport::nested(30000, QString::fromLatin1(kinds));
+            HWInfo::getInstance()->unLock(key, {});
+        }
+        isWhole = recorder.close(error);
+        calls = readJournal(path, &error);
+    });
+    QVERIFY2(isWhole && error.isNull(), qPrintable(error));
+    QCOMPARE(calls.size(), 4);
+    QCOMPARE(log.takeWarning().size(), 4);
+    for (const Call &call : qAsConst(calls))
+        QCOMPARE(call.note, QStringLiteral("the reply is nested deeper than 100 levels: the rest is left out"));
+    QCOMPARE(TestSupport::levelsOf(calls[0].reply), 100);
+    QCOMPARE(TestSupport::levelsOf(calls[1].reply), 100);
 }
 
 void tst_Filters::aRecorderWritesAJournal()

@@ -3,6 +3,8 @@
 
 #include "cabinet/DeviceReply.h"
 #include "support/LogCapture.h"
+#include "support/Nested.h"
+#include "values/Nesting.h"
 
 #include <Correction/CabinetInfo.h>
 #include <Correction/CabinetV4.h>
@@ -82,6 +84,9 @@ QString placedId = QStringLiteral("7");
 /// The query of a refresh whose reply has a nested container in it.
 QString deepQuery;
 
+/// In place of the screen's name, given away with the reply. Invalid: a name.
+QVariant deepName;
+
 bool addNested(QVariantMap &reply, const char *query)
 {
     if (deepQuery == QLatin1String(query))
@@ -136,6 +141,8 @@ bool ScreenInfo::getScreens(const QString &, QVariantMap &reply, bool)
                               {QStringLiteral("size.height"), 3}};
     const QVariantMap subScreen{{QStringLiteral("cabinets"), QVariantList{cabinet}}};
     reply = {{QStringLiteral("screenUUID"), QStringLiteral("s")}, {QStringLiteral("subScreens"), QVariantList{subScreen}}};
+    if (deepName.isValid())
+        reply[QStringLiteral("screenName")].swap(deepName);
     return addNested(reply, "getScreens");
 }
 bool CabinetInfoOperator::getAllCabinetsInfo(const QString &, QVariantList &reply, bool)
@@ -170,6 +177,8 @@ private Q_SLOTS:
     void longHeadersAreCutInTheLog();
     void deepRepliesOfARefresh_data();
     void deepRepliesOfARefresh();
+    void deepValuesInPlaceOfTextsOfARefresh_data();
+    void deepValuesInPlaceOfTextsOfARefresh();
     void longIdsOfARefreshAreCutInTheLog();
 
 private:
@@ -264,11 +273,11 @@ void tst_DeviceReplies::deepRepliesNeedNoDeepStack()
 
 void tst_DeviceReplies::theDeepestReplyIsWhole()
 {
-    nextReply = nested(maxReplyDepth, QStringLiteral("mlh"));
+    nextReply = nested(Nesting::deepest, QStringLiteral("mlh"));
     const QString whole = printed(nextReply);
     QCOMPARE(loggedReply(), whole);
 
-    nextReply = nested(maxReplyDepth + 1, QStringLiteral("mlh"));
+    nextReply = nested(Nesting::deepest + 1, QStringLiteral("mlh"));
     QVERIFY(!loggedReply().isEmpty());
     QCOMPARE(m_log->takeWarning().size(), 1);
 }
@@ -362,6 +371,31 @@ void tst_DeviceReplies::deepRepliesOfARefresh_data()
     QTest::addColumn<QString>("query");
     for (const char *query : {"getHWInfo", "getScreens", "getAllCabinetsInfo", "getCabAllFlags"})
         QTest::newRow(query) << QString::fromLatin1(query);
+}
+
+void tst_DeviceReplies::deepValuesInPlaceOfTextsOfARefresh_data()
+{
+    QTest::addColumn<QString>("kind");
+    for (const char *kind : {"m", "l", "h"})
+        QTest::newRow(kind) << QString::fromLatin1(kind);
+}
+
+void tst_DeviceReplies::deepValuesInPlaceOfTextsOfARefresh()
+{
+    QFETCH(QString, kind);
+    ScreenManager *const manager = ScreenManager::getInstance();
+    EnumErrorCode result = enTimeout;
+    TestSupport::onSmallStack([&] {
+        deepName = TestSupport::nested(30000, kind);
+        result = manager->refreshScreen();
+    });
+    QVERIFY(!deepName.isValid());
+    QCOMPARE(result, enSuccess);
+    QCOMPARE(m_log->takeWarning(),
+             QStringList(QStringLiteral("reply nested deeper than 100 levels: the rest is left out. device:A")));
+    delete manager->tryGetScreen(QStringLiteral("s")); // screens outlive the manager
+    m_log->takeCritical();                             // a line about the sub-screen that did not exist before
+    m_log->takeDebug();
 }
 
 void tst_DeviceReplies::deepRepliesOfARefresh()

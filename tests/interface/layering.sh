@@ -81,12 +81,13 @@ may_include() {
 may_include include "$core|$gui|<Correction/[A-Za-z0-9]+\.h>"
 may_include service "$core|<service/[A-Za-z]+\.h>"
 may_include qtpromise "$core"
+may_include values "$core"
 # The simulator's headers for programs, and its folders from below to above. Only the topmost includes the whole wall, and only
 # one of them makes system calls.
 rooms=""
 may_include_room() { # may_include_room NAME [FURTHER]: what the rooms before it hold, too
     rooms="$rooms|$1"
-    may_include "simulator/$1" "$core|$gui|<adapter/((journal|json)/)?[A-Za-z]+\.h>|<simulator/[A-UX-Z][A-Za-z]*\.(h|def)>|<simulator/Wall[A-Za-z]*\.h>|\"(${rooms#|})/[A-Za-z]+\.h\"${2:+|$2}"
+    may_include "simulator/$1" "$core|$gui|<values/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.h>|<simulator/[A-UX-Z][A-Za-z]*\.(h|def)>|<simulator/Wall[A-Za-z]*\.h>|\"(${rooms#|})/[A-Za-z]+\.h\"${2:+|$2}"
 }
 folder_alone=-maxdepth\ 1
 may_include simulator "$core|$gui|<(adapter|simulator)/[A-Za-z]+\.(h|def)>"
@@ -104,13 +105,13 @@ for folder in simulator/*/; do
     [[ "$rooms|walls" =~ \|$(basename "$folder")(\||$) ]] || finding "$folder: a room without a rule"
 done
 # The adapter depends on the service alone: it serves any backend.
-may_include adapter "$core|<unistd\.h>|<service/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.(h|def)>"
+may_include adapter "$core|<unistd\.h>|<(service|values)/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.(h|def)>"
 # Tools link it without the adapter.
-may_include adapter/json "$core|<unistd\.h>"
+may_include adapter/json "$core|<unistd\.h>|<values/[A-Za-z]+\.h>"
 # From below to above: model, cabinet, screen. None of them includes the simulator or a tool. Vector instructions
 # (Highway) stay in the model, and in the calibration.
 may_include model "$core|<hwy/[a-z_]+\.h>|$gui|<Correction/[A-Za-z0-9]+\.h>|\"model/[A-Za-z0-9]+\.h\""
-may_include cabinet "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet)/[A-Za-z0-9]+\.h\""
+may_include cabinet "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(values|model|cabinet)/[A-Za-z0-9]+\.h\""
 may_include screen "$core|$gui|<(Correction|service)/[A-Za-z0-9]+\.h>|\"(model|cabinet|screen)/[A-Za-z0-9]+\.h\""
 # Of the library it takes what hosts take. Hosts need not have LittleCMS.
 may_include calibration "$core|$gui|<lcms2\.h>|<hwy/[a-z_]+\.h>|<Correction/[A-Za-z0-9]+\.h>|<calibration/[A-Za-z]+\.h>"
@@ -118,7 +119,7 @@ while IFS=: read -r file number _; do
     finding "$file:$number: only sources may include <lcms2.h>"
 done < <(grep -nE '^[[:space:]]*#[[:space:]]*include[[:space:]]*<lcms2' calibration/*.h /dev/null || true)
 # It checks any service: of the library it takes enumerations alone, and the virtual wall is one file's choice.
-may_include tools/service-check "$core|$gui|<CLI/CLI\.hpp>|<(adapter|service)/[A-Za-z]+\.(h|def)>|<Correction/Enumerations\.h>|<simulator/VirtualWall\.h>"
+may_include tools/service-check "$core|$gui|<CLI/CLI\.hpp>|<(adapter|service|values)/[A-Za-z]+\.(h|def)>|<Correction/Enumerations\.h>|<simulator/VirtualWall\.h>"
 
 # Headers for hosts get the promise from Promise.h, which compares it with the one that the library was built with.
 while IFS=: read -r file number _; do
@@ -128,7 +129,7 @@ done < <(grep -rnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*<QtPromise>' in
 # Suppressions: the check in parentheses for NOLINT, and behind it at least three words.
 reason='([^A-Za-z]*[A-Za-z]+){3}'
 checked=0
-for folder in include model cabinet screen calibration service adapter qtpromise simulator tools tests fuzz bench examples; do
+for folder in include values model cabinet screen calibration service adapter qtpromise simulator tools tests fuzz bench examples; do
     [[ -d $folder ]] || continue
     while IFS= read -r file; do
         checked=$((checked + 1))

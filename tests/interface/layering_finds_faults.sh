@@ -9,7 +9,7 @@ export LC_ALL=C
 check=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/layering.sh
 copy=$(mktemp -d)
 trap 'rm -rf "$copy"' EXIT
-for folder in include model cabinet screen calibration service adapter qtpromise simulator tests tools; do
+for folder in include values model cabinet screen calibration service adapter qtpromise simulator tests tools; do
     cp -R -L "$1/$folder" "$copy/"
 done
 cp -L "$1/CMakeLists.txt" "$copy/"
@@ -29,6 +29,7 @@ plant include/Correction/IScreen.h '#include <QtPromise>' 'must include Promise.
 plant service/ScreenInfo.h '# include <QtPromise>' 'must include Promise.h instead of <QtPromise>'
 plant service/HttpProxy.h '#  include <QtNetwork/QTcpSocket>' 'service/ must not include <QtNetwork/QTcpSocket>'
 plant qtpromise/QPromise.h '#include <Correction/Global.h>' 'qtpromise/ must not include <Correction/Global.h>'
+plant values/Nesting.cpp '#include <adapter/Call.h>' 'values/ must not include <adapter/Call.h>'
 plant model/Records.cpp '#include "cabinet/DeviceCall.h"' 'model/ must not include "cabinet/DeviceCall.h"'
 plant model/Coefficient.cpp '#include <service/HWInfo.h>' 'model/ must not include <service/HWInfo.h>'
 plant cabinet/CabinetV4.cpp '#include "screen/Drawing.h"' 'cabinet/ must not include "screen/Drawing.h"'

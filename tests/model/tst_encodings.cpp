@@ -100,6 +100,16 @@ private Q_SLOTS:
         m_log.reset();
     }
 
+    void charactersWhoseLowByteIsBase64AreSkipped()
+    {
+        Decoder decoder;
+        for (int position = 0; position < 192; ++position) {
+            QString text(192, QLatin1Char('k'));
+            text[position] = QChar(ushort(0x0141)); // its low byte is that of an A
+            QCOMPARE(decoder.difference(text), QString());
+        }
+    }
+
     void base64OfNineValues();
     void base64OfBytesIsTheStandardOne_data();
     void base64OfBytesIsTheStandardOne();

@@ -307,6 +307,14 @@ void tst_Records::cabinetCopiesOwnTheirParts()
     QCOMPARE(source.moduleList.constFirst()->rect, QRect(0, 0, 16, 32));
     QCOMPARE(source.rvCardList.size(), 2);
     QCOMPARE(source.moduleList.size(), 3);
+
+    source.rvCardList.append(nullptr);
+    source.moduleList.prepend(nullptr);
+    const CabinetInfo withNulls(source);
+    QCOMPARE(withNulls.rvCardList.size(), 3);
+    QVERIFY(withNulls.rvCardList.at(0) && !withNulls.rvCardList.at(2));
+    QCOMPARE(withNulls.moduleList.size(), 4);
+    QVERIFY(!withNulls.moduleList.at(0) && withNulls.moduleList.at(1));
 }
 
 void tst_Records::assignmentDeletesTheFormerParts()

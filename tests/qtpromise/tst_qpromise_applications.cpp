@@ -71,6 +71,7 @@ private Q_SLOTS:
     void aHandlerOfARemovedEventMayWaitForALaterOne();
     void removedEventsLeaveLaterHandlersTheirTurn();
     void anEventLostWhileTheDispatcherGoesWakesNothing();
+    void anApplicationOfAThreadWithoutPromises();
 };
 
 void tst_QPromiseApplications::handlersRunThoughTheirEventsAreCompressed()
@@ -168,6 +169,21 @@ void tst_QPromiseApplications::anEventLostWhileTheDispatcherGoesWakesNothing()
     for (int i = 0; i < 10; ++i)
         QCoreApplication::processEvents();
     QCOMPARE(told, 1);
+}
+
+void tst_QPromiseApplications::anApplicationOfAThreadWithoutPromises()
+{
+    const auto early = QPromise<int>::resolve(1); // from here on applications are noticed
+    bool isRunning = false;
+    std::thread([&isRunning] {
+        const Lasting<QCoreApplication> lasting;
+        isRunning = QCoreApplication::instance() == &lasting.application;
+    }).join();
+    QVERIFY(isRunning);
+    int value = 0;
+    const Lasting<QCoreApplication> lasting;
+    early.then([&value](int one) { value = one; }).wait();
+    QCOMPARE(value, 1);
 }
 
 QTEST_APPLESS_MAIN(tst_QPromiseApplications)

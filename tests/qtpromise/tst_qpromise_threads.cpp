@@ -1330,7 +1330,91 @@ private Q_SLOTS:
         QCOMPARE(destroyed, 3);
     }
 
+    void onlyTheFirstSettlingHasAnEffect()
+    {
+        const Deferred<void> first;
+        (*first.resolve)();
+        (*first.resolve)();
+        (*first.reject)(1);
+        QVERIFY(first.promise.isFulfilled());
+        const Deferred<void> second;
+        (*second.reject)(1);
+        (*second.resolve)();
+        QVERIFY(second.promise.isRejected());
+    }
+
 #ifdef CORRECTION_BUNDLED_QTPROMISE
+    void eventsOfOthersRunNoHandler()
+    {
+        bool hasRun = false;
+        const auto promise = QPromise<void>::resolve().then([&hasRun] { hasRun = true; });
+        int receivers = 0;
+        const QObjectList children = QAbstractEventDispatcher::instance()->children();
+        for (QObject *const child : children) {
+            QEvent event(QEvent::User);
+            QCoreApplication::sendEvent(child, &event);
+            ++receivers;
+        }
+        QVERIFY(receivers > 0);
+        QVERIFY(!hasRun);
+        promise.wait();
+        QVERIFY(hasRun);
+    }
+
+    /// The wait that began first ends first.
+    void aWaitThatAnExceptionEndsLeavesOthersTheirs()
+    {
+        const Deferred<void> deferred;
+        Gate isWaiting;
+        std::atomic<bool> hasSeen{false};
+        std::unique_ptr<QThread> other(QThread::create([&] {
+            QObject here;
+            QMetaObject::invokeMethod(
+                &here, [&] { isWaiting.open(); }, Qt::QueuedConnection);
+            deferred.promise.wait();
+            hasSeen = deferred.promise.isFulfilled();
+        }));
+        QMetaObject::invokeMethod(
+            this,
+            [&] {
+                other->start();
+                isWaiting.pass();
+                throw 5;
+            },
+            Qt::QueuedConnection);
+        int thrown = 0;
+        try {
+            deferred.promise.wait();
+        } catch (int number) {
+            thrown = number;
+        }
+        QCOMPARE(thrown, 5);
+        QVERIFY(deferred.promise.isPending());
+        (*deferred.resolve)();
+        other->wait();
+        QVERIFY(hasSeen);
+    }
+
+    void aThreadMakesPromisesAfterItsEnd()
+    {
+        int value = 0;
+        QThread *const thread = QThread::create([&value] {
+            QPromise<int>::resolve(1).then([](int one) { return one + 1; }).wait();
+            // After the promise's own connection to the same signal.
+            QObject::connect(
+                QThread::currentThread(), &QThread::finished, QThread::currentThread(),
+                [&value] {
+                    const auto late = QPromise<int>::resolve(3).then([&value](int three) { value = three; });
+                    late.wait();
+                },
+                Qt::DirectConnection);
+        });
+        thread->start();
+        thread->wait();
+        delete thread;
+        QCOMPARE(value, 3);
+    }
+
     void longChainsNeedNoDeepStack()
     {
         constexpr int length = 50000;

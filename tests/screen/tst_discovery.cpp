@@ -290,6 +290,8 @@ private Q_SLOTS:
     void devicesWithOneScreenIdShareTheScreen();
     void aDeviceWithoutScreenIdHasTheEmptyOne();
     void aDeviceListedTwiceIsHarmless();
+    void aCabinetRemovedBetweenTwoVisitsIsPlacedAgain();
+    void aSubScreenOfTheHostGetsTheCabinets();
 
     // Placements
     void aPlacementThatNoDeviceListsEndsTheRefresh_data();
@@ -957,6 +959,56 @@ void tst_Discovery::aDeviceListedTwiceIsHarmless()
     QRect rect;
     QCOMPARE(manager().tryGetScreen(text("screen"))->tryGetRect(rect), enSuccess);
     QCOMPARE(rect, QRect(100, 50, 16, 4));
+}
+
+void tst_Discovery::aCabinetRemovedBetweenTwoVisitsIsPlacedAgain()
+{
+    m_wall.setDevices({smallDevice("A", QPoint(100, 50), 1)});
+    const QVariantMap entry{{QStringLiteral("key"), QStringLiteral("A")}};
+    m_wall.scripts().on(QStringLiteral("HttpProxy::getDeviceList")).answer(QVariantList{entry, entry});
+    bool isRemoved = false;
+    m_wall.scripts().on(text("CabinetInfoOperator::getCabAllFlags")).after(1).run([&isRemoved](const Simulator::Call &) {
+        isRemoved = manager().tryGetScreen(text("screen"))->tryGetSubScreen(text("A"))->removeCabinet(text("1"));
+    });
+    QCOMPARE(manager().refreshScreen(), enSuccess);
+    QVERIFY(isRemoved);
+    QCOMPARE(m_log->takeCritical(), QStringList{newSubScreenLine("A")});
+    QCOMPARE(m_log->takeWarning(), QStringList()); // the id is of one device
+    QRect rect;
+    QCOMPARE(manager().tryGetScreen(text("screen"))->tryGetSubScreen(text("A"))->tryGetRect(rect), enSuccess);
+    QCOMPARE(rect, QRect(100, 50, 16, 4));
+    m_log->clear();
+}
+
+void tst_Discovery::aSubScreenOfTheHostGetsTheCabinets()
+{
+    class HostSubScreen : public SubScreenV4
+    {
+    public:
+        explicit HostSubScreen(QStringList &ids) : SubScreenV4(QStringLiteral("B")), m_ids(ids) {}
+        bool addCabinet(QString id, QString flag) override
+        {
+            m_ids += id;
+            return SubScreenV4::addCabinet(id, flag);
+        }
+
+    private:
+        QStringList &m_ids;
+    };
+    m_wall.setDevices({smallDevice("A", QPoint(), 1), smallDevice("B", QPoint(0, 4), 2)}); // both have the id 2
+    QStringList ids;
+    bool isAdded = false;
+    m_wall.scripts().on(text("ScreenInfo::getScreens"), text("B")).run([&](const Simulator::Call &) {
+        isAdded = manager().tryGetScreen(text("screen"))->addSubScreen(text("B"), new HostSubScreen(ids));
+    });
+    QCOMPARE(manager().refreshScreen(), enSuccess);
+    QVERIFY(isAdded);
+    QCOMPARE(ids, QStringList({text("2"), text("3")}));
+    QCOMPARE(m_log->takeWarning(),
+             QStringList{text("Cabinet id 2 is on two devices, A and B. Only the cabinet of A can be addressed.")});
+    QCOMPARE(cabinetDevices(), (NameMap{{text("1"), text("A")}, {text("2"), text("A")}, {text("3"), text("B")}}));
+    QVERIFY(dynamic_cast<HostSubScreen *>(manager().tryGetScreen(text("screen"))->tryGetSubScreen(text("B"))));
+    m_log->clear();
 }
 
 // Placements

@@ -504,6 +504,10 @@ private Q_SLOTS:
                 problem);
         };
         line("a line that is not JSON", "{'number': 2,, }", "line 3: byte 14: not valid JSON: unterminated object");
+        const QByteArray brackets(100000, '[');
+        line("a line of brackets", brackets, "line 3: byte 1025: not valid JSON: too deeply nested document");
+        line("a line of braces", QByteArray("{'a':").repeated(100000),
+             "line 3: byte 5121: not valid JSON: too deeply nested document");
         line("a line that is not an object", "7", "line 3: byte 1: not valid JSON: illegal value");
         line("two values on a line", "{} {}", "line 3: byte 3: not valid JSON: garbage at the end of the document");
         line("text that is not UTF-8", "{'operation': '\xff'}", "line 3: byte 15: not valid JSON: invalid UTF8 string");

@@ -1,6 +1,7 @@
 // Calls whose replies a program provides itself.
 
 #include "PartTests.h"
+#include "support/Nested.h"
 
 #include <stdexcept>
 
@@ -33,6 +34,55 @@ private Q_SLOTS:
         wall().scripts().clear();
         QVERIFY(correction().getCabinetEffectMode(a, one, reply = {}));
         QCOMPARE(reply, map({{"mode", 0}}));
+    }
+
+    void deepRepliesNeedNoDeepStack_data()
+    {
+        QTest::addColumn<QString>("what");
+        for (const char *what : {"answer", "answerFalseWith", "editReply", "a power loss after editReply"})
+            QTest::addRow("%s", what) << QString::fromLatin1(what);
+    }
+    /// The reply of a script, and what the journal keeps of it.
+    void deepRepliesNeedNoDeepStack()
+    {
+        QFETCH(QString, what);
+        const QString operation = QStringLiteral("Correctionop::getCabinetEffectMode");
+        int levels = 0;
+        QString line;
+        TestSupport::onSmallStack([&] {
+            QVariant deep = TestSupport::nested(30000, QStringLiteral("lm"));
+            Script &script = wall().scripts().on(operation, a);
+            if (what == QLatin1String("answer"))
+                script.answer(deep);
+            else if (what == QLatin1String("answerFalseWith"))
+                script.answerFalseWith(deep);
+            else
+                script.editReply([&](QVariant &reply) {
+                    reply.swap(deep);
+                    if (what.startsWith(QLatin1String("a power loss")))
+                        wall().unplug(a);
+                });
+            Map map;
+            correction().getCabinetEffectMode(a, one, map);
+            line = wall().journal().transcript().last() + QString::fromUtf8(wall().journal().jsonLines());
+            QVariant reply;
+            reply.setValue(map);
+            map.clear();
+            levels = TestSupport::levelsOf(reply);
+            Nesting::release(reply);
+            wall().scripts().clear();
+            Nesting::release(deep);
+        });
+        const bool isLost = what.startsWith(QLatin1String("a power loss"));
+        QCOMPARE(levels, what == QLatin1String("editReply") ? 30000 : isLost ? 1 : 100);
+        QVERIFY(line.contains(operation));
+        const Call logged = wall().journal().calls().last();
+        QCOMPARE(TestSupport::levelsOf(logged.reply), isLost ? 0 : 100);
+        QCOMPARE(logged.note, what == QLatin1String("editReply")
+                                  ? QStringLiteral("the reply is nested deeper than 100 levels: the rest is left out")
+                              : isLost ? logged.note
+                                       : QString());
+        QCOMPARE(logged.result, what == QLatin1String("answer") || what == QLatin1String("editReply"));
     }
 
     void aScriptReplacesTheWallsBehaviour()

@@ -1,5 +1,7 @@
 // Values as JSON and back: nothing is lost on the way.
 
+#include "support/Nested.h"
+
 #include <adapter/json/Describe.h>
 #include <adapter/json/Reader.h>
 #include <adapter/json/TypedJson.h>
@@ -24,12 +26,14 @@ using namespace Json;
 namespace Sample {
 enum Wide : qint64 { Far = std::numeric_limits<qint64>::max() - 1 };
 enum class Narrow : qint8 { Less = -3, More = 100 };
+enum Middle : qint16 { Low = -300 };
 struct Opaque {
     int number;
 };
 } // namespace Sample
 Q_DECLARE_METATYPE(Sample::Wide)
 Q_DECLARE_METATYPE(Sample::Narrow)
+Q_DECLARE_METATYPE(Sample::Middle)
 Q_DECLARE_METATYPE(Sample::Opaque)
 
 namespace {
@@ -274,6 +278,7 @@ private Q_SLOTS:
     {
         qRegisterMetaType<Sample::Wide>();
         qRegisterMetaType<Sample::Narrow>();
+        qRegisterMetaType<Sample::Middle>();
         qRegisterMetaType<Sample::Opaque>();
     }
 
@@ -326,6 +331,10 @@ private Q_SLOTS:
         row("texts", QStringList{QStringLiteral("a"), QString()}, "{'$type': 'QStringList', 'value': ['a', null]}");
         row("bytes", QByteArray("\0\xff", 2), "{'$type': 'QByteArray', 'value': 'AP8='}");
         row("an enumeration", QVariant::fromValue(Sample::Narrow::Less), "{'$type': 'Sample::Narrow', 'value': -3}");
+        row("an enumeration of 16 bits", QVariant::fromValue(Sample::Low), "{'$type': 'Sample::Middle', 'value': -300}");
+        row("an ushort", QVariant::fromValue<ushort>(65535), "{'$type': 'ushort', 'value': 65535}");
+        row("an ulong", QVariant::fromValue<ulong>(7), "{'$type': 'ulong', 'value': '7'}");
+        row("infinity", std::numeric_limits<double>::infinity(), "{'$type': 'double', 'value': 'inf'}");
         row("a wide enumeration", QVariant::fromValue(Sample::Far),
             "{'$type': 'Sample::Wide', 'value': '9223372036854775806'}");
         row("a point", QPoint(1, -1), "{'$type': 'QPoint', 'value': 'AAAAAf////8='}");
@@ -353,6 +362,7 @@ private Q_SLOTS:
         row("a 64-bit integer as a number", "{'value':64,'$type':'qlonglong'}", 64LL);
         row("a 64-bit integer by its other name", "{'$type': 'long long', 'value': '64'}", 64LL);
         row("an uint as a text", "{'$type': 'uint', 'value': '4294967295'}", 4294967295u);
+        row("a tagged bool", "{'$type': 'bool', 'value': true}", true);
         row("a tagged int", "{'$type': 'int', 'value': 7}", 7);
         row("a double as a text", "{'$type': 'double', 'value': '0.25'}", 0.25);
         row("an int with an exponent", "1e3", 1000);
@@ -377,6 +387,37 @@ private Q_SLOTS:
         const QByteArray json = toTypedJson(opaque);
         QVERIFY2(json.startsWith("{\"$type\": \"Sample::Opaque\", \"text\": \""), json.constData());
         QCOMPARE(toTypedJson(read(json)), json);
+    }
+
+    void refusesDeepNesting_data()
+    {
+        QTest::addColumn<QByteArray>("open");
+        QTest::addColumn<QByteArray>("close");
+        QTest::addColumn<int>("longest"); // what fits into the nesting that QJsonDocument reads
+        QTest::addRow("lists") << QByteArray("[") << QByteArray("]") << 1000;
+        QTest::addRow("maps") << QByteArray("{\"in\": ") << QByteArray("}") << 1000;
+        QTest::addRow("both") << QByteArray("[{\"in\": ") << QByteArray("}]") << 1000;
+        QTest::addRow("typed maps") << QByteArray("{\"$type\": \"QVariantMap\", \"value\": {\"$in\": ") << QByteArray("}}")
+                                    << 500;
+        QTest::addRow("typed lists") << QByteArray("{\"$type\": \"QVariantList\", \"value\": [") << QByteArray("]}") << 500;
+        QTest::addRow("unknown types") << QByteArray("{\"$type\": \"Foreign\", \"value\": ") << QByteArray("}") << 1000;
+    }
+    void refusesDeepNesting()
+    {
+        QFETCH(QByteArray, open);
+        QFETCH(QByteArray, close);
+        QFETCH(int, longest);
+        const int levelsEach = open.startsWith("[{") ? 2 : 1;
+        const auto json = [&](int levels) {
+            return open.repeated(levels / levelsEach) + '1' + close.repeated(levels / levelsEach);
+        };
+        QCOMPARE(problemOf(json(Nesting::deepest)), QString());
+        QVERIFY2(problemOf(json(Nesting::deepest + levelsEach)).endsWith(QLatin1String(": nested deeper than 100 levels")),
+                 qPrintable(problemOf(json(Nesting::deepest + levelsEach))));
+        QString problem;
+        TestSupport::onSmallStack([&] { problem = problemOf(json(longest)); });
+        QVERIFY2(problem.endsWith(QLatin1String(": nested deeper than 100 levels")), qPrintable(problem));
+        QCOMPARE(problem.count(QLatin1Char('\n')), 0);
     }
 
     void namesWhatIsWrong_data()
@@ -413,6 +454,8 @@ private Q_SLOTS:
             "request.value: expected an object, got a list");
         row("a double that is none", "{'$type': 'double', 'value': 'x'}", "request.value: expected a number, got 'x'");
         row("a point cut short", "{'$type': 'QPoint', 'value': 'AAAA'}", "request.value: no QPoint");
+        row("a bool that is none", "{'$type': 'bool', 'value': 1}", "request.value: expected true or false, got 1");
+        row("bytes that are no text", "{'$type': 'QByteArray', 'value': 1}", "request.value: expected a text, got 1");
         row("an enumeration past its size", "{'$type': 'Sample::Narrow', 'value': 300}",
             "request.value: expected an integer from -128 to 127, got 300");
     }

@@ -1,5 +1,7 @@
 // The checks on services that are wrong in one thing each, and the program on walls.
 
+#include "support/Nested.h"
+
 #include <Check.h>
 
 #include <adapter/DeviceBackend.h>
@@ -241,6 +243,8 @@ const QVector<Fault> &faults()
         {Finding::NotKept, "CabinetInfoOperator::setCabinetFlag", swallowed("CabinetInfoOperator::setCabinetFlag", false)},
         {Finding::NotRestored, "CabinetInfoOperator::setCabinetFlag",
          swallowed("CabinetInfoOperator::setCabinetFlag", true)},
+        {Finding::TooDeep, range,
+         inMap(range, [](QVariantMap &map) { map.insert(QStringLiteral("zz"), TestSupport::nested(100000)); })},
     };
     return all;
 }

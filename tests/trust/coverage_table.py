@@ -4,9 +4,9 @@
 Run in the root of the sources. BUILD_DIR holds the .gcda files, or gcov's output for them as .gcov.json files. Branches to
 exception handlers, lines of brackets alone, and branches on lines without a decision in the source do not count; the
 instantiations of a template count as one. EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON", CODE
-being the whole source line without the blanks around it. Writes all other lines that are not covered, wholly or in part, to
+being the whole source line without the blanks around it, or the line before it, a space, and that line. Writes all other lines that are not covered, wholly or in part, to
 UNCOVERED. The exit code is 1 when a folder has less than is asked and code that is not explained, or when an explanation is about
-covered code.
+covered code, unless its reason begins with "sometimes: ": code that only some runs reach.
 """
 import collections
 import json
@@ -16,7 +16,7 @@ import re
 import subprocess
 import sys
 
-STRICT = {"model", "cabinet", "screen", "qtpromise", "adapter", "simulator/disk"}
+STRICT = {"values", "model", "cabinet", "screen", "qtpromise", "adapter", "simulator/disk"}
 ASKED = {True: (100.0, 98.0), False: (98.0, 92.0)}
 
 DECISION = re.compile(r"\b(if|for|while|switch|case|catch)\b|\?|&&|\|\|")
@@ -79,8 +79,12 @@ def read_coverage(build, folders):
                 if len(taken) > 1:
                     key = place + (line.get("function_name"), len(taken))
                     branches[key] = add(branches.get(key), taken)
+    # Of an inline function that several object files have, the linker keeps one copy; they need not have the same branches.
+    reached = {key[:3] for key, taken in branches.items() if any(taken)}
     merged = {}
     for (name, number, function, length), taken in branches.items():
+        if function and (name, number, function) in reached and not any(taken):
+            continue
         key = (name, number, function is not None, length)
         merged[key] = add(merged.get(key), taken)
     files = collections.defaultdict(dict)
@@ -105,7 +109,8 @@ def outcomes(lists, decisions):
 
 def main(build, explanations, uncovered, *folders):
     explained = read_explained(explanations)
-    unused = {key for key in explained if folder_of(key[0], folders)}
+    unused = {key for key, reason in explained.items()
+              if folder_of(key[0], folders) and not reason.startswith("sometimes: ")}
     totals = {folder: [0, 0, 0, 0, 0] for folder in folders}  # lines, covered, branches, covered, not explained
     gaps = []
     for name, lines in sorted(read_coverage(build, folders).items()):
@@ -126,9 +131,11 @@ def main(build, explanations, uncovered, *folders):
             if count > 0 and taken == len(branches):
                 continue
             what = "not reached" if count == 0 else f"{taken} of {len(branches)} branches"
-            if (name, code) in explained:
-                unused.discard((name, code))
-                what += f"; {explained[(name, code)]}"
+            after = f"{source[number - 2]} {code}" if number > 1 else code
+            key = next((key for key in ((name, after), (name, code)) if key in explained), None)
+            if key:
+                unused.discard(key)
+                what += f"; {explained[key]}"
             else:
                 total[4] += 1
             gaps.append(f"{name}:{number}: {what}: {code}\n")

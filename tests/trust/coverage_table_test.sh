@@ -30,7 +30,8 @@ cat >build/one.gcov.json <<JSON
   {"file": "simulator/s.cpp", "lines": [$(line 1 0), $(line 2 1 "$taken, $missed, $missed, $taken" nameless)]},
   {"file": "elsewhere/e.cpp", "lines": [$(line 1 0)]}]}
 JSON
-printf '{"files": [{"file": "simulator/s.cpp", "lines": [%s]}]}' "$(line 1 1)" >build/two.gcov.json
+printf '{"files": [{"file": "simulator/s.cpp", "lines": [%s]}, {"file": "simulator/disk/d.cpp", "lines": [%s]}]}' \
+    "$(line 1 1)" "$(line 1 0 "$missed, $missed, $missed")" >build/two.gcov.json # a copy that the linker has left out
 table() { "$script" build explained gaps "$@" >printed; }
 
 : >explained
@@ -49,6 +50,15 @@ grep -q 'all gaps explained' printed || fail "wrong row: $(cat printed)"
 printf 'model/m.cpp: a(); # never called\n' >>explained
 ! table model || fail "accepted an explanation of covered code"
 grep -qx 'explained, but covered or gone: model/m.cpp: a();' printed || fail "wrong line: $(cat printed)"
+explained="model/m.cpp: b(); // # no # never called
+model/m.cpp: if (c) # always true"
+printf '%s\nmodel/m.cpp: a(); # sometimes: of another thread\n' "$explained" >explained
+table model || fail "refused an explanation of code that only some runs reach: $(cat printed)"
+printf 'model/m.cpp: a(); b(); // # no # never called\nmodel/m.cpp: if (c) # always true\n' >explained
+table model || fail "refused an explanation with the line before: $(cat printed)"
+printf '%s\nmodel/m.cpp: if (c) b(); // # no # another line before\n' "${explained#*$'\n'}" >explained
+! table model || fail "accepted an explanation with another line before"
+printf '%s\nmodel/m.cpp: a(); # never called\n' "$explained" >explained
 table simulator || fail "looked at explanations of another folder"
 
 ! table adapter || fail "accepted a folder without data"

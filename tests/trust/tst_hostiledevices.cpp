@@ -3,16 +3,18 @@
 // CORRECTION_TRUST_ALL the replies have their full size, and the time and memory of each are printed; otherwise a hundredth
 // of it.
 
+#include "support/Nested.h"
 #include "trust/OperationTable.h"
 
 #include <adapter/Operations.h>
+#include <adapter/Recorder.h>
+#include <adapter/journal/Journal.h>
 
 #include <Correction/CabinetManager.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QLoggingCategory>
 #include <QtCore/QTemporaryDir>
-#include <QtCore/QThread>
 #include <QtTest/QtTest>
 
 #include <ctime>
@@ -20,6 +22,7 @@
 #include <malloc.h>
 
 using namespace Trust;
+using TestSupport::nested;
 
 namespace {
 
@@ -62,26 +65,6 @@ void restartPeak()
     QFile file(QStringLiteral("/proc/self/clear_refs"));
     if (file.open(QIODevice::WriteOnly))
         file.write("5");
-}
-
-/// Lists and maps in turn.
-QVariant nested(int levels)
-{
-    QVariant inner = 1;
-    for (int level = 0; level < levels; ++level) {
-        QVariant outer;
-        if (level % 2 == 0) {
-            QVariantList list{QVariant()};
-            list[0].swap(inner);
-            outer = list;
-        } else {
-            QVariantMap map;
-            map[text("in")].swap(inner);
-            outer = map;
-        }
-        inner.swap(outer);
-    }
-    return inner;
 }
 
 /// Copies of one value share it.
@@ -301,24 +284,31 @@ void tst_HostileDevices::aMillionCabinets()
 void tst_HostileDevices::deepNesting_data()
 {
     QTest::addColumn<int>("index");
-    for (size_t i = 0; i < Trust::operations().size(); ++i)
-        QTest::newRow(qPrintable(Trust::operations()[i].name)) << int(i);
+    QTest::addColumn<QString>("what");
+    for (const char *what : {"inside", "another form", "recorded"}) {
+        for (size_t i = 0; i < Trust::operations().size(); ++i)
+            QTest::addRow("%s, %s", qPrintable(Trust::operations()[i].name), what) << int(i) << text(what);
+    }
 }
 
-/// Every reply of every operation has a deep container in it, which the stack of 512 KiB does not suffice for.
+/// Every reply of every operation has a deep container in it, or is one of another form, which the stack of 512 KiB does not
+/// suffice for. Where the device has nothing to reply it sends one nevertheless.
 void tst_HostileDevices::deepNesting()
 {
     QFETCH(int, index);
+    QFETCH(QString, what);
     const Row &row = Trust::operations()[size_t(index)];
     Host host(m_path);
     QVERIFY(bool(host.group));
-    Model alone{Fault()};
-    const int usual = row.expect(alone);
-    const int levels = m_all ? 100000 : 10000;
-    m_backend.edit = [levels](const QString &called, const QString &, QVariant &reply) {
-        if (Adapter::findOperation(called)->reply == Adapter::Form::None)
-            return; // the library gets none
-        if (reply.userType() == QMetaType::QVariantList) {
+    const bool isOtherForm = what == text("another form");
+    Model model{isOtherForm ? Fault{Kind::OtherForm, 0, true} : Fault()};
+    const int expected = row.expect(model);
+    const int levels = m_all ? 100000 : 5000;
+    m_backend.edit = [&](const QString &called, const QString &, QVariant &reply) {
+        const Adapter::Form form = Adapter::findOperation(called)->reply;
+        if (isOtherForm || form == Adapter::Form::None) {
+            reply = nested(levels, form == Adapter::Form::Map ? text("ml") : text("lm"));
+        } else if (reply.userType() == QMetaType::QVariantList) {
             QVariantList list = reply.toList();
             QVariantMap element = list.at(0).toMap();
             element.insert(text("zz"), nested(levels));
@@ -333,12 +323,35 @@ void tst_HostileDevices::deepNesting()
             reply = map;
         }
     };
+    const QString path = m_directory.filePath(text("deep.jsonl"));
+    QFile::remove(path);
+    QString error;
+    Adapter::Recorder recorder(m_backend);
+    const bool isRecorded = what == text("recorded");
+    if (isRecorded) {
+        QVERIFY2(recorder.open(path, error), qPrintable(error));
+        Adapter::setBackend(&recorder);
+    }
     int code = -1;
-    const std::unique_ptr<QThread> thread(QThread::create([&] { code = row.run(host); }));
-    thread->setStackSize(512 * 1024);
-    thread->start();
-    thread->wait();
-    QCOMPARE(code, usual);
+    QList<Adapter::Call> calls;
+    bool isWhole = true;
+    TestSupport::onSmallStack([&] {
+        code = row.run(host);
+        if (isRecorded) {
+            Adapter::setBackend(&m_backend);
+            isWhole = recorder.close(error);
+            calls = Adapter::readJournal(path, &error);
+        }
+    });
+    Adapter::setBackend(&m_backend);
+    QCOMPARE(code, expected);
+    QVERIFY2(isWhole && error.isNull(), qPrintable(error));
+    if (isRecorded)
+        QCOMPARE(calls.size(), model.calls.size());
+    for (const Adapter::Call &call : qAsConst(calls)) {
+        const bool isReply = call.reply.isValid() && !call.operation.startsWith(text("HttpProxy::"));
+        QCOMPARE(!call.note.isEmpty(), isReply);
+    }
 }
 
 /// Cabinets whose places and sizes are at the limits, in every combination.

@@ -3,6 +3,7 @@
 
 #include "support/Allocations.h"
 
+#include "support/Nested.h"
 #include "trust/OperationTable.h"
 
 #include <Correction/CabinetManager.h>
@@ -19,13 +20,13 @@ using namespace Trust;
 
 namespace {
 
+#ifdef COUNTS_ALLOCATIONS
 /// With memory of its own: whether the library's strings are released is counted.
 QString unshared(const QString &string)
 {
     return QString(string.constData(), string.size());
 }
 
-#ifdef COUNTS_ALLOCATIONS
 /// A device with one cabinet, which has a receiving card with some modules.
 class OneCabinet : public Adapter::DeviceBackend
 {
@@ -46,7 +47,7 @@ public:
             flags.append(QVariantMap{{text("id"), text("m")}});
         const QVariantMap card{{text("id"), text("c")}, {text("moduleflags"), flags}};
         Adapter::Answer answer;
-        answer.reply = QVariantMap();
+        answer.reply = isDeep ? TestSupport::nested(Nesting::deepest + 20, text("lm")) : QVariantMap();
         if (call.operation.endsWith(text("getScreens")))
             answer.reply = QVariantMap{{text("screenUUID"), text("S")}, {text("subScreens"), QVariantList{subScreen}}};
         else if (call.operation.endsWith(text("getAllCabinetsInfo")))
@@ -57,6 +58,7 @@ public:
     }
 
     int modules = 0;
+    bool isDeep = false; ///< The replies that a refresh can do without.
 };
 #endif
 
@@ -73,6 +75,7 @@ private Q_SLOTS:
     void everyAllocation_data();
     void everyAllocation();
     void listsThatTheHostKeepsAreRefilled();
+    void deepRepliesOfARefresh();
 
 private:
     QTemporaryDir m_directory;
@@ -224,6 +227,42 @@ void tst_OutOfMemory::listsThatTheHostKeepsAreRefilled()
         QCOMPARE(cabinet()->getCabAllFlags().size(), 2);
         QCOMPARE(kept.size(), 5);
     }
+    Adapter::setBackend(&m_backend);
+#endif
+}
+
+/// What is too deep is released even where memory runs out for the list of its parts.
+void tst_OutOfMemory::deepRepliesOfARefresh()
+{
+#ifdef COUNTS_ALLOCATIONS
+    OneCabinet backend;
+    Adapter::setBackend(&backend);
+    Correction::ScreenManager &manager = *Correction::ScreenManager::getInstance();
+    int thrown = 0;
+    int finished = 0;
+    bool failed = true;
+    for (int round = 0; failed; ++round) {
+        QVERIFY(round < 20000);
+        backend.isDeep = true;
+        int code = -1;
+        Allocations::untilFailure = round;
+        Allocations::armed = true;
+        try {
+            code = manager.refreshScreen();
+        } catch (const std::bad_alloc &) {
+            ++thrown;
+        }
+        Allocations::armed = false;
+        failed = Allocations::untilFailure < 0;
+        Allocations::untilFailure = -1;
+        QVERIFY2(code == Correction::enSuccess || (failed && code == -1), qPrintable(QString::number(round)));
+        finished += failed && code == Correction::enSuccess;
+        backend.isDeep = false;
+        QCOMPARE(manager.refreshScreen(), Correction::enSuccess);
+        QVERIFY(Correction::CabinetManager::getInstance()->tryGetCabinet(text("1")));
+    }
+    QVERIFY(thrown > 0);
+    QVERIFY(finished > 0); // the failure was that of a release
     Adapter::setBackend(&m_backend);
 #endif
 }

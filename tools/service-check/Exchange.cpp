@@ -1,6 +1,7 @@
 #include "Exchange.h"
 
 #include <adapter/ReplyCheck.h>
+#include <values/Nesting.h>
 
 #include <QtCore/QRegularExpression>
 
@@ -37,6 +38,7 @@ Exchange::Exchange(Operation::Id operation, int timeout, const QString &device, 
     else if (m_operation->extra == Adapter::Extra::Allowance)
         m_call.extra = 10000;
     m_ending = callService(operation, m_call, timeout);
+    const bool isTooDeep = Nesting::limit(m_call.reply);
 
     const QString consequence = clause(m_operation->afterFailure);
     switch (m_ending) {
@@ -54,15 +56,17 @@ Exchange::Exchange(Operation::Id operation, int timeout, const QString &device, 
         break;
     case Ending::Returned:
         if (m_call.result)
-            checkReply();
+            checkReply(isTooDeep);
         else if (m_operation->extra != Adapter::Extra::Headers) // there the headers decide
             bad(Finding::FalseAnswer, QStringLiteral("returned false"), {}, consequence);
         break;
     }
 }
 
-void Exchange::checkReply()
+void Exchange::checkReply(bool isTooDeep)
 {
+    if (isTooDeep)
+        bad(Finding::TooDeep, QStringLiteral("the reply is nested deeper than %1 levels").arg(Nesting::deepest));
     if (m_operation->reply != Adapter::Form::Map && m_operation->reply != Adapter::Form::List)
         return;
     Adapter::walkReply(*m_operation, m_call.reply, [this](const Adapter::ReplyValue &value) {

@@ -31,7 +31,7 @@ public:
     void finishBad(Report &report) const;
 
 private:
-    void checkReply();
+    void checkReply(bool isTooDeep);
     Line line() const;
 
     const Operation *m_operation;

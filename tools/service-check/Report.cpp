@@ -41,6 +41,7 @@ constexpr FindingRow rows[] = {
     {"not-covered", "tryGetCoefficients leaves the other pixels 0 and returns enSuccess"},
     {"not-kept", "what is read back is not what was written"},
     {"not-restored", "the device is not as it was before this check"},
+    {"too-deep", "the library leaves out the rest, with a warning line"},
 };
 static_assert(std::size(rows) == std::size_t(Finding::Count));
 

@@ -36,6 +36,7 @@ enum class Finding {
     NotCovered,
     NotKept,
     NotRestored,
+    TooDeep,
     Count
 };
 

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <values/Nesting.h>
+
+#include <QtCore/QString>
+#include <QtCore/QThread>
+#include <QtCore/QVariant>
+
+#include <functional>
+#include <memory>
+
+namespace TestSupport {
+
+/// `levels` containers inside one another, their kinds in turn: a map (m), a list (l) or a hash (h). Nothing else holds
+/// them.
+inline QVariant nested(int levels, const QString &kinds = QStringLiteral("ml"))
+{
+    QVariant inner = 1;
+    for (int level = levels; level > 0; --level) {
+        QVariant outer;
+        const QChar kind = kinds[level % kinds.size()];
+        if (kind == QLatin1Char('m')) {
+            QVariantMap map{{QStringLiteral("in"), QVariant()}};
+            map.first().swap(inner);
+            outer = map;
+        } else if (kind == QLatin1Char('l')) {
+            QVariantList list{QVariant()};
+            list.first().swap(inner);
+            outer = list;
+        } else {
+            QVariantHash hash{{QStringLiteral("in"), QVariant()}};
+            hash.begin()->swap(inner);
+            outer = hash;
+        }
+        inner.swap(outer);
+    }
+    return inner;
+}
+
+/// The levels of such a value, or of a copy that was limited.
+inline int levelsOf(const QVariant &value)
+{
+    int levels = 0;
+    QVariant inner = value; // `value` holds all of them meanwhile
+    for (bool isLast = false; !isLast;) {
+        QVariant next;
+        const bool isContainer = Nesting::visit(inner, [&](const auto &held) {
+            ++levels;
+            if (!held.isEmpty())
+                next = *held.cbegin();
+        });
+        isLast = !isContainer;
+        inner = next;
+    }
+    return levels;
+}
+
+/// Sanitizers make frames larger.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr unsigned smallStack = 4 * 512 * 1024;
+#else
+constexpr unsigned smallStack = 512 * 1024;
+#endif
+
+/// Calls a function on a thread whose stack is as small as those of some hosts.
+inline void onSmallStack(const std::function<void()> &function)
+{
+    const std::unique_ptr<QThread> thread(QThread::create(function));
+    thread->setStackSize(smallStack);
+    thread->start();
+    thread->wait();
+}
+
+} // namespace TestSupport

@@ -1,0 +1,1 @@
+correction_test(values/tst_nesting.cpp)
