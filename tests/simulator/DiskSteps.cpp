@@ -306,6 +306,27 @@ __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes
     return ::syscall(SYS_write, file, bytes, now);
 }
 
+__attribute__((visibility("default"))) ssize_t pwrite(int file, const void *bytes, size_t size, off_t offset)
+{
+    const Fate fate = isWatched(file) ? nextStep() : Fate::Succeeds;
+    if (fate == Fate::Dies)
+        ::raise(SIGKILL);
+    const ssize_t now = sizeNow(size, fate);
+    return now < 0 ? -1 : ::syscall(SYS_pwrite64, file, bytes, now, offset);
+}
+
+__attribute__((visibility("default"))) int close(int file)
+{
+    // Also a failing one closes the file.
+    const bool fails = countsReading && isWatched(file) && stepFails() && failure != 0;
+    const int error = errno;
+    const auto result = static_cast<int>(::syscall(SYS_close, file));
+    if (!fails)
+        return result;
+    errno = error;
+    return -1;
+}
+
 __attribute__((visibility("default"))) ssize_t read(int file, void *bytes, size_t size)
 {
     const Fate fate = countsReading && isWatched(file) ? nextStep() : Fate::Succeeds;

@@ -82,14 +82,7 @@ public:
 
     bool ask(const char *operation, const QString &target, const QVariant &requested, const QVariant &extra = QVariant())
     {
-        Adapter::Call call;
-        call.operation = text(operation);
-        call.deviceKey = device.key;
-        call.target = target;
-        call.request = requested;
-        call.extra = extra;
-        ++sentRequests[call.operation];
-        return wall.answer(call).result;
+        return wall.answer(call(operation, target, requested, extra)).result;
     }
     bool askDevice(const char *operation, const QVariant &requested) { return ask(operation, QString(), requested); }
     bool askScreen(const char *operation, const Map &requested) { return ask(operation, text("255"), requested); }
@@ -104,13 +97,25 @@ public:
         return result;
     }
 
-    bool upload(const char *operation, Kind kind)
+    /// A list of one block that covers the cabinet.
+    List blocks(Kind kind, const char *valuesKey)
     {
         const Map size{{text("width"), cabinet.size.width()}, {text("height"), cabinet.size.height()}};
         const Map area{{text("size"), size}, {text("point"), Map{{text("x"), 0}, {text("y"), 0}}}};
         const QByteArray values = plane(kind, Store::Working);
-        return askCabinet(operation,
-                          List{Map{{text("area"), area}, {text("coefficients"), QString::fromLatin1(values.toBase64())}}});
+        return {Map{{text("area"), area}, {text(valuesKey), QString::fromLatin1(values.toBase64())}}};
+    }
+    bool upload(const char *operation, Kind kind) { return askCabinet(operation, blocks(kind, "coefficients")); }
+    /// All cabinets in one request, as when a snapshot is restored. Without latency the promise is settled when it returns.
+    bool uploadAll(const char *operation, Kind kind)
+    {
+        List elements;
+        for (const Cabinet &each : qAsConst(cabinets)) {
+            cabinet = each;
+            elements += Map{{text("cid"), each.id.toULongLong()}, {text("coefficientList"), blocks(kind, "coefficient")}};
+        }
+        wall.upload(call(operation, QString(), elements, QVariant()));
+        return wall.journal().calls().last().result;
     }
 
     VirtualWall &wall;
@@ -119,6 +124,18 @@ public:
     Cabinet cabinet;
 
 private:
+    Adapter::Call call(const char *operation, const QString &target, const QVariant &requested, const QVariant &extra) const
+    {
+        Adapter::Call result;
+        result.deviceKey = device.key;
+        result.operation = text(operation);
+        result.target = target;
+        result.request = requested;
+        result.extra = extra;
+        ++sentRequests[result.operation];
+        return result;
+    }
+
     std::mt19937 m_random;
 };
 
@@ -131,14 +148,8 @@ const std::vector<Request> &requests()
         [](Work &w) { return w.upload("Correctionop::uploadCoefficient", Kind::Chroma); },
         [](Work &w) { return w.upload("Correctionop::uploadMultilayerCoefficient", Kind::Multilayer); },
         [](Work &w) { return w.upload("Correctionop::uploadLowgrayCoefficient", Kind::LowGray); },
-        [](Work &w) { // all cabinets at once, as when a snapshot is restored
-            bool good = true;
-            for (const Cabinet &each : qAsConst(w.cabinets)) {
-                w.cabinet = each;
-                good = w.upload("Correctionop::uploadCoefficient", Kind::Chroma) && good;
-            }
-            return good;
-        },
+        [](Work &w) { return w.uploadAll("Correctionop::uploadCoefficientAsync", Kind::Chroma); },
+        [](Work &w) { return w.uploadAll("Correctionop::uploadLowGrayCoefficientAsync", Kind::LowGray); },
         [](Work &w) {
             return w.askDevice("Correctionop::saveCabinetsCoeffcient", Map{{text("cids"), w.ids()}});
         },
@@ -287,7 +298,7 @@ WallDescription wallOfSize(int size)
         description.devices = {gridDevice(a, QPoint(), 3, 1, QSize(8, 8))};
         break;
     case 2: {
-        Device forgetful = gridDevice(text("b/\u00e9"), QPoint(0, 100), 2, 1, QSize(8, 4), 11);
+        Device forgetful = gridDevice(QStringLiteral("b/\u00e9"), QPoint(0, 100), 2, 1, QSize(8, 4), 11);
         forgetful.personality = text("forgets on restart");
         description.devices = {gridDevice(a, QPoint(), 2, 2, QSize(16, 8)), forgetful};
         description.defaultPixels[0] = QByteArray::fromHex("0180");
@@ -377,6 +388,49 @@ QString differences(const Kept &a, const Kept &b)
             result += it.key();
     }
     return a.size() == b.size() ? result.join(text(", ")) : text("other places");
+}
+
+bool ask(VirtualWall &wall)
+{
+    bool good = true;
+    const QList<Device> devices = wall.pluggedDevices();
+    for (const Device &device : devices) {
+        const QString &id = device.subScreens.first().cabinets.first().id;
+        const QString module = text("0");
+        State &state = wall.state();
+        good = state.setFlashCheckCode(device.key, id, module, state.flashCheckCode(device.key, id, module)) && good;
+    }
+    return good;
+}
+
+Files read(const QString &directory)
+{
+    Files files;
+    QDirIterator it(directory, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile file(it.next());
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("%s: %s", qPrintable(file.fileName()), qPrintable(file.errorString()));
+        files.insert(file.fileName().mid(directory.size()), file.readAll());
+    }
+    return files;
+}
+
+void write(const QString &directory, const Files &files)
+{
+    const Files present = read(directory);
+    for (auto it = present.cbegin(); it != present.cend(); ++it) {
+        if (!files.contains(it.key()) && !QFile::remove(directory + it.key()))
+            qFatal("%s cannot be removed", qPrintable(directory + it.key()));
+    }
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        if (present.contains(it.key()) && present.value(it.key()) == it.value())
+            continue;
+        QFile file(directory + it.key());
+        if (!QDir().mkpath(QFileInfo(file).path()) || !file.open(QIODevice::WriteOnly)
+            || file.write(it.value()) != it->size())
+            qFatal("%s: %s", qPrintable(file.fileName()), qPrintable(file.errorString()));
+    }
 }
 
 QString placeForFiles()

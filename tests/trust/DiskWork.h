@@ -14,7 +14,8 @@ namespace DiskWork {
 constexpr int wallSizes = 4;
 Simulator::WallDescription wallOfSize(int size);
 
-/// Sends request `number` of the sequence `seed`. Equal arguments and equal walls: the same request.
+/// Sends request `number` of the sequence `seed`. Equal arguments and equal walls: the same request. The wall's journal must
+/// hold a call.
 bool request(Simulator::VirtualWall &wall, quint32 seed, int number);
 /// Requests that were sent by this process, by operation.
 const QMap<QString, int> &sent();
@@ -27,6 +28,15 @@ using Kept = QMap<QString, QByteArray>;
 Kept kept(Simulator::VirtualWall &wall);
 /// The places in which two differ.
 QString differences(const Kept &a, const Kept &b);
+
+/// A request to each device that changes nothing. False when one is refused.
+bool ask(Simulator::VirtualWall &wall);
+
+/// Files below a directory, by path.
+using Files = QMap<QString, QByteArray>;
+Files read(const QString &directory);
+/// Makes a directory hold these files and no others. Not while a wall has it open.
+void write(const QString &directory, const Files &files);
 
 /// A new folder in memory, where that is possible.
 QString placeForFiles();
