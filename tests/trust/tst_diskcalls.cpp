@@ -170,7 +170,7 @@ void tst_DiskCalls::failCall(const Batch &batch, int requests, int step, const F
 
 void tst_DiskCalls::everyCallMayFail()
 {
-    const int batches = isLong() ? 24 : DiskWork::wallSizes;
+    const int batches = isLong() ? 12 : DiskWork::wallSizes;
     constexpr int requests = 6;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     int cases = 0;
@@ -206,7 +206,7 @@ void tst_DiskCalls::everyAllocationMayFail()
 #elif !defined(CORRECTION_BUNDLED_QTPROMISE)
     QSKIP("with QtPromise an upload that runs out of memory may wait forever");
 #else
-    const int requests = isLong() ? 60 : 6;
+    const int requests = isLong() ? 24 : 6;
     const int stride = isLong() ? 1 : 13;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     int thrown = 0;
@@ -288,7 +288,7 @@ void tst_DiskCalls::aSmallDiskMayBeFull()
     QFETCH(QByteArray, limits);
     constexpr int notHere = -1;
     constexpr int isWrong = -2;
-    const int rounds = isLong() ? 2000 : 40;
+    const int rounds = isLong() ? 500 : 40;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     const QString disk = folder.path();
     Process process([&](int output) {

@@ -190,7 +190,7 @@ void tst_KilledWriters::oneOfThreeMayWrite()
 {
     QFETCH(bool, isMade);
     constexpr int patience = 60000; // milliseconds, for a busy machine
-    const int rounds = isLong() ? 1000 : 6;
+    const int rounds = isLong() ? 500 : 6;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     const QString directory = folder.filePath(QStringLiteral("wall"));
     const WallDescription description = DiskWork::wallOfSize(1);
