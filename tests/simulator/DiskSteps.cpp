@@ -367,10 +367,11 @@ __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes
     const Fate fate = isWatched(file) ? nextStep() : Fate::Succeeds;
     const int error = errno;
     const ssize_t now = sizeNow(size, fate);
-    const size_t done = now >= 0 ? static_cast<size_t>(now) : size > 1 ? size / 2 : 0;
+    const bool isInterrupted = now < 0 && error == EINTR; // before it wrote anything
+    const size_t done = now >= 0 ? static_cast<size_t>(now) : size > 1 && !isInterrupted ? size / 2 : 0;
     if (isRecording)
         keep(Change::Write, file, ::lseek(file, 0, SEEK_CUR), std::string(static_cast<const char *>(bytes), done));
-    if ((fate == Fate::Dies || now < 0) && size > 1)
+    if ((fate == Fate::Dies || now < 0) && size > 1 && !isInterrupted)
         ::syscall(SYS_write, file, bytes, size / 2);
     if (fate == Fate::Dies)
         ::raise(SIGKILL);

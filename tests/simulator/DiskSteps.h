@@ -7,8 +7,8 @@
 
 /// Counts what this process does to the files below one folder, step by step, and makes steps fail or the process die. A
 /// step is to open for writing, write, cut, synchronise, rename, remove or make a folder; a write that goes wrong has
-/// written its first half. On demand reading steps count, too: to open for reading, to read, to list a folder (and to begin
-/// so), to look for a file, to lock, to close.
+/// written its first half, unless it was interrupted (EINTR). On demand reading steps count, too: to open for reading, to
+/// read, to list a folder (and to begin so), to look for a file, to lock, to close.
 ///
 /// Programs that are linked with DiskSteps.cpp have its functions before those of the C library. There synchronising is a
 /// step, but takes no time: only a power failure would show the difference.

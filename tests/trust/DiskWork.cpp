@@ -199,7 +199,7 @@ const std::vector<Request> &requests()
         [](Work &w) { return w.askFlash("CabinetInfoOperator::clearModuleCoefficient"); },
         [](Work &w) {
             const auto kind = Kind(w.below(kindCount));
-            const auto store = Store(w.below(storeCount));
+            const auto store = Store(1 + w.below(storeCount - 1)); // not Working: uploads write that
             return w.done("State::setPlane",
                           w.wall.state().setPlane(w.device.key, w.cabinet.id, kind, w.plane(kind, store), store));
         },

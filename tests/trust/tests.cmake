@@ -7,7 +7,7 @@ endforeach()
 # Wall directories. DiskSteps.cpp has its functions before those of the C library.
 add_library(trust_disk OBJECT trust/DiskWork.cpp simulator/DiskSteps.cpp)
 target_link_libraries(trust_disk PRIVATE correction_test_support)
-foreach(name IN ITEMS tst_killedwriters tst_diskcalls tst_powercuts)
+foreach(name IN ITEMS tst_killedwriters tst_diskcalls tst_diskdamage tst_powercuts)
   correction_test(trust/${name}.cpp)
   target_link_libraries(${name} PRIVATE trust_disk)
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)

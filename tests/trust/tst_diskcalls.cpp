@@ -170,7 +170,7 @@ void tst_DiskCalls::failCall(const Batch &batch, int requests, int step, const F
 
 void tst_DiskCalls::everyCallMayFail()
 {
-    const int batches = isLong() ? 12 : DiskWork::wallSizes;
+    const int batches = isLong() ? 8 : DiskWork::wallSizes;
     constexpr int requests = 6;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     int cases = 0;
@@ -178,7 +178,9 @@ void tst_DiskCalls::everyCallMayFail()
         const Batch batch(folder.path(), turn % DiskWork::wallSizes, static_cast<quint32>(turn), 20 + turn);
         for (int kind = 0; kind < int(std::size(failures)); ++kind) {
             bool isReached = true;
-            const int stride = isLong() ? 1 : 37;
+            const int stride = !isLong()                                               ? 41
+                               : turn % DiskWork::wallSizes == DiskWork::wallSizes - 1 ? 5
+                                                                                       : 1; // large planes
             for (int step = isLong() ? 1 : 1 + (7 * kind + turn) % stride; isReached; step += stride) {
                 failCall(batch, requests, step, failures[kind], isReached);
                 DiskSteps::watch(QByteArray());
@@ -207,7 +209,7 @@ void tst_DiskCalls::everyAllocationMayFail()
     QSKIP("with QtPromise an upload that runs out of memory may wait forever");
 #else
     const int requests = isLong() ? 24 : 6;
-    const int stride = isLong() ? 1 : 13;
+    const int stride = isLong() ? 1 : 19;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     int thrown = 0;
     int failed = 0;
@@ -288,7 +290,7 @@ void tst_DiskCalls::aSmallDiskMayBeFull()
     QFETCH(QByteArray, limits);
     constexpr int notHere = -1;
     constexpr int isWrong = -2;
-    const int rounds = isLong() ? 500 : 40;
+    const int rounds = isLong() ? 500 : 25;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     const QString disk = folder.path();
     Process process([&](int output) {

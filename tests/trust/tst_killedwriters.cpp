@@ -92,7 +92,7 @@ private Q_SLOTS:
 
 void tst_KilledWriters::everythingAnsweredIsThere()
 {
-    const int rounds = isLong() ? 10000 : 100;
+    const int rounds = isLong() ? 10000 : 80;
     const int roundsOfAWall = isLong() ? 50 : 13;
     int answers = 0;
     int unanswered = 0;
