@@ -154,6 +154,7 @@ private Q_SLOTS:
     void anyAllocationOfASaveMayFail();
     void anyAllocationOfMakingMayFail();
 
+    void anUploadEndsAnUncertainState();
     void everyFlippedBitIsNoticed();
     void textFilesKeepTheReason_data();
     void textFilesKeepTheReason();
@@ -478,6 +479,43 @@ void tst_DiskFailures::anyAllocationOfMakingMayFail()
     QSKIP("another allocator");
 }
 #endif
+
+void tst_DiskFailures::anUploadEndsAnUncertainState()
+{
+    const Folder folder;
+    const Files files = filesOfWall(folder.directory, 2);
+    const QVariantMap size{{QStringLiteral("width"), 8}, {QStringLiteral("height"), 8}};
+    const QVariantMap point{{QStringLiteral("x"), 0}, {QStringLiteral("y"), 0}};
+    const QVariantMap area{{QStringLiteral("size"), size}, {QStringLiteral("point"), point}};
+    const QString values = QString::fromLatin1(QByteArray(8 * 8 * 18, 'u').toBase64());
+    const QList<QVariant> blocks{QVariantMap{{QStringLiteral("area"), area}, {QStringLiteral("coefficients"), values}}};
+    const auto upload = [&] {
+        QMap<QString, QVariant> reply;
+        return Correctionop::getInstance()->uploadCoefficient(key(), one, blocks, reply);
+    };
+    int uncertain = 0;
+    bool isReached = true;
+    for (int step = 1; isReached; ++step) {
+        restore(folder.directory, files);
+        reopen(folder.directory);
+        DiskSteps::watch(folder.directory.toLocal8Bit());
+        DiskSteps::failAt(step, EIO, true);
+        const bool isSaved = saveNext(2);
+        isReached = DiskSteps::count() >= step;
+        const bool isUploaded = isSaved || upload();
+        DiskSteps::watch(QByteArray());
+        if (!isUploaded) {
+            ++uncertain;
+            const QString note = wall().journal().calls().last().note;
+            QVERIFY2(note.endsWith(qt_error_string(EIO)), qPrintable(note));
+        }
+        QVERIFY(upload());
+        wall().reset(); // as if the process was killed
+        reopen(folder.directory);
+        QCOMPARE(found(), isSaved ? 3 : 2);
+    }
+    QVERIFY(uncertain > 0);
+}
 
 void tst_DiskFailures::everyFlippedBitIsNoticed()
 {

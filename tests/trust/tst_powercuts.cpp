@@ -404,7 +404,7 @@ void tst_PowerCuts::everythingAnsweredSurvives_data()
 void tst_PowerCuts::everythingAnsweredSurvives()
 {
     QFETCH(QString, what);
-    const int rounds = isLong() ? 40 : 6;
+    const int rounds = isLong() ? 30 : 6;
     const int stride = isLong() ? 1 : 25;
     for (int round = 0; round < rounds; ++round) {
         const bool isMade = what != QLatin1String("made");
