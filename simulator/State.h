@@ -18,7 +18,7 @@ struct Wall;
 /// What the devices of a wall hold. See VirtualWall::state().
 ///
 /// Every function returns an empty value, 0 or false for an unknown device or cabinet. A setter also returns false when an
-/// open directory could not save the value.
+/// open directory could not save the value; a warning line has the reason.
 class SIMULATOR_API State
 {
 public:

@@ -107,7 +107,7 @@ public:
     /// key. Its pending uploads stay pending; those that only wait for their time settle with false.
     bool removeDevice(const QString &deviceKey);
     /// Changes the screen name of a device; emits ScreenInfo::signal_screenNameChanged. False, and nothing emitted, for
-    /// an unknown key, or when it could not be saved.
+    /// an unknown key, or when it could not be saved, with a warning line.
     bool renameScreen(const QString &deviceKey, const QString &name);
     /// Takes a device off the wall, which keeps it for plug(): what it had saved survives, what was only uploaded does
     /// not. Emits HttpProxy::deviceChanged. Its pending uploads are rejected, but for those that a script holds; calls
@@ -119,7 +119,7 @@ public:
     /// As unplug() and plug(), but without signals. Every cabinet then shows its User store; what was only uploaded, the
     /// lock, the test image and the image mode are lost. A device with the personality "forgets on restart" is as
     /// delivered but for Factory, Module, Flash and the flash check codes. False, and nothing changed, for an unknown or
-    /// unplugged one, or when that could not be saved.
+    /// unplugged one, or when that could not be saved, with a warning line.
     bool restartDevice(const QString &deviceKey);
     /// The devices in the order in which discovery lists them, with the flags and screen names that were set since.
     QList<Device> pluggedDevices() const;

@@ -18,12 +18,13 @@ struct Refusal {
     QMap<QString, QString> headers;
 };
 
-/// The result of `read`. Where a plane cannot be read from its file: a default value, and a warning line.
-template <typename Read>
-auto readOrWarn(Read read) -> decltype(read())
+/// The result of `work`. Where that is refused, because a plane cannot be read from its file or a change cannot be saved: a
+/// default value, and a warning line. For callers that hold no lock: the host's message handler runs.
+template <typename Work>
+auto resultOrWarn(Work work) -> decltype(work())
 {
     try {
-        return read();
+        return work();
     } catch (const Refusal &refusal) {
         qWarning("%s", qPrintable(refusal.reason));
         return {};

@@ -33,6 +33,8 @@ public:
     /// Saves the persistent state of `after` that differs from `before`, the state saved last: whole or not at all. True: it
     /// is on disk, and survives a power failure.
     bool save(const DeviceState &before, const DeviceState &after, QString *error);
+    /// False after a save that may be on disk although it failed. The next save() ends that, also one without changes.
+    bool isCertain() const { return m_isCertain; }
     /// Removes the leftovers of a killed process: own files that read() found and `state.json` did not refer to.
     void tidy() noexcept;
 

@@ -288,6 +288,12 @@ bool WallDirectory::save(const DeviceState &before, const DeviceState &after, QS
     return true;
 }
 
+bool WallDirectory::isCertain(const QString &deviceKey) const
+{
+    const auto folder = m_folders.find(deviceKey);
+    return folder == m_folders.end() || folder->second.isCertain();
+}
+
 void WallDirectory::release(const QString &deviceKey)
 {
     m_folders.erase(deviceKey);

@@ -35,6 +35,8 @@ public:
     std::shared_ptr<Disk::Scratch> scratch() const { return m_scratch; }
     /// See DeviceFolder::save(). A device that the directory does not hold is not saved, which is no failure.
     bool save(const DeviceState &before, const DeviceState &after, QString *error);
+    /// See DeviceFolder::isCertain().
+    bool isCertain(const QString &deviceKey) const;
     /// From now on the device is not saved; its files stay.
     void release(const QString &deviceKey);
 

@@ -44,7 +44,7 @@ Photo taken(const WallState &screen, const Camera &camera)
 
 Photo Pictures::photograph(const QString &screenId, const Camera &camera) const
 {
-    return readOrWarn([&] { return taken(screenState(m_mutex, m_state, screenId), camera); });
+    return resultOrWarn([&] { return taken(screenState(m_mutex, m_state, screenId), camera); });
 }
 
 } // namespace Simulator

@@ -13,13 +13,13 @@ QImage Pictures::layout(const QString &screenId, int maxWidth) const
 
 QImage Pictures::coefficients(const QString &screenId, int channel, Kind kind, const ValueRange &range, int maxWidth) const
 {
-    return readOrWarn(
+    return resultOrWarn(
         [&] { return drawCoefficients(screenState(m_mutex, m_state, screenId), kind, channel, range, maxWidth); });
 }
 
 ValueRange Pictures::coefficientRange(const QString &screenId, int channel, Kind kind) const
 {
-    return readOrWarn([&] { return rangeOfCoefficients(screenState(m_mutex, m_state, screenId), kind, channel); });
+    return resultOrWarn([&] { return rangeOfCoefficients(screenState(m_mutex, m_state, screenId), kind, channel); });
 }
 
 QImage Pictures::pattern(const QString &screenId, Light light) const

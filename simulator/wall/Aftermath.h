@@ -2,6 +2,7 @@
 
 #include <QtCore/QPair>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVector>
 
 #include <functional>
@@ -14,6 +15,7 @@ struct Aftermath {
     std::vector<std::function<void()>> settle; ///< Each settles one promise.
     bool devicesChanged = false;
     QVector<QPair<QString, QString>> renamed; ///< Device key and name.
+    QStringList warnings;                     ///< Lines for the log.
     QVector<qint64> events;                   ///< The moments of events that were added.
 };
 

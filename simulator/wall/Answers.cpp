@@ -89,7 +89,8 @@ Answer Answers::perform(quint64 serial, const Call &call, const Act &act)
             throw Refusal{QStringLiteral("unknown device"), {}};
         if (device && !device->plugged)
             throw Refusal{QStringLiteral("the device is unplugged"), {}};
-        if (isUpload(call)) // changes no persistent state, and is too frequent to be compared
+        // An upload changes no persistent state, and is too frequent to be compared.
+        if (isUpload(call) && (!m_state.directory || m_state.directory->isCertain(call.deviceKey)))
             return act(m_state, device, call);
         return m_state.saved(device, [&] { return act(m_state, device, call); });
     } catch (const Refusal &refusal) {

@@ -35,14 +35,8 @@ bool DeviceEvents::happen(const Event &event, Aftermath &after)
 
 bool DeviceEvents::happenTo(DeviceState &device, const Event &event, Aftermath &after)
 {
-    const auto powerUp = [&device] {
-        device.powerUp();
-        return true;
-    };
-    const auto rename = [&device, &event] {
-        device.description.screenName = event.name;
-        return true;
-    };
+    const auto powerUp = [&device] { device.powerUp(); };
+    const auto rename = [&device, &event] { device.description.screenName = event.name; };
     switch (event.type) {
     case Event::Unplug:
         if (!device.plugged)
@@ -54,20 +48,20 @@ bool DeviceEvents::happenTo(DeviceState &device, const Event &event, Aftermath &
     case Event::Plug:
         if (device.plugged)
             return false;
-        if (!m_state.change(device, powerUp))
+        if (!m_state.change(device, powerUp, after.warnings))
             return false;
         device.plugged = true;
         after.devicesChanged = true;
         return true;
     case Event::Rename:
-        if (!m_state.change(device, rename))
+        if (!m_state.change(device, rename, after.warnings))
             return false;
         after.renamed += qMakePair(event.deviceKey, event.name);
         return true;
     case Event::Restart:
         if (!device.plugged)
             return false;
-        if (!m_state.change(device, powerUp))
+        if (!m_state.change(device, powerUp, after.warnings))
             return false;
         losePower(device, QStringLiteral("the device restarted"), after);
         return true;

@@ -32,13 +32,18 @@ struct SavedState : WallState {
         *device = std::move(before);
         throw Refusal{QStringLiteral("not saved: ") + error, {}};
     }
-    /// The same for a change that returns whether it was made; false also when it could not be saved.
+    /// Whether that succeeds. Else `warnings` gets the reason.
     template <typename Change>
-    bool change(DeviceState &device, Change change)
+    bool change(DeviceState &device, Change change, QStringList &warnings)
     {
+        const auto noResult = [&] {
+            change();
+            return true;
+        };
         try {
-            return saved(&device, change);
-        } catch (const Refusal &) {
+            return saved(&device, noResult);
+        } catch (const Refusal &refusal) {
+            warnings += refusal.reason;
             return false;
         }
     }

@@ -27,13 +27,15 @@ auto ofCabinet(Wall &wall, const QString &deviceKey, const QString &cabinetId, A
 }
 
 /// Calls `change` for a device and saves its persistent state. False, and nothing changed, for an unknown device, when
-/// `change` returns false, and when the device could not be saved.
+/// `change` returns false, and, with a warning line, when the device could not be saved.
 template <typename Change>
 bool changeDevice(Wall &wall, const QString &deviceKey, Change change)
 {
-    const std::lock_guard<std::mutex> lock(wall.mutex);
-    DeviceState *const device = wall.memory.device(deviceKey);
-    return device && wall.memory.change(*device, [&] { return change(*device); });
+    return resultOrWarn([&] {
+        const std::lock_guard<std::mutex> lock(wall.mutex);
+        DeviceState *const device = wall.memory.device(deviceKey);
+        return device && wall.memory.saved(device, [&] { return change(*device); });
+    });
 }
 
 /// The same for a cabinet.
@@ -87,7 +89,7 @@ void State::setDefaultPixel(Kind kind, const QByteArray &pixel)
 
 QByteArray State::plane(const QString &deviceKey, const QString &cabinetId, Kind kind, Store store) const
 {
-    return readOrWarn([&] {
+    return resultOrWarn([&] {
         return ofCabinet(m_wall, deviceKey, cabinetId, [&](const CabinetState &cabinet) {
             const WallState &wall = m_wall.memory;
             return cabinet.planes(kind).bytes(store, wall.defaultPixel(kind, wall.device(deviceKey)->description));

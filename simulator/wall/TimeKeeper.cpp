@@ -195,6 +195,8 @@ void TimeKeeper::arm(qint64 time, bool inThread, bool isUpload)
 
 void TimeKeeper::tell(const Aftermath &after)
 {
+    for (const QString &warning : after.warnings)
+        qWarning("%s", qPrintable(warning));
     for (const std::function<void()> &settle : after.settle)
         settle();
     for (const qint64 time : after.events)

@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <map>
 #include <mutex>
 #include <set>
 #include <string>
@@ -38,6 +39,11 @@ std::set<std::string> unsyncedBytes;
 std::set<std::string> unsyncedNames;
 std::set<std::string> earlyNames;
 std::set<std::string> syncedPaths;
+
+bool isRecording = false;
+std::vector<DiskSteps::Change> recordedChanges;
+std::map<ino_t, int> fileNumbers;
+int lastFile = 0;
 
 bool isWatched(const char *path)
 {
@@ -159,6 +165,49 @@ Function *next(const char *name)
     return reinterpret_cast<Function *>(::dlsym(RTLD_NEXT, name));
 }
 
+using DiskSteps::Change;
+
+ino_t inodeOf(int file)
+{
+    static auto *const real = next<int(int, struct stat *)>("fstat");
+    struct stat found = {};
+    return real(file, &found) == 0 ? found.st_ino : 0;
+}
+
+void keep(Change change)
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    if (isRecording)
+        recordedChanges.push_back(std::move(change));
+}
+
+/// A change of the bytes of a file that was made since record().
+void keep(Change::Kind kind, int file, off_t offset, std::string bytes)
+{
+    if (!isRecording || !isWatched(file))
+        return;
+    const auto number = fileNumbers.find(inodeOf(file));
+    if (number != fileNumbers.end())
+        keep({kind, {}, {}, number->second, offset, std::move(bytes)});
+}
+
+/// A name.
+void keep(Change::Kind kind, const char *path, const char *to = "")
+{
+    if (isRecording && isWatched(path))
+        keep({kind, path, to, 0, 0, {}});
+}
+
+void keepSync(int file, const std::string &path, bool succeeds)
+{
+    struct stat found = {};
+    static auto *const real = next<int(int, struct stat *)>("fstat");
+    if (real(file, &found) != 0 || !S_ISDIR(found.st_mode))
+        keep(succeeds ? Change::Sync : Change::FailedSync, file, 0, {});
+    else if (succeeds)
+        keep(Change::SyncFolder, path.c_str());
+}
+
 /// How much of a read or a write is done; negative when it fails.
 ssize_t sizeNow(size_t size, Fate fate)
 {
@@ -175,8 +224,10 @@ int synchronise(int file)
         return 0;
     if (stepFails() && failure != 0) {
         failedToSync = true;
+        keepSync(file, path, false);
         return -1;
     }
+    keepSync(file, path, true);
     synced(path);
     return 0;
 }
@@ -186,7 +237,14 @@ int openFile(const char *path, int flags, mode_t mode)
     const bool isWriting = (flags & O_ACCMODE) != O_RDONLY;
     if ((isWriting || countsReading) && isWatched(path) && stepFails() && failure != 0)
         return -1;
+    const bool isThere = isRecording && ::syscall(SYS_faccessat, AT_FDCWD, path, F_OK) == 0;
     const auto file = static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+    if (isRecording && file >= 0 && (flags & O_CREAT) != 0 && isWatched(path) && !isThere) {
+        fileNumbers[inodeOf(file)] = ++lastFile;
+        keep({Change::Make, path, {}, lastFile, 0, {}});
+    } else if (file >= 0 && (flags & O_TRUNC) != 0) {
+        keep(Change::Cut, file, 0, {});
+    }
     if (file >= 0 && (flags & O_CREAT) != 0 && isWatched(path))
         addName(path);
     return file;
@@ -262,6 +320,20 @@ QByteArrayList unsyncedAtRenaming()
     return listed(earlyNames);
 }
 
+void record()
+{
+    const std::lock_guard<std::mutex> lock(unsyncedMutex);
+    recordedChanges.clear();
+    fileNumbers.clear();
+    lastFile = 0;
+    isRecording = true;
+}
+
+const std::vector<Change> &changes()
+{
+    return recordedChanges;
+}
+
 void killAt(int step)
 {
     killing = step;
@@ -295,7 +367,11 @@ __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes
     const Fate fate = isWatched(file) ? nextStep() : Fate::Succeeds;
     const int error = errno;
     const ssize_t now = sizeNow(size, fate);
-    if ((fate == Fate::Dies || now < 0) && size > 1)
+    const bool isInterrupted = now < 0 && error == EINTR; // before it wrote anything
+    const size_t done = now >= 0 ? static_cast<size_t>(now) : size > 1 && !isInterrupted ? size / 2 : 0;
+    if (isRecording)
+        keep(Change::Write, file, ::lseek(file, 0, SEEK_CUR), std::string(static_cast<const char *>(bytes), done));
+    if ((fate == Fate::Dies || now < 0) && size > 1 && !isInterrupted)
         ::syscall(SYS_write, file, bytes, size / 2);
     if (fate == Fate::Dies)
         ::raise(SIGKILL);
@@ -304,6 +380,27 @@ __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes
         return -1;
     }
     return ::syscall(SYS_write, file, bytes, now);
+}
+
+__attribute__((visibility("default"))) ssize_t pwrite(int file, const void *bytes, size_t size, off_t offset)
+{
+    const Fate fate = isWatched(file) ? nextStep() : Fate::Succeeds;
+    if (fate == Fate::Dies)
+        ::raise(SIGKILL);
+    const ssize_t now = sizeNow(size, fate);
+    return now < 0 ? -1 : ::syscall(SYS_pwrite64, file, bytes, now, offset);
+}
+
+__attribute__((visibility("default"))) int close(int file)
+{
+    // Also a failing one closes the file.
+    const bool fails = countsReading && isWatched(file) && stepFails() && failure != 0;
+    const int error = errno;
+    const auto result = static_cast<int>(::syscall(SYS_close, file));
+    if (!fails)
+        return result;
+    errno = error;
+    return -1;
 }
 
 __attribute__((visibility("default"))) ssize_t read(int file, void *bytes, size_t size)
@@ -322,7 +419,10 @@ __attribute__((visibility("default"))) ssize_t pread(int file, void *bytes, size
 
 __attribute__((visibility("default"))) int ftruncate(int file, off_t size) noexcept
 {
-    return isWatched(file) && stepFails() && failure != 0 ? -1 : static_cast<int>(::syscall(SYS_ftruncate, file, size));
+    if (isWatched(file) && stepFails() && failure != 0)
+        return -1;
+    keep(Change::Cut, file, size, {});
+    return static_cast<int>(::syscall(SYS_ftruncate, file, size));
 }
 
 __attribute__((visibility("default"))) int fchmod(int file, mode_t mode) noexcept
@@ -345,6 +445,8 @@ __attribute__((visibility("default"))) int rename(const char *from, const char *
     if (isWatched(to) && stepFails() && failure != 0)
         return -1;
     const auto result = static_cast<int>(::syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+    if (result == 0)
+        keep(Change::Rename, from, to);
     if (result == 0 && isWatched(to))
         renamed(from, to);
     return result;
@@ -356,7 +458,10 @@ __attribute__((visibility("default"))) int unlink(const char *path) noexcept
         return -1;
     if (isWatched(path))
         removeName(path);
-    return static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+    const auto result = static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+    if (result == 0)
+        keep(Change::Remove, path);
+    return result;
 }
 
 __attribute__((visibility("default"))) int rmdir(const char *path) noexcept
@@ -365,7 +470,10 @@ __attribute__((visibility("default"))) int rmdir(const char *path) noexcept
         return -1;
     if (isWatched(path))
         removeName(path);
-    return static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, AT_REMOVEDIR));
+    const auto result = static_cast<int>(::syscall(SYS_unlinkat, AT_FDCWD, path, AT_REMOVEDIR));
+    if (result == 0)
+        keep(Change::RemoveFolder, path);
+    return result;
 }
 
 __attribute__((visibility("default"))) int mkdir(const char *path, mode_t mode) noexcept
@@ -374,7 +482,10 @@ __attribute__((visibility("default"))) int mkdir(const char *path, mode_t mode) 
         return -1;
     if (isWatched(path))
         addName(path);
-    return static_cast<int>(::syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+    const auto result = static_cast<int>(::syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+    if (result == 0)
+        keep(Change::MakeFolder, path);
+    return result;
 }
 
 __attribute__((visibility("default"))) int flock(int file, int operation) noexcept

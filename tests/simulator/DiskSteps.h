@@ -2,10 +2,13 @@
 
 #include <QtCore/QByteArrayList>
 
+#include <string>
+#include <vector>
+
 /// Counts what this process does to the files below one folder, step by step, and makes steps fail or the process die. A
 /// step is to open for writing, write, cut, synchronise, rename, remove or make a folder; a write that goes wrong has
-/// written its first half. On demand reading steps count, too: to open for reading, to read, to list a folder (and to begin
-/// so), to look for a file, to lock.
+/// written its first half, unless it was interrupted (EINTR). On demand reading steps count, too: to open for reading, to
+/// read, to list a folder (and to begin so), to look for a file, to lock, to close.
 ///
 /// Programs that are linked with DiskSteps.cpp have its functions before those of the C library. There synchronising is a
 /// step, but takes no time: only a power failure would show the difference.
@@ -33,6 +36,22 @@ QByteArrayList synced();
 QByteArrayList unsynced();
 /// The same at the moment when a file was renamed, without that file's own name, for all renamings.
 QByteArrayList unsyncedAtRenaming();
+
+/// A change to the files below the folder, as the system was asked for it.
+struct Change {
+    enum Kind { Make, MakeFolder, Write, Cut, Sync, FailedSync, SyncFolder, Rename, Remove, RemoveFolder };
+    Kind kind;
+    std::string path;  ///< The name that is made, removed or given away; the folder of SyncFolder; else empty.
+    std::string to;    ///< Of Rename: the new name.
+    int file = 0;      ///< Of Make, Write, Cut and Sync: a number that every file has for itself, from 1.
+    qint64 offset = 0; ///< Of Write; of Cut: the new size.
+    std::string bytes; ///< Of Write.
+};
+/// Keeps the changes that are made from now on, also behind further calls of watch(). Of files that were there before, only
+/// names are noticed.
+void record();
+const std::vector<Change> &changes();
+
 /// The process is killed with SIGKILL when it comes to this step.
 void killAt(int step);
 
