@@ -1,5 +1,7 @@
 #include "Answers.h"
 
+#include <adapter/Operations.h>
+
 #include <utility>
 
 namespace Simulator {
@@ -85,7 +87,9 @@ Answer Answers::perform(quint64 serial, const Call &call, const Act &act)
 {
     DeviceState *const device = m_state.device(call.deviceKey);
     try {
-        if (!device && !call.deviceKey.isNull())
+        const bool isOfDevice =
+            !call.deviceKey.isNull() || Adapter::findOperation(call.operation)->address != Adapter::Address::Wall;
+        if (!device && isOfDevice)
             throw Refusal{QStringLiteral("unknown device"), {}};
         if (device && !device->plugged)
             throw Refusal{QStringLiteral("the device is unplugged"), {}};
