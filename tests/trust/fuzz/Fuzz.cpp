@@ -123,7 +123,7 @@ QVariant anyValue(Bytes &input, const QStringList &keys, int depth)
         return list;
     }
     case 11:
-        return QRect(input.number(), input.number(), 3, 3);
+        return QRect(QPoint(input.number(), input.number()), QPoint(3, 3));
     case 12:
         return QChar(ushort(input.byte()));
     case 13:
