@@ -92,7 +92,7 @@ Answer Answers::perform(quint64 serial, const Call &call, const Act &act)
         if (!device && isOfDevice)
             throw Refusal{QStringLiteral("unknown device"), {}};
         if (device && !device->plugged)
-            throw Refusal{QStringLiteral("the device is unplugged"), {}};
+            throw Refusal{unplugged, {}};
         if (isUpload(call)) // changes no persistent state, and is too frequent to be compared
             return act(m_state, device, call);
         return m_state.saved(device, [&] { return act(m_state, device, call); });
