@@ -53,7 +53,7 @@ inline QStringList linesOf(const Simulator::VirtualWall &wall)
                 const QString place = key + QLatin1Char('/') + id;
                 for (const Kind kind : {Kind::Chroma, Kind::Multilayer, Kind::LowGray}) {
                     for (const Store store : {Store::Working, Store::User, Store::Factory, Store::Module, Store::Flash})
-                        add(place, "plane", QString::fromLatin1(state.plane(key, id, kind, store).toHex()));
+                        lines.append(place + QString::fromLatin1(state.plane(key, id, kind, store)));
                     add(place, "shown", int(state.shown(key, id, kind)));
                 }
                 for (const Channel channel : {Channel::Red, Channel::Green, Channel::Blue})

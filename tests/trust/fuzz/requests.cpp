@@ -104,7 +104,8 @@ QVariantMap mapOf(const Adapter::Fields &fields, Fuzz::Bytes &input)
     return map;
 }
 
-void request(VirtualWall &wall, Fuzz::Bytes &input)
+/// `lines`: what can be read of the wall, before and after the request.
+void request(VirtualWall &wall, Fuzz::Bytes &input, QStringList &lines)
 {
     const Operation &operation = Adapter::operations()[input.below(Operation::Count)];
     Adapter::Call call;
@@ -132,15 +133,16 @@ void request(VirtualWall &wall, Fuzz::Bytes &input)
     else if (operation.extra == Adapter::Extra::Enable || operation.extra == Adapter::Extra::Refresh)
         call.extra = input.flag();
 
-    const QStringList before = Fuzz::linesOf(wall);
     bool isTaken = false;
     if (operation.reply == Adapter::Form::Promise) {
         wall.upload(call).then([&isTaken](bool value) { isTaken = value; }, [] {}).wait();
     } else {
         isTaken = wall.answer(call).result;
     }
+    const QStringList after = Fuzz::linesOf(wall);
     if (!isTaken)
-        Fuzz::sameLines(Fuzz::linesOf(wall), before, "a wall that refused a request");
+        Fuzz::sameLines(after, lines, "a wall that refused a request");
+    lines = after;
 }
 
 } // namespace
@@ -159,12 +161,15 @@ void Fuzz::run(Bytes &input)
     wall.timeline().setClock(ClockMode::Skipping);
     if (!wall.create(path, savingWall(), &error))
         fail(error);
-    for (int left = 40; left > 0 && !input.isAtEnd(); --left) {
+    QStringList lines = linesOf(wall);
+    for (int left = 20; left > 0 && !input.isAtEnd(); --left) {
         const int choice = input.byte();
         const QString key = text(choice % 2 == 0 ? "A" : "B");
         if (choice < 232) {
-            request(wall, input);
-        } else if (choice < 238) {
+            request(wall, input, lines);
+            continue;
+        }
+        if (choice < 238) {
             wall.unplug(key);
         } else if (choice < 244) {
             wall.plug(key);
@@ -177,6 +182,7 @@ void Fuzz::run(Bytes &input)
             if (!wall.open(path, &error))
                 fail(QStringLiteral("what was saved cannot be opened: ") + error);
         }
+        lines = linesOf(wall);
     }
     const QStringList expected = linesAfterRestart(wall);
     wall.close();
