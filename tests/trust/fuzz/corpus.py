@@ -61,14 +61,17 @@ def first_inputs(target):
         lines = journal.splitlines(keepends=True)
         for i, line in enumerate(lines[1:]):
             inputs[f"line-{i + 1}"] = lines[0] + line
-        values = [{"$type": name, "text": text} for name, text in (("uint", "3"), ("double", "0.5"), ("QString", "x"))]
-        inputs["types"] = lines[0] + (
-            json.dumps({"number": 1, "operation": "HWInfo::lock", "device": "A", "request": {"a": values}, "result": True})
-            + "\n").encode()
+        values = [{"$type": name, "value": 200 if name == "uchar" else 60000} for name in ("uint", "ushort", "uchar")]
+        values += [{"$type": name, "value": "60000"} for name in ("qlonglong", "qulonglong")]
+        values += [{"$type": "QStringList", "value": ["x"]}, {"$type": "double", "value": "nan"}]
+        for value in values:
+            inputs[f"type-{value['$type'].lower()}"] = lines[0] + (
+                json.dumps({"number": 1, "operation": "HWInfo::lock", "device": "A", "request": {"a": [value]}, "result": True})
+                + "\n").encode()
     elif target == "snapshots":
         for path in sorted(SAMPLES.glob("*.snapshot")):
             inputs[path.stem] = b"\0" + path.read_bytes()
-            inputs[path.stem + "-mended"] = b"\1" + path.read_bytes()
+            inputs[path.stem + "-mended"] = b"\1" + re.sub(rb'"y":0', b'"y":7', path.read_bytes())
     elif target == "npy":
         for i, array in enumerate(arrays()):
             inputs[f"array-{i}"] = b"\0" + array

@@ -8,6 +8,9 @@
 #include <files/Npy.h>
 #include <files/Npz.h>
 
+#include <QtCore/QRegularExpression>
+
+#include <algorithm>
 #include <cstring>
 
 using namespace Ctl;
@@ -29,6 +32,42 @@ void compare(const Grid &got, const Grid &expected)
     Fuzz::require(got.values == expected.values, "the values of what was written differ");
 }
 
+/// The values of an array, read byte by byte, where the header is as NumPy writes it; else those of `grid`.
+QVector<quint64> valuesOf(const QByteArray &file, const Grid &grid)
+{
+    static const QRegularExpression form(
+        QStringLiteral("^\\{'descr': '([<>|])([ui])([1248])', 'fortran_order': (True|False), "
+                       "'shape': \\(([0-9]{1,4}), ([0-9]{1,4}), ([0-9]{1,4})\\)"));
+    const int start = file[6] == 1 ? 10 : 12;
+    const auto match = form.match(QString::fromLatin1(file.mid(start)));
+    if (!match.hasMatch()) {
+        QVector<quint64> values;
+        for (const quint16 value : grid.values)
+            values.append(value);
+        return values;
+    }
+    int length = 0;
+    for (int i = start - 1; i >= 8; --i)
+        length = length * 256 + uchar(file[i]);
+    const int size = match.captured(3).toInt();
+    const int rows = match.captured(5).toInt();
+    const int columns = match.captured(6).toInt();
+    const int depth = match.captured(7).toInt();
+    QVector<quint64> values;
+    for (int i = 0; i < rows * columns * depth; ++i) {
+        const int row = i / depth / columns;
+        const int column = i / depth % columns;
+        const int place = match.captured(4) == QLatin1String("True") ? row + rows * (column + columns * (i % depth)) : i;
+        quint64 value = 0;
+        for (int byte = 0; byte < size; ++byte) {
+            const int at = match.captured(1) == QLatin1String(">") ? size - 1 - byte : byte;
+            value |= quint64(uchar(file[start + length + place * size + at])) << (8 * byte);
+        }
+        values.append(value);
+    }
+    return values;
+}
+
 void npy(const QByteArray &file)
 {
     Grid grid;
@@ -46,6 +85,9 @@ void npy(const QByteArray &file)
     if (!isGood)
         return;
     checkShape(grid);
+    const QVector<quint64> values = valuesOf(file, grid);
+    Fuzz::require(std::equal(values.cbegin(), values.cend(), grid.values.cbegin(), grid.values.cend()),
+                  "values that are not those of the file");
     Grid again;
     Fuzz::require(parseNpy(npyHeader(grid.size, grid.length, grid.bytes) + toBytes(grid), again, reason),
                   "what was written cannot be read");
