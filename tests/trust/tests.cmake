@@ -46,9 +46,17 @@ target_link_libraries(fuzz_programs PRIVATE trust_operations)
 target_link_libraries(fuzz_journals PRIVATE correction_json)
 target_compile_definitions(fuzz_folders PRIVATE
   TOOL_SAMPLES="${PROJECT_SOURCE_DIR}/tests/tools/samples" WALL_VERSION_1="${PROJECT_SOURCE_DIR}/tests/simulator/wall-version-1")
-foreach(name IN ITEMS fuzz_npy fuzz_snapshots)
-  if(TARGET ${name})
-    target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
-    target_link_libraries(${name} PRIVATE correctionctl_verbs correction_checksum)
-  endif()
-endforeach()
+if(TARGET fuzz_npy)
+  # Of the program's sources only those that read and write files: the verbs take long to compile.
+  set(sources files/Csv.cpp files/Files.cpp files/Grid.cpp files/Npy.cpp files/Npz.cpp files/SnapshotFile.cpp
+    session/VirtualService.cpp terminal/ExitCodes.cpp terminal/Interrupt.cpp terminal/Output.cpp terminal/Texts.cpp)
+  list(TRANSFORM sources PREPEND "${PROJECT_SOURCE_DIR}/tools/correctionctl/")
+  add_library(trust_files OBJECT trust/fuzz/NoVerbs.cpp ${sources})
+  target_include_directories(trust_files PUBLIC "${PROJECT_SOURCE_DIR}/tools/correctionctl")
+  target_include_directories(trust_files SYSTEM PRIVATE "${LIBZIP_INCLUDE_DIR}")
+  target_link_libraries(trust_files
+    PUBLIC correction_checksum correction_json "${LIBZIP_LIBRARY}" PRIVATE correction_test_support)
+  foreach(name IN ITEMS npy snapshots)
+    target_link_libraries(fuzz_${name} PRIVATE trust_files)
+  endforeach()
+endif()
