@@ -16,6 +16,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+/// Of sanitizers, which end the process without a signal; null without one.
+extern "C" void
+__sanitizer_set_death_callback(void (*callback)()) // NOLINT(bugprone-reserved-identifier): the runtime's name
+    __attribute__((weak));
 extern "C" int LLVMFuzzerInitialize(int *, char ***);
 extern "C" int LLVMFuzzerTestOneInput(const uchar *data, std::size_t size);
 
@@ -24,7 +28,7 @@ namespace {
 QByteArray current;
 QByteArray findingPath;
 
-void keepInput(int signal)
+void keepInput()
 {
     const int file = ::open(findingPath.constData(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
     if (file >= 0 && ::write(file, current.constData(), std::size_t(current.size())) == current.size()) {
@@ -32,6 +36,11 @@ void keepInput(int signal)
         if (::write(2, text, sizeof text - 1) < 0)
             ::_exit(1);
     }
+}
+
+void endBySignal(int signal)
+{
+    keepInput();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
 }
@@ -93,7 +102,9 @@ int main(int argc, char **argv)
     const QDir folder(QString::fromLocal8Bit(argv[1]));
     findingPath = QFileInfo(QString::fromLocal8Bit(argv[0])).fileName().toLocal8Bit() + ".finding";
     for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL})
-        std::signal(signal, keepInput);
+        std::signal(signal, endBySignal);
+    if (__sanitizer_set_death_callback)
+        __sanitizer_set_death_callback(keepInput);
     LLVMFuzzerInitialize(&argc, &argv);
     QVector<QByteArray> corpus;
     for (const QFileInfo &file : folder.entryInfoList(QDir::Files, QDir::Name)) {
