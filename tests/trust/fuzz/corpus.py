@@ -2,8 +2,8 @@
 """Makes the first inputs of the fuzz targets from the files of this repository: corpus.py [FOUND]
 
 The inputs are in tests/trust/corpus/TARGET/. FOUND: a folder that scripts/trust has left (build/trust/fuzzing); of the inputs
-that libFuzzer kept there, those of at most a few hundred bytes are added, as many as each target may have. Findings are
-never removed: files whose name begins with "finding".
+that libFuzzer kept there for the targets that decode programs, some of at most a few hundred bytes are added. Findings are never
+removed: files whose name begins with "finding".
 """
 
 import io
@@ -18,8 +18,9 @@ import zipfile
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 CORPUS = ROOT / "tests/trust/corpus"
 SAMPLES = ROOT / "tests/tools/samples"
+PROGRAMS = ("replies", "grids", "patterns", "requests", "programs")
 LONGEST = 8192
-ADDED_BYTES = 9000
+ADDED_BYTES = 6000
 ADDED_LENGTH = 400
 
 
@@ -103,7 +104,7 @@ def first_inputs(target):
             inputs[f"coefficients-{form}"] = bytes([3, form]) + (text or b"AAECAwQF+/8=")
         inputs["line-breaks"] = b"\0\0" + b"AAEC\r\nAwQF\n+/8=\n"
     # Those that are decoded into programs begin with any bytes.
-    if target in ("replies", "grids", "patterns", "requests", "programs", "base64"):
+    if target in PROGRAMS + ("base64",):
         generator = random.Random(target)
         for i, length in enumerate((1, 16, 64, 128, 200)):
             inputs[f"any-{i}"] = bytes(generator.randrange(256) for _ in range(length))
@@ -120,7 +121,7 @@ def main():
         for name, content in first_inputs(target).items():
             if len(content) <= LONGEST:
                 (folder / name).write_bytes(content)
-        if len(sys.argv) < 2:
+        if len(sys.argv) < 2 or target not in PROGRAMS:
             continue
         found = sorted(pathlib.Path(sys.argv[1], target).glob("*"), key=lambda path: path.name)
         random.Random(1).shuffle(found)
