@@ -2,9 +2,9 @@
 
 #include "Describe.h"
 
+#include <QtCore/QHash>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
-#include <QtCore/QSet>
 #include <QtCore/QVariant>
 #include <QtCore/QVector>
 
@@ -34,6 +34,52 @@ QString lineAndColumn(const QByteArray &json, int offset)
 QString byteText(int offset)
 {
     return QStringLiteral("byte %1").arg(offset);
+}
+
+constexpr int deepest = 1024; ///< Levels that QJsonDocument accepts.
+
+/// memchr() skips long strings, such as base64, quickly.
+const char *find(char c, const char *from, const char *to)
+{
+    return static_cast<const char *>(std::memchr(from, c, static_cast<std::size_t>(to - from)));
+}
+
+/// The quote at the end of the string that begins with the one at `start`, or null.
+const char *endOfString(const char *start, const char *end, bool &isEscaped)
+{
+    const char *at = find('"', start + 1, end);
+    const char *scan = start + 1;
+    while (at) {
+        const char *const escape = find('\\', scan, at);
+        if (!escape)
+            break;
+        isEscaped = true;
+        scan = escape + 2;
+        if (scan > at)
+            at = scan < end ? find('"', scan, end) : nullptr;
+    }
+    return at;
+}
+
+/// The comma behind an entry of an object that begins with its key at `at`, or null.
+const char *commaAfter(const char *at, const char *end)
+{
+    int depth = 0;
+    for (; at != end; ++at) {
+        if (*at == '"') {
+            bool isEscaped = false;
+            at = endOfString(at, end, isEscaped);
+            if (!at)
+                return nullptr;
+        } else if (*at == '{' || *at == '[') {
+            ++depth;
+        } else if (*at == '}' || *at == ']') {
+            --depth;
+        } else if (*at == ',' && depth == 0) {
+            return at;
+        }
+    }
+    return nullptr;
 }
 
 /// The edit distance (Levenshtein): characters to change, add or remove to turn one string into the other.
@@ -112,8 +158,9 @@ bool Reader::parseLine(const QByteArray &json, QJsonObject &object)
 
 bool Reader::parse(const QByteArray &json, bool isLine, QJsonObject &object)
 {
+    QStringList doubles;
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    const QJsonDocument document = QJsonDocument::fromJson(withoutDoubles(json, isLine, doubles), &error);
     if (error.error != QJsonParseError::NoError) {
         problemAt(isLine ? byteText(error.offset) : lineAndColumn(json, error.offset),
                   QStringLiteral("not valid JSON: %1").arg(error.errorString()));
@@ -123,38 +170,36 @@ bool Reader::parse(const QByteArray &json, bool isLine, QJsonObject &object)
         expected(QStringLiteral("an object"), document.array());
         return false;
     }
-    findDoubleKeys(json, isLine);
+    m_problems += doubles;
     object = document.object();
     return true;
 }
 
-// QJsonDocument keeps the last of two equal keys and reports nothing. The text is known to be JSON, so brackets and quotes
-// are all that must be looked at.
-void Reader::findDoubleKeys(const QByteArray &json, bool isLine)
+// QJsonDocument keeps the last of two equal keys, reports nothing, and never frees a list or an object of the one before. So
+// that one is replaced by blanks. The text need not be valid: the search ends where it cannot be.
+QByteArray Reader::withoutDoubles(const QByteArray &json, bool isLine, QStringList &problems) const
 {
+    QByteArray result = json;
     const char *const begin = json.cbegin();
     const char *const end = json.cend();
-    // memchr() skips long strings, such as base64, quickly.
-    const auto find = [](char c, const char *from, const char *to) {
-        return static_cast<const char *>(std::memchr(from, c, static_cast<std::size_t>(to - from)));
-    };
-    QVector<QSet<QString>> objects; // their keys, outermost object first; lists have none
-    const char *counted = begin;    // what is before it is already in `line`
+    QVector<QHash<QString, const char *>> objects; // their keys' places, outermost object first; lists have none
+    const char *counted = begin;                   // what is before it is already in `line`
     qint64 line = 1;
     for (const char *at = begin; at != end; ++at) {
         if (*at == '{' || *at == '[') {
-            objects.append(QSet<QString>());
+            if (objects.size() == deepest)
+                return result;
+            objects.append(QHash<QString, const char *>());
         } else if (*at == '}' || *at == ']') {
+            if (objects.isEmpty())
+                return result;
             objects.removeLast();
         } else if (*at == '"') {
             const char *const start = at;
             bool isEscaped = false;
-            at = find('"', start + 1, end);
-            for (const char *scan = start + 1; const char *const escape = find('\\', scan, at); isEscaped = true) {
-                scan = escape + 2;
-                if (scan > at)
-                    at = find('"', scan, end);
-            }
+            at = endOfString(start, end, isEscaped);
+            if (!at || objects.isEmpty())
+                return result;
             const char *next = at + 1;
             while (next != end && (*next == ' ' || *next == '\t' || *next == '\r' || *next == '\n'))
                 ++next;
@@ -163,15 +208,22 @@ void Reader::findDoubleKeys(const QByteArray &json, bool isLine)
             const QByteArray text(start + 1, static_cast<int>(at - start - 1));
             const QString key =
                 isEscaped ? QJsonDocument::fromJson("[\"" + text + "\"]").array().at(0).toString() : QString::fromUtf8(text);
-            if (objects.last().contains(key)) {
+            const char *&place = objects.last()[key];
+            if (place) {
                 line += std::count(counted, start, '\n');
                 counted = start;
-                problemAt(isLine ? byteText(static_cast<int>(start - begin)) : QString::number(line),
-                          QStringLiteral("the key %1 is there twice").arg(shown(key)));
+                problems += problemText(isLine ? byteText(static_cast<int>(start - begin)) : QString::number(line),
+                                        QStringLiteral("the key %1 is there twice").arg(shown(key)));
+                const char *const comma = commaAfter(place, start);
+                for (const char *blank = place; comma && blank <= comma; ++blank) {
+                    if (*blank != '\n')
+                        result[static_cast<int>(blank - begin)] = ' ';
+                }
             }
-            objects.last().insert(key);
+            place = start;
         }
     }
+    return result;
 }
 
 int Reader::index() const
@@ -181,11 +233,16 @@ int Reader::index() const
     return step == m_path.crend() ? -1 : step->index;
 }
 
-void Reader::problemAt(const QString &place, const QString &reason)
+QString Reader::problemText(const QString &place, const QString &reason) const
 {
     QStringList parts{m_source, place, reason};
     parts.removeAll(QString());
-    m_problems += parts.join(QLatin1String(": "));
+    return parts.join(QLatin1String(": "));
+}
+
+void Reader::problemAt(const QString &place, const QString &reason)
+{
+    m_problems += problemText(place, reason);
 }
 
 void Reader::problem(const QString &reason)

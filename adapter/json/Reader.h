@@ -66,7 +66,9 @@ private:
     };
     bool parse(const QByteArray &json, bool isLine, QJsonObject &object);
     void problemAt(const QString &place, const QString &reason);
-    void findDoubleKeys(const QByteArray &json, bool isLine);
+    QString problemText(const QString &place, const QString &reason) const;
+    /// The text without all but the last of equal keys of an object, and a problem for each of them.
+    QByteArray withoutDoubles(const QByteArray &json, bool isLine, QStringList &problems) const;
 
     QString m_source;
     QStringList m_problems;

@@ -311,7 +311,8 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
 bool DeviceFolder::trySave(const DeviceState &before, const DeviceState &after, QString *error)
 {
     Saved next = m_saved;
-    if (!deviceLine(after, next.line))
+    // The name of the description is not part of the line.
+    if (!deviceLine(after, next.line) && after.description.screenName != after.original.screenName)
         return fail(error, QStringLiteral("%1: the screen name is not valid UTF-16").arg(filePath(stateName)));
     bool changed = next.line != m_saved.line || !m_isCertain;
 

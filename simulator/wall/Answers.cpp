@@ -1,5 +1,7 @@
 #include "Answers.h"
 
+#include <adapter/Operations.h>
+
 #include <utility>
 
 namespace Simulator {
@@ -85,10 +87,12 @@ Answer Answers::perform(quint64 serial, const Call &call, const Act &act)
 {
     DeviceState *const device = m_state.device(call.deviceKey);
     try {
-        if (!device && !call.deviceKey.isNull())
+        const bool isOfDevice =
+            !call.deviceKey.isNull() || Adapter::findOperation(call.operation)->address != Adapter::Address::Wall;
+        if (!device && isOfDevice)
             throw Refusal{QStringLiteral("unknown device"), {}};
         if (device && !device->plugged)
-            throw Refusal{QStringLiteral("the device is unplugged"), {}};
+            throw Refusal{unplugged, {}};
         // An upload changes no persistent state, and is too frequent to be compared.
         if (isUpload(call) && (!m_state.directory || m_state.directory->isCertain(call.deviceKey)))
             return act(m_state, device, call);

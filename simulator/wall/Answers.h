@@ -7,6 +7,7 @@
 namespace Simulator {
 
 inline const QLatin1String powerLost("the device lost its power meanwhile");
+inline const QLatin1String unplugged("the device is unplugged");
 
 /// The answers of devices. The wall's lock must be held.
 class Answers

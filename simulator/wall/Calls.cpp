@@ -151,8 +151,12 @@ Promise Calls::uploadLater(PendingUpload pending)
         const DeviceState *const device = m_wall.memory.device(pending.call.deviceKey);
         const bool isLost =
             begun.generation != m_wall.clock.generation() || (device && device->powerLosses != begun.powerLosses);
+        // Without power already, it would have to get it back and lose it again.
+        const bool isNever = begun.action.type == Action::Never && device && !device->plugged;
         if (isLost && !pending.isHeldByScript())
             m_wall.pending.reject(pending, powerLost, after);
+        else if (isNever)
+            m_wall.pending.reject(pending, unplugged, after);
         else
             m_wall.pending.add(std::move(pending));
     }

@@ -168,6 +168,19 @@ private Q_SLOTS:
         QCOMPARE(lastCall().duration, qint64(1000000) * 1000);
     }
 
+    void anUploadToAnUnpluggedDeviceIsNeverPending()
+    {
+        QVERIFY(wall().faults().add(a, fault(Fault::NeverSettle)));
+        QVERIFY(wall().unplug(a));
+        const Promise promise = upload("A", 1, 4);
+        QCOMPARE(outcome(promise), QStringLiteral("the device is unplugged"));
+        QCOMPARE(wall().uploads().pending(), 0);
+        QVERIFY(lastCall().settled);
+        QVERIFY(lastCall().rejected);
+        QVERIFY(wall().plug(a));
+        QVERIFY(upload("A", 1, 4).isPending());
+    }
+
     void aStatusGoesIntoTheHeaders()
     {
         Fault teapot = fault(Fault::Status);

@@ -74,6 +74,20 @@ private Q_SLOTS:
         QCOMPARE(wall().state().chroma(b, QStringLiteral("3")), chromaValues(8, 0));
     }
 
+    void refusesCallsWithoutADevice()
+    {
+        for (const Adapter::Operation &operation : Adapter::operations()) {
+            if (operation.address == Adapter::Address::Wall)
+                continue;
+            Call call;
+            call.operation = operation.name; // the device key stays null
+            const bool isPromise = operation.reply == Adapter::Form::Promise;
+            const QVariant result = isPromise ? settledValue(wall().upload(call)) : wall().answer(call).result;
+            QVERIFY2(!result.isNull() && !result.toBool(), qPrintable(operation.name));
+            QCOMPARE(lastNote(), QStringLiteral("unknown device"));
+        }
+    }
+
     void refusesWrongParameters()
     {
         Map reply;

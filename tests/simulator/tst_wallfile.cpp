@@ -1,5 +1,7 @@
 // Walls as files: what is read, written and refused, with which messages; and the presets.
 
+#include "support/Allocations.h"
+
 #include <adapter/Operations.h>
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
@@ -176,6 +178,8 @@ private Q_SLOTS:
     void problemsAreNamed_data();
     void problemsAreNamed();
     void allProblemsAreNamedAtOnce();
+    void equalKeysLeakNothing_data();
+    void equalKeysLeakNothing();
     void gridsMakeCabinets();
     void anythingRegularIsWrittenAsAGrid_data();
     void anythingRegularIsWrittenAsAGrid();
@@ -609,6 +613,40 @@ void TestWallFile::allProblemsAreNamedAtOnce()
                      QStringLiteral("devices[0].screens[0].subScreens[0].position.y"), cabinet + QStringLiteral("outputId"),
                      cabinet + QStringLiteral("position"), cabinet + QStringLiteral("size.width"),
                      cabinet + QStringLiteral("size.height"), QStringLiteral("devices[0]")}));
+}
+
+void TestWallFile::equalKeysLeakNothing_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("expected");
+    const auto row = [](const char *name, const QByteArray &text, const char *expected) {
+        QTest::newRow(name) << text << QString::fromLatin1(json(expected));
+    };
+    row("lists", wallWith("'label': ''", "'cabinets': [], 'cabinets': []"), "a.json: 1: the key 'cabinets' is there twice");
+    row("three of them", wallWith("'faults': [{}], 'faults': [']'], 'label': '', 'faults': []"),
+        "a.json: 1: the key 'faults' is there twice\na.json: 1: the key 'faults' is there twice");
+    row("objects over lines, with quotes and commas",
+        "{" + json("'x\\'': {'a,': [1,\n'}'],\n'b': {}},\n'\\u0078\\'': 1,") + wallWith("'label': ''").mid(1),
+        "a.json: 4: the key 'x\\'' is there twice\na.json: unknown key 'x\\'', known are $schema, format, version, title, "
+        "seed, chaos, replyBlockHeight, defaultPixels, devices, events");
+    row("a text that ends later", json("{'a': [1], 'b': 2, 'a': 3,\n'c': }"),
+        "a.json: 2:7: not valid JSON: object is missing after a comma");
+    row("brackets out of place", json("]{'a': [1], 'a': 2}"), "a.json: 1:2: not valid JSON: illegal value");
+    row("a string that does not end", json("{'a': [1], 'a': 2, 'b\\'"), "a.json: 1:24: not valid JSON: unterminated string");
+}
+
+void TestWallFile::equalKeysLeakNothing()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QString, expected);
+    QCOMPARE(problems(text), expected);
+#ifdef COUNTS_ALLOCATIONS
+    Allocations::liveBlocks = 0;
+    Allocations::armed = true;
+    problems(text);
+    Allocations::armed = false;
+    QCOMPARE(Allocations::liveBlocks, qint64(0));
+#endif
 }
 
 void TestWallFile::gridsMakeCabinets()
