@@ -4,6 +4,8 @@ foreach(name IN ITEMS tst_servicefaults tst_reentrancy tst_outofmemory tst_hosti
   correction_test(trust/${name}.cpp)
   target_link_libraries(${name} PRIVATE trust_operations)
 endforeach()
+correction_test(trust/tst_promisechains.cpp trust/PromiseModel.cpp)
+correction_test(trust/tst_endurance.cpp)
 add_test(NAME trust_table
   COMMAND "${CMAKE_CURRENT_LIST_DIR}/trust_table.sh" "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_BINARY_DIR}/trust_table")
 add_test(NAME trust_coverage_table
