@@ -6,6 +6,9 @@ foreach(name IN ITEMS tst_servicefaults tst_reentrancy tst_outofmemory tst_hosti
 endforeach()
 correction_test(trust/tst_promisechains.cpp trust/PromiseModel.cpp)
 correction_test(trust/tst_endurance.cpp)
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+  target_compile_definitions(tst_endurance PRIVATE RUNS_IN_EMULATOR)
+endif()
 add_test(NAME trust_table
   COMMAND "${CMAKE_CURRENT_LIST_DIR}/trust_table.sh" "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_BINARY_DIR}/trust_table")
 add_test(NAME trust_coverage_table
