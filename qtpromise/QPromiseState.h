@@ -716,6 +716,9 @@ inline WaitFrame::WaitFrame(HandlerQueue &queue)
       m_loopLevel(QThread::currentThread()->loopLevel())
 {
     m_queue.m_top = this;
+    // Where a handler waits, the dispatcher takes the events posted behind the handler for delivered.
+    if (m_dispatcher)
+        m_dispatcher->wakeUp();
 }
 
 inline WaitFrame::~WaitFrame()
@@ -743,10 +746,12 @@ inline void WaitFrame::processEvents()
         return;
     }
     // Deferred deletions of this wait's own level must be sent explicitly, and then overtake all other posted events. So
-    // they are sent when nothing else is pending, so that an object gets its earlier events first; and at the latest after
-    // some rounds, as a timer may keep the dispatcher busy all the time.
-    for (int round = 0; round < 100 && m_dispatcher->processEvents(QEventLoop::AllEvents); ++round) {
-        if (isSettled())
+    // they are sent when no other event is posted, so that an object gets its earlier events first. A timer may keep the
+    // dispatcher busy all the time: after some rounds posted events alone count.
+    constexpr int rounds = 100;
+    constexpr auto posted = QEventLoop::X11ExcludeTimers | QEventLoop::ExcludeSocketNotifiers;
+    for (int round = 0; m_dispatcher->processEvents(round < rounds ? QEventLoop::AllEvents : posted); ++round) {
+        if (isSettled() || round == 2 * rounds)
             return;
     }
     if (isSettled())

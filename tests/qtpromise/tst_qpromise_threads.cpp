@@ -1063,6 +1063,43 @@ private Q_SLOTS:
     }
 #endif
 
+#ifdef CORRECTION_BUNDLED_QTPROMISE
+    // Outside the main thread such a call is an event of an object that is deleted later, posted right behind it.
+    void aWaitLosesNoCallPostedBehindItsHandler()
+    {
+        int calls = 0;
+        Worker([&] {
+            Deferred<void> over;
+            QtPromise::resolve().then([]{}).wait(); // makes the event dispatcher
+            QTimer::singleShot(50, [&] { (*over.resolve)(); });
+            QtPromise::resolve().then([&] { over.promise.wait(); });
+            QTimer::singleShot(0, [&] { ++calls; });
+            while (over.promise.isPending())
+                QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents);
+            runPosted();
+        });
+        QCOMPARE(calls, 1);
+    }
+
+    void aWaitLosesNoCallThoughEveryCallPostsTheNext()
+    {
+        constexpr int count = 1000;
+        int calls = 0;
+        Worker([&] {
+            Deferred<void> over;
+            std::function<void()> call = [&] {
+                if (++calls == count)
+                    (*over.resolve)();
+                else
+                    QTimer::singleShot(0, [&] { call(); });
+            };
+            call();
+            over.promise.timeout(5000).fail([]{}).wait(); // only to end at all
+        });
+        QCOMPARE(calls, count);
+    }
+#endif
+
     void waitDeletesThoughATimerIsAlwaysDue()
     {
         const Deferred<int> deferred;

@@ -4,6 +4,7 @@ foreach(name IN ITEMS tst_servicefaults tst_reentrancy tst_outofmemory tst_hosti
   correction_test(trust/${name}.cpp)
   target_link_libraries(${name} PRIVATE trust_operations)
 endforeach()
+
 # Wall directories. DiskSteps.cpp has its functions before those of the C library.
 add_library(trust_disk OBJECT trust/DiskWork.cpp simulator/DiskSteps.cpp)
 target_link_libraries(trust_disk PRIVATE correction_test_support)
@@ -12,6 +13,16 @@ foreach(name IN ITEMS tst_killedwriters tst_diskcalls tst_diskdamage tst_powercu
   target_link_libraries(${name} PRIVATE trust_disk)
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
 endforeach()
+
+correction_test(trust/tst_promisechains.cpp trust/PromiseModel.cpp)
+# Many threads post events: ThreadSanitizer does not see Qt's own locks, under which Qt copies its lists of them.
+set_tests_properties(tst_promisechains PROPERTIES ENVIRONMENT
+  "QT_QPA_PLATFORM=offscreen;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:ignore_noninstrumented_modules=1")
+correction_test(trust/tst_endurance.cpp)
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+  target_compile_definitions(tst_endurance PRIVATE RUNS_IN_EMULATOR)
+endif()
+
 add_test(NAME trust_table
   COMMAND "${CMAKE_CURRENT_LIST_DIR}/trust_table.sh" "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_BINARY_DIR}/trust_table")
 add_test(NAME trust_coverage_table
