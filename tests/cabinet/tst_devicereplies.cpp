@@ -154,6 +154,10 @@ bool CabinetInfoOperator::getCabAllFlags(const QString &, QVariantList &reply)
     return true;
 }
 
+struct Cabinet final : CabinetV4 { // may be deleted
+    using CabinetV4::CabinetV4;
+};
+
 class tst_DeviceReplies : public QObject
 {
     Q_OBJECT
@@ -176,7 +180,7 @@ private:
     QString loggedReply();
 
     std::optional<TestSupport::LogCapture> m_log;
-    std::unique_ptr<CabinetV4> m_cabinet;
+    std::unique_ptr<Cabinet> m_cabinet;
 };
 
 void tst_DeviceReplies::init()
@@ -187,7 +191,7 @@ void tst_DeviceReplies::init()
     info->deviceKey = QStringLiteral("A");
     info->rect = QRect(0, 0, 2, 1);
     info->rvCardList.append(new RvCardInfo);
-    m_cabinet = std::make_unique<CabinetV4>(info.release());
+    m_cabinet = std::make_unique<Cabinet>(info.release());
     nextReply.clear();
     nextHeaders.clear();
 }
