@@ -14,6 +14,7 @@ again when a test has changed.
   --kills P         percentage of mutants that the tests have to find (default 95)
   --equivalent FILE mutants that behave as the original, one line each: "FILE: OLD => NEW # REASON", as reported
   --configure ARG   further argument for CMake
+  --match TEXT      only mutants with this text in their line
   --report          only shows what is known
 
 A mutant that does not compile, or whose object files are those of the original, does not count. One whose test ends by a limit of
@@ -102,29 +103,31 @@ class Module:
 
 
 class Build:
-    def __init__(self, source, folder, arguments, is_report):
+    def __init__(self, source, folder, arguments):
         self.source, self.folder = source, folder
         work = folder.parent
         reached = pathlib.Path(__file__).parent / "Reached.cpp"
         library = work / "libreach.so"
-        if not is_report:
-            if not library.exists() or library.stat().st_mtime < reached.stat().st_mtime:
-                run(["clang++", "-std=c++17", "-O1", "-shared", "-fPIC", str(reached), "-o", str(library)])
-            link = f"-fuse-ld=lld -fno-sanitize-link-runtime -L{work} -lreach -Wl,-rpath,{work}"
-            run(
-                ["cmake", "-S", str(source), "-B", str(folder), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-                 "-DCMAKE_CXX_COMPILER=clang++", f"-DCMAKE_CXX_FLAGS={COMMON_FLAGS} {BASE_FLAGS}", "-DCMAKE_CXX_FLAGS_DEBUG=",
-                 f"-DCMAKE_SHARED_LINKER_FLAGS={link}", f"-DCMAKE_EXE_LINKER_FLAGS={link}",
-                 f"-DCMAKE_MODULE_LINKER_FLAGS={link}", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", *arguments]
-            )  # fmt: skip
-            subprocess.run(["ninja", "-C", str(folder), "-j2"], check=True, stdout=sys.stderr)
+        if not library.exists() or library.stat().st_mtime < reached.stat().st_mtime:
+            run(["clang++", "-std=c++17", "-O1", "-shared", "-fPIC", str(reached), "-o", str(library)])
+        link = f"-fuse-ld=lld -fno-sanitize-link-runtime -L{work} -lreach -Wl,-rpath,{work}"
+        command = [
+            "cmake", "-S", str(source), "-B", str(folder), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+            "-DCMAKE_CXX_COMPILER=clang++", f"-DCMAKE_CXX_FLAGS={COMMON_FLAGS} {BASE_FLAGS}", "-DCMAKE_CXX_FLAGS_DEBUG=",
+            f"-DCMAKE_SHARED_LINKER_FLAGS={link}", f"-DCMAKE_EXE_LINKER_FLAGS={link}",
+            f"-DCMAKE_MODULE_LINKER_FLAGS={link}", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", *arguments,
+        ]  # fmt: skip
+        configured = work / "configured"
+        if not configured.exists() or configured.read_text() != str(command):
+            run(command)
+            configured.write_text(str(command))
+        subprocess.run(["ninja", "-C", str(folder), "-j2"], check=True, stdout=sys.stderr)
         self.read_modules()
         self.read_dependencies()
         self.compile_commands = {
             entry["output"] if "output" in entry else re.search(r" -o (\S+) -c ", entry["command"])[1]: shlex.split(entry["command"])
             for entry in json.loads((folder / "compile_commands.json").read_text())
         }
-        self.headers = {}
         self.originals = {}
 
     def ninja(self, *arguments):
@@ -261,7 +264,7 @@ class Build:
 class Tests:
     """The test functions, and what each of them reaches."""
 
-    def __init__(self, build, work, is_report):
+    def __init__(self, build, work):
         self.build, self.work = build, work
         self.programs = {}
         listed = json.loads(run(["ctest", "--show-only=json-v1"], cwd=build.folder).stdout)
@@ -274,10 +277,7 @@ class Tests:
                 self.programs[test["name"]] = (output, environment, properties.get("WORKING_DIRECTORY", str(build.folder)))
         self.functions = []  # (program, function, seconds, processor seconds, number of lines)
         self.reached = {}  # {file: {line: {module: set of functions, as bits}}}
-        self.file_functions = {}
-        self.lines = {}
-        if not is_report:
-            self.measure()
+        self.measure()
 
     def environment(self, program):
         return {**os.environ, "QTEST_DISABLE_STACK_DUMP": "1", "QT_LOGGING_TO_CONSOLE": "1", **self.programs[program][1]}
@@ -530,6 +530,8 @@ class Trial:
             if name not in objects:
                 path = folder / f"{len(objects)}.o"
                 if not self.build.compile(name, file, overlay, path):
+                    if not self.build.original(name, file):
+                        sys.exit(f"{name}: the unchanged source does not compile")
                     return False
                 objects[name] = (path, sha_of_file(path) != self.build.original(name, file))
             return True
@@ -619,7 +621,7 @@ def read_equivalent(path):
     return known
 
 
-def candidates_of(copy, folders):
+def candidates_of(copy, folders, match):
     """{folder: [(file, source, mutant, what, key)]}"""
     headers = [path.read_text(encoding="utf-8") for path in sorted(copy.folder.rglob("*.h"))]
     enumerators = mutants.enumerators_of(headers)
@@ -638,6 +640,8 @@ def candidates_of(copy, folders):
                 before = next((" ".join(line.split()) for line in reversed(lines) if line.strip()), "") + " / "
             what = f"{file}: {before}{old} => {new}"
             seen[what] += 1
+            if match not in what:
+                continue
             stable = sha(what, seen[what])
             key = sha(content, mutant.offset, mutant.length, mutant.new)
             found.setdefault(folder, []).append((file, source, mutant, what, key, stable))
@@ -652,6 +656,7 @@ def main():
     parser.add_argument("--kills", type=float, default=95.0)
     parser.add_argument("--equivalent")
     parser.add_argument("--configure", action="append", default=[])
+    parser.add_argument("--match", default="")
     parser.add_argument("--report", action="store_true")
     parser.add_argument("root", type=pathlib.Path)
     parser.add_argument("work", type=pathlib.Path)
@@ -662,7 +667,7 @@ def main():
     equivalent = read_equivalent(options.equivalent)
     work.mkdir(parents=True, exist_ok=True)
     copy = Copy(root, work / "source")
-    candidates = candidates_of(copy, options.folders)
+    candidates = candidates_of(copy, options.folders, options.match)
     tests_state = sha(*[path.read_bytes() for path in sorted((work / "source" / "tests").rglob("*")) if path.is_file()])
 
     results_file = work / "results.jsonl"
@@ -684,8 +689,8 @@ def main():
 
     trial = None
     if not options.report:
-        build = Build(work / "source", work / "build", options.configure, False)
-        trial = Trial(build, Tests(build, work, False), work)
+        build = Build(work / "source", work / "build", options.configure)
+        trial = Trial(build, Tests(build, work), work)
         for entry in results.values():
             trial.learn(entry["file"], entry["by"])
     positions = dict.fromkeys(candidates, 0)
@@ -693,7 +698,7 @@ def main():
     left_out = collections.Counter()
     out_of_time = False
     ready = time.monotonic()
-    tried = 0
+    tried = unknown = 0
     with open(results_file, "a", encoding="utf-8") as log:
         while True:
             open_folders = [f for f in candidates if positions[f] < len(candidates[f]) and len(counted[f]) < quotas[f]]
@@ -720,6 +725,7 @@ def main():
                 log.flush()
                 print(f"{seconds:6.2f} s {result:8} {what} {by}", file=sys.stderr, flush=True)
             if entry is None:
+                unknown += 1
                 continue
             if entry["result"] in ("invalid", "same"):
                 left_out[entry["result"]] += 1
@@ -748,7 +754,8 @@ def main():
         print(f"{folder}: {sum(count.values())} mutants, {share:.1f} % killed ({count['time-out']} by time-out),"
               f" {count['survived']} survived, {count['equivalent']} equivalent")  # fmt: skip
     all_names = {entry[3] for entries in candidates.values() for entry in entries}
-    stale |= {what for what in equivalent if what not in all_names and what.split("/")[0] in {f.split("/")[0] for f in options.folders}}
+    if not options.match:
+        stale |= {what for what in equivalent if what not in all_names and what.split("/")[0] in {f.split("/")[0] for f in options.folders}}
     (work / "survivors").write_text("".join(f"{what}\n" for what in survivors), encoding="utf-8")
     for what in sorted(stale - explained_used):
         print(f"named equivalent, but killed or gone: {what}")
@@ -759,9 +766,8 @@ def main():
           f" {sums['equivalent']} equivalent; {left_out['invalid']} did not compile, {left_out['same']} changed nothing")  # fmt: skip
     if tried:
         print(f"tried now: {tried}, {average:.1f} s each")
-    wanted = min(sum(quotas.values()), options.sample or total)
-    if out_of_time or sum(sums.values()) < wanted and options.report:
-        print(f"not finished: {wanted} mutants are asked for")
+    if out_of_time or unknown:
+        print(f"not finished: {sum(quotas.values())} mutants are asked for")
         return 1
     return 1 if share < options.kills or stale - explained_used else 0
 

@@ -26,7 +26,7 @@ enable_testing()
 add_library(code SHARED code/code.cpp)
 add_executable(tst_code tests/tst_code.cpp)
 target_link_libraries(tst_code PRIVATE code)
-target_include_directories(tst_code PRIVATE .)
+target_include_directories(code PUBLIC .)
 add_test(NAME tst_code COMMAND tst_code)
 CMAKE
 cat >root/code/half.h <<'CODE'
@@ -38,24 +38,25 @@ inline int half(int value)
 CODE
 cat >root/code/code.cpp <<'CODE'
 #include "half.h"
+#include "tests/Steps.h"
 int limited(int value)
 {
     if (value > 10)
         return 10;
     return half(value + value);
 }
-int *place(int *to)
+char *place(char *to)
 {
-    static int pair[2] = {0, 0};
+    static char pair[2] = {'a', 'b'};
     to = pair;
     return to;
 }
 int counted()
 {
-    int i = 0;
-    while (i < 5)
-        ++i;
-    return i;
+    Steps steps;
+    while (steps.more())
+        steps.advance();
+    return steps.count;
 }
 int untested(int value)
 {
@@ -63,15 +64,23 @@ int untested(int value)
 }
 static const int unused = 6;
 CODE
+cat >root/tests/Steps.h <<'CODE'
+#pragma once
+struct Steps {
+    int count = 0;
+    bool more() const { return count < 5; }
+    void advance() { ++count; }
+};
+CODE
 cat >root/tests/tst_code.cpp <<'CODE'
 #include "code/half.h"
 #include <cstdio>
 #include <cstring>
 int limited(int);
-int *place(int *);
+char *place(char *);
 int counted();
 static bool limits() { return limited(3) == 3 && limited(11) == 10; }
-static bool places() { return ++*place(nullptr) == 1; }
+static bool places() { return *place(nullptr) == 'a'; }
 static bool counts() { return counted() == 5; }
 static bool halves() { return half(9) == 4; }
 int main(int count, char **arguments)
@@ -93,36 +102,36 @@ int main(int count, char **arguments)
     return good ? 0 : 1;
 }
 CODE
-mutate() { python3 "$script" --kills "$1" --equivalent equivalent root work code >printed 2>log || return; }
+mutate() { python3 "$script" --equivalent equivalent "$@" root work code >printed 2>log; } # mutate OPTION ...
 result() { # result RESULT CHANGE [TEST]
     grep -F "\"what\": \"$2\"" work/results.jsonl | tail -n 1 | grep -q "\"result\": \"$1\", \"by\": \"${3:-}\"" \
         || fail "not $1: $2; $(grep -F "$2" work/results.jsonl)"
 }
 gte='code/code.cpp: if (value > 10) => if (value >= 10)'
 printf '# comment\n%s # 10 is 10\n' "$gte" >equivalent
-! mutate 100 || fail "accepted survivors: $(cat printed)"
+! mutate --kills 100 || fail "accepted survivors: $(cat printed)"
 result survived "$gte"
 result killed 'code/code.cpp: if (value > 10) => if (value <= 10)' tst_code::limits
 result killed 'code/code.cpp: return half(value + value); => return half(value - value);' tst_code::limits
 result killed 'code/code.cpp: to = pair; => ;' tst_code::places # it crashes
 result killed 'code/half.h: return value / 2; => return value / 3;' 'tst_code::.*'
-result time-out 'code/code.cpp: ++i; => ;' tst_code::counts
+result time-out 'code/code.cpp: steps.advance(); => ;' tst_code::counts
 result survived 'code/code.cpp: return value % 4; => return value % 5;'
-result invalid 'code/code.cpp: static int pair[2] = {0, 0}; => static int pair[1] = {0, 0};'
+result invalid "code/code.cpp: static char pair[2] = {'a', 'b'}; => static char pair[1] = {'a', 'b'};"
 result same 'code/code.cpp: static const int unused = 6; => static const int unused = 7;'
 grep -q '^all: .* killed (.* by time-out), .* survived, 1 equivalent; .* did not compile, .* changed nothing$' printed \
     || fail "wrong sums: $(cat printed)"
 grep -qxF 'code/code.cpp: return value % 4; => return value % 5;' work/survivors || fail "wrong survivors: $(cat work/survivors)"
 ! grep -qF "$gte" work/survivors || fail "an equivalent mutant among the survivors"
 
-mutate 60 || fail "wants more than was asked: $(cat printed)"
+mutate --kills 60 || fail "wants more than was asked: $(cat printed)"
 ! grep -q 'tried now' printed || fail "tried again: $(cat printed)"
 printf '// changed\n' >>root/tests/tst_code.cpp
-mutate 60 || fail "wants more than was asked: $(cat printed)"
+mutate --kills 60 || fail "wants more than was asked: $(cat printed)"
 grep -q 'survived .*value % 5' log || fail "did not try a survivor with the changed test: $(cat log)"
 ! grep -q 'killed ' log || fail "tried a killed mutant again: $(cat log)"
 printf '%s # wrong\n' 'code/code.cpp: to = pair; => ;' 'code/code.cpp: gone => gone' >>equivalent
-! mutate 60 || fail "accepted wrong equivalents"
+! mutate --report --kills 60 || fail "accepted wrong equivalents"
 grep -qxF 'named equivalent, but killed or gone: code/code.cpp: to = pair; => ;' printed || fail "wrong lines: $(cat printed)"
 grep -qxF 'named equivalent, but killed or gone: code/code.cpp: gone => gone' printed || fail "wrong lines: $(cat printed)"
 cmp root/code/code.cpp work/source/code/code.cpp
