@@ -148,7 +148,7 @@ class Build:
             name = soname.search(block)[1] if kind == "SHARED" else os.path.basename(output)
             self.modules[output] = Module(output, name, objects, others.split())
         for module in self.modules.values():
-            module.archive_objects = [name for archive in module.used for name in archives.get(archive, [])]
+            module.archive_objects = [name for used in dict.fromkeys(module.used) for name in archives.get(used, [])]
 
     def read_dependencies(self):
         """{source file: object files made from it}"""
@@ -238,7 +238,7 @@ class Build:
     def original(self, name, file):
         """The hash of the object file of the unchanged source, compiled in the same way."""
         output = self.folder.parent / "original.o"
-        key = (name, file)
+        key = (name, self.compile_commands[name][-1] == str(self.source / file))
         if key not in self.originals:
             self.originals[key] = sha_of_file(output) if self.compile(name, file, None, output) else ""
         return self.originals[key]
@@ -557,27 +557,29 @@ class Trial:
             library.unlink()
 
         def builds(output):
+            """What is wrong, or nothing."""
             if output in modules:
-                return True
+                return None
             needed = self.needed(output, users)
             if not is_whole and needed:
                 needed = [max(needed, key=lambda name: self.good_objects[(file, name)])]
             if not all(compiles(name) for name in needed):
-                return False
+                return "invalid"
             modules[output] = any(objects[name][1] for name in needed)
             if not modules[output]:
-                return True
+                return None
             module = self.build.modules[output]
             target = folder / module.name if ".so" in output else self.build.folder / (output + ".mutant")
-            return self.build.link(module, {name: objects[name][0] for name in needed}, target)
+            return None if self.build.link(module, {name: objects[name][0] for name in needed}, target) else "not linked"
 
         spent = 0.0
         for program, needed_modules, numbers in self.batches(file, found, users):
             missing = {name for output in needed_modules for name in self.needed(output, users)} - objects.keys()
             if missing and objects and len(missing) + len(objects) > MAX_OBJECTS:
                 continue
-            if not all(builds(output) for output in sorted(needed_modules)):
-                return "invalid", ""
+            wrong = next(filter(None, (builds(output) for output in sorted(needed_modules))), None)
+            if wrong:
+                return wrong, ""
             if not any(modules[output] for output in needed_modules):
                 continue
             names = [self.tests.functions[number][1] for number in numbers]
@@ -727,7 +729,7 @@ def main():
             if entry is None:
                 unknown += 1
                 continue
-            if entry["result"] in ("invalid", "same"):
+            if entry["result"] in ("invalid", "not linked", "same"):
                 left_out[entry["result"]] += 1
             else:
                 counted[folder].append((what, entry))
@@ -755,7 +757,8 @@ def main():
               f" {count['survived']} survived, {count['equivalent']} equivalent")  # fmt: skip
     all_names = {entry[3] for entries in candidates.values() for entry in entries}
     if not options.match:
-        stale |= {what for what in equivalent if what not in all_names and what.split("/")[0] in {f.split("/")[0] for f in options.folders}}
+        gone = {what for what in equivalent if what not in all_names}
+        stale |= {what for what in gone if os.path.dirname(what.partition(": ")[0]) in options.folders}
     (work / "survivors").write_text("".join(f"{what}\n" for what in survivors), encoding="utf-8")
     for what in sorted(stale - explained_used):
         print(f"named equivalent, but killed or gone: {what}")
@@ -763,7 +766,7 @@ def main():
     share = 100.0 * (decided - sums["survived"]) / decided if decided else 0.0
     average = (time.monotonic() - ready) / tried if tried else 0.0
     print(f"all: {sum(sums.values())} mutants, {share:.1f} % killed ({sums['time-out']} by time-out), {sums['survived']} survived,"
-          f" {sums['equivalent']} equivalent; {left_out['invalid']} did not compile, {left_out['same']} changed nothing")  # fmt: skip
+          f" {sums['equivalent']} equivalent; {left_out['invalid']} did not compile, {left_out['not linked']} did not link, {left_out['same']} changed nothing")  # fmt: skip
     if tried:
         print(f"tried now: {tried}, {average:.1f} s each")
     if out_of_time or unknown:

@@ -119,7 +119,7 @@ result time-out 'code/code.cpp: steps.advance(); => ;' tst_code::counts
 result survived 'code/code.cpp: return value % 4; => return value % 5;'
 result invalid "code/code.cpp: static char pair[2] = {'a', 'b'}; => static char pair[1] = {'a', 'b'};"
 result same 'code/code.cpp: static const int unused = 6; => static const int unused = 7;'
-grep -q '^all: .* killed (.* by time-out), .* survived, 1 equivalent; .* did not compile, .* changed nothing$' printed \
+grep -q '^all: .* killed (.* by time-out), .* survived, 1 equivalent; .* did not compile, 0 did not link, .* changed nothing$' printed \
     || fail "wrong sums: $(cat printed)"
 grep -qxF 'code/code.cpp: return value % 4; => return value % 5;' work/survivors || fail "wrong survivors: $(cat work/survivors)"
 ! grep -qF "$gte" work/survivors || fail "an equivalent mutant among the survivors"
