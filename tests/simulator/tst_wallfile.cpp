@@ -1,6 +1,7 @@
 // Walls as files: what is read, written and refused, with which messages; and the presets.
 
 #include <adapter/Operations.h>
+#include <adapter/journal/Journal.h>
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
 
@@ -186,6 +187,7 @@ private Q_SLOTS:
     void operationsAreThoseOfTheService();
     void damagedTextsAreRefusedOrRead();
     void aSchemaMayBeNamed();
+    void theSchemasAreThoseOfThePages();
     void theSchemaKnowsTheSameKeys_data();
     void theSchemaKnowsTheSameKeys();
     void theSchemaKnowsTheSameNames_data();
@@ -850,6 +852,16 @@ void TestWallFile::aSchemaMayBeNamed()
     QVERIFY(!wallToJson(wall).contains("$schema"));
     QCOMPARE(problems(json("{'$schema': 7, 'format': 'led-wall', 'version': 1, 'devices': []}")),
              QStringLiteral("a.json: $schema: expected a text, got 7"));
+}
+
+void TestWallFile::theSchemasAreThoseOfThePages()
+{
+    QFile wall(QStringLiteral(SIMULATOR_SOURCES "/../docs/wall.schema.json"));
+    QVERIFY(wall.open(QIODevice::ReadOnly));
+    QCOMPARE(wallSchema(), wall.readAll());
+    QFile journal(QStringLiteral(SIMULATOR_SOURCES "/../docs/journal.schema.json"));
+    QVERIFY(journal.open(QIODevice::ReadOnly));
+    QCOMPARE(Adapter::journalSchema(), journal.readAll());
 }
 
 void TestWallFile::theSchemaKnowsTheSameKeys_data()
