@@ -288,7 +288,7 @@ QByteArray bytesFrom(Reader &reader, const QJsonValue &json)
             reader.expected(QStringLiteral("base64"), json);
         return QByteArray();
     }
-    return (*bytes).isNull() ? QByteArray("") : *bytes;
+    return *bytes;
 }
 
 QMap<QString, QVariant> mapFrom(Reader &reader, const QJsonValue &json)

@@ -47,6 +47,8 @@ public:
     QtPromise::QPromise<bool> upload(const Call &call) override
     {
         operations += call.operation;
+        if (thrown)
+            std::rethrow_exception(thrown);
         return QtPromise::QPromise<bool>(
             [this](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
                 settle = [resolve](bool value) { resolve(value); };
@@ -259,9 +261,17 @@ void tst_Filters::aTapShowsWhatWasThrown()
     m_inner->thrown = nullptr;
     m_inner->next = {true, {}, {}, std::make_exception_ptr(std::runtime_error("the plug"))};
     QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->getCabinetEffectMode(key, id, reply), std::runtime_error);
-    QCOMPARE(seen.size(), 2);
-    QVERIFY(!seen[0].result && !seen[1].result);
+    m_inner->thrown = std::make_exception_ptr(7);
+    QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->getCabinetEffectMode(key, id, reply), int);
+    m_inner->thrown = std::make_exception_ptr(std::runtime_error("the cable"));
+    QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->uploadCoefficientAsync(key, List{1}), std::runtime_error);
+    QCOMPARE(seen.size(), 4);
+    for (const Call &call : qAsConst(seen))
+        QVERIFY(call.settled && !call.result);
+    QCOMPARE(seen[0].note, QStringLiteral("thrown: std::bad_alloc"));
     QCOMPARE(seen[1].note, QStringLiteral("thrown: the plug"));
+    QCOMPARE(seen[2].note, QStringLiteral("thrown: unknown exception"));
+    QCOMPARE(seen[3].note, QStringLiteral("thrown: the cable"));
 }
 
 void tst_Filters::aTapShowsPendingUploadsWhenItStops()
