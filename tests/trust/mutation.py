@@ -13,6 +13,7 @@ again when a test has changed.
   --minutes M       stop after this time
   --kills P         percentage of mutants that the tests have to find (default 95)
   --equivalent FILE mutants that behave as the original, one line each: "FILE: OLD => NEW # REASON", as reported
+  --source-test T   a test in CTest that reads the sources, for mutants that survive all others
   --configure ARG   further argument for CMake
   --match TEXT      only mutants with this text in their line
   --report          only shows what is known
@@ -264,12 +265,16 @@ class Build:
 class Tests:
     """The test functions, and what each of them reaches."""
 
-    def __init__(self, build, work):
+    def __init__(self, build, work, source_tests):
         self.build, self.work = build, work
         self.programs = {}
+        self.source_tests = {}  # {name: command}
         listed = json.loads(run(["ctest", "--show-only=json-v1"], cwd=build.folder).stdout)
         for test in listed["tests"]:
             command = test.get("command", [])
+            if test["name"] in source_tests:
+                self.source_tests[test["name"]] = command
+                run(command)
             if len(command) == 1 and test["name"].startswith("tst_") and os.path.basename(command[0]) == test["name"]:
                 properties = {entry["name"]: entry["value"] for entry in test["properties"]}
                 environment = dict(entry.split("=", 1) for entry in properties.get("ENVIRONMENT", []))
@@ -548,7 +553,21 @@ class Trial:
             result = self.run_tests(file, folder, found, users, objects, compiles, is_whole)
             if result[0] not in ("same", "survived"):
                 break
-        return result
+        return self.run_source_tests(file, changed_file) if result[0] == "survived" else result
+
+    def run_source_tests(self, file, changed_file):
+        """These read the copy of the sources: the mutant is there meanwhile."""
+        path = self.build.source / file
+        source, times = path.read_bytes(), path.stat()
+        try:
+            path.write_bytes(changed_file.read_bytes())
+            for name, command in self.tests.source_tests.items():
+                if run(command, check=False).returncode != 0:
+                    return "killed", name
+        finally:
+            path.write_bytes(source)
+            os.utime(path, ns=(times.st_atime_ns, times.st_mtime_ns))
+        return "survived", ""
 
     def run_tests(self, file, folder, found, users, objects, compiles, is_whole):
         modules = {}  # {output: whether it differs}
@@ -657,6 +676,7 @@ def main():
     parser.add_argument("--minutes", type=float)
     parser.add_argument("--kills", type=float, default=95.0)
     parser.add_argument("--equivalent")
+    parser.add_argument("--source-test", action="append", default=[])
     parser.add_argument("--configure", action="append", default=[])
     parser.add_argument("--match", default="")
     parser.add_argument("--report", action="store_true")
@@ -692,7 +712,7 @@ def main():
     trial = None
     if not options.report:
         build = Build(work / "source", work / "build", options.configure)
-        trial = Trial(build, Tests(build, work), work)
+        trial = Trial(build, Tests(build, work, options.source_test), work)
         for entry in results.values():
             trial.learn(entry["file"], entry["by"])
     positions = dict.fromkeys(candidates, 0)

@@ -28,6 +28,7 @@ add_executable(tst_code tests/tst_code.cpp)
 target_link_libraries(tst_code PRIVATE code)
 target_include_directories(code PUBLIC .)
 add_test(NAME tst_code COMMAND tst_code)
+add_test(NAME no_three COMMAND sh -c "! grep -q 'value % 3' ${CMAKE_SOURCE_DIR}/code/code.cpp")
 CMAKE
 cat >root/code/half.h <<'CODE'
 #pragma once
@@ -102,7 +103,7 @@ int main(int count, char **arguments)
     return good ? 0 : 1;
 }
 CODE
-mutate() { python3 "$script" --equivalent equivalent "$@" root work code >printed 2>log; } # mutate OPTION ...
+mutate() { python3 "$script" --source-test no_three --equivalent equivalent "$@" root work code >printed 2>log; } # mutate OPTION ...
 result() { # result RESULT CHANGE [TEST]
     grep -F "\"what\": \"$2\"" work/results.jsonl | tail -n 1 | grep -q "\"result\": \"$1\", \"by\": \"${3:-}\"" \
         || fail "not $1: $2; $(grep -F "$2" work/results.jsonl)"
@@ -117,6 +118,8 @@ result killed 'code/code.cpp: to = pair; => ;' tst_code::places # it crashes
 result killed 'code/half.h: return value / 2; => return value / 3;' 'tst_code::.*'
 result time-out 'code/code.cpp: steps.advance(); => ;' tst_code::counts
 result survived 'code/code.cpp: return value % 4; => return value % 5;'
+result killed 'code/code.cpp: return value % 4; => return value % 3;' no_three
+cmp root/code/code.cpp work/source/code/code.cpp
 result invalid "code/code.cpp: static char pair[2] = {'a', 'b'}; => static char pair[1] = {'a', 'b'};"
 result same 'code/code.cpp: static const int unused = 6; => static const int unused = 7;'
 grep -q '^all: .* killed (.* by time-out), .* survived, 1 equivalent; .* did not compile, 0 did not link, .* changed nothing$' printed \
