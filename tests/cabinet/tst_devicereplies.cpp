@@ -275,6 +275,15 @@ void tst_DeviceReplies::theDeepestReplyIsWhole()
     nextReply = nested(maxReplyDepth + 1, QStringLiteral("mlh"));
     QVERIFY(!loggedReply().isEmpty());
     QCOMPARE(m_log->takeWarning().size(), 1);
+
+    // No more than the levels beyond the limit is left out.
+    const QString level = QStringLiteral("\"in\"");
+    nextReply = nested(maxReplyDepth, QStringLiteral("m"));
+    const int levels = loggedReply().count(level);
+    QVERIFY(levels >= maxReplyDepth - 1);
+    nextReply = nested(2 * maxReplyDepth, QStringLiteral("m"));
+    QCOMPARE(loggedReply().count(level), maxReplyDepth);
+    QCOMPARE(m_log->takeWarning().size(), 1);
 }
 
 void tst_DeviceReplies::longRepliesAreCutInTheLog_data()
