@@ -24,6 +24,7 @@ processor time counts as found by time-out. Memory is limited, too.
 import argparse
 import bisect
 import collections
+import fcntl
 import hashlib
 import json
 import math
@@ -688,6 +689,11 @@ def main():
     root, work = options.root.resolve(), options.work.resolve()
     equivalent = read_equivalent(options.equivalent)
     work.mkdir(parents=True, exist_ok=True)
+    lock = open(work / "lock", "w", encoding="utf-8")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        sys.exit(f"another run uses {work}")
     copy = Copy(root, work / "source")
     candidates = candidates_of(copy, options.folders, options.match)
     tests_state = sha(*[path.read_bytes() for path in sorted((work / "source" / "tests").rglob("*")) if path.is_file()])
@@ -732,10 +738,8 @@ def main():
             entry = results.get(key)
             if entry and entry["result"] == "survived" and entry["tests"] != tests_state and what not in equivalent:
                 entry = None if not options.report else entry
-            if entry is None and not options.report:
-                if options.minutes and time.monotonic() - begin > 60 * options.minutes:
-                    out_of_time = True
-                    break
+            out_of_time = out_of_time or bool(options.minutes) and time.monotonic() - begin > 60 * options.minutes
+            if entry is None and not options.report and not out_of_time:
                 start = time.monotonic()
                 result, by = trial.attempt(file, source, mutant)
                 seconds = round(time.monotonic() - start, 2)
@@ -789,7 +793,7 @@ def main():
           f" {sums['equivalent']} equivalent; {left_out['invalid']} did not compile, {left_out['not linked']} did not link, {left_out['same']} changed nothing")  # fmt: skip
     if tried:
         print(f"tried now: {tried}, {average:.1f} s each")
-    if out_of_time or unknown:
+    if unknown:
         print(f"not finished: {sum(quotas.values())} mutants are asked for")
         return 1
     return 1 if share < options.kills or stale - explained_used else 0
