@@ -372,6 +372,7 @@ void TestWallFile::problemsAreNamed_data()
 
     row("an empty file", "", "the file is empty");
     row("nothing but blanks", " \n", "the file is empty");
+    row("nothing but a byte order mark", "\xef\xbb\xbf", "the file is empty");
     row("not JSON at all", "wall", "1:2: not valid JSON: illegal value");
     row("a picture", QByteArray("\x89PNG\r\n\x1a\n\x00", 9), "1:2: not valid JSON: illegal value");
     row("cut short", good.left(20) + "\n  \xc3\xa4", "2:4: not valid JSON: unterminated string");
