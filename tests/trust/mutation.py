@@ -47,7 +47,7 @@ MEMORY = 6 << 30
 COMMON_FLAGS = "-O0"
 BASE_FLAGS = "-gline-tables-only -fsanitize-coverage=inline-8bit-counters,pc-table,no-prune"
 BATCH_SECONDS = (0.3, 1.0, 5.0)  # the first runs are short
-MAX_OBJECTS = 40  # for one mutant
+MAX_OBJECTS = 20  # for one mutant
 MAX_TEST_SECONDS = 10.0  # as above, of processor time
 
 
@@ -551,7 +551,8 @@ class Trial:
         # Of a header at first one source in each module, which finds most.
         result = "same", ""
         for is_whole in (False, True) if len(users) > 1 else (True,):
-            result = self.run_tests(file, folder, found, users, objects, compiles, is_whole)
+            tried = self.run_tests(file, folder, found, users, objects, compiles, is_whole)
+            result = tried if tried[0] != "same" else result
             if result[0] not in ("same", "survived"):
                 break
         return self.run_source_tests(file, changed_file) if result[0] == "survived" else result
@@ -595,7 +596,7 @@ class Trial:
         spent = 0.0
         for program, needed_modules, numbers in self.batches(file, found, users):
             missing = {name for output in needed_modules for name in self.needed(output, users)} - objects.keys()
-            if missing and objects and len(missing) + len(objects) > MAX_OBJECTS:
+            if is_whole and missing and len(missing) + len(objects) > MAX_OBJECTS:
                 continue
             wrong = next(filter(None, (builds(output) for output in sorted(needed_modules))), None)
             if wrong:
@@ -736,9 +737,10 @@ def main():
             file, source, mutant, what, key, _ = candidates[folder][positions[folder]]
             positions[folder] += 1
             entry = results.get(key)
-            if entry and entry["result"] == "survived" and entry["tests"] != tests_state and what not in equivalent:
-                entry = None if not options.report else entry
             out_of_time = out_of_time or bool(options.minutes) and time.monotonic() - begin > 60 * options.minutes
+            is_old = entry and entry["result"] == "survived" and entry["tests"] != tests_state and what not in equivalent
+            if is_old and not options.report and not out_of_time:
+                entry = None  # a changed test may find it
             if entry is None and not options.report and not out_of_time:
                 start = time.monotonic()
                 result, by = trial.attempt(file, source, mutant)
