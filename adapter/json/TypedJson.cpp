@@ -290,7 +290,7 @@ QByteArray bytesFrom(Reader &reader, const QJsonValue &json)
             reader.expected(QStringLiteral("base64"), json);
         return QByteArray();
     }
-    return (*bytes).isNull() ? QByteArray("") : *bytes;
+    return *bytes;
 }
 
 /// `levels`: how many maps and lists inside one another may follow.

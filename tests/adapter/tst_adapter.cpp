@@ -80,6 +80,7 @@ private Q_SLOTS:
     void aBackendThatWasReplacedIsSilent();
     void wrongTypesAreWarnedAbout_data();
     void wrongTypesAreWarnedAbout();
+    void theTypeOfEachKindOfValueIsNamed();
     void goodRepliesAreNotWarnedAbout_data();
     void goodRepliesAreNotWarnedAbout();
 
@@ -272,6 +273,27 @@ void tst_Adapter::wrongTypesAreWarnedAbout()
     QCOMPARE(m_lines->takeWarning(),
              QStringList(QStringLiteral("CabinetInfoOperator::getCabAllFlags: device A: reply%1").arg(place)));
     QCOMPARE(list, reply.value<List>()); // passed on as it is
+}
+
+void tst_Adapter::theTypeOfEachKindOfValueIsNamed()
+{
+    auto *const service = CabinetInfoOperator::getInstance();
+    Map reply;
+    List list;
+    m_backend->next.reply = map("redGamma", List{1});
+    QVERIFY(service->getCabinetGammaCustomValue(key, id, reply));
+    m_backend->next.reply = map("config", List{1});
+    QVERIFY(service->getConfigFile(key, id, reply));
+    m_backend->next.reply = map("brightness.min", QStringLiteral("dark"));
+    QVERIFY(service->getCabinetBrightnessRange(key, id, reply));
+    m_backend->next.reply = List{map("functionTable", map("xBitPlus", List{1}))};
+    QVERIFY(service->getCabinetsBaseInfo(key, list));
+    QStringList lines = m_lines->takeWarning();
+    for (QString &line : lines)
+        line = line.section(QStringLiteral(" is a "), 1);
+    QCOMPARE(lines, (QStringList{QStringLiteral("QVariantList, not a QList<int>"),
+                                 QStringLiteral("QVariantList, not a QString of base64"),
+                                 QStringLiteral("QString, not a uint"), QStringLiteral("QVariantList, not a bool")}));
 }
 
 void tst_Adapter::goodRepliesAreNotWarnedAbout_data()

@@ -67,6 +67,17 @@ QStringList parametersOf(const Operation &operation)
     return types;
 }
 
+/// A row of docs/service.md for each field: its place and its meaning.
+void appendRows(QStringList &rows, const QString &place, Fields fields)
+{
+    for (const Field &field : fields) {
+        const QString here =
+            place + (field.key ? QStringLiteral("[\"%1\"]").arg(QLatin1String(field.key)) : QStringLiteral("[]"));
+        rows += here + QLatin1String(field.type == Type::Base64 ? ": base64: " : ": ") + QString::fromUtf8(field.meaning);
+        appendRows(rows, here, field.fields);
+    }
+}
+
 } // namespace
 
 class tst_Operations : public QObject
@@ -80,6 +91,8 @@ private Q_SLOTS:
     void operationsAreFoundByName();
     void fieldsAreComplete_data();
     void fieldsAreComplete();
+    void thePageHasTheSameStrings_data() { fieldsAreComplete_data(); }
+    void thePageHasTheSameStrings();
 };
 
 void tst_Operations::everyDeclaredOperationHasItsRow_data()
@@ -165,6 +178,36 @@ void tst_Operations::fieldsAreComplete()
     QVERIFY(qstrlen(operation.summary) > 10);
     QVERIFY(qstrlen(operation.callers) > 10);
     QCOMPARE(qstrlen(operation.afterFailure) > 5, operation.address != Address::Wall);
+}
+
+void tst_Operations::thePageHasTheSameStrings()
+{
+    QFETCH(int, id);
+    const Operation &operation = operations()[id];
+    QFile page(QStringLiteral(SERVICE_HEADERS "/../docs/service.md"));
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    QString section = QString::fromUtf8(page.readAll()).section(QStringLiteral("\n### %1\n").arg(operation.name), 1, 1);
+    section = section.section(QStringLiteral("\n### "), 0, 0).section(QStringLiteral("\n## "), 0, 0);
+    QStringList described;
+    QStringList places;
+    for (const QString &line : section.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (line.startsWith(QLatin1String("| `"))) {
+            const QStringList cells = line.mid(3).split(QStringLiteral(" | "));
+            QCOMPARE(cells.size(), 3);
+            places += cells[0].chopped(1) + QStringLiteral(": ") + cells[2].chopped(2);
+        } else if (!line.startsWith(QLatin1Char('|'))) {
+            described += line;
+        }
+    }
+    QStringList rows;
+    appendRows(rows, operation.request == Form::List ? QStringLiteral("[]") : QString(), operation.requestFields);
+    const bool isListed = operation.reply == Form::List || operation.reply == Form::Devices;
+    appendRows(rows, isListed ? QStringLiteral("[]") : QString(), operation.replyFields);
+    QCOMPARE(places, rows);
+    QCOMPARE(described[0], QString::fromUtf8(operation.summary));
+    QVERIFY(described.contains(QStringLiteral("- Called by: ") + QString::fromUtf8(operation.callers)));
+    QCOMPARE(described.contains(QStringLiteral("- After false: ") + QString::fromUtf8(operation.afterFailure)),
+             operation.address != Address::Wall);
 }
 
 QTEST_GUILESS_MAIN(tst_Operations)

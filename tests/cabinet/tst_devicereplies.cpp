@@ -161,6 +161,10 @@ bool CabinetInfoOperator::getCabAllFlags(const QString &, QVariantList &reply)
     return true;
 }
 
+struct Cabinet final : CabinetV4 { // may be deleted
+    using CabinetV4::CabinetV4;
+};
+
 class tst_DeviceReplies : public QObject
 {
     Q_OBJECT
@@ -185,7 +189,7 @@ private:
     QString loggedReply();
 
     std::optional<TestSupport::LogCapture> m_log;
-    std::unique_ptr<CabinetV4> m_cabinet;
+    std::unique_ptr<Cabinet> m_cabinet;
 };
 
 void tst_DeviceReplies::init()
@@ -196,7 +200,7 @@ void tst_DeviceReplies::init()
     info->deviceKey = QStringLiteral("A");
     info->rect = QRect(0, 0, 2, 1);
     info->rvCardList.append(new RvCardInfo);
-    m_cabinet = std::make_unique<CabinetV4>(info.release());
+    m_cabinet = std::make_unique<Cabinet>(info.release());
     nextReply.clear();
     nextHeaders.clear();
 }
@@ -279,6 +283,15 @@ void tst_DeviceReplies::theDeepestReplyIsWhole()
 
     nextReply = nested(Nesting::deepest + 1, QStringLiteral("mlh"));
     QVERIFY(!loggedReply().isEmpty());
+    QCOMPARE(m_log->takeWarning().size(), 1);
+
+    // No more than the levels beyond the limit is left out.
+    const QString level = QStringLiteral("\"in\"");
+    nextReply = nested(maxReplyDepth, QStringLiteral("m"));
+    const int levels = loggedReply().count(level);
+    QVERIFY(levels >= maxReplyDepth - 1);
+    nextReply = nested(2 * maxReplyDepth, QStringLiteral("m"));
+    QCOMPARE(loggedReply().count(level), maxReplyDepth);
     QCOMPARE(m_log->takeWarning().size(), 1);
 }
 

@@ -310,6 +310,7 @@ private Q_SLOTS:
 
     // Records
     void aRecordHoldsItsCardsAndModules();
+    void aMissingFieldIsNotReadFromTheNextOne();
     void aRecordLivesUntilTheNextRefresh();
     void nothingOfTheRefreshBeforeStays();
     void aRefreshInsideAnotherThreadsIsWhole();
@@ -1334,6 +1335,22 @@ void tst_Discovery::aRecordHoldsItsCardsAndModules()
     module(1, "a", "module a", {9, 10, 19, 21});
     module(2, "b", "another b", {most, least, least, most});
     QCOMPARE(registered("1")->getCabAllFlags().size(), 3);
+}
+
+void tst_Discovery::aMissingFieldIsNotReadFromTheNextOne()
+{
+    QVariantMap card = part("7", "card 7", 1, 2, 3, 4);
+    card.remove(QStringLiteral("x")); // "y" is as long
+    QVariantMap cabinet = flagged("1", "the flag");
+    cabinet[QStringLiteral("recvcardflags")] = QVariantList{card};
+    scriptDevice("A", screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 0, 0, 8, 4)})}),
+                 QVariantList{listed("1", "1")}, QVariantList{cabinet});
+    QCOMPARE(manager().refreshScreen(), enSuccess);
+    m_log->clear();
+    CabinetInfo info;
+    QCOMPARE(registered("1")->GetCabinetInfo(info), enSuccess);
+    QCOMPARE(info.rvCardList.size(), 1);
+    QCOMPARE(coordinates(info.rvCardList[0]->rect), (QList<int>{0, 2, 2, 5}));
 }
 
 void tst_Discovery::aRecordLivesUntilTheNextRefresh()

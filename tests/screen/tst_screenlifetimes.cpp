@@ -194,8 +194,11 @@ void tst_ScreenLifetimes::aWriteThatMemoryCutShortStartsNothingLater()
     }
     wall().setDevices(devices);
 
-    const auto newGrid = [] { return std::make_unique<Coefficient>(4, 1); };
-    std::unique_ptr<Coefficient> grid = newGrid();
+    struct Grid final : Coefficient { // may be deleted
+        using Coefficient::Coefficient;
+    };
+    const auto newGrid = [] { return std::make_unique<Grid>(4, 1); };
+    std::unique_ptr<Grid> grid = newGrid();
     int exceptions = 0;
     int callsBefore = -1;
     QStringList startedLater;

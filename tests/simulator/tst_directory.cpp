@@ -1033,6 +1033,13 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     QVERIFY(!wall().renameScreen(key(), half));
     QCOMPARE(wall().pluggedDevices().first().screenName, QStringLiteral("Screen"));
     QVERIFY(saveFlags(2));
+
+    const Folder other;
+    WallDescription description = Generations::wall();
+    description.devices.first().screenName = half;
+    QString error;
+    QVERIFY(!wall().create(other.directory, description, &error));
+    QVERIFY2(error.endsWith(QStringLiteral("/devices/A: the screen name is not valid UTF-16")), qPrintable(error));
 }
 
 void tst_Directory::damageIsFound_data()

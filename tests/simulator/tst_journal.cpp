@@ -1,6 +1,7 @@
 // The journal as JSON Lines: written whole, appended while the wall is in use, read strictly.
 
 #include <adapter/Operations.h>
+#include <adapter/journal/Journal.h>
 #include <service/CabinetInfoOperator.h>
 #include <service/Correctionop.h>
 #include <service/HWInfo.h>
@@ -595,6 +596,41 @@ private Q_SLOTS:
         QCOMPARE(lines[2].indexOf(QStringLiteral("255")), lines[0].indexOf(QStringLiteral("target")));
         QVERIFY(lines[1].startsWith(QStringLiteral("0.000000 s  0.000 ms")));
         QVERIFY2(lines[3].size() < 250 && lines[3].contains(QStringLiteral("...")), qPrintable(lines[3]));
+    }
+
+    void theTranscriptShowsEveryPartOfACall()
+    {
+        QList<Call> calls;
+        const auto add = [&](const char *operation) -> Call & {
+            calls += Call();
+            calls.last().operation = QString::fromLatin1(operation);
+            return calls.last();
+        };
+        Call &refused = add("A::refused");
+        refused.time = 1500000;
+        refused.duration = 2500;
+        refused.deviceKey = QStringLiteral("left");
+        refused.target = QStringLiteral("255");
+        refused.request = Map{{QStringLiteral("mode"), 1}};
+        refused.note = QStringLiteral("a\nb");
+        Call &both = add("A::both");
+        both.result = true;
+        both.request = Map{{QStringLiteral("mode"), 1}};
+        both.extra = 2780;
+        both.reply = List{1};
+        both.headers = {{QStringLiteral("x"), QStringLiteral("1")}, {QStringLiteral("y"), QStringLiteral("2")}};
+        Call &extra = add("A::extra");
+        extra.rejected = true;
+        extra.extra = true;
+        add("A::pending").settled = false;
+        const char *const expected = R"(
+      time  duration  device  target  operation   request                    answer                     note
+1.500000 s  2.500 ms  left    255     A::refused  {"mode": int 1}            false                      a\nb
+0.000000 s  0.000 ms                  A::both     {"mode": int 1}, int 2780  true, [int 1], x: 1, y: 2
+0.000000 s  0.000 ms                  A::extra    bool true                  rejected
+0.000000 s                            A::pending                             pending
+)";
+        QCOMPARE(QLatin1Char('\n') + Adapter::readableTranscript(calls), QString::fromLatin1(expected));
     }
 
 private:

@@ -310,6 +310,8 @@ private Q_SLOTS:
         row("a surrogate pair", QString(QChar(0xd83d)) + QChar(0xde00), "'\xf0\x9f\x98\x80'");
         row("a pair after a lone one", QString(QChar(0xd83d)) + QChar(0xd83d) + QChar(0xde00), "'\\ud83d\xf0\x9f\x98\x80'");
         row("a zero character", QString(QChar(0)), "'\\u0000'");
+        row("the last control character and a blank", QStringLiteral("\x1f "), "'\\u001f '");
+        row("the delete character between others", QStringLiteral("~\x7f\u0080"), "'~\\u007f\xc2\x80'");
         row("true", true, "true");
         row("an int", -2147483647 - 1, "-2147483648");
         row("nothing", QVariant(), "null");
@@ -329,6 +331,8 @@ private Q_SLOTS:
         row("an infinite float", -std::numeric_limits<float>::infinity(), "{'$type': 'float', 'value': '-inf'}");
         row("ints", QVariant::fromValue(QList<int>{1, -2}), "{'$type': 'QList<int>', 'value': [1, -2]}");
         row("texts", QStringList{QStringLiteral("a"), QString()}, "{'$type': 'QStringList', 'value': ['a', null]}");
+        row("empty bytes", QByteArray(""), "{'$type': 'QByteArray', 'value': ''}");
+        row("null bytes", QByteArray(), "{'$type': 'QByteArray', 'value': null}");
         row("bytes", QByteArray("\0\xff", 2), "{'$type': 'QByteArray', 'value': 'AP8='}");
         row("an enumeration", QVariant::fromValue(Sample::Narrow::Less), "{'$type': 'Sample::Narrow', 'value': -3}");
         row("an enumeration of 16 bits", QVariant::fromValue(Sample::Low), "{'$type': 'Sample::Middle', 'value': -300}");

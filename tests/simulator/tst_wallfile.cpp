@@ -3,6 +3,7 @@
 #include "support/Allocations.h"
 
 #include <adapter/Operations.h>
+#include <adapter/journal/Journal.h>
 #include <simulator/VirtualWall.h>
 #include <simulator/WallFile.h>
 
@@ -190,6 +191,7 @@ private Q_SLOTS:
     void operationsAreThoseOfTheService();
     void damagedTextsAreRefusedOrRead();
     void aSchemaMayBeNamed();
+    void theSchemasAreThoseOfThePages();
     void theSchemaKnowsTheSameKeys_data();
     void theSchemaKnowsTheSameKeys();
     void theSchemaKnowsTheSameNames_data();
@@ -374,6 +376,7 @@ void TestWallFile::problemsAreNamed_data()
 
     row("an empty file", "", "the file is empty");
     row("nothing but blanks", " \n", "the file is empty");
+    row("nothing but a byte order mark", "\xef\xbb\xbf", "the file is empty");
     row("not JSON at all", "wall", "1:2: not valid JSON: illegal value");
     row("a picture", QByteArray("\x89PNG\r\n\x1a\n\x00", 9), "1:2: not valid JSON: illegal value");
     row("cut short", good.left(20) + "\n  \xc3\xa4", "2:4: not valid JSON: unterminated string");
@@ -888,6 +891,16 @@ void TestWallFile::aSchemaMayBeNamed()
     QVERIFY(!wallToJson(wall).contains("$schema"));
     QCOMPARE(problems(json("{'$schema': 7, 'format': 'led-wall', 'version': 1, 'devices': []}")),
              QStringLiteral("a.json: $schema: expected a text, got 7"));
+}
+
+void TestWallFile::theSchemasAreThoseOfThePages()
+{
+    QFile wall(QStringLiteral(SIMULATOR_SOURCES "/../docs/wall.schema.json"));
+    QVERIFY(wall.open(QIODevice::ReadOnly));
+    QCOMPARE(wallSchema(), wall.readAll());
+    QFile journal(QStringLiteral(SIMULATOR_SOURCES "/../docs/journal.schema.json"));
+    QVERIFY(journal.open(QIODevice::ReadOnly));
+    QCOMPARE(Adapter::journalSchema(), journal.readAll());
 }
 
 void TestWallFile::theSchemaKnowsTheSameKeys_data()

@@ -28,6 +28,9 @@ add_test(NAME trust_table
 add_test(NAME trust_coverage_table
   COMMAND "${CMAKE_CURRENT_LIST_DIR}/coverage_table_test.sh" "${CMAKE_CURRENT_LIST_DIR}/coverage_table.py"
     "${CMAKE_CURRENT_BINARY_DIR}/coverage_table")
+add_test(NAME trust_mutation
+  COMMAND "${CMAKE_CURRENT_LIST_DIR}/mutation_test.sh" "${CMAKE_CURRENT_LIST_DIR}/mutation.py" "${CMAKE_CURRENT_BINARY_DIR}/mutation")
+set_tests_properties(trust_mutation PROPERTIES SKIP_RETURN_CODE 77)
 
 # The fuzz targets, one source each, of the table trust/fuzz/targets. Every one is a test that runs its corpus and some
 # mutations; a build with libFuzzer (the preset "fuzz") has fuzz_NAME instead, which scripts/trust runs.
