@@ -67,8 +67,8 @@ public:
     void run(int count, Operation operation)
     {
         const int part = std::max(1, std::min(1000, count / 10));
-        const int warmUp = count / 5;
-        const int step = std::max(1, count / 50);
+        const int warmUp = count / 5 | 1; // with every device there, as at all later moments
+        const int step = std::max(1, count / 100) * 2;
         QElapsedTimer time;
         for (int i = 0; i < count; ++i) {
             if (i == warmUp || i == count - part)
