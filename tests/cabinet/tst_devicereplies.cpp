@@ -287,11 +287,11 @@ void tst_DeviceReplies::theDeepestReplyIsWhole()
 
     // No more than the levels beyond the limit is left out.
     const QString level = QStringLiteral("\"in\"");
-    nextReply = nested(maxReplyDepth, QStringLiteral("m"));
+    nextReply = nested(Nesting::deepest, QStringLiteral("m"));
     const int levels = loggedReply().count(level);
-    QVERIFY(levels >= maxReplyDepth - 1);
-    nextReply = nested(2 * maxReplyDepth, QStringLiteral("m"));
-    QCOMPARE(loggedReply().count(level), maxReplyDepth);
+    QVERIFY(levels >= Nesting::deepest - 1);
+    nextReply = nested(2 * Nesting::deepest, QStringLiteral("m"));
+    QCOMPARE(loggedReply().count(level), Nesting::deepest);
     QCOMPARE(m_log->takeWarning().size(), 1);
 }
 
