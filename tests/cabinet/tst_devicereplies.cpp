@@ -44,28 +44,10 @@ bool giveAway(QVariantMap &reply)
     return true;
 }
 
-/// `levels` containers inside one another, the outermost a map.
+/// `levels` containers inside one another, the outermost a map with two entries.
 QVariantMap nested(int levels, const QString &kinds)
 {
-    QVariant inner;
-    for (int level = levels; level > 1; --level) {
-        QVariant outer;
-        const QChar kind = kinds[level % kinds.size()];
-        if (kind == QLatin1Char('m')) {
-            QVariantMap map{{QStringLiteral("in"), QVariant()}};
-            map.first().swap(inner);
-            outer = map;
-        } else if (kind == QLatin1Char('l')) {
-            QVariantList list{QVariant(1), QVariant()};
-            list.last().swap(inner);
-            outer = list;
-        } else {
-            QVariantHash hash{{QStringLiteral("in"), QVariant()}};
-            hash.begin()->swap(inner);
-            outer = hash;
-        }
-        inner.swap(outer);
-    }
+    QVariant inner = TestSupport::nested(levels - 1, kinds);
     QVariantMap outermost{{QStringLiteral("a"), QVariant(1)}, {QStringLiteral("in"), QVariant()}};
     outermost.last().swap(inner);
     return outermost;

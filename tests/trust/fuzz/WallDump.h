@@ -104,4 +104,16 @@ inline void sameLines(const QStringList &got, const QStringList &expected, const
         same(got.value(i), expected.value(i), what);
 }
 
+/// Restarts the devices of a wall in a directory and closes it. Fails when another one that opens the directory differs.
+inline void sameAfterReopening(Simulator::VirtualWall &wall, const QString &directory)
+{
+    const QStringList expected = linesAfterRestart(wall);
+    wall.close();
+    Simulator::VirtualWall again;
+    QString error;
+    if (!again.open(directory, &error))
+        fail(QStringLiteral("what was saved cannot be opened: ") + error);
+    sameLines(linesOf(again), expected, "what was saved");
+}
+
 } // namespace Fuzz

@@ -122,10 +122,5 @@ void Fuzz::run(Bytes &input)
             }
         }
     }
-    const QStringList expected = linesAfterRestart(wall);
-    wall.close();
-    VirtualWall again;
-    if (!again.open(path, &error))
-        fail(QStringLiteral("what was saved cannot be opened: ") + error);
-    sameLines(linesOf(again), expected, "what was saved");
+    sameAfterReopening(wall, path);
 }
