@@ -47,7 +47,7 @@ void ExchangeTap::State::end(qint64 number, const Answer &answer, const QString 
     const auto it = underway.find(number);
     if (it == underway.end())
         return; // stop() has passed it to the observer
-    Call call = std::move(it->second);
+    Call call = it->second;
     underway.erase(it);
     call.result = answer.result;
     call.reply = answer.reply;
