@@ -85,7 +85,7 @@ Ending ask(Adapter::Call &call, int timeout, Ask ask)
 
 #define CASE(id, service, name, address, request, reply, extra)                                                             \
     case Operation::id:                                                                                                     \
-        ending = ask<service>(call, timeout, [&](service &instance) {                                                       \
+        ending = ask<service>(call, timeout, [&](auto &instance) {                                                          \
             return instance.name(ADDRESS_##address REQUEST_##request REPLY_##reply EXTRA_##extra);                          \
         });                                                                                                                 \
         break;
