@@ -407,10 +407,12 @@ class Tests:
         whole file counts."""
         lines = self.reached.get(file, {})
         found = collections.defaultdict(set)
+        self.weights = collections.Counter()  # a test that reaches most of a file is the likeliest one for its tables
         for line in [line for line in range(first, last + 1) if line in lines] or lines:
             for module, functions in lines[line].items():
                 for function in functions:
                     found[function].add(module)
+                    self.weights[function] += 1
         return found
 
     def run_functions(self, name, functions, environment, seconds, processor_seconds, program=None):
@@ -487,7 +489,7 @@ class Trial:
         program, function, _, processor, lines = self.tests.functions[number]
         name = f"{program}::{function}"
         likely = (self.kills[(file, name)] + 30 / (30 + lines)) / (self.tries[(file, name)] + 1)
-        return likely / (processor + 0.05 + 0.1 * objects)
+        return likely * self.tests.weights[number] ** 2 / (processor + 0.05 + 0.1 * objects)
 
     def batches(self, file, found, users):
         """(program, modules that they need with the mutant, functions), the fastest likely ones first; some that follow each
