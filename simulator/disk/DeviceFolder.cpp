@@ -137,10 +137,13 @@ QByteArray quoted(const QString &text)
     return list.mid(1, list.size() - 2);
 }
 
-/// Half of a surrogate pair cannot be written as UTF-8.
-bool isText(const QString &text)
+/// Whether all strings of a line can be written as UTF-8: half of a surrogate pair cannot. A line has only what differs from
+/// the wall's description.
+bool isText(const QJsonObject &line)
 {
-    return QString::fromUtf8(text.toUtf8()) == text;
+    return std::all_of(line.begin(), line.end(), [](const QJsonValue &value) {
+        return value.isObject() ? isText(value.toObject()) : value.toString().isValidUtf16();
+    });
 }
 
 QJsonObject gammaObject(const std::array<QList<int>, 3> &gamma)
@@ -195,7 +198,7 @@ bool deviceLine(const DeviceState &device, QByteArray &line)
     });
     insertUnlessEmpty(object, "gamma", gammaObject(device.settings.gamma));
     line = compact(object);
-    return isText(device.description.screenName);
+    return isText(object);
 }
 
 /// The module flags of a cabinet that differ from the delivered ones.
@@ -208,15 +211,6 @@ QJsonObject moduleFlags(const Cabinet &cabinet, const Cabinet &delivered)
             insertUnless(result, modules[j].id, modules[j].flag, delivered.receivingCards[i].modules[j].flag);
     }
     return result;
-}
-
-bool isText(const Cabinet &cabinet)
-{
-    const auto hasText = [](const ReceivingCard &card) {
-        return std::all_of(card.modules.begin(), card.modules.end(),
-                           [](const Module &module) { return isText(module.flag); });
-    };
-    return isText(cabinet.flag) && std::all_of(cabinet.receivingCards.begin(), cabinet.receivingCards.end(), hasText);
 }
 
 bool sameFlags(const Cabinet &a, const Cabinet &b)
@@ -280,7 +274,7 @@ QByteArray DeviceFolder::stateText(const QString &deviceKey, const Saved &saved)
 
 bool DeviceFolder::create(const DeviceState &device, Disk::Making &making, QString *error)
 {
-    if (!deviceLine(device, m_saved.line))
+    if (!deviceLine(device, m_saved.line) || !device.description.screenName.isValidUtf16())
         return fail(error, QStringLiteral("%1: the screen name is not valid UTF-16").arg(m_path));
     if (const int failure = making.folder(Disk::encoded(m_path)))
         return fail(error, Disk::problem(m_path, "cannot be made", failure));
@@ -311,8 +305,7 @@ bool DeviceFolder::save(const DeviceState &before, const DeviceState &after, QSt
 bool DeviceFolder::trySave(const DeviceState &before, const DeviceState &after, QString *error)
 {
     Saved next = m_saved;
-    // The name of the description is not part of the line.
-    if (!deviceLine(after, next.line) && after.description.screenName != after.original.screenName)
+    if (!deviceLine(after, next.line))
         return fail(error, QStringLiteral("%1: the screen name is not valid UTF-16").arg(filePath(stateName)));
     bool changed = next.line != m_saved.line || !m_isCertain;
 
@@ -381,15 +374,14 @@ bool DeviceFolder::trySave(const DeviceState &before, const DeviceState &after, 
     }
 
     for (const QString &id : qAsConst(newLines)) {
-        if (!isText(*after.describedCabinet(id)))
-            return fail(error, QStringLiteral("%1: a flag of cabinet %2 is not valid UTF-16").arg(filePath(stateName), id));
         SavedCabinet &cabinet = next.cabinets[id];
-        cabinet.line = cabinetLine(after, id, cabinet);
+        if (!cabinetLine(after, id, cabinet, cabinet.line))
+            return fail(error, QStringLiteral("%1: a flag of cabinet %2 is not valid UTF-16").arg(filePath(stateName), id));
     }
     return commit(after.description.key, next, pack, values, error);
 }
 
-QByteArray DeviceFolder::cabinetLine(const DeviceState &device, const QString &id, const SavedCabinet &saved)
+bool DeviceFolder::cabinetLine(const DeviceState &device, const QString &id, const SavedCabinet &saved, QByteArray &line)
 {
     const CabinetState &state = *device.cabinets.constFind(id);
     const Cabinet &described = *device.describedCabinet(id);
@@ -434,7 +426,8 @@ QByteArray DeviceFolder::cabinetLine(const DeviceState &device, const QString &i
         object.insert(QLatin1String("size"), QJsonArray{size.width(), size.height()});
         object.insert(QLatin1String("planes"), planes);
     }
-    return object.isEmpty() ? QByteArray() : compact(object);
+    line = object.isEmpty() ? QByteArray() : compact(object);
+    return isText(object);
 }
 
 bool DeviceFolder::commit(const QString &deviceKey, Saved &next, int pack, const QVector<QByteArray> &values, QString *error)
@@ -689,7 +682,8 @@ private:
         for (const Found &found : qAsConst(m_found))
             saved.cabinets[QString::fromUtf8(found.id)].places.insert(found.slot->number, found.place);
         for (auto it = m_device.cabinets.cbegin(); it != m_device.cabinets.cend(); ++it) {
-            const QByteArray line = cabinetLine(m_device, it.key(), saved.cabinets.value(it.key()));
+            QByteArray line;
+            cabinetLine(m_device, it.key(), saved.cabinets.value(it.key()), line);
             if (!line.isEmpty())
                 saved.cabinets[it.key()].line = line;
         }

@@ -59,8 +59,8 @@ private:
     bool trySave(const DeviceState &before, const DeviceState &after, QString *error);
 
     QString filePath(const QString &name) const { return m_path + QLatin1Char('/') + name; }
-    /// A cabinet's JSON text; empty when it is as delivered.
-    static QByteArray cabinetLine(const DeviceState &device, const QString &id, const SavedCabinet &saved);
+    /// A cabinet's JSON text; empty when it is as delivered. False when a string cannot be written.
+    static bool cabinetLine(const DeviceState &device, const QString &id, const SavedCabinet &saved, QByteArray &line);
     /// Bytes in use, by pack.
     static QMap<int, qint64> usedBytes(const Saved &saved);
     /// The text of `state.json`.

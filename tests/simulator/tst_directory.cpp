@@ -260,6 +260,7 @@ private Q_SLOTS:
     void aRequestThatNamesACabinetTwiceReadsNoFile();
     void aFailedOpeningTakesNothingFromTheOpenWall();
     void textsThatCannotBeWrittenAreRefused();
+    void describedTextsThatCannotBeWrittenStayThere();
 
     void damageIsFound_data();
     void damageIsFound();
@@ -1030,6 +1031,13 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     QVERIFY2(wall().journal().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")),
              qPrintable(wall().journal().calls().last().note));
     QCOMPARE(wall().state().flag(key(), one), one);
+    const Cabinet cabinet = Generations::wall().devices.first().subScreens.first().cabinets.first();
+    const QString module = cabinet.receivingCards.first().modules.first().id;
+    const QList<QVariant> moduleFlags{Map{{QStringLiteral("id"), module}, {QStringLiteral("flag"), half}}};
+    QVERIFY(!CabinetInfoOperator::getInstance()->setModuleflags(
+        key(), {Map{{QStringLiteral("id"), one}, {QStringLiteral("moduleflags"), moduleFlags}}}, reply));
+    QVERIFY2(wall().journal().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")),
+             qPrintable(wall().journal().calls().last().note));
     QVERIFY(!wall().renameScreen(key(), half));
     QCOMPARE(wall().pluggedDevices().first().screenName, QStringLiteral("Screen"));
     QVERIFY(saveFlags(2));
@@ -1040,6 +1048,23 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     QString error;
     QVERIFY(!wall().create(other.directory, description, &error));
     QVERIFY2(error.endsWith(QStringLiteral("/devices/A: the screen name is not valid UTF-16")), qPrintable(error));
+}
+
+void tst_Directory::describedTextsThatCannotBeWrittenStayThere()
+{
+    const Folder folder;
+    WallDescription description = Generations::wall();
+    SubScreen &subScreen = description.devices.first().subScreens.first();
+    subScreen.cabinets.first().receivingCards.first().modules.first().flag = QChar(0xd83d);
+    QVERIFY(wall().create(folder.directory, description));
+    wall().reset();
+    replacing(QStringLiteral("/wall.json"), "\"Screen\"", "\"\\ud83d\"")(folder.directory);
+    QVERIFY(QFile::remove(folder.directory + QStringLiteral("/wall.sha1")));
+    reopen(folder.directory);
+    QVERIFY(savePlanes(1));
+    QVERIFY(saveFlags(1));
+    reopen(folder.directory);
+    QCOMPARE(found(), 2);
 }
 
 void tst_Directory::damageIsFound_data()
