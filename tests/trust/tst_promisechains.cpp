@@ -512,20 +512,27 @@ private:
         });
     }
 
+    /// Builds the source of a node and calls `use` with it.
+    template <typename Use>
+    auto withSource(const Node &node, const Use &use) const
+    {
+        const Node &source = *node.children[0];
+        switch (source.type) {
+        case Type::Number:
+            return use(build<Number>(source));
+        case Type::Nothing:
+            return use(build<void>(source));
+        case Type::List:
+            break;
+        }
+        return use(build<List>(source));
+    }
+
     template <typename T>
     QPromise<T> handedOver(const Node &node) const
     {
         const Node &inner = *node.children[0];
-        const Node &source = *inner.children[0];
-        switch (source.type) {
-        case Type::Number:
-            return handedOver<T>(inner, build<Number>(source));
-        case Type::Nothing:
-            return handedOver<T>(inner, build<void>(source));
-        case Type::List:
-            break;
-        }
-        return handedOver<T>(inner, build<List>(source));
+        return withSource(inner, [&](const auto &source) { return handedOver<T>(inner, source); });
     }
 
     template <typename T, typename S>
@@ -539,16 +546,7 @@ private:
     template <typename T>
     QPromise<T> operation(const Node &node) const
     {
-        const Node &source = *node.children[0];
-        switch (source.type) {
-        case Type::Number:
-            return apply<T>(node, build<Number>(source));
-        case Type::Nothing:
-            return apply<T>(node, build<void>(source));
-        case Type::List:
-            break;
-        }
-        return apply<T>(node, build<List>(source));
+        return withSource(node, [&](const auto &source) { return apply<T>(node, source); });
     }
 
     template <typename T, typename S>
