@@ -343,6 +343,15 @@ private:
         script("CabinetInfoOperator::getAllCabinetsInfo", key, cabinets);
         script("CabinetInfoOperator::getCabAllFlags", key, flags);
     }
+    /// Refreshes a wall of one cabinet "1" with these flags.
+    void discoverOne(const QVariantMap &flags)
+    {
+        scriptDevice("A",
+                     screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 0, 0, 8, 4)})}),
+                     QVariantList{listed("1", "1")}, QVariantList{flags});
+        QCOMPARE(manager().refreshScreen(), enSuccess);
+        m_log->clear();
+    }
     /// Registered cabinets' ids with their devices' keys.
     static NameMap cabinetDevices()
     {
@@ -1299,10 +1308,7 @@ void tst_Discovery::aRecordHoldsItsCardsAndModules()
     secondCard[QStringLiteral("moduleflags")] = QVariantList{part("b", "another b", most, least, 2, 0)};
     QVariantMap cabinet = flagged("1", "the flag");
     cabinet[QStringLiteral("recvcardflags")] = QVariantList{firstCard, part("5", "bare", 0, 0, 1, 1), secondCard};
-    scriptDevice("A", screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 0, 0, 8, 4)})}),
-                 QVariantList{listed("1", "1")}, QVariantList{cabinet});
-    QCOMPARE(manager().refreshScreen(), enSuccess);
-    m_log->clear();
+    discoverOne(cabinet);
 
     CabinetInfo info;
     QCOMPARE(registered("1")->GetCabinetInfo(info), enSuccess);
@@ -1343,10 +1349,7 @@ void tst_Discovery::aMissingFieldIsNotReadFromTheNextOne()
     card.remove(QStringLiteral("x")); // "y" is as long
     QVariantMap cabinet = flagged("1", "the flag");
     cabinet[QStringLiteral("recvcardflags")] = QVariantList{card};
-    scriptDevice("A", screen("screen", 0, 0, QVariantList{subScreenPlace(0, 0, QVariantList{place("1", "1", 0, 0, 8, 4)})}),
-                 QVariantList{listed("1", "1")}, QVariantList{cabinet});
-    QCOMPARE(manager().refreshScreen(), enSuccess);
-    m_log->clear();
+    discoverOne(cabinet);
     CabinetInfo info;
     QCOMPARE(registered("1")->GetCabinetInfo(info), enSuccess);
     QCOMPARE(info.rvCardList.size(), 1);
