@@ -311,7 +311,9 @@ class Tests:
             elif line.strip().startswith("name: "):
                 name = line.split("name: ", 1)[1].strip('"')
             elif line.strip().startswith("dir_index: "):
-                path = os.path.normpath(os.path.join(directories.get(0, "/"), directories.get(int(line.split(": ")[1]), ""), name))
+                compiled_in = directories.get(0, "/")  # an object file from a compiler cache may come from another copy
+                path = os.path.join(compiled_in, directories.get(int(line.split(": ")[1]), ""), name)
+                path = os.path.normpath(os.path.join(self.build.folder, os.path.relpath(path, compiled_in)))
                 if path.startswith(prefix):
                     files[number] = path[len(prefix):]
             elif line.startswith("debug_line["):
