@@ -8,7 +8,8 @@ thread_local qint64 allocations = 0;
 
 } // namespace
 
-// Replaces the C library's function and calls it; operator new and Qt's containers use this one too.
+// Replaces the C library's functions and calls them; operator new and Qt's containers use these too.
+#pragma GCC visibility push(default) // clang makes them local to the program otherwise
 extern "C" {
 
 void *__libc_malloc(size_t size);
@@ -34,6 +35,7 @@ void *realloc(void *block, size_t size)
 }
 
 } // extern "C"
+#pragma GCC visibility pop
 
 namespace Bench {
 

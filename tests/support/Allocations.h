@@ -63,6 +63,7 @@ inline void *fail()
 
 } // namespace Allocations
 
+#pragma GCC visibility push(default) // clang makes them local to the program otherwise
 extern "C" {
 
 void *__libc_malloc(size_t size);
@@ -97,4 +98,5 @@ void free(void *block)
 }
 
 } // extern "C"
+#pragma GCC visibility pop
 #endif
