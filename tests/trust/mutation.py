@@ -3,7 +3,7 @@
 
 usage: mutation.py [options] ROOT WORK FOLDER ...
 
-ROOT is a CMake project; its tests are Qt Test programs whose names in CTest begin with "tst_". Mutates the C++ sources right in
+ROOT is a CMake project; its tests in CTest are Qt Test programs whose names begin with "tst_". Mutates the C++ sources right in
 each FOLDER (relative to ROOT). Nothing is written to ROOT: WORK has a copy of it, the build of the copy, what the tests reach, and
 results.jsonl, so that the next run continues. A result is valid as long as the mutated file is the same; a survivor is tried
 again when a test has changed.
@@ -276,7 +276,7 @@ class Tests:
             if test["name"] in source_tests:
                 self.source_tests[test["name"]] = command
                 run(command)
-            if len(command) == 1 and test["name"].startswith("tst_") and os.path.basename(command[0]) == test["name"]:
+            if len(command) == 1 and os.path.basename(command[0]).startswith("tst_"):
                 properties = {entry["name"]: entry["value"] for entry in test["properties"]}
                 environment = dict(entry.split("=", 1) for entry in properties.get("ENVIRONMENT", []))
                 output = os.path.relpath(command[0], build.folder)
