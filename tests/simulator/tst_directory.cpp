@@ -240,6 +240,7 @@ private Q_SLOTS:
     void aSaveWritesWhatChanged();
     void oneRequestMakesOnePack();
     void defaultPixelsTakeNoPlace();
+    void aPackMostlyUnusedIsRewritten();
     void foldersDoNotGrowForEver();
 
     void aWallIsNotMadeWhereOneIs();
@@ -509,6 +510,22 @@ void tst_Directory::defaultPixelsTakeNoPlace()
     QCOMPARE(packs(folder.directory), QStringList());
     reopen(folder.directory);
     QCOMPARE(wall().state().plane(key(), one, Kind::Chroma), plane);
+}
+
+void tst_Directory::aPackMostlyUnusedIsRewritten()
+{
+    for (const bool isReopened : {false, true}) {
+        const Folder folder;
+        makeWall(folder.directory); // 1.planes has the planes of three cabinets
+        if (isReopened)
+            reopen(folder.directory);
+        const QVector<quint16> values(8 * 8 * 9, 5);
+        QVERIFY(wall().state().setChroma(key(), one, values, Store::User));
+        QCOMPARE(packs(folder.directory), (QStringList{QStringLiteral("1.planes"), QStringLiteral("2.planes")}));
+        QVERIFY(wall().state().setChroma(key(), QStringLiteral("2"), values, Store::User));
+        QCOMPARE(packs(folder.directory), (QStringList{QStringLiteral("2.planes"), QStringLiteral("3.planes")}));
+        QCOMPARE(QFileInfo(folder.directory + QStringLiteral("/devices/A/3.planes")).size(), qint64(2 * 8 * 8 * 18));
+    }
 }
 
 void tst_Directory::foldersDoNotGrowForEver()
@@ -1131,6 +1148,8 @@ void tst_Directory::damageIsFound_data()
                "device.ablEnabled: expected true or false, got 1");
     rowOfState("a gamma table of another type", "'device': {", "'device': {'gamma':{'red':[0,'1']}",
                "device.gamma.red[1]: expected an integer of 32 bits, got '1'");
+    rowOfState("gamma tables of another type", "'device': {", "'device': {'gamma':1",
+               "device.gamma: expected an object, got 1");
     rowOfState("an unknown gamma table", "'device': {", "'device': {'gamma':{'pink':[0]}",
                "device.gamma: unknown key 'pink'");
     rowOfState("a parameter that is incomplete", "'3': {'flag':'1'", "'3': {'multilayerParameters':[{'inLayer':-1}]",
@@ -1141,7 +1160,7 @@ void tst_Directory::damageIsFound_data()
                "cabinets.3.flashCheckCodes.0: expected an integer of 32 bits, got true");
     rowOfState("an offset beyond the pack", "'offset':1152", "'offset':2305", "cabinets.2.planes.chroma.user.offset: ");
     rowOfState("an offset of another type", "'offset':1152", "'offset':'1152'",
-               "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to ");
+               "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to 9007199254740992, got '1152'");
     rowOfState("an offset below zero", "'offset':1152", "'offset':-1",
                "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to ");
     rowOfState("another offset", "'offset':1152", "'offset':1",
@@ -1150,6 +1169,11 @@ void tst_Directory::damageIsFound_data()
                "cabinets.2.planes.chroma.user.length: a plane of this cabinet has 1152 bytes, not 1150");
     rowOfState("a place outside the folder", "'offset':1152,'pack':'1.planes'", "'offset':1152,'pack':'../A/1.planes'",
                "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '../A/1.planes'");
+    rowOfState("a name of a pack with another ending", "'offset':1152,'pack':'1.planes'", "'offset':1152,'pack':'1.planet'",
+               "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '1.planet'");
+    rowOfState("a checksum of another length", "'offset':1152,'pack':'1.planes','xxh128':'",
+               "'offset':1152,'pack':'1.planes','xxh128':'0",
+               "cabinets.2.planes.chroma.user.xxh128: expected 32 hexadecimal digits, got '0");
     rowOfState("an unknown store", "'length':1152,'offset':1152", "'lenght':1152,'offset':1152",
                "cabinets.2.planes.chroma.user: unknown key 'lenght', did you mean 'length'?");
     row("no pack", remove(pack), "/devices/A/state.json: cabinets.1.planes.chroma.user.pack: ");
@@ -1260,11 +1284,14 @@ void tst_Directory::whatAKilledProcessLeftIsRemoved()
     const auto before = allFiles(folder.directory);
     for (const char *name : {"/wall.json.AbCdEf", "/devices/A/state.json.xYzabc", "/devices/A/7.planes"})
         overwrite(folder.directory + QLatin1String(name), "left");
-    overwrite(folder.directory + QStringLiteral("/devices/A/notes.txt"), "somebody's own");
+    const QStringList own{QStringLiteral("/devices/A/notes.txt"), QStringLiteral("/devices/A/7 notes.txt")};
+    for (const QString &name : own)
+        overwrite(folder.directory + name, "somebody's own");
     reopen(folder.directory);
     wall().close();
     auto after = allFiles(folder.directory);
-    QCOMPARE(after.take(QStringLiteral("/devices/A/notes.txt")), QByteArray("somebody's own"));
+    for (const QString &name : own)
+        QCOMPARE(after.take(name), QByteArray("somebody's own"));
     QCOMPARE(after, before);
 }
 
