@@ -260,6 +260,8 @@ private Q_SLOTS:
     void uploadsLeaveSpaceForTheSave();
     void aRequestThatNamesACabinetTwiceReadsNoFile();
     void aFailedOpeningTakesNothingFromTheOpenWall();
+    void whatADeviceForgotIsForgottenWithTheNextSave();
+    void aWallWithoutDevicesNeedsNoFolderForThem();
     void textsThatCannotBeWrittenAreRefused();
     void describedTextsThatCannotBeWrittenStayThere();
 
@@ -508,6 +510,7 @@ void tst_Directory::defaultPixelsTakeNoPlace()
     Map reply;
     QVERIFY(Correctionop::getInstance()->clearCabinetsUserCoefficient(key(), {{QStringLiteral("cids"), List{one}}}, reply));
     QCOMPARE(packs(folder.directory), QStringList());
+    QVERIFY(contents(folder.directory + state).contains("\"cabinets\": {\n}"));
     reopen(folder.directory);
     QCOMPARE(wall().state().plane(key(), one, Kind::Chroma), plane);
 }
@@ -516,7 +519,10 @@ void tst_Directory::aPackMostlyUnusedIsRewritten()
 {
     for (const bool isReopened : {false, true}) {
         const Folder folder;
-        makeWall(folder.directory); // 1.planes has the planes of three cabinets
+        QVERIFY(wall().create(folder.directory, Generations::wall()));
+        if (isReopened)
+            reopen(folder.directory);
+        QVERIFY(savePlanes(1)); // of three cabinets
         if (isReopened)
             reopen(folder.directory);
         const QVector<quint16> values(8 * 8 * 9, 5);
@@ -1037,6 +1043,35 @@ void tst_Directory::aFailedOpeningTakesNothingFromTheOpenWall()
     QVERIFY(failed > 0);
 }
 
+void tst_Directory::whatADeviceForgotIsForgottenWithTheNextSave()
+{
+    const Folder folder;
+    WallDescription description = Generations::wall();
+    description.devices.first().personality = QStringLiteral("forgets on restart");
+    QVERIFY(wall().create(folder.directory, description));
+    QVERIFY(savePlanes(1));
+    QVERIFY(saveFlags(7));
+    reopen(folder.directory);
+    QCOMPARE(wall().state().flag(key(), QStringLiteral("2")), QString());
+    QVERIFY(
+        wall().state().setChroma(key(), one, QVector<quint16>(8 * 8 * 9, 2), Store::User)); // the others have only forgotten
+    wall().reset();
+    replacing(QStringLiteral("/wall.json"), "forgets on restart", "obedient")(folder.directory);
+    QVERIFY(QFile::remove(folder.directory + QStringLiteral("/wall.sha1")));
+    reopen(folder.directory);
+    QCOMPARE(wall().state().flag(key(), QStringLiteral("2")), QString());
+    QCOMPARE(wall().state().chroma(key(), one, Store::User).first(), quint16(2));
+}
+
+void tst_Directory::aWallWithoutDevicesNeedsNoFolderForThem()
+{
+    const Folder folder;
+    QVERIFY(wall().create(folder.directory, WallDescription()));
+    wall().reset();
+    QVERIFY(QDir(folder.directory + QStringLiteral("/devices")).removeRecursively());
+    reopen(folder.directory);
+}
+
 void tst_Directory::textsThatCannotBeWrittenAreRefused()
 {
     const Folder folder;
@@ -1088,13 +1123,16 @@ void tst_Directory::damageIsFound_data()
 {
     QTest::addColumn<Damage>("damage");
     QTest::addColumn<QString>("expected"); // after the directory's path
-    const auto row = [](const char *name, const Damage &damage, const char *expected) {
-        QTest::newRow(name) << damage << QString::fromUtf8(expected).replace(QLatin1Char('\''), QLatin1Char('"'));
+    QTest::addColumn<int>("problems");
+    const auto row = [](const char *name, const Damage &damage, const char *expected, int problems = 1) {
+        QTest::newRow(name) << damage << QString::fromUtf8(expected).replace(QLatin1Char('\''), QLatin1Char('"'))
+                            << problems;
     };
-    const auto rowOfState = [&](const char *name, const char *before, const char *after, const char *expected) {
+    const auto rowOfState = [&](const char *name, const char *before, const char *after, const char *expected,
+                                int problems = 1) {
         row(name,
             editing(QByteArray(before).replace('\'', '"').constData(), QByteArray(after).replace('\'', '"').constData()),
-            (QByteArray("/devices/A/state.json: ") + expected).constData());
+            (QByteArray("/devices/A/state.json: ") + expected).constData(), problems);
     };
     const auto remove = [](const QString &name) {
         return [name](const QString &directory) { QVERIFY(QFile::remove(directory + name)); };
@@ -1133,7 +1171,7 @@ void tst_Directory::damageIsFound_data()
     rowOfState("a version of another type", "'version': 3", "'version': '3'",
                "version: expected a version from 1 to 3, got '3'");
     rowOfState("another key", "'key': 'A'", "'key': 'B'", "key: expected 'A', got 'B'");
-    rowOfState("an unknown entry", "'device': {", "'devices': {", "unknown key 'devices', did you mean 'device'?");
+    rowOfState("an unknown entry", "'device': {", "'devices': {", "unknown key 'devices', did you mean 'device'?", 2);
     rowOfState("an unknown cabinet", "'3': {", "'33': {", "cabinets.33: wall.json has no such cabinet");
     rowOfState("an unknown module whose id is not ASCII", "'3': {'flag':'1'", "'3': {'moduleFlags':{'größe':'x'}",
                "cabinets.3.moduleFlags.größe: wall.json has no such module in cabinet 3");
@@ -1153,7 +1191,7 @@ void tst_Directory::damageIsFound_data()
     rowOfState("an unknown gamma table", "'device': {", "'device': {'gamma':{'pink':[0]}",
                "device.gamma: unknown key 'pink'");
     rowOfState("a parameter that is incomplete", "'3': {'flag':'1'", "'3': {'multilayerParameters':[{'inLayer':-1}]",
-               "cabinets.3.multilayerParameters[0].inLayer: expected an integer from 0 to 4294967295, got -1");
+               "cabinets.3.multilayerParameters[0].inLayer: expected an integer from 0 to 4294967295, got -1", 2);
     rowOfState("a flag of an unknown module", "'3': {'flag':'1'", "'3': {'moduleFlags':{'9':'x'}",
                "cabinets.3.moduleFlags.9: wall.json has no such module in cabinet 3");
     rowOfState("a check code of another type", "'3': {'flag':'1'", "'3': {'flashCheckCodes':{'0':true}",
@@ -1171,11 +1209,16 @@ void tst_Directory::damageIsFound_data()
                "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '../A/1.planes'");
     rowOfState("a name of a pack with another ending", "'offset':1152,'pack':'1.planes'", "'offset':1152,'pack':'1.planet'",
                "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '1.planet'");
+    rowOfState("a name of a pack that begins with zero", "'offset':1152,'pack':'1.planes'",
+               "'offset':1152,'pack':'01.planes'",
+               "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '01.planes'");
+    rowOfState("a size of three numbers", "'size':[8,8]}\n}", "'size':[8,8,8]}\n}",
+               "cabinets.3.size: expected a list of width and height, got a list");
     rowOfState("a checksum of another length", "'offset':1152,'pack':'1.planes','xxh128':'",
                "'offset':1152,'pack':'1.planes','xxh128':'0",
                "cabinets.2.planes.chroma.user.xxh128: expected 32 hexadecimal digits, got '0");
     rowOfState("an unknown store", "'length':1152,'offset':1152", "'lenght':1152,'offset':1152",
-               "cabinets.2.planes.chroma.user: unknown key 'lenght', did you mean 'length'?");
+               "cabinets.2.planes.chroma.user: unknown key 'lenght', did you mean 'length'?", 2);
     row("no pack", remove(pack), "/devices/A/state.json: cabinets.1.planes.chroma.user.pack: ");
     row(
         "a pack cut short",
@@ -1231,6 +1274,7 @@ void tst_Directory::damageIsFound()
 {
     QFETCH(Damage, damage);
     QFETCH(QString, expected);
+    QFETCH(int, problems);
     const Folder folder;
     makeWall(folder.directory);
     wall().reset();
@@ -1243,6 +1287,7 @@ void tst_Directory::damageIsFound()
     QString error;
     QVERIFY(!wall().open(folder.directory, &error));
     QVERIFY2(error.startsWith(folder.directory + expected), qPrintable(error));
+    QVERIFY2(error.count(QLatin1Char('\n')) + 1 == problems, qPrintable(error));
     QVERIFY(!wall().open(folder.directory));
     QCOMPARE(allFiles(folder.directory), before); // nothing overwritten, and no lock
     QCOMPARE(wall().pluggedDevices().size(), 1);
@@ -1284,7 +1329,8 @@ void tst_Directory::whatAKilledProcessLeftIsRemoved()
     const auto before = allFiles(folder.directory);
     for (const char *name : {"/wall.json.AbCdEf", "/devices/A/state.json.xYzabc", "/devices/A/7.planes"})
         overwrite(folder.directory + QLatin1String(name), "left");
-    const QStringList own{QStringLiteral("/devices/A/notes.txt"), QStringLiteral("/devices/A/7 notes.txt")};
+    const QStringList own{QStringLiteral("/devices/A/notes.txt"), QStringLiteral("/devices/A/7x.planes"),
+                          QStringLiteral("/devices/A/7.planet")};
     for (const QString &name : own)
         overwrite(folder.directory + name, "somebody's own");
     reopen(folder.directory);
