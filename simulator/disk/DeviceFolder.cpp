@@ -237,11 +237,9 @@ QString DeviceFolder::nameFor(const QString &deviceKey)
 {
     constexpr int longest = 200; // of the 255 bytes that file systems allow
     const QByteArray encoded = QUrl::toPercentEncoding(deviceKey, QByteArray(), QByteArrayLiteral("."));
-    // A percent sign without two digits after it never occurs in an encoded string.
-    if (encoded.isEmpty())
-        return QStringLiteral("%");
     if (encoded.size() <= longest)
         return QString::fromLatin1(encoded);
+    // A percent sign without two digits after it never occurs in an encoded string.
     return QString::fromLatin1(encoded.left(longest / 2)) + QLatin1String("%-")
            + QString::fromLatin1(QCryptographicHash::hash(deviceKey.toUtf8(), QCryptographicHash::Sha1).toHex());
 }
