@@ -68,12 +68,48 @@ QStringList parametersOf(const Operation &operation)
 }
 
 /// A row of docs/service.md for each field: its place and its meaning.
+/// As the page names them.
+QString nameOf(Type type)
+{
+    static const QMap<Type, const char *> names{{Type::Bool, "bool"},
+                                                {Type::Int, "int"},
+                                                {Type::UInt, "uint"},
+                                                {Type::LongLong, "qlonglong"},
+                                                {Type::ULongLong, "qulonglong"},
+                                                {Type::Text, "QString"},
+                                                {Type::Base64, "QString"},
+                                                {Type::Kind, "EnumSaveType"},
+                                                {Type::CabinetId, "QString or qlonglong"},
+                                                {Type::IntList, "QList<int>"},
+                                                {Type::List, "QVariantList"},
+                                                {Type::Map, "QVariantMap"}};
+    return QString::fromUtf8(names.value(type));
+}
+
+QString nameOf(Effect effect)
+{
+    static const QMap<Effect, const char *> names{
+        {Effect::Discovers, "discovers"}, {Effect::Reads, "reads"}, {Effect::Changes, "changes"}, {Effect::Locks, "locks"}};
+    return QString::fromUtf8(names.value(effect));
+}
+
+/// How the page's list of arguments begins.
+QString patternOf(Address address)
+{
+    static const QMap<Address, const char *> patterns{{Address::Wall, "(none|bool: true)"},
+                                                      {Address::Device, "device key, (request|reply)"},
+                                                      {Address::Screen, "device key, screen selector "},
+                                                      {Address::Cabinet, "device key, cabinet id, "}};
+    return QStringLiteral("^- Arguments: ") + QString::fromUtf8(patterns.value(address));
+}
+
 void appendRows(QStringList &rows, const QString &place, Fields fields)
 {
     for (const Field &field : fields) {
         const QString here =
             place + (field.key ? QStringLiteral("[\"%1\"]").arg(QLatin1String(field.key)) : QStringLiteral("[]"));
-        rows += here + QLatin1String(field.type == Type::Base64 ? ": base64: " : ": ") + QString::fromUtf8(field.meaning);
+        rows += here + QStringLiteral(": ") + nameOf(field.type)
+                + QLatin1String(field.type == Type::Base64 ? ": base64: " : ": ") + QString::fromUtf8(field.meaning);
         appendRows(rows, here, field.fields);
     }
 }
@@ -91,8 +127,8 @@ private Q_SLOTS:
     void operationsAreFoundByName();
     void fieldsAreComplete_data();
     void fieldsAreComplete();
-    void thePageHasTheSameStrings_data() { fieldsAreComplete_data(); }
-    void thePageHasTheSameStrings();
+    void thePageSaysTheSame_data() { fieldsAreComplete_data(); }
+    void thePageSaysTheSame();
 };
 
 void tst_Operations::everyDeclaredOperationHasItsRow_data()
@@ -180,7 +216,7 @@ void tst_Operations::fieldsAreComplete()
     QCOMPARE(qstrlen(operation.afterFailure) > 5, operation.address != Address::Wall);
 }
 
-void tst_Operations::thePageHasTheSameStrings()
+void tst_Operations::thePageSaysTheSame()
 {
     QFETCH(int, id);
     const Operation &operation = operations()[id];
@@ -194,7 +230,8 @@ void tst_Operations::thePageHasTheSameStrings()
         if (line.startsWith(QLatin1String("| `"))) {
             const QStringList cells = line.mid(3).split(QStringLiteral(" | "));
             QCOMPARE(cells.size(), 3);
-            places += cells[0].chopped(1) + QStringLiteral(": ") + cells[2].chopped(2);
+            places += cells[0].chopped(1) + QStringLiteral(": ") + cells[1].mid(1).chopped(1) + QStringLiteral(": ")
+                      + cells[2].chopped(2);
         } else if (!line.startsWith(QLatin1Char('|'))) {
             described += line;
         }
@@ -205,6 +242,8 @@ void tst_Operations::thePageHasTheSameStrings()
     appendRows(rows, isListed ? QStringLiteral("[]") : QString(), operation.replyFields);
     QCOMPARE(places, rows);
     QCOMPARE(described[0], QString::fromUtf8(operation.summary));
+    QVERIFY(described.contains(QStringLiteral("- Effect: ") + nameOf(operation.effect)));
+    QCOMPARE(described.filter(QRegularExpression(patternOf(operation.address))).size(), 1);
     QVERIFY(described.contains(QStringLiteral("- Called by: ") + QString::fromUtf8(operation.callers)));
     QCOMPARE(described.contains(QStringLiteral("- After false: ") + QString::fromUtf8(operation.afterFailure)),
              operation.address != Address::Wall);
