@@ -202,8 +202,11 @@ void tst_Filters::aDryRunKeepsWritesAndLocks()
 void tst_Filters::aTapShowsEveryCallWithItsAnswer()
 {
     QVector<Call> seen;
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     ExchangeTap tap(*m_inner, [&](const Call &call) { seen += call; });
     setBackend(&tap);
+    QThread::msleep(2); // calls begin later than the tap
     HttpProxy::getInstance()->initialize(true);
     HttpProxy::getInstance()->getDeviceList();
     m_inner->next = {true, Map{{QStringLiteral("mode"), 3}}, {}};
@@ -232,8 +235,11 @@ void tst_Filters::aTapShowsEveryCallWithItsAnswer()
     for (int i = 0; i < seen.size(); ++i) {
         QCOMPARE(seen[i].number, qint64(i + 1));
         QVERIFY(seen[i].settled);
+        // Microseconds.
+        QVERIFY(seen[i].time >= 2000);
         QVERIFY(seen[i].duration >= 0);
-        QVERIFY(i == 0 || seen[i].time >= seen[i - 1].time);
+        QVERIFY(seen[i].time + seen[i].duration <= sinceStart.nsecsElapsed() / 1000);
+        QVERIFY(i == 0 || seen[i].time >= seen[i - 1].time + seen[i - 1].duration);
     }
 }
 

@@ -1113,6 +1113,20 @@ private Q_SLOTS:
     }
 
 #ifdef CORRECTION_BUNDLED_QTPROMISE
+    void waitReturnsAtOnceThoughATimerIsAlwaysDue()
+    {
+        const Deferred<int> deferred;
+        int ticks = 0;
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, this, [&] {
+            if (++ticks == 5)
+                (*deferred.resolve)(5);
+        });
+        timer.start(0);
+        deferred.promise.wait();
+        QCOMPARE(ticks, 5);
+    }
+
     void waitDeletesLaterInThreadsWithoutEventLoop()
     {
         bool destroyed = false;

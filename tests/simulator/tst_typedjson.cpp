@@ -5,6 +5,7 @@
 #include <adapter/json/Describe.h>
 #include <adapter/json/Reader.h>
 #include <adapter/json/TypedJson.h>
+#include <adapter/json/Writer.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>
@@ -351,9 +352,29 @@ private Q_SLOTS:
         QVERIFY(same(read(json), value));
     }
 
+    void laysOutOnLinesOfLimitedLength()
+    {
+        const auto document = [](int size, const char *separator, const char *end) {
+            return "{\n  \"list\": [" + QByteArray(separator) + '"' + QByteArray(size, 'x') + '"' + end + "]\n}";
+        };
+        for (const int size : {0, 115, 116})
+            QCOMPARE(layOut("{\"list\": [\"" + QByteArray(size, 'x') + "\"]}"), document(size, "", ""));
+        QCOMPARE(layOut("{\"list\": [\"" + QByteArray(117, 'x') + "\"]}"), document(117, "\n    ", "\n  "));
+    }
+
     void describesACharAsASignedNumber()
     {
         QCOMPARE(describeValue(QVariant::fromValue('\xff'), -1), QStringLiteral("char -1"));
+    }
+
+    void describesWhatItCannotMake()
+    {
+        const QByteArray opaque = QByteArray("{'$type': 'Foreign::Mode', 'text': 'Mode(\\'on\\')'}").replace('\'', '"');
+        QCOMPARE(describeValue(read(opaque), 2), QStringLiteral("Mode(\"on\")"));
+        const QByteArray text = QByteArray("{'$type': 'Foreign::Mode', 'value': 'wide'}").replace('\'', '"');
+        QCOMPARE(describeValue(read(text), 4), QStringLiteral("Foreign::Mode \"wide\""));
+        QCOMPARE(describeValue(read(text), 3), QStringLiteral("Foreign::Mode \"wid...\" (4 characters)"));
+        QCOMPARE(describeText(QStringLiteral("wide"), 0), QStringLiteral("\"...\" (4 characters)"));
     }
 
     void readsWhatOthersWrite_data()
@@ -391,6 +412,11 @@ private Q_SLOTS:
         const QByteArray json = toTypedJson(opaque);
         QVERIFY2(json.startsWith("{\"$type\": \"Sample::Opaque\", \"text\": \""), json.constData());
         QCOMPARE(toTypedJson(read(json)), json);
+
+        // Its texts are not cut.
+        const QByteArray texts = toTypedJson(QVariant::fromValue(QVector<QString>{QStringLiteral("long")}));
+        QCOMPARE(texts,
+                 QByteArray("{'$type': 'QVector<QString>', 'text': 'QVector<QString> [\\'long\\']'}").replace('\'', '"'));
     }
 
     void refusesDeepNesting_data()
@@ -462,6 +488,8 @@ private Q_SLOTS:
         row("bytes that are no text", "{'$type': 'QByteArray', 'value': 1}", "request.value: expected a text, got 1");
         row("an enumeration past its size", "{'$type': 'Sample::Narrow', 'value': 300}",
             "request.value: expected an integer from -128 to 127, got 300");
+        row("an enumeration of 16 bits past its size", "{'$type': 'Sample::Middle', 'value': 40000}",
+            "request.value: expected an integer from -32768 to 32767, got 40000");
     }
     void namesWhatIsWrong()
     {

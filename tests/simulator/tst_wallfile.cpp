@@ -385,6 +385,10 @@ void TestWallFile::problemsAreNamed_data()
     row("a list", "[]", "expected an object, got a list");
     row("a key twice", "{\n" + json("'title': 'a',\n'title': 'b',\n") + wallWith("'label': 'A'").mid(1),
         "3: the key 'title' is there twice");
+    row("keys twice in several lines",
+        "{\n" + json("'title': 'a',\n'title': 'b',\n'replyBlockHeight': 1,\n'replyBlockHeight': 2,\n")
+            + wallWith("'label': 'A'").mid(1),
+        "3: the key 'title' is there twice\na.json: 5: the key 'replyBlockHeight' is there twice");
     row("another format", json("{'format': 'movie', 'version': 1, 'frames': 3}"),
         "format: expected 'led-wall', got 'movie'");
     row("no format", json("{'version': 1}"), "format: expected 'led-wall', got nothing");
