@@ -303,7 +303,7 @@ void tst_Adapter::goodRepliesAreNotWarnedAbout_data()
     QTest::newRow("an empty map") << QVariant(List{Map()});
     QTest::newRow("an unknown key") << QVariant(List{map("colour", List{1})});
     QTest::newRow("what converts") << QVariant(
-        List{map("recvcardflags", List{map("x", QStringLiteral("12")), map("y", 3.0), map("width", qlonglong(4))})});
+        List{map("recvcardflags", List{map("x", QStringLiteral("-12")), map("y", 3.0), map("width", qlonglong(4))})});
 }
 
 void tst_Adapter::goodRepliesAreNotWarnedAbout()

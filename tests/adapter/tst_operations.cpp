@@ -247,6 +247,7 @@ void tst_Operations::thePageSaysTheSame()
     QVERIFY(described.contains(QStringLiteral("- Called by: ") + QString::fromUtf8(operation.callers)));
     QCOMPARE(described.contains(QStringLiteral("- After false: ") + QString::fromUtf8(operation.afterFailure)),
              operation.address != Address::Wall);
+    QCOMPARE(qstrlen(operation.afterFailure) == 0, operation.address == Address::Wall);
 }
 
 QTEST_GUILESS_MAIN(tst_Operations)

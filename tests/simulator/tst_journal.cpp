@@ -504,6 +504,9 @@ private Q_SLOTS:
             raw(name, header + quoted("{'number': 1, 'operation': 'x', 'result': true}\n") + quoted(text) + '\n', 1,
                 problem);
         };
+        line("two wrong lines",
+             "{'number': 2, 'operation': 1, 'result': true}\n{'number': 0, 'operation': 'x', 'result': true}",
+             "line 3: operation: expected a text, got 1");
         line("a line that is not JSON", "{'number': 2,, }", "line 3: byte 14: not valid JSON: unterminated object");
         const QByteArray brackets(100000, '[');
         line("a line of brackets", brackets, "line 3: byte 1025: not valid JSON: too deeply nested document");

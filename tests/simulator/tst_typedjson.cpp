@@ -352,6 +352,23 @@ private Q_SLOTS:
         QVERIFY(same(read(json), value));
     }
 
+    void writesWithoutSpaces()
+    {
+        Writer out(Writer::Compact);
+        out.open('{');
+        out.key("a");
+        out.open('[');
+        out.next();
+        out.number(qint64(1));
+        out.next();
+        out.flag(true);
+        out.close(']');
+        out.key("b");
+        out.text(QStringLiteral("x"));
+        out.close('}');
+        QCOMPARE(out.json(), QByteArray("{'a':[1,true],'b':'x'}").replace('\'', '"'));
+    }
+
     void laysOutOnLinesOfLimitedLength()
     {
         const auto document = [](int size, const char *separator, const char *end) {
@@ -385,6 +402,7 @@ private Q_SLOTS:
             QTest::newRow(name) << QByteArray(json).replace('\'', '"') << value;
         };
         row("a 64-bit integer as a number", "{'value':64,'$type':'qlonglong'}", 64LL);
+        row("the largest integer as a number", "{'$type': 'qlonglong', 'value': 9007199254740992}", 9007199254740992LL);
         row("a 64-bit integer by its other name", "{'$type': 'long long', 'value': '64'}", 64LL);
         row("an uint as a text", "{'$type': 'uint', 'value': '4294967295'}", 4294967295u);
         row("a tagged bool", "{'$type': 'bool', 'value': true}", true);

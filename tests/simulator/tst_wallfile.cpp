@@ -408,6 +408,8 @@ void TestWallFile::problemsAreNamed_data()
     row("a key in capitals", wallWith("'LABEL': 'x'"), "devices[0]: unknown key 'LABEL', did you mean 'label'?");
     row("a key that is like no other", wallWith("'timing': {'colour': 1}"),
         "devices[0].timing: unknown key 'colour', known are latency, jitter, bytesPerSecond, settleInThread");
+    row("a key with too many additional characters", wallWith("'timing': {'xxxxlatency': 1}"),
+        "devices[0].timing: unknown key 'xxxxlatency', known are latency, jitter, bytesPerSecond, settleInThread");
     row("a key of endless length", wallWith(("'timing': {'" + QByteArray(100000, 'x') + "': 1}").constData()),
         ("devices[0].timing: unknown key '" + QByteArray(63, 'x')
          + "..., known are latency, jitter, bytesPerSecond, settleInThread")
