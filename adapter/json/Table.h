@@ -432,7 +432,7 @@ private:
         if (it != m_object.constEnd()) {
             ++m_found;
             rule.read(m_reader, *it, target);
-        } else if constexpr (!std::is_same_v<Needed, Written>) {
+        } else if constexpr (!std::is_same_v<Needed, Written> && !std::is_same_v<Needed, Never>) {
             if (needed(std::as_const(m_target)))
                 m_reader.expected(rule.what(), QJsonValue::Undefined);
         }

@@ -248,6 +248,8 @@ private Q_SLOTS:
     void aFailingStepChangesNothing();
     void aFolderThatIsGoneIsNoticed();
     void strayPacksDoNotEndAWall();
+    void otherFilesStayWhereTheyAre();
+    void afterTheLargestPackASmallOneMayBeInUse();
     void aPackThatIsThereIsNeverWrittenTo();
     void aDirectoryOfVersion2GoesOnInVersion3();
     void planesThatChangeOnTheDiskAreRefused();
@@ -261,6 +263,9 @@ private Q_SLOTS:
     void aFailedOpeningTakesNothingFromTheOpenWall();
     void textsThatCannotBeWrittenAreRefused();
 
+    void aWallNeedNoDevices();
+    void aWallThatCannotBeReadAgainIsNotMade();
+    void manyProblemsAreCutShort();
     void damageIsFound_data();
     void damageIsFound();
     void editsByHandAreAccepted();
@@ -711,6 +716,49 @@ void tst_Directory::strayPacksDoNotEndAWall()
     QCOMPARE(found(), 6);
 }
 
+void tst_Directory::otherFilesStayWhereTheyAre()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    const QString device = folder.directory + QStringLiteral("/devices/A/");
+    const QStringList names{QStringLiteral("2"),         QStringLiteral("123456789"), QStringLiteral("1234567890"),
+                            QStringLiteral("2.planez"),  QStringLiteral("0.planes"),  QStringLiteral(".planes"),
+                            QStringLiteral("2.planes~"), QStringLiteral("2a.planes"), QStringLiteral("1234567.")};
+    for (const QString &name : names)
+        overwrite(device + name, "somebody's own");
+    overwrite(folder.directory + QStringLiteral("/devices/notes.txt"), "somebody's own");
+    reopen(folder.directory);
+    QVERIFY(savePlanes(2));
+    QVERIFY(saveFlags(2));
+    reopen(folder.directory);
+    QCOMPARE(found(), 4);
+    for (const QString &name : names)
+        QCOMPARE(contents(device + name), QByteArray("somebody's own"));
+    QCOMPARE(contents(folder.directory + QStringLiteral("/devices/notes.txt")), QByteArray("somebody's own"));
+    QCOMPARE(packs(folder.directory).filter(QStringLiteral("2.planes")), QStringList{QStringLiteral("2.planes")});
+}
+
+void tst_Directory::afterTheLargestPackASmallOneMayBeInUse()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    QVERIFY(wall().state().setConfigFile(key(), one, "settings"));
+    wall().reset();
+    const QString device = folder.directory + QStringLiteral("/devices/A/");
+    QVERIFY(QFile::rename(device + QStringLiteral("2.planes"), device + QStringLiteral("999999999.planes")));
+    editing("\"2.planes\"", "\"999999999.planes\"")(folder.directory);
+    reopen(folder.directory);
+    const QVector<quint16> values(8 * 8 * 9, 7);
+    QVERIFY(wall().state().setChroma(key(), one, values, Store::Factory));
+    QCOMPARE(packs(folder.directory),
+             (QStringList{QStringLiteral("1.planes"), QStringLiteral("2.planes"), QStringLiteral("999999999.planes")}));
+    reopen(folder.directory);
+    QCOMPARE(found(), 2);
+    QCOMPARE(wall().state().chroma(key(), one, Store::Factory), values);
+    QCOMPARE(wall().state().configFile(key(), one), QByteArray("settings"));
+}
+
 void tst_Directory::aPackThatIsThereIsNeverWrittenTo()
 {
     const Folder folder;
@@ -1038,8 +1086,57 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     WallDescription description = Generations::wall();
     description.devices.first().screenName = half;
     QString error;
+    QVERIFY(!wall().create(other.directory, description));
     QVERIFY(!wall().create(other.directory, description, &error));
     QVERIFY2(error.endsWith(QStringLiteral("/devices/A: the screen name is not valid UTF-16")), qPrintable(error));
+}
+
+void tst_Directory::aWallNeedNoDevices()
+{
+    const Folder folder;
+    QString error;
+    QVERIFY2(wall().create(folder.directory, WallDescription(), &error), qPrintable(error));
+    reopen(folder.directory);
+    QVERIFY(wall().pluggedDevices().isEmpty());
+    QCOMPARE(wall().directory(), folder.directory);
+    QVERIFY(QDir(folder.directory).mkdir(QStringLiteral("devices")));
+    reopen(folder.directory);
+    QCOMPARE(wall().directory(), folder.directory);
+}
+
+void tst_Directory::aWallThatCannotBeReadAgainIsNotMade()
+{
+    const Folder folder;
+    WallDescription description = Generations::wall();
+    description.devices.first().key = QLatin1String("");
+    QString error;
+    QVERIFY(!wall().create(folder.directory, description, &error));
+    QCOMPARE(error,
+             folder.directory + QStringLiteral("/wall.json: devices[0].key: expected a text that is not empty, got \"\""));
+    QVERIFY(!wall().create(folder.directory, description));
+    QVERIFY(!QFileInfo::exists(folder.directory));
+}
+
+void tst_Directory::manyProblemsAreCutShort()
+{
+    const Folder folder;
+    WallDescription description;
+    description.devices = {gridDevice(key(), QPoint(), 25, 1, QSize(2, 2))};
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    const QVector<quint16> values(2 * 2 * 9, 7);
+    for (int id = 1; id <= 25; ++id)
+        QVERIFY(wall().state().setChroma(key(), QString::number(id), values, Store::User));
+    wall().reset();
+    const QStringList found = packs(folder.directory);
+    QCOMPARE(found.size(), 25);
+    for (const QString &pack : found)
+        QVERIFY(QFile::remove(folder.directory + QStringLiteral("/devices/A/") + pack));
+    QVERIFY(!wall().open(folder.directory, &error));
+    const QStringList lines = error.split(QLatin1Char('\n'));
+    QCOMPARE(lines.size(), 21);
+    QCOMPARE(lines.filter(QStringLiteral(".planes cannot be read: ")).size(), 20);
+    QCOMPARE(lines.last(), QStringLiteral("... and 5 more"));
 }
 
 void tst_Directory::damageIsFound_data()
@@ -1108,13 +1205,33 @@ void tst_Directory::damageIsFound_data()
                "device.gamma.red[1]: expected an integer of 32 bits, got '1'");
     rowOfState("an unknown gamma table", "'device': {", "'device': {'gamma':{'pink':[0]}",
                "device.gamma: unknown key 'pink'");
+    rowOfState("a gamma table that is not a list", "'device': {", "'device': {'gamma':{'red':3}",
+               "device.gamma.red: expected a list, got 3");
+    rowOfState("gamma tables that are not an object", "'device': {", "'device': {'gamma':[1]",
+               "device.gamma: expected an object, got a list");
+    rowOfState("a parameter that is not an object", "'3': {'flag':'1'", "'3': {'multilayerParameter':3",
+               "cabinets.3.multilayerParameter: expected an object, got 3");
+    rowOfState("layers that are not a list", "'3': {'flag':'1'", "'3': {'multilayerParameters':{}",
+               "cabinets.3.multilayerParameters: expected a list, got an object");
     rowOfState("a parameter that is incomplete", "'3': {'flag':'1'", "'3': {'multilayerParameters':[{'inLayer':-1}]",
                "cabinets.3.multilayerParameters[0].inLayer: expected an integer from 0 to 4294967295, got -1");
     rowOfState("a flag of an unknown module", "'3': {'flag':'1'", "'3': {'moduleFlags':{'9':'x'}",
                "cabinets.3.moduleFlags.9: wall.json has no such module in cabinet 3");
     rowOfState("a check code of another type", "'3': {'flag':'1'", "'3': {'flashCheckCodes':{'0':true}",
                "cabinets.3.flashCheckCodes.0: expected an integer of 32 bits, got true");
+    for (const char *size : {"[8]", "['8',8]", "[8,'8']", "[8,8,8]", "8"}) {
+        rowOfState(QByteArray("the size ").append(size).constData(), "'size':[8,8]}\n}",
+                   QByteArray("'size':").append(size).append("}\n}").constData(),
+                   "cabinets.3.size: expected a list of width and height, got ");
+    }
     rowOfState("an offset beyond the pack", "'offset':1152", "'offset':2305", "cabinets.2.planes.chroma.user.offset: ");
+    rowOfState("an offset far beyond the pack", "'offset':1152", "'offset':4000",
+               "cabinets.2.planes.chroma.user.offset: 1152 bytes from 4000 on reach beyond ");
+    for (const char *digits : {"ab", "zz"}) { // too many, and such that are none
+        rowOfState(QByteArray("a checksum with ").append(digits).constData(), "'offset':1152,'pack':'1.planes','xxh128':'",
+                   QByteArray("'offset':1152,'pack':'1.planes','xxh128':'").append(digits).constData(),
+                   "cabinets.2.planes.chroma.user.xxh128: expected 32 hexadecimal digits, got ");
+    }
     rowOfState("an offset of another type", "'offset':1152", "'offset':'1152'",
                "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to ");
     rowOfState("an offset below zero", "'offset':1152", "'offset':-1",
@@ -1127,6 +1244,8 @@ void tst_Directory::damageIsFound_data()
                "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '../A/1.planes'");
     rowOfState("an unknown store", "'length':1152,'offset':1152", "'lenght':1152,'offset':1152",
                "cabinets.2.planes.chroma.user: unknown key 'lenght', did you mean 'length'?");
+    row("a checksum on a line with something else", replacing(state, ",\n\"sha1\": ", ", \"sha1\": "),
+        "/devices/A/state.json: sha1: does not match the file");
     row("no pack", remove(pack), "/devices/A/state.json: cabinets.1.planes.chroma.user.pack: ");
     row(
         "a pack cut short",
@@ -1149,6 +1268,23 @@ void tst_Directory::damageIsFound_data()
             overwrite(directory + pack, bytes);
         },
         "/devices/A/state.json: cabinets.2.planes.chroma.user.sha1: the 1152 bytes from 1152 on in ");
+    row(
+        "a changed byte of a configuration file",
+        [](const QString &directory) {
+            const QString second = QStringLiteral("/devices/A/2.planes");
+            reopen(directory);
+            QVERIFY(wall().state().setConfigFile(key(), one, "settings"));
+            QCOMPARE(contents(directory + second), QByteArray("settings"));
+            wall().reset();
+            overwrite(directory + second, "settinks");
+        },
+        "/devices/A/state.json: cabinets.1.configFile.xxh128: the 8 bytes from 0 on in ");
+    row(
+        "a folder that cannot be looked at",
+        [](const QString &directory) {
+            QVERIFY(QFile::link(QStringLiteral("loop"), directory + QStringLiteral("/devices/loop")));
+        },
+        "/devices/loop: cannot be read: Too many levels of symbolic links");
     const auto redescribed = [](const std::function<void(WallDescription &)> &change) {
         return [change](const QString &directory) {
             WallDescription description = Generations::wall();
