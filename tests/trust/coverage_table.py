@@ -2,8 +2,8 @@
 """Shows line and branch coverage by folder: coverage_table.py BUILD_DIR EXPLAINED UNCOVERED FOLDER ...
 
 Run in the root of the sources. BUILD_DIR holds the .gcda files, or gcov's output for them as .gcov.json files. Branches to
-exception handlers, those of code that only an exception reaches and no test did, lines of brackets alone, and branches on lines
-without a decision in the source do not count; the instantiations of a template count as one. EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON", CODE
+exception handlers, those of code that only exceptions reach, lines of brackets alone, and branches on lines without a decision in
+the source do not count; the instantiations of a template count as one. EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON", CODE
 being the whole source line without the blanks around it, or the line before it, a space, and that line. Writes all other lines that are not covered, wholly or in part, to
 UNCOVERED. The exit code is 1 when a folder has less than is asked and code that is not explained, or when an explanation is about
 covered code, unless its reason begins with "sometimes: ": code that only some runs reach.
@@ -13,8 +13,10 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
 STRICT = {"values", "model", "cabinet", "screen", "qtpromise", "adapter", "simulator/disk"}
 ASKED = {True: (100.0, 98.0), False: (98.0, 92.0)}
@@ -43,9 +45,9 @@ def read_explained(path):
     return explained
 
 
-def gcov(build, path, *options):
-    command = ["gcov", "--branch-probabilities", "--stdout", *options, str(path.resolve())]
-    output = subprocess.run(command, check=True, capture_output=True, cwd=build).stdout
+def gcov(folder, path, *options):
+    command = ["gcov", "--branch-probabilities", "--stdout", *options, str(path)]
+    output = subprocess.run(command, check=True, capture_output=True, cwd=folder).stdout
     return output.decode("utf-8", "replace").splitlines()
 
 
@@ -56,8 +58,10 @@ INSTANTIATION = re.compile(r"([\w.$]+):")
 ONLY_EXCEPTIONS = "$$$$$"  # in place of a block's count: not reached, and only an exception would reach it
 
 
-def branches_after_exceptions(lines):
-    """{(file, line, instantiation or None): [whether only an exception reaches the branch]}, of gcov's readable report."""
+def branches_after_exceptions(notes):
+    """{(file, line, instantiation or None): [whether only an exception reaches the branch]}, from the compiler's notes."""
+    with tempfile.TemporaryDirectory() as folder:  # without data: to gcov no code was reached
+        lines = gcov(folder, shutil.copy(notes, folder), "--all-blocks")
     result = collections.defaultdict(list)
     name = instantiation = place = None
     is_after_exception = False
@@ -71,6 +75,7 @@ def branches_after_exceptions(lines):
         elif found := SOURCE_LINE.match(line):
             name = found[2] or name
             place = (name, int(found[1]), instantiation)
+            is_after_exception = False  # what follows first may belong to a block of the line before
         elif found := INSTANTIATION.fullmatch(line):
             instantiation = found[1]
     return result
@@ -93,8 +98,8 @@ def reports(build):
     for path in sorted(pathlib.Path(build).rglob("*.gcov.json")):
         yield json.loads(path.read_text(encoding="utf-8"))
     for path in sorted(pathlib.Path(build).rglob("*.gcda")):
-        after_exceptions = branches_after_exceptions(gcov(build, path, "--all-blocks"))
-        for line in gcov(build, path, "--json-format"):
+        after_exceptions = branches_after_exceptions(path.with_suffix(".gcno"))
+        for line in gcov(build, path.resolve(), "--json-format"):
             yield without_exceptions(json.loads(line), after_exceptions)
 
 
