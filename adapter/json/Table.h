@@ -166,8 +166,6 @@ struct Text {
         if (!value.isString() || (!mayBeEmpty && value.toString().isEmpty()))
             return reader.expected(what(), value);
         text = value.toString();
-        if (text.isNull())
-            text = QLatin1String("");
     }
     void write(Writer &out, const QString &text) const { out.text(text); }
     QString what() const { return mayBeEmpty ? QStringLiteral("a text") : QStringLiteral("a text that is not empty"); }

@@ -256,6 +256,8 @@ private Q_SLOTS:
     void planesOutliveTheirPack();
     void manyPacksLeaveFilesToOthers();
     void savesWorkBesideAnUnreadablePlane();
+    void anUploadThatCannotBeReadAgainIsNotSaved();
+    void aModulesFlagIsSavedOrRefused();
     void aLoadReadsAPlaneOnce();
     void uploadsGoToAFileWithoutAName();
     void uploadsLeaveSpaceForTheSave();
@@ -367,6 +369,9 @@ void tst_Directory::addedDevicesLiveInMemoryOnly()
     const auto before = allFiles(folder.directory);
     wall().addDevice(gridDevice(QStringLiteral("B"), QPoint(100, 0), 1, 1, QSize(8, 8)));
     QVERIFY(wall().state().setChroma(QStringLiteral("B"), one, QVector<quint16>(8 * 8 * 9, 5), Store::User));
+    Map reply;
+    QVERIFY(Correctionop::getInstance()->uploadCoefficient(
+        QStringLiteral("B"), one, {blockOf(QRect(0, 0, 8, 8), 'u', QStringLiteral("coefficients"))}, reply));
     wall().addDevice(Generations::wall().devices.first()); // in place of the one that saved
     QVERIFY(savePlanes(4));
     QVERIFY(wall().removeDevice(key()));
@@ -928,6 +933,60 @@ void tst_Directory::savesWorkBesideAnUnreadablePlane()
     QVERIFY(!packs(folder.directory).contains(QStringLiteral("1.planes")));
     reopen(folder.directory);
     QCOMPARE(wall().state().chroma(key(), two), values(1));
+}
+
+void tst_Directory::anUploadThatCannotBeReadAgainIsNotSaved()
+{
+    const Folder folder;
+    if (!hasNamelessFiles(folder.parent.path()))
+        QSKIP("the file system has no files without a name");
+    makeLargeWall(folder.directory);
+    QVERIFY(upload(one, QRect(QPoint(), largeSize), 'a'));
+    QCOMPARE(namelessFiles(folder.directory), QList<qint64>{largePlane});
+    const auto before = allFiles(folder.directory);
+    const Map request{{QStringLiteral("cids"), List{one}}};
+    Map reply;
+    DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+    int reads = 0;
+    DiskSteps::beforeAccess([&](const std::string &, DiskSteps::Access access) {
+        if (access == DiskSteps::Access::Reading) {
+            ++reads;
+            DiskSteps::failAt(DiskSteps::count() + 1, EIO, false);
+        }
+    });
+    QVERIFY(!Correctionop::getInstance()->saveCabinetsCoeffcient(key(), request, reply));
+    DiskSteps::watch(QByteArray());
+    QVERIFY(reads > 0);
+    const QString note = wall().journal().calls().last().note;
+    QVERIFY2(note.startsWith(QStringLiteral("not saved: ")) && note.contains(qt_error_string(EIO)), qPrintable(note));
+    QCOMPARE(allFiles(folder.directory), before);
+
+    QVERIFY(Correctionop::getInstance()->saveCabinetsCoeffcient(key(), request, reply));
+    reopen(folder.directory);
+    QVERIFY(wall().state().plane(key(), one, Kind::Chroma, Store::User) == QByteArray(largePlane, 'a'));
+}
+
+void tst_Directory::aModulesFlagIsSavedOrRefused()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const auto setFlag = [](const QString &flag) {
+        const Map module{{QStringLiteral("id"), QStringLiteral("0")}, {QStringLiteral("flag"), flag}};
+        Map reply;
+        return CabinetInfoOperator::getInstance()->setModuleflags(
+            key(), {Map{{QStringLiteral("id"), qulonglong(1)}, {QStringLiteral("moduleflags"), List{module}}}}, reply);
+    };
+    const auto flag = [] { return wall().state().moduleFlag(key(), one, QStringLiteral("0")); };
+    QVERIFY(setFlag(QStringLiteral("repaired")));
+    reopen(folder.directory);
+    QCOMPARE(flag(), QStringLiteral("repaired"));
+    const auto before = allFiles(folder.directory);
+    QVERIFY(!setFlag(QString(QChar(0xd83d))));
+    const QString note = wall().journal().calls().last().note;
+    QVERIFY2(note.endsWith(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")), qPrintable(note));
+    QCOMPARE(flag(), QStringLiteral("repaired"));
+    QVERIFY(setFlag(QStringLiteral("repaired"))); // changes nothing
+    QCOMPARE(allFiles(folder.directory), before);
 }
 
 void tst_Directory::aLoadReadsAPlaneOnce()

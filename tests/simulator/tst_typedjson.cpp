@@ -5,6 +5,7 @@
 #include <adapter/json/Describe.h>
 #include <adapter/json/Reader.h>
 #include <adapter/json/TypedJson.h>
+#include <adapter/json/Writer.h>
 
 #include <QtCore/QDateTime>
 #include <QtCore/QJsonArray>
@@ -355,6 +356,17 @@ private Q_SLOTS:
     void describesACharAsASignedNumber()
     {
         QCOMPARE(describeValue(QVariant::fromValue('\xff'), -1), QStringLiteral("char -1"));
+    }
+
+    void writesTheShortEscapesExceptInLines()
+    {
+        const QString text = QStringLiteral("\"\\\b\f\n\r\t\u0001\u007f");
+        Writer file;
+        file.text(text);
+        QCOMPARE(file.json(), QByteArray("\"\\\"\\\\\\b\\f\\n\\r\\t\\u0001\x7f\""));
+        Writer line(Writer::Lines);
+        line.text(text);
+        QCOMPARE(line.json(), QByteArray("\"\\\"\\\\\\u0008\\u000c\\u000a\\u000d\\u0009\\u0001\\u007f\""));
     }
 
     void describesCharactersThatCannotBeShown()
