@@ -6,6 +6,7 @@
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <functional>
 #include <sys/stat.h>
 
 using namespace TestSupport;
@@ -33,6 +34,8 @@ private Q_SLOTS:
     void settingsThatCannotBeReadLeaveTheOthers();
     void anUnreadableConfigurationIsNamed();
     void listsOfNumbersAreCompared();
+    void aNameOfTwoScreensNamesNone();
+    void photosThatCannotBeMeasuredAreRefused();
     void wrongCommandLinesTouchNoDevice_data();
     void wrongCommandLinesTouchNoDevice();
     void damagedFilesAreRefused_data();
@@ -253,6 +256,15 @@ void CtlFailuresTest::settingsThatCannotBeReadLeaveTheOthers()
     QVERIFY(data.contains(QStringLiteral("cabinets")));
     for (const char *key : {"brightness", "effect", "gamma"})
         QVERIFY2(!data.contains(QLatin1String(key)), key);
+    const Run kept = m_program.run("--wall refuses-reads.json snapshot sign sign.snapshot");
+    QVERIFY2(kept.exit == 0, kept.all());
+    for (const char *line : {"device C: its effect mode cannot be read: enTimeout (5)",
+                             "device C: its gamma tables cannot be read: enTimeout (5)"})
+        QVERIFY2(kept.error.contains(line), kept.all());
+    // A brightness of an unknown range is left to the device.
+    const Run set = m_program.run("--wall refuses-reads.json brightness sign 4000");
+    QVERIFY2(set.exit == 0 && set.out.contains("4000"), set.all());
+    QCOMPARE(m_program.run("--wall refuses-reads.json brightness sign 10001").exit, 5);
     const Run features = m_program.run("--wall refuses-reads.json features sign");
     QVERIFY2(features.exit == 0, features.all());
     QVERIFY2(QString::fromUtf8(features.out).simplified().contains(QStringLiteral("checkerboard on device C enTimeout")),
@@ -276,6 +288,45 @@ void CtlFailuresTest::listsOfNumbersAreCompared()
     QVERIFY2(same.exit == 0 && same.out.contains("0 of 1024 pixels differ"), same.all());
     const Run one = m_program.run("diff numbers.json numbers.json");
     QVERIFY2(one.exit == 0 && one.out.contains("0 of 3 pixels differ"), one.all());
+}
+
+void CtlFailuresTest::aNameOfTwoScreensNamesNone()
+{
+    QByteArray wall = m_program.content(QStringLiteral("small.json"));
+    QVERIFY(
+        m_program.write(QStringLiteral("same-name.json"), wall.replace("\"name\": \"Sign\"", "\"name\": \"Main wall\"")));
+    const Run run = m_program.run(words("--wall same-name.json save") + QStringList{QStringLiteral("Main wall")});
+    QVERIFY2(run.exit == 68, run.all());
+    QVERIFY2(run.error.contains("screen \"Main wall\": 2 screens have this name; take one of the ids main, sign"),
+             run.all());
+}
+
+void CtlFailuresTest::photosThatCannotBeMeasuredAreRefused()
+{
+    const Run photos = m_program.run("--wall small.json measure main seen.npy --photos photos");
+    QVERIFY2(photos.exit == 0, photos.all());
+    const QDir folder(m_program.path(QStringLiteral("photos")));
+    const QStringList names = folder.entryList({QStringLiteral("*.npy")});
+    QCOMPARE(names.size(), 3);
+    const auto change = [&](const std::function<void(QByteArray &)> &photo) {
+        for (const QString &name : names) {
+            QByteArray bytes = m_program.content(QStringLiteral("photos/") + name);
+            photo(bytes);
+            QVERIFY(m_program.write(QStringLiteral("photos/") + name, bytes));
+        }
+    };
+    change([](QByteArray &photo) {
+        const int header = photo.indexOf('\n') + 1;
+        photo = photo.left(header) + QByteArray(photo.size() - header, '\0');
+    });
+    const Run dark = m_program.run("measure --from photos dark.npy");
+    QVERIFY2(dark.exit == 65, dark.all());
+    QVERIFY2(dark.error.contains("photos: no pixel of the photos shines in red, green and blue"), dark.all());
+    change([](QByteArray &photo) { photo.replace("(16, 64, 3)", "(32, 32, 3)"); });
+    const Run size = m_program.run("measure --from photos dark.npy");
+    QVERIFY2(size.exit == 65, size.all());
+    QVERIFY2(size.error.contains(": 32x32 photosites for 64x16 pixels: plan.json needs a \"homography\""), size.all());
+    QVERIFY(!m_program.exists(QStringLiteral("dark.npy")));
 }
 
 /// Each code that the help lists is met in these tests, but for those of memory and of the program's own mistakes.
