@@ -80,14 +80,12 @@ namespace {
 QString reasonOf(const std::exception_ptr &error)
 {
     try {
-        if (error)
-            std::rethrow_exception(error);
+        std::rethrow_exception(error);
     } catch (const std::exception &exception) {
         return QString::fromLocal8Bit(exception.what());
     } catch (...) {
         return QStringLiteral("unknown exception");
     }
-    return QStringLiteral("no reason");
 }
 
 /// The answer as the observer gets it. One warning line where that is not all of it.

@@ -32,7 +32,6 @@ struct Typed {
     void read(Reader &reader, const QJsonValue &json, QVariant &value) const { value = fromTypedJson(reader, json); }
     void write(Writer &out, const QVariant &value) const { writeTyped(out, value); }
     static bool isAbsent(const QVariant &value) { return !value.isValid(); }
-    static QString what() { return QStringLiteral("a value"); }
     static bool showsDefault() { return false; }
     void describe(Schema &schema, const QVariant &) const { schema.entries(R"("$ref": "#/$defs/value")"); }
 };

@@ -166,8 +166,6 @@ struct Text {
         if (!value.isString() || (!mayBeEmpty && value.toString().isEmpty()))
             return reader.expected(what(), value);
         text = value.toString();
-        if (text.isNull())
-            text = QLatin1String("");
     }
     void write(Writer &out, const QString &text) const { out.text(text); }
     QString what() const { return mayBeEmpty ? QStringLiteral("a text") : QStringLiteral("a text that is not empty"); }
@@ -432,7 +430,7 @@ private:
         if (it != m_object.constEnd()) {
             ++m_found;
             rule.read(m_reader, *it, target);
-        } else if constexpr (!std::is_same_v<Needed, Written>) {
+        } else if constexpr (!std::is_same_v<Needed, Written> && !std::is_same_v<Needed, Never>) {
             if (needed(std::as_const(m_target)))
                 m_reader.expected(rule.what(), QJsonValue::Undefined);
         }

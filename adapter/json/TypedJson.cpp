@@ -286,8 +286,7 @@ QByteArray bytesFrom(Reader &reader, const QJsonValue &json)
     auto bytes = QByteArray::fromBase64Encoding(text.toLatin1(),
                                                 QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
     if (!bytes) {
-        if (json.isString())
-            reader.expected(QStringLiteral("base64"), json);
+        reader.expected(QStringLiteral("base64"), json);
         return QByteArray();
     }
     return *bytes;

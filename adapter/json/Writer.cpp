@@ -11,12 +11,12 @@ namespace {
 
 constexpr int longestLine = 120;
 
+/// Whether the surrogate at this place has no other half.
 bool isLoneSurrogate(const QString &text, int i)
 {
-    const QChar c = text[i];
-    if (c.isHighSurrogate())
+    if (text[i].isHighSurrogate())
         return i + 1 == text.size() || !text[i + 1].isLowSurrogate();
-    return c.isLowSurrogate() && (i == 0 || !text[i - 1].isHighSurrogate());
+    return i == 0 || !text[i - 1].isHighSurrogate();
 }
 
 /// Ends a quoted string, or a value that is neither an object nor a list.

@@ -109,8 +109,7 @@ int packNumber(const QByteArray &name)
 {
     int number = 0;
     int digits = 0;
-    for (; digits < name.size() && digits < 10 && name[digits] >= (digits == 0 ? '1' : '0') && name[digits] <= '9';
-         ++digits) {
+    for (; digits < name.size() && name[digits] >= (digits == 0 ? '1' : '0') && name[digits] <= '9'; ++digits) {
         if (digits == 9)
             return 0; // beyond the largest
         number = 10 * number + (name[digits] - '0');
@@ -562,9 +561,8 @@ private:
             result = static_cast<qint64>(number);
             return true;
         }
-        m_json.expected(least == -qint64(anyInt) - 1 && greatest == anyInt
-                            ? QStringLiteral("an integer of 32 bits")
-                            : QStringLiteral("an integer from %1 to %2").arg(least).arg(greatest),
+        m_json.expected(least == -qint64(anyInt) - 1 ? QStringLiteral("an integer of 32 bits")
+                                                     : QStringLiteral("an integer from %1 to %2").arg(least).arg(greatest),
                         value);
         return false;
     }

@@ -6,6 +6,7 @@ foreach(name IN ITEMS TestPlugin OtherPlugin)
   set_target_properties(${name} PROPERTIES AUTOMOC ON PREFIX "" CXX_STANDARD 14)
   target_link_libraries(${name} PRIVATE Correction::Adapter correction_warnings)
 endforeach()
+correction_test(adapter/tst_replycheck.cpp "${PROJECT_SOURCE_DIR}/adapter/ReplyCheck.cpp")
 correction_test(adapter/tst_filters.cpp)
 target_compile_definitions(tst_filters PRIVATE TEST_PLUGIN="$<TARGET_FILE:TestPlugin>"
   OTHER_PLUGIN="$<TARGET_FILE:OtherPlugin>" ADAPTER_FILE="$<TARGET_FILE:correction-adapter>")

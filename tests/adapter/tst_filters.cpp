@@ -185,6 +185,13 @@ void tst_Filters::aDryRunKeepsWritesAndLocks()
         names += call.operation;
     QCOMPARE(names, held);
 
+    // What is not in the table may change something.
+    Call unknown;
+    unknown.operation = QStringLiteral("HWInfo::nosuch");
+    QVERIFY(dryRun.answer(unknown).result);
+    QCOMPARE(dryRun.heldBack().last().operation, unknown.operation);
+    QVERIFY(!m_inner->operations.contains(unknown.operation));
+
     // To the host they look successful; the filter lists the request of each.
     m_inner->next = {false, {}, {}};
     Map reply;

@@ -19,6 +19,7 @@
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -39,6 +40,9 @@ std::set<std::string> unsyncedBytes;
 std::set<std::string> unsyncedNames;
 std::set<std::string> earlyNames;
 std::set<std::string> syncedPaths;
+
+std::function<void(const std::string &, DiskSteps::Access)> accessCall;
+bool isInAccessCall = false;
 
 bool isRecording = false;
 std::vector<DiskSteps::Change> recordedChanges;
@@ -64,6 +68,15 @@ std::string watchedPath(int file)
 bool isWatched(int file)
 {
     return !watchedPath(file).empty();
+}
+
+void callBefore(DiskSteps::Access access, const std::string &path)
+{
+    if (!accessCall || isInAccessCall || path.empty())
+        return;
+    isInAccessCall = true;
+    accessCall(path, access);
+    isInAccessCall = false;
 }
 
 std::string folderOf(const std::string &path)
@@ -234,6 +247,8 @@ int synchronise(int file)
 
 int openFile(const char *path, int flags, mode_t mode)
 {
+    if (isWatched(path))
+        callBefore(DiskSteps::Access::Opening, path);
     const bool isWriting = (flags & O_ACCMODE) != O_RDONLY;
     if ((isWriting || countsReading) && isWatched(path) && stepFails() && failure != 0)
         return -1;
@@ -273,6 +288,7 @@ void watch(const QByteArray &path, Kinds kinds)
     failing = 0;
     killing = 0;
     freeBytes = -1;
+    accessCall = nullptr;
 }
 
 int count()
@@ -290,6 +306,11 @@ void failAt(int step, int error, bool lasting)
 void setFreeBytes(qint64 bytes)
 {
     freeBytes = bytes;
+}
+
+void beforeAccess(std::function<void(const std::string &, Access)> call)
+{
+    accessCall = std::move(call);
 }
 
 bool hasFailedToSync()
@@ -412,6 +433,7 @@ __attribute__((visibility("default"))) ssize_t read(int file, void *bytes, size_
 
 __attribute__((visibility("default"))) ssize_t pread(int file, void *bytes, size_t size, off_t offset)
 {
+    callBefore(DiskSteps::Access::Reading, watchedPath(file));
     const Fate fate = countsReading && isWatched(file) ? nextStep() : Fate::Succeeds;
     const ssize_t now = sizeNow(size, fate);
     return now < 0 ? -1 : ::syscall(SYS_pread64, file, bytes, now, offset);

@@ -2,6 +2,7 @@
 
 #include <QtCore/QByteArrayList>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,10 @@ int count();
 void failAt(int step, int error, bool lasting);
 /// The disk of the files below the folder tells that it has so many bytes free; until the next watch().
 void setFreeBytes(qint64 bytes);
+/// Called before a file or folder below the folder is opened, and before a file there is read at a position, with its path;
+/// until the next watch(). Not for what the call itself does. For one thread at a time.
+enum class Access { Opening, Reading };
+void beforeAccess(std::function<void(const std::string &path, Access access)> call);
 /// Whether a step failed that was to synchronise.
 bool hasFailedToSync();
 /// Whether a step failed that was to list a folder.

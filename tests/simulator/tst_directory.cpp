@@ -249,22 +249,28 @@ private Q_SLOTS:
     void aFailingStepChangesNothing();
     void aFolderThatIsGoneIsNoticed();
     void strayPacksDoNotEndAWall();
+    void otherFilesStayWhereTheyAre();
+    void afterTheLargestPackASmallOneMayBeInUse();
     void aPackThatIsThereIsNeverWrittenTo();
     void aDirectoryOfVersion2GoesOnInVersion3();
     void planesThatChangeOnTheDiskAreRefused();
     void planesOutliveTheirPack();
     void manyPacksLeaveFilesToOthers();
     void savesWorkBesideAnUnreadablePlane();
+    void anUploadThatCannotBeReadAgainIsNotSaved();
+    void aModulesFlagIsSavedOrRefused();
     void aLoadReadsAPlaneOnce();
     void uploadsGoToAFileWithoutAName();
     void uploadsLeaveSpaceForTheSave();
     void aRequestThatNamesACabinetTwiceReadsNoFile();
     void aFailedOpeningTakesNothingFromTheOpenWall();
     void whatADeviceForgotIsForgottenWithTheNextSave();
-    void aWallWithoutDevicesNeedsNoFolderForThem();
     void textsThatCannotBeWrittenAreRefused();
     void describedTextsThatCannotBeWrittenStayThere();
 
+    void aWallNeedsNoDevices();
+    void aWallThatCannotBeReadAgainIsNotMade();
+    void manyProblemsAreCutShort();
     void damageIsFound_data();
     void damageIsFound();
     void editsByHandAreAccepted();
@@ -366,6 +372,9 @@ void tst_Directory::addedDevicesLiveInMemoryOnly()
     const auto before = allFiles(folder.directory);
     wall().addDevice(gridDevice(QStringLiteral("B"), QPoint(100, 0), 1, 1, QSize(8, 8)));
     QVERIFY(wall().state().setChroma(QStringLiteral("B"), one, QVector<quint16>(8 * 8 * 9, 5), Store::User));
+    Map reply;
+    QVERIFY(Correctionop::getInstance()->uploadCoefficient(
+        QStringLiteral("B"), one, {blockOf(QRect(0, 0, 8, 8), 'u', QStringLiteral("coefficients"))}, reply));
     wall().addDevice(Generations::wall().devices.first()); // in place of the one that saved
     QVERIFY(savePlanes(4));
     QVERIFY(wall().removeDevice(key()));
@@ -758,6 +767,49 @@ void tst_Directory::strayPacksDoNotEndAWall()
     QCOMPARE(found(), 6);
 }
 
+void tst_Directory::otherFilesStayWhereTheyAre()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    wall().reset();
+    const QString device = folder.directory + QStringLiteral("/devices/A/");
+    const QStringList names{QStringLiteral("2"),         QStringLiteral("123456789"), QStringLiteral("1234567890"),
+                            QStringLiteral("2.planez"),  QStringLiteral("0.planes"),  QStringLiteral(".planes"),
+                            QStringLiteral("2.planes~"), QStringLiteral("2a.planes"), QStringLiteral("1234567.")};
+    for (const QString &name : names)
+        overwrite(device + name, "somebody's own");
+    overwrite(folder.directory + QStringLiteral("/devices/notes.txt"), "somebody's own");
+    reopen(folder.directory);
+    QVERIFY(savePlanes(2));
+    QVERIFY(saveFlags(2));
+    reopen(folder.directory);
+    QCOMPARE(found(), 4);
+    for (const QString &name : names)
+        QCOMPARE(contents(device + name), QByteArray("somebody's own"));
+    QCOMPARE(contents(folder.directory + QStringLiteral("/devices/notes.txt")), QByteArray("somebody's own"));
+    QCOMPARE(packs(folder.directory).filter(QStringLiteral("2.planes")), QStringList{QStringLiteral("2.planes")});
+}
+
+void tst_Directory::afterTheLargestPackASmallOneMayBeInUse()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    QVERIFY(wall().state().setConfigFile(key(), one, "settings"));
+    wall().reset();
+    const QString device = folder.directory + QStringLiteral("/devices/A/");
+    QVERIFY(QFile::rename(device + QStringLiteral("2.planes"), device + QStringLiteral("999999999.planes")));
+    editing("\"2.planes\"", "\"999999999.planes\"")(folder.directory);
+    reopen(folder.directory);
+    const QVector<quint16> values(8 * 8 * 9, 7);
+    QVERIFY(wall().state().setChroma(key(), one, values, Store::Factory));
+    QCOMPARE(packs(folder.directory),
+             (QStringList{QStringLiteral("1.planes"), QStringLiteral("2.planes"), QStringLiteral("999999999.planes")}));
+    reopen(folder.directory);
+    QCOMPARE(found(), 2);
+    QCOMPARE(wall().state().chroma(key(), one, Store::Factory), values);
+    QCOMPARE(wall().state().configFile(key(), one), QByteArray("settings"));
+}
+
 void tst_Directory::aPackThatIsThereIsNeverWrittenTo()
 {
     const Folder folder;
@@ -929,6 +981,60 @@ void tst_Directory::savesWorkBesideAnUnreadablePlane()
     QCOMPARE(wall().state().chroma(key(), two), values(1));
 }
 
+void tst_Directory::anUploadThatCannotBeReadAgainIsNotSaved()
+{
+    const Folder folder;
+    if (!hasNamelessFiles(folder.parent.path()))
+        QSKIP("the file system has no files without a name");
+    makeLargeWall(folder.directory);
+    QVERIFY(upload(one, QRect(QPoint(), largeSize), 'a'));
+    QCOMPARE(namelessFiles(folder.directory), QList<qint64>{largePlane});
+    const auto before = allFiles(folder.directory);
+    const Map request{{QStringLiteral("cids"), List{one}}};
+    Map reply;
+    DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
+    int reads = 0;
+    DiskSteps::beforeAccess([&](const std::string &, DiskSteps::Access access) {
+        if (access == DiskSteps::Access::Reading) {
+            ++reads;
+            DiskSteps::failAt(DiskSteps::count() + 1, EIO, false);
+        }
+    });
+    QVERIFY(!Correctionop::getInstance()->saveCabinetsCoeffcient(key(), request, reply));
+    DiskSteps::watch(QByteArray());
+    QVERIFY(reads > 0);
+    const QString note = wall().journal().calls().last().note;
+    QVERIFY2(note.startsWith(QStringLiteral("not saved: ")) && note.contains(qt_error_string(EIO)), qPrintable(note));
+    QCOMPARE(allFiles(folder.directory), before);
+
+    QVERIFY(Correctionop::getInstance()->saveCabinetsCoeffcient(key(), request, reply));
+    reopen(folder.directory);
+    QVERIFY(wall().state().plane(key(), one, Kind::Chroma, Store::User) == QByteArray(largePlane, 'a'));
+}
+
+void tst_Directory::aModulesFlagIsSavedOrRefused()
+{
+    const Folder folder;
+    makeWall(folder.directory);
+    const auto setFlag = [](const QString &flag) {
+        const Map module{{QStringLiteral("id"), QStringLiteral("0")}, {QStringLiteral("flag"), flag}};
+        Map reply;
+        return CabinetInfoOperator::getInstance()->setModuleflags(
+            key(), {Map{{QStringLiteral("id"), qulonglong(1)}, {QStringLiteral("moduleflags"), List{module}}}}, reply);
+    };
+    const auto flag = [] { return wall().state().moduleFlag(key(), one, QStringLiteral("0")); };
+    QVERIFY(setFlag(QStringLiteral("repaired")));
+    reopen(folder.directory);
+    QCOMPARE(flag(), QStringLiteral("repaired"));
+    const auto before = allFiles(folder.directory);
+    QVERIFY(!setFlag(QString(QChar(0xd83d))));
+    const QString note = wall().journal().calls().last().note;
+    QVERIFY2(note.endsWith(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")), qPrintable(note));
+    QCOMPARE(flag(), QStringLiteral("repaired"));
+    QVERIFY(setFlag(QStringLiteral("repaired"))); // changes nothing
+    QCOMPARE(allFiles(folder.directory), before);
+}
+
 void tst_Directory::aLoadReadsAPlaneOnce()
 {
     const Folder folder;
@@ -1086,15 +1192,6 @@ void tst_Directory::whatADeviceForgotIsForgottenWithTheNextSave()
     QCOMPARE(wall().state().chroma(key(), one, Store::User).first(), quint16(2));
 }
 
-void tst_Directory::aWallWithoutDevicesNeedsNoFolderForThem()
-{
-    const Folder folder;
-    QVERIFY(wall().create(folder.directory, WallDescription()));
-    wall().reset();
-    QVERIFY(QDir(folder.directory + QStringLiteral("/devices")).removeRecursively());
-    reopen(folder.directory);
-}
-
 void tst_Directory::textsThatCannotBeWrittenAreRefused()
 {
     const Folder folder;
@@ -1121,6 +1218,7 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     WallDescription description = Generations::wall();
     description.devices.first().screenName = half;
     QString error;
+    QVERIFY(!wall().create(other.directory, description));
     QVERIFY(!wall().create(other.directory, description, &error));
     QVERIFY2(error.endsWith(QStringLiteral("/devices/A: the screen name is not valid UTF-16")), qPrintable(error));
 }
@@ -1140,6 +1238,54 @@ void tst_Directory::describedTextsThatCannotBeWrittenStayThere()
     QVERIFY(saveFlags(1));
     reopen(folder.directory);
     QCOMPARE(found(), 2);
+}
+
+void tst_Directory::aWallNeedsNoDevices()
+{
+    const Folder folder;
+    QString error;
+    QVERIFY2(wall().create(folder.directory, WallDescription(), &error), qPrintable(error));
+    reopen(folder.directory);
+    QVERIFY(wall().pluggedDevices().isEmpty());
+    QCOMPARE(wall().directory(), folder.directory);
+    QVERIFY(QDir(folder.directory).mkdir(QStringLiteral("devices")));
+    reopen(folder.directory);
+    QCOMPARE(wall().directory(), folder.directory);
+}
+
+void tst_Directory::aWallThatCannotBeReadAgainIsNotMade()
+{
+    const Folder folder;
+    WallDescription description = Generations::wall();
+    description.devices.first().key = QLatin1String("");
+    QString error;
+    QVERIFY(!wall().create(folder.directory, description, &error));
+    QCOMPARE(error,
+             folder.directory + QStringLiteral("/wall.json: devices[0].key: expected a text that is not empty, got \"\""));
+    QVERIFY(!wall().create(folder.directory, description));
+    QVERIFY(!QFileInfo::exists(folder.directory));
+}
+
+void tst_Directory::manyProblemsAreCutShort()
+{
+    const Folder folder;
+    WallDescription description;
+    description.devices = {gridDevice(key(), QPoint(), 25, 1, QSize(2, 2))};
+    QString error;
+    QVERIFY2(wall().create(folder.directory, description, &error), qPrintable(error));
+    const QVector<quint16> values(2 * 2 * 9, 7);
+    for (int id = 1; id <= 25; ++id)
+        QVERIFY(wall().state().setChroma(key(), QString::number(id), values, Store::User));
+    wall().reset();
+    const QStringList found = packs(folder.directory);
+    QCOMPARE(found.size(), 25);
+    for (const QString &pack : found)
+        QVERIFY(QFile::remove(folder.directory + QStringLiteral("/devices/A/") + pack));
+    QVERIFY(!wall().open(folder.directory, &error));
+    const QStringList lines = error.split(QLatin1Char('\n'));
+    QCOMPARE(lines.size(), 21);
+    QCOMPARE(lines.filter(QStringLiteral(".planes cannot be read: ")).size(), 20);
+    QCOMPARE(lines.last(), QStringLiteral("... and 5 more"));
 }
 
 void tst_Directory::damageIsFound_data()
@@ -1207,19 +1353,20 @@ void tst_Directory::damageIsFound_data()
                "device.effectMode: expected an integer of 32 bits, got 3000000000");
     rowOfState("ABL of another type", "'device': {", "'device': {'ablEnabled':1",
                "device.ablEnabled: expected true or false, got 1");
-    rowOfState("more than twenty problems", "'device': {",
-               QByteArray("'device': {'gamma':{'red':[''" + QByteArray(",''").repeated(20) + "]}").constData(),
-               "device.gamma.red[0]: expected an integer of 32 bits, got ''", 21);
     rowOfState("a gamma table of another type", "'device': {", "'device': {'gamma':{'red':[0,'1']}",
                "device.gamma.red[1]: expected an integer of 32 bits, got '1'");
-    rowOfState("gamma tables of another type", "'device': {", "'device': {'gamma':1",
-               "device.gamma: expected an object, got 1");
     rowOfState("an unknown gamma table", "'device': {", "'device': {'gamma':{'pink':[0]}",
                "device.gamma: unknown key 'pink'");
+    rowOfState("a gamma table that is not a list", "'device': {", "'device': {'gamma':{'red':3}",
+               "device.gamma.red: expected a list, got 3");
+    rowOfState("gamma tables that are not an object", "'device': {", "'device': {'gamma':[1]",
+               "device.gamma: expected an object, got a list");
+    rowOfState("a parameter that is not an object", "'3': {'flag':'1'", "'3': {'multilayerParameter':3",
+               "cabinets.3.multilayerParameter: expected an object, got 3");
+    rowOfState("layers that are not a list", "'3': {'flag':'1'", "'3': {'multilayerParameters':{}",
+               "cabinets.3.multilayerParameters: expected a list, got an object");
     rowOfState("a parameter that is incomplete", "'3': {'flag':'1'", "'3': {'multilayerParameters':[{'inLayer':-1}]",
                "cabinets.3.multilayerParameters[0].inLayer: expected an integer from 0 to 4294967295, got -1", 2);
-    rowOfState("a parameter of another type", "'3': {'flag':'1'", "'3': {'multilayerParameters':[1]",
-               "cabinets.3.multilayerParameters[0]: expected an object, got 1");
     rowOfState("a parameter with an unknown key", "'3': {'flag':'1'",
                "'3': {'multilayerParameters':[{'inLayer':1,'inVldBitLayer':1,'inLayers':1}]",
                "cabinets.3.multilayerParameters[0]: unknown key 'inLayers', did you mean 'inLayer'?");
@@ -1227,7 +1374,19 @@ void tst_Directory::damageIsFound_data()
                "cabinets.3.moduleFlags.9: wall.json has no such module in cabinet 3");
     rowOfState("a check code of another type", "'3': {'flag':'1'", "'3': {'flashCheckCodes':{'0':true}",
                "cabinets.3.flashCheckCodes.0: expected an integer of 32 bits, got true");
+    for (const char *size : {"[8]", "['8',8]", "[8,'8']", "[8,8,8]", "8"}) {
+        rowOfState(QByteArray("the size ").append(size).constData(), "'size':[8,8]}\n}",
+                   QByteArray("'size':").append(size).append("}\n}").constData(),
+                   "cabinets.3.size: expected a list of width and height, got ");
+    }
     rowOfState("an offset beyond the pack", "'offset':1152", "'offset':2305", "cabinets.2.planes.chroma.user.offset: ");
+    rowOfState("an offset far beyond the pack", "'offset':1152", "'offset':4000",
+               "cabinets.2.planes.chroma.user.offset: 1152 bytes from 4000 on reach beyond ");
+    for (const char *digits : {"ab", "zz"}) { // too many, and such that are none
+        rowOfState(QByteArray("a checksum with ").append(digits).constData(), "'offset':1152,'pack':'1.planes','xxh128':'",
+                   QByteArray("'offset':1152,'pack':'1.planes','xxh128':'").append(digits).constData(),
+                   "cabinets.2.planes.chroma.user.xxh128: expected 32 hexadecimal digits, got ");
+    }
     rowOfState("an offset of another type", "'offset':1152", "'offset':'1152'",
                "cabinets.2.planes.chroma.user.offset: expected an integer from 0 to 9007199254740992, got '1152'");
     rowOfState("an offset below zero", "'offset':1152", "'offset':-1",
@@ -1243,16 +1402,13 @@ void tst_Directory::damageIsFound_data()
     rowOfState("a name of a pack that begins with zero", "'offset':1152,'pack':'1.planes'",
                "'offset':1152,'pack':'01.planes'",
                "cabinets.2.planes.chroma.user.pack: expected a name such as '1.planes', got '01.planes'");
-    rowOfState("a size of three numbers", "'size':[8,8]}\n}", "'size':[8,8,8]}\n}",
-               "cabinets.3.size: expected a list of width and height, got a list");
-    rowOfState("a checksum of another length", "'offset':1152,'pack':'1.planes','xxh128':'",
-               "'offset':1152,'pack':'1.planes','xxh128':'0",
-               "cabinets.2.planes.chroma.user.xxh128: expected 32 hexadecimal digits, got '0");
     rowOfState("an unknown store", "'3': {'flag':'1','planes':{'chroma':{'user'",
                "'3': {'flag':'1','planes':{'chroma':{'users'",
                "cabinets.3.planes.chroma: unknown key 'users', did you mean 'user'?");
     rowOfState("an unknown entry of a place", "'length':1152,'offset':1152", "'lenght':1152,'offset':1152",
                "cabinets.2.planes.chroma.user: unknown key 'lenght', did you mean 'length'?", 2);
+    row("a checksum on a line with something else", replacing(state, ",\n\"sha1\": ", ", \"sha1\": "),
+        "/devices/A/state.json: sha1: does not match the file");
     row("no pack", remove(pack), "/devices/A/state.json: cabinets.1.planes.chroma.user.pack: ");
     row(
         "a pack cut short",
@@ -1275,6 +1431,23 @@ void tst_Directory::damageIsFound_data()
             overwrite(directory + pack, bytes);
         },
         "/devices/A/state.json: cabinets.2.planes.chroma.user.sha1: the 1152 bytes from 1152 on in ");
+    row(
+        "a changed byte of a configuration file",
+        [](const QString &directory) {
+            const QString second = QStringLiteral("/devices/A/2.planes");
+            reopen(directory);
+            QVERIFY(wall().state().setConfigFile(key(), one, "settings"));
+            QCOMPARE(contents(directory + second), QByteArray("settings"));
+            wall().reset();
+            overwrite(directory + second, "settinks");
+        },
+        "/devices/A/state.json: cabinets.1.configFile.xxh128: the 8 bytes from 0 on in ");
+    row(
+        "a folder that cannot be looked at",
+        [](const QString &directory) {
+            QVERIFY(QFile::link(QStringLiteral("loop"), directory + QStringLiteral("/devices/loop")));
+        },
+        "/devices/loop: cannot be read: Too many levels of symbolic links");
     const auto redescribed = [](const std::function<void(WallDescription &)> &change) {
         return [change](const QString &directory) {
             WallDescription description = Generations::wall();
@@ -1322,7 +1495,6 @@ void tst_Directory::damageIsFound()
     QVERIFY(!wall().open(folder.directory, &error));
     QVERIFY2(error.startsWith(folder.directory + expected), qPrintable(error));
     QVERIFY2(error.count(QLatin1Char('\n')) + 1 == problems, qPrintable(error));
-    QVERIFY2(problems <= 20 || error.endsWith(QLatin1String("\n... and 1 more")), qPrintable(error));
     QVERIFY(!wall().open(folder.directory));
     QCOMPARE(allFiles(folder.directory), before); // nothing overwritten, and no lock
     QCOMPARE(wall().pluggedDevices().size(), 1);

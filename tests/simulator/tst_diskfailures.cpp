@@ -6,6 +6,7 @@
 #include "DiskSteps.h"
 #include "Generations.h"
 
+#include <adapter/journal/Journal.h>
 #include <simulator/WallFile.h>
 
 #include <QtTest/QtTest>
@@ -162,10 +163,16 @@ private Q_SLOTS:
     void anyAllocationOfASaveMayFail();
     void anyAllocationOfMakingMayFail();
 
+    void aParentThatCannotBeReadNeedNoSync();
+    void aPackThatIsCutWhileItIsReadIsNoticed();
+    void readersGiveUpWhileEveryReadIsOutdated();
+    void readersNoticeAStateThatVanishes();
+
     void anUploadEndsAnUncertainState();
     void everyFlippedBitIsNoticed();
     void textFilesKeepTheReason_data();
     void textFilesKeepTheReason();
+    void aLongHeaderOfAJournalKeepsTheReason();
 
     void cleanupTestCase();
 
@@ -494,6 +501,88 @@ void tst_DiskFailures::anyAllocationOfMakingMayFail()
 }
 #endif
 
+void tst_DiskFailures::aParentThatCannotBeReadNeedNoSync()
+{
+    for (const int error : {EACCES, EIO}) {
+        const Folder folder;
+        QVERIFY(QDir().mkdir(folder.directory));
+        DiskSteps::watch(folder.parent.path().toLocal8Bit(), DiskSteps::Everything);
+        int opened = 0;
+        DiskSteps::beforeAccess([&](const std::string &path, DiskSteps::Access) {
+            if (path == folder.parent.path().toStdString()) {
+                ++opened;
+                DiskSteps::failAt(DiskSteps::count() + 1, error, false);
+            }
+        });
+        QString message;
+        const bool isMade = wall().create(folder.directory, Generations::wall(), &message);
+        DiskSteps::watch(QByteArray());
+        QCOMPARE(opened, 1);
+        QCOMPARE(isMade, error == EACCES);
+        QCOMPARE(message,
+                 isMade
+                     ? QString()
+                     : QStringLiteral("%1: cannot be synchronised: %2").arg(folder.parent.path(), qt_error_string(error)));
+        QCOMPARE(allFiles(folder.directory).isEmpty(), !isMade);
+    }
+}
+
+void tst_DiskFailures::aPackThatIsCutWhileItIsReadIsNoticed()
+{
+    const Folder folder;
+    filesOfWall(folder.directory, 2);
+    const QString pack = folder.directory + QStringLiteral("/devices/A/1.planes");
+    DiskSteps::watch(folder.directory.toLocal8Bit());
+    DiskSteps::beforeAccess([&](const std::string &path, DiskSteps::Access access) {
+        if (access == DiskSteps::Access::Reading && path == pack.toStdString())
+            QVERIFY(QFile::resize(pack, 1000));
+    });
+    QString message;
+    QVERIFY(!wall().open(folder.directory, &message));
+    DiskSteps::watch(QByteArray());
+    QVERIFY2(message.startsWith(
+                 folder.directory + stateFile
+                 + QStringLiteral(": cabinets.1.planes.chroma.user.pack: %1 cannot be read: it ends too early").arg(pack)),
+             qPrintable(message));
+}
+
+void tst_DiskFailures::readersGiveUpWhileEveryReadIsOutdated()
+{
+    const Folder folder;
+    const Files files = filesOfWall(folder.directory, 2);
+    const QString path = folder.directory + stateFile;
+    int opened = 0;
+    DiskSteps::watch(folder.directory.toLocal8Bit());
+    DiskSteps::beforeAccess([&](const std::string &name, DiskSteps::Access access) {
+        if (access == DiskSteps::Access::Opening && name == path.toStdString())
+            write(path, files.value(stateFile) + QByteArray::number(++opened));
+    });
+    QString message;
+    QVERIFY(!wall().loadReadOnly(folder.directory, &message));
+    DiskSteps::watch(QByteArray());
+    QCOMPARE(message, folder.directory + QStringLiteral("/devices/A: is saved faster than it can be read; try again"));
+    QCOMPARE(opened, 300); // before, meanwhile and afterwards, a hundred times
+}
+
+void tst_DiskFailures::readersNoticeAStateThatVanishes()
+{
+    const Folder folder;
+    filesOfWall(folder.directory, 2);
+    const QString path = folder.directory + stateFile;
+    write(path, "{}");
+    int opened = 0;
+    DiskSteps::watch(folder.directory.toLocal8Bit());
+    DiskSteps::beforeAccess([&](const std::string &name, DiskSteps::Access access) {
+        if (access == DiskSteps::Access::Opening && name == path.toStdString() && ++opened == 3)
+            QVERIFY(QFile::remove(path));
+    });
+    QString message;
+    QVERIFY(!wall().loadReadOnly(folder.directory, &message));
+    DiskSteps::watch(QByteArray());
+    QCOMPARE(opened, 3);
+    QCOMPARE(message, path + QStringLiteral(": format: expected \"led-wall-state\", got nothing"));
+}
+
 void tst_DiskFailures::anUploadEndsAnUncertainState()
 {
     const Folder folder;
@@ -585,6 +674,7 @@ void tst_DiskFailures::textFilesKeepTheReason_data()
     QTest::addColumn<int>("error");
     QTest::newRow("a journal, disk full") << true << ENOSPC;
     QTest::newRow("a journal, disk broken") << true << EIO;
+    QTest::newRow("a journal, nothing to synchronise") << true << EINVAL;
     QTest::newRow("a wall file, disk full") << false << ENOSPC;
     QTest::newRow("a wall file, disk broken") << false << EIO;
 }
@@ -596,6 +686,7 @@ void tst_DiskFailures::textFilesKeepTheReason()
     const Folder folder;
     const QString path = folder.parent.filePath(QStringLiteral("file"));
     wall().setWall(Generations::wall());
+    int tolerated = 0;
     for (const int requests : {1, 500}) { // less than a buffer, and more
         for (int i = 0; i < requests; ++i)
             QVERIFY(saveFlags(i));
@@ -609,6 +700,7 @@ void tst_DiskFailures::textFilesKeepTheReason()
                 isJournal ? wall().journal().save(path, &message) : writeWall(path, wall().wall(), &message);
             const bool isReached = DiskSteps::count() >= step;
             m_calls += isReached ? 1 : 0;
+            tolerated += isSaved && DiskSteps::hasFailedToSync() ? 1 : 0;
             DiskSteps::watch(QByteArray());
             const QByteArray found = allFiles(folder.parent.path()).value(QStringLiteral("/file"));
             QVERIFY(found == (isSaved ? expected : QByteArray("from before")));
@@ -636,6 +728,32 @@ void tst_DiskFailures::textFilesKeepTheReason()
                      qPrintable(QStringLiteral("step %1: %2").arg(step).arg(message)));
         }
     }
+    QCOMPARE(tolerated, error == EINVAL ? 4 : 2); // QSaveFile synchronises once more, and goes on when that fails
+}
+
+void tst_DiskFailures::aLongHeaderOfAJournalKeepsTheReason()
+{
+    const Folder folder;
+    const QString path = folder.parent.filePath(QStringLiteral("journal"));
+    const QString source(100000, QLatin1Char('s')); // more than a buffer
+    int refused = 0;
+    bool isReached = true;
+    for (int step = 1; isReached; ++step) {
+        QString message;
+        DiskSteps::watch(folder.parent.path().toLocal8Bit());
+        DiskSteps::failAt(step, ENOSPC, false);
+        const bool isSaved = Adapter::saveJournal(path, source, {}, &message);
+        isReached = DiskSteps::count() >= step;
+        DiskSteps::watch(QByteArray());
+        QCOMPARE(QFile::exists(path), isSaved);
+        QVERIFY2(isSaved || message == path + QStringLiteral(": ") + qt_error_string(ENOSPC), qPrintable(message));
+        refused += isSaved ? 0 : 1;
+        QVERIFY(!isSaved || !isReached || QFile::remove(path));
+    }
+    QVERIFY2(refused >= 2, qPrintable(QString::number(refused))); // to write, to synchronise
+    QString message;
+    QVERIFY(Adapter::readJournal(path, &message).isEmpty());
+    QCOMPARE(message, QString());
 }
 
 QTEST_GUILESS_MAIN(tst_DiskFailures)

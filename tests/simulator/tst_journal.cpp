@@ -520,6 +520,11 @@ private Q_SLOTS:
              "line 3: number: expected a positive integer, got 0");
         line("a fraction for a number", "{'number': 1.5, 'operation': 'x', 'result': true}",
              "line 3: number: expected a positive integer, got 1.5");
+        line("two keys without a comma", "{'number': 2 'number': 3}",
+             "line 3: byte 14: not valid JSON: unterminated object");
+        line("a key twice, the first one with a list",
+             "{'number': 2, 'request': [{'a': '[,'}, 1], 'request'\t\r : 1, 'operation': 'x', 'result': true}",
+             "line 3: byte 43: the key 'request' is there twice");
         line("a number twice", "{'number': 1, 'operation': 'x', 'result': true}", "line 3: number: 1 is there already");
         line("no operation", "{'number': 2, 'result': true}", "line 3: operation: expected a text, got nothing");
         line("an operation that is not a string", "{'number': 2, 'operation': 1, 'result': true}",
@@ -548,6 +553,8 @@ private Q_SLOTS:
              "'value': []}}",
              "line 3: reply.value: expected an integer from 0 to 4294967295, got a list");
         line("true of a pending upload", "{'number': 2, 'operation': 'x', 'result': true, 'settled': false}",
+             "line 3: result: true, but the promise was not fulfilled");
+        line("true of a rejected upload", "{'number': 2, 'operation': 'x', 'result': true, 'rejected': true}",
              "line 3: result: true, but the promise was not fulfilled");
         line("a rejection of a pending upload",
              "{'number': 2, 'operation': 'x', 'result': false, 'settled': false, 'rejected': true}",

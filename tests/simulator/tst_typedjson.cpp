@@ -343,6 +343,7 @@ private Q_SLOTS:
         row("a wide enumeration", QVariant::fromValue(Sample::Far),
             "{'$type': 'Sample::Wide', 'value': '9223372036854775806'}");
         row("a point", QPoint(1, -1), "{'$type': 'QPoint', 'value': 'AAAAAf////8='}");
+        row("a lone low surrogate after a letter", QStringLiteral("x") + QChar(0xdc01), "'x\\udc01'");
     }
     void writesEachTypeInItsForm()
     {
@@ -394,6 +395,24 @@ private Q_SLOTS:
         QCOMPARE(describeText(QStringLiteral("wide"), 0), QStringLiteral("\"...\" (4 characters)"));
     }
 
+    void writesTheShortEscapesExceptInLines()
+    {
+        const QString text = QStringLiteral("\"\\\b\f\n\r\t\u0001\u007f");
+        Writer file;
+        file.text(text);
+        QCOMPARE(file.json(), QByteArray("\"\\\"\\\\\\b\\f\\n\\r\\t\\u0001\x7f\""));
+        Writer line(Writer::Lines);
+        line.text(text);
+        QCOMPARE(line.json(), QByteArray("\"\\\"\\\\\\u0008\\u000c\\u000a\\u000d\\u0009\\u0001\\u007f\""));
+    }
+
+    void describesCharactersThatCannotBeShown()
+    {
+        const QString smile = QString(QChar(0xd83d)) + QChar(0xde00);
+        QCOMPARE(describeText(QStringLiteral("\t\r\n\"\\\u0001é") + smile, -1),
+                 QStringLiteral("\"\\t\\r\\n\\\"\\\\\\u0001é") + smile + QStringLiteral("\""));
+    }
+
     void readsWhatOthersWrite_data()
     {
         QTest::addColumn<QByteArray>("json");
@@ -425,11 +444,13 @@ private Q_SLOTS:
         const QVariant value = read(foreign);
         QCOMPARE(value.userType(), qMetaTypeId<KeptValue>());
         QCOMPARE(toTypedJson(value), foreign);
+        QCOMPARE(describeValue(value, -1), QStringLiteral("Foreign::Mode {\"a\": [int 1, uint 2]}"));
 
         const QVariant opaque = QVariant::fromValue(Sample::Opaque{3});
         const QByteArray json = toTypedJson(opaque);
         QVERIFY2(json.startsWith("{\"$type\": \"Sample::Opaque\", \"text\": \""), json.constData());
         QCOMPARE(toTypedJson(read(json)), json);
+        QCOMPARE(describeValue(read(json), -1), describeValue(opaque, -1));
 
         // Its texts are not cut.
         const QByteArray texts = toTypedJson(QVariant::fromValue(QVector<QString>{QStringLiteral("long")}));
@@ -504,6 +525,17 @@ private Q_SLOTS:
         row("a point cut short", "{'$type': 'QPoint', 'value': 'AAAA'}", "request.value: no QPoint");
         row("a bool that is none", "{'$type': 'bool', 'value': 1}", "request.value: expected true or false, got 1");
         row("bytes that are no text", "{'$type': 'QByteArray', 'value': 1}", "request.value: expected a text, got 1");
+        row("a fraction for an integer", "{'$type': 'uint', 'value': 1.5}",
+            "request.value: expected an integer from 0 to 4294967295, got 1.5");
+        row("less than 16 bits", "{'$type': 'short', 'value': -32769}",
+            "request.value: expected an integer from -32768 to 32767, got -32769");
+        row("less than 32 bits", "[-2147483649]", "request[0]: -2147483649 is not a 32-bit integer and needs a '$type'");
+        row("an int that is none", "{'$type': 'int', 'value': null}",
+            "request.value: expected an integer from -2147483648 to 2147483647, got null");
+        row("a point with more behind it", "{'$type': 'QPoint', 'value': 'AAAAAf////8AAA=='}", "request.value: no QPoint");
+        row("below an empty key", "{'': {'a_b': 1.5}}", "request[''].a_b: 1.5 is not a 32-bit integer and needs a '$type'");
+        row("a tag with text and something else", "{'$type': 'x', 'text': '1', 'unit': 'mm'}",
+            "request.unit: unknown key beside '$type'");
         row("an enumeration past its size", "{'$type': 'Sample::Narrow', 'value': 300}",
             "request.value: expected an integer from -128 to 127, got 300");
         row("an enumeration of 16 bits past its size", "{'$type': 'Sample::Middle', 'value': 40000}",

@@ -35,6 +35,10 @@ if(CORRECTION_BUILD_TOOLS AND CORRECTION_BUILD_CALIBRATION AND NOT CORRECTIONCTL
   correction_test(tools/tst_ctlfiles.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/VirtualService.cpp")
   target_link_libraries(tst_ctlfiles PRIVATE correctionctl_verbs)
 
+  # What the program does instead of calling a virtual wall, when a device service is linked in.
+  correction_test(tools/tst_ctldeviceservice.cpp "${PROJECT_SOURCE_DIR}/tools/correctionctl/session/DeviceService.cpp")
+  target_link_libraries(tst_ctldeviceservice PRIVATE correctionctl_verbs)
+
   # The guides quote examples.
   correctionctl_test(tools/tst_guides.cpp)
   correction_program(frames example-04-frames)

@@ -6,6 +6,7 @@
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <functional>
 #include <sys/stat.h>
 
 using namespace TestSupport;
@@ -30,6 +31,11 @@ private Q_SLOTS:
     void everyCodeIsReached_data();
     void everyCodeIsReached();
     void everyCodeIsExplained();
+    void settingsThatCannotBeReadLeaveTheOthers();
+    void anUnreadableConfigurationIsNamed();
+    void listsOfNumbersAreCompared();
+    void aNameOfTwoScreensNamesNone();
+    void photosThatCannotBeMeasuredAreRefused();
     void wrongCommandLinesTouchNoDevice_data();
     void wrongCommandLinesTouchNoDevice();
     void damagedFilesAreRefused_data();
@@ -97,6 +103,20 @@ void CtlFailuresTest::initTestCase()
     QVERIFY(m_program.write(QStringLiteral("twice.json"), "{\"red\": [1], \"red\": [2]}"));
     QVERIFY(m_program.run("--wall small.json record calls.jsonl effect main 3").exit == 0);
     QByteArray percent = m_program.content(QStringLiteral("small.json"));
+    wallWith(QStringLiteral("refuses-reads.json"), 2,
+             {fault("noAnswer", "CabinetInfoOperator::getCabinetBrightnessRange"),
+              fault("noAnswer", "Correctionop::getCabinetEffectMode"), fault("noAnswer", "ScreenInfo::getGammaAllList"),
+              fault("noAnswer", "ScreenInfo::setCheckerBoardImage(responseHeader)")});
+    QVERIFY(m_program.write(QStringLiteral("no-gamma.json"), "{}"));
+    QVERIFY(m_program.write(QStringLiteral("empty-gamma.json"), "{\"red\": [1], \"blue\": []}"));
+    QVERIFY(m_program.write(QStringLiteral("numbers.json"), "[1,2,3]"));
+    QVERIFY(m_program.folder().mkdir(QStringLiteral("shots")));
+    const QByteArray plan = "{\"format\": \"correction-plan\", \"version\": 1, \"interval\": 0, \"x\": 2147483647, "
+                            "\"y\": 0, \"width\": 1, \"height\": 1, \"shots\": []}";
+    QVERIFY(m_program.write(QStringLiteral("shots/plan.json"), plan));
+    QVERIFY(m_program.folder().mkdir(QStringLiteral("texts")));
+    QVERIFY(m_program.write(QStringLiteral("texts/plan.json"),
+                            QByteArray(plan).replace("\"shots\"", "\"homography\": [\"1\"], \"shots\"")));
     QVERIFY(m_program.write(QStringLiteral("percent.json"), percent.replace("\"main\"", "\"50%1%2\"")));
 }
 
@@ -162,6 +182,29 @@ void CtlFailuresTest::everyCodeIsReached_data()
         "twice.json: 1: the key \"red\" is there twice");
     row("a cabinet of two devices", 67, "--wall same-id.json save main",
         "save: screen main: cabinet 4 is on device A and on device B; requests for it reach device A only");
+    row("gamma without a colour", 65, "--wall small.json gamma main no-gamma.json",
+        "no-gamma.json: expected an object with \"red\", \"green\" or \"blue\"");
+    row("gamma without numbers", 65, "--wall small.json gamma main empty-gamma.json",
+        "empty-gamma.json: blue: expected a list of numbers, got none");
+    row("a snapshot that is a directory", 66, "--wall small.json restore shots", "shots: is a directory");
+    row("a snapshot that is not there", 66, "--wall small.json restore nosuch.snapshot", "nosuch.snapshot: No such file");
+    row("grids of two sizes", 65, "diff main.npy sign.npy", "main.npy has 64x16 pixels of 9 values, sign.npy has ");
+    row("a list with too few numbers", 65, "diff numbers.json main.npy", "numbers.json: 3 numbers; the other side has 9216");
+    row("a list with too few numbers on the other side", 65, "diff main.npy numbers.json",
+        "numbers.json: 3 numbers; the other side has 9216");
+    row("lists of different lengths", 65, "diff numbers.json main.json", "main.json: 9216 numbers; the other side has 3");
+    row("a picture of differences that is not a .png", 64, "diff main.npy main.npy --picture x.csv",
+        "--picture x.csv: expected a .png");
+    row("a picture of the wall that is not a .png", 64, "--wall small.json wall render main x.csv",
+        "x.csv: expected a .png");
+    row("light that is not .npy", 64, "report main.csv", "main.csv: files of light end in .npy");
+    row("a plan of a screen beyond the numbers", 65, "measure --from shots x.npy",
+        "the screen ends beyond the greatest place");
+    row("a plan with texts for numbers", 65, "measure --from texts x.npy", "plan.json: homography[0]: expected a number");
+    row("photos where a file is", 73, "--wall small.json measure main x.npy --photos main.npy",
+        "main.npy: the directory cannot be made");
+    row("a camera before two screens", 64, "--wall small.json measure main+sign x.npy",
+        "main+sign: a camera sees one screen at a time");
     row("an unknown screen", 68, "--wall small.json show nosuch", "screen \"nosuch\": unknown; the wall has main, sign");
     row("an unknown cabinet", 68, "--wall small.json cabinet 77 info", "cabinet \"77\": unknown");
     row("an unknown device", 68, "--wall small.json show main --device Z",
@@ -199,6 +242,91 @@ void CtlFailuresTest::everyCodeIsReached()
     QCOMPARE(json.document().value(QStringLiteral("exit")).toInt(), exit);
     QVERIFY(!json.document().value(QStringLiteral("message")).toString().isEmpty());
     m_reached.insert(exit, arguments);
+}
+
+void CtlFailuresTest::settingsThatCannotBeReadLeaveTheOthers()
+{
+    const Run run = m_program.run("--wall refuses-reads.json show sign");
+    QVERIFY2(run.exit == 0, run.all());
+    const QString text = QString::fromUtf8(run.out).simplified();
+    for (const char *line : {"brightness unknown: enTimeout (5)", "effect unknown: enTimeout (5)",
+                             "gamma unknown: enTimeout (5)", "devices answer"})
+        QVERIFY2(text.contains(QLatin1String(line)), run.all());
+    const QJsonObject data = m_program.json("--wall refuses-reads.json show sign").data();
+    QVERIFY(data.contains(QStringLiteral("cabinets")));
+    for (const char *key : {"brightness", "effect", "gamma"})
+        QVERIFY2(!data.contains(QLatin1String(key)), key);
+    const Run kept = m_program.run("--wall refuses-reads.json snapshot sign sign.snapshot");
+    QVERIFY2(kept.exit == 0, kept.all());
+    for (const char *line : {"device C: its effect mode cannot be read: enTimeout (5)",
+                             "device C: its gamma tables cannot be read: enTimeout (5)"})
+        QVERIFY2(kept.error.contains(line), kept.all());
+    // A brightness of an unknown range is left to the device.
+    const Run set = m_program.run("--wall refuses-reads.json brightness sign 4000");
+    QVERIFY2(set.exit == 0 && set.out.contains("4000"), set.all());
+    QCOMPARE(m_program.run("--wall refuses-reads.json brightness sign 10001").exit, 5);
+    const Run features = m_program.run("--wall refuses-reads.json features sign");
+    QVERIFY2(features.exit == 0, features.all());
+    QVERIFY2(QString::fromUtf8(features.out).simplified().contains(QStringLiteral("checkerboard on device C enTimeout")),
+             features.all());
+}
+
+void CtlFailuresTest::anUnreadableConfigurationIsNamed()
+{
+    const Program program;
+    const QString path = program.path(QStringLiteral("config/correctionctl.ini"));
+    QVERIFY(QDir().mkpath(path));
+    const Run run = program.run("--wall demo screens");
+    QVERIFY2(run.exit == 66, run.all());
+    QVERIFY2(run.error.contains(path.toUtf8() + ": is not a file; --no-config works without it"), run.all());
+    QCOMPARE(program.run("--no-config --wall demo screens").exit, 0);
+}
+
+void CtlFailuresTest::listsOfNumbersAreCompared()
+{
+    const Run same = m_program.run("diff main.json main.json");
+    QVERIFY2(same.exit == 0 && same.out.contains("0 of 1024 pixels differ"), same.all());
+    const Run one = m_program.run("diff numbers.json numbers.json");
+    QVERIFY2(one.exit == 0 && one.out.contains("0 of 3 pixels differ"), one.all());
+}
+
+void CtlFailuresTest::aNameOfTwoScreensNamesNone()
+{
+    QByteArray wall = m_program.content(QStringLiteral("small.json"));
+    QVERIFY(
+        m_program.write(QStringLiteral("same-name.json"), wall.replace("\"name\": \"Sign\"", "\"name\": \"Main wall\"")));
+    const Run run = m_program.run(words("--wall same-name.json save") + QStringList{QStringLiteral("Main wall")});
+    QVERIFY2(run.exit == 68, run.all());
+    QVERIFY2(run.error.contains("screen \"Main wall\": 2 screens have this name; take one of the ids main, sign"),
+             run.all());
+}
+
+void CtlFailuresTest::photosThatCannotBeMeasuredAreRefused()
+{
+    const Run photos = m_program.run("--wall small.json measure main seen.npy --photos photos");
+    QVERIFY2(photos.exit == 0, photos.all());
+    const QDir folder(m_program.path(QStringLiteral("photos")));
+    const QStringList names = folder.entryList({QStringLiteral("*.npy")});
+    QCOMPARE(names.size(), 3);
+    const auto change = [&](const std::function<void(QByteArray &)> &photo) {
+        for (const QString &name : names) {
+            QByteArray bytes = m_program.content(QStringLiteral("photos/") + name);
+            photo(bytes);
+            QVERIFY(m_program.write(QStringLiteral("photos/") + name, bytes));
+        }
+    };
+    change([](QByteArray &photo) {
+        const int header = photo.indexOf('\n') + 1;
+        photo = photo.left(header) + QByteArray(photo.size() - header, '\0');
+    });
+    const Run dark = m_program.run("measure --from photos dark.npy");
+    QVERIFY2(dark.exit == 65, dark.all());
+    QVERIFY2(dark.error.contains("photos: no pixel of the photos shines in red, green and blue"), dark.all());
+    change([](QByteArray &photo) { photo.replace("(16, 64, 3)", "(32, 32, 3)"); });
+    const Run size = m_program.run("measure --from photos dark.npy");
+    QVERIFY2(size.exit == 65, size.all());
+    QVERIFY2(size.error.contains(": 32x32 photosites for 64x16 pixels: plan.json needs a \"homography\""), size.all());
+    QVERIFY(!m_program.exists(QStringLiteral("dark.npy")));
 }
 
 /// Each code that the help lists is met in these tests, but for those of memory and of the program's own mistakes.

@@ -7,10 +7,16 @@
 
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QtEndian>
+#include <QtGui/QImage>
+#include <QtGui/QImageReader>
 #include <QtTest/QtTest>
 
+#include <csignal>
 #include <cstring>
 #include <limits>
+#include <random>
+
+#include <sys/resource.h>
 
 using namespace Correction;
 using namespace Ctl;
@@ -102,6 +108,16 @@ private Q_SLOTS:
     void everyDamageOfAnArchiveIsFound();
     void onlyTheKindsOwnValuesAreTaken_data();
     void onlyTheKindsOwnValuesAreTaken();
+    void gridsOfTheLibraryKeepTheirValues_data();
+    void gridsOfTheLibraryKeepTheirValues();
+    void aByteOrderMarkIsNoNumber();
+    void picturesAreGreyAndAlike();
+    void onlyChromaHasAJsonText();
+    void contentsTellTheFormOfAStream();
+    void aFileBeyondTheContainersIsRefused();
+    void aFullDiskLeavesNoFile_data();
+    void aFullDiskLeavesNoFile();
+    void everyResultHasAName();
     void gridsAreReadInParts_data();
     void gridsAreReadInParts();
     void gridsAreWrittenInParts_data();
@@ -489,6 +505,203 @@ void CtlFilesTest::onlyTheKindsOwnValuesAreTaken()
     if (said.isNull())
         QCOMPARE(qint64(grid.values.last()),
                  valueAt(1, 2, grid.length - 1, grid.length, kind == enMultilayerCoefficient ? 255 : 65535));
+}
+
+namespace {
+
+/// A grid of four pixels.
+Grid smallGrid(int length, bool bytes = false)
+{
+    Grid grid;
+    grid.size = QSize(2, 2);
+    grid.length = length;
+    grid.bytes = bytes;
+    for (int i = 0; i < 4 * length; ++i)
+        grid.values.append(quint16(bytes ? 255 - i : 65535 - 7 * i));
+    return grid;
+}
+
+/// The exit code and the text of the Failure that a function throws; 0 and no text without one.
+template <typename Function>
+QPair<int, QString> failureOf(Function function)
+{
+    try {
+        function();
+    } catch (const Failure &failure) {
+        return {failure.exit(), failure.text()};
+    }
+    return {};
+}
+
+} // namespace
+
+void CtlFilesTest::gridsOfTheLibraryKeepTheirValues_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<int>("length");
+    QTest::newRow("chroma") << int(enCommonCoefficient) << 9;
+    QTest::newRow("low gray") << int(enLowgrayCoefficient) << 9;
+    QTest::newRow("multilayer") << int(enMultilayerCoefficient) << 16;
+    QTest::newRow("multilayer of another length") << int(enMultilayerCoefficient) << 5;
+}
+
+void CtlFilesTest::gridsOfTheLibraryKeepTheirValues()
+{
+    QFETCH(int, kind);
+    QFETCH(int, length);
+    const bool bytes = kind == enMultilayerCoefficient;
+    const Grid grid = smallGrid(length, bytes);
+    const CoefficientPtr made = toLibrary(grid, EnumCoefficientType(kind));
+    const Grid back = fromLibrary(*made);
+    QCOMPARE(int(made->getType()), kind);
+    QCOMPARE(back.size, grid.size);
+    QCOMPARE(back.length, length);
+    QCOMPARE(back.bytes, bytes);
+    QCOMPARE(back.values, grid.values);
+
+    // The file of that grid, and the picture of one of its values.
+    const QString path = m_folder.filePath(QStringLiteral("kind.npy"));
+    writeGrid(path, grid, 0);
+    QCOMPARE(readGrid(path).values, grid.values);
+    const QString picture = m_folder.filePath(QStringLiteral("kind.png"));
+    writeGrid(picture, grid, 3);
+    const Grid shown = readGrid(picture);
+    QCOMPARE(shown.bytes, bytes);
+    for (int pixel = 0; pixel < 4; ++pixel)
+        QCOMPARE(shown.values.value(pixel), grid.values[pixel * length + 3]);
+}
+
+void CtlFilesTest::aByteOrderMarkIsNoNumber()
+{
+    const QString path = m_folder.filePath(QStringLiteral("mark.csv"));
+    for (const char *header : {"", "x,y,value\n"}) {
+        writeFile(path, QByteArray("\xef\xbb\xbf") + header + "0,0,7\n1,0,8\n");
+        QCOMPARE(readGrid(path).values, (QVector<quint16>{7, 8}));
+    }
+}
+
+void CtlFilesTest::picturesAreGreyAndAlike()
+{
+    const QString colours = m_folder.filePath(QStringLiteral("colours.png"));
+    QImage picture(2, 2, QImage::Format_RGB32);
+    picture.fill(Qt::red);
+    QVERIFY(picture.save(colours));
+    QCOMPARE(failureOf([&] { readGrid(colours); }),
+             qMakePair(int(ExitBadData),
+                       colours + QStringLiteral(": not a grey picture of 16 or 8 bits, as a preview of coefficients is")));
+
+    const QString names = m_folder.filePath(QStringLiteral("part%.png"));
+    writeGrid(names, smallGrid(3), 0);
+    QCOMPARE(readGrid(names).values, smallGrid(3).values);
+    const QString second = m_folder.filePath(QStringLiteral("part1.png"));
+    for (const QImage &other : {QImage(2, 1, QImage::Format_Grayscale16), QImage(2, 2, QImage::Format_Grayscale8)}) {
+        QImage filled = other;
+        filled.fill(0);
+        QVERIFY(filled.save(second));
+        QCOMPARE(failureOf([&] { readGrid(names); }),
+                 qMakePair(int(ExitBadData),
+                           second + QStringLiteral(": another size or depth than that of the pictures before it")));
+    }
+}
+
+void CtlFilesTest::onlyChromaHasAJsonText()
+{
+    const QString path = m_folder.filePath(QStringLiteral("other.json"));
+    QCOMPARE(
+        failureOf([&] { writeGrid(path, smallGrid(16, true), 0); }),
+        qMakePair(int(ExitUsage), path + QStringLiteral(": only grids of 9 values a pixel have a JSON text; take .npy")));
+    QVERIFY(!QFile::exists(path));
+}
+
+/// A file in /dev is read as a stream.
+void CtlFilesTest::contentsTellTheFormOfAStream()
+{
+    const QTemporaryDir folder(QStringLiteral("/dev/shm/tst_ctlfiles-XXXXXX"));
+    if (!folder.isValid())
+        QSKIP("needs /dev/shm");
+    const Grid grid = smallGrid(1);
+    const QByteArrayList formats = QImageReader::supportedImageFormats();
+    for (const char *extension : {"npy", "npz", "csv", "png", "tif"}) {
+        if (extension == QByteArray("tif") && !formats.contains("tiff"))
+            continue;
+        const QString file = m_folder.filePath(QStringLiteral("stream.") + QLatin1String(extension));
+        writeGrid(file, grid, 0);
+        const QString stream = folder.filePath(QStringLiteral("stream"));
+        QFile::remove(stream);
+        QVERIFY(QFile::copy(file, stream));
+        const Grid back = readGrid(stream);
+        QCOMPARE(back.size, grid.size);
+        QCOMPARE(back.values, grid.values);
+    }
+}
+
+void CtlFilesTest::aFileBeyondTheContainersIsRefused()
+{
+    const QString path = m_folder.filePath(QStringLiteral("large.csv"));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    if (!file.resize(qint64(1) << 31))
+        QSKIP("needs a file system with holes");
+    const QPair<int, QString> failure = failureOf([&] { readGrid(path); });
+    file.remove();
+    QCOMPARE(failure, qMakePair(int(ExitBadData), path + QStringLiteral(": too large: 2.1 GB")));
+}
+
+void CtlFilesTest::aFullDiskLeavesNoFile_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("inParts");
+    for (const char *name : {"full.npy", "full.npz", "full.csv", "full.json", "full.png"})
+        QTest::newRow(name) << QString::fromLatin1(name) << false;
+    for (const char *name : {"full.npy", "full.json"})
+        QTest::addRow("%s in parts", name) << QString::fromLatin1(name) << true;
+}
+
+void CtlFilesTest::aFullDiskLeavesNoFile()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, inParts);
+    Grid grid;
+    grid.size = QSize(64, 64);
+    grid.length = 9;
+    std::mt19937 random(1); // nothing that a ZIP archive or a picture makes small
+    for (int i = 0; i < 64 * 64 * 9; ++i)
+        grid.values.append(quint16(random()));
+    const QString path = m_folder.filePath(name);
+    const QStringList before = QDir(m_folder.path()).entryList(QDir::Files | QDir::Hidden);
+    rlimit old{};
+    QCOMPARE(getrlimit(RLIMIT_FSIZE, &old), 0);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    for (const rlim_t size : {0, 100, 5000}) {
+        const rlimit full{size, old.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &full), 0);
+        const QPair<int, QString> failure = failureOf([&] {
+            if (!inParts)
+                return writeGrid(path, grid, 0);
+            GridWriter writer(path, grid.size);
+            writer.put(QRect(QPoint(), grid.size), grid.values);
+            writer.finish();
+        });
+        setrlimit(RLIMIT_FSIZE, &old);
+        QCOMPARE(failure, qMakePair(int(ExitCannotWrite), path + QStringLiteral(": File too large")));
+        QCOMPARE(QDir(m_folder.path()).entryList(QDir::Files | QDir::Hidden), before);
+    }
+    std::signal(SIGXFSZ, handler);
+    writeGrid(path, grid, 0);
+    QVERIFY(QFile::remove(path));
+}
+
+/// A screen write returns the codes of its devices in one number.
+void CtlFilesTest::everyResultHasAName()
+{
+    for (int code = 1; code <= ExitLargestResult; ++code) {
+        if (explain(code))
+            QCOMPARE(resultName(code), QString::fromLatin1(explain(code)->name));
+    }
+    QCOMPARE(resultName(9), resultName(1) + QLatin1Char('|') + resultName(8));
+    QCOMPARE(resultName(15), QStringLiteral("enArgumentMismatch|enOutOfRange|enFileError|enCabinetNotFound"));
+    QCOMPARE(resultName(-1), QStringLiteral("-1"));
+    QCOMPARE(resultName(99), QStringLiteral("99"));
 }
 
 void CtlFilesTest::gridsAreReadInParts_data()

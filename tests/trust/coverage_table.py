@@ -2,8 +2,8 @@
 """Shows line and branch coverage by folder: coverage_table.py BUILD_DIR EXPLAINED UNCOVERED FOLDER ...
 
 Run in the root of the sources. BUILD_DIR holds the .gcda files, or gcov's output for them as .gcov.json files. Branches to
-exception handlers, lines of brackets alone, and branches on lines without a decision in the source do not count; the
-instantiations of a template count as one. EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON", CODE
+exception handlers, those of code that only exceptions reach, lines of brackets alone, and branches on lines without a decision in
+the source do not count; the instantiations of a template count as one. EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON", CODE
 being the whole source line without the blanks around it, or the line before it, a space, and that line. Writes all other lines that are not covered, wholly or in part, to
 UNCOVERED. The exit code is 1 when a folder has less than is asked and code that is not explained, or when an explanation is about
 covered code, unless its reason begins with "sometimes: ": code that only some runs reach.
@@ -13,8 +13,10 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
 STRICT = {"values", "model", "cabinet", "screen", "qtpromise", "adapter", "simulator/disk"}
 ASKED = {True: (100.0, 98.0), False: (98.0, 92.0)}
@@ -43,15 +45,62 @@ def read_explained(path):
     return explained
 
 
+def gcov(folder, path, *options):
+    command = ["gcov", "--branch-probabilities", "--stdout", *options, str(path)]
+    output = subprocess.run(command, check=True, capture_output=True, cwd=folder).stdout
+    return output.decode("utf-8", "replace").splitlines()
+
+
+# gcov's readable report: a line of the source, a block of code that begins on it, the name above a template's instantiation.
+SOURCE_LINE = re.compile(r" *[-#=*0-9]+: *(\d+):(?:Source:(.*))?")
+BLOCK = re.compile(r" *(\S+): *\d+-block +\d+")
+INSTANTIATION = re.compile(r"([\w.$]+):")
+ONLY_EXCEPTIONS = "$$$$$"  # in place of a block's count: not reached, and only an exception would reach it
+
+
+def branches_after_exceptions(notes):
+    """{(file, line, instantiation or None): [whether only an exception reaches the branch]}, from the compiler's notes."""
+    with tempfile.TemporaryDirectory() as folder:  # without data: to gcov no code was reached
+        lines = gcov(folder, shutil.copy(notes, folder), "--all-blocks")
+    result = collections.defaultdict(list)
+    name = instantiation = place = None
+    is_after_exception = False
+    for line in lines:
+        if line.startswith("branch "):
+            result[place].append(is_after_exception)
+        elif line.startswith("-----"):
+            instantiation = None
+        elif found := BLOCK.match(line):
+            is_after_exception = found[1] == ONLY_EXCEPTIONS
+        elif found := SOURCE_LINE.match(line):
+            name = found[2] or name
+            place = (name, int(found[1]), instantiation)
+            is_after_exception = False  # what follows first may belong to a block of the line before
+        elif found := INSTANTIATION.fullmatch(line):
+            instantiation = found[1]
+    return result
+
+
+def without_exceptions(report, after_exceptions):
+    """Marks the branches that only an exception reaches as those that gcov itself marks. Where the reports differ, none."""
+    for entry in report["files"]:
+        for line in entry["lines"]:
+            place = (entry["file"], line["line_number"])
+            flags = after_exceptions.get((*place, line.get("function_name"))) or after_exceptions.get((*place, None), [])
+            if len(flags) == len(line["branches"]):
+                for branch, is_after_exception in zip(line["branches"], flags):
+                    branch["throw"] = branch["throw"] or is_after_exception
+    return report
+
+
 def reports(build):
     """gcov's report of every object file."""
     for path in sorted(pathlib.Path(build).rglob("*.gcov.json")):
         yield json.loads(path.read_text(encoding="utf-8"))
     for path in sorted(pathlib.Path(build).rglob("*.gcda")):
-        command = ["gcov", "--json-format", "--branch-probabilities", "--stdout", str(path.resolve())]
-        output = subprocess.run(command, check=True, capture_output=True, cwd=build).stdout
-        for line in output.splitlines():
-            yield json.loads(line)
+        after_exceptions = branches_after_exceptions(path.with_suffix(".gcno"))
+        for line in gcov(build, path.resolve(), "--json-format"):
+            yield without_exceptions(json.loads(line), after_exceptions)
 
 
 def add(sums, counts):

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs coverage_table.py on made-up coverage: percentages, gaps, explanations.
+# Runs coverage_table.py on made-up coverage: percentages, gaps, explanations; and on that of a small program: exceptions.
 #
 # usage: coverage_table_test.sh TABLE_SCRIPT WORK_DIR
 set -euo pipefail
@@ -64,3 +64,19 @@ table simulator || fail "looked at explanations of another folder"
 ! table adapter || fail "accepted a folder without data"
 printf 'nonsense\n' >explained
 ! table model 2>/dev/null || fail "accepted a line without a reason"
+
+# What the compiler adds for an exception between the two texts does not count; the other outcome of the condition does.
+rm build/*.gcov.json
+printf '#include <string>\nstd::string text(int size) { return std::string(static_cast<std::size_t>(size), 0); }\n%s\n%s\n' \
+    'std::string either(bool isLong) { return isLong ? text(2) + text(3) : text(1); }' \
+    'int main(int count, char **) { return static_cast<int>(either(true).size() + either(count == 1).size()) == 0; }' \
+    >model/m.cpp
+g++ -O0 --coverage -fprofile-abs-path -c model/m.cpp -o build/m.o
+g++ --coverage build/m.o -o build/program
+: >explained
+build/program
+! table model || fail "accepted a condition with one outcome"
+grep -q '^model/m.cpp:3: .* branches: std::string either' gaps || fail "wrong gaps: $(cat gaps)"
+build/program again
+table model || fail "counted branches that only an exception reaches: $(cat printed gaps)"
+grep -qx 'model 100.0 / 100.0 % (asked 100 / 98)' printed || fail "wrong row: $(cat printed)"
