@@ -77,6 +77,24 @@ QVariantList copies(const QVariant &value, int count)
     return list;
 }
 
+/// A copy with a deep container in the place of this number: the value of a key, or an element of a list. Counts the number
+/// down, below 0 where it has met the place.
+QVariant withDepth(const QVariant &value, int &place, int levels, const QString &kinds)
+{
+    const auto edit = [&](auto container) {
+        for (QVariant &each : container) {
+            if (place-- == 0)
+                each = nested(levels, kinds);
+            else if (place >= 0)
+                each = withDepth(each, place, levels, kinds);
+        }
+        return QVariant(container);
+    };
+    if (value.userType() == QMetaType::QVariantMap)
+        return edit(value.toMap());
+    return value.userType() == QMetaType::QVariantList ? edit(value.toList()) : value;
+}
+
 } // namespace
 
 class tst_HostileDevices : public QObject
@@ -93,6 +111,8 @@ private Q_SLOTS:
     void aMillionCabinets();
     void deepNesting_data();
     void deepNesting();
+    void deepNestingAnywhereInARefresh_data();
+    void deepNestingAnywhereInARefresh();
     void extremeRectangles();
 
 private:
@@ -352,6 +372,46 @@ void tst_HostileDevices::deepNesting()
         const bool isReply = call.reply.isValid() && !call.operation.startsWith(text("HttpProxy::"));
         QCOMPARE(!call.note.isEmpty(), isReply);
     }
+}
+
+void tst_HostileDevices::deepNestingAnywhereInARefresh_data()
+{
+    QTest::addColumn<QString>("operation");
+    for (const char *operation :
+         {"ScreenInfo::getScreens", "CabinetInfoOperator::getAllCabinetsInfo", "CabinetInfoOperator::getCabAllFlags"})
+        QTest::newRow(operation) << text(operation);
+}
+
+/// A refresh reads its replies in place and limits only those in which it met something unexpected: here at every place.
+void tst_HostileDevices::deepNestingAnywhereInARefresh()
+{
+    QFETCH(QString, operation);
+    const auto &rows = Trust::operations();
+    const auto refresh = std::find_if(rows.begin(), rows.end(),
+                                      [](const Row &row) { return row.name == text("ScreenManager::refreshScreen"); });
+    QVERIFY(refresh != rows.end());
+    Host host(m_path);
+    QVERIFY(bool(host.group));
+    int place = 0;
+    int left = 0;
+    QString kinds;
+    m_backend.edit = [&](const QString &called, const QString &, QVariant &reply) {
+        if (called != operation)
+            return;
+        left = place;
+        QVariant edited = withDepth(reply, left, m_all ? 100000 : 5000, kinds);
+        reply.swap(edited);
+    };
+    do {
+        for (const char *each : {"m", "l", "h"}) {
+            kinds = text(each);
+            TestSupport::onSmallStack([&] { refresh->run(host); });
+        }
+        ++place;
+    } while (left < 0);
+    QVERIFY2(place > 5, qPrintable(QString::number(place)));
+    m_backend.edit = nullptr;
+    QCOMPARE(refresh->run(host), int(enSuccess));
 }
 
 /// Cabinets whose places and sizes are at the limits, in every combination.
