@@ -917,6 +917,19 @@ private Q_SLOTS:
     }
 
 #ifdef CORRECTION_BUNDLED_QTPROMISE
+    void aPromiseMayNotWaitForItself()
+    {
+        std::unique_ptr<QtPromise::QPromise<int>> own;
+        own = std::make_unique<QtPromise::QPromise<int>>(QtPromise::resolve(1).then([&own](int) { return *own; }));
+        QString reason;
+        own->fail([&reason](const std::logic_error &error) {
+               reason = QString::fromUtf8(error.what());
+               return 0;
+           })
+            .wait();
+        QCOMPARE(reason, QStringLiteral("a promise cannot wait for itself"));
+    }
+
     void anEventLoopBelowAWaitLearnsThatItIsToEnd()
     {
         const Deferred<int> deferred;

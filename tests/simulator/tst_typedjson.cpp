@@ -378,6 +378,8 @@ private Q_SLOTS:
         for (const int size : {0, 115, 116})
             QCOMPARE(layOut("{\"list\": [\"" + QByteArray(size, 'x') + "\"]}"), document(size, "", ""));
         QCOMPARE(layOut("{\"list\": [\"" + QByteArray(117, 'x') + "\"]}"), document(117, "\n    ", "\n  "));
+        const QByteArray entry("\"a\": {\"b\": \"}]\\\"\"}");
+        QCOMPARE(layOut('{' + entry + ", \"c\": []}"), "{\n  " + entry + ",\n  \"c\": []\n}");
     }
 
     void describesACharAsASignedNumber()

@@ -389,6 +389,9 @@ void TestWallFile::problemsAreNamed_data()
         "{\n" + json("'title': 'a',\n'title': 'b',\n'replyBlockHeight': 1,\n'replyBlockHeight': 2,\n")
             + wallWith("'label': 'A'").mid(1),
         "3: the key 'title' is there twice\na.json: 5: the key 'replyBlockHeight' is there twice");
+    row("a key twice, with blanks before the colons",
+        "{\n" + json("'title' : 'a',\n'title'\t\r\n : 'b',\n") + wallWith("'label': 'A'").mid(1),
+        "3: the key 'title' is there twice");
     row("another format", json("{'format': 'movie', 'version': 1, 'frames': 3}"),
         "format: expected 'led-wall', got 'movie'");
     row("no format", json("{'version': 1}"), "format: expected 'led-wall', got nothing");
