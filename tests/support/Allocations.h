@@ -63,7 +63,7 @@ inline void *fail()
 
 } // namespace Allocations
 
-#pragma GCC visibility push(default) // clang makes them local to the program otherwise
+// Visible: clang makes them local to the program otherwise.
 extern "C" {
 
 void *__libc_malloc(size_t size);
@@ -71,17 +71,17 @@ void *__libc_calloc(size_t count, size_t size);
 void *__libc_realloc(void *block, size_t size);
 void __libc_free(void *block);
 
-void *malloc(size_t size)
+__attribute__((visibility("default"))) void *malloc(size_t size)
 {
     return Allocations::failsNow() ? Allocations::fail() : Allocations::count(__libc_malloc(size));
 }
 
-void *calloc(size_t count, size_t size)
+__attribute__((visibility("default"))) void *calloc(size_t count, size_t size)
 {
     return Allocations::failsNow() ? Allocations::fail() : Allocations::count(__libc_calloc(count, size));
 }
 
-void *realloc(void *block, size_t size)
+__attribute__((visibility("default"))) void *realloc(void *block, size_t size)
 {
     if (Allocations::failsNow())
         return Allocations::fail();
@@ -91,12 +91,11 @@ void *realloc(void *block, size_t size)
     return moved;
 }
 
-void free(void *block)
+__attribute__((visibility("default"))) void free(void *block)
 {
     Allocations::discount(block);
     __libc_free(block);
 }
 
 } // extern "C"
-#pragma GCC visibility pop
 #endif
