@@ -433,7 +433,8 @@ __attribute__((visibility("default"))) ssize_t read(int file, void *bytes, size_
 
 __attribute__((visibility("default"))) ssize_t pread(int file, void *bytes, size_t size, off_t offset)
 {
-    callBefore(DiskSteps::Access::Reading, watchedPath(file));
+    if (accessCall)
+        callBefore(DiskSteps::Access::Reading, watchedPath(file));
     const Fate fate = countsReading && isWatched(file) ? nextStep() : Fate::Succeeds;
     const ssize_t now = sizeNow(size, fate);
     return now < 0 ? -1 : ::syscall(SYS_pread64, file, bytes, now, offset);

@@ -466,6 +466,9 @@ void TestWallFile::problemsAreNamed_data()
         "devices[1].key: expected a key that no other device has, got 'A'");
     row("two screens", QByteArray(good).replace("'subScreens': [{}]}]", "").replace("}]}]}]}", "}]}, {}]}]}"),
         "devices[0].screens: expected a list of one screen, got a list");
+    row("a personality that is not a text", wallWith("'personality': 3"),
+        "devices[0].personality: expected a personality (obedient, slow, silent, refuses writes, rejects uploads, damaged "
+        "blocks, short replies, answers 404, vanishes in refresh, forgets on restart), got 3");
     row("an unknown personality", wallWith("'personality': 'lazy'"),
         "devices[0].personality: expected a personality (obedient, slow, silent, refuses writes, rejects uploads, damaged "
         "blocks, short replies, answers 404, vanishes in refresh, forgets on restart), got 'lazy'");

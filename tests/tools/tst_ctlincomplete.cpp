@@ -69,9 +69,12 @@ Run CtlIncompleteTest::limited(const QString &arguments, int blocks) const
 {
     QProcess process;
     process.setWorkingDirectory(m_program.path(QString()));
-    process.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f %1; exec '%2' %3")
-                                                                   .arg(blocks)
-                                                                   .arg(QStringLiteral(CORRECTIONCTL), arguments)});
+    process.start(
+        QStringLiteral("sh"),
+        {QStringLiteral("-c"),
+         QStringLiteral("trap '' XFSZ; export GCOV_PREFIX=/dev/null GCOV_ERROR_FILE=/dev/null; ulimit -f %1; exec '%2' %3")
+             .arg(blocks)
+             .arg(QStringLiteral(CORRECTIONCTL), arguments)});
     Run run;
     run.exit = process.waitForFinished(-1) ? process.exitCode() : -1;
     run.out = process.readAllStandardOutput();

@@ -1135,6 +1135,15 @@ void CtlVerbsTest::helpIsThereForEveryWord()
     QVERIFY(m_program.run("help cabinet config get").out.contains("usage: correctionctl cabinet CID config get FILE"));
     QVERIFY(m_program.run("cabinet 1 --help").out.contains("cabinet CID config get FILE"));
     QVERIFY(m_program.run("help brightness").out.contains("usage: correctionctl brightness SCREEN [VALUE]"));
+    const Run overview = m_program.run("help");
+    QVERIFY2(overview.exit == 0 && overview.out.contains("exit codes:"), overview.all());
+    QCOMPARE(m_program.run("").out, overview.out);
+    const Run version = m_program.run("--version");
+    QVERIFY2(version.exit == 0
+                 && QRegularExpression(QStringLiteral("\\Acorrectionctl \\d+\\.\\d+\\.\\d+\n\\z"))
+                        .match(QString::fromUtf8(version.out))
+                        .hasMatch(),
+             version.all());
 }
 
 QTEST_GUILESS_MAIN(CtlVerbsTest)
