@@ -232,6 +232,7 @@ void tst_Filters::aTapShowsEveryCallWithItsAnswer()
     QCOMPARE(seen[1].operation, QStringLiteral("HttpProxy::getDeviceList"));
     QCOMPARE(seen[1].reply,
              QVariant(List{Map{{QStringLiteral("key"), key}, {QStringLiteral("label"), QStringLiteral("Device A")}}}));
+    QVERIFY(seen[1].result);
     QVERIFY(seen[1].deviceKey.isNull());
     QCOMPARE(seen[2].target, id);
     QVERIFY(seen[2].result);
@@ -518,6 +519,11 @@ void tst_Filters::aRecorderWritesAJournal()
     QCOMPARE(calls[2].reply, QVariant(Map{{QStringLiteral("mode"), 3}}));
     QCOMPARE(calls[3].request, QVariant(List{2}));
     QVERIFY(!calls[3].settled);
+
+    const QString second = folder.filePath(QStringLiteral("second.jsonl"));
+    QVERIFY(!recorder.open(second, error));
+    QCOMPARE(error, second + QStringLiteral(": a recorder writes one file"));
+    QVERIFY(!QFile::exists(second));
 }
 
 void tst_Filters::aRecorderSaysWhatIsMissing()

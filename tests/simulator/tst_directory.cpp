@@ -1532,6 +1532,7 @@ void tst_Directory::whatAKilledProcessLeftIsRemoved()
 {
     const Folder folder;
     makeWall(folder.directory);
+    QVERIFY(savePlanes(2)); // into 2.planes, and 1.planes is removed
     wall().reset();
     const auto before = allFiles(folder.directory);
     for (const char *name : {"/wall.json.AbCdEf", "/devices/A/state.json.xYzabc", "/devices/A/7.planes"})

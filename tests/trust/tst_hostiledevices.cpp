@@ -79,14 +79,14 @@ QVariantList copies(const QVariant &value, int count)
 
 /// A copy with a deep container in the place of this number: the value of a key, or an element of a list. Counts the number
 /// down, below 0 where it has met the place.
-QVariant withDepth(const QVariant &value, int &place, int levels, const QString &kinds)
+QVariant withDepth(const QVariant &value, int &place, int levels, const QString &containers)
 {
     const auto edit = [&](auto container) {
         for (QVariant &each : container) {
             if (place-- == 0)
-                each = nested(levels, kinds);
+                each = nested(levels, containers);
             else if (place >= 0)
-                each = withDepth(each, place, levels, kinds);
+                each = withDepth(each, place, levels, containers);
         }
         return QVariant(container);
     };
@@ -394,17 +394,17 @@ void tst_HostileDevices::deepNestingAnywhereInARefresh()
     QVERIFY(bool(host.group));
     int place = 0;
     int left = 0;
-    QString kinds;
+    QString containers;
     m_backend.edit = [&](const QString &called, const QString &, QVariant &reply) {
         if (called != operation)
             return;
         left = place;
-        QVariant edited = withDepth(reply, left, m_all ? 100000 : 5000, kinds);
+        QVariant edited = withDepth(reply, left, m_all ? 100000 : 5000, containers);
         reply.swap(edited);
     };
     do {
         for (const char *each : {"m", "l", "h"}) {
-            kinds = text(each);
+            containers = text(each);
             TestSupport::onSmallStack([&] { refresh->run(host); });
         }
         ++place;
