@@ -271,8 +271,9 @@ QByteArray DeviceFolder::stateText(const QString &deviceKey, const Saved &saved)
 
 bool DeviceFolder::create(const DeviceState &device, Disk::Making &making, QString *error)
 {
-    if (!deviceLine(device, m_saved.line) || !device.description.screenName.isValidUtf16())
+    if (!device.description.screenName.isValidUtf16()) // not in the line, but in the description
         return fail(error, QStringLiteral("%1: the screen name is not valid UTF-16").arg(m_path));
+    deviceLine(device, m_saved.line);
     if (const int failure = making.folder(Disk::encoded(m_path)))
         return fail(error, Disk::problem(m_path, "cannot be made", failure));
     const QString path = filePath(stateName);
