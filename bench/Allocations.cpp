@@ -12,9 +12,11 @@ thread_local qint64 allocations = 0;
 // Visible: clang makes them local to the program otherwise.
 extern "C" {
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the C library's own names
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
 void *__libc_realloc(void *block, size_t size);
+// NOLINTEND(bugprone-reserved-identifier): as above
 
 __attribute__((visibility("default"))) void *malloc(size_t size)
 {
