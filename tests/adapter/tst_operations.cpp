@@ -67,8 +67,7 @@ QStringList parametersOf(const Operation &operation)
     return types;
 }
 
-/// A row of docs/service.md for each field: its place and its meaning.
-/// As the page names them.
+/// As docs/service.md names them.
 QString nameOf(Type type)
 {
     static const QMap<Type, const char *> names{{Type::Bool, "bool"},
@@ -103,6 +102,7 @@ QString patternOf(Address address)
     return QStringLiteral("^- Arguments: ") + QString::fromUtf8(patterns.value(address));
 }
 
+/// A row of the page for each field: its place, its type and its meaning.
 void appendRows(QStringList &rows, const QString &place, Fields fields)
 {
     for (const Field &field : fields) {

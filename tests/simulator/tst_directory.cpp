@@ -1203,13 +1203,6 @@ void tst_Directory::textsThatCannotBeWrittenAreRefused()
     QVERIFY2(wall().journal().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")),
              qPrintable(wall().journal().calls().last().note));
     QCOMPARE(wall().state().flag(key(), one), one);
-    const Cabinet cabinet = Generations::wall().devices.first().subScreens.first().cabinets.first();
-    const QString module = cabinet.receivingCards.first().modules.first().id;
-    const QList<QVariant> moduleFlags{Map{{QStringLiteral("id"), module}, {QStringLiteral("flag"), half}}};
-    QVERIFY(!CabinetInfoOperator::getInstance()->setModuleflags(
-        key(), {Map{{QStringLiteral("id"), one}, {QStringLiteral("moduleflags"), moduleFlags}}}, reply));
-    QVERIFY2(wall().journal().calls().last().note.contains(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")),
-             qPrintable(wall().journal().calls().last().note));
     QVERIFY(!wall().renameScreen(key(), half));
     QCOMPARE(wall().pluggedDevices().first().screenName, QStringLiteral("Screen"));
     QVERIFY(saveFlags(2));

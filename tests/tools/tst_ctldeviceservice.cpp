@@ -1,4 +1,4 @@
-// A service that is linked in: what only the virtual wall can do is refused, whoever asks, and is never passed over.
+// Verbs that need the virtual wall are refused when another device service is linked in.
 
 #include <session/Service.h>
 #include <terminal/ExitCodes.h>
