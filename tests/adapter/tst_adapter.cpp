@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 using namespace Adapter;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
@@ -77,6 +78,7 @@ private Q_SLOTS:
     void withoutABackendEverythingIsFalse();
     void aDeletedBackendRemovesItself();
     void signalsAreRelayed();
+    void signalsAreRelayedOnTheirThread();
     void aBackendThatWasReplacedIsSilent();
     void wrongTypesAreWarnedAbout_data();
     void wrongTypesAreWarnedAbout();
@@ -113,8 +115,10 @@ void tst_Adapter::aCallArrivesWithItsArguments()
     QVERIFY(!m_backend->calls[2].request.isValid());
     QCOMPARE(m_backend->calls[3].extra, QVariant(true));
     QCOMPARE(m_backend->calls[4].request, QVariant(List{map("id", qulonglong(7))}));
-    for (const Call &call : qAsConst(m_backend->calls))
+    for (const Call &call : qAsConst(m_backend->calls)) {
+        QCOMPARE(call.number, qint64(0)); // only a recording counts them
         QCOMPARE(call.note, QString());
+    }
 }
 
 void tst_Adapter::nullTextsArriveAsEmptyOnes()
@@ -228,6 +232,22 @@ void tst_Adapter::signalsAreRelayed()
     Q_EMIT m_backend->screenRenamed(key, QStringLiteral("Stage"));
     QCOMPARE(changed.size(), 1);
     QCOMPARE(renamed, QList<QList<QVariant>>{(QList<QVariant>{key, QStringLiteral("Stage")})});
+}
+
+void tst_Adapter::signalsAreRelayedOnTheirThread()
+{
+    QList<std::thread::id> relayed;
+    const auto note = [&relayed] { relayed += std::this_thread::get_id(); };
+    const QObject context;
+    connect(HttpProxy::getInstance(), &HttpProxy::deviceChanged, &context, note, Qt::DirectConnection);
+    connect(ScreenInfo::getInstance(), &ScreenInfo::signal_screenNameChanged, &context, note, Qt::DirectConnection);
+    std::thread::id other;
+    std::thread([&] {
+        other = std::this_thread::get_id();
+        Q_EMIT m_backend->devicesChanged();
+        Q_EMIT m_backend->screenRenamed(key, QStringLiteral("Stage"));
+    }).join();
+    QCOMPARE(relayed, (QList<std::thread::id>{other, other}));
 }
 
 void tst_Adapter::aBackendThatWasReplacedIsSilent()

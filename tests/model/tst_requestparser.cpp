@@ -461,6 +461,12 @@ void tst_RequestParser::chromaFillsAForeignGrid()
                                               QStringLiteral("setPartCoefficient(0 0 1 1)")}));
     QCOMPARE(grid.m_pastes[0].values, counted(5));
     QCOMPARE(grid.m_pastes[1].values, counted(2));
+
+    ForeignGrids::Chroma whole(enCommonCoefficient, 9); // zeros first, also where the block replaces them all
+    reply = {valueBlock(0, 0, 2, 1, counted(18))};
+    QCOMPARE(RequestParser::toCabinetChromaCoefficient(QRect(0, 0, 2, 1), reply, whole), enSuccess);
+    QCOMPARE(whole.m_calls, callsOf(2, 1, 18) + QStringList(QStringLiteral("setPartCoefficient(0 0 2 1)")));
+    QCOMPARE(whole.m_pastes[0].values, counted(18));
 }
 
 void tst_RequestParser::chromaIgnoresAForeignGridsAnswerToTheReset()

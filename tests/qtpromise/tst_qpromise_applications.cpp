@@ -69,7 +69,12 @@ private Q_SLOTS:
     void waitReturnsThoughItsEventIsCompressed();
     void aHandlerOfARemovedEventMayWaitForALaterOne_data();
     void aHandlerOfARemovedEventMayWaitForALaterOne();
+    void removedEventsLeaveLaterHandlersTheirTurn_data();
     void removedEventsLeaveLaterHandlersTheirTurn();
+    void aWaitInAHandlerKeepsTheOrderOfEvents();
+    void theFirstWaitOfAThreadKeepsTheOrderOfEvents();
+    void aPromiseThatNeverSettlesRunsNoOtherHandler();
+    void aTimeoutNeedsNoEventDispatcher();
     void anEventLostWhileTheDispatcherGoesWakesNothing();
     void anApplicationOfAThreadWithoutPromises();
 };
@@ -129,8 +134,16 @@ void tst_QPromiseApplications::aHandlerOfARemovedEventMayWaitForALaterOne()
     QCOMPARE(order, (QVector<int>{1, 2, 3, 4}));
 }
 
+void tst_QPromiseApplications::removedEventsLeaveLaterHandlersTheirTurn_data()
+{
+    QTest::addColumn<bool>("isWaitedFor");
+    QTest::newRow("in the event loop") << false;
+    QTest::newRow("in wait()") << true;
+}
+
 void tst_QPromiseApplications::removedEventsLeaveLaterHandlersTheirTurn()
 {
+    QFETCH(bool, isWaitedFor);
     const Lasting<QCoreApplication> lasting;
     QVector<int> order;
     const auto done = QPromise<void>::resolve();
@@ -141,10 +154,68 @@ void tst_QPromiseApplications::removedEventsLeaveLaterHandlersTheirTurn()
     QTimer::singleShot(0, [] {}); // the dispatcher has something to do
     QMetaObject::invokeMethod(
         this, [&order] { order += 3; }, Qt::QueuedConnection);
-    done.then([&order] { order += 4; });
+    const auto last = done.then([&order] { order += 4; });
+    if (isWaitedFor)
+        last.wait();
     for (int i = 0; i < 10; ++i)
         QCoreApplication::processEvents();
     QCOMPARE(order, (QVector<int>{1, 2, 3, 4}));
+}
+
+void tst_QPromiseApplications::aWaitInAHandlerKeepsTheOrderOfEvents()
+{
+    const Lasting<QCoreApplication> lasting;
+    QVector<int> order;
+    const auto done = QPromise<void>::resolve();
+    std::unique_ptr<QPromise<void>> last;
+    done.then([&] {
+        order += 1;
+        last->wait();
+        order += 4;
+    });
+    QMetaObject::invokeMethod(
+        this, [&order] { order += 2; }, Qt::QueuedConnection);
+    last = std::make_unique<QPromise<void>>(done.then([&order] { order += 3; }));
+    for (int i = 0; i < 10; ++i)
+        QCoreApplication::processEvents();
+    QCOMPARE(order, (QVector<int>{1, 2, 3, 4}));
+}
+
+void tst_QPromiseApplications::theFirstWaitOfAThreadKeepsTheOrderOfEvents()
+{
+    const Lasting<QCoreApplication> lasting;
+    QVector<int> order;
+    std::thread([&order] {
+        QObject receiver;
+        QMetaObject::invokeMethod(
+            &receiver, [&order] { order += 1; }, Qt::QueuedConnection);
+        QPromise<void>::resolve().then([&order] { order += 2; }).wait();
+    }).join();
+    QCOMPARE(order, (QVector<int>{1, 2}));
+}
+
+void tst_QPromiseApplications::aPromiseThatNeverSettlesRunsNoOtherHandler()
+{
+    const Lasting<QCoreApplication> lasting;
+    QVector<int> order;
+    QPromise<void>::resolve().then([&order] { order += 1; });
+    QPromise<void>([](const QPromiseResolve<void> &) {}).then([&order] { order += 2; });
+    QCOMPARE(order, QVector<int>());
+    for (int i = 0; i < 10; ++i)
+        QCoreApplication::processEvents();
+    QCOMPARE(order, QVector<int>{1});
+}
+
+void tst_QPromiseApplications::aTimeoutNeedsNoEventDispatcher()
+{
+    const Lasting<QCoreApplication> lasting;
+    bool isTimedOut = false;
+    std::thread([&isTimedOut] { // has no event dispatcher before its first promise
+        const QPromise<void> never([](const QPromiseResolve<void> &) {});
+        never.timeout(1).fail([&isTimedOut](const QPromiseTimeoutException &) { isTimedOut = true; }).wait();
+    })
+        .join();
+    QVERIFY(isTimedOut);
 }
 
 void tst_QPromiseApplications::anEventLostWhileTheDispatcherGoesWakesNothing()

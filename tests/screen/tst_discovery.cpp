@@ -291,6 +291,8 @@ private Q_SLOTS:
     void aDeviceWithoutScreenIdHasTheEmptyOne();
     void aDeviceListedTwiceIsHarmless();
     void aCabinetRemovedBetweenTwoVisitsIsPlacedAgain();
+    void aMessageHandlerMayRemoveCabinets_data();
+    void aMessageHandlerMayRemoveCabinets();
     void aSubScreenOfTheHostGetsTheCabinets();
 
     // Placements
@@ -315,6 +317,7 @@ private Q_SLOTS:
     void nothingOfTheRefreshBeforeStays();
     void aRefreshInsideAnotherThreadsIsWhole();
     void manyRefreshesStayAtTheSameMemory();
+    void aSmallerWallReleasesTheRecordsOfALargerOne();
     void theHostMayRemoveCabinetsBetweenRefreshes();
     void theRefreshSurvivesExhaustion();
     void exhaustionInTheServicePassesThrough();
@@ -990,6 +993,45 @@ void tst_Discovery::aCabinetRemovedBetweenTwoVisitsIsPlacedAgain()
     m_log->clear();
 }
 
+void tst_Discovery::aMessageHandlerMayRemoveCabinets_data()
+{
+    QTest::addColumn<bool>("fromTheRegistry");
+    QTest::newRow("from the registry") << true;
+    QTest::newRow("from the sub-screen") << false;
+}
+
+void tst_Discovery::aMessageHandlerMayRemoveCabinets()
+{
+    QFETCH(bool, fromTheRegistry);
+    scriptDevice("A",
+                 screen("S", 0, 0,
+                        QVariantList{subScreenPlace(0, 0,
+                                                    QVariantList{place("9", "1", 0, 0, 8, 4), place("1", "1", 8, 0, 8, 4),
+                                                                 place("2", "1", 16, 0, 8, 4)})}),
+                 QVariantList{listed("1", "1"), listed("2", "1"), listed("9", "1")},
+                 QVariantList{flagged("1", "one"), flagged("2", "two"), flagged("9", "nine")});
+    // Removes the cabinet whose id follows those that are placed next.
+    bool isRemoved = false;
+    {
+        const LogCapture remover("correction", [&](QtMsgType, const QString &line) {
+            if (!line.contains(text("x: 16")))
+                return;
+            isRemoved = fromTheRegistry
+                            ? CabinetManager::getInstance()->removeCabinet(text("9"))
+                            : manager().tryGetScreen(text("S"))->tryGetSubScreen(text("A"))->removeCabinet(text("9"));
+        });
+        QCOMPARE(manager().refreshScreen(), enSuccess);
+    }
+    QVERIFY(isRemoved);
+    QCOMPARE(registered("9") == nullptr, fromTheRegistry);
+    QCOMPARE(rectOf("1"), QRect(8, 0, 8, 4));
+    QCOMPARE(rectOf("2"), QRect(16, 0, 8, 4));
+    ISubScreen *const subScreen = manager().tryGetScreen(text("S"))->tryGetSubScreen(text("A"));
+    QCOMPARE(subScreen->removeCabinet(text("9")), fromTheRegistry);
+    QVERIFY(subScreen->removeCabinet(text("1")) && subScreen->removeCabinet(text("2")));
+    m_log->clear();
+}
+
 void tst_Discovery::aSubScreenOfTheHostGetsTheCabinets()
 {
     class HostSubScreen : public SubScreenV4
@@ -1441,6 +1483,23 @@ void tst_Discovery::manyRefreshesStayAtTheSameMemory()
         else if (i > 2)
             QCOMPARE(objects, settled);
     }
+}
+
+void tst_Discovery::aSmallerWallReleasesTheRecordsOfALargerOne()
+{
+    const auto refreshed = [this](const QList<Simulator::Device> &devices) {
+        m_wall.setDevices(devices);
+        const EnumErrorCode code = manager().refreshScreen();
+        m_wall.journal().clear();
+        m_log->clear();
+        return code == enSuccess ? objects : -1;
+    };
+    const Simulator::Device small = smallDevice("A", QPoint(), 1);
+    const Simulator::Device large = Simulator::gridDevice(text("A"), QPoint(), 20, 10, QSize(8, 4), 1);
+    refreshed({small});
+    const int ofASmallOne = refreshed({small});
+    QVERIFY(refreshed({large}) > ofASmallOne + 200);
+    QCOMPARE(refreshed({small}), ofASmallOne);
 }
 
 void tst_Discovery::aRefreshInsideAnotherThreadsIsWhole()

@@ -125,8 +125,6 @@ class tst_ScreenLifetimes : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void anyRemovalOutsideReleasesWhatWasRemovedInside();
-    void theEndOfAThreadReleasesWhatWasRemovedInside();
     void cleanup();
     void cleanupTestCase();
 
@@ -138,6 +136,11 @@ private Q_SLOTS:
     void aReadGoesOnWhenItsSubScreenLosesItsCabinets();
     void aReleaseInsideAManagersCallIsRefused_data();
     void aReleaseInsideAManagersCallIsRefused();
+    void anyRemovalOutsideReleasesWhatWasRemovedInside_data();
+    void anyRemovalOutsideReleasesWhatWasRemovedInside();
+    void aRemovalInsideWithoutMemoryRemovesNothing();
+    void theEndOfAThreadReleasesWhatWasRemovedInside();
+    void aRemovalAtTheEndOfAThreadReleasesAtOnce();
 
 private:
     static VirtualWall &wall() { return VirtualWall::instance(); }
@@ -516,8 +519,22 @@ private:
     int &m_ends;
 };
 
+void tst_ScreenLifetimes::anyRemovalOutsideReleasesWhatWasRemovedInside_data()
+{
+    QTest::addColumn<QString>("removal");
+    for (const char *removal : {"CabinetManager::removeCabinets", "CabinetManager::removeCabinet",
+                                "IScreen::removeSubScreens", "IScreen::removeSubScreen"})
+        QTest::newRow(removal) << QString::fromLatin1(removal);
+}
+
 void tst_ScreenLifetimes::anyRemovalOutsideReleasesWhatWasRemovedInside()
 {
+    QFETCH(QString, removal);
+    CabinetInfo record;
+    QVERIFY(CabinetManager::getInstance()->addCabinet(QStringLiteral("1"), new CabinetV4(&record)));
+    ScreenV4 other;
+    int otherEnds = 0;
+    other.addSubScreen(QStringLiteral("B"), new CountedSubScreen(otherEnds));
     int ends = 0;
     ScreenV4 screen;
     auto *const subScreen = new CountedSubScreen(ends);
@@ -525,7 +542,50 @@ void tst_ScreenLifetimes::anyRemovalOutsideReleasesWhatWasRemovedInside()
     screen.addSubScreen(QStringLiteral("A"), subScreen);
     QCOMPARE(screen.setBrightness(1), enSuccess);
     QCOMPARE(ends, 0);
-    CabinetManager::getInstance()->removeCabinets();
+    if (removal == QLatin1String("CabinetManager::removeCabinets"))
+        CabinetManager::getInstance()->removeCabinets();
+    else if (removal == QLatin1String("CabinetManager::removeCabinet"))
+        QVERIFY(CabinetManager::getInstance()->removeCabinet(QStringLiteral("1")));
+    else if (removal == QLatin1String("IScreen::removeSubScreens"))
+        other.removeSubScreens();
+    else
+        QVERIFY(other.removeSubScreen(QStringLiteral("B")));
+    QCOMPARE(ends, 1);
+    QCOMPARE(otherEnds, removal.startsWith(QLatin1String("IScreen")) ? 1 : 0);
+}
+
+void tst_ScreenLifetimes::aRemovalInsideWithoutMemoryRemovesNothing()
+{
+    CabinetInfo record;
+    const QString id = QStringLiteral("1");
+    CabinetManager *const cabinets = CabinetManager::getInstance();
+    QVERIFY(cabinets->addCabinet(id, new CabinetV4(&record)));
+    const QString key = QStringLiteral("A");
+    int ends = 0;
+    ScreenV4 screen;
+    auto *const subScreen = new CountedSubScreen(ends);
+    int exceptions = 0;
+    subScreen->onBrightness = [&] {
+        const std::function<void()> removals[] = {[&] { cabinets->removeCabinet(id); }, [&] { cabinets->removeCabinets(); },
+                                                  [&] { screen.removeSubScreen(key); }, [&] { screen.removeSubScreens(); }};
+        for (const auto &remove : removals) {
+            allocationsLeft = 0;
+            try {
+                remove();
+            } catch (const std::bad_alloc &) {
+                ++exceptions;
+            }
+            allocationsLeft = -1;
+        }
+    };
+    screen.addSubScreen(key, subScreen);
+    cabinets->removeCabinet(QStringLiteral("nowhere"));
+    QCOMPARE(screen.setBrightness(1), enSuccess);
+    QCOMPARE(exceptions, 4);
+    QVERIFY(cabinets->tryGetCabinet(id));
+    QCOMPARE(screen.tryGetSubScreen(key), subScreen);
+    QCOMPARE(ends, 0);
+    screen.removeSubScreens();
     QCOMPARE(ends, 1);
 }
 
@@ -546,6 +606,36 @@ void tst_ScreenLifetimes::theEndOfAThreadReleasesWhatWasRemovedInside()
         endsInside = ends;
     }).join();
     QCOMPARE(endsInside, 0);
+    QCOMPARE(ends, 2);
+}
+
+void tst_ScreenLifetimes::aRemovalAtTheEndOfAThreadReleasesAtOnce()
+{
+    int ends = 0;
+    ScreenV4 other;
+    other.addSubScreen(QStringLiteral("B"), new CountedSubScreen(ends));
+    int brightnessEnds = 0;
+    ScreenV4 screen;
+    auto *const subScreen = new CountedSubScreen(brightnessEnds);
+    subScreen->onBrightness = [&other] { other.removeSubScreens(); };
+    screen.addSubScreen(QStringLiteral("A"), subScreen);
+    int endsInside = -1;
+    const auto brighten = [&] {
+        screen.setBrightness(1);
+        endsInside = ends;
+    };
+    std::thread([&brighten, &other, &ends] {
+        // Made before what the library keeps for this thread, so that it is destroyed after that.
+        struct Last {
+            std::function<void()> action;
+            ~Last() { action(); }
+        };
+        static thread_local Last last;
+        last.action = brighten;
+        brighten();
+        other.addSubScreen(QStringLiteral("B"), new CountedSubScreen(ends));
+    }).join();
+    QCOMPARE(endsInside, 2);
     QCOMPARE(ends, 2);
 }
 

@@ -54,6 +54,7 @@ private Q_SLOTS:
     void aSilentDeviceIsATimeout();
     void aCabinetThatCannotBeListedFails();
     void aCabinetThatTheCallbackRemovesFails();
+    void sizesThatNoGridHoldsFail_data();
     void sizesThatNoGridHoldsFail();
 
 private:
@@ -332,31 +333,47 @@ void tst_ScreenReader::aCabinetThatTheCallbackRemovesFails()
     QCOMPARE(m_log->takeCritical(), QStringList{QStringLiteral("Connot find cabinet by id. deviceKey: A cid: 2")});
 }
 
+void tst_ScreenReader::sizesThatNoGridHoldsFail_data()
+{
+    QTest::addColumn<int>("right");
+    QTest::addColumn<int>("bottom");
+    QTest::addColumn<qint64>("pixels");
+    constexpr int most = std::numeric_limits<int>::max() - 1;
+    QTest::newRow("their pixels do not fit into 64 bits together")
+        << most << most << qint64(std::numeric_limits<int>::max());
+    QTest::newRow("a negative width") << -4 << 20 << qint64(0);
+}
+
 void tst_ScreenReader::sizesThatNoGridHoldsFail()
 {
-    // Several of them: their pixels do not fit into 64 bits together.
-    struct Huge : TestSupport::StubCabinet {
+    QFETCH(int, right);
+    QFETCH(int, bottom);
+    QFETCH(qint64, pixels);
+    struct Odd : TestSupport::StubCabinet {
+        Odd(int right, int bottom) : m_right(right), m_bottom(bottom) {}
         EnumErrorCode GetCabinetInfo(CabinetInfo &info) override
         {
             info.id = QStringLiteral("901");
-            info.rect.setCoords(0, 0, std::numeric_limits<int>::max() - 1, std::numeric_limits<int>::max() - 1);
+            info.rect.setCoords(0, 0, m_right, m_bottom);
             return enSuccess;
         }
+        int m_right;
+        int m_bottom;
     };
-    ScreenV4 huge;
+    ScreenV4 odd;
     auto *const subScreen = new SubScreenV4(QStringLiteral("H"));
-    huge.addSubScreen(QStringLiteral("H"), subScreen);
+    odd.addSubScreen(QStringLiteral("H"), subScreen);
     for (int id = 901; id < 906; ++id) {
-        QVERIFY(CabinetManager::getInstance()->addCabinet(QString::number(id), new Huge));
+        QVERIFY(CabinetManager::getInstance()->addCabinet(QString::number(id), new Odd(right, bottom)));
         subScreen->addCabinet(QString::number(id), QString());
     }
-    Coefficient grid = gridFor(QRect(5, 5, 2, 2));
-    qint64 pixels = -1;
-    QCOMPARE(
-        ScreenReader(huge).tryGetCoefficients(QRect(5, 5, 2, 2), grid, nullptr,
-                                              [&](const ScreenReader::Progress &progress) { pixels = progress.pixels; }),
-        enNotSupported);
-    QCOMPARE(pixels, 5 * qint64(std::numeric_limits<int>::max()));
+    const QRect rect(-2, 5, 4, 4); // in the rectangle of a negative width, too
+    Coefficient grid = gridFor(rect);
+    qint64 reported = -1;
+    QCOMPARE(ScreenReader(odd).tryGetCoefficients(
+                 rect, grid, nullptr, [&](const ScreenReader::Progress &progress) { reported = progress.pixels; }),
+             enNotSupported);
+    QCOMPARE(reported, 5 * pixels);
     QCOMPARE(m_log->takeCritical(),
              QStringList{QStringLiteral("Failed to create coefficient. cabinet key: 901 Coefficient type:0")});
 }

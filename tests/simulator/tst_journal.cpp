@@ -332,22 +332,30 @@ private Q_SLOTS:
         QCOMPARE(wall().journal().calls().first().number, qint64(1));
     }
 
+    void aFullDiskEndsTheFileBeforeTheCallAndIsTold_data()
+    {
+        QTest::addColumn<bool>("lastByteOnly");
+        QTest::newRow("a part of a line is missing") << false;
+        QTest::newRow("the last byte of a line is missing") << true;
+    }
     void aFullDiskEndsTheFileBeforeTheCallAndIsTold()
     {
+        QFETCH(bool, lastByteOnly);
         if (!QFile::exists(QStringLiteral("/dev/full")))
             QSKIP("needs /dev/full");
         QString error;
         QVERIFY(!wall().journal().recordTo(QStringLiteral("/dev/full"), &error));
         QCOMPARE(error, QStringLiteral("/dev/full: No space left on device"));
 
-        const QString path = m_folder.filePath(QStringLiteral("full.jsonl"));
+        const QString path = m_folder.filePath(QString::fromLatin1(QTest::currentDataTag()));
         QVERIFY(wall().journal().recordTo(path));
         HttpProxy::getInstance()->initialize(true);
         const auto size = static_cast<rlim_t>(contentOf(path).size());
         rlimit old{};
         QCOMPARE(getrlimit(RLIMIT_FSIZE, &old), 0);
         const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit low{size + 20, old.rlim_max}; // Room for a part of the next line.
+        const auto line = static_cast<rlim_t>(Adapter::journalLine(wall().journal().calls().first()).size());
+        const rlimit low{size + (lastByteOnly ? line - 1 : 20), old.rlim_max}; // The next line is as long as the first.
         QCOMPARE(setrlimit(RLIMIT_FSIZE, &low), 0);
         HttpProxy::getInstance()->initialize(true);
         HttpProxy::getInstance()->initialize(false);
@@ -487,6 +495,7 @@ private Q_SLOTS:
             QTest::newRow(name) << content << calls << QString::fromUtf8(quoted(problem));
         };
         raw("an empty file", "", 0, "empty, not even a header");
+        raw("a blank line before the header", QByteArray("\n") + header, 0, "line 1: byte 1: not valid JSON: illegal value");
         raw("not JSON", "led wall\n", 0, "line 1: byte 1: not valid JSON: illegal value");
         raw("a header that is not a map", "[1]\n", 0, "line 1: expected an object, got a list");
         raw("a call without header", quoted("{'number': 1, 'operation': 'x', 'result': true}\n"), 0,
@@ -536,6 +545,8 @@ private Q_SLOTS:
              "line 3: result: expected true or false, got 1");
         line("an unknown key", "{'number': 2, 'operation': 'x', 'result': true, 'reqest': {}}",
              "line 3: unknown key 'reqest', did you mean 'request'?");
+        line("a key that is nearer to the second of two", "{'number': 2, 'operation': 'x', 'result': true, 'resply': {}}",
+             "line 3: unknown key 'resply', did you mean 'reply'?");
         line("a time before the start", "{'number': 2, 'operation': 'x', 'result': true, 'time': -1}",
              "line 3: time: expected an integer that is not negative, got -1");
         line("headers that are no map", "{'number': 2, 'operation': 'x', 'result': true, 'headers': []}",
@@ -578,6 +589,9 @@ private Q_SLOTS:
     void tellsThatAFileIsMissing()
     {
         QString error;
+        const QString inNoFolder = m_folder.filePath(QStringLiteral("no/folder.jsonl"));
+        QVERIFY(!wall().journal().recordTo(inNoFolder, &error));
+        QCOMPARE(error, inNoFolder + QStringLiteral(": No such file or directory"));
         const QString path = m_folder.filePath(QStringLiteral("nowhere.jsonl"));
         QVERIFY(CallJournal::read(path, &error).isEmpty());
         QCOMPARE(error, path + QStringLiteral(": No such file or directory"));

@@ -314,7 +314,8 @@ private Q_SLOTS:
         row("the last control character and a blank", QStringLiteral("\x1f "), "'\\u001f '");
         row("the delete character between others", QStringLiteral("~\x7f\u0080"), "'~\\u007f\xc2\x80'");
         row("true", true, "true");
-        row("an int", -2147483647 - 1, "-2147483648");
+        row("the least int", -2147483647 - 1, "-2147483648");
+        row("the greatest int", 2147483647, "2147483647");
         row("nothing", QVariant(), "null");
         row("a list", List{1, List{}}, "[1, []]");
         row("a map", Map{{QStringLiteral("k"), 1}}, "{'k': 1}");
@@ -502,6 +503,11 @@ private Q_SLOTS:
         row("a fraction", "[{'a': [0, 1.5]}]", "request[0].a[1]: 1.5 is not a 32-bit integer and needs a '$type'");
         row("more than 32 bits", "{'a b': 2147483648}",
             "request['a b']: 2147483648 is not a 32-bit integer and needs a '$type'");
+        const QByteArray key63 = QByteArray(62, 'k') + '-';
+        row("a long key", "{'" + key63 + "-': 1.5}",
+            "request['" + key63 + "-']: 1.5 is not a 32-bit integer and needs a '$type'");
+        row("a longer key", "{'" + key63 + "--': 1.5}",
+            "request['" + key63 + "-...' (65 characters)]: 1.5 is not a 32-bit integer and needs a '$type'");
         row("an uint below zero", "{'$type': 'uint', 'value': -1}",
             "request.value: expected an integer from 0 to 4294967295, got -1");
         row("a 64-bit integer past its range", "{'$type': 'qlonglong', 'value': '9223372036854775808'}",
