@@ -27,13 +27,14 @@ struct Ends {
 Ends endsOf(int distance, int piece, int board, int square, int boardLast)
 {
     const int first = wrapSub(square, remainder(distance, square));
-    if (qint64(distance) + piece >= board) {
-        if (qint64(distance) + first + boardLast <= board)
+    const int end = wrapAdd(distance, piece);
+    if (end >= board) {
+        if (wrapAdd(wrapAdd(distance, first), boardLast) <= board)
             return {first, boardLast};
         return {piece, piece}; // inside one square
     }
     if (piece >= first) {
-        const int last = remainder(wrapAdd(distance, piece), square);
+        const int last = remainder(end, square);
         return {first, last == 0 ? square : last};
     }
     return {piece, piece};
@@ -44,8 +45,9 @@ Ends endsOf(int distance, int piece, int board, int square, int boardLast)
 int phaseOf(int distance, int piece, int board, int square, int boardLast, int colors)
 {
     // A piece inside the last, narrower square is located by that square's own edge.
-    if (qint64(distance) + piece >= board && piece < boardLast)
-        distance = wrapSub(wrapAdd(distance, piece), boardLast);
+    const int end = wrapAdd(distance, piece);
+    if (end >= board && piece < boardLast)
+        distance = wrapSub(end, boardLast);
     return quotient(remainder(distance, wrapMul(colors, square)), square);
 }
 

@@ -185,6 +185,8 @@ private Q_SLOTS:
     void colorsWithoutPhaseAppendNothing();
     void negativeNumbersFollowTheFormula_data();
     void negativeNumbersFollowTheFormula();
+    void sumsOfABoardWrap_data();
+    void sumsOfABoardWrap();
     void extremeNumbersDoNoHarm();
     void extremeRectanglesDoNoHarm_data();
     void extremeRectanglesDoNoHarm();
@@ -1008,6 +1010,41 @@ void tst_TestPatterns::negativeNumbersFollowTheFormula()
     sizes.calculate(board, abs, 0, QRect(0, 0, piece, 50));
     QCOMPARE(sizes.numbers(), QVector<int>({first, 50, last, 50}));
     QCOMPARE(sizes.colors.size() - 1, colored ? 2 : 0);
+}
+
+void tst_TestPatterns::sumsOfABoardWrap_data()
+{
+    // Sums are those of 32-bit integers.
+    QTest::addColumn<int>("abs");
+    QTest::addColumn<int>("piece");
+    QTest::addColumn<int>("square");
+    QTest::addColumn<int>("boardLast");
+    QTest::addColumn<int>("first");
+    QTest::addColumn<int>("last");
+    QTest::addColumn<int>("color");
+    QTest::newRow("end of the piece") << intMax << 10 << 5 << 15 << 3 << -4 << 1;
+    QTest::newRow("end of the last square") << 60 << 40 << 30 << intMax << 30 << intMax << 0;
+}
+
+void tst_TestPatterns::sumsOfABoardWrap()
+{
+    QFETCH(int, abs);
+    QFETCH(int, piece);
+    QFETCH(int, square);
+    QFETCH(int, boardLast);
+    QFETCH(int, first);
+    QFETCH(int, last);
+    QFETCH(int, color);
+    Sizes horizontal;
+    DrawingCheckerboard wide = checkers(QRect(0, 0, 100, 50), 2, square, 50, boardLast, 50);
+    horizontal.calculate(wide, abs, 0, QRect(0, 0, piece, 50));
+    QCOMPARE(horizontal.numbers(), QVector<int>({first, 50, last, 50}));
+    QCOMPARE(horizontal.colors.mid(1), colorsFrom(color, 2));
+    Sizes vertical;
+    DrawingCheckerboard high = checkers(QRect(0, 0, 50, 100), 2, 50, square, 50, boardLast);
+    vertical.calculate(high, 0, abs, QRect(0, 0, 50, piece));
+    QCOMPARE(vertical.numbers(), QVector<int>({50, first, 50, last}));
+    QCOMPARE(vertical.colors.mid(1), colorsFrom(color, 2));
 }
 
 void tst_TestPatterns::extremeNumbersDoNoHarm()
