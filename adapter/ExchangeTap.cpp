@@ -23,6 +23,9 @@ struct ExchangeTap::State {
     qint64 begin(Call call);
     void end(qint64 number, const Answer &answer, const QString &note = QString(), bool rejected = false);
     void stop();
+    /// Returns what `pass` returns. What it throws ends the call.
+    template <typename Pass>
+    auto forward(qint64 number, Pass pass);
 
     const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     std::mutex mutex;
@@ -104,6 +107,17 @@ Answer observed(const Answer &answer, const Call &call)
 
 } // namespace
 
+template <typename Pass>
+auto ExchangeTap::State::forward(qint64 number, Pass pass)
+{
+    try {
+        return pass();
+    } catch (...) {
+        end(number, {false, {}, {}}, QStringLiteral("thrown: ") + reasonOf(std::current_exception()));
+        throw;
+    }
+}
+
 ExchangeTap::ExchangeTap(DeviceBackend &inner, Observer observer, QObject *parent)
     : BackendFilter(inner, parent), m_state(std::make_shared<State>(std::move(observer)))
 {
@@ -125,7 +139,7 @@ void ExchangeTap::initialize(bool enable)
     call.operation = operations()[Operation::HttpProxy_initialize].name;
     call.extra = enable;
     const qint64 number = m_state->begin(call);
-    BackendFilter::initialize(enable);
+    m_state->forward(number, [&] { BackendFilter::initialize(enable); });
     m_state->end(number, {});
 }
 
@@ -134,7 +148,7 @@ QList<DeviceInfo> ExchangeTap::devices()
     Call call;
     call.operation = operations()[Operation::HttpProxy_getDeviceList].name;
     const qint64 number = m_state->begin(call);
-    const QList<DeviceInfo> devices = BackendFilter::devices();
+    const QList<DeviceInfo> devices = m_state->forward(number, [&] { return BackendFilter::devices(); });
     QVariantList reply;
     for (const DeviceInfo &device : devices)
         reply += QVariantMap{{QStringLiteral("key"), device.key}, {QStringLiteral("label"), device.label}};
@@ -145,23 +159,20 @@ QList<DeviceInfo> ExchangeTap::devices()
 Answer ExchangeTap::answer(const Call &call)
 {
     const qint64 number = m_state->begin(call);
-    try {
+    return m_state->forward(number, [&] {
         const Answer answer = BackendFilter::answer(call);
         if (answer.error)
             m_state->end(number, {false, {}, {}, nullptr, answer.note}, QStringLiteral("thrown: ") + reasonOf(answer.error));
         else
             m_state->end(number, observed(answer, call));
         return answer;
-    } catch (...) {
-        m_state->end(number, {false, {}, {}}, QStringLiteral("thrown: ") + reasonOf(std::current_exception()));
-        throw;
-    }
+    });
 }
 
 QtPromise::QPromise<bool> ExchangeTap::upload(const Call &call)
 {
     const qint64 number = m_state->begin(call);
-    try {
+    return m_state->forward(number, [&] {
         return BackendFilter::upload(call).then(
             [state = m_state, number](bool value) {
                 state->end(number, {value, {}, {}});
@@ -172,10 +183,7 @@ QtPromise::QPromise<bool> ExchangeTap::upload(const Call &call)
                 state->end(number, {false, {}, {}}, reasonOf(error), true);
                 std::rethrow_exception(error);
             });
-    } catch (...) {
-        m_state->end(number, {false, {}, {}}, QStringLiteral("thrown: ") + reasonOf(std::current_exception()));
-        throw;
-    }
+    });
 }
 
 } // namespace Adapter

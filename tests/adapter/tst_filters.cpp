@@ -38,20 +38,26 @@ const QString id = QStringLiteral("7");
 class InnerBackend : public DeviceBackend
 {
 public:
-    void initialize(bool enable) override { initialized += enable; }
-    QList<DeviceInfo> devices() override { return {{QStringLiteral("A"), QStringLiteral("Device A")}}; }
+    void initialize(bool enable) override
+    {
+        throwIfAsked();
+        initialized += enable;
+    }
+    QList<DeviceInfo> devices() override
+    {
+        throwIfAsked();
+        return {{QStringLiteral("A"), QStringLiteral("Device A")}};
+    }
     Answer answer(const Call &call) override
     {
         operations += call.operation;
-        if (thrown)
-            std::rethrow_exception(thrown);
+        throwIfAsked();
         return next;
     }
     QtPromise::QPromise<bool> upload(const Call &call) override
     {
         operations += call.operation;
-        if (thrown)
-            std::rethrow_exception(thrown);
+        throwIfAsked();
         return QtPromise::QPromise<bool>(
             [this](const QtPromise::QPromiseResolve<bool> &resolve, const QtPromise::QPromiseReject<bool> &reject) {
                 settle = [resolve](bool value) { resolve(value); };
@@ -65,6 +71,13 @@ public:
     std::exception_ptr thrown;
     std::function<void(bool)> settle;
     std::function<void()> fail;
+
+private:
+    void throwIfAsked() const
+    {
+        if (thrown)
+            std::rethrow_exception(thrown);
+    }
 };
 
 /// Gives every reply away: nothing but the caller holds it.
@@ -303,7 +316,9 @@ void tst_Filters::aTapShowsWhatWasThrown()
     QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->getCabinetEffectMode(key, id, reply), int);
     m_inner->thrown = std::make_exception_ptr(std::runtime_error("the cable"));
     QVERIFY_EXCEPTION_THROWN(Correctionop::getInstance()->uploadCoefficientAsync(key, List{1}), std::runtime_error);
-    QCOMPARE(seen.size(), 4);
+    QVERIFY_EXCEPTION_THROWN(HttpProxy::getInstance()->getDeviceList(), std::runtime_error);
+    QVERIFY_EXCEPTION_THROWN(HttpProxy::getInstance()->initialize(true), std::runtime_error);
+    QCOMPARE(seen.size(), 6);
     for (const Call &call : qAsConst(seen))
         QVERIFY(call.settled && !call.result);
     QCOMPARE(seen[0].note, QStringLiteral("thrown: std::bad_alloc"));
@@ -311,12 +326,16 @@ void tst_Filters::aTapShowsWhatWasThrown()
     QCOMPARE(seen[2].note, QStringLiteral("thrown: unknown exception"));
     QCOMPARE(seen[3].note, QStringLiteral("thrown: the cable"));
     QVERIFY(!seen[3].rejected);
+    QCOMPARE(seen[4].operation, QStringLiteral("HttpProxy::getDeviceList"));
+    QCOMPARE(seen[4].note, QStringLiteral("thrown: the cable"));
+    QCOMPARE(seen[5].operation, QStringLiteral("HttpProxy::initialize"));
+    QCOMPARE(seen[5].note, QStringLiteral("thrown: the cable"));
 
     m_inner->thrown = nullptr;
     m_inner->next = {true, {}, {}, nullptr, QStringLiteral("late")}; // two notes of one call
     Map given{{QStringLiteral("mode"), 1}};
     QVERIFY(Correctionop::getInstance()->getCabinetEffectMode(key, id, given));
-    QCOMPARE(seen[4].note, QStringLiteral("the reply was not passed in empty; late"));
+    QCOMPARE(seen[6].note, QStringLiteral("the reply was not passed in empty; late"));
 }
 
 void tst_Filters::aTapShowsPendingUploadsWhenItStops()
