@@ -18,7 +18,6 @@
 #include <service/HttpProxy.h>
 #include <service/ScreenInfo.h>
 
-#include <QtCore/QThread>
 #include <QtTest/QtTest>
 
 #include <functional>
@@ -231,7 +230,7 @@ void tst_DeviceReplies::deepRepliesNeedNoDeepStack()
     QFETCH(QString, kinds);
     QFETCH(int, code);
     int result = -1;
-    const std::unique_ptr<QThread> thread(QThread::create([&] {
+    TestSupport::onSmallStack([&] {
         nextReply = nested(30000, kinds);
         Coefficient grid(2, 1);
         QList<CabinetsModuleFlag> flags{CabinetsModuleFlag()};
@@ -245,10 +244,7 @@ void tst_DeviceReplies::deepRepliesNeedNoDeepStack()
             result = m_cabinet->tryGetCoefficients(grid);
         else
             result = SubScreenV4(QStringLiteral("A")).isCheckerboardlImage();
-    }));
-    thread->setStackSize(512 * 1024);
-    thread->start();
-    thread->wait();
+    });
     QCOMPARE(result, code);
     QCOMPARE(m_log->takeWarning(),
              QStringList(QStringLiteral("reply nested deeper than 100 levels: the rest is left out. device:A")));
@@ -398,13 +394,10 @@ void tst_DeviceReplies::deepRepliesOfARefresh()
     QFETCH(QString, query);
     ScreenManager *const manager = ScreenManager::getInstance();
     EnumErrorCode result = enTimeout;
-    const std::unique_ptr<QThread> thread(QThread::create([&] {
+    TestSupport::onSmallStack([&] {
         deepQuery = query;
         result = manager->refreshScreen();
-    }));
-    thread->setStackSize(512 * 1024);
-    thread->start();
-    thread->wait();
+    });
     deepQuery.clear();
     QCOMPARE(result, enSuccess);
     QCOMPARE(m_log->takeWarning(),

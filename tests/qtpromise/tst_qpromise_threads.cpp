@@ -1462,18 +1462,21 @@ private Q_SLOTS:
     void aThreadMakesPromisesAfterItsEnd()
     {
         int value = 0;
-        QThread *const thread = QThread::create([&value] {
+        Gate done;
+        QThread *const thread = QThread::create([&] {
             QPromise<int>::resolve(1).then([](int one) { return one + 1; }).wait();
             // After the promise's own connection to the same signal.
             QObject::connect(
                 QThread::currentThread(), &QThread::finished, QThread::currentThread(),
-                [&value] {
+                [&] {
                     const auto late = QPromise<int>::resolve(3).then([&value](int three) { value = three; });
                     late.wait();
+                    done.open();
                 },
                 Qt::DirectConnection);
         });
         thread->start();
+        done.pass();
         thread->wait();
         delete thread;
         QCOMPARE(value, 3);
