@@ -34,7 +34,7 @@ configure_preset() {
 build_preset() {
   local preset=$1
   shift
-  configure_preset "$preset"
+  configure_preset "$preset" || return 1 # "set -e" has no effect inside a condition or a command substitution
   cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
