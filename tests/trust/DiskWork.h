@@ -29,6 +29,9 @@ Kept kept(Simulator::VirtualWall &wall);
 /// The places in which two differ.
 QString differences(const Kept &a, const Kept &b);
 
+/// Of a wall's log lines, for TestSupport::LogCapture.
+constexpr char logCategory[] = "default";
+
 /// A request to each device that changes nothing. False when one is refused.
 bool ask(Simulator::VirtualWall &wall);
 

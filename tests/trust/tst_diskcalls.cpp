@@ -5,7 +5,9 @@
 #include "support/Allocations.h"
 
 #include "simulator/DiskSteps.h"
+#include "support/LogCapture.h"
 #include "trust/DiskWork.h"
+#include "trust/Options.h"
 #include "trust/Process.h"
 
 #include <QtTest/QtTest>
@@ -21,13 +23,9 @@ using namespace Simulator;
 using DiskWork::differences;
 using DiskWork::kept;
 using DiskWork::Kept;
+using Trust::isLong;
 
 namespace {
-
-bool isLong()
-{
-    return qEnvironmentVariableIsSet("CORRECTION_TRUST_ALL");
-}
 
 struct Failure {
     int error; ///< As for DiskSteps::failAt().
@@ -36,19 +34,6 @@ struct Failure {
 
 const Failure failures[] = {{EIO, false},    {EIO, true},   {ENOSPC, false}, {ENOSPC, true}, {EINTR, false},
                             {EACCES, false}, {EROFS, true}, {0, false},      {0, true}};
-
-QStringList warnings;
-
-void keepWarning(QtMsgType, const QMessageLogContext &, const QString &message)
-{
-    warnings += message;
-}
-
-/// RAII: the lines of the log go to `warnings`.
-struct Log {
-    ~Log() { qInstallMessageHandler(before); }
-    QtMessageHandler before = qInstallMessageHandler(keepWarning);
-};
 
 /// Without what the cabinets show.
 Kept saved(Kept values)
@@ -115,13 +100,12 @@ private:
 
 void tst_DiskCalls::failCall(const Batch &batch, int requests, int step, const Failure &failure, bool &isReached)
 {
-    const Log log;
+    TestSupport::LogCapture log(DiskWork::logCategory);
     DiskWork::write(batch.directory, batch.files);
     VirtualWall reference;
     batch.loadReference(reference);
     VirtualWall wall;
     QString error;
-    warnings.clear();
     DiskSteps::watch(batch.directory.toLocal8Bit(), DiskSteps::Everything);
     DiskSteps::failAt(step, failure.error, failure.isLasting);
     bool isOpen = wall.open(batch.directory, &error);
@@ -139,7 +123,7 @@ void tst_DiskCalls::failCall(const Batch &batch, int requests, int step, const F
     const bool endsThere = step % 2 == 0;
     int next = batch.first;
     for (; next < batch.first + requests && !(endsThere && isOpen && DiskSteps::count() >= step); ++next) {
-        const auto lines = warnings.size();
+        log.clear();
         wall.journal().clear();
         if (DiskWork::request(wall, batch.seed, next)) {
             ++m_answers;
@@ -148,7 +132,7 @@ void tst_DiskCalls::failCall(const Batch &batch, int requests, int step, const F
         }
         ++m_refusals;
         const QList<Call> calls = wall.journal().calls();
-        QVERIFY2(!calls.isEmpty() ? !calls.last().note.isEmpty() : warnings.size() > lines, "no reason");
+        QVERIFY2(!calls.isEmpty() ? !calls.last().note.isEmpty() : !log.takeWarning().isEmpty(), "no reason");
         QVERIFY(isOpen && DiskSteps::count() >= step && failure.error != 0);
     }
     if (isOpen)
@@ -308,7 +292,7 @@ void tst_DiskCalls::aSmallDiskMayBeFull()
             std::fprintf(stderr, "%s\n", qPrintable(text));
             tell(output, isWrong);
         };
-        const Log log;
+        const TestSupport::LogCapture log(DiskWork::logCategory);
         std::mt19937 random(1);
         const QString directory = disk + QStringLiteral("/wall");
         VirtualWall wall;
@@ -365,13 +349,13 @@ void tst_DiskCalls::aSmallDiskMayBeFull()
         tell(output, answered);
         tell(output, number - answered);
     });
-    const QVector<int> told = process.finish();
-    if (told.value(0) == notHere)
+    const QVector<int> counts = process.finish();
+    if (counts.value(0) == notHere)
         QSKIP("no file systems of its own for a process on this machine");
-    QCOMPARE(told.size(), 2);
-    QVERIFY(told[0] > 10 && told[1] > 10);
-    qInfo("measured: on a full file system with %s %d requests answered true, %d false", limits.constData(), told[0],
-          told[1]);
+    QCOMPARE(counts.size(), 2);
+    QVERIFY(counts[0] > 10 && counts[1] > 10);
+    qInfo("measured: on a full file system with %s %d requests answered true, %d false", limits.constData(), counts[0],
+          counts[1]);
 }
 
 QTEST_GUILESS_MAIN(tst_DiskCalls)

@@ -3,7 +3,9 @@
 // planes that are read while the wall is open.
 
 #include "simulator/DiskSteps.h"
+#include "support/LogCapture.h"
 #include "trust/DiskWork.h"
+#include "trust/Options.h"
 
 #include <simulator/WallFile.h>
 
@@ -16,27 +18,11 @@ using DiskWork::differences;
 using DiskWork::Files;
 using DiskWork::Kept;
 using DiskWork::kept;
+using Trust::isLong;
 
 namespace {
 
-bool isLong()
-{
-    return qEnvironmentVariableIsSet("CORRECTION_TRUST_ALL");
-}
-
 const QString lockFile = QStringLiteral("/lock");
-int warnings = 0;
-
-void countWarning(QtMsgType, const QMessageLogContext &, const QString &)
-{
-    ++warnings;
-}
-
-/// RAII: the lines of the log are counted.
-struct Log {
-    ~Log() { qInstallMessageHandler(before); }
-    QtMessageHandler before = qInstallMessageHandler(countWarning);
-};
 
 /// With the description.
 Kept everything(VirtualWall &wall)
@@ -79,8 +65,7 @@ private:
 void tst_DiskDamage::cleanupTestCase()
 {
     qInfo("measured: %d bits flipped, files cut at %d lengths, %d other changes: %d times named, %d times all values as "
-          "saved; "
-          "%d bits flipped while a wall was open, %d planes not returned, none with other values",
+          "saved; %d bits flipped while a wall was open, %d planes not returned, none with other values",
           m_bits, m_lengths, m_others, m_named, m_unchanged, m_openBits, m_planes);
 }
 
@@ -138,7 +123,7 @@ void tst_DiskDamage::everyDamageIsNamed_data()
 void tst_DiskDamage::everyDamageIsNamed()
 {
     QFETCH(int, size);
-    const Log log;
+    const TestSupport::LogCapture log(DiskWork::logCategory);
     Files files;
     m_expected = make(size, files);
     DiskSteps::watch(m_directory.toLocal8Bit()); // no waiting for the disk
@@ -193,7 +178,7 @@ void tst_DiskDamage::everyDamageIsNamed()
 
 void tst_DiskDamage::damageOfAnOpenWallIsNoticed()
 {
-    const Log log;
+    TestSupport::LogCapture log(DiskWork::logCategory);
     Files files;
     m_expected = make(0, files);
     VirtualWall wall;
@@ -209,7 +194,7 @@ void tst_DiskDamage::damageOfAnOpenWallIsNoticed()
             const QByteArray context = "bit " + QByteArray::number(bit) + " of " + it.key().toLocal8Bit();
             QVERIFY(file.seek(bit / 8) && file.putChar(static_cast<char>((*it)[bit / 8] ^ (1 << bit % 8))));
             ++m_openBits;
-            warnings = 0;
+            log.clear();
             const Kept found = everything(wall);
             int missing = 0;
             for (auto value = m_expected.cbegin(); value != m_expected.cend(); ++value) {
@@ -219,7 +204,7 @@ void tst_DiskDamage::damageOfAnOpenWallIsNoticed()
                          context + ": " + value.key().toLocal8Bit());
                 ++missing;
             }
-            QVERIFY2(missing == warnings, context);
+            QVERIFY2(missing == log.takeWarning().size(), context);
             m_planes += missing;
             QVERIFY(file.seek(bit / 8) && file.putChar((*it)[bit / 8]));
         }

@@ -1,6 +1,8 @@
 // A host that runs for weeks: refreshes with devices that come and go, and small writes. Memory and handles of the process
 // must not grow after a warm-up. The speed is reported and decides nothing.
 
+#include "trust/Options.h"
+
 #include <Correction/Correction.h>
 #include <simulator/VirtualWall.h>
 
@@ -16,6 +18,7 @@
 #include <algorithm>
 
 using namespace Correction;
+using Trust::numberOf;
 
 namespace {
 
@@ -25,13 +28,6 @@ constexpr bool isMemoryOwn = false;
 #else
 constexpr bool isMemoryOwn = true;
 #endif
-
-int numberOf(const char *variable, int otherwise)
-{
-    bool isNumber = false;
-    const int number = qEnvironmentVariableIntValue(variable, &isNumber);
-    return isNumber ? number : otherwise;
-}
 
 struct Usage {
     qint64 resident = 0;  ///< bytes
@@ -97,8 +93,7 @@ public:
         QVERIFY(m_before.resident > 0 && (m_before.allocated > 0 || !isMemoryOwn) && m_before.files > 0
                 && m_before.threads > 0);
         qInfo("measured: %d %s: %.1f MiB resident, at most %+.2f %%; %.1f MiB allocated, at most %+.2f %%; %d files, %d "
-              "threads, %d objects, at most %+d, %+d, %+d; "
-              "the last of them take %.2f times as long as the first",
+              "threads, %d objects, at most %+d, %+d, %+d; the last of them take %.2f times as long as the first",
               count, what, double(m_before.resident) / 1048576, growth(m_before.resident, m_most.resident),
               double(m_before.allocated) / 1048576, growth(m_before.allocated, m_most.allocated), m_before.files,
               m_before.threads, m_before.objects, m_most.files - m_before.files, m_most.threads - m_before.threads,

@@ -5,6 +5,7 @@
 
 #include "support/Nested.h"
 #include "trust/OperationTable.h"
+#include "trust/Options.h"
 
 #include <adapter/Operations.h>
 #include <adapter/Recorder.h>
@@ -118,8 +119,7 @@ private Q_SLOTS:
 private:
     void measure(const QString &name, const std::function<void()> &operation);
 
-    const bool m_all = qEnvironmentVariableIsSet("CORRECTION_TRUST_ALL");
-    const int m_scale = m_all ? 100 : 1;
+    const int m_scale = isLong() ? 100 : 1;
     QTemporaryDir m_directory;
     const QString m_path = m_directory.filePath(QStringLiteral("config"));
     HostileBackend m_backend;
@@ -142,7 +142,7 @@ void tst_HostileDevices::cleanup()
 void tst_HostileDevices::cleanupTestCase()
 {
     Adapter::setBackend(nullptr);
-    if (m_all) {
+    if (isLong()) {
         qInfo("measured: at most %.0f s of processor time and %.1f GiB with the reply itself (debug build), %d walls with "
               "extreme rectangles",
               m_longest, m_largest / 1024, m_walls);
@@ -163,7 +163,7 @@ void tst_HostileDevices::measure(const QString &name, const std::function<void()
     const double peak = statusValue("VmHWM:") - before;
     m_longest = std::max(m_longest, seconds);
     m_largest = std::max(m_largest, peak);
-    if (m_all) {
+    if (isLong()) {
         qInfo("%s: %.2f s, %.0f MiB", qPrintable(name), seconds, peak);
         QVERIFY2(seconds < 60 && peak < 2048, qPrintable(name));
     }
@@ -323,7 +323,7 @@ void tst_HostileDevices::deepNesting()
     const bool isOtherForm = what == text("another form");
     Model model{isOtherForm ? Fault{Kind::OtherForm, 0, true} : Fault()};
     const int expected = row.expect(model);
-    const int levels = m_all ? 100000 : 5000;
+    const int levels = isLong() ? 100000 : 5000;
     m_backend.edit = [&](const QString &called, const QString &, QVariant &reply) {
         const Adapter::Form form = Adapter::findOperation(called)->reply;
         if (isOtherForm || form == Adapter::Form::None) {
@@ -399,7 +399,7 @@ void tst_HostileDevices::deepNestingAnywhereInARefresh()
         if (called != operation)
             return;
         left = place;
-        QVariant edited = withDepth(reply, left, m_all ? 100000 : 5000, containers);
+        QVariant edited = withDepth(reply, left, isLong() ? 100000 : 5000, containers);
         reply.swap(edited);
     };
     do {
@@ -418,7 +418,7 @@ void tst_HostileDevices::deepNestingAnywhereInARefresh()
 void tst_HostileDevices::extremeRectangles()
 {
     const QVector<int> numbers =
-        m_all ? QVector<int>{least, least + 1, -1, 0, 1, greatest - 1, greatest} : QVector<int>{least, -1, 1, greatest};
+        isLong() ? QVector<int>{least, least + 1, -1, 0, 1, greatest - 1, greatest} : QVector<int>{least, -1, 1, greatest};
     QVector<Row> rows;
     for (const Row &row : Trust::operations()) {
         if (!row.name.startsWith(text("ScreenManager::")))

@@ -3,6 +3,7 @@
 
 #include "simulator/DiskSteps.h"
 #include "trust/DiskWork.h"
+#include "trust/Options.h"
 #include "trust/Process.h"
 
 #include <QtTest/QtTest>
@@ -12,13 +13,9 @@
 #include <unistd.h>
 
 using namespace Simulator;
+using Trust::isLong;
 
 namespace {
-
-bool isLong()
-{
-    return qEnvironmentVariableIsSet("CORRECTION_TRUST_ALL");
-}
 
 constexpr int isOpen = -1;
 constexpr int isRefused = -2;
@@ -140,22 +137,22 @@ void tst_KilledWriters::everythingAnsweredIsThere()
             ::usleep(static_cast<useconds_t>(random() % 12000));
             process.kill();
         }
-        const QVector<int> told = process.finish();
+        const QVector<int> written = process.finish();
         QVERIFY2(process.wasKilled(), context);
-        QVERIFY2(!told.contains(isRefused), context + "refused");
-        inMaking += told.isEmpty() && !isMade ? 1 : 0;
-        inOpening += told.isEmpty() && isMade ? 1 : 0;
+        QVERIFY2(!written.contains(isRefused), context + "refused");
+        inMaking += written.isEmpty() && !isMade ? 1 : 0;
+        inOpening += written.isEmpty() && isMade ? 1 : 0;
         if (!isMade) {
             isMade = QFileInfo::exists(directory + QStringLiteral("/wall.json"));
-            QVERIFY2(isMade || told.isEmpty(), context + "no wall");
+            QVERIFY2(isMade || written.isEmpty(), context + "no wall");
             if (!isMade) { // the next process makes one in its place
                 QVERIFY2(QDir(directory).removeRecursively(), context);
                 continue;
             }
         }
-        if (!told.isEmpty() && told.last() > 0) {
-            answers += told.last() - reference->number();
-            QVERIFY2(reference->answered(told.last()), context + "refused in memory");
+        if (!written.isEmpty() && written.last() > 0) {
+            answers += written.last() - reference->number();
+            QVERIFY2(reference->answered(written.last()), context + "refused in memory");
         }
 
         // Without tidying up in every other round, so that the next process finds what this one left.
@@ -166,7 +163,7 @@ void tst_KilledWriters::everythingAnsweredIsThere()
                  context + error.toLocal8Bit());
         if (isTidied)
             QVERIFY2(DiskWork::leftovers(directory).isEmpty(), context + DiskWork::leftovers(directory).toLocal8Bit());
-        const QString difference = reference->compare(found, !told.isEmpty(), directory);
+        const QString difference = reference->compare(found, !written.isEmpty(), directory);
         QVERIFY2(difference.isNull(), context + difference.toLocal8Bit());
         unanswered += reference->wasInFlight ? 1 : 0;
         reference->wasInFlight = false;
@@ -189,7 +186,7 @@ void tst_KilledWriters::oneOfThreeMayWrite_data()
 void tst_KilledWriters::oneOfThreeMayWrite()
 {
     QFETCH(bool, isMade);
-    constexpr int patience = 60000; // milliseconds, for a busy machine
+    constexpr int timeout = 60000; // milliseconds, for a busy machine
     const int rounds = isLong() ? 500 : 6;
     const QTemporaryDir folder(DiskWork::placeForFiles());
     const QString directory = folder.filePath(QStringLiteral("wall"));
@@ -236,26 +233,26 @@ void tst_KilledWriters::oneOfThreeMayWrite()
         int open = -1;
         int openCount = 0;
         for (int i = 0; i < 3; ++i) {
-            int told = isWrong;
-            QVERIFY2(processes[i].readNumber(told, patience), context);
-            QVERIFY2(told == isOpen || told == isRefused, context + QByteArray::number(told));
-            openCount += told == isOpen ? 1 : 0;
-            open = told == isOpen ? i : open;
+            int first = isWrong;
+            QVERIFY2(processes[i].readNumber(first, timeout), context);
+            QVERIFY2(first == isOpen || first == isRefused, context + QByteArray::number(first));
+            openCount += first == isOpen ? 1 : 0;
+            open = first == isOpen ? i : open;
         }
         const bool isAsked = openCount == 1;
         const bool isKilled = round % 2 == 0;
-        QVector<int> told;
-        for (int each = 0; isAsked && told.size() < 5 && processes[open].readNumber(each, patience);)
-            told += each;
+        QVector<int> answered;
+        for (int each = 0; isAsked && answered.size() < 5 && processes[open].readNumber(each, timeout);)
+            answered += each;
         if (isAsked && isKilled)
             processes[open].kill(); // and leaves its lock file
         ::close(end[1]);
         for (Process &process : processes)
             process.finish();
         QCOMPARE(openCount, 1);
-        QVERIFY2(!told.contains(isWrong), context);
-        QCOMPARE(told.size(), 5);
-        QVERIFY2(reference->answered(told.last()), context);
+        QVERIFY2(!answered.contains(isWrong), context);
+        QCOMPARE(answered.size(), 5);
+        QVERIFY2(reference->answered(answered.last()), context);
         VirtualWall found;
         QString error;
         QVERIFY2(found.loadReadOnly(directory, &error), context + error.toLocal8Bit());

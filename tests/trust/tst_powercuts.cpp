@@ -4,6 +4,7 @@
 
 #include "simulator/DiskSteps.h"
 #include "trust/DiskWork.h"
+#include "trust/Options.h"
 
 #include <QtTest/QtTest>
 
@@ -17,13 +18,9 @@ using DiskSteps::Change;
 using DiskWork::differences;
 using DiskWork::Kept;
 using DiskWork::kept;
+using Trust::isLong;
 
 namespace {
-
-bool isLong()
-{
-    return qEnvironmentVariableIsSet("CORRECTION_TRUST_ALL");
-}
 
 /// Files by path; folders are those without bytes whose path ends with a slash.
 using Tree = QMap<QByteArray, QByteArray>;

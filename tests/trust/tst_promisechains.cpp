@@ -2,6 +2,7 @@
 // the ending, every call of a handler with what it is given, its thread and its order. The expressions depend on the seed
 // alone.
 
+#include "trust/Options.h"
 #include "trust/PromiseModel.h"
 
 #include <QtPromise>
@@ -958,13 +959,6 @@ void watch(Round &round)
         std::fflush(stderr);
         qFatal("no chain has ended for minutes");
     }
-}
-
-int numberOf(const char *variable, int otherwise)
-{
-    bool isNumber = false;
-    const int number = qEnvironmentVariableIntValue(variable, &isNumber);
-    return isNumber ? number : otherwise;
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // loop of a write, every operation of the library is tried. The pairs are generated from the table of operations.
 
 #include "trust/OperationTable.h"
+#include "trust/Options.h"
 
 #include "support/LogCapture.h"
 
@@ -40,7 +41,6 @@ private:
     const QString m_path = m_directory.filePath(QStringLiteral("config"));
     const QString m_innerPath = m_directory.filePath(QStringLiteral("inner"));
     FaultyBackend m_backend;
-    const bool m_all = qEnvironmentVariableIsSet("CORRECTION_TRUST_ALL"); ///< else every fifth pair
     int m_pairs = 0;
     int m_cases = 0;
     std::optional<TestSupport::LogCapture> m_log; // made after the test library has installed its own handler
@@ -79,9 +79,10 @@ void tst_Reentrancy::outerRows()
         QTest::newRow(qPrintable(operations()[i].name)) << int(i);
 }
 
+/// Whether the next pair is tried: in the short form every fifth one.
 bool tst_Reentrancy::isChosen()
 {
-    const bool isChosen = m_all || m_pairs % 5 == 0;
+    const bool isChosen = isLong() || m_pairs % 5 == 0;
     ++m_pairs;
     m_cases += isChosen;
     return isChosen;
