@@ -462,7 +462,7 @@ QByteArray ownName()
 bool Lock::take(const QString &path, QString *error)
 {
     // For a process that is releasing the lock, and for one that has not yet written its name into the file.
-    constexpr int patience = 200; // milliseconds
+    constexpr int timeout = 200; // milliseconds
     constexpr unsigned long pause = 10;
 
     const auto fail = [&](const QString &text) {
@@ -482,7 +482,7 @@ bool Lock::take(const QString &path, QString *error)
     m_path = encoded(path);
     const QByteArray name = ownName();
     const QByteArray host = QSysInfo::machineHostName().toUtf8();
-    const QDeadlineTimer deadline(patience);
+    const QDeadlineTimer deadline(timeout);
     for (;;) {
         release();
         int file = ::open(m_path.constData(), O_RDWR | O_CLOEXEC);

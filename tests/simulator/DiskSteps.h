@@ -24,7 +24,7 @@ int count();
 /// The step with this number (from 1) fails with `error`, an errno; with `lasting` all later ones fail, too. Error 0: reads
 /// and writes are cut in half and return the shorter length, and everything else succeeds.
 void failAt(int step, int error, bool lasting);
-/// The disk of the files below the folder tells that it has so many bytes free; until the next watch().
+/// fstatvfs() of a file below the folder reports so many free bytes; until the next watch().
 void setFreeBytes(qint64 bytes);
 /// Called before a file or folder below the folder is opened, and before a file there is read at a position, with its path;
 /// until the next watch(). Not for what the call itself does. For one thread at a time.

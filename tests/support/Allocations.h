@@ -25,10 +25,9 @@ thread_local bool armed = false;
 thread_local int untilFailure = -1; ///< the allocation behind so many others fails; never when negative
 thread_local int allocations = 0;
 thread_local std::int64_t liveBlocks = 0;
-/// Live blocks of at least so many bytes, and the most of them there ever were.
-thread_local std::size_t largeSize = SIZE_MAX;
+thread_local std::size_t largeSize = SIZE_MAX; ///< blocks of at least so many bytes are large
 thread_local int liveLarge = 0;
-thread_local int mostLarge = 0;
+thread_local int mostLarge = 0; ///< the most large blocks that were live at a time
 
 inline bool failsNow()
 {

@@ -12,7 +12,7 @@
 
 namespace TestSupport {
 
-/// Collects the log lines of one category while it lives, those of the library unless another one is given. Lines of other
+/// Collects the log lines of one category while it exists, those of the library unless another one is given. Lines of other
 /// categories go on to the capture around it and to the handler before.
 ///
 /// Make it in `initTestCase()` or later: Qt Test installs a handler of its own when the program starts.

@@ -43,7 +43,7 @@ void write(const QString &directory, const Files &files);
 
 /// A new folder in memory, where that is possible.
 QString placeForFiles();
-/// Everything in the devices' folders to which no state.json refers; empty after an open() with the disk in order.
+/// Everything in the devices' folders to which no state.json refers; empty after an open() with a disk that works.
 QString leftovers(const QString &directory);
 
 } // namespace DiskWork

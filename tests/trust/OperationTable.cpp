@@ -81,7 +81,7 @@ Map gammaOf(int first)
     return {{text("redGamma"), curve(1)}, {text("greenGamma"), curve(3)}, {text("blueGamma"), curve(5)}};
 }
 
-/// The reply of a device in order. Values differ by device and cabinet.
+/// The reply of a device without faults. Values differ by device and cabinet.
 QVariant makeReply(const QString &operation, const QString &device, const QString &target)
 {
     const int cabinet = target.toInt();

@@ -57,11 +57,11 @@ public:
         return result;
     }
     bool wasKilled() const { return WIFSIGNALED(m_status) && WTERMSIG(m_status) == SIGKILL; }
-    /// False at the end, and when nothing comes for so many milliseconds.
-    bool readNumber(int &number, int patience)
+    /// False at the end, and after `timeout` milliseconds without a number; -1: no limit.
+    bool readNumber(int &number, int timeout)
     {
         pollfd waiting{m_output, POLLIN, 0};
-        if (::poll(&waiting, 1, patience) != 1)
+        if (::poll(&waiting, 1, timeout) != 1)
             return false;
         return ::read(m_output, &number, sizeof number) == ssize_t(sizeof number); // less than PIPE_BUF: whole, or not there
     }
@@ -72,8 +72,8 @@ private:
     int m_status = 0;
 };
 
-/// For `work`.
-inline void tell(int output, int number)
+/// For `work`: writes a number, which readNumber() and finish() read.
+inline void writeNumber(int output, int number)
 {
     if (::write(output, &number, sizeof number) != ssize_t(sizeof number))
         ::_exit(1);

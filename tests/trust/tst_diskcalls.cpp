@@ -287,10 +287,10 @@ void tst_DiskCalls::aSmallDiskMayBeFull()
         if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 || !put("/proc/self/setgroups", "deny")
             || !put("/proc/self/uid_map", "0 " + user + " 1") || !put("/proc/self/gid_map", "0 " + group + " 1")
             || ::mount("none", QFile::encodeName(disk).constData(), "tmpfs", 0, limits.constData()) != 0)
-            return tell(output, notHere);
+            return writeNumber(output, notHere);
         const auto fail = [&](const QString &text) {
             std::fprintf(stderr, "%s\n", qPrintable(text));
-            tell(output, isWrong);
+            writeNumber(output, isWrong);
         };
         const TestSupport::LogCapture log(DiskWork::logCategory);
         std::mt19937 random(1);
@@ -346,8 +346,8 @@ void tst_DiskCalls::aSmallDiskMayBeFull()
             if (!difference.isNull())
                 return fail(QStringLiteral("on disk: ") + difference);
         }
-        tell(output, answered);
-        tell(output, number - answered);
+        writeNumber(output, answered);
+        writeNumber(output, number - answered);
     });
     const QVector<int> counts = process.finish();
     if (counts.value(0) == notHere)

@@ -29,7 +29,7 @@ namespace {
 
 using Edit = std::function<void(const QString &operation, const QString &device, QVariant &reply)>;
 
-/// The device service in order, but for some replies.
+/// The device service without faults, except for the replies that `edit` changes.
 class HostileBackend : public FaultyBackend
 {
 public:
@@ -311,8 +311,8 @@ void tst_HostileDevices::deepNesting_data()
     }
 }
 
-/// Every reply of every operation has a deep container in it, or is one of another form, which the stack of 512 KiB does not
-/// suffice for. Where the device has nothing to reply it sends one nevertheless.
+/// Every reply of every operation has a deep container in it, or is one itself, of another form than the operation has:
+/// recursion over it would overflow the stack of 512 KiB. Operations without a reply get one as well.
 void tst_HostileDevices::deepNesting()
 {
     QFETCH(int, index);

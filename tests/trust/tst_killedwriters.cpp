@@ -121,16 +121,16 @@ void tst_KilledWriters::everythingAnsweredIsThere()
             DiskSteps::watch(directory.toLocal8Bit());
             DiskSteps::killAt(step);
             if (!(isMade ? wall.open(directory) : wall.create(directory, description))) {
-                tell(output, isRefused);
+                writeNumber(output, isRefused);
                 return;
             }
-            tell(output, isOpen);
+            writeNumber(output, isOpen);
             for (int next = reference->number() + 1;; ++next) {
                 if (!DiskWork::request(wall, seed, next)) {
-                    tell(output, isRefused);
+                    writeNumber(output, isRefused);
                     return;
                 }
-                tell(output, next);
+                writeNumber(output, next);
             }
         });
         if (!byItself) {
@@ -215,14 +215,14 @@ void tst_KilledWriters::oneOfThreeMayWrite()
             if (!(isMade ? wall.open(directory, &error) : wall.create(directory, description, &error))) {
                 const bool isClear = error.startsWith(directory + QStringLiteral("/lock: the wall is in use"))
                                      || (!isMade && error.contains(QStringLiteral("/wall.json: is there already")));
-                tell(output, isClear ? isRefused : isWrong);
+                writeNumber(output, isClear ? isRefused : isWrong);
                 if (!isClear)
                     qWarning("%s", qPrintable(error));
                 return;
             }
-            tell(output, isOpen);
+            writeNumber(output, isOpen);
             for (int next = number + 1; next <= number + 5; ++next)
-                tell(output, DiskWork::request(wall, 1, next) ? next : isWrong);
+                writeNumber(output, DiskWork::request(wall, 1, next) ? next : isWrong);
             while (::read(end[0], &byte, 1) > 0) {
             }
         };

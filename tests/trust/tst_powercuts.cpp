@@ -441,7 +441,7 @@ void tst_PowerCuts::everythingAnsweredSurvives()
         }
         for (const int last = number + 8; number < last;) {
             if (!request(*wall, ++number))
-                DiskSteps::watch(diskPath()); // the disk is in order again
+                DiskSteps::watch(diskPath()); // the disk works again
         }
         checkAllMoments(stride);
         if (QTest::currentTestFailed())

@@ -159,7 +159,7 @@ struct Chain {
     int endings = 0;
     std::string fault;
 
-    void blame(const char *what)
+    void setFault(const char *what)
     {
         const std::lock_guard<std::mutex> lock(mutex);
         fault = what;
@@ -488,7 +488,7 @@ private:
         }
     }
 
-    /// Calls `use` with a function for the elements of a sequence. Whether it returns a promise, its type says.
+    /// Calls `use` with a function for the elements of a sequence.
     template <typename Use>
     auto withElements(const Node &node, Use use) const
     {
@@ -708,10 +708,10 @@ private:
         for (const Handler &handler : node.handlers) {
             const QPromise<S> copy = source;
             if (copy != source)
-                m_chain->blame("a copy is not equal");
+                m_chain->setFault("a copy is not equal");
             const auto function = [builder = *this, &handler, order, index, thread](const std::vector<int> &values) {
                 if (order->fetch_add(1) != index)
-                    builder.m_chain->blame("handlers of one promise run in another order");
+                    builder.m_chain->setFault("handlers of one promise run in another order");
                 builder.enter(handler, values, thread);
                 return Values<Number>::from({mix(handler.constant, values)});
             };
@@ -729,9 +729,9 @@ private:
     void enter(const Handler &handler, const std::vector<int> &values, std::thread::id thread) const
     {
         if (thread != std::thread::id() && isAttaching)
-            m_chain->blame("a handler runs inside the call that attaches it");
+            m_chain->setFault("a handler runs inside the call that attaches it");
         if (thread != std::thread::id() && thread != std::this_thread::get_id())
-            m_chain->blame("a handler runs in another thread");
+            m_chain->setFault("a handler runs in another thread");
         {
             const std::lock_guard<std::mutex> lock(m_chain->mutex);
             m_chain->calls.push_back({handler.id, mix(0, values)});
@@ -780,7 +780,7 @@ private:
         const auto ending = std::make_shared<Ending>();
         whenOver(promise, [ending](const Ending &seen) { *ending = seen; }).wait();
         if (promise.isPending())
-            m_chain->blame("a wait returned too early");
+            m_chain->setFault("a wait returned too early");
         return *ending;
     }
 
@@ -832,7 +832,7 @@ void startTyped(const ChainPtr &chain)
     if (chain->seed % 4 == 0 && !chain->root->ending.isPending()) {
         over.wait();
         if (promise.isPending())
-            chain->blame("a wait returned too early");
+            chain->setFault("a wait returned too early");
     }
 }
 
@@ -909,7 +909,7 @@ void Worker::run(std::uint64_t firstSeed, int count, int batch)
         while ((i + 1 == count || (i + 1) % batch == 0) && m_finished.load() <= i)
             dispatcher->processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
     }
-    // Others may have work for this thread yet.
+    // Other threads may still hand over work to this one.
     const auto isOver = [this] {
         const std::lock_guard<std::mutex> lock(m_round.mutex);
         return m_round.done == workerCount;
@@ -940,10 +940,10 @@ void Worker::run(std::uint64_t firstSeed, int count, int batch)
 /// Ends the program when no chain has ended for minutes: a handler or a wake-up was lost.
 void watch(Round &round)
 {
-    constexpr std::chrono::seconds patience(120);
+    constexpr std::chrono::seconds timeout(120);
     std::unique_lock<std::mutex> lock(round.mutex);
     for (std::int64_t seen = -1; round.ended < workerCount; seen = round.progress) {
-        if (round.changed.wait_for(lock, patience, [&] { return round.ended == workerCount; }) || round.progress != seen)
+        if (round.changed.wait_for(lock, timeout, [&] { return round.ended == workerCount; }) || round.progress != seen)
             continue;
         for (const ChainPtr &chain : round.chains) {
             if (chain->missing > 0) {

@@ -106,7 +106,7 @@ bool isOf(const Row &row, const char *interface)
     return row.name.startsWith(text(interface) + text("::"));
 }
 
-/// It removes what others use.
+/// Whether the operation is a refresh, which removes the objects that others use.
 bool isRefresh(const Row &row)
 {
     return row.name == text("ScreenManager::refreshScreen");
@@ -164,7 +164,8 @@ void tst_Reentrancy::insideEveryCall()
             }
             QVERIFY2(calls == expectedCalls, qPrintable(context + text(": calls ") + calls.join(text(", "))));
             QVERIFY2(innerOutput == innerModel.output, qPrintable(context + text(": inner output ") + innerOutput));
-            if (!isRefresh(inner) && inner.name != text("ICabinet::setFlag")) { // which change what the host sees of others
+            // These two change what the host sees afterwards.
+            if (!isRefresh(inner) && inner.name != text("ICabinet::setFlag")) {
                 const QString output = outer.output(host);
                 QVERIFY2(output == outerModel.output, qPrintable(context + text(": outer output ") + output));
             }
@@ -264,7 +265,7 @@ void tst_Reentrancy::removalsInsideEveryCall()
     for (int position = 0; position < alone.calls.size(); ++position) {
         for (const auto &removal : removals) {
             if (isRefresh(outer) && position > 0 && !QByteArray(removal.first).startsWith("CabinetManager"))
-                continue; // the objects of the host are gone
+                continue; // the refresh has removed the host's objects
             ++m_cases;
             Host host(m_path);
             QVERIFY(bool(host.group));

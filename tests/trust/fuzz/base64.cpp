@@ -1,4 +1,4 @@
-// Coefficient texts: the codec on every instruction set against loops that need no comment.
+// Coefficient texts: the codec on every instruction set against plain loops.
 
 #include "Fuzz.h"
 

@@ -1,5 +1,5 @@
 // Programs of operations on the virtual wall while devices fail, vanish and restart at random moments. The host gets result
-// codes alone; when all devices are in order again, what it writes is what it reads.
+// codes alone; when all devices work again, what it writes is what it reads.
 
 #include "Fuzz.h"
 #include "Objects.h"
@@ -95,7 +95,7 @@ void Fuzz::run(Bytes &input)
     wall().faults().setSeed(quint64(1 + input.byte()));
     const double share = input.below(128) / 256.0;
     Host host(path);
-    require(bool(host.group), "the wall in order is not discovered");
+    require(bool(host.group), "the wall without faults is not discovered");
     wall().faults().setChaos(share);
     for (int left = 40; left > 0 && !input.isAtEnd(); --left) {
         const int choice = input.byte();

@@ -1,5 +1,6 @@
 // Replies of devices: discovery, and operations on what it made of the replies, with a device service whose replies, results
-// and promises are decoded from the input. Afterwards the wall is discovered again with the replies of devices in order.
+// and promises are decoded from the input. Afterwards the wall is discovered again with the replies of devices without
+// faults.
 
 #include "Fuzz.h"
 #include "Objects.h"
@@ -22,7 +23,7 @@ namespace {
 class FuzzedBackend : public FaultyBackend
 {
 public:
-    Fuzz::Bytes *input = nullptr; ///< Null: in order.
+    Fuzz::Bytes *input = nullptr; ///< Null: no faults.
 
     void initialize(bool enable) override
     {
@@ -185,7 +186,7 @@ void Fuzz::setUp()
         collect(operation.replyFields, backend.keys);
     Adapter::setBackend(&backend);
     Host host(folder() + text("/config"));
-    require(bool(host.group), "the wall in order is not discovered");
+    require(bool(host.group), "the wall without faults is not discovered");
     usualTree = refreshRow().output(host);
 }
 
@@ -237,6 +238,6 @@ void Fuzz::run(Bytes &input)
 
     backend.input = nullptr;
     const Host again(path);
-    require(bool(again.group), "the wall in order is not discovered afterwards");
+    require(bool(again.group), "the wall without faults is not discovered afterwards");
     same(refreshRow().output(host), usualTree, "the wall afterwards");
 }
