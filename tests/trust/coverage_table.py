@@ -1,12 +1,16 @@
 #!/usr/bin/env python3
 """Shows line and branch coverage by folder: coverage_table.py BUILD_DIR EXPLAINED UNCOVERED FOLDER ...
 
-Run in the root of the sources. BUILD_DIR holds the .gcda files, or gcov's output for them as .gcov.json files. Branches to
-exception handlers, those of code that only exceptions reach, lines of brackets alone, and branches on lines without a decision in
-the source do not count; the instantiations of a template count as one. EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON", CODE
-being the whole source line without the blanks around it, or the line before it, a space, and that line. Writes all other lines that are not covered, wholly or in part, to
-UNCOVERED. The exit code is 1 when a folder has less than is asked and code that is not explained, or when an explanation is about
-covered code, unless its reason begins with "sometimes: ": code that only some runs reach.
+Run in the root of the sources. BUILD_DIR holds the .gcda files, or gcov's output for them as .gcov.json files. These do not
+count: lines of brackets alone, branches on lines without a decision in the source, branches to exception handlers, and branches
+in code that only exceptions reach. The instantiations of a template count as one.
+
+EXPLAINED lists code that no test reaches, one line each: "FILE: CODE # REASON". CODE is the whole source line without the blanks
+around it, or the line before it, a space, and that line. Every line that is not covered, wholly or in part, is written to
+UNCOVERED, with its reason where EXPLAINED has one.
+
+The exit code is 1 when a folder has less than is asked and code that is not explained, or when an explanation is about covered
+code, unless its reason begins with "sometimes: ": code that only some runs reach.
 """
 import collections
 import json

@@ -3,10 +3,10 @@
 
 usage: mutation.py [options] ROOT WORK FOLDER ...
 
-ROOT is a CMake project; its tests in CTest are Qt Test programs whose names begin with "tst_". Mutates the C++ sources right in
-each FOLDER (relative to ROOT). Nothing is written to ROOT: WORK has a copy of it, the build of the copy, what the tests reach, and
-results.jsonl, so that the next run continues. A result is valid as long as the mutated file is the same; a survivor is tried
-again when a test has changed.
+ROOT is a CMake project; its tests in CTest are Qt Test programs whose names begin with "tst_". Mutates the C++ sources of each
+FOLDER (relative to ROOT), without its subfolders. Nothing is written to ROOT: WORK has a copy of it, the build of the copy, what
+the tests reach, and results.jsonl, so that the next run continues. A result is valid as long as the mutated file is the same; a
+survivor is tried again when a test has changed.
 
   --sample N        how many mutants are asked for, over all folders in proportion to their sizes (default: all of them)
   --seed S          which ones (default 1)
@@ -47,8 +47,8 @@ MEMORY = 6 << 30
 COMMON_FLAGS = "-O0"
 BASE_FLAGS = "-gline-tables-only -fsanitize-coverage=inline-8bit-counters,pc-table,no-prune"
 BATCH_SECONDS = (0.3, 1.0, 5.0)  # the first runs are short
-MAX_OBJECTS = 20  # for one mutant
-MAX_TEST_SECONDS = 10.0  # as above, of processor time
+MAX_OBJECTS = 20  # object files that are compiled for one mutant
+MAX_TEST_SECONDS = 10.0  # of processor time, for one mutant
 
 
 def sha(*parts):
@@ -69,7 +69,7 @@ def run(command, **options):
 
 
 class Copy:
-    """A copy of the project, so that neither an edit nor an interruption matters."""
+    """A copy of the project: edits of the project during a run, and an interrupted run, change nothing."""
 
     def __init__(self, root, folder):
         self.folder = folder
