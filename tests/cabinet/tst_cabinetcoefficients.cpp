@@ -3,7 +3,7 @@
 #include <Correction/CabinetV4.h>
 #include <Correction/CoefficientPtr.h>
 
-#include <support/Base64.h>
+#include <support/Values.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QRandomGenerator>

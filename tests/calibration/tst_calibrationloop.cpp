@@ -2,9 +2,9 @@
 // camera sees the wall again.
 
 #include "simulator/PhotoFiles.h"
-#include "support/Base64.h"
 #include "support/LogCapture.h"
 #include "support/PythonCheck.h"
+#include "support/Values.h"
 
 #include <Correction/Coefficient.h>
 #include <Correction/ScreenManager.h>

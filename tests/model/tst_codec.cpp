@@ -1,5 +1,5 @@
 #include "model/Codec.h"
-#include "support/Base64.h"
+#include "support/Values.h"
 
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
@@ -9,6 +9,8 @@
 
 using namespace Correction;
 using TestSupport::base64;
+using TestSupport::jsonOf;
+using TestSupport::randomBytes;
 using TestSupport::valuesOf;
 
 using Values = QVector<unsigned short>;
@@ -17,14 +19,6 @@ namespace {
 
 /// Longer than what three of the widest vectors take in at once.
 constexpr int longest = 300;
-
-QByteArray randomBytes(int size, QRandomGenerator &random)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (char &byte : bytes)
-        byte = static_cast<char>(random.bounded(256));
-    return bytes;
-}
 
 /// A copy that ends where its memory does, and begins `shift` bytes behind an aligned place: a sanitizer reports what is
 /// read beside it.
@@ -53,14 +47,6 @@ QString encoded(const QByteArray &bytes, int shift)
 QByteArray qtBytes(const QString &text)
 {
     return QByteArray::fromBase64(text.toUtf8());
-}
-
-QString jsonOf(const Values &values)
-{
-    QStringList numbers;
-    for (const unsigned short value : values)
-        numbers.append(QString::number(value));
-    return QLatin1Char('[') + numbers.join(QLatin1Char(',')) + QLatin1Char(']');
 }
 
 /// Whether both decoders give what Qt gives, in containers that are consistent.

@@ -1,6 +1,6 @@
 #include "ForeignGrids.h"
-#include "support/Base64.h"
 #include "support/LogCapture.h"
+#include "support/Values.h"
 
 #include <Correction/Coefficient.h>
 #include <Correction/LowGrayCoefficient.h>
@@ -17,19 +17,13 @@
 using namespace Correction;
 using TestSupport::base64;
 using TestSupport::bytesOf;
+using TestSupport::jsonOf;
+using TestSupport::randomBytes;
 using TestSupport::valuesOf;
 
 using Values = QVector<unsigned short>;
 
 namespace {
-
-QByteArray randomBytes(int size, QRandomGenerator &random)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (char &byte : bytes)
-        byte = static_cast<char>(random.bounded(256));
-    return bytes;
-}
 
 Values randomValues(int size, QRandomGenerator &random)
 {
@@ -37,14 +31,6 @@ Values randomValues(int size, QRandomGenerator &random)
     for (unsigned short &value : values)
         value = static_cast<unsigned short>(random.bounded(65536));
     return values;
-}
-
-QString jsonOf(const Values &values)
-{
-    QStringList numbers;
-    for (const unsigned short value : values)
-        numbers.append(QString::number(value));
-    return QLatin1Char('[') + numbers.join(QLatin1Char(',')) + QLatin1Char(']');
 }
 
 QString unit(uint code)

@@ -1,6 +1,6 @@
 #include "ForeignGrids.h"
-#include "support/Base64.h"
 #include "support/LogCapture.h"
+#include "support/Values.h"
 
 #include <Correction/Coefficient.h>
 #include <Correction/LowGrayCoefficient.h>

@@ -10,6 +10,8 @@
 
 #include <simulator/VirtualWall.h>
 #include <support/LogCapture.h>
+#include <support/Rectangles.h>
+#include <support/Values.h>
 
 #include <QtPromise>
 
@@ -24,6 +26,8 @@
 
 using namespace Correction;
 using Simulator::VirtualWall;
+using TestSupport::numbered;
+using TestSupport::partition;
 
 namespace {
 
@@ -374,14 +378,6 @@ const Getter getters[] = {
      },
      "getBrightnessRange", "Failed to get brightness range. code:"},
 };
-
-Values numbered(int count, int first)
-{
-    Values values;
-    for (int i = 0; i < count; ++i)
-        values.append(static_cast<unsigned short>(first + i));
-    return values;
-}
 
 } // namespace
 
@@ -1124,31 +1120,6 @@ void tst_ScreenOperations::absurdReadsDoNoHarm()
              qPrintable(QString::number(code)));
     m_log->clear();
 }
-
-namespace {
-
-/// Cuts a rectangle into smaller ones, again and again.
-void partition(const QRect &rect, int cuts, QRandomGenerator &random, QVector<QRect> &parts)
-{
-    if (cuts > 0 && (rect.width() > 1 || rect.height() > 1)) {
-        QRect first = rect;
-        QRect second = rect;
-        if (rect.height() == 1 || (rect.width() > 1 && random.bounded(2))) {
-            first.setWidth(random.bounded(1, rect.width()));
-            second.setLeft(first.right() + 1);
-        } else {
-            first.setHeight(random.bounded(1, rect.height()));
-            second.setTop(first.bottom() + 1);
-        }
-        const int left = random.bounded(cuts);
-        partition(first, left, random, parts);
-        partition(second, cuts - 1 - left, random, parts);
-    } else {
-        parts.append(rect);
-    }
-}
-
-} // namespace
 
 void tst_ScreenOperations::wholeSubScreensAreReadBack_data()
 {

@@ -7,8 +7,8 @@
 #include <Correction/SubScreenV4.h>
 
 #include <simulator/VirtualWall.h>
-#include <support/Base64.h>
 #include <support/LogCapture.h>
+#include <support/Values.h>
 
 #include <QtPromise>
 
@@ -29,6 +29,7 @@
 using namespace Correction;
 using Simulator::VirtualWall;
 using TestSupport::base64;
+using TestSupport::numbered;
 
 namespace {
 
@@ -40,14 +41,6 @@ const QString upload = QStringLiteral("Correctionop::uploadCoefficientAsync");
 QString keyOf(int device)
 {
     return QStringLiteral("D%1").arg(device, 2, 10, QLatin1Char('0'));
-}
-
-Values numbered(int count, int first)
-{
-    Values values;
-    for (int i = 0; i < count; ++i)
-        values.append(static_cast<unsigned short>(first + i));
-    return values;
 }
 
 QStringList sorted(QStringList lines)

@@ -6,9 +6,10 @@
 #include <Correction/SubScreenV4.h>
 
 #include <simulator/VirtualWall.h>
-#include <support/Base64.h>
 #include <support/LogCapture.h>
+#include <support/Rectangles.h>
 #include <support/StubCabinet.h>
+#include <support/Values.h>
 
 #include <QtPromise>
 
@@ -30,6 +31,10 @@
 using namespace Correction;
 using Simulator::VirtualWall;
 using TestSupport::base64;
+using TestSupport::fromCorners;
+using TestSupport::numbered;
+using TestSupport::partition;
+using TestSupport::randomBytes;
 using TestSupport::valuesOf;
 
 namespace {
@@ -40,15 +45,6 @@ const QString deviceKey = QStringLiteral("A");
 constexpr int valuesPerPixel = 9;
 constexpr int intMax = std::numeric_limits<int>::max();
 constexpr int intMin = std::numeric_limits<int>::min();
-
-/// `count` values that are all different, from `first` on.
-Values numbered(int count, int first = 1)
-{
-    Values values;
-    for (int i = 0; i < count; ++i)
-        values.append(static_cast<unsigned short>(first + i));
-    return values;
-}
 
 Coefficient gridOf(int columns, int rows, Values values)
 {
@@ -1413,13 +1409,6 @@ void tst_SubScreenTransfer::noOtherExceptionOfTheServiceLeaves()
 
 namespace {
 
-QRect fromCorners(int left, int top, int right, int bottom)
-{
-    QRect rect;
-    rect.setCoords(left, top, right, bottom);
-    return rect;
-}
-
 struct NamedRect {
     const char *name;
     QRect rect;
@@ -1508,36 +1497,6 @@ struct RandomCabinet {
     QRect rect;
     QByteArray plane; ///< what the wall must hold
 };
-
-/// Cuts a rectangle into smaller ones, again and again.
-void partition(const QRect &rect, int cuts, QRandomGenerator &random, QVector<QRect> &parts)
-{
-    if (cuts > 0 && (rect.width() > 1 || rect.height() > 1)) {
-        QRect first = rect;
-        QRect second = rect;
-        if (rect.height() == 1 || (rect.width() > 1 && random.bounded(2))) {
-            first.setWidth(random.bounded(1, rect.width()));
-            second.setLeft(first.right() + 1);
-        } else {
-            first.setHeight(random.bounded(1, rect.height()));
-            second.setTop(first.bottom() + 1);
-        }
-        const int left = random.bounded(cuts);
-        partition(first, left, random, parts);
-        partition(second, cuts - 1 - left, random, parts);
-    } else {
-        parts.append(rect);
-    }
-}
-
-QByteArray randomBytes(int count, QRandomGenerator &random)
-{
-    QByteArray bytes;
-    bytes.reserve(count);
-    for (int i = 0; i < count; ++i)
-        bytes.append(static_cast<char>(random.bounded(256)));
-    return bytes;
-}
 
 QVector<RandomCabinet> randomCabinets(QRandomGenerator &random)
 {

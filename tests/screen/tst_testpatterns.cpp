@@ -10,6 +10,7 @@
 #include <simulator/VirtualWall.h>
 #include <support/LogCapture.h>
 #include <support/Pictures.h>
+#include <support/Rectangles.h>
 
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
@@ -24,6 +25,8 @@ using namespace Correction;
 using Simulator::CallJournal;
 using Simulator::VirtualWall;
 using TestSupport::difference;
+using TestSupport::fromCorners;
+using TestSupport::partition;
 
 namespace {
 
@@ -38,13 +41,6 @@ public:
     LostCabinet() : CabinetV4(nullptr) {}
     EnumErrorCode GetCabinetInfo(CabinetInfo &) override { return enCabinetNotFound; }
 };
-
-QRect fromCorners(int left, int top, int right, int bottom)
-{
-    QRect rect;
-    rect.setCoords(left, top, right, bottom);
-    return rect;
-}
 
 QString rectText(const QRect &rect)
 {
@@ -1110,31 +1106,6 @@ void tst_TestPatterns::extremeRectanglesDoNoHarm()
 }
 
 // Random walls against pictures drawn directly
-
-namespace {
-
-/// Cuts a rectangle into smaller ones, again and again.
-void partition(const QRect &rect, int cuts, QRandomGenerator &random, QVector<QRect> &parts)
-{
-    if (cuts > 0 && (rect.width() > 1 || rect.height() > 1)) {
-        QRect first = rect;
-        QRect second = rect;
-        if (rect.height() == 1 || (rect.width() > 1 && random.bounded(2))) {
-            first.setWidth(random.bounded(1, rect.width()));
-            second.setLeft(first.right() + 1);
-        } else {
-            first.setHeight(random.bounded(1, rect.height()));
-            second.setTop(first.bottom() + 1);
-        }
-        const int left = random.bounded(cuts);
-        partition(first, left, random, parts);
-        partition(second, cuts - 1 - left, random, parts);
-    } else {
-        parts.append(rect);
-    }
-}
-
-} // namespace
 
 void tst_TestPatterns::makeRandomWall(QRandomGenerator &random, int deviceCuts)
 {

@@ -3,6 +3,7 @@
 #include "Fuzz.h"
 
 #include "model/Codec.h"
+#include "support/Values.h"
 
 #define HWY_WANT_AVX3_DL // as in the codec
 #include <hwy/highway.h>
@@ -13,6 +14,9 @@
 #include <vector>
 
 using namespace Correction;
+using TestSupport::base64;
+using TestSupport::jsonOf;
+using TestSupport::valuesOf;
 
 namespace {
 
@@ -42,30 +46,6 @@ QByteArray decoded(const QString &text)
         }
     }
     return bytes;
-}
-
-QVector<unsigned short> valuesOf(const QByteArray &bytes)
-{
-    QVector<unsigned short> values;
-    for (int i = 0; i + 1 < bytes.size(); i += 2)
-        values.append(static_cast<unsigned short>(uchar(bytes[i]) | uchar(bytes[i + 1]) << 8));
-    return values;
-}
-
-QByteArray bytesOf(const QVector<unsigned short> &values)
-{
-    QByteArray bytes;
-    for (const unsigned short value : values)
-        bytes.append(char(value & 255)).append(char(value >> 8));
-    return bytes;
-}
-
-QString numbersOf(const QVector<unsigned short> &values)
-{
-    QStringList numbers;
-    for (const unsigned short value : values)
-        numbers.append(QString::number(value));
-    return QLatin1Char('[') + numbers.join(QLatin1Char(',')) + QLatin1Char(']');
 }
 
 QString textOf(Fuzz::Bytes &input)
@@ -131,9 +111,9 @@ void Fuzz::run(Bytes &input)
             require(Codec::decodeValues(source) == values, "decoded values differ");
             require(Codec::decodeBytes(source) == bytes, "decoded bytes differ");
         }
-        same(Codec::toBase64(bytes), QString::fromLatin1(bytes.toBase64()), "the text of bytes");
-        same(Codec::toBase64(values), QString::fromLatin1(bytesOf(values).toBase64()), "the text of values");
-        same(Codec::toJson(values), numbersOf(values), "the JSON text");
+        same(Codec::toBase64(bytes), base64(bytes), "the text of bytes");
+        same(Codec::toBase64(values), base64(values), "the text of values");
+        same(Codec::toJson(values), jsonOf(values), "the JSON text");
         require(Codec::sumPixels(values) == sums, "the sums of pixels differ");
     }
 }

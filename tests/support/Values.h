@@ -1,9 +1,12 @@
 #pragma once
 
 #include <QtCore/QByteArray>
+#include <QtCore/QRandomGenerator>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVector>
 
+/// Coefficient values and their forms, by plain loops.
 namespace TestSupport {
 
 /// Values as a device sends them: two bytes each, the low one first.
@@ -36,6 +39,32 @@ inline QString base64(const QByteArray &bytes)
 inline QString base64(const QVector<unsigned short> &values)
 {
     return base64(bytesOf(values));
+}
+
+/// A JSON list without blanks.
+inline QString jsonOf(const QVector<unsigned short> &values)
+{
+    QStringList numbers;
+    for (const unsigned short value : values)
+        numbers.append(QString::number(value));
+    return QLatin1Char('[') + numbers.join(QLatin1Char(',')) + QLatin1Char(']');
+}
+
+/// `count` values that are all different, from `first` on.
+inline QVector<unsigned short> numbered(int count, int first = 1)
+{
+    QVector<unsigned short> values;
+    for (int i = 0; i < count; ++i)
+        values.append(static_cast<unsigned short>(first + i));
+    return values;
+}
+
+inline QByteArray randomBytes(int size, QRandomGenerator &random)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (char &byte : bytes)
+        byte = static_cast<char>(random.bounded(256));
+    return bytes;
 }
 
 } // namespace TestSupport
