@@ -8,6 +8,7 @@
 #include <service/HttpProxy.h>
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
+#include <support/Maps.h>
 
 #include <QtTest/QtTest>
 
@@ -32,6 +33,7 @@ using namespace SettingTests;
 using namespace Simulator;
 using Quorvex::Communicator::HttpDevice::HttpDeviceInfo;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
+using TestSupport::map;
 
 using Map = QMap<QString, QVariant>;
 using List = QList<QVariant>;
@@ -68,14 +70,6 @@ inline CabinetInfoOperator &cabinets()
 inline ScreenInfo &screens()
 {
     return *ScreenInfo::getInstance();
-}
-
-inline Map map(std::initializer_list<std::pair<const char *, QVariant>> entries)
-{
-    Map result;
-    for (const auto &entry : entries)
-        result.insert(QString::fromLatin1(entry.first), entry.second);
-    return result;
 }
 
 inline Map rectMap(int x, int y, int width, int height)

@@ -8,6 +8,7 @@
 #include <service/HttpProxy.h>
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
+#include <support/Maps.h>
 
 #include <QtPromise>
 
@@ -28,6 +29,7 @@
 
 using namespace Simulator;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
+using TestSupport::map;
 
 namespace {
 
@@ -50,14 +52,6 @@ VirtualWall &wall()
 QByteArray quoted(const char *text)
 {
     return QByteArray(text).replace('\'', '"');
-}
-
-Map map(std::initializer_list<std::pair<const char *, QVariant>> entries)
-{
-    Map result;
-    for (const auto &entry : entries)
-        result.insert(QString::fromLatin1(entry.first), entry.second);
-    return result;
 }
 
 List uploadRequest(qlonglong cabinet, int size)

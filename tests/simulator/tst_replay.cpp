@@ -10,6 +10,7 @@
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
 #include <support/LogCapture.h>
+#include <support/Maps.h>
 
 #include <QtPromise>
 
@@ -31,6 +32,7 @@ using Correction::DrawingCheckerboard;
 using Correction::IScreen;
 using Correction::ScreenManager;
 using Quorvex::Communicator::HttpDevice::HttpProxy;
+using TestSupport::map;
 
 Q_DECLARE_METATYPE(Simulator::Call)
 
@@ -47,14 +49,6 @@ const QString whole = QStringLiteral("255");
 VirtualWall &wall()
 {
     return VirtualWall::instance();
-}
-
-Map map(std::initializer_list<std::pair<const char *, QVariant>> entries)
-{
-    Map result;
-    for (const auto &entry : entries)
-        result.insert(QString::fromLatin1(entry.first), entry.second);
-    return result;
 }
 
 Promise upload(const QString &deviceKey)

@@ -7,6 +7,7 @@
 #include <service/HWInfo.h>
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
+#include <support/Maps.h>
 
 #include <QtTest/QtTest>
 
@@ -15,6 +16,7 @@
 
 using namespace Simulator;
 using namespace SettingTests;
+using TestSupport::map;
 
 Q_DECLARE_METATYPE(Simulator::Kind)
 
@@ -33,14 +35,6 @@ const QStringList storeNames{QStringLiteral("Working"), QStringLiteral("User"), 
 VirtualWall &wall()
 {
     return VirtualWall::instance();
-}
-
-Map map(std::initializer_list<std::pair<const char *, QVariant>> entries)
-{
-    Map result;
-    for (const auto &entry : entries)
-        result.insert(QString::fromLatin1(entry.first), entry.second);
-    return result;
 }
 
 int planeLength(int kind)
