@@ -150,6 +150,16 @@ QVariant anyValue(Bytes &input, const QStringList &keys, int depth)
     }
 }
 
+void addKeys(const Adapter::Fields &fields, QStringList &keys)
+{
+    for (const Adapter::Field &field : fields) {
+        const QString key = QString::fromLatin1(field.key ? field.key : "");
+        if (!key.isEmpty() && !keys.contains(key))
+            keys.append(key);
+        addKeys(field.fields, keys);
+    }
+}
+
 namespace {
 
 void editOnce(QVariant &value, Bytes &input, const QStringList &keys)

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <adapter/Operations.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVariant>
 
 #include <cstddef>
@@ -56,6 +59,8 @@ private:
 
 /// Values of any type that a QVariant may hold, containers with `keys` and with keys of their own.
 QVariant anyValue(Bytes &input, const QStringList &keys, int depth = 0);
+/// Adds the keys of the fields, and of the fields inside them, each once.
+void addKeys(const Adapter::Fields &fields, QStringList &keys);
 /// Changes a value in a few places: entries more, less, twice, or replaced by any value.
 void edit(QVariant &value, Bytes &input, const QStringList &keys);
 

@@ -113,16 +113,6 @@ private:
 FuzzedBackend backend;
 QString usualTree;
 
-void collect(const Adapter::Fields &fields, QStringList &keys)
-{
-    for (const Adapter::Field &field : fields) {
-        const QString key = QString::fromLatin1(field.key ? field.key : "");
-        if (!key.isEmpty() && !keys.contains(key))
-            keys.append(key);
-        collect(field.fields, keys);
-    }
-}
-
 const Row &refreshRow()
 {
     return *std::find_if(operations().cbegin(), operations().cend(),
@@ -183,7 +173,7 @@ void checkTree()
 void Fuzz::setUp()
 {
     for (const Adapter::Operation &operation : Adapter::operations())
-        collect(operation.replyFields, backend.keys);
+        addKeys(operation.replyFields, backend.keys);
     Adapter::setBackend(&backend);
     Host host(folder() + text("/config"));
     require(bool(host.group), "the wall without faults is not discovered");

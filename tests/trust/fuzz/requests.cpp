@@ -14,16 +14,6 @@ namespace {
 
 QStringList keys; ///< Of all requests.
 
-void collect(const Adapter::Fields &fields)
-{
-    for (const Adapter::Field &field : fields) {
-        const QString key = QString::fromLatin1(field.key ? field.key : "");
-        if (!key.isEmpty() && !keys.contains(key))
-            keys.append(key);
-        collect(field.fields);
-    }
-}
-
 QString text(const char *latin1)
 {
     return QString::fromLatin1(latin1);
@@ -150,7 +140,7 @@ void request(VirtualWall &wall, Fuzz::Bytes &input, QStringList &lines)
 void Fuzz::setUp()
 {
     for (const Operation &operation : Adapter::operations())
-        collect(operation.requestFields);
+        addKeys(operation.requestFields, keys);
 }
 
 void Fuzz::run(Bytes &input)
