@@ -871,6 +871,20 @@ void Table::addGetters()
         });
 }
 
+/// Sets the model's output at the end, also when memory runs out.
+class OutputAtEnd
+{
+public:
+    OutputAtEnd(Model &model, std::function<QString()> output) : m_model(model), m_output(std::move(output)) {}
+    ~OutputAtEnd() { m_model.output = m_output(); }
+    OutputAtEnd(const OutputAtEnd &) = delete;
+    OutputAtEnd &operator=(const OutputAtEnd &) = delete;
+
+private:
+    Model &m_model;
+    const std::function<QString()> m_output;
+};
+
 /// Both pixels of a cabinet; `pixels` is unchanged after a failed call.
 EnumErrorCode readCabinet(Model &model, const QString &device, const QString &cabinet, QStringList &pixels)
 {
@@ -954,12 +968,7 @@ void Table::addReads()
         gridOf,
         [=](Model &model) {
             QStringList pixels{text("7"), text("7"), text("7"), text("7")};
-            keep(model, pixels);
-            struct Keep { // also when memory runs out
-                Model &model;
-                QStringList &pixels;
-                ~Keep() { model.output = pixels.join(QLatin1Char(' ')); }
-            } kept{model, pixels};
+            const OutputAtEnd output(model, [&] { return pixels.join(QLatin1Char(' ')); });
             return readCabinets(model, deviceKeys[0], pixels, 0);
         });
     add(
@@ -999,11 +1008,7 @@ void Table::addReads()
             QStringList pixels;
             for (int i = 0; i < 8; ++i)
                 pixels.append(text("7"));
-            struct Keep {
-                Model &model;
-                QStringList &pixels;
-                ~Keep() { model.output = pixels.join(QLatin1Char(' ')); }
-            } kept{model, pixels};
+            const OutputAtEnd output(model, [&] { return pixels.join(QLatin1Char(' ')); });
             for (int i = 0; i < deviceKeys.size(); ++i) {
                 const EnumErrorCode code = readCabinets(model, deviceKeys[i], pixels, 4 * i);
                 if (code != enSuccess)
@@ -1497,11 +1502,7 @@ void Table::addDiscovery()
             Built built;
             Model healthy{Fault()};
             refresh(healthy, built); // what was there before
-            struct Keep {
-                Model &model;
-                Built &built;
-                ~Keep() { model.output = built.toText(); }
-            } kept{model, built};
+            const OutputAtEnd output(model, [&] { return built.toText(); });
             return refresh(model, built);
         });
 }
