@@ -34,6 +34,16 @@ struct ExchangeTap::State {
     std::map<qint64, Call> underway; ///< By number.
 };
 
+namespace {
+
+void addNote(QString &notes, const QString &note)
+{
+    if (!note.isEmpty())
+        notes += notes.isEmpty() ? note : QStringLiteral("; ") + note;
+}
+
+} // namespace
+
 qint64 ExchangeTap::State::begin(Call call)
 {
     const std::lock_guard<std::mutex> lock(mutex);
@@ -57,10 +67,8 @@ void ExchangeTap::State::end(qint64 number, const Answer &answer, const QString 
     call.headers = answer.headers;
     call.duration = now() - call.time;
     call.rejected = rejected;
-    for (const QString &text : {answer.note, note}) {
-        if (!text.isEmpty())
-            call.note += call.note.isEmpty() ? text : QStringLiteral("; ") + text;
-    }
+    addNote(call.note, answer.note);
+    addNote(call.note, note);
     if (observer)
         observer(call);
 }
@@ -96,7 +104,7 @@ Answer observed(const Answer &answer, const Call &call)
 {
     Answer limited = answer;
     if (Nesting::limit(limited.reply)) {
-        limited.note += (limited.note.isEmpty() ? QString() : QStringLiteral("; ")) + Nesting::limitNote();
+        addNote(limited.note, Nesting::limitNote());
         qCWarning(lcAdapter).noquote() << QStringLiteral(
                                               "%1: device %2: reply nested deeper than %3 levels: the rest is not recorded")
                                               .arg(call.operation, call.deviceKey)
