@@ -2,6 +2,7 @@
 
 #include "DiskSteps.h"
 #include "Generations.h"
+#include "support/Files.h"
 
 #include <service/CabinetInfoOperator.h>
 #include <service/Correctionop.h>
@@ -27,6 +28,7 @@ using Generations::found;
 using Generations::key;
 using Generations::saveFlags;
 using Generations::savePlanes;
+using TestSupport::filesBelow;
 
 using Damage = std::function<void(const QString &directory)>;
 Q_DECLARE_METATYPE(Damage)
@@ -88,18 +90,6 @@ Damage editing(const QByteArray &before, const QByteArray &after)
         QVERIFY(checksum > 0);
         overwrite(directory + state, bytes.left(checksum) + "\"sha1\": \"edited\"}\n");
     };
-}
-
-/// All files below a folder with their contents.
-QMap<QString, QByteArray> allFiles(const QString &directory)
-{
-    QMap<QString, QByteArray> files;
-    QDirIterator it(directory, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString path = it.next();
-        files.insert(path.mid(directory.size()), contents(path));
-    }
-    return files;
 }
 
 /// Gives `state.json` the form of version 2: the SHA-1 of every plane in place of its own checksum.
@@ -330,11 +320,11 @@ void tst_Directory::nothingIsSavedAfterClosing()
     const Folder folder;
     makeWall(folder.directory);
     wall().close();
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
     QVERIFY(!before.contains(QStringLiteral("/lock")));
     QVERIFY(savePlanes(2));
     QCOMPARE(found(), 3);
-    QCOMPARE(allFiles(folder.directory), before);
+    QCOMPARE(filesBelow(folder.directory), before);
     reopen(folder.directory);
     QCOMPARE(found(), 2);
 }
@@ -369,7 +359,7 @@ void tst_Directory::addedDevicesLiveInMemoryOnly()
 {
     const Folder folder;
     makeWall(folder.directory);
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
     wall().addDevice(gridDevice(QStringLiteral("B"), QPoint(100, 0), 1, 1, QSize(8, 8)));
     QVERIFY(wall().state().setChroma(QStringLiteral("B"), one, QVector<quint16>(8 * 8 * 9, 5), Store::User));
     Map reply;
@@ -378,7 +368,7 @@ void tst_Directory::addedDevicesLiveInMemoryOnly()
     wall().addDevice(Generations::wall().devices.first()); // in place of the one that saved
     QVERIFY(savePlanes(4));
     QVERIFY(wall().removeDevice(key()));
-    QCOMPARE(allFiles(folder.directory), before);
+    QCOMPARE(filesBelow(folder.directory), before);
     reopen(folder.directory);
     QCOMPARE(wall().pluggedDevices().size(), 1);
     QCOMPARE(found(), 2);
@@ -591,12 +581,12 @@ void tst_Directory::aWallIsNotMadeWhereOneIs()
     const Folder folder;
     makeWall(folder.directory);
     wall().reset();
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
     QString error;
     QVERIFY(!wall().create(folder.directory, WallDescription(), &error));
     QCOMPARE(error,
              folder.directory + QStringLiteral("/wall.json: is there already; open that wall, or choose another directory"));
-    QCOMPARE(allFiles(folder.directory), before);
+    QCOMPARE(filesBelow(folder.directory), before);
 
     QVERIFY(QFile::remove(folder.directory + QStringLiteral("/wall.json")));
     QVERIFY(!wall().create(folder.directory, Generations::wall(), &error));
@@ -604,7 +594,7 @@ void tst_Directory::aWallIsNotMadeWhereOneIs()
              folder.directory
                  + QStringLiteral("/devices: is there, but no wall.json: the wall's description was lost, or its making "
                                   "was interrupted; restore it, or choose another directory"));
-    QCOMPARE(allFiles(folder.directory).size(), before.size() - 1);
+    QCOMPARE(filesBelow(folder.directory).size(), before.size() - 1);
 
     const QString file = folder.parent.filePath(QStringLiteral("file"));
     overwrite(file, "text");
@@ -622,7 +612,7 @@ void tst_Directory::makingAWallFailsWhole()
     twice.devices += twice.devices.first();
     QVERIFY(!wall().create(folder.directory, twice, &error));
     QVERIFY2(error.contains(QStringLiteral("two devices have the key \"A\"")), qPrintable(error));
-    QCOMPARE(allFiles(folder.directory), (QMap<QString, QByteArray>()));
+    QCOMPARE(filesBelow(folder.directory), TestSupport::Files());
 
     // Count the steps of a success, then let each of them fail.
     DiskSteps::watch(folder.directory.toLocal8Bit());
@@ -990,7 +980,7 @@ void tst_Directory::anUploadThatCannotBeReadAgainIsNotSaved()
     makeLargeWall(folder.directory);
     QVERIFY(upload(one, QRect(QPoint(), largeSize), 'a'));
     QCOMPARE(namelessFiles(folder.directory), QList<qint64>{largePlane});
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
     const Map request{{QStringLiteral("cids"), List{one}}};
     Map reply;
     DiskSteps::watch(folder.directory.toLocal8Bit(), DiskSteps::Everything);
@@ -1006,7 +996,7 @@ void tst_Directory::anUploadThatCannotBeReadAgainIsNotSaved()
     QVERIFY(reads > 0);
     const QString note = wall().journal().calls().last().note;
     QVERIFY2(note.startsWith(QStringLiteral("not saved: ")) && note.contains(qt_error_string(EIO)), qPrintable(note));
-    QCOMPARE(allFiles(folder.directory), before);
+    QCOMPARE(filesBelow(folder.directory), before);
 
     QVERIFY(Correctionop::getInstance()->saveCabinetsCoeffcient(key(), request, reply));
     reopen(folder.directory);
@@ -1027,13 +1017,13 @@ void tst_Directory::aModulesFlagIsSavedOrRefused()
     QVERIFY(setFlag(QStringLiteral("repaired")));
     reopen(folder.directory);
     QCOMPARE(flag(), QStringLiteral("repaired"));
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
     QVERIFY(!setFlag(QString(QChar(0xd83d))));
     const QString note = wall().journal().calls().last().note;
     QVERIFY2(note.endsWith(QStringLiteral("a flag of cabinet 1 is not valid UTF-16")), qPrintable(note));
     QCOMPARE(flag(), QStringLiteral("repaired"));
     QVERIFY(setFlag(QStringLiteral("repaired"))); // changes nothing
-    QCOMPARE(allFiles(folder.directory), before);
+    QCOMPARE(filesBelow(folder.directory), before);
 }
 
 void tst_Directory::aLoadReadsAPlaneOnce()
@@ -1482,7 +1472,7 @@ void tst_Directory::damageIsFound()
     damage(folder.directory);
     if (QTest::currentTestFailed())
         return;
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
     wall().setDevices({gridDevice(QStringLiteral("Z"), QPoint(), 1, 1, QSize(1, 1))});
 
     QString error;
@@ -1490,7 +1480,7 @@ void tst_Directory::damageIsFound()
     QVERIFY2(error.startsWith(folder.directory + expected), qPrintable(error));
     QVERIFY2(error.count(QLatin1Char('\n')) + 1 == problems, qPrintable(error));
     QVERIFY(!wall().open(folder.directory));
-    QCOMPARE(allFiles(folder.directory), before); // nothing overwritten, and no lock
+    QCOMPARE(filesBelow(folder.directory), before); // nothing overwritten, and no lock
     QCOMPARE(wall().pluggedDevices().size(), 1);
     QCOMPARE(wall().pluggedDevices().first().key, QStringLiteral("Z"));
     QCOMPARE(wall().directory(), QString());
@@ -1528,12 +1518,12 @@ void tst_Directory::whatAKilledProcessLeftIsRemoved()
     makeWall(folder.directory);
     QVERIFY(savePlanes(2)); // into 2.planes, and 1.planes is removed
     wall().reset();
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
     for (const char *name : {"/wall.json.AbCdEf", "/devices/A/state.json.xYzabc", "/devices/A/7.planes"})
         overwrite(folder.directory + QLatin1String(name), "left");
     reopen(folder.directory);
     wall().close();
-    QCOMPARE(allFiles(folder.directory), before);
+    QCOMPARE(filesBelow(folder.directory), before);
 }
 
 void tst_Directory::twoProcessesCannotShare()
@@ -1572,7 +1562,7 @@ void tst_Directory::readersNeedNoLock()
     QVERIFY(QFile::remove(folder.directory + QStringLiteral("/wall.sha1")));
     Other other(folder.directory);
     QCOMPARE(other.said, QStringLiteral("open"));
-    const auto before = allFiles(folder.directory);
+    const auto before = filesBelow(folder.directory);
 
     QString error;
     QVERIFY2(wall().loadReadOnly(folder.directory, &error), qPrintable(error));
@@ -1580,7 +1570,7 @@ void tst_Directory::readersNeedNoLock()
     QCOMPARE(wall().directory(), QString());
     QVERIFY(savePlanes(2)); // in memory only
     QCOMPARE(found(), 3);
-    QCOMPARE(allFiles(folder.directory), before);
+    QCOMPARE(filesBelow(folder.directory), before);
     QVERIFY(!wall().open(folder.directory, &error));
     QVERIFY2(error.contains(QLatin1String("in use")), qPrintable(error));
     other.end(false);

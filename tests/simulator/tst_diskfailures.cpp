@@ -5,6 +5,7 @@
 
 #include "DiskSteps.h"
 #include "Generations.h"
+#include "support/Files.h"
 
 #include <adapter/journal/Journal.h>
 #include <simulator/WallFile.h>
@@ -21,10 +22,10 @@ using Generations::found;
 using Generations::key;
 using Generations::saveFlags;
 using Generations::savePlanes;
+using TestSupport::Files;
+using TestSupport::filesBelow;
 
 namespace {
-
-using Files = QMap<QString, QByteArray>;
 
 const QString one = QStringLiteral("1");
 const QString stateFile = QStringLiteral("/devices/A/state.json");
@@ -34,13 +35,6 @@ VirtualWall &wall()
     return VirtualWall::instance();
 }
 
-/// In memory where that is possible: thousands of walls are written here.
-QString placeForFiles()
-{
-    const QString memory = QStringLiteral("/dev/shm");
-    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/tst_diskfailures-XXXXXX");
-}
-
 /// A folder for a wall. Closes the wall at the end.
 struct Folder {
     ~Folder()
@@ -48,21 +42,9 @@ struct Folder {
         DiskSteps::watch(QByteArray());
         wall().reset();
     }
-    QTemporaryDir parent{placeForFiles()};
+    QTemporaryDir parent{TestSupport::folderTemplate()};
     QString directory = parent.filePath(QStringLiteral("wall"));
 };
-
-Files allFiles(const QString &directory)
-{
-    Files files;
-    QDirIterator it(directory, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        QFile file(it.next());
-        if (file.open(QIODevice::ReadOnly))
-            files.insert(file.fileName().mid(directory.size()), file.readAll());
-    }
-    return files;
-}
 
 void write(const QString &path, const QByteArray &bytes)
 {
@@ -72,19 +54,11 @@ void write(const QString &path, const QByteArray &bytes)
     QCOMPARE(file.write(bytes), qint64(bytes.size()));
 }
 
-/// Makes a directory hold these files and no others.
+/// Closes the wall, and makes its directory hold these files and no others.
 void restore(const QString &directory, const Files &files)
 {
     wall().reset();
-    const Files present = allFiles(directory);
-    for (auto it = present.cbegin(); it != present.cend(); ++it) {
-        if (!files.contains(it.key()))
-            QVERIFY(QFile::remove(directory + it.key()));
-    }
-    for (auto it = files.cbegin(); it != files.cend(); ++it) {
-        if (present.value(it.key()) != it.value())
-            write(directory + it.key(), it.value());
-    }
+    TestSupport::restoreFiles(directory, files);
 }
 
 void reopen(const QString &directory)
@@ -100,15 +74,15 @@ bool saveNext(int saved)
     return saved % 2 == 0 ? savePlanes(generation) : saveFlags(generation);
 }
 
-/// The files of a wall after so many requests.
-/// Whether a message tells what could not be done, and the system's reason.
-bool tells(const QString &message, int error)
+/// Whether a message names what could not be done, and the system's reason.
+bool namesReason(const QString &message, int error)
 {
     static const QRegularExpression what(
         QStringLiteral("[: ]cannot be (listed|locked|made|opened|read|replaced|synchronised|written): "));
     return message.contains(what) && message.contains(qt_error_string(error));
 }
 
+/// The files of a wall after so many requests.
 Files filesOfWall(const QString &directory, int saved)
 {
     QDir(directory).removeRecursively();
@@ -118,10 +92,10 @@ Files filesOfWall(const QString &directory, int saved)
     for (int i = 0; i < saved; ++i)
         saveNext(i);
     wall().reset();
-    return allFiles(directory);
+    return filesBelow(directory);
 }
 
-/// What memory holds of what lasts: requests, as found() counts them.
+/// The saved requests whose values are in memory, counted as by found().
 int remembered()
 {
     return wall().state().chroma(key(), one, Store::User).value(0) + wall().state().flag(key(), one).toInt();
@@ -226,7 +200,7 @@ void tst_DiskFailures::anyStepOfOpeningMayFail()
                 ++refused;
                 QVERIFY(isReached && error != 0);
                 QVERIFY2(message.startsWith(folder.directory), qPrintable(message));
-                QVERIFY2(tells(message, error), qPrintable(message));
+                QVERIFY2(namesReason(message, error), qPrintable(message));
                 QCOMPARE(message.contains(QLatin1String("/1.planes cannot be read: ")),
                          message.contains(QLatin1String(".planes.chroma.user.pack: ")));
                 QCOMPARE(wall().directory(), QString());
@@ -237,7 +211,7 @@ void tst_DiskFailures::anyStepOfOpeningMayFail()
             QVERIFY(saveNext(2));
             reopen(folder.directory);
             QCOMPARE(found(), 3);
-            QCOMPARE(allFiles(folder.directory).keys().filter(QStringLiteral(".xYzabc")), QStringList());
+            QCOMPARE(filesBelow(folder.directory).keys().filter(QStringLiteral(".xYzabc")), QStringList());
             if (QTest::currentTestFailed())
                 QFAIL(qPrintable(QStringLiteral("step %1").arg(step)));
         }
@@ -279,11 +253,11 @@ void tst_DiskFailures::anyStepOfASaveMayFail()
                 QVERIFY(isReached && error != 0);
                 const QString note = wall().journal().calls().last().note;
                 QVERIFY2(note.startsWith(QStringLiteral("not saved: ") + folder.directory), qPrintable(note));
-                QVERIFY2(tells(note, error), qPrintable(note));
+                QVERIFY2(namesReason(note, error), qPrintable(note));
                 QCOMPARE(remembered(), answered);
                 if (!lasting) {
                     const QRegularExpression pack(QStringLiteral("\\.planes$"));
-                    QCOMPARE(allFiles(folder.directory).keys().filter(pack), files.keys().filter(pack));
+                    QCOMPARE(filesBelow(folder.directory).keys().filter(pack), files.keys().filter(pack));
                 }
                 // Once anything is answered true, the disk holds what memory does.
                 QVERIFY2(saveAgain(), qPrintable(wall().journal().calls().last().note));
@@ -333,11 +307,11 @@ void tst_DiskFailures::anyStepOfMakingMayFail()
             ++refused;
             QVERIFY(isReached && error != 0);
             QVERIFY2(message.startsWith(made), qPrintable(message));
-            QVERIFY2(tells(message, error), qPrintable(message));
+            QVERIFY2(namesReason(message, error), qPrintable(message));
             QVERIFY(wall().pluggedDevices().isEmpty());
             if (lasting)
                 QVERIFY(QDir(made).removeRecursively());
-            QVERIFY2(!QFileInfo::exists(made), qPrintable(allFiles(made).keys().join(QLatin1Char(' '))));
+            QVERIFY2(!QFileInfo::exists(made), qPrintable(filesBelow(made).keys().join(QLatin1Char(' '))));
             QVERIFY2(wall().create(directory, Generations::wall(), &message), qPrintable(message));
         }
         QVERIFY(saveNext(0));
@@ -435,7 +409,7 @@ void tst_DiskFailures::anyAllocationOfASaveMayFail()
             const int expected = outcome == Outcome::True ? answered + 1 : remembered();
             QVERIFY(outcome == Outcome::True || isReached);
             QVERIFY(remembered() == expected && (expected == answered || expected == answered + 1));
-            const Files left = allFiles(folder.directory);
+            const Files left = filesBelow(folder.directory);
             QVERIFY(saveAgain());
             reopen(folder.directory);
             QCOMPARE(found(), expected);
@@ -472,7 +446,7 @@ void tst_DiskFailures::anyAllocationOfMakingMayFail()
             // Nothing, or all of it.
             if (QFileInfo::exists(folder.directory)) {
                 QVERIFY2(QFileInfo::exists(folder.directory + QStringLiteral("/wall.json")),
-                         qPrintable(allFiles(folder.directory).keys().join(QLatin1Char(' '))));
+                         qPrintable(filesBelow(folder.directory).keys().join(QLatin1Char(' '))));
                 reopen(folder.directory);
             } else {
                 QVERIFY(wall().create(folder.directory, description));
@@ -523,7 +497,7 @@ void tst_DiskFailures::aParentThatCannotBeReadNeedNoSync()
                  isMade
                      ? QString()
                      : QStringLiteral("%1: cannot be synchronised: %2").arg(folder.parent.path(), qt_error_string(error)));
-        QCOMPARE(allFiles(folder.directory).isEmpty(), !isMade);
+        QCOMPARE(filesBelow(folder.directory).isEmpty(), !isMade);
     }
 }
 
@@ -640,7 +614,7 @@ void tst_DiskFailures::everyFlippedBitIsNoticed()
     wall().reset();
 
     DiskSteps::watch(folder.directory.toLocal8Bit()); // no waiting for the disk
-    const Files files = allFiles(folder.directory);
+    const Files files = filesBelow(folder.directory);
     QCOMPARE(files.size(), 4);
     int refused = 0;
     int flips = 0;
@@ -702,7 +676,7 @@ void tst_DiskFailures::textFilesKeepTheReason()
             m_calls += isReached ? 1 : 0;
             tolerated += isSaved && DiskSteps::hasFailedToSync() ? 1 : 0;
             DiskSteps::watch(QByteArray());
-            const QByteArray found = allFiles(folder.parent.path()).value(QStringLiteral("/file"));
+            const QByteArray found = filesBelow(folder.parent.path()).value(QStringLiteral("/file"));
             QVERIFY(found == (isSaved ? expected : QByteArray("from before")));
             if (!isReached)
                 break;

@@ -7,6 +7,7 @@
 #include <service/HWInfo.h>
 #include <service/ScreenInfo.h>
 #include <simulator/VirtualWall.h>
+#include <support/Files.h>
 #include <support/Maps.h>
 
 #include <QtTest/QtTest>
@@ -589,21 +590,14 @@ void tst_Store::aRestartDoesWhatTheTableSays()
 void tst_Store::aDirectoryOfVersionOneOpens()
 {
     const Folder folder;
-    const QString source = QStringLiteral(WALL_VERSION_1);
-    QDirIterator it(source, QDir::Files, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString file = it.next();
-        const QString copy = folder.directory + file.mid(source.size());
-        QVERIFY(QDir().mkpath(QFileInfo(copy).path()));
-        QVERIFY(QFile::copy(file, copy));
-    }
+    const TestSupport::Files files = TestSupport::filesBelow(QStringLiteral(WALL_VERSION_1));
+    QVERIFY(!files.isEmpty());
+    TestSupport::restoreFiles(folder.directory, files);
     wall().setWall(description());
     for (const Kept &kept : things())
         QVERIFY(kept.set());
     QVERIFY(wall().restartDevice(key));
-    QFile state(source + QStringLiteral("/devices/A/state.json"));
-    QVERIFY(state.open(QIODevice::ReadOnly));
-    const QByteArray saved = state.readAll();
+    const QByteArray saved = files.value(QStringLiteral("/devices/A/state.json"));
     const auto found = [&saved] {
         QMap<QString, QString> result;
         for (auto kept = things().cbegin(); kept != things().cend(); ++kept) {

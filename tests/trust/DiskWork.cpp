@@ -2,7 +2,6 @@
 
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QDir>
-#include <QtCore/QDirIterator>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QRegularExpression>
@@ -401,42 +400,6 @@ bool ask(VirtualWall &wall)
         good = state.setFlashCheckCode(device.key, id, module, state.flashCheckCode(device.key, id, module)) && good;
     }
     return good;
-}
-
-Files read(const QString &directory)
-{
-    Files files;
-    QDirIterator it(directory, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        QFile file(it.next());
-        if (!file.open(QIODevice::ReadOnly))
-            qFatal("%s: %s", qPrintable(file.fileName()), qPrintable(file.errorString()));
-        files.insert(file.fileName().mid(directory.size()), file.readAll());
-    }
-    return files;
-}
-
-void write(const QString &directory, const Files &files)
-{
-    const Files present = read(directory);
-    for (auto it = present.cbegin(); it != present.cend(); ++it) {
-        if (!files.contains(it.key()) && !QFile::remove(directory + it.key()))
-            qFatal("%s cannot be removed", qPrintable(directory + it.key()));
-    }
-    for (auto it = files.cbegin(); it != files.cend(); ++it) {
-        if (present.contains(it.key()) && present.value(it.key()) == it.value())
-            continue;
-        QFile file(directory + it.key());
-        if (!QDir().mkpath(QFileInfo(file).path()) || !file.open(QIODevice::WriteOnly)
-            || file.write(it.value()) != it->size())
-            qFatal("%s: %s", qPrintable(file.fileName()), qPrintable(file.errorString()));
-    }
-}
-
-QString placeForFiles()
-{
-    const QString memory = QStringLiteral("/dev/shm");
-    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/trust-XXXXXX");
 }
 
 QString leftovers(const QString &directory)

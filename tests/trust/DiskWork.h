@@ -35,14 +35,6 @@ constexpr char logCategory[] = "default";
 /// A request to each device that changes nothing. False when one is refused.
 bool ask(Simulator::VirtualWall &wall);
 
-/// Files below a directory, by path.
-using Files = QMap<QString, QByteArray>;
-Files read(const QString &directory);
-/// Makes a directory hold these files and no others. Not while a wall has it open.
-void write(const QString &directory, const Files &files);
-
-/// A new folder in memory, where that is possible.
-QString placeForFiles();
 /// Everything in the devices' folders to which no state.json refers; empty after an open() with a disk that works.
 QString leftovers(const QString &directory);
 

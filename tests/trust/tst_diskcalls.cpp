@@ -5,6 +5,7 @@
 #include "support/Allocations.h"
 
 #include "simulator/DiskSteps.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 #include "trust/DiskWork.h"
 #include "trust/Options.h"
@@ -59,8 +60,8 @@ struct Batch {
         for (int number = 1; number <= count; ++number)
             DiskWork::request(wall, seed, number);
         wall.close();
-        files = DiskWork::read(directory);
-        DiskWork::write(copy, files);
+        files = TestSupport::filesBelow(directory);
+        TestSupport::restoreFiles(copy, files);
     }
     /// A wall in memory that is as one that opens the directory.
     void loadReference(VirtualWall &wall) const
@@ -73,7 +74,7 @@ struct Batch {
 
     QString directory;
     QString copy;
-    DiskWork::Files files;
+    TestSupport::Files files;
     quint32 seed;
     int first;
 };
@@ -101,7 +102,7 @@ private:
 void tst_DiskCalls::failCall(const Batch &batch, int requests, int step, const Failure &failure, bool &isReached)
 {
     TestSupport::LogCapture log(DiskWork::logCategory);
-    DiskWork::write(batch.directory, batch.files);
+    TestSupport::restoreFiles(batch.directory, batch.files);
     VirtualWall reference;
     batch.loadReference(reference);
     VirtualWall wall;
@@ -156,7 +157,7 @@ void tst_DiskCalls::everyCallMayFail()
 {
     const int batches = isLong() ? 8 : DiskWork::wallSizes;
     constexpr int requests = 6;
-    const QTemporaryDir folder(DiskWork::placeForFiles());
+    const QTemporaryDir folder(TestSupport::folderTemplate());
     int cases = 0;
     for (int turn = 0; turn < batches; ++turn) {
         const Batch batch(folder.path(), turn % DiskWork::wallSizes, static_cast<quint32>(turn), 20 + turn);
@@ -194,7 +195,7 @@ void tst_DiskCalls::everyAllocationMayFail()
 #else
     const int requests = isLong() ? 24 : 6;
     const int stride = isLong() ? 1 : 19;
-    const QTemporaryDir folder(DiskWork::placeForFiles());
+    const QTemporaryDir folder(TestSupport::folderTemplate());
     int thrown = 0;
     int failed = 0;
     for (int turn = 0; turn < requests; ++turn) {
@@ -219,7 +220,7 @@ void tst_DiskCalls::everyAllocationMayFail()
         for (int allocation = turn % stride; isReached; allocation += stride) {
             const QByteArray context =
                 "request " + QByteArray::number(turn) + ", allocation " + QByteArray::number(allocation) + ": ";
-            DiskWork::write(batch.directory, batch.files);
+            TestSupport::restoreFiles(batch.directory, batch.files);
             VirtualWall wall;
             QString error;
             QVERIFY2(wall.open(batch.directory, &error), context + error.toLocal8Bit());
@@ -275,7 +276,7 @@ void tst_DiskCalls::aSmallDiskMayBeFull()
     constexpr int notHere = -1;
     constexpr int isWrong = -2;
     const int rounds = isLong() ? 500 : 25;
-    const QTemporaryDir folder(DiskWork::placeForFiles());
+    const QTemporaryDir folder(TestSupport::folderTemplate());
     const QString disk = folder.path();
     Process process([&](int output) {
         const auto put = [](const char *path, const QByteArray &text) {

@@ -3,6 +3,7 @@
 // planes that are read while the wall is open.
 
 #include "simulator/DiskSteps.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 #include "trust/DiskWork.h"
 #include "trust/Options.h"
@@ -15,9 +16,9 @@
 
 using namespace Simulator;
 using DiskWork::differences;
-using DiskWork::Files;
 using DiskWork::Kept;
 using DiskWork::kept;
+using TestSupport::Files;
 using Trust::isLong;
 
 namespace {
@@ -49,7 +50,7 @@ private:
     Kept make(int size, Files &files);
     void tryDamage(const Files &files, const QString &damaged, const QByteArray &context);
 
-    const QTemporaryDir m_folder{DiskWork::placeForFiles()};
+    const QTemporaryDir m_folder{TestSupport::folderTemplate()};
     const QString m_directory = m_folder.filePath(QStringLiteral("wall"));
     Kept m_expected;
     int m_number = 0;
@@ -83,7 +84,7 @@ Kept tst_DiskDamage::make(int size, Files &files)
         qFatal("not opened");
     const Kept expected = everything(wall);
     wall.reset();
-    files = DiskWork::read(m_directory);
+    files = TestSupport::filesBelow(m_directory);
     // A process of this host that was killed left it.
     files.insert(lockFile, "99999999\nhost\n" + QSysInfo::machineHostName().toUtf8() + '\n');
     return expected;
@@ -91,7 +92,7 @@ Kept tst_DiskDamage::make(int size, Files &files)
 
 void tst_DiskDamage::tryDamage(const Files &files, const QString &damaged, const QByteArray &context)
 {
-    DiskWork::write(m_directory, files);
+    TestSupport::restoreFiles(m_directory, files);
     VirtualWall wall;
     QString error;
     // In turn with and without the lock.
@@ -107,7 +108,7 @@ void tst_DiskDamage::tryDamage(const Files &files, const QString &damaged, const
     QVERIFY2(error.startsWith(m_directory) && error.contains(name), context + error.toLocal8Bit());
     // Refusing changed nothing but the lock.
     Files before = files;
-    Files after = DiskWork::read(m_directory);
+    Files after = TestSupport::filesBelow(m_directory);
     before.remove(lockFile);
     after.remove(lockFile);
     QVERIFY2(before == after, context);
@@ -169,7 +170,7 @@ void tst_DiskDamage::everyDamageIsNamed()
                 return;
         }
     }
-    DiskWork::write(m_directory, files);
+    TestSupport::restoreFiles(m_directory, files);
     VirtualWall wall;
     QVERIFY(wall.open(m_directory));
     QCOMPARE(differences(m_expected, everything(wall)), QString());

@@ -2,6 +2,7 @@
 // once. Whatever was answered true is there afterwards.
 
 #include "simulator/DiskSteps.h"
+#include "support/Files.h"
 #include "trust/DiskWork.h"
 #include "trust/Options.h"
 #include "trust/Process.h"
@@ -106,7 +107,7 @@ void tst_KilledWriters::everythingAnsweredIsThere()
         const auto seed = static_cast<quint32>(turn);
         std::mt19937 random(static_cast<std::mt19937::result_type>(round));
         if (round % roundsOfAWall == 0) {
-            folder = std::make_unique<QTemporaryDir>(DiskWork::placeForFiles());
+            folder = std::make_unique<QTemporaryDir>(TestSupport::folderTemplate());
             directory = folder->filePath(QStringLiteral("wall"));
             description = DiskWork::wallOfSize(turn % DiskWork::wallSizes);
             reference = std::make_unique<Reference>(description, seed);
@@ -188,7 +189,7 @@ void tst_KilledWriters::oneOfThreeMayWrite()
     QFETCH(bool, isMade);
     constexpr int timeout = 60000; // milliseconds, for a busy machine
     const int rounds = isLong() ? 500 : 6;
-    const QTemporaryDir folder(DiskWork::placeForFiles());
+    const QTemporaryDir folder(TestSupport::folderTemplate());
     const QString directory = folder.filePath(QStringLiteral("wall"));
     const WallDescription description = DiskWork::wallOfSize(1);
     std::unique_ptr<Reference> reference;

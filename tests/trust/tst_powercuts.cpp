@@ -3,6 +3,7 @@
 // in part. Every state of that disk must open, with everything that was answered true until then.
 
 #include "simulator/DiskSteps.h"
+#include "support/Files.h"
 #include "trust/DiskWork.h"
 #include "trust/Options.h"
 
@@ -31,7 +32,7 @@ class Disk
 {
 public:
     /// With a wall's files, all synchronised; `root` is the folder of its directory.
-    Disk(const QByteArray &root, const DiskWork::Files &files) : m_root(root)
+    Disk(const QByteArray &root, const TestSupport::Files &files) : m_root(root)
     {
         m_names[root] = isFolder;
         int number = 0;
@@ -239,7 +240,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
     QString m_directory;
     QString m_start; ///< A copy of the directory as it was at first.
-    DiskWork::Files m_files;
+    TestSupport::Files m_files;
     WallDescription m_description;
     quint32 m_seed = 0;
     int m_madeAt = 0; ///< The number of changes until the wall was made.
@@ -255,7 +256,7 @@ private:
 
 void tst_PowerCuts::init()
 {
-    m_folder = std::make_unique<QTemporaryDir>(DiskWork::placeForFiles());
+    m_folder = std::make_unique<QTemporaryDir>(TestSupport::folderTemplate());
     m_directory = m_folder->filePath(QStringLiteral("disk/wall"));
     m_start = m_folder->filePath(QStringLiteral("start"));
 }
@@ -291,8 +292,8 @@ void tst_PowerCuts::begin(int size, quint32 seed, bool isMade)
         for (int number = 1001; number < 1020; ++number)
             QVERIFY(DiskWork::request(wall, seed, number));
         wall.close();
-        m_files = DiskWork::read(m_directory);
-        DiskWork::write(m_start, m_files);
+        m_files = TestSupport::filesBelow(m_directory);
+        TestSupport::restoreFiles(m_start, m_files);
     }
     DiskSteps::watch(diskPath());
     DiskSteps::record();

@@ -1,5 +1,7 @@
 #include "Fuzz.h"
 
+#include "support/Files.h"
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -20,8 +22,7 @@ bool isFolderUsed = false;
 
 QTemporaryDir &temporary()
 {
-    const QString memory = QStringLiteral("/dev/shm");
-    static QTemporaryDir directory((QDir(memory).exists() ? memory : QDir::tempPath()) + QStringLiteral("/fuzz-XXXXXX"));
+    static QTemporaryDir directory(TestSupport::folderTemplate());
     return directory;
 }
 

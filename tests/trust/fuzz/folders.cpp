@@ -3,15 +3,13 @@
 
 #include "WallDump.h"
 
-#include <QtCore/QDir>
-#include <QtCore/QDirIterator>
-#include <QtCore/QMap>
+#include "support/Files.h"
 
 using namespace Simulator;
+using TestSupport::Files;
+using TestSupport::filesBelow;
 
 namespace {
-
-using Files = QMap<QString, QByteArray>; ///< By path in the directory.
 
 /// A directory to begin with, and what can be read of its wall.
 struct Base {
@@ -21,34 +19,14 @@ struct Base {
 
 QVector<Base> bases;
 
-Files filesIn(const QString &path)
-{
-    Files files;
-    QDirIterator entries(path, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        const QString file = entries.next();
-        files.insert(QDir(path).relativeFilePath(file), Fuzz::read(file));
-    }
-    return files;
-}
-
-void put(const QString &path, const Files &files)
-{
-    for (auto file = files.cbegin(); file != files.cend(); ++file) {
-        const QString name = path + QLatin1Char('/') + file.key();
-        Fuzz::require(QDir().mkpath(QFileInfo(name).path()), "no folder");
-        Fuzz::write(name, *file);
-    }
-}
-
 /// Whether only packs were changed.
 bool change(Files &files, Fuzz::Bytes &input)
 {
     const int form = input.below(4);
     if (form == 3) { // a file that should not be there
-        static const char *const names[] = {"devices/A/state.json.aB3dE9", "devices/A/9.planes", "devices/A/x.planes",
-                                            "devices/C/state.json",        "wall.json.lock",     "lock",
-                                            "devices/A/0.planes",          "devices/B/1.planes"};
+        static const char *const names[] = {"/devices/A/state.json.aB3dE9", "/devices/A/9.planes", "/devices/A/x.planes",
+                                            "/devices/C/state.json",        "/wall.json.lock",     "/lock",
+                                            "/devices/A/0.planes",          "/devices/B/1.planes"};
         files.insert(QString::fromLatin1(input.pick(names)), input.rest());
         return false;
     }
@@ -63,8 +41,8 @@ bool change(Files &files, Fuzz::Bytes &input)
             content.replace(at, qMin(removed, content.size() - at), input.bytes(input.below(8)));
         }
     }
-    if (name == QLatin1String("wall.json"))
-        files.remove(QStringLiteral("wall.sha1"));
+    if (name == QLatin1String("/wall.json"))
+        files.remove(QStringLiteral("/wall.sha1"));
     return name.endsWith(QLatin1String(".planes"));
 }
 
@@ -73,9 +51,9 @@ bool change(Files &files, Fuzz::Bytes &input)
 void Fuzz::setUp()
 {
     for (const char *const source : {TOOL_SAMPLES "/wall", TOOL_SAMPLES "/wall-2", WALL_VERSION_1}) {
-        const Files files = filesIn(QString::fromUtf8(source));
+        const Files files = filesBelow(QString::fromUtf8(source));
         const QString path = folder() + QStringLiteral("/%1").arg(bases.size());
-        put(path, files);
+        TestSupport::restoreFiles(path, files);
         VirtualWall wall;
         QString error;
         if (!wall.open(path, &error))
@@ -90,7 +68,7 @@ void Fuzz::run(Bytes &input)
     Files files = base.files;
     const bool isPackAlone = change(files, input);
     const QString path = folder() + QStringLiteral("/wall");
-    put(path, files);
+    TestSupport::restoreFiles(path, files);
 
     VirtualWall reader;
     QString readError;
