@@ -84,25 +84,25 @@ may_include qtpromise "$core"
 may_include values "$core"
 # The simulator's headers for programs, and its folders from below to above. Only the topmost includes the whole wall, and only
 # one of them makes system calls.
-rooms=""
-may_include_room() { # may_include_room NAME [FURTHER]: what the rooms before it hold, too
-    rooms="$rooms|$1"
-    may_include "simulator/$1" "$core|$gui|<values/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.h>|<simulator/[A-UX-Z][A-Za-z]*\.(h|def)>|<simulator/Wall[A-Za-z]*\.h>|\"(${rooms#|})/[A-Za-z]+\.h\"${2:+|$2}"
+below=""
+may_include_below() { # may_include_below NAME [FURTHER]: also the headers of the folders named before it, and of its own
+    below="$below|$1"
+    may_include "simulator/$1" "$core|$gui|<values/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.h>|<simulator/[A-UX-Z][A-Za-z]*\.(h|def)>|<simulator/Wall[A-Za-z]*\.h>|\"(${below#|})/[A-Za-z]+\.h\"${2:+|$2}"
 }
 folder_alone=-maxdepth\ 1
 may_include simulator "$core|$gui|<(adapter|simulator)/[A-Za-z]+\.(h|def)>"
 folder_alone=
-may_include_room files '<(dirent|fcntl|unistd|sys/file|sys/stat|sys/statvfs|xxhash)\.h>'
-may_include_room faults
-may_include_room device
-may_include_room description
-may_include_room disk
-may_include_room journal
-may_include_room pictures
-may_include_room light
-may_include_room wall '<simulator/VirtualWall\.h>'
+may_include_below files '<(dirent|fcntl|unistd|sys/file|sys/stat|sys/statvfs|xxhash)\.h>'
+may_include_below faults
+may_include_below device
+may_include_below description
+may_include_below disk
+may_include_below journal
+may_include_below pictures
+may_include_below light
+may_include_below wall '<simulator/VirtualWall\.h>'
 for folder in simulator/*/; do
-    [[ "$rooms|walls" =~ \|$(basename "$folder")(\||$) ]] || finding "$folder: a room without a rule"
+    [[ "$below|walls" =~ \|$(basename "$folder")(\||$) ]] || finding "$folder: a folder without a rule"
 done
 # The adapter depends on the service alone: it serves any backend.
 may_include adapter "$core|<unistd\.h>|<(service|values)/[A-Za-z]+\.h>|<adapter/((journal|json)/)?[A-Za-z]+\.(h|def)>"
@@ -129,7 +129,7 @@ done < <(grep -rnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*<QtPromise>' in
 # Suppressions: the check in parentheses for NOLINT, and behind it at least three words.
 reason='([^A-Za-z]*[A-Za-z]+){3}'
 checked=0
-for folder in include values model cabinet screen calibration service adapter qtpromise simulator tools tests fuzz bench examples; do
+for folder in include values model cabinet screen calibration service adapter qtpromise simulator tools tests bench examples; do
     [[ -d $folder ]] || continue
     while IFS= read -r file; do
         checked=$((checked + 1))
@@ -150,7 +150,7 @@ while IFS=: read -r file number line; do
     [[ $line =~ \#$reason ]] || finding "$file:$number: a warning is switched off without a reason on its line"
 done < <(find . -path ./build -prune -o \( -name CMakeLists.txt -o -name '*.cmake' -o -name CMakePresets.json \) -type f -print \
     | sort | xargs grep -nE -e '-Wno-' /dev/null || true)
-# Files of sanitizer suppressions: each entry stands below a comment, or ends in one.
+# Files of sanitizer suppressions: each entry is below a comment, or ends in one.
 while IFS= read -r file; do
     awk -v file="$file" '
         /^[[:space:]]*(#|$)/ { commented = /#/; next }

@@ -59,7 +59,7 @@ plant model/Codec.cpp '#pragma GCC diagnostic pop // back to the strict settings
 plant CMakeLists.txt 'add_compile_options(-Wno-shadow)' 'a warning is switched off without a reason on its line'
 expected[-1]="./${expected[-1]}"
 mkdir simulator/cellar
-expected+=('simulator/cellar/: a room without a rule')
+expected+=('simulator/cellar/: a folder without a rule')
 rm include/Correction/Global.h
 expected+=('include/Correction/Global.h: missing')
 echo '#include <QtCore/QtGlobal>' > include/Correction/Further.h
