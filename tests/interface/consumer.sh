@@ -95,7 +95,7 @@ done
 
 # keeps_the_wall PROGRAM: it was linked with the virtual wall, which it does not name.
 keeps_the_wall() {
-    readelf -d "$1" | grep -qF 'libcorrection-simulator.so' || fail "$1 lost the virtual wall"
+    readelf -d "$1" | grep -F 'libcorrection-simulator.so' > /dev/null || fail "$1 lost the virtual wall"
     timeout 60 "$1" > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "$1 fails"; }
 }
 keeps_the_wall "$work/build/names_nothing"
@@ -132,7 +132,7 @@ printf "README's host works\n"
 # The host of the guide takes that CMakeLists.txt, too.
 cp "$source/examples/01-first-host.cpp" "$first/host.cpp"
 build_typed "$first" docs/guides/getting-started.md
-timeout 60 "$first/build/host" 2>&1 | grep -qx 'written and saved' || fail "the guide's first host fails"
+timeout 60 "$first/build/host" 2>&1 | grep -x 'written and saved' > /dev/null || fail "the guide's first host fails"
 printf 'the first host of the guide works\n'
 
 # The lines of pages that begin with find_package(): of a backend, and of a service in a library of its own.
@@ -163,7 +163,7 @@ done
         -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_FLAGS="$flags" &&
         "$cmake" --build "$work/examples" --parallel "$(nproc)"
 } > "$work.log" 2>&1 || { cat "$work.log" >&2; fail "the installed examples cannot be built"; }
-timeout 60 "$work/examples/example-01-first-host" 2>&1 | grep -qx 'written and saved' || fail "an installed example fails"
+timeout 60 "$work/examples/example-01-first-host" 2>&1 | grep -x 'written and saved' > /dev/null || fail "an installed example fails"
 printf 'the installed examples work\n'
 
 # pkg-config alone.
