@@ -27,7 +27,7 @@ class ADAPTER_API DeviceBackend : public QObject
     Q_OBJECT
 
 public:
-    /// It is not installed.
+    /// Does not install the backend: see setBackend().
     explicit DeviceBackend(QObject *parent = nullptr);
     ~DeviceBackend() override;
 
@@ -39,7 +39,7 @@ public:
     /// std::bad_alloc reaches the host.
     virtual Answer answer(const Call &call) = 0;
     /// Carries out one of the uploads with a promise, which is fulfilled with true when the device took everything. It may
-    /// settle on any thread. Here it calls answer() and returns a promise that is settled.
+    /// settle on any thread. The default calls answer() and returns a settled promise.
     virtual QtPromise::QPromise<bool> upload(const Call &call);
 
 Q_SIGNALS:
