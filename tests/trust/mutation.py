@@ -75,9 +75,9 @@ class Copy:
         self.folder = folder
         listed = subprocess.run(["git", "-C", root, "ls-files", "-z", "-co", "--exclude-standard", "."], capture_output=True)
         names = listed.stdout.decode().split("\0") if listed.returncode == 0 else []
-        names = [name for name in names if name and (root / name).is_file()]
+        names = {name for name in names if name and (root / name).is_file()}
         if not names:
-            names = [str(path.relative_to(root)) for path in root.rglob("*") if path.is_file()]
+            names = {str(path.relative_to(root)) for path in root.rglob("*") if path.is_file()}
         for name in names:
             source, target = root / name, folder / name
             if not target.exists() or source.read_bytes() != target.read_bytes():
@@ -85,7 +85,7 @@ class Copy:
                 shutil.copy(source, target)
                 os.utime(target)
         for path in folder.rglob("*"):
-            if path.is_file() and str(path.relative_to(folder)) not in set(names):
+            if path.is_file() and str(path.relative_to(folder)) not in names:
                 path.unlink()
 
     def sources(self, folders):
