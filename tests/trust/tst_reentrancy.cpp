@@ -269,11 +269,13 @@ void tst_Reentrancy::removalsInsideEveryCall()
             ++m_cases;
             Host host(m_path);
             QVERIFY(bool(host.group));
+            m_backend.calls.clear();
             m_backend.hookedCall = position;
             m_backend.hook = [&] { removal.second(host); };
             const QString got = resultOf([&] { return outer.run(host); });
             const QString context =
                 QStringLiteral("%1 inside call %2: %3").arg(QLatin1String(removal.first)).arg(position).arg(got);
+            QVERIFY2(m_backend.hookedCall == -1, qPrintable(context + text(": not removed")));
             QVERIFY2(got == QString::number(usual) || got == QString::number(enInvalidParameter), qPrintable(context));
             // A failure is logged.
             QVERIFY2(got == QString::number(usual) || !m_log->takeCritical().isEmpty(), qPrintable(context));
