@@ -208,9 +208,11 @@ void tst_HostileDevices::largeReplies()
 
     Host host(m_path);
     QVERIFY(bool(host.group));
+    bool isSent = false;
     m_backend.edit = [&](const QString &called, const QString &, QVariant &reply) {
         if (called != operation)
             return;
+        isSent = true;
         QVariantMap map = reply.toMap();
         if (what == text("a block of 100 MB")) {
             QVariantMap block = reply.toList().at(0).toMap();
@@ -242,6 +244,7 @@ void tst_HostileDevices::largeReplies()
     };
     int got = -1;
     measure(what, [&] { got = found->run(host); });
+    QVERIFY(isSent);
     QCOMPARE(got, code);
     m_backend.edit = nullptr;
     host.variables = Variables();
