@@ -13,14 +13,6 @@ using namespace Simulator;
 
 namespace {
 
-/// The number of rounds that the environment sets, or that fit an ordinary test run.
-int roundCount()
-{
-    bool isNumber = false;
-    const int rounds = qEnvironmentVariableIntValue("SIMULATOR_CRASH_ROUNDS", &isNumber);
-    return isNumber ? rounds : 60;
-}
-
 /// Waits until a process has ended.
 bool isOver(QProcess &process)
 {
@@ -123,7 +115,7 @@ void tst_Crash::everyStepOfASaveMayBeTheLast()
 
 void tst_Crash::anyMomentMayBeTheLast()
 {
-    for (int round = 0; round < roundCount(); ++round) {
+    for (int round = 0; round < 60; ++round) {
         std::mt19937 random(static_cast<std::mt19937::result_type>(round));
         // In turn at a given step of the process itself, and by a signal after some answers, at any point of its work.
         const bool byItself = round % 2 == 0;
