@@ -11,8 +11,8 @@
 /// written its first half, unless it was interrupted (EINTR). On demand reading steps count, too: to open for reading, to
 /// read, to list a folder (and to begin so), to look for a file, to lock, to close.
 ///
-/// Programs that are linked with DiskSteps.cpp have its functions before those of the C library. There synchronising is a
-/// step, but takes no time: only a power failure would show the difference.
+/// In programs that are linked with DiskSteps.cpp its functions have priority over those of the C library. Synchronising is
+/// a step there, but writes nothing to the disk: only a power failure would show the difference.
 namespace DiskSteps {
 
 enum Kinds { Changes, Everything };

@@ -31,7 +31,7 @@ correction_test(simulator/tst_store.cpp simulator/DiskSteps.cpp)
 target_compile_definitions(tst_store PRIVATE "STORE_RULES=\"${PROJECT_SOURCE_DIR}/docs/store.md\""
   "WALL_VERSION_1=\"${CMAKE_CURRENT_LIST_DIR}/wall-version-1\"")
 
-# A process for tests that kill it; DiskSteps.cpp stands before the C library's functions.
+# A process for tests that kill it. The functions of DiskSteps.cpp have priority over those of the C library.
 add_executable(wallwriter simulator/wallwriter.cpp simulator/DiskSteps.cpp)
 target_link_libraries(wallwriter PRIVATE correction_test_support correction_test_objects)
 correction_test(simulator/tst_crash.cpp)

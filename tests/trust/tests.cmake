@@ -5,7 +5,7 @@ foreach(name IN ITEMS tst_servicefaults tst_reentrancy tst_outofmemory tst_hosti
   target_link_libraries(${name} PRIVATE trust_operations)
 endforeach()
 
-# Wall directories. DiskSteps.cpp has its functions before those of the C library.
+# Wall directories. The functions of DiskSteps.cpp have priority over those of the C library.
 add_library(trust_disk OBJECT trust/DiskWork.cpp simulator/DiskSteps.cpp)
 target_link_libraries(trust_disk PRIVATE correction_test_support)
 foreach(name IN ITEMS tst_killedwriters tst_diskcalls tst_diskdamage tst_powercuts)
