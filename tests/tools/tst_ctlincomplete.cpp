@@ -45,6 +45,10 @@ private Q_SLOTS:
     void theReasonOfAFailedSaveIsShown();
     void aRecordingOnAFullDiskFails();
     void verifyFindsAChange();
+    void incompleteRepliesAreNotTakenForValues_data();
+    void incompleteRepliesAreNotTakenForValues();
+    void settingsOfIncompleteRepliesAreUnknown();
+    void blocksThatCoverACabinetAreComplete();
 
 private:
     void wallWith(const QString &name, int device, const QString &entry, const QJsonValue &value);
@@ -287,6 +291,95 @@ void CtlIncompleteTest::verifyFindsAChange()
     const Run run = m_program.json("--wall verified verify main.snapshot");
     QVERIFY2(run.exit == 20 && run.error.contains("main.snapshot: 1 of 8 cabinets differ: 4"), run.all());
     QCOMPARE(run.data().value(QStringLiteral("differing")).toArray(), QJsonArray{QStringLiteral("4")});
+}
+
+void CtlIncompleteTest::incompleteRepliesAreNotTakenForValues_data()
+{
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("exit");
+    QTest::addColumn<QString>("lacks");
+    const QString load = QStringLiteral("Correctionop::loadCoefficient");
+    const auto fault = [](const char *type, const QString &operation, const char *key = nullptr) {
+        QJsonObject object{{QStringLiteral("type"), QLatin1String(type)}, {QStringLiteral("operation"), operation}};
+        if (key)
+            object.insert(QStringLiteral("key"), QLatin1String(key));
+        return object;
+    };
+    const auto row = [](const QJsonObject &wrong, const char *arguments, int exit, const char *lacks) {
+        QTest::addRow("%s, %s", qPrintable(wrong.value(QStringLiteral("type")).toString()), arguments)
+            << wrong << QString::fromLatin1(arguments) << exit << QString::fromLatin1(lacks);
+    };
+    const char *const none = "whole blocks for 0 of the cabinet's 128 pixels";
+    // Of three blocks, of three, three and two rows, the first is left.
+    const char *const first = "whole blocks for 48 of the cabinet's 128 pixels";
+    row(fault("truncateReply", load), "read main x.npy", 3, first);
+    row(fault("truncateReply", load), "read main x.csv", 3, first);
+    row(fault("truncateReply", load), "read main x.npy --direct", 3, first);
+    row(fault("truncateReply", load), "snapshot main x.snapshot", 21, first);
+    row(fault("truncateReply", load), "verify main.snapshot", 3, first);
+    row(fault("truncateReply", load), "restore main.snapshot", 3, first);
+    row(fault("truncateReply", load), "diff main.npy --screen main", 3, first);
+    row(fault("truncateReply", load), "cabinet 5 read x.npy", 3, first);
+    row(fault("truncateReply", load), "doctor", 3, first);
+    row(fault("missingKey", load, "area.size.width"), "read main x.npy", 3, none);
+    row(fault("wrongType", load, "area.size.height"), "read main x.npy", 3, none);
+    row(fault("dirtyBase64", load), "read main x.npy", 3, none);
+    for (const char *type : {"missingKey", "wrongType"}) {
+        row(fault(type, QStringLiteral("CabinetInfoOperator::getConfigFile")), "cabinet 5 config get x.bin", 3,
+            "it has no \"config\"");
+        row(fault(type, QStringLiteral("Correctionop::getCabinetEffectMode")), "cabinet 5 effect", 3, "it has no \"mode\"");
+        row(fault(type, QStringLiteral("Correctionop::getCabinetEffectMode")), "effect main --device B", 3,
+            "it has no \"mode\"");
+    }
+}
+
+void CtlIncompleteTest::incompleteRepliesAreNotTakenForValues()
+{
+    QFETCH(QJsonObject, fault);
+    QFETCH(QString, arguments);
+    QFETCH(int, exit);
+    QFETCH(QString, lacks);
+    wallWith(QStringLiteral("bad.json"), 1, QStringLiteral("faults"), QJsonArray{fault});
+    QJsonObject wall = QJsonDocument::fromJson(m_program.content(QStringLiteral("bad.json"))).object();
+    wall.insert(QStringLiteral("replyBlockHeight"), 3);
+    QVERIFY(m_program.write(QStringLiteral("bad.json"), QJsonDocument(wall).toJson()));
+    const QStringList before = m_program.files();
+    const Run run = m_program.run(words("--wall bad.json") + arguments.split(QLatin1Char(' ')));
+    QVERIFY2(run.exit == exit, run.all());
+    const QString said = arguments == QLatin1String("doctor")
+                             ? QStringLiteral(" -- fault: truncated reply; incomplete reply: ") + lacks
+                             : QStringLiteral("device B sent an incomplete reply to %1: %2")
+                                   .arg(fault.value(QStringLiteral("operation")).toString(), lacks);
+    QVERIFY2((run.out + run.error).contains(said.toUtf8()), run.all());
+    QCOMPARE(m_program.files(), before);
+}
+
+void CtlIncompleteTest::settingsOfIncompleteRepliesAreUnknown()
+{
+    wallWith(QStringLiteral("nomode.json"), 1, QStringLiteral("faults"),
+             QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("missingKey")},
+                                    {QStringLiteral("operation"), QStringLiteral("Correctionop::getCabinetEffectMode")}}});
+    const Run show = m_program.json("--wall nomode.json show main --device B");
+    QVERIFY2(show.exit == 0 && !show.data().contains(QStringLiteral("effect")), show.all());
+    const Run snapshot = m_program.json("--wall nomode.json snapshot main nomode.snapshot");
+    QVERIFY2(snapshot.exit == 0, snapshot.all());
+    QVERIFY2(snapshot.error.contains("warning: device B: its effect mode cannot be read: enInvalidParameter (3)"),
+             snapshot.all());
+    QCOMPARE(snapshot.data().value(QStringLiteral("settings")).toArray(), QJsonArray{QStringLiteral("A")});
+}
+
+void CtlIncompleteTest::blocksThatCoverACabinetAreComplete()
+{
+    for (const int height : {0, 1, 3, 5, 8}) {
+        wallWith(QStringLiteral("bands.json"), 1, QStringLiteral("label"), QStringLiteral("Bands"));
+        QJsonObject wall = QJsonDocument::fromJson(m_program.content(QStringLiteral("bands.json"))).object();
+        wall.insert(QStringLiteral("replyBlockHeight"), height);
+        QVERIFY(m_program.write(QStringLiteral("bands.json"), QJsonDocument(wall).toJson()));
+        const Run run = m_program.run("--wall bands.json read main bands.npy");
+        QVERIFY2(run.exit == 0, run.all());
+        QCOMPARE(m_program.content(QStringLiteral("bands.npy")), m_program.content(QStringLiteral("main.npy")));
+    }
 }
 
 QTEST_GUILESS_MAIN(CtlIncompleteTest)

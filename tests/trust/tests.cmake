@@ -71,7 +71,7 @@ target_compile_definitions(fuzz_folders PRIVATE
 if(TARGET fuzz_npy)
   # Of the program's sources only those that read and write files: the verbs take long to compile.
   set(sources files/Csv.cpp files/Files.cpp files/Grid.cpp files/Npy.cpp files/Npz.cpp files/SnapshotFile.cpp
-    session/VirtualService.cpp terminal/ExitCodes.cpp terminal/Interrupt.cpp terminal/Output.cpp terminal/Texts.cpp)
+    session/Replies.cpp session/VirtualService.cpp terminal/ExitCodes.cpp terminal/Interrupt.cpp terminal/Output.cpp terminal/Texts.cpp)
   list(TRANSFORM sources PREPEND "${PROJECT_SOURCE_DIR}/tools/correctionctl/")
   add_library(trust_files OBJECT trust/fuzz/NoVerbs.cpp ${sources})
   target_include_directories(trust_files PUBLIC "${PROJECT_SOURCE_DIR}/tools/correctionctl")

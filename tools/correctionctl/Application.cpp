@@ -121,8 +121,13 @@ void tell(int exit, const QString &message, const Invocation &invocation)
     const bool saysWhy = std::any_of(outcomes.cbegin(), outcomes.cend(), [&message](const Service::Outcome &outcome) {
         return !outcome.reason.isEmpty() && message.contains(outcome.reason);
     });
+    const bool isIncomplete = std::any_of(outcomes.cbegin(), outcomes.cend(), [&message](const Service::Outcome &outcome) {
+        return !outcome.damage.isNull() && message.contains(outcome.damage);
+    });
     if (saysWhy)
         Output::note(QStringLiteral("  The device gave the reason that is in brackets. Remove it, then try again."));
+    else if (isIncomplete)
+        Output::note(QStringLiteral("  Try again; if the reply stays incomplete, `record` keeps what the device sends."));
     else if (const ExitCode *code = explain(exit))
         Output::note(QStringLiteral("  %1 %2")
                          .arg(QLatin1String(exit <= ExitLargestResult ? code->meaning : ""), nextStep(*code, invocation))

@@ -23,6 +23,7 @@ struct Exchange {
     bool success = false;
     double milliseconds = 0;
     QString note;         ///< The service's reason for refusing the request, if it gives one.
+    QString damage;       ///< What the reply lacks despite success (Replies.h); null if nothing.
     qint64 bytes = 0;     ///< Of coefficients and files in the request.
     QStringList cabinets; ///< Ids that the request names.
 };
@@ -35,6 +36,7 @@ struct Outcome {
     int done = 0;
     int refused = 0; ///< Returned false, threw, or the promise was rejected or did not settle.
     QString reason;  ///< Of the first refusal, if the service gives one.
+    QString damage;  ///< What the first reply lacks that lacks anything despite success (Replies.h); null if none does.
 };
 
 /// How far the discovery is.
@@ -87,7 +89,7 @@ Discovered discovered();
 bool isWatched();
 /// The calls of devices since the service was opened, by device and operation.
 QVector<Outcome> outcomes();
-/// The calls that devices refused since the last call of this function.
+/// The calls that devices refused, or replied to with damage, since the last call of this function.
 QVector<Outcome> takeRefusals();
 
 /// Writes every call to a new file from here on, one JSON object a line.

@@ -128,6 +128,7 @@ void readInto(Session &session, IScreen &screen, const QRect &rect, ICoefficient
     std::optional<Progress> bar;
     qint64 shown = 0;
     const auto onProgress = [&](const ScreenReader::Progress &progress) {
+        check(enSuccess, what); // the reply of the cabinet before
         if (!bar)
             bar.emplace(session.out(), QStringLiteral("reading"), progress.pixels * pixelBytes(kind));
         bar->advance((progress.pixelsRead - shown) * pixelBytes(kind));

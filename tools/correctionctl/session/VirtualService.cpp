@@ -1,5 +1,6 @@
 // The device service of this program through the adapter: the virtual wall, or a loaded backend.
 
+#include "Replies.h"
 #include "Service.h"
 #include "terminal/ExitCodes.h"
 
@@ -86,7 +87,7 @@ void measure(const QString &key, const QVariant &value, Exchange &exchange)
     }
 }
 
-Exchange exchangeOf(const Call &call)
+Exchange exchangeOf(const Call &call, const QString &damage = QString())
 {
     Exchange exchange;
     exchange.operation = call.operation;
@@ -97,10 +98,11 @@ Exchange exchangeOf(const Call &call)
     exchange.success = call.result || call.deviceKey.isNull();
     exchange.milliseconds = double(call.duration) / 1000;
     exchange.note = call.note;
+    exchange.damage = damage;
     return exchange;
 }
 
-void count(QMap<OutcomeKey, Outcome> &outcomes, const Call &call, bool changes, bool refused)
+void count(QMap<OutcomeKey, Outcome> &outcomes, const Call &call, bool changes, bool refused, const QString &damage)
 {
     Outcome &outcome = outcomes[{call.deviceKey, call.operation}];
     outcome.device = call.deviceKey;
@@ -109,14 +111,17 @@ void count(QMap<OutcomeKey, Outcome> &outcomes, const Call &call, bool changes, 
     ++(refused ? outcome.refused : outcome.done);
     if (refused && outcome.reason.isEmpty())
         outcome.reason = call.note;
+    if (outcome.damage.isNull())
+        outcome.damage = damage;
 }
 
 /// Observes every call, on the calling thread.
 void observe(const Call &call)
 {
     const std::lock_guard<std::mutex> guard(g_mutex);
+    const QString damage = call.result ? damageOf(call.operation, call.deviceKey, call.target, call.reply) : QString();
     if (g_keepsExchanges)
-        g_exchanges.append(exchangeOf(call));
+        g_exchanges.append(exchangeOf(call, damage));
     if (call.operation == QLatin1String("HttpProxy::getDeviceList")) {
         g_listedDevices.clear();
         const QVariantList devices = call.reply.toList();
@@ -132,9 +137,9 @@ void observe(const Call &call)
     g_lastDevice = call.deviceKey;
     g_isLastQuery = call.operation == QLatin1String("CabinetInfoOperator::getCabAllFlags")
                     || (refused && call.operation != QLatin1String("HWInfo::getHWInfo"));
-    count(g_outcomes, call, changes, refused);
-    if (refused)
-        count(g_refusals, call, changes, refused);
+    count(g_outcomes, call, changes, refused, damage);
+    if (refused || !damage.isNull())
+        count(g_refusals, call, changes, refused, damage);
 }
 
 void watch()

@@ -98,13 +98,26 @@ QString resultName(int code)
     return names.join(QLatin1Char('|'));
 }
 
+Correction::EnumErrorCode queryResult(Correction::EnumErrorCode code)
+{
+    const QVector<Service::Outcome> refusals = Service::takeRefusals();
+    const bool isDamaged = std::any_of(refusals.cbegin(), refusals.cend(),
+                                       [](const Service::Outcome &outcome) { return !outcome.damage.isNull(); });
+    return code == Correction::enSuccess && isDamaged ? Correction::enInvalidParameter : code;
+}
+
 void check(Correction::EnumErrorCode code, const QString &what)
 {
     QStringList refusals;
     QStringList changing; // devices that refused to change something
+    bool isRefused = false;
     for (const Service::Outcome &outcome : Service::takeRefusals()) {
-        if (code == Correction::enSuccess && !outcome.changes)
+        if (!outcome.damage.isNull())
+            refusals.append(QStringLiteral("device %1 sent an incomplete reply to %2: %3")
+                                .arg(outcome.device, outcome.operation, outcome.damage));
+        if (outcome.refused == 0 || (code == Correction::enSuccess && !outcome.changes))
             continue;
+        isRefused = true;
         refusals.append(QStringLiteral("device %1 refused %2%3")
                             .arg(outcome.device, outcome.operation,
                                  outcome.reason.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(outcome.reason)));
@@ -123,7 +136,9 @@ void check(Correction::EnumErrorCode code, const QString &what)
     constexpr int shown = 8;
     if (refusals.size() > shown)
         refusals = refusals.mid(0, shown) << QStringLiteral("%1 more").arg(refusals.size() - shown);
-    const int exit = code == Correction::enSuccess ? Correction::enTimeout : code;
+    const int exit = code != Correction::enSuccess ? code
+                     : isRefused                   ? Correction::enTimeout
+                                                   : Correction::enInvalidParameter;
     throw Failure(partly ? ExitIncomplete : exit, what + QStringLiteral(": ") + refusals.join(QStringLiteral(", ")));
 }
 

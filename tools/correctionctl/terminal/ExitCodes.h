@@ -57,9 +57,12 @@ private:
     QString m_text;
 };
 
-/// Throws a Failure that begins with `what` unless `code` is 0 and no device refused a request to change something since the
-/// last check: some operations of the library return enSuccess all the same. The failure is ExitIncomplete where other
-/// devices carried out what one refused.
+/// Throws a Failure that begins with `what` unless `code` is 0 and since the last check no device refused a request to
+/// change something, or sent a reply that lacks what was queried: some operations of the library return enSuccess all the
+/// same. The failure is ExitIncomplete where other devices carried out what one refused.
 void check(Correction::EnumErrorCode code, const QString &what);
+/// For queries whose failure does not end a verb: `code`, but enInvalidParameter for enSuccess where since the last check a
+/// device sent a reply that lacks what was queried.
+Correction::EnumErrorCode queryResult(Correction::EnumErrorCode code);
 
 } // namespace Ctl

@@ -34,7 +34,7 @@ public:
     explicit Walk(Session &session) : m_session(session) {}
 
     /// `expected`: a code that is not a problem. `strict`: a call that returned false is a problem even when the operation
-    /// succeeds; discovery skips such devices.
+    /// succeeds; discovery skips such devices. A reply that lacks what was queried is always a problem.
     EnumErrorCode step(const QString &what, const std::function<EnumErrorCode()> &operation,
                        EnumErrorCode expected = enSuccess, bool strict = false)
     {
@@ -45,25 +45,36 @@ public:
         QJsonArray calls;
         QStringList lines;
         QStringList silent;
+        bool isDamaged = false;
         for (const Service::Exchange &exchange : Service::exchanges()) {
+            QStringList remarks{exchange.note};
+            if (!exchange.damage.isNull()) {
+                isDamaged = true;
+                remarks.append(QStringLiteral("incomplete reply: ") + exchange.damage);
+            }
+            remarks.removeAll(QString());
+            const QString note = remarks.join(QStringLiteral("; "));
             lines.append(QStringLiteral("       %1 %2 ms")
                              .arg(cut(exchange.request, longestShown), QString::number(exchange.milliseconds, 'f', 1)));
             lines.append(
                 QStringLiteral("         -> %1%2%3")
                     .arg(QLatin1String(exchange.success ? "true" : "false"),
                          exchange.answer.isEmpty() ? QString() : QLatin1Char(' ') + cut(exchange.answer, longestShown),
-                         exchange.note.isEmpty() ? QString() : QStringLiteral(" -- ") + exchange.note));
+                         note.isEmpty() ? QString() : QStringLiteral(" -- ") + note));
             calls.append(QJsonObject{{QStringLiteral("operation"), exchange.operation},
                                      {QStringLiteral("device"), exchange.device},
                                      {QStringLiteral("request"), cut(exchange.request, longestReported)},
                                      {QStringLiteral("answer"), cut(exchange.answer, longestReported)},
                                      {QStringLiteral("success"), exchange.success},
                                      {QStringLiteral("milliseconds"), exchange.milliseconds},
-                                     {QStringLiteral("note"), exchange.note}});
+                                     {QStringLiteral("note"), note}});
             if (!exchange.success && !silent.contains(exchange.device))
                 silent.append(exchange.device);
         }
-        const EnumErrorCode met = code == enSuccess && strict && !silent.isEmpty() ? enTimeout : code;
+        const EnumErrorCode met = code != enSuccess             ? code
+                                  : strict && !silent.isEmpty() ? enTimeout
+                                  : isDamaged                   ? enInvalidParameter
+                                                                : code;
         const bool good = met == enSuccess || met == expected;
         Output &out = m_session.out();
         out.line(QStringLiteral("%1 %2: %3 (%4)%5")

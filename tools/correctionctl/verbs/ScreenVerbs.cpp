@@ -110,7 +110,7 @@ void show(Session &session)
         rows.append({QLatin1String(name), QStringLiteral("unknown: %1 (%2)").arg(resultName(code)).arg(code)});
     };
     BrightnessRange range;
-    if (const EnumErrorCode code = screen.getBrightnessRange(range)) {
+    if (const EnumErrorCode code = queryResult(screen.getBrightnessRange(range))) {
         unknown("brightness", code);
     } else {
         data.insert(QStringLiteral("brightness"), QJsonObject{{QStringLiteral("min"), qint64(range.min)},
@@ -121,14 +121,14 @@ void show(Session &session)
                          .arg(QString::number(range.min), QString::number(range.max), QString::number(range.defaultValue))});
     }
     EnumEffectMode mode{};
-    if (const EnumErrorCode code = screen.tryGetEffectMode(mode)) {
+    if (const EnumErrorCode code = queryResult(screen.tryGetEffectMode(mode))) {
         unknown("effect", code);
     } else {
         data.insert(QStringLiteral("effect"), int(mode));
         rows.append({QStringLiteral("effect"), QString::number(mode)});
     }
     QMap<EnumGammaType, QList<int>> tables;
-    if (const EnumErrorCode code = screen.getGammaTable(tables)) {
+    if (const EnumErrorCode code = queryResult(screen.getGammaTable(tables))) {
         unknown("gamma", code);
     } else {
         data.insert(QStringLiteral("gamma"), gammaJson(tables, screenChannels()));

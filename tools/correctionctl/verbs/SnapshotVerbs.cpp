@@ -84,7 +84,7 @@ EnumErrorCode readEffect(Session &session, SnapshotSettings &settings)
     for (const CabinetInfo &info : qAsConst(infos)) {
         Interrupt::check(QStringLiteral("the settings of device %1 are not read").arg(settings.device));
         EnumEffectMode mode{};
-        if (const EnumErrorCode code = session.cabinet(info.id).tryGetEffectMode(mode))
+        if (const EnumErrorCode code = queryResult(session.cabinet(info.id).tryGetEffectMode(mode)))
             return code;
         modes.insert(mode);
     }
@@ -98,8 +98,8 @@ SnapshotSettings settingsOf(Session &session, const QString &device)
 {
     SnapshotSettings settings;
     settings.device = device;
-    const auto isRead = [&](EnumErrorCode code, const char *what) {
-        Service::takeRefusals(); // the warning reports it
+    const auto isRead = [&](EnumErrorCode result, const char *what) {
+        const EnumErrorCode code = queryResult(result); // the warning reports refusals
         if (code != enSuccess)
             session.out().warn(QStringLiteral("notKept"),
                                QStringLiteral("device %1: its %2 cannot be read: %3 (%4)")

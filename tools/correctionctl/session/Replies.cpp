@@ -1,0 +1,92 @@
+#include "Replies.h"
+
+#include <Correction/CabinetInfo.h>
+#include <Correction/CabinetManager.h>
+#include <Correction/Enumerations.h>
+#include <Correction/ICabinet.h>
+
+#include <QtCore/QRect>
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+using namespace Correction;
+
+namespace Ctl {
+
+namespace {
+
+constexpr int bytesPerPixel = chromaPixelLength * int(sizeof(quint16));
+
+/// Whether base64 holds so many bytes: like the library, it leaves out characters that are not base64.
+bool hasBytes(const QString &text, qint64 bytes)
+{
+    bool isClean = true;
+    for (const QChar character : text) {
+        const ushort code = character.unicode();
+        const ushort lower = code | 0x20;
+        isClean &= (lower >= 'a' && lower <= 'z') || (code >= '0' && code <= '9') || code == '+' || code == '/';
+    }
+    if (isClean)
+        return qint64(text.size()) / 4 * 3 >= bytes;
+    return QByteArray::fromBase64(text.toLatin1()).size() >= bytes;
+}
+
+/// The pixels of a cabinet in blocks that have a value for each of their pixels.
+qint64 receivedPixels(const QVariantList &blocks, const QSize &cabinet)
+{
+    const qint64 all = qint64(cabinet.width()) * cabinet.height();
+    std::vector<bool> received; // where it takes several blocks
+    for (const QVariant &element : blocks) {
+        const QVariantMap block = element.toMap();
+        const auto number = [&block](const char *key) { return qint64(block.value(QLatin1String(key)).toInt()); };
+        const qint64 x = number("area.point.x");
+        const qint64 y = number("area.point.y");
+        const qint64 width = number("area.size.width");
+        const qint64 height = number("area.size.height");
+        // The library refuses a block that does not fit into the cabinet.
+        if (x < 0 || y < 0 || width <= 0 || height <= 0 || x + width > cabinet.width() || y + height > cabinet.height())
+            continue;
+        if (!hasBytes(block.value(QStringLiteral("coefficients")).toString(), width * height * bytesPerPixel))
+            continue;
+        if (width * height == all)
+            return all;
+        received.resize(std::size_t(all));
+        for (qint64 row = y; row < y + height; ++row) {
+            const auto first = received.begin() + row * cabinet.width() + x;
+            std::fill(first, first + width, true);
+        }
+    }
+    return std::count(received.cbegin(), received.cend(), true);
+}
+
+} // namespace
+
+QString damageOf(const QString &operation, const QString &device, const QString &cabinet, const QVariant &reply)
+{
+    if (operation == QLatin1String("Correctionop::loadCoefficient")) {
+        CabinetInfo info;
+        ICabinet *const known = CabinetManager::getInstance()->tryGetCabinet(cabinet);
+        if (!known || known->GetCabinetInfo(info) != enSuccess || info.deviceKey != device || info.rect.isEmpty())
+            return {};
+        const qint64 pixels = qint64(info.rect.width()) * info.rect.height();
+        if (pixels > std::numeric_limits<int>::max() / bytesPerPixel)
+            return {}; // the library reads no cabinet of this size
+        const qint64 received = receivedPixels(reply.toList(), info.rect.size());
+        return received == pixels
+                   ? QString()
+                   : QStringLiteral("whole blocks for %1 of the cabinet's %2 pixels").arg(received).arg(pixels);
+    }
+    const auto lacks = [&reply](const char *key, QMetaType::Type type) {
+        QVariant value = reply.toMap().value(QLatin1String(key));
+        return value.convert(type) ? QString() : QStringLiteral("it has no \"%1\"").arg(QLatin1String(key));
+    };
+    if (operation == QLatin1String("Correctionop::getCabinetEffectMode"))
+        return lacks("mode", QMetaType::Int);
+    if (operation == QLatin1String("CabinetInfoOperator::getConfigFile"))
+        return lacks("config", QMetaType::QString);
+    return {};
+}
+
+} // namespace Ctl

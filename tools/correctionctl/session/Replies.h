@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+namespace Ctl {
+
+/// What the reply to a successful query lacks, although the library reads it without an error: as 0 or as empty. Null if it
+/// lacks nothing. Of the queries whose replies end up in files: coefficients, effect modes and configuration files of
+/// cabinets. Calls no device.
+QString damageOf(const QString &operation, const QString &device, const QString &cabinet, const QVariant &reply);
+
+} // namespace Ctl
