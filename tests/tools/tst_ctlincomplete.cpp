@@ -49,6 +49,9 @@ private Q_SLOTS:
     void incompleteRepliesAreNotTakenForValues();
     void settingsOfIncompleteRepliesAreUnknown();
     void blocksThatCoverACabinetAreComplete();
+    void cabinetsThatAreLeftOutAreNamed();
+    void aScreenWithoutSomeOfItsCabinetsIsRefused_data();
+    void aScreenWithoutSomeOfItsCabinetsIsRefused();
 
 private:
     void wallWith(const QString &name, int device, const QString &entry, const QJsonValue &value);
@@ -380,6 +383,53 @@ void CtlIncompleteTest::blocksThatCoverACabinetAreComplete()
         QVERIFY2(run.exit == 0, run.all());
         QCOMPARE(m_program.content(QStringLiteral("bands.npy")), m_program.content(QStringLiteral("main.npy")));
     }
+}
+
+void CtlIncompleteTest::cabinetsThatAreLeftOutAreNamed()
+{
+    const auto warningsWith = [this](const char *operation) {
+        wallWith(QStringLiteral("short.json"), 1, QStringLiteral("faults"),
+                 QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("truncateReply")},
+                                        {QStringLiteral("operation"), QLatin1String(operation)}}});
+        const Run run = m_program.json("--wall short.json screens");
+        return qMakePair(run.exit, run.document().value(QStringLiteral("warnings")).toArray());
+    };
+    const auto expected = [](const char *message) {
+        return qMakePair(0, QJsonArray{QJsonObject{{QStringLiteral("kind"), QStringLiteral("missingCabinet")},
+                                                   {QStringLiteral("message"), QLatin1String(message)}}});
+    };
+    QCOMPARE(warningsWith("CabinetInfoOperator::getCabAllFlags"),
+             expected("left out: cabinets 7, 8 of device B, which the device places on a screen, but does not describe "
+                      "completely"));
+    QCOMPARE(warningsWith("ScreenInfo::getScreens"),
+             expected("left out: cabinets 5, 6, 7, 8 of device B, which the device lists, but places on no screen"));
+}
+
+void CtlIncompleteTest::aScreenWithoutSomeOfItsCabinetsIsRefused_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("exit");
+    for (const char *arguments : {"write main main.npy", "snapshot main x.snapshot", "clear main", "save main"})
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << 21;
+    QTest::newRow("doctor") << QStringLiteral("doctor") << 21;
+    for (const char *arguments : {"write main half.npy --device A", "save main --device B", "brightness main 5"})
+        QTest::newRow(arguments) << QString::fromLatin1(arguments) << 0;
+}
+
+void CtlIncompleteTest::aScreenWithoutSomeOfItsCabinetsIsRefused()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, exit);
+    wallWith(QStringLiteral("short.json"), 1, QStringLiteral("faults"),
+             QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("truncateReply")},
+                                    {QStringLiteral("operation"), QStringLiteral("CabinetInfoOperator::getCabAllFlags")}}});
+    const Run run = m_program.run(words("--wall short.json") + arguments.split(QLatin1Char(' ')));
+    QVERIFY2(run.exit == exit, run.all());
+    const QByteArray said =
+        arguments == QLatin1String("doctor")
+            ? "BAD  left out: cabinets 7, 8 of device B: incomplete (21)\n"
+            : "screen main: cabinets 7, 8 of device B are missing and may be a part of it. Nothing was sent";
+    QCOMPARE((run.out + run.error).contains(said), exit != 0);
 }
 
 QTEST_GUILESS_MAIN(CtlIncompleteTest)

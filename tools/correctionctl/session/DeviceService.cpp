@@ -72,6 +72,11 @@ QStringList listedDevices()
     return keys;
 }
 
+QMap<QString, Announced> announced()
+{
+    return {};
+}
+
 Discovered discovered()
 {
     return {};

@@ -89,4 +89,21 @@ QString damageOf(const QString &operation, const QString &device, const QString 
     return {};
 }
 
+QStringList cabinetsIn(const QString &operation, const QVariant &reply)
+{
+    QStringList ids;
+    const auto take = [&ids](const QVariantList &cabinets, const char *key) {
+        for (const QVariant &cabinet : cabinets)
+            ids.append(cabinet.toMap().value(QLatin1String(key)).toString());
+    };
+    if (operation == QLatin1String("CabinetInfoOperator::getAllCabinetsInfo"))
+        take(reply.toList(), "id");
+    if (operation == QLatin1String("ScreenInfo::getScreens")) {
+        const QVariantList parts = reply.toMap().value(QStringLiteral("subScreens")).toList();
+        for (const QVariant &part : parts)
+            take(part.toMap().value(QStringLiteral("cabinets")).toList(), "cabinetID");
+    }
+    return ids;
+}
+
 } // namespace Ctl

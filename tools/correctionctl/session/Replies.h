@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVariant>
 
 namespace Ctl {
@@ -9,5 +10,9 @@ namespace Ctl {
 /// lacks nothing. Of the queries whose replies end up in files: coefficients, effect modes and configuration files of
 /// cabinets. Calls no device.
 QString damageOf(const QString &operation, const QString &device, const QString &cabinet, const QVariant &reply);
+
+/// Ids of the cabinets that a device's reply to discovery lists (`CabinetInfoOperator::getAllCabinetsInfo`) or places on its
+/// screen (`ScreenInfo::getScreens`). Empty for other operations.
+QStringList cabinetsIn(const QString &operation, const QVariant &reply);
 
 } // namespace Ctl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QByteArray>
+#include <QtCore/QMap>
 #include <QtCore/QSize>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -37,6 +38,12 @@ struct Outcome {
     int refused = 0; ///< Returned false, threw, or the promise was rejected or did not settle.
     QString reason;  ///< Of the first refusal, if the service gives one.
     QString damage;  ///< What the first reply lacks that lacks anything despite success (Replies.h); null if none does.
+};
+
+/// The cabinets that a device's replies to discovery name, by id.
+struct Announced {
+    QStringList listed; ///< As connected to the device.
+    QStringList placed; ///< On the device's screen.
 };
 
 /// How far the discovery is.
@@ -83,6 +90,8 @@ void forgetExchanges();
 QVector<Exchange> exchanges();
 /// Keys of the devices that discovery lists, also of those that do not answer.
 QStringList listedDevices();
+/// The cabinets of the last discovery, by device. Empty where isWatched() is false.
+QMap<QString, Announced> announced();
 /// Safe to call on any thread. All zero where isWatched() is false.
 Discovered discovered();
 /// Whether outcomes() are known: not with a service that is linked in.

@@ -4,6 +4,8 @@
 #include "terminal/Interrupt.h"
 #include "terminal/Progress.h"
 
+#include <QtCore/QSet>
+
 #include <algorithm>
 
 using namespace Correction;
@@ -21,6 +23,19 @@ QString discoveryText(qint64 seconds)
                                  : QStringLiteral(", %1 of %2 queried, waiting for device %3")
                                        .arg(QString::number(state.finished), counted(state.listed, "device"), state.device);
     return QStringLiteral("discovering the screens%1 (%2 s)").arg(progress, QString::number(seconds));
+}
+
+/// "cabinet 4", "cabinets 3, 4 and 12 more", sorted by number.
+QString cabinetNames(QStringList ids)
+{
+    constexpr int shown = 8;
+    std::sort(ids.begin(), ids.end(), [](const QString &left, const QString &right) {
+        return std::make_pair(left.size(), left) < std::make_pair(right.size(), right);
+    });
+    QString names = QStringList(ids.mid(0, shown)).join(QStringLiteral(", "));
+    if (ids.size() > shown)
+        names += QStringLiteral(" and %1 more").arg(ids.size() - shown);
+    return QLatin1String(ids.size() == 1 ? "cabinet " : "cabinets ") + names;
 }
 
 } // namespace
@@ -75,6 +90,7 @@ void Session::takeDiscovered()
     reportLibraryWarnings();
     findAmbiguities();
     findMissingDevices();
+    findMissingCabinets();
     for (const QString &sentence : qAsConst(m_ambiguities))
         m_output.warn(QStringLiteral("ambiguousCabinet"), sentence);
     // Discovery looks up every sub-screen before it creates it, and the library logs each miss.
@@ -114,6 +130,32 @@ void Session::findMissingDevices()
             QStringLiteral("missingDevice"),
             QStringLiteral("device %1 is left out: it did not answer %2")
                 .arg(key, reasons.isEmpty() ? QStringLiteral("about itself") : reasons.join(QStringLiteral(", "))));
+    }
+}
+
+void Session::findMissingCabinets()
+{
+    const QMap<QString, Service::Announced> announced = Service::announced();
+    for (auto device = announced.cbegin(); device != announced.cend(); ++device) {
+        if (m_missingDevices.contains(device.key()))
+            continue;
+        const auto warn = [&](QStringList ids, const QSet<QString> &others, const char *reason) {
+            ids.erase(std::remove_if(ids.begin(), ids.end(),
+                                     [&](const QString &id) { return m_screensOf.contains(id) || others.contains(id); }),
+                      ids.end());
+            ids.removeDuplicates();
+            if (ids.isEmpty())
+                return QString();
+            const QString names = QStringLiteral("%1 of device %2").arg(cabinetNames(ids), device.key());
+            m_output.warn(QStringLiteral("missingCabinet"),
+                          QStringLiteral("left out: %1, which the device %2").arg(names, QLatin1String(reason)));
+            return names;
+        };
+        const QString lost = warn(device->placed, {}, "places on a screen, but does not describe completely");
+        if (!lost.isNull())
+            m_missingCabinets.append(lost);
+        warn(device->listed, QSet<QString>(device->placed.cbegin(), device->placed.cend()),
+             "lists, but places on no screen");
     }
 }
 
@@ -180,21 +222,13 @@ void Session::findAmbiguities()
         groups[names].append(id);
         first.insert(names, owners.value(id));
     }
-    constexpr int shown = 8;
     for (auto group = groups.begin(); group != groups.end(); ++group) {
-        QStringList ids = group.value();
-        std::sort(ids.begin(), ids.end(), [](const QString &left, const QString &right) {
-            return std::make_pair(left.size(), left) < std::make_pair(right.size(), right);
-        });
-        QString names = QStringList(ids.mid(0, shown)).join(QStringLiteral(", "));
-        if (ids.size() > shown)
-            names += QStringLiteral(" and %1 more").arg(ids.size() - shown);
+        const QStringList &ids = group.value();
         const bool one = ids.size() == 1;
-        m_ambiguities.append(QStringLiteral("%1 %2 on %3; requests for %4 reach device %5 only")
-                                 .arg(QLatin1String(one ? "cabinet" : "cabinets"),
-                                      names + QLatin1String(one ? " is" : " are"), group.key(),
+        m_ambiguities.append(QStringLiteral("%1 on %2; requests for %3 reach device %4 only")
+                                 .arg(cabinetNames(ids) + QLatin1String(one ? " is" : " are"), group.key(),
                                       QLatin1String(one ? "it" : "them"), first.value(group.key())));
-        for (const QString &id : qAsConst(ids)) {
+        for (const QString &id : ids) {
             for (const QString &screen : m_screensOf.value(id)) {
                 if (!m_ambiguousScreens.contains(screen))
                     m_ambiguousScreens.insert(screen, m_ambiguities.last());
@@ -254,12 +288,16 @@ IScreen &Session::screen()
     const QString name = arguments().text("SCREEN");
     if (!arguments().has("--device") && !arguments().has("--cabinet")) {
         IScreen &whole = screenOf(name);
-        if (verb().wholeScreen && !m_missingDevices.isEmpty())
-            throw Failure(
-                ExitIncomplete,
-                QStringLiteral("screen %1: device %2 is missing and may be a part of it. Nothing was sent; --device "
-                               "chooses the parts that are there")
-                    .arg(whole.getID(), m_missingDevices.join(QStringLiteral(", "))));
+        QStringList missing = m_missingCabinets;
+        for (int i = m_missingDevices.size(); i-- > 0;)
+            missing.prepend(QStringLiteral("device ") + m_missingDevices.at(i));
+        if (verb().wholeScreen && !missing.isEmpty()) {
+            const bool one = missing.size() == 1 && !missing.first().startsWith(QLatin1String("cabinets"));
+            throw Failure(ExitIncomplete,
+                          QStringLiteral("screen %1: %2 %3 missing and may be a part of it. Nothing was sent; --device "
+                                         "chooses the parts that are there")
+                              .arg(whole.getID(), missing.join(QStringLiteral(", ")), QLatin1String(one ? "is" : "are")));
+        }
         return whole;
     }
 

@@ -41,6 +41,9 @@ public:
     void takeDiscovered();
     /// Devices that discovery lists and no screen has: they did not answer what a refresh queries.
     const QStringList &missingDevices() const { return m_missingDevices; }
+    /// Cabinets that a device places on a screen but does not describe completely, as "cabinet 4 of device B": the library
+    /// leaves them out.
+    const QStringList &missingCabinets() const { return m_missingCabinets; }
     /// Problems of the cabinets' ids, as sentences. The library identifies a cabinet by its id alone: of several devices
     /// with the same id, only the first discovered one is reached.
     const QStringList &ambiguities() const { return m_ambiguities; }
@@ -68,6 +71,7 @@ private:
     void reportLibraryWarnings();
     void findAmbiguities();
     void findMissingDevices();
+    void findMissingCabinets();
     void requireExpected() const;
     /// Ends a verb that changes a device, or keeps what is to be restored, where an id of the screen is ambiguous.
     void requireUniqueIds(const QString &screenId) const;
@@ -78,6 +82,7 @@ private:
     bool m_open = false;
     bool m_discovered = false;
     QStringList m_missingDevices;
+    QStringList m_missingCabinets;
     QStringList m_ambiguities;
     QMap<QString, QString> m_ambiguousScreens;         ///< Their ids, and the first sentence about each.
     QMap<QString, QStringList> m_screensOf;            ///< By cabinet id; a screen once for each device that lists it.

@@ -39,6 +39,7 @@ bool g_isReadOnly = false; ///< The wall is a directory that is only read.
 QVector<Exchange> g_exchanges;
 std::mutex g_mutex; ///< Of what observe() changes.
 QStringList g_listedDevices;
+QMap<QString, Announced> g_announced;
 QString g_lastDevice;                       ///< Of the last call that has ended.
 bool g_isLastQuery = false;                 ///< Whether it was the last query of that device in a refresh.
 using OutcomeKey = QPair<QString, QString>; // device, operation
@@ -124,12 +125,17 @@ void observe(const Call &call)
         g_exchanges.append(exchangeOf(call, damage));
     if (call.operation == QLatin1String("HttpProxy::getDeviceList")) {
         g_listedDevices.clear();
+        g_announced.clear();
         const QVariantList devices = call.reply.toList();
         for (const QVariant &device : devices)
             g_listedDevices.append(device.toMap().value(QStringLiteral("key")).toString());
     }
     if (call.deviceKey.isNull())
         return;
+    if (call.result && call.operation == QLatin1String("CabinetInfoOperator::getAllCabinetsInfo"))
+        g_announced[call.deviceKey].listed = cabinetsIn(call.operation, call.reply);
+    if (call.result && call.operation == QLatin1String("ScreenInfo::getScreens"))
+        g_announced[call.deviceKey].placed = cabinetsIn(call.operation, call.reply);
     const Adapter::Operation *const operation = Adapter::findOperation(call.operation);
     const bool changes = operation && operation->isChange();
     const bool refused = !call.result || call.rejected || !call.settled;
@@ -259,6 +265,11 @@ void forgetExchanges()
 QStringList listedDevices()
 {
     return g_listedDevices;
+}
+
+QMap<QString, Announced> announced()
+{
+    return g_announced;
 }
 
 Discovered discovered()

@@ -194,6 +194,8 @@ void doctor(Session &session)
     session.takeDiscovered();
     for (const QString &sentence : session.ambiguities())
         walk.find(sentence, ExitAmbiguous);
+    for (const QString &cabinets : discovered == enSuccess ? session.missingCabinets() : QStringList())
+        walk.find(QStringLiteral("left out: ") + cabinets, ExitIncomplete);
     if (discovered != enNoDevice) {
         for (const QString &id : session.screenIds())
             examine(walk, session, id);
