@@ -39,6 +39,7 @@ private Q_SLOTS:
     void anyCauseOfAMissingDeviceIsFound_data();
     void anyCauseOfAMissingDeviceIsFound();
     void warningsOfTheLibraryAreShown();
+    void warningsAfterDiscoveryAreShown();
     void whatWasDoneIsListed_data();
     void whatWasDoneIsListed();
     void settingsThatWereMadeAreListed();
@@ -209,6 +210,48 @@ void CtlIncompleteTest::warningsOfTheLibraryAreShown()
     const QJsonArray warnings = run.document().value(QStringLiteral("warnings")).toArray();
     QCOMPARE(warnings.size(), 1);
     QCOMPARE(warnings.at(0).toObject().value(QStringLiteral("kind")).toString(), QStringLiteral("library"));
+}
+
+void CtlIncompleteTest::warningsAfterDiscoveryAreShown()
+{
+    const QString base = QStringLiteral("CabinetInfoOperator::getCabinetsBaseInfo");
+    wallWith(QStringLiteral("odd.json"), 1, QStringLiteral("faults"),
+             QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("wrongType")},
+                                    {QStringLiteral("key"), QStringLiteral("functionTable")},
+                                    {QStringLiteral("operation"), base}}});
+    const Run run = m_program.json("--wall odd.json support main");
+    const QString place = base + QStringLiteral(": device B: reply[0][\"functionTable\"]");
+    QVERIFY2(run.exit == 0 && run.error.contains("correctionctl: warning: " + place.toUtf8()), run.all());
+    const QJsonArray warnings = run.document().value(QStringLiteral("warnings")).toArray();
+    QCOMPARE(warnings.size(), 1);
+    QVERIFY(warnings.at(0).toObject().value(QStringLiteral("message")).toString().startsWith(place));
+
+    // Not without end.
+    QJsonArray devices;
+    for (int i = 1; i <= 18; ++i) {
+        const QJsonObject part{
+            {QStringLiteral("id"), QString::number(i)},
+            {QStringLiteral("outputId"), QStringLiteral("1")},
+            {QStringLiteral("position"), QJsonObject{{QStringLiteral("x"), 8 * i}, {QStringLiteral("y"), 0}}},
+            {QStringLiteral("size"), QJsonObject{{QStringLiteral("width"), 8}, {QStringLiteral("height"), 8}}}};
+        const QJsonObject subScreen{{QStringLiteral("cabinets"), QJsonArray{part}}};
+        devices.append(QJsonObject{
+            {QStringLiteral("key"), QStringLiteral("D%1").arg(i)},
+            {QStringLiteral("faults"), QJsonArray{QJsonObject{{QStringLiteral("type"), QStringLiteral("wrongType")},
+                                                              {QStringLiteral("key"), QStringLiteral("functionTable")},
+                                                              {QStringLiteral("operation"), base}}}},
+            {QStringLiteral("screens"), QJsonArray{QJsonObject{{QStringLiteral("id"), QStringLiteral("main")},
+                                                               {QStringLiteral("name"), QStringLiteral("Main")},
+                                                               {QStringLiteral("subScreens"), QJsonArray{subScreen}}}}}});
+    }
+    const QJsonObject wall{{QStringLiteral("format"), QStringLiteral("led-wall")},
+                           {QStringLiteral("version"), 1},
+                           {QStringLiteral("devices"), devices}};
+    QVERIFY(m_program.write(QStringLiteral("many.json"), QJsonDocument(wall).toJson()));
+    const Run many = m_program.run("--wall many.json support main");
+    QVERIFY2(many.exit == 0, many.all());
+    QCOMPARE(many.error.count("correctionctl: warning: CabinetInfoOperator::getCabinetsBaseInfo: device D"), 16);
+    QVERIFY2(many.error.contains("correctionctl: warning: 2 more; --verbose shows them"), many.all());
 }
 
 void CtlIncompleteTest::whatWasDoneIsListed_data()

@@ -287,6 +287,7 @@ int runProgram(const QStringList &arguments)
             message = failure.text();
         }
     }
+    LibraryLog::report(output);
     // Flushes the output that was printed before the error message.
     const bool complete = output.finish(verb, exit, message);
     if (!message.isEmpty())

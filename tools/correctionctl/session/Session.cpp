@@ -68,8 +68,6 @@ ScreenManager &Session::manager()
         manager->init();
         const EnumErrorCode code = refresh();
         Interrupt::check(QStringLiteral("nothing was sent but queries"));
-        if (code != enSuccess)
-            reportLibraryWarnings();
         check(code, QStringLiteral("discovering the screens"));
         takeDiscovered();
         if (dryRun())
@@ -87,7 +85,7 @@ EnumErrorCode Session::refresh()
 void Session::takeDiscovered()
 {
     m_discovered = true;
-    reportLibraryWarnings();
+    LibraryLog::report(m_output);
     findAmbiguities();
     findMissingDevices();
     findMissingCabinets();
@@ -97,15 +95,6 @@ void Session::takeDiscovered()
     LibraryLog::forget();
     Service::takeRefusals(); // reported already
     requireExpected();
-}
-
-void Session::reportLibraryWarnings()
-{
-    for (const QString &line : LibraryLog::lines()) {
-        // Shared ids have a separate warning, one for all devices.
-        if (line.startsWith(QLatin1String("warning: ")) && !line.startsWith(QLatin1String("warning: Cabinet id ")))
-            m_output.warn(QStringLiteral("library"), line.section(QLatin1Char(' '), 1));
-    }
 }
 
 void Session::findMissingDevices()

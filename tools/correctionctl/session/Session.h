@@ -68,7 +68,6 @@ public:
 
 private:
     Correction::IScreen &single(const QString &idOrName);
-    void reportLibraryWarnings();
     void findAmbiguities();
     void findMissingDevices();
     void findMissingCabinets();

@@ -212,6 +212,7 @@ namespace {
 
 std::mutex g_mutex;
 QStringList g_lines;
+QStringList g_warnings; ///< For report().
 QString g_firstCritical;
 QStringList g_subScreenKeys;
 const QLatin1String noSubScreen("Cannot find SubScreen. SubScreen key: ");
@@ -234,6 +235,9 @@ void handle(QtMsgType type, const QMessageLogContext &context, const QString &me
         return;
     if (g_lines.size() < longestLog)
         g_lines.append(text);
+    // Shared ids have a separate warning, one for all devices.
+    if (type == QtWarningMsg && !message.startsWith(QLatin1String("Cabinet id ")) && g_warnings.size() < longestLog)
+        g_warnings.append(message.trimmed());
     // Discovery logs for every device, also on success, that its sub-screen did not exist before.
     const bool isOrdinary = message.startsWith(noSubScreen);
     if (isOrdinary)
@@ -259,6 +263,21 @@ void forget()
     g_lines.clear();
     g_subScreenKeys.clear();
     g_firstCritical.clear();
+}
+
+void report(Output &output)
+{
+    QStringList warnings;
+    {
+        const std::lock_guard<std::mutex> guard(g_mutex);
+        warnings.swap(g_warnings);
+    }
+    warnings.removeDuplicates();
+    constexpr int shown = 16;
+    for (const QString &warning : warnings.mid(0, shown))
+        output.warn(QStringLiteral("library"), warning);
+    if (warnings.size() > shown)
+        output.warn(QStringLiteral("library"), QStringLiteral("%1 more; --verbose shows them").arg(warnings.size() - shown));
 }
 
 QString firstCritical()

@@ -78,8 +78,10 @@ namespace LibraryLog {
 /// Installs the message handler. Filter rules (QT_LOGGING_RULES and the like) are honoured: a line that is off is neither
 /// shown nor kept.
 void install(bool verbose);
-/// Drops the kept lines.
+/// Drops the kept lines, not the warnings for report().
 void forget();
+/// Passes the warnings since the last call to `output`, each once. The first of many, and the number of the others.
+void report(Output &output);
 /// The first critical line since forget(): the cause of a failure. Null if there was none, or if it was shown.
 QString firstCritical();
 /// Whether there was one, also where it was shown.
