@@ -3,6 +3,9 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QPluginLoader>
 
+#include <exception>
+#include <new>
+
 namespace Adapter {
 
 namespace {
@@ -47,7 +50,16 @@ std::unique_ptr<DeviceBackend> loadBackend(const QString &source, QString &error
         return nullptr;
     }
     QString reason;
-    std::unique_ptr<DeviceBackend> backend = plugin->create(configuration, reason);
+    std::unique_ptr<DeviceBackend> backend;
+    try {
+        backend = plugin->create(configuration, reason);
+    } catch (const std::bad_alloc &) {
+        throw;
+    } catch (const std::exception &exception) {
+        reason = QStringLiteral("thrown: %1").arg(QString::fromLocal8Bit(exception.what()));
+    } catch (...) {
+        reason = QStringLiteral("thrown: unknown exception");
+    }
     if (!backend)
         error = QStringLiteral("%1: %2").arg(file, reason.isEmpty() ? QStringLiteral("it makes no backend") : reason);
     return backend;

@@ -25,7 +25,7 @@ public:
     virtual ~BackendPlugin();
 
     /// Creates a backend. The plug-in defines the form of `configuration`; empty when the user gave none. Null, with the
-    /// reason in `error`, on failure.
+    /// reason in `error`, on failure. An exception counts as a failure; only `std::bad_alloc` reaches the program.
     virtual std::unique_ptr<DeviceBackend> create(const QString &configuration, QString &error) = 0;
 };
 

@@ -144,6 +144,7 @@ private Q_SLOTS:
     void aPluginIsLoaded();
     void badPluginsAreRefused_data();
     void badPluginsAreRefused();
+    void aPluginWithoutMemoryThrows();
 
 private:
     std::optional<InnerBackend> m_inner;
@@ -617,6 +618,10 @@ void tst_Filters::badPluginsAreRefused_data()
     QTest::newRow("refuses") << QStringLiteral(TEST_PLUGIN ":refuse") << QStringLiteral(": the test asked for this$");
     QTest::newRow("refuses without a reason")
         << QStringLiteral(TEST_PLUGIN ":silent") << QStringLiteral(": it makes no backend$");
+    QTest::newRow("throws") << QStringLiteral(TEST_PLUGIN ":throw")
+                            << QStringLiteral(": thrown: the test asked for an exception$");
+    QTest::newRow("throws a number") << QStringLiteral(TEST_PLUGIN ":throw a number")
+                                     << QStringLiteral(": thrown: unknown exception$");
 }
 
 void tst_Filters::badPluginsAreRefused()
@@ -626,6 +631,13 @@ void tst_Filters::badPluginsAreRefused()
     QString text;
     QVERIFY(!loadBackend(source, text));
     QVERIFY2(QRegularExpression(error).match(text).hasMatch(), qPrintable(text));
+}
+
+void tst_Filters::aPluginWithoutMemoryThrows()
+{
+    QString error;
+    QVERIFY_EXCEPTION_THROWN(static_cast<void>(loadBackend(QStringLiteral(TEST_PLUGIN ":no memory"), error)),
+                             std::bad_alloc);
 }
 
 QTEST_GUILESS_MAIN(tst_Filters)

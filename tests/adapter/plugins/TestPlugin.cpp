@@ -2,6 +2,9 @@
 
 #include <adapter/BackendPlugin.h>
 
+#include <new>
+#include <stdexcept>
+
 namespace {
 
 class OneDevice : public Adapter::DeviceBackend
@@ -30,6 +33,12 @@ public:
             error = QStringLiteral("the test asked for this");
         if (configuration == QLatin1String("refuse") || configuration == QLatin1String("silent"))
             return nullptr;
+        if (configuration == QLatin1String("throw"))
+            throw std::runtime_error("the test asked for an exception");
+        if (configuration == QLatin1String("throw a number"))
+            throw 1;
+        if (configuration == QLatin1String("no memory"))
+            throw std::bad_alloc();
         return std::make_unique<OneDevice>(configuration);
     }
 };
