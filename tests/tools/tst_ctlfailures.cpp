@@ -655,12 +655,14 @@ void CtlFailuresTest::onlyOrdinaryFilesAreReplaced()
 
 void CtlFailuresTest::aFullStandardOutputIsTold()
 {
-    QProcess process;
-    process.setStandardOutputFile(QStringLiteral("/dev/full"));
-    m_program.start(process, words("--wall small.json tree"));
-    QVERIFY(process.waitForFinished(-1));
-    QCOMPARE(process.exitCode(), 73);
-    QVERIFY(process.readAllStandardError().contains("standard output does not take what is written"));
+    for (const char *line : {"--wall small.json tree", "--help", "read --help", "--man", "--completion bash"}) {
+        QProcess process;
+        process.setStandardOutputFile(QStringLiteral("/dev/full"));
+        m_program.start(process, words(line));
+        QVERIFY(process.waitForFinished(-1));
+        QCOMPARE(process.exitCode(), 73);
+        QVERIFY2(process.readAllStandardError().contains("standard output does not take what is written"), line);
+    }
 }
 
 void CtlFailuresTest::aWatchedDirectoryCanBeWritten()

@@ -134,6 +134,14 @@ void tell(int exit, const QString &message, const Invocation &invocation)
                          .replace(QStringLiteral("   "), QStringLiteral("  ")));
 }
 
+/// For a success whose output was not written. Returns the exit code.
+int tellUnwritten(const Invocation &invocation)
+{
+    if (!Output::readerGone())
+        tell(ExitCannotWrite, QStringLiteral("standard output does not take what is written"), invocation);
+    return ExitCannotWrite;
+}
+
 /// The outcome of the requests of a failed verb: lines for people, and "requests" in the "data" of the JSON document.
 QStringList reportRequests(Output &output)
 {
@@ -262,7 +270,8 @@ int runProgram(const QStringList &arguments)
         if (!invocation.verb) {
             output.raw(invocation.help.toUtf8());
             Output plain(false, false);
-            return plain.finish(QString(), ExitSuccess, QString()) ? ExitSuccess : ExitCannotWrite;
+            const bool complete = plain.finish(QString(), ExitSuccess, QString());
+            return complete ? ExitSuccess : tellUnwritten(invocation);
         }
         addConfiguration(invocation);
         output.setQuiet(invocation.arguments.has("--quiet"));
@@ -294,11 +303,8 @@ int runProgram(const QStringList &arguments)
         tell(exit, message, invocation);
     for (const QString &line : requests)
         Output::note(line);
-    if (!complete && exit == ExitSuccess) {
-        exit = ExitCannotWrite;
-        if (!Output::readerGone())
-            tell(exit, QStringLiteral("standard output does not take what is written"), invocation);
-    }
+    if (!complete && exit == ExitSuccess)
+        exit = tellUnwritten(invocation);
     return exit;
 }
 
