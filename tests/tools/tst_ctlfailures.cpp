@@ -281,6 +281,17 @@ void CtlFailuresTest::anUnreadableConfigurationIsNamed()
     QVERIFY2(run.exit == 66, run.all());
     QVERIFY2(run.error.contains(path.toUtf8() + ": is not a file; --no-config works without it"), run.all());
     QCOMPARE(program.run("--no-config --wall demo screens").exit, 0);
+
+    // A link to a file that is not there, such as on a drive that is not mounted.
+    QVERIFY(QDir().rmdir(path));
+    QVERIFY(QFile::link(QStringLiteral("nowhere.ini"), path));
+    const Run link = program.run("screens");
+    QVERIFY2(link.exit == 66, link.all());
+    QVERIFY2(link.error.contains(path.toUtf8() + ": No such file or directory; --no-config works without it"), link.all());
+    // A folder that is a file holds no configuration.
+    const QString folder = program.path(QStringLiteral("config"));
+    QVERIFY(QDir(folder).removeRecursively() && program.write(QStringLiteral("config"), ""));
+    QCOMPARE(program.run("--wall demo screens").exit, 0);
 }
 
 void CtlFailuresTest::listsOfNumbersAreCompared()

@@ -50,13 +50,15 @@ void addConfiguration(Invocation &invocation)
 {
     const QString path = configurationPath();
     Arguments &arguments = invocation.arguments;
-    if (arguments.has("--no-config") || !QFileInfo::exists(path))
+    const QFileInfo info(path);
+    // A link to nowhere was meant to be a configuration.
+    if (arguments.has("--no-config") || (!info.exists() && !info.isSymLink()))
         return;
     QFile file(path);
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
-        throw Failure(ExitNoInput,
-                      QStringLiteral("%1: %2; --no-config works without it")
-                          .arg(path, QFileInfo(path).isFile() ? file.errorString() : QStringLiteral("is not a file")));
+    const bool isOther = info.exists() && !info.isFile();
+    if (isOther || !file.open(QIODevice::ReadOnly))
+        throw Failure(ExitNoInput, QStringLiteral("%1: %2; --no-config works without it")
+                                       .arg(path, isOther ? QStringLiteral("is not a file") : file.errorString()));
     file.close();
     QSettings settings(path, QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
