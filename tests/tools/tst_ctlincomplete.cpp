@@ -446,6 +446,19 @@ void CtlIncompleteTest::cabinetsThatAreLeftOutAreNamed()
                       "completely"));
     QCOMPARE(warningsWith("ScreenInfo::getScreens"),
              expected("left out: cabinets 5, 6, 7, 8 of device B, which the device lists, but places on no screen"));
+
+    QJsonObject wall = QJsonDocument::fromJson(m_program.content(QStringLiteral("small.json"))).object();
+    QJsonArray devices = wall.value(QStringLiteral("devices")).toArray();
+    const QJsonObject screen{{QStringLiteral("id"), QStringLiteral("main")},
+                             {QStringLiteral("name"), QStringLiteral("Main wall")},
+                             {QStringLiteral("subScreens"), QJsonArray()}};
+    devices.append(
+        QJsonObject{{QStringLiteral("key"), QStringLiteral("spare")}, {QStringLiteral("screens"), QJsonArray{screen}}});
+    wall.insert(QStringLiteral("devices"), devices);
+    QVERIFY(m_program.write(QStringLiteral("spare.json"), QJsonDocument(wall).toJson()));
+    const Run spare = m_program.run("--wall spare.json write main main.npy");
+    QVERIFY2(spare.exit == 0 && spare.error == "correctionctl: warning: device spare lists no cabinets and places none\n",
+             spare.all());
 }
 
 void CtlIncompleteTest::aScreenWithoutSomeOfItsCabinetsIsRefused_data()

@@ -128,6 +128,9 @@ void Session::findMissingCabinets()
     for (auto device = announced.cbegin(); device != announced.cend(); ++device) {
         if (m_missingDevices.contains(device.key()))
             continue;
+        if (device->listed.isEmpty() && device->placed.isEmpty())
+            m_output.warn(QStringLiteral("missingCabinet"),
+                          QStringLiteral("device %1 lists no cabinets and places none").arg(device.key()));
         const auto warn = [&](QStringList ids, const QSet<QString> &others, const char *reason) {
             ids.erase(std::remove_if(ids.begin(), ids.end(),
                                      [&](const QString &id) { return m_screensOf.contains(id) || others.contains(id); }),
