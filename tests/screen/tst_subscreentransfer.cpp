@@ -776,8 +776,9 @@ void tst_SubScreenTransfer::aBlockWhoseTextDoesNotFitIsNotWritten()
     place(QStringLiteral("2"), QRect(2, 0, columns, rows));
     ForeignGrid grid(enMultilayerCoefficient);
     grid.onCut = [](const QRect &rect) {
-        // Its values stay unwritten, so they take address space only.
+        // Those of the block that is too large stay unwritten, so that they take address space only.
         QByteArray bytes(rect.width() * rect.height(), Qt::Uninitialized);
+        bytes[0] = bytes[1] = 0; // all of the small block
         auto *const block = new MultilayerCoefficient(0, 0, 1);
         block->setPixelCol(rect.width());
         block->setPixelRow(rect.height());
