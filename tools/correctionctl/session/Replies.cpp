@@ -22,13 +22,15 @@ constexpr int bytesPerPixel = chromaPixelLength * int(sizeof(quint16));
 /// Whether base64 holds so many bytes: like the library, it leaves out characters that are not base64.
 bool hasBytes(const QString &text, qint64 bytes)
 {
-    bool isClean = true;
-    for (const QChar character : text) {
-        const ushort code = character.unicode();
-        const ushort lower = code | 0x20;
-        isClean &= (lower >= 'a' && lower <= 'z') || (code >= '0' && code <= '9') || code == '+' || code == '/';
+    const ushort *const codes = text.utf16();
+    ushort foreign = 0; // no branches, so that the compiler makes vector instructions of the loop
+    for (int i = 0; i < text.size(); ++i) {
+        const ushort code = codes[i];
+        const auto letter = ushort((code | 0x20) - 'a');
+        const auto digit = ushort(code - '0');
+        foreign |= ushort((letter >= 26) & (digit >= 10) & (code != '+') & (code != '/'));
     }
-    if (isClean)
+    if (foreign == 0)
         return qint64(text.size()) / 4 * 3 >= bytes;
     return QByteArray::fromBase64(text.toLatin1()).size() >= bytes;
 }
