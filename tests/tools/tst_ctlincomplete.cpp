@@ -50,6 +50,7 @@ private Q_SLOTS:
     void incompleteRepliesAreNotTakenForValues();
     void settingsOfIncompleteRepliesAreUnknown();
     void blocksThatCoverACabinetAreComplete();
+    void settingsAreNotTheCauseOfALaterFailure();
     void cabinetsThatAreLeftOutAreNamed();
     void aScreenWithoutSomeOfItsCabinetsIsRefused_data();
     void aScreenWithoutSomeOfItsCabinetsIsRefused();
@@ -426,6 +427,19 @@ void CtlIncompleteTest::blocksThatCoverACabinetAreComplete()
         QVERIFY2(run.exit == 0, run.all());
         QCOMPARE(m_program.content(QStringLiteral("bands.npy")), m_program.content(QStringLiteral("main.npy")));
     }
+}
+
+void CtlIncompleteTest::settingsAreNotTheCauseOfALaterFailure()
+{
+    QJsonArray faults;
+    for (const char *operation : {"ScreenInfo::getGammaAllList", "Correctionop::loadCoefficient"})
+        faults.append(QJsonObject{{QStringLiteral("type"), QStringLiteral("noAnswer")},
+                                  {QStringLiteral("operation"), QLatin1String(operation)}});
+    wallWith(QStringLiteral("mute.json"), 1, QStringLiteral("faults"), faults);
+    const Run run = m_program.run("--wall mute.json snapshot main x.snapshot");
+    QVERIFY2(run.exit == 21 && run.error.contains("device B refused Correctionop::loadCoefficient"), run.all());
+    QVERIFY2(run.error.contains("warning: device B: its gamma tables cannot be read: enTimeout (5)"), run.all());
+    QVERIFY2(!run.error.contains("the library logged: getGammaTable"), run.all());
 }
 
 void CtlIncompleteTest::cabinetsThatAreLeftOutAreNamed()

@@ -104,6 +104,7 @@ SnapshotSettings settingsOf(Session &session, const QString &device)
             session.out().warn(QStringLiteral("notKept"),
                                QStringLiteral("device %1: its %2 cannot be read: %3 (%4)")
                                    .arg(device, QLatin1String(what), resultName(code), QString::number(code)));
+        LibraryLog::forget(); // not the cause of a later failure
         return code == enSuccess;
     };
     ISubScreen &subScreen = subScreenOf(session, device);
