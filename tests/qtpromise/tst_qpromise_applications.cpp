@@ -58,6 +58,12 @@ private:
     const std::function<void()> m_what;
 };
 
+void processAll()
+{
+    for (int i = 0; i < 10; ++i)
+        QCoreApplication::processEvents();
+}
+
 } // namespace
 
 class tst_QPromiseApplications : public QObject
@@ -87,8 +93,7 @@ void tst_QPromiseApplications::handlersRunThoughTheirEventsAreCompressed()
     for (int i = 0; i < 3; ++i)
         done.then([&order, i] { order += i; });
     QCOMPARE(lasting.application.compressed, 2);
-    for (int i = 0; i < 10; ++i)
-        QCoreApplication::processEvents();
+    processAll();
     QCOMPARE(order, (QVector<int>{0, 1, 2}));
 }
 
@@ -157,8 +162,7 @@ void tst_QPromiseApplications::removedEventsLeaveLaterHandlersTheirTurn()
     const auto last = done.then([&order] { order += 4; });
     if (isWaitedFor)
         last.wait();
-    for (int i = 0; i < 10; ++i)
-        QCoreApplication::processEvents();
+    processAll();
     QCOMPARE(order, (QVector<int>{1, 2, 3, 4}));
 }
 
@@ -176,8 +180,7 @@ void tst_QPromiseApplications::aWaitInAHandlerKeepsTheOrderOfEvents()
     QMetaObject::invokeMethod(
         this, [&order] { order += 2; }, Qt::QueuedConnection);
     last = std::make_unique<QPromise<void>>(done.then([&order] { order += 3; }));
-    for (int i = 0; i < 10; ++i)
-        QCoreApplication::processEvents();
+    processAll();
     QCOMPARE(order, (QVector<int>{1, 2, 3, 4}));
 }
 
@@ -201,8 +204,7 @@ void tst_QPromiseApplications::aPromiseThatNeverSettlesRunsNoOtherHandler()
     QPromise<void>::resolve().then([&order] { order += 1; });
     QPromise<void>([](const QPromiseResolve<void> &) {}).then([&order] { order += 2; });
     QCOMPARE(order, QVector<int>());
-    for (int i = 0; i < 10; ++i)
-        QCoreApplication::processEvents();
+    processAll();
     QCOMPARE(order, QVector<int>{1});
 }
 
@@ -237,8 +239,7 @@ void tst_QPromiseApplications::anEventLostWhileTheDispatcherGoesWakesNothing()
     }
     QCOMPARE(told, 0);
     const Lasting<QCoreApplication> next;
-    for (int i = 0; i < 10; ++i)
-        QCoreApplication::processEvents();
+    processAll();
     QCOMPARE(told, 1);
 }
 
