@@ -380,9 +380,11 @@ Photo photograph(const QString &screenId, const Camera &form, double white)
         for (std::size_t filter = 0; filter < 3 && !bright.isNull() && !seen.isNull(); ++filter) {
             camera.fullScale = greatest[filter] > 0 ? double(headroom * greatest[filter]) : 1;
             Simulator::Photo exposed = wall().pictures().photograph(screenId, camera);
-            if (filter == 0 || exposed.isNull())
+            if (filter == 0 || exposed.isNull()) {
                 seen = std::move(exposed);
-            for (std::size_t i = filter; filter > 0 && i < exposed.xyz.size(); i += 3)
+                continue;
+            }
+            for (std::size_t i = filter; i < exposed.xyz.size(); i += 3)
                 seen.xyz[i] = exposed.xyz[i];
         }
     }

@@ -129,7 +129,7 @@ void Output::jsonLine(const QJsonObject &document)
     if (!m_json)
         return;
     write(textStream(), QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n');
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout)); // finish() reports a failure
     m_wroteLines = true;
 }
 
@@ -145,7 +145,7 @@ void Output::raw(const QByteArray &bytes)
 
 void Output::flush()
 {
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout)); // finish() reports a failure
 }
 
 void Output::error(const QString &text)
