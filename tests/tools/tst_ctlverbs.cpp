@@ -977,6 +977,14 @@ void CtlVerbsTest::changesAreWatched()
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 0);
     QVERIFY(!process.readAllStandardError().contains("Ctrl-C"));
+
+    // Or until a change cannot be written.
+    QProcess full;
+    full.setStandardOutputFile(QStringLiteral("/dev/full"));
+    m_program.start(full, words("--wall events.json watch"));
+    QVERIFY(full.waitForFinished(-1));
+    QCOMPARE(full.exitCode(), 73);
+    QVERIFY(full.readAllStandardError().contains("standard output does not take what is written"));
 }
 
 void CtlVerbsTest::aConversationIsReplayed()

@@ -129,7 +129,6 @@ void Output::jsonLine(const QJsonObject &document)
     if (!m_json)
         return;
     write(textStream(), QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n');
-    static_cast<void>(std::fflush(stdout)); // finish() reports a failure
     m_wroteLines = true;
 }
 
@@ -143,9 +142,13 @@ void Output::raw(const QByteArray &bytes)
     write(stdout, bytes);
 }
 
-void Output::flush()
+bool Output::flush()
 {
-    static_cast<void>(std::fflush(stdout)); // finish() reports a failure
+    if (std::fflush(stdout) != 0) {
+        g_outputFailed = true;
+        g_readerGone = g_readerGone || errno == EPIPE;
+    }
+    return !g_outputFailed;
 }
 
 void Output::error(const QString &text)
@@ -175,10 +178,7 @@ bool Output::finish(const QString &verb, int exit, const QString &message)
             document.insert(entry.key(), entry.value());
         write(textStream(), QJsonDocument(document).toJson());
     }
-    if (std::fflush(stdout) == 0)
-        return !g_outputFailed;
-    g_readerGone = g_readerGone || errno == EPIPE;
-    return false;
+    return flush();
 }
 
 void Output::setColour(Colour colour)

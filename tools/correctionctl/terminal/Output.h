@@ -38,14 +38,14 @@ public:
     /// A warning about the wall: a line on standard error, unless --quiet, and an entry of the
     /// "warnings" of the JSON document. `kind`: a word for programs.
     void warn(const QString &kind, const QString &text);
-    /// A document of its own on one line, at once: only with --json.
+    /// A document of its own on one line: only with --json.
     void jsonLine(const QJsonObject &document);
     /// Standard output takes the bytes of a file: everything else goes to standard error from here on.
     static void keepForFile();
     /// Bytes as they are, independent of the options.
     void raw(const QByteArray &bytes);
-    /// Flushes the output so far.
-    void flush();
+    /// Flushes the output so far. False when it could not be written, or any before it.
+    static bool flush();
     /// A line on standard error, after "correctionctl: ".
     static void error(const QString &text);
     /// A line on standard error as it is.

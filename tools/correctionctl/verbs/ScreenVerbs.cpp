@@ -226,9 +226,10 @@ void watch(Session &session)
     // Notifications that arrive during discovery, or several at once, count as well.
     const int limit = session.arguments().integer("--count", -1);
     int seen = 0;
+    bool isOver = limit == 0;
     QEventLoop loop;
     const auto tell = [&](const QString &what, const QString &device, const QString &name, const QString &text) {
-        if (seen == limit)
+        if (isOver)
             return;
         session.out().line(text);
         session.out().jsonLine({{QStringLiteral("format"), QStringLiteral("correctionctl")},
@@ -237,8 +238,8 @@ void watch(Session &session)
                                 {QStringLiteral("change"), what},
                                 {QStringLiteral("device"), device},
                                 {QStringLiteral("name"), name}});
-        session.out().flush();
-        if (++seen == limit)
+        isOver = !session.out().flush() || ++seen == limit;
+        if (isOver)
             loop.quit();
     };
     ScreenManager *const manager = ScreenManager::getInstance();
@@ -258,7 +259,7 @@ void watch(Session &session)
         if (failure.exit() != enNoDevice && failure.exit() != ExitInterrupted)
             throw;
     }
-    if (seen != limit && !Interrupt::requested())
+    if (!isOver && !Interrupt::requested())
         loop.exec();
     // Ctrl-C is the normal end.
 }
