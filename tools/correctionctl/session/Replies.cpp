@@ -63,6 +63,14 @@ qint64 receivedPixels(const QVariantList &blocks, const QSize &cabinet)
     return std::count(received.cbegin(), received.cend(), true);
 }
 
+QStringList idsOf(const QVariantList &cabinets, const char *key)
+{
+    QStringList ids;
+    for (const QVariant &cabinet : cabinets)
+        ids.append(cabinet.toMap().value(QLatin1String(key)).toString());
+    return ids;
+}
+
 } // namespace
 
 QString damageOf(const QString &operation, const QString &device, const QString &cabinet, const QVariant &reply)
@@ -91,20 +99,17 @@ QString damageOf(const QString &operation, const QString &device, const QString 
     return {};
 }
 
-QStringList cabinetsIn(const QString &operation, const QVariant &reply)
+QStringList listedCabinets(const QVariant &reply)
+{
+    return idsOf(reply.toList(), "id");
+}
+
+QStringList placedCabinets(const QVariant &reply)
 {
     QStringList ids;
-    const auto take = [&ids](const QVariantList &cabinets, const char *key) {
-        for (const QVariant &cabinet : cabinets)
-            ids.append(cabinet.toMap().value(QLatin1String(key)).toString());
-    };
-    if (operation == QLatin1String("CabinetInfoOperator::getAllCabinetsInfo"))
-        take(reply.toList(), "id");
-    if (operation == QLatin1String("ScreenInfo::getScreens")) {
-        const QVariantList parts = reply.toMap().value(QStringLiteral("subScreens")).toList();
-        for (const QVariant &part : parts)
-            take(part.toMap().value(QStringLiteral("cabinets")).toList(), "cabinetID");
-    }
+    const QVariantList parts = reply.toMap().value(QStringLiteral("subScreens")).toList();
+    for (const QVariant &part : parts)
+        ids += idsOf(part.toMap().value(QStringLiteral("cabinets")).toList(), "cabinetID");
     return ids;
 }
 

@@ -11,8 +11,9 @@ namespace Ctl {
 /// cabinets. Calls no device.
 QString damageOf(const QString &operation, const QString &device, const QString &cabinet, const QVariant &reply);
 
-/// Ids of the cabinets that a device's reply to discovery lists (`CabinetInfoOperator::getAllCabinetsInfo`) or places on its
-/// screen (`ScreenInfo::getScreens`). Empty for other operations.
-QStringList cabinetsIn(const QString &operation, const QVariant &reply);
+/// Ids of the cabinets in a reply of `CabinetInfoOperator::getAllCabinetsInfo`.
+QStringList listedCabinets(const QVariant &reply);
+/// Ids of the cabinets that a reply of `ScreenInfo::getScreens` places on the device's screen.
+QStringList placedCabinets(const QVariant &reply);
 
 } // namespace Ctl

@@ -280,9 +280,10 @@ IScreen &Session::screen()
     const QString name = arguments().text("SCREEN");
     if (!arguments().has("--device") && !arguments().has("--cabinet")) {
         IScreen &whole = screenOf(name);
-        QStringList missing = m_missingCabinets;
-        for (int i = m_missingDevices.size(); i-- > 0;)
-            missing.prepend(QStringLiteral("device ") + m_missingDevices.at(i));
+        QStringList missing;
+        for (const QString &device : qAsConst(m_missingDevices))
+            missing.append(QStringLiteral("device ") + device);
+        missing += m_missingCabinets;
         if (verb().wholeScreen && !missing.isEmpty()) {
             const bool one = missing.size() == 1 && !missing.first().startsWith(QLatin1String("cabinets"));
             throw Failure(ExitIncomplete,

@@ -133,9 +133,9 @@ void observe(const Call &call)
     if (call.deviceKey.isNull())
         return;
     if (call.result && call.operation == QLatin1String("CabinetInfoOperator::getAllCabinetsInfo"))
-        g_announced[call.deviceKey].listed = cabinetsIn(call.operation, call.reply);
+        g_announced[call.deviceKey].listed = listedCabinets(call.reply);
     if (call.result && call.operation == QLatin1String("ScreenInfo::getScreens"))
-        g_announced[call.deviceKey].placed = cabinetsIn(call.operation, call.reply);
+        g_announced[call.deviceKey].placed = placedCabinets(call.reply);
     const Adapter::Operation *const operation = Adapter::findOperation(call.operation);
     const bool changes = operation && operation->isChange();
     const bool refused = !call.result || call.rejected || !call.settled;

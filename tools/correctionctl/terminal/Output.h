@@ -44,7 +44,7 @@ public:
     static void keepForFile();
     /// Bytes as they are, independent of the options.
     void raw(const QByteArray &bytes);
-    /// Flushes the output so far. False when it could not be written, or any before it.
+    /// Flushes standard output. False when this or an earlier write to it failed.
     static bool flush();
     /// A line on standard error, after "correctionctl: ".
     static void error(const QString &text);
