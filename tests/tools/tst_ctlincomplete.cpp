@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include <QtCore/QRandomGenerator>
+#include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
 using namespace TestSupport;
@@ -49,6 +50,7 @@ private Q_SLOTS:
     void incompleteRepliesAreNotTakenForValues_data();
     void incompleteRepliesAreNotTakenForValues();
     void settingsOfIncompleteRepliesAreUnknown();
+    void textsThatEndEarlyAreIncomplete();
     void blocksThatCoverACabinetAreComplete();
     void settingsAreNotTheCauseOfALaterFailure();
     void cabinetsThatAreLeftOutAreNamed();
@@ -414,6 +416,24 @@ void CtlIncompleteTest::settingsOfIncompleteRepliesAreUnknown()
     QVERIFY2(snapshot.error.contains("warning: device B: its effect mode cannot be read: enInvalidParameter (3)"),
              snapshot.all());
     QCOMPARE(snapshot.data().value(QStringLiteral("settings")).toArray(), QJsonArray{QStringLiteral("A")});
+}
+
+void CtlIncompleteTest::textsThatEndEarlyAreIncomplete()
+{
+    const Run recorded = m_program.run("--wall small.json record whole.jsonl read main whole.npy");
+    QVERIFY2(recorded.exit == 0, recorded.all());
+    QString journal = QString::fromUtf8(m_program.content(QStringLiteral("whole.jsonl")));
+    journal.replace(QRegularExpression(QStringLiteral("(\"coefficients\": \"[^\"]*)[^\"]{24}\"")),
+                    QStringLiteral("\\1\"")); // a pixel
+    QVERIFY(m_program.write(QStringLiteral("cut.jsonl"), journal.toUtf8()));
+    const Run run = m_program.run("replay cut.jsonl read main cut.npy");
+    QVERIFY2(run.exit == 3, run.all());
+    // Ends with the first cabinet, and names that one.
+    QVERIFY2(run.error.contains(
+                 "reading cabinet 1 of device A: device A sent an incomplete reply to Correctionop::loadCoefficient: "
+                 "whole blocks for 0 of the cabinet's 128 pixels"),
+             run.all());
+    QVERIFY(!m_program.files().contains(QStringLiteral("cut.npy")));
 }
 
 void CtlIncompleteTest::blocksThatCoverACabinetAreComplete()
