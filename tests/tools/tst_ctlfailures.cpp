@@ -51,8 +51,8 @@ private Q_SLOTS:
     void aFullStandardOutputIsTold();
     void aWatchedDirectoryCanBeWritten();
     void failedReadsLeaveTheOldFile();
-    void ctrlCEndsBetweenTwoRequests_data();
-    void ctrlCEndsBetweenTwoRequests();
+    void signalsEndTheWorkBetweenTwoRequests_data();
+    void signalsEndTheWorkBetweenTwoRequests();
     void aFileThatEndsTooEarlyNamesTheRowsBefore();
     void theProgressBarGoesBeforeTheResult_data();
     void theProgressBarGoesBeforeTheResult();
@@ -705,46 +705,49 @@ void CtlFailuresTest::failedReadsLeaveTheOldFile()
     QCOMPARE(m_program.files().filter(QStringLiteral("old.")).size(), 2);
 }
 
-void CtlFailuresTest::ctrlCEndsBetweenTwoRequests_data()
+void CtlFailuresTest::signalsEndTheWorkBetweenTwoRequests_data()
 {
     QTest::addColumn<QString>("operation");
     QTest::addColumn<int>("after");
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<QByteArray>("begun");
     QTest::addColumn<QByteArray>("said");
+    QTest::addColumn<int>("signal");
     QTest::newRow("a restore, in its second upload")
         << QStringLiteral("Correctionop::uploadCoefficient") << 1 << QStringLiteral("restore main.snapshot --no-verify")
-        << QByteArray("CabinetV4::setCoefficients") << QByteArray("2 of 8 cabinets are written, nothing is saved");
+        << QByteArray("CabinetV4::setCoefficients") << QByteArray("2 of 8 cabinets are written, nothing is saved") << SIGINT;
     QTest::newRow("a write, in its only upload, before it saves")
         << QStringLiteral("Correctionop::uploadCoefficientAsync") << 0 << QStringLiteral("write main main.npy --save")
-        << QByteArray("setCoefficients thread id") << QByteArray("rows 0 to 15 are written, nothing is saved");
+        << QByteArray("setCoefficients thread id") << QByteArray("rows 0 to 15 are written, nothing is saved") << SIGHUP;
     QTest::newRow("discovery") << QStringLiteral("ScreenInfo::getScreens") << 0 << QStringLiteral("screens")
-                               << QByteArray("start getScreens") << QByteArray("nothing was sent but queries");
+                               << QByteArray("start getScreens") << QByteArray("nothing was sent but queries") << SIGTERM;
     QTest::newRow("the doctor, in its second step")
         << QStringLiteral("ScreenInfo::getScreens") << 0 << QStringLiteral("doctor report.json")
-        << QByteArray("start getDeviceList") << QByteArray("2 steps done, no report written");
+        << QByteArray("start getDeviceList") << QByteArray("2 steps done, no report written") << SIGINT;
 }
 
-void CtlFailuresTest::ctrlCEndsBetweenTwoRequests()
+void CtlFailuresTest::signalsEndTheWorkBetweenTwoRequests()
 {
     QFETCH(QString, operation);
     QFETCH(int, after);
     QFETCH(QString, arguments);
     QFETCH(QByteArray, begun);
     QFETCH(QByteArray, said);
+    QFETCH(int, signal);
     // The request takes as long as it takes to press Ctrl-C; the log shows when it has begun.
     QJsonObject late = fault("lateAnswer", operation.toUtf8().constData());
     late.insert(QStringLiteral("after"), after);
     late.insert(QStringLiteral("milliseconds"), 2000);
     wallWith(QStringLiteral("late.json"), 0, {late});
     const QStringList before = m_program.files();
+    std::signal(SIGHUP, SIG_DFL); // also where the tests themselves were started by nohup(1)
     QProcess process;
     m_program.start(process, words("--wall late.json -v") + arguments.split(QLatin1Char(' ')));
     process.setReadChannel(QProcess::StandardError);
     QByteArray printed;
     while (printed.count(begun) < after + 1 && process.waitForReadyRead(-1))
         printed += process.readAllStandardError();
-    ::kill(pid_t(process.processId()), SIGINT);
+    ::kill(pid_t(process.processId()), signal);
     QVERIFY(process.waitForFinished(-1));
     printed += process.readAllStandardError();
     QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 130, printed);

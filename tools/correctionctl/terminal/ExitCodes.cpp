@@ -58,7 +58,7 @@ QVector<ExitCode> knownExitCodes()
         {ExitNoMemory, "no memory", "Memory ran out.", "Take a smaller rectangle."},
         {ExitCannotWrite, "cannot write", "An output file or directory cannot be written; what was there before is whole.",
          "Check the path, its permissions and the free space."},
-        {ExitInterrupted, "interrupted", "Ctrl-C ended the work between two requests.",
+        {ExitInterrupted, "interrupted", "Ctrl-C, or closing the terminal, ended the work between two requests.",
          "See the message for what was carried out until then."},
     };
 }

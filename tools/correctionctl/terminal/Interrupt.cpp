@@ -36,6 +36,8 @@ void install()
         g_pipe[0] = g_pipe[1] = -1;
     std::signal(SIGINT, handleSignal);
     std::signal(SIGTERM, handleSignal);
+    if (std::signal(SIGHUP, handleSignal) == SIG_IGN) // nohup(1)
+        std::signal(SIGHUP, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN); // `correctionctl ... | head`: writing fails instead
 }
 

@@ -4,7 +4,8 @@
 
 namespace Ctl {
 
-/// Ctrl-C (SIGINT, SIGTERM): work ends between two requests. A second one ends the program at once.
+/// Ctrl-C (SIGINT, SIGTERM) or a closed terminal (SIGHUP): work ends between two requests. A second signal of a kind ends
+/// the program at once.
 namespace Interrupt {
 
 void install();
