@@ -21,7 +21,7 @@ private Q_SLOTS:
             QTest::newRow(name) << value << quoted(text);
         };
         row("an invalid value", {}, "invalid");
-        row("a text", QStringLiteral("a\"b\\\n\r\t\x01"), "'a\\'b\\\\\\n\\r\\t\\u0001'");
+        row("a text", QStringLiteral("a\"b\\\n\r\t\x01\x1f"), "'a\\'b\\\\\\n\\r\\t\\u0001\\u001f'");
         row("an empty text", QString(), "''");
         row("a truth", true, "bool true");
         row("an int", -3, "int -3");

@@ -549,6 +549,8 @@ void tst_Directory::aPackMostlyUnusedIsRewritten()
         QCOMPARE(QFileInfo(folder.directory + QStringLiteral("/devices/A/3.planes")).size(), qint64(2 * 8 * 8 * 18));
         reopen(folder.directory);
         QCOMPARE(wall().state().chroma(key(), QStringLiteral("3")), QVector<quint16>(8 * 8 * 9, 1));
+        QVERIFY(wall().state().setChroma(key(), QStringLiteral("3"), values, Store::User));
+        QVERIFY(packs(folder.directory).contains(QStringLiteral("4.planes")));
     }
 }
 
@@ -1519,7 +1521,8 @@ void tst_Directory::whatAKilledProcessLeftIsRemoved()
     QVERIFY(savePlanes(2)); // into 2.planes, and 1.planes is removed
     wall().reset();
     const auto before = filesBelow(folder.directory);
-    for (const char *name : {"/wall.json.AbCdEf", "/devices/A/state.json.xYzabc", "/devices/A/7.planes"})
+    for (const char *name :
+         {"/wall.json.AbCdEf", "/devices/A/state.json.xYzabc", "/devices/A/1.planes", "/devices/A/7.planes"})
         overwrite(folder.directory + QLatin1String(name), "left");
     reopen(folder.directory);
     wall().close();
