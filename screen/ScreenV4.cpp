@@ -83,7 +83,7 @@ EnumErrorCode firstSuccess(const SubScreens subScreens, const char *message, Get
 
 bool divides(int divisor, int length, int rest)
 {
-    return (qint64(length) - rest) % divisor == 0;
+    return qint64(wrapSub(length, rest)) % divisor == 0; // 64 bits: the least number divided by -1
 }
 
 } // namespace

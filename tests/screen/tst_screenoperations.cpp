@@ -790,6 +790,16 @@ void tst_ScreenOperations::theBoardIsCheckedFirst_data()
         b.lastSquareColumnW = intMin;
         b.squareW = -1;
     });
+    row("a last column that fits when the difference wraps", true, [](DrawingCheckerboard &b) {
+        b.regionRect.setWidth(2000000000);
+        b.lastSquareColumnW = -2000000000;
+        b.squareW = 3;
+    });
+    row("a last row that fits unless the difference wraps", false, [](DrawingCheckerboard &b) {
+        b.regionRect.setHeight(2000000000);
+        b.lastSquareRowH = -2000000000;
+        b.squareH = 5;
+    });
     row("the least square", false, [](DrawingCheckerboard &b) { b.squareH = intMin; });
 }
 
