@@ -22,9 +22,11 @@ inline QVariantMap variantMap(std::initializer_list<std::pair<QString, QVariant>
 template <class Key, class Value>
 QMap<Key, Value> unsharedCopy(const QMap<Key, Value> &map)
 {
-    QMap<Key, Value> copy;
-    for (auto entry = map.cbegin(); entry != map.cend(); ++entry)
-        copy.insert(copy.cend(), entry.key(), entry.value());
+    QMultiMap<Key, Value> copy; // the host's map may have a key several times
+    for (auto entry = map.cend(); entry != map.cbegin();) {
+        --entry;
+        copy.insert(entry.key(), entry.value()); // before the others of its key
+    }
     return copy;
 }
 

@@ -295,6 +295,13 @@ void CabinetParametersTest::gammaEntriesOfOtherChannelsStay()
     QCOMPARE(
         table,
         (Table{{EnumGammaType(-1), {1}}, {enRedGamma, {}}, {enGreenGamma, {}}, {enBlueGamma, {}}, {EnumGammaType(3), {2}}}));
+
+    QMultiMap<EnumGammaType, QList<int>> several;
+    for (int i = 0; i < 3; ++i)
+        several.insert(EnumGammaType(3), {i});
+    table = several;
+    QCOMPARE(cabinet.getGammaTable(table), enSuccess);
+    QCOMPARE(table.values(), (QList<QList<int>>{{}, {}, {}, {2}, {1}, {0}}));
 }
 
 void CabinetParametersTest::failedGammaReadsChangeNothing()

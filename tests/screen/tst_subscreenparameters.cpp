@@ -743,6 +743,13 @@ void tst_SubScreenParameters::gammaTablesAreRead()
                                                      {EnumGammaType(7), curve({7})}}));
     QCOMPARE(m_wall.journal().transcript(), QStringList{QStringLiteral(R"(ScreenInfo::getGammaAllList("A", "0"))")});
     QCOMPARE(m_wall.journal().notes(), QStringList());
+
+    QMultiMap<EnumGammaType, QList<int>> several;
+    for (int i = 0; i < 3; ++i)
+        several.insert(EnumGammaType(7), curve({i}));
+    table = several;
+    QCOMPARE(subScreen.getGammaTable(table), enSuccess);
+    QCOMPARE(table.values().mid(3), (QList<QList<int>>{{2}, {1}, {0}}));
 }
 
 void tst_SubScreenParameters::gammaEntriesAreConverted()
