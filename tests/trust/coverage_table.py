@@ -62,10 +62,10 @@ INSTANTIATION = re.compile(r"([\w.$]+):")
 ONLY_EXCEPTIONS = "$$$$$"  # in place of a block's count: not reached, and only an exception would reach it
 
 
-def branches_after_exceptions(notes):
+def branches_after_exceptions(build, notes):
     """{(file, line, instantiation or None): [whether only an exception reaches the branch]}, from the compiler's notes."""
     with tempfile.TemporaryDirectory() as folder:  # without data: to gcov no code was reached
-        lines = gcov(folder, shutil.copy(notes, folder), "--all-blocks")
+        lines = gcov(build, shutil.copy(notes, folder), "--all-blocks")
     result = collections.defaultdict(list)
     name = instantiation = place = None
     is_after_exception = False
@@ -102,7 +102,7 @@ def reports(build):
     for path in sorted(pathlib.Path(build).rglob("*.gcov.json")):
         yield json.loads(path.read_text(encoding="utf-8"))
     for path in sorted(pathlib.Path(build).rglob("*.gcda")):
-        after_exceptions = branches_after_exceptions(path.with_suffix(".gcno"))
+        after_exceptions = branches_after_exceptions(build, path.with_suffix(".gcno"))
         for line in gcov(build, path.resolve(), "--json-format"):
             yield without_exceptions(json.loads(line), after_exceptions)
 
@@ -113,13 +113,12 @@ def add(sums, counts):
 
 def read_coverage(build, folders):
     """{file: {line: (count, [(whether of one function, counts of its branches)])}}"""
-    root = os.getcwd() + "/"
     counts = collections.defaultdict(int)
     branches = {}  # by file, line, function, number of branches
     for report in reports(build):
         for entry in report["files"]:
-            name = entry["file"]
-            name = name[len(root):] if name.startswith(root) else name
+            # ccache can make names relative to the folder of the build.
+            name = os.path.relpath(os.path.join(report["current_working_directory"], entry["file"]))
             if not folder_of(name, folders):
                 continue
             of_functions = {line["line_number"] for line in entry["lines"] if line.get("function_name")}

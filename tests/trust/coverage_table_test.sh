@@ -24,13 +24,14 @@ line() { # line NUMBER COUNT BRANCHES [FUNCTION]
 taken='{"count": 4, "throw": false}' missed='{"count": 0, "throw": false}' thrown='{"count": 0, "throw": true}'
 mkdir build
 cat >build/one.gcov.json <<JSON
-{"files": [
+{"current_working_directory": "$PWD", "files": [
   {"file": "model/m.cpp", "lines": [$(line 1 3 "$taken, $missed"), $(line 2 0), $(line 3 5 "$taken, $thrown, $missed")]},
   {"file": "$PWD/simulator/disk/d.cpp", "lines": [$(line 1 1 "$taken, $missed"), $(line 1 1 "$missed, $taken" of_another_type)]},
   {"file": "simulator/s.cpp", "lines": [$(line 1 0), $(line 2 1 "$taken, $missed, $missed, $taken" nameless)]},
   {"file": "elsewhere/e.cpp", "lines": [$(line 1 0)]}]}
 JSON
-printf '{"files": [{"file": "simulator/s.cpp", "lines": [%s]}, {"file": "simulator/disk/d.cpp", "lines": [%s]}]}' \
+printf '{"current_working_directory": "%s/build", "files": [{"file": "../simulator/s.cpp", "lines": [%s]},
+  {"file": "../simulator/disk/d.cpp", "lines": [%s]}]}' "$PWD" \
     "$(line 1 1)" "$(line 1 0 "$missed, $missed, $missed")" >build/two.gcov.json # a copy that the linker has left out
 table() { "$script" build explained gaps "$@" >printed; }
 
