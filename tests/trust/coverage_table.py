@@ -62,10 +62,11 @@ INSTANTIATION = re.compile(r"([\w.$]+):")
 ONLY_EXCEPTIONS = "$$$$$"  # in place of a block's count: not reached, and only an exception would reach it
 
 
-def branches_after_exceptions(build, notes):
-    """{(file, line, instantiation or None): [whether only an exception reaches the branch]}, from the compiler's notes."""
+def branches_after_exceptions(notes, compiled_in):
+    """{(file, line, instantiation or None): [whether only an exception reaches the branch]}, from the compiler's notes. gcov
+    needs the sources, whose names may be relative to the folder of the compilation."""
     with tempfile.TemporaryDirectory() as folder:  # without data: to gcov no code was reached
-        lines = gcov(build, shutil.copy(notes, folder), "--all-blocks")
+        lines = gcov(compiled_in, shutil.copy(notes, folder), "--all-blocks")
     result = collections.defaultdict(list)
     name = instantiation = place = None
     is_after_exception = False
@@ -102,9 +103,10 @@ def reports(build):
     for path in sorted(pathlib.Path(build).rglob("*.gcov.json")):
         yield json.loads(path.read_text(encoding="utf-8"))
     for path in sorted(pathlib.Path(build).rglob("*.gcda")):
-        after_exceptions = branches_after_exceptions(build, path.with_suffix(".gcno"))
         for line in gcov(build, path.resolve(), "--json-format"):
-            yield without_exceptions(json.loads(line), after_exceptions)
+            report = json.loads(line)
+            after_exceptions = branches_after_exceptions(path.with_suffix(".gcno"), report["current_working_directory"])
+            yield without_exceptions(report, after_exceptions)
 
 
 def add(sums, counts):
