@@ -25,7 +25,7 @@ extern "C" void handleSignal(int signal)
     const char byte = 0;
     if (g_pipe[1] >= 0 && ::write(g_pipe[1], &byte, 1) < 0)
         return; // The pipe is full of earlier ones: the event loop wakes anyway.
-    std::signal(signal, SIG_DFL);
+    static_cast<void>(std::signal(signal, SIG_DFL));
 }
 
 } // namespace
@@ -34,11 +34,11 @@ void install()
 {
     if (::pipe(g_pipe) != 0)
         g_pipe[0] = g_pipe[1] = -1;
-    std::signal(SIGINT, handleSignal);
-    std::signal(SIGTERM, handleSignal);
+    static_cast<void>(std::signal(SIGINT, handleSignal));
+    static_cast<void>(std::signal(SIGTERM, handleSignal));
     if (std::signal(SIGHUP, handleSignal) == SIG_IGN) // nohup(1)
-        std::signal(SIGHUP, SIG_IGN);
-    std::signal(SIGPIPE, SIG_IGN); // `correctionctl ... | head`: writing fails instead
+        static_cast<void>(std::signal(SIGHUP, SIG_IGN));
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); // `correctionctl ... | head`: writing fails instead
 }
 
 bool requested()
