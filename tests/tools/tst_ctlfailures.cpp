@@ -53,6 +53,7 @@ private Q_SLOTS:
     void failedReadsLeaveTheOldFile();
     void signalsEndTheWorkBetweenTwoRequests_data();
     void signalsEndTheWorkBetweenTwoRequests();
+    void aClosedTerminalDoesNotEndWhatNohupStarted();
     void aFileThatEndsTooEarlyNamesTheRowsBefore();
     void theProgressBarGoesBeforeTheResult_data();
     void theProgressBarGoesBeforeTheResult();
@@ -754,6 +755,26 @@ void CtlFailuresTest::signalsEndTheWorkBetweenTwoRequests()
     QVERIFY2(printed.contains("interrupted; " + said), printed);
     QVERIFY2(printed.contains("\ncorrectionctl: ends after the request under way; Ctrl-C again ends at once\n"), printed);
     QCOMPARE(m_program.files(), before);
+}
+
+void CtlFailuresTest::aClosedTerminalDoesNotEndWhatNohupStarted()
+{
+    QJsonObject late = fault("lateAnswer", "Correctionop::uploadCoefficientAsync");
+    late.insert(QStringLiteral("milliseconds"), 2000);
+    wallWith(QStringLiteral("late.json"), 0, {late});
+    QProcess process;
+    std::signal(SIGHUP, SIG_IGN); // as nohup(1): the program inherits it
+    m_program.start(process, words("--wall late.json -v write main main.npy --save"));
+    QVERIFY(process.waitForStarted(-1));
+    std::signal(SIGHUP, SIG_DFL);
+    process.setReadChannel(QProcess::StandardError);
+    QByteArray printed;
+    while (!printed.contains("setCoefficients thread id") && process.waitForReadyRead(-1))
+        printed += process.readAllStandardError();
+    ::kill(pid_t(process.processId()), SIGHUP);
+    QVERIFY(process.waitForFinished(-1));
+    printed += process.readAllStandardError();
+    QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0, printed);
 }
 
 void CtlFailuresTest::aFileThatEndsTooEarlyNamesTheRowsBefore()
